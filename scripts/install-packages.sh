@@ -1,0 +1,35 @@
+#!/usr/bin/env bash
+# Installs the Debian packages that building, testing and the demo need, where they are missing.
+set -euo pipefail
+
+packages=(
+  # toolchain
+  clang-22 libclang-rt-22-dev lld-22 llvm-22 clang-tidy-22 clang-format-22
+  cmake ninja-build pkg-config
+  # the platform layer
+  libblocksruntime-dev libexpat1-dev libplist-dev libdbus-1-dev
+  # components and tools
+  liblilv-dev lv2-dev libsmf-dev libsndfile1-dev libebur128-dev libcairo2-dev libfftw3-dev
+  libsamplerate0-dev
+  # tests and benchmarks
+  libgtest-dev libbenchmark-dev dbus xvfb
+  # what is played
+  mda-lv2 lv2-examples
+)
+
+missing=()
+for package in "${packages[@]}"; do
+  dpkg-query -W -f='${Status}' "$package" 2>/dev/null | grep -q 'ok installed' || missing+=("$package")
+done
+[ ${#missing[@]} -eq 0 ] && exit 0
+
+if ! command -v apt-get >/dev/null; then
+  echo "Missing packages, and no apt-get to install them with: ${missing[*]}" >&2
+  exit 1
+fi
+echo "Installing ${missing[*]}"
+as_root=()
+[ "$(id -u)" -eq 0 ] || as_root=(sudo)
+"${as_root[@]}" apt-get update -qq
+DEBIAN_FRONTEND=noninteractive "${as_root[@]}" apt-get install -y -qq --no-install-recommends \
+  "${missing[@]}" >/dev/null
