@@ -1,0 +1,165 @@
+#include "support/recording_unit.hpp"
+
+#include <CoreFoundation/CoreFoundation.h>
+
+#include <cstdio>
+
+#include "spec/four_cc.hpp"
+
+namespace {
+
+UnitScript* g_script = nullptr;
+
+template <typename... Arguments>
+void record(const char* format, Arguments... arguments) {
+  char text[128];
+  std::snprintf(text, sizeof text, format, arguments...);
+  g_script->calls.emplace_back(text);
+}
+
+CFDictionaryRef make_state() {
+  CFMutableDictionaryRef state = CFDictionaryCreateMutable(
+      nullptr, 0, &kCFTypeDictionaryKeyCallBacks, &kCFTypeDictionaryValueCallBacks);
+  CFStringRef text =
+      CFStringCreateWithCString(nullptr, g_script->state_text.c_str(), kCFStringEncodingUTF8);
+  CFDictionarySetValue(state, CFSTR("text"), text);
+  CFRelease(text);
+  return state;
+}
+
+void take_state(CFPropertyListRef list) {
+  const auto text = static_cast<CFStringRef>(
+      CFDictionaryGetValue(static_cast<CFDictionaryRef>(list), CFSTR("text")));
+  char bytes[256] = "";
+  if (text != nullptr) CFStringGetCString(text, bytes, sizeof bytes, kCFStringEncodingUTF8);
+  g_script->state_text = bytes;
+}
+
+OSStatus open_unit(void*, AudioComponentInstance) {
+  record("open");
+  return g_script->open_status;
+}
+
+OSStatus close_unit(void* self) {
+  record("close");
+  delete static_cast<AudioComponentPlugInInterface*>(self);
+  return noErr;
+}
+
+OSStatus initialize(void*) {
+  record("initialize");
+  return g_script->initialize_status;
+}
+
+OSStatus uninitialize(void*) {
+  record("uninitialize");
+  return noErr;
+}
+
+OSStatus get_property(void*, AudioUnitPropertyID id, AudioUnitScope scope, AudioUnitElement,
+                      void* data, UInt32* size) {
+  if (scope != kAudioUnitScope_Global) return kAudioUnitErr_InvalidScope;
+  if (id == kAudioUnitProperty_ClassInfo && *size == sizeof(CFPropertyListRef)) {
+    if (g_script->class_info_get_status != noErr) return g_script->class_info_get_status;
+    *static_cast<CFPropertyListRef*>(data) = make_state();
+    return noErr;
+  }
+  if (id == kAudioUnitProperty_Latency && g_script->latency >= 0 && *size == sizeof(double)) {
+    *static_cast<double*>(data) = g_script->latency;
+    return noErr;
+  }
+  return kAudioUnitErr_InvalidProperty;
+}
+
+OSStatus set_property(void*, AudioUnitPropertyID id, AudioUnitScope scope, AudioUnitElement,
+                      const void* data, UInt32 size) {
+  record("property %u scope %u size %u", id, scope, size);
+  switch (id) {
+    case kAudioUnitProperty_StreamFormat:
+      if (scope == kAudioUnitScope_Input) return g_script->input_format_status;
+      g_script->output_format = *static_cast<const AudioStreamBasicDescription*>(data);
+      return g_script->output_format_status;
+    case kAudioUnitProperty_SetRenderCallback:
+      g_script->input = *static_cast<const AURenderCallbackStruct*>(data);
+      return g_script->callback_status;
+    case kAudioUnitProperty_MaximumFramesPerSlice:
+      return g_script->max_frames_status;
+    case kAudioUnitProperty_ClassInfo:
+      if (g_script->class_info_set_status == noErr)
+        take_state(*static_cast<const CFPropertyListRef*>(data));
+      return g_script->class_info_set_status;
+    default:
+      return kAudioUnitErr_InvalidProperty;
+  }
+}
+
+OSStatus set_parameter(void*, AudioUnitParameterID id, AudioUnitScope, AudioUnitElement,
+                       AudioUnitParameterValue value, UInt32) {
+  record("parameter %u=%g", id, static_cast<double>(value));
+  return g_script->parameter_status;
+}
+
+OSStatus render(void*, AudioUnitRenderActionFlags*, const AudioTimeStamp* time, UInt32,
+                UInt32 frames, AudioBufferList* data) {
+  record("render %u at %g", frames, time->mSampleTime);
+  g_script->render_time = *time;
+  return g_script->render ? g_script->render(frames, data) : noErr;
+}
+
+OSStatus midi(void*, UInt32 status, UInt32 data1, UInt32 data2, UInt32 offset) {
+  record("midi %02x %02x %02x at %u", status, data1, data2, offset);
+  return noErr;
+}
+
+AudioComponentMethod lookup(SInt16 selector) {
+  switch (selector) {
+    case kAudioUnitInitializeSelect:
+      return reinterpret_cast<AudioComponentMethod>(initialize);
+    case kAudioUnitUninitializeSelect:
+      return reinterpret_cast<AudioComponentMethod>(uninitialize);
+    case kAudioUnitGetPropertySelect:
+      return reinterpret_cast<AudioComponentMethod>(get_property);
+    case kAudioUnitSetPropertySelect:
+      return reinterpret_cast<AudioComponentMethod>(set_property);
+    case kAudioUnitSetParameterSelect:
+      return reinterpret_cast<AudioComponentMethod>(set_parameter);
+    case kAudioUnitRenderSelect:
+      return reinterpret_cast<AudioComponentMethod>(render);
+    case kMusicDeviceMIDIEventSelect:
+      return reinterpret_cast<AudioComponentMethod>(midi);
+    default:
+      return nullptr;
+  }
+}
+
+AudioComponentPlugInInterface* make_unit(const AudioComponentDescription*) {
+  return new AudioComponentPlugInInterface{open_unit, close_unit, lookup, nullptr};
+}
+
+void register_unit(const char* type) {
+  AudioComponentDescription description{};
+  description.componentType = vesk::pack_four_cc(type);
+  description.componentSubType = vesk::pack_four_cc("Reco");
+  description.componentManufacturer = vesk::pack_four_cc("Test");
+  AudioComponentRegister(&description, CFSTR("Test: Recorder"), 0x10000, make_unit);
+}
+
+}  // namespace
+
+UnitScript::UnitScript() {
+  [[maybe_unused]] static const bool registered = [] {
+    register_unit("aumu");
+    register_unit("aufx");
+    return true;
+  }();
+  g_script = this;
+}
+
+UnitScript::~UnitScript() {
+  g_script = nullptr;
+}
+
+OSStatus UnitScript::pull_input(AudioUnitRenderActionFlags* flags, UInt32 frames,
+                                AudioBufferList* data) {
+  return input.inputProc(input.inputProcRefCon, flags, &render_time, 0, frames, data);
+}

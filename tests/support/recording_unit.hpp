@@ -1,0 +1,44 @@
+#pragma once
+
+#include <AudioToolbox/AudioToolbox.h>
+
+#include <functional>
+#include <string>
+#include <vector>
+
+/// An Audio Unit of the test's own: it writes down what it is asked and answers as it is told.
+///
+/// One script is in force at a time; every unit opened while it lives follows it. The unit runs in
+/// this process, so the script must outlive the plugins that a test loads.
+struct UnitScript {
+  UnitScript();
+  ~UnitScript();
+  UnitScript(const UnitScript&) = delete;
+  UnitScript& operator=(const UnitScript&) = delete;
+
+  // What the unit answers.
+  OSStatus open_status = noErr;
+  OSStatus output_format_status = noErr;
+  OSStatus input_format_status = noErr;
+  OSStatus callback_status = noErr;
+  OSStatus max_frames_status = noErr;
+  OSStatus parameter_status = noErr;
+  OSStatus initialize_status = noErr;
+  OSStatus class_info_get_status = noErr;
+  OSStatus class_info_set_status = noErr;
+  double latency = -1;               ///< negative: not reported
+  std::string state_text = "fresh";  ///< the class info's only entry, under the key "text"
+  /// Renders a period; the default leaves the buffers as they are and answers noErr.
+  std::function<OSStatus(UInt32 frames, AudioBufferList* data)> render;
+
+  // What it was asked, in order, for example "parameter 2=800".
+  std::vector<std::string> calls;
+  AudioStreamBasicDescription output_format{};
+  AURenderCallbackStruct input{};
+  AudioTimeStamp render_time{};
+  OSStatus pull_input(AudioUnitRenderActionFlags* flags, UInt32 frames, AudioBufferList* data);
+
+  /// Specification texts of the unit.
+  static constexpr const char* instrument = "aumu:Reco:Test";
+  static constexpr const char* effect = "aufx:Reco:Test";
+};
