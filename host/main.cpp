@@ -1,0 +1,87 @@
+// The life of one host process: check the block, load the chain, render and supervise, stop.
+
+#include <cstdlib>
+#include <string>
+#include <thread>
+
+#include "host/chain.hpp"
+#include "host/diagnostics.hpp"
+#include "host/mapped_block.hpp"
+#include "host/parent_workgroup.hpp"
+#include "host/render_loop.hpp"
+#include "host/supervisor.hpp"
+#include "platform/host_process.hpp"
+#include "platform/obituary.hpp"
+#include "platform/render_thread.hpp"
+
+namespace vesk::host {
+namespace {
+
+constexpr int kExitFailure = 1;
+constexpr int kExitUsage = 2;
+
+void report_workgroup(const std::string& label, os_workgroup_t workgroup) {
+  const bool joined = g_joined_workgroup.load(std::memory_order_acquire);
+  const char* const outcome = workgroup == nullptr ? "not shared"
+                              : joined             ? "joined"
+                                                   : "join failed";
+  print_line("plugin host " + label + ": workgroup " + outcome);
+}
+
+void release(Plugins& plugins) {
+  for (unsigned i = 0; i < plugins.size(); ++i) {
+    const platform::PluginCall call(i, "dispose");
+    plugins[i]->detach();
+    plugins[i]->dispose();
+  }
+}
+
+/// Renders and supervises a loaded chain until it is told to stop.
+void run(Block& block, Chain& chain, const std::string& label, double sample_rate,
+         unsigned max_frames, unsigned period_frames) {
+  const os_workgroup_t workgroup = obtain_parent_workgroup();
+  std::thread render_thread(render_loop, &block, std::ref(chain.plugins), chain.first_is_effect,
+                            sample_rate, max_frames, period_frames, workgroup);
+  Supervisor supervisor(block, chain, label);
+  supervisor.run();
+
+  supervisor.close_editors();
+  render_thread.join();
+  report_workgroup(label, workgroup);
+  release(chain.plugins);
+}
+
+int run_host(int argc, char** argv) {
+  if (argc != 6) {
+    print_line(std::string("usage: ") + argv[0] +
+               " SHM_NAME PLUGIN SAMPLE_RATE MAX_FRAMES PERIOD_FRAMES");
+    return kExitUsage;
+  }
+  const std::string label = argv[2];
+  platform::prepare_host_process(argv[2]);
+  Block* const block = map_block(argv[1]);
+  if (block == nullptr) return kExitFailure;
+
+  const double sample_rate = std::atof(argv[3]);
+  const auto max_frames = static_cast<unsigned>(std::atoi(argv[4]));
+  const auto period_frames = static_cast<unsigned>(std::atoi(argv[5]));
+
+  Chain chain;
+  std::string error;
+  if (!load_chain(label, sample_rate, max_frames, *block, chain, error)) {
+    publish_failure(*block, error);
+    return kExitFailure;
+  }
+  // Before `ready`, so that the first period meets no page fault.
+  platform::touch_pages(block, block_size);
+  publish_ready(*block);
+  run(*block, chain, label, sample_rate, max_frames, period_frames);
+  return 0;
+}
+
+}  // namespace
+}  // namespace vesk::host
+
+int main(int argc, char** argv) {
+  return vesk::host::run_host(argc, argv);
+}

@@ -1,0 +1,178 @@
+#include "host/render_loop.hpp"
+
+#include <mach/mach.h>
+#include <mach/mach_time.h>
+#include <os/os_sync_wait_on_address.h>
+#include <pthread.h>
+
+#include <algorithm>
+#include <limits>
+
+#include "platform/obituary.hpp"
+#include "platform/realtime.hpp"
+#include "platform/render_thread.hpp"
+
+namespace vesk {
+
+std::atomic<bool> g_joined_workgroup{false};
+
+namespace host {
+namespace {
+
+// A parent that posts a request without a wake, or a quit, is noticed this much later at most.
+constexpr std::uint64_t kWaitLimitNs = 100'000'000;
+
+using Plugins = std::vector<std::unique_ptr<AudioUnitPlugin>>;
+
+std::uint32_t saturate(double value) {
+  constexpr auto limit = std::numeric_limits<std::uint32_t>::max();
+  if (!(value > 0)) return 0;
+  return value >= static_cast<double>(limit) ? limit : static_cast<std::uint32_t>(value);
+}
+
+void ask_for_real_time(double sample_rate, unsigned period_frames) {
+  mach_timebase_info_data_t timebase{};
+  mach_timebase_info(&timebase);
+  const RenderBudget budget =
+      render_budget(timebase.numer, timebase.denom, sample_rate, period_frames);
+  thread_time_constraint_policy_data_t policy{};
+  policy.period = budget.period;
+  policy.computation = budget.computation;
+  policy.constraint = budget.constraint;
+  policy.preemptible = 1;
+  // Where it is refused the thread renders under ordinary scheduling, which beats not rendering.
+  thread_policy_set(pthread_mach_thread_np(pthread_self()), THREAD_TIME_CONSTRAINT_POLICY,
+                    reinterpret_cast<thread_policy_t>(&policy),
+                    THREAD_TIME_CONSTRAINT_POLICY_COUNT);
+}
+
+/// The parent's workgroup, for as long as the thread is a member.
+class Membership {
+ public:
+  explicit Membership(os_workgroup_t workgroup)
+      : workgroup_(workgroup),
+        joined_(workgroup != nullptr && os_workgroup_join(workgroup, &token_) == 0) {}
+  ~Membership() {
+    if (joined_) os_workgroup_leave(workgroup_, &token_);
+  }
+  Membership(const Membership&) = delete;
+  Membership& operator=(const Membership&) = delete;
+
+  bool joined() const { return joined_; }
+
+ private:
+  os_workgroup_t workgroup_;
+  os_workgroup_join_token_s token_{};
+  bool joined_;
+};
+
+/// Serves periods. Everything that the render thread touches is here: the block's period and
+/// words, the chain, and the two facts about it.
+class PeriodServer {
+ public:
+  PeriodServer(Block& block, Plugins& plugins, bool first_is_effect, unsigned max_frames)
+      : block_(block),
+        plugins_(plugins),
+        first_is_effect_(first_is_effect),
+        max_frames_(std::min(max_frames, buffer_frames)) {}
+
+  /// Renders the period that the block describes and answers it with `request`.
+  void serve(std::uint32_t request) noexcept VESK_REALTIME {
+    // Plain loads of what the acquire load of `render_request` made visible, each clamped here,
+    // once; nothing below reads them again.
+    const std::uint32_t asked = std::min(block_.frames, buffer_frames);
+    const std::uint32_t frames = std::min(asked, max_frames_);
+    const double sample_time = block_.sample_time;
+
+    deliver_midi(frames, sample_time);
+    render(frames, sample_time);
+    std::fill(block_.output_left + frames, block_.output_left + asked, 0.0f);
+    std::fill(block_.output_right + frames, block_.output_right + asked, 0.0f);
+
+    // Release: the outputs, before the word that says they are there.
+    store_release(block_.render_done, request);
+    os_sync_wake_by_address_any(&block_.render_done, sizeof block_.render_done,
+                                OS_SYNC_WAKE_BY_ADDRESS_SHARED);
+  }
+
+ private:
+  /// All events go to the first plugin, before any audio of the period.
+  void deliver_midi(std::uint32_t frames, double sample_time) noexcept VESK_REALTIME {
+    const std::uint32_t count = std::min(block_.midi_count, max_midi_events);
+    if (count == 0) return;
+    const std::uint32_t last_frame = frames == 0 ? 0 : frames - 1;
+    const platform::PluginCall call(0, "midi");
+    for (std::uint32_t i = 0; i < count; ++i) {
+      const MidiEvent event = block_.midi[i];
+      plugins_[0]->midi(event.status, event.data1, event.data2, sample_time,
+                        std::min(event.offset, last_frame));
+    }
+  }
+
+  /// Runs the chain in place in the block's output buffers.
+  void render(std::uint32_t frames, double sample_time) noexcept VESK_REALTIME {
+    float* const left = block_.output_left;
+    float* const right = block_.output_right;
+    std::size_t first_effect = 0;
+    if (first_is_effect_) {
+      std::copy_n(block_.input_left, frames, left);
+      std::copy_n(block_.input_right, frames, right);
+    } else {
+      std::fill_n(left, frames, 0.0f);
+      std::fill_n(right, frames, 0.0f);
+      const platform::PluginCall call(0, "render");
+      plugins_[0]->render_add(left, right, frames, sample_time);
+      first_effect = 1;
+    }
+    for (std::size_t i = first_effect; i < plugins_.size(); ++i) {
+      const platform::PluginCall call(static_cast<unsigned>(i), "render");
+      plugins_[i]->process(left, right, frames, sample_time, 0);
+    }
+  }
+
+  Block& block_;
+  Plugins& plugins_;
+  bool first_is_effect_;
+  std::uint32_t max_frames_;
+};
+
+}  // namespace
+
+RenderBudget render_budget(std::uint32_t numer, std::uint32_t denom, double sample_rate,
+                           unsigned period_frames) {
+  const std::uint32_t period = saturate(denom * 1e9 / numer * period_frames / sample_rate);
+  // In 32 bits, as the fields are: a period beyond 477 million ticks wraps, and is refused by
+  // the scheduler either way.
+  return {period, period * 9 / 10, period};
+}
+
+void render_loop(Block* block, std::vector<std::unique_ptr<AudioUnitPlugin>>& plugins,
+                 bool first_is_effect, double sample_rate, unsigned max_frames,
+                 unsigned period_frames, os_workgroup_t workgroup) {
+  const platform::RenderThread render_thread;
+  ask_for_real_time(sample_rate, period_frames);
+  const Membership membership(workgroup);
+  g_joined_workgroup.store(membership.joined(), std::memory_order_release);
+
+  PeriodServer server(*block, plugins, first_is_effect, max_frames);
+  std::uint32_t served = load_acquire(block->render_request);
+  if (load_acquire(block->quit) != 0) return;
+  for (;;) {
+    // Acquire: pairs with the parent's release store, which published the period.
+    const std::uint32_t request = load_acquire(block->render_request);
+    if (request != served) {
+      server.serve(request);
+      served = request;
+    } else {
+      // The one place where this thread sleeps: in the kernel, until the word differs from what
+      // was served last. Whatever ends the wait, the word is looked at again.
+      os_sync_wait_on_address_with_timeout(&block->render_request, served, sizeof served,
+                                           OS_SYNC_WAIT_ON_ADDRESS_SHARED,
+                                           OS_CLOCK_MACH_ABSOLUTE_TIME, kWaitLimitNs);
+    }
+    if (load_acquire(block->quit) != 0) return;
+  }
+}
+
+}  // namespace host
+}  // namespace vesk
