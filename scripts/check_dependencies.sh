@@ -1,0 +1,26 @@
+#!/usr/bin/env bash
+# Dependencies point one way. Each line: a folder, then the folders of ours it may include from.
+cd "$(dirname "${BASH_SOURCE[0]}")/.."
+status=0
+allow() {
+  local folder=$1 allowed=$2 found
+  [ -d "$folder" ] || return 0
+  found=$(grep -rnE '#\s*(include|import)\s+"[a-z_0-9]+/' --include='*.[ch]pp' --include='*.h' --include='*.mm' --include='*.m' --include='*.c' "$folder" |
+    grep -vE "#\s*(include|import)\s+\"($allowed)")
+  [ -z "$found" ] || { echo "$folder may include from ($allowed) only:"; echo "$found"; status=1; }
+}
+allow spec       'spec/|platform/'
+allow plugin     'plugin/|spec/|platform/'
+allow windows    'windows/|platform/'
+allow host       'host/|plugin/|spec/|windows/|platform/'
+allow client     'vesk/|client/src/|host/block.hpp|host/atomics.hpp|platform/realtime.hpp'
+allow tools      'tools/|vesk/|spec/|host/block.hpp|platform/realtime.hpp'
+allow components/lv2 'components/lv2/|platform/'
+# The layer knows nothing of the system, but for the windows that its proxy stands in for.
+found=$(grep -rnE '#\s*(include|import)\s+"(host|spec|plugin|windows|client|tools|components)/' platform |
+  grep -vE '^platform/linux/(window_proxy|app_kit)/[^:]*:[0-9]+:#\s*(include|import)\s+"windows/windows.hpp"')
+[ -z "$found" ] || { echo "the layer includes from the system:"; echo "$found"; status=1; }
+# The system never includes a private header of the layer or of a component.
+found=$(grep -rnE '#\s*(include|import)\s+"(platform/linux|components)/' host spec plugin windows client tools)
+[ -z "$found" ] || { echo "private headers of the layer in the system:"; echo "$found"; status=1; }
+exit $status

@@ -1,0 +1,7 @@
+#!/usr/bin/env bash
+# A file beyond 500 lines holds more than one idea.
+cd "$(dirname "${BASH_SOURCE[0]}")/.."
+found=$(find host spec plugin windows client tools components platform \
+  \( -name '*.[ch]pp' -o -name '*.mm' -o -name '*.c' -o -name '*.h' -o -name '*.m' \) -exec wc -l {} + |
+  awk '$2 != "total" && $1 > 500')
+[ -z "$found" ] || { echo "files of more than 500 lines:"; echo "$found"; exit 1; }
