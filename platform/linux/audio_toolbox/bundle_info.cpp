@@ -1,0 +1,211 @@
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstring>
+#include <optional>
+
+#include "audio_toolbox/component_bundles.hpp"
+
+namespace vesk::platform {
+namespace {
+
+/// An Info-gnustep.plist has some kilobytes; what is far larger is something else.
+constexpr off_t kLargestInfo = 1 << 20;
+
+template <typename Ref>
+class Owned {
+ public:
+  explicit Owned(Ref ref) : ref_(ref) {}
+  ~Owned() {
+    if (ref_) CFRelease(ref_);
+  }
+  Owned(const Owned&) = delete;
+  Owned& operator=(const Owned&) = delete;
+  Ref get() const { return ref_; }
+
+ private:
+  Ref ref_;
+};
+
+std::string text_of(CFTypeRef value) {
+  if (!value || CFGetTypeID(value) != CFStringGetTypeID()) return {};
+  const auto string = static_cast<CFStringRef>(value);
+  std::string text(static_cast<std::size_t>(CFStringGetMaximumSizeForEncoding(
+                       CFStringGetLength(string), kCFStringEncodingUTF8)) +
+                       1,
+                   '\0');
+  if (!CFStringGetCString(string, text.data(), static_cast<CFIndex>(text.size()),
+                          kCFStringEncodingUTF8)) {
+    return {};
+  }
+  text.resize(std::strlen(text.c_str()));
+  return text;
+}
+
+std::optional<UInt32> number_of(CFTypeRef value) {
+  SInt64 number = 0;
+  if (!value || CFGetTypeID(value) != CFNumberGetTypeID() ||
+      !CFNumberGetValue(static_cast<CFNumberRef>(value), kCFNumberSInt64Type, &number)) {
+    return std::nullopt;
+  }
+  // Codes are also written as signed numbers.
+  return static_cast<UInt32>(number);
+}
+
+/// A four-character code, written as text or as a number.
+std::optional<OSType> code_of(CFTypeRef value) {
+  if (const auto number = number_of(value)) return *number == 0 ? std::nullopt : number;
+  const std::string text = text_of(value);
+  if (text.size() != 4) return std::nullopt;
+  OSType code = 0;
+  for (const char character : text) {
+    if (static_cast<unsigned char>(character) > 0x7F) return std::nullopt;
+    code = code << 8 | static_cast<unsigned char>(character);
+  }
+  return code;
+}
+
+bool is_true(CFTypeRef value) {
+  return value && CFGetTypeID(value) == CFBooleanGetTypeID() &&
+         CFBooleanGetValue(static_cast<CFBooleanRef>(value));
+}
+
+/// The file as data, or NULL with `problem` set.
+CFDataRef copy_file(const std::string& path, std::string& problem) {
+  const int file = open(path.c_str(), O_RDONLY | O_CLOEXEC);
+  if (file < 0) {
+    problem = std::strerror(errno);
+    return nullptr;
+  }
+  struct stat status{};
+  std::vector<UInt8> bytes;
+  if (fstat(file, &status) != 0 || !S_ISREG(status.st_mode) || status.st_size > kLargestInfo) {
+    problem = "no file of at most 1 MiB";
+  } else {
+    bytes.resize(static_cast<std::size_t>(status.st_size));
+    const ssize_t count = read(file, bytes.data(), bytes.size());
+    if (count < 0) problem = std::strerror(errno);
+    bytes.resize(count < 0 ? 0 : static_cast<std::size_t>(count));
+  }
+  close(file);
+  if (!problem.empty()) return nullptr;
+  return CFDataCreate(kCFAllocatorDefault, bytes.data(), static_cast<CFIndex>(bytes.size()));
+}
+
+/// The property list of a bundle, a dictionary, or NULL with `problem` set.
+CFDictionaryRef copy_info(const std::string& path, std::string& problem) {
+  const Owned<CFDataRef> data(copy_file(path, problem));
+  if (!data.get()) return nullptr;
+  constexpr std::string_view binary = "bplist";
+  if (CFDataGetLength(data.get()) >= static_cast<CFIndex>(binary.size()) &&
+      std::memcmp(CFDataGetBytePtr(data.get()), binary.data(), binary.size()) == 0) {
+    problem = "a binary property list, where the XML form is wanted";
+    return nullptr;
+  }
+  CFErrorRef error = nullptr;
+  CFPropertyListRef list = CFPropertyListCreateWithData(kCFAllocatorDefault, data.get(),
+                                                        kCFPropertyListImmutable, nullptr, &error);
+  if (error) {
+    const Owned<CFStringRef> description(CFErrorCopyDescription(error));
+    problem = text_of(description.get());
+    CFRelease(error);
+  }
+  if (!list) {
+    if (problem.empty()) problem = "no property list";
+    return nullptr;
+  }
+  if (CFGetTypeID(list) != CFDictionaryGetTypeID()) {
+    problem = "no dictionary";
+    CFRelease(list);
+    return nullptr;
+  }
+  return static_cast<CFDictionaryRef>(list);
+}
+
+/// One entry of AudioComponents, or NULL with `problem` set.
+std::unique_ptr<OpaqueAudioComponent> component_of(CFTypeRef entry, const std::string& library,
+                                                   std::string& problem) {
+  if (!entry || CFGetTypeID(entry) != CFDictionaryGetTypeID()) {
+    problem = "is no dictionary";
+    return nullptr;
+  }
+  const auto dictionary = static_cast<CFDictionaryRef>(entry);
+  const auto value = [&](const char* key) -> CFTypeRef {
+    const Owned<CFStringRef> name(
+        CFStringCreateWithCString(kCFAllocatorDefault, key, kCFStringEncodingUTF8));
+    return CFDictionaryGetValue(dictionary, name.get());
+  };
+  const auto type = code_of(value("type"));
+  const auto subtype = code_of(value("subtype"));
+  const auto manufacturer = code_of(value("manufacturer"));
+  if (!type || !subtype || !manufacturer) {
+    problem =
+        std::string("has no code of four ASCII characters for ") + (!type      ? "type"
+                                                                    : !subtype ? "subtype"
+                                                                               : "manufacturer");
+    return nullptr;
+  }
+  auto component = std::make_unique<OpaqueAudioComponent>();
+  component->factory_function = text_of(value("factoryFunction"));
+  if (component->factory_function.empty()) {
+    problem = "has no factoryFunction";
+    return nullptr;
+  }
+  component->name = text_of(value("name"));
+  if (component->name.empty()) {
+    problem = "has no name";
+    return nullptr;
+  }
+  component->version = number_of(value("version")).value_or(0);
+  UInt32 flags = kAudioComponentFlag_CanLoadInProcess;
+  if (is_true(value("sandboxSafe"))) flags |= kAudioComponentFlag_SandboxSafe;
+  if (is_true(value("requiresAsyncInstantiation"))) {
+    flags |= kAudioComponentFlag_RequiresAsyncInstantiation;
+  }
+  component->description = {*type, *subtype, *manufacturer, flags, 0};
+  component->origin = ComponentOrigin::bundle;
+  component->library = library;
+  return component;
+}
+
+}  // namespace
+
+std::vector<std::unique_ptr<OpaqueAudioComponent>> read_bundle(
+    const std::string& bundle, std::vector<std::string>& complaints) {
+  std::vector<std::unique_ptr<OpaqueAudioComponent>> components;
+  const auto complain = [&](const std::string& what) {
+    complaints.push_back("component bundle " + bundle + ": " + what);
+  };
+
+  std::string problem;
+  const Owned<CFDictionaryRef> info(copy_info(bundle + "/Resources/Info-gnustep.plist", problem));
+  if (!info.get()) {
+    complain("Resources/Info-gnustep.plist: " + problem);
+    return components;
+  }
+  const std::string executable = text_of(CFDictionaryGetValue(info.get(), CFSTR("NSExecutable")));
+  if (executable.empty() || executable.find('/') != std::string::npos) {
+    complain("NSExecutable is no file name");
+    return components;
+  }
+  const CFTypeRef entries = CFDictionaryGetValue(info.get(), CFSTR("AudioComponents"));
+  if (!entries || CFGetTypeID(entries) != CFArrayGetTypeID()) {
+    complain("AudioComponents is no array");
+    return components;
+  }
+  const auto array = static_cast<CFArrayRef>(entries);
+  for (CFIndex i = 0; i < CFArrayGetCount(array); ++i) {
+    auto component =
+        component_of(CFArrayGetValueAtIndex(array, i), bundle + "/" + executable, problem);
+    if (component) {
+      components.push_back(std::move(component));
+    } else {
+      complain("entry " + std::to_string(i) + " of AudioComponents " + problem);
+    }
+  }
+  return components;
+}
+
+}  // namespace vesk::platform

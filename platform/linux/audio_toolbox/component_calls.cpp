@@ -1,0 +1,57 @@
+#include <AudioToolbox/AudioComponent.h>
+
+#include <string>
+
+#include "audio_toolbox/component_registry.hpp"
+
+using vesk::platform::ComponentRegistry;
+
+const CFStringRef kAudioComponentRegistrationsChangedNotification =
+    CFSTR("kAudioComponentRegistrationsChangedNotification");
+
+AudioComponent AudioComponentFindNext(AudioComponent previous,
+                                      const AudioComponentDescription* wanted) {
+  return wanted ? ComponentRegistry::instance().find_next(previous, *wanted) : nullptr;
+}
+
+UInt32 AudioComponentCount(const AudioComponentDescription* wanted) {
+  return wanted ? ComponentRegistry::instance().count(*wanted) : 0;
+}
+
+OSStatus AudioComponentCopyName(AudioComponent component, CFStringRef* name) {
+  if (!component || !name) return kAudio_ParamError;
+  *name = CFStringCreateWithCString(kCFAllocatorDefault, component->name.c_str(),
+                                    kCFStringEncodingUTF8);
+  return *name ? static_cast<OSStatus>(noErr) : kAudio_MemFullError;
+}
+
+OSStatus AudioComponentGetDescription(AudioComponent component,
+                                      AudioComponentDescription* description) {
+  if (!component || !description) return kAudio_ParamError;
+  *description = component->description;
+  return noErr;
+}
+
+OSStatus AudioComponentGetVersion(AudioComponent component, UInt32* version) {
+  if (!component || !version) return kAudio_ParamError;
+  *version = component->version;
+  return noErr;
+}
+
+AudioComponent AudioComponentRegister(const AudioComponentDescription* description,
+                                      CFStringRef name, UInt32 version,
+                                      AudioComponentFactoryFunction factory) {
+  if (!description || !factory || !vesk::platform::names_one_component(*description)) {
+    return nullptr;
+  }
+  std::string text;
+  if (name) {
+    text.resize(static_cast<std::size_t>(CFStringGetMaximumSizeForEncoding(CFStringGetLength(name),
+                                                                           kCFStringEncodingUTF8)) +
+                1);
+    const auto size = static_cast<CFIndex>(text.size());
+    if (!CFStringGetCString(name, text.data(), size, kCFStringEncodingUTF8)) text.clear();
+    text.resize(text.find('\0') == std::string::npos ? 0 : text.find('\0'));
+  }
+  return ComponentRegistry::instance().add(*description, std::move(text), version, factory);
+}
