@@ -5,11 +5,9 @@
 #include <os/os_sync_wait_on_address.h>
 #include <pthread.h>
 
-#include <algorithm>
 #include <limits>
 
-#include "platform/obituary.hpp"
-#include "platform/realtime.hpp"
+#include "host/period_server.hpp"
 #include "platform/render_thread.hpp"
 
 namespace vesk {
@@ -21,8 +19,6 @@ namespace {
 
 // A parent that posts a request without a wake, or a quit, is noticed this much later at most.
 constexpr std::uint64_t kWaitLimitNs = 100'000'000;
-
-using Plugins = std::vector<std::unique_ptr<AudioUnitPlugin>>;
 
 std::uint32_t saturate(double value) {
   constexpr auto limit = std::numeric_limits<std::uint32_t>::max();
@@ -64,76 +60,6 @@ class Membership {
   os_workgroup_t workgroup_;
   os_workgroup_join_token_s token_{};
   bool joined_;
-};
-
-/// Serves periods. Everything that the render thread touches is here: the block's period and
-/// words, the chain, and the two facts about it.
-class PeriodServer {
- public:
-  PeriodServer(Block& block, Plugins& plugins, bool first_is_effect, unsigned max_frames)
-      : block_(block),
-        plugins_(plugins),
-        first_is_effect_(first_is_effect),
-        max_frames_(std::min(max_frames, buffer_frames)) {}
-
-  /// Renders the period that the block describes and answers it with `request`.
-  void serve(std::uint32_t request) noexcept VESK_REALTIME {
-    // Plain loads of what the acquire load of `render_request` made visible, each clamped here,
-    // once; nothing below reads them again.
-    const std::uint32_t asked = std::min(block_.frames, buffer_frames);
-    const std::uint32_t frames = std::min(asked, max_frames_);
-    const double sample_time = block_.sample_time;
-
-    deliver_midi(frames, sample_time);
-    render(frames, sample_time);
-    std::fill(block_.output_left + frames, block_.output_left + asked, 0.0f);
-    std::fill(block_.output_right + frames, block_.output_right + asked, 0.0f);
-
-    // Release: the outputs, before the word that says they are there.
-    store_release(block_.render_done, request);
-    os_sync_wake_by_address_any(&block_.render_done, sizeof block_.render_done,
-                                OS_SYNC_WAKE_BY_ADDRESS_SHARED);
-  }
-
- private:
-  /// All events go to the first plugin, before any audio of the period.
-  void deliver_midi(std::uint32_t frames, double sample_time) noexcept VESK_REALTIME {
-    const std::uint32_t count = std::min(block_.midi_count, max_midi_events);
-    if (count == 0) return;
-    const std::uint32_t last_frame = frames == 0 ? 0 : frames - 1;
-    const platform::PluginCall call(0, "midi");
-    for (std::uint32_t i = 0; i < count; ++i) {
-      const MidiEvent event = block_.midi[i];
-      plugins_[0]->midi(event.status, event.data1, event.data2, sample_time,
-                        std::min(event.offset, last_frame));
-    }
-  }
-
-  /// Runs the chain in place in the block's output buffers.
-  void render(std::uint32_t frames, double sample_time) noexcept VESK_REALTIME {
-    float* const left = block_.output_left;
-    float* const right = block_.output_right;
-    std::size_t first_effect = 0;
-    if (first_is_effect_) {
-      std::copy_n(block_.input_left, frames, left);
-      std::copy_n(block_.input_right, frames, right);
-    } else {
-      std::fill_n(left, frames, 0.0f);
-      std::fill_n(right, frames, 0.0f);
-      const platform::PluginCall call(0, "render");
-      plugins_[0]->render_add(left, right, frames, sample_time);
-      first_effect = 1;
-    }
-    for (std::size_t i = first_effect; i < plugins_.size(); ++i) {
-      const platform::PluginCall call(static_cast<unsigned>(i), "render");
-      plugins_[i]->process(left, right, frames, sample_time, 0);
-    }
-  }
-
-  Block& block_;
-  Plugins& plugins_;
-  bool first_is_effect_;
-  std::uint32_t max_frames_;
 };
 
 }  // namespace

@@ -1,0 +1,176 @@
+#include "support/raw_host.hpp"
+
+#include <fcntl.h>
+#include <linux/futex.h>
+#include <signal.h>
+#include <spawn.h>
+#include <sys/mman.h>
+#include <sys/syscall.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <climits>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <stdexcept>
+#include <thread>
+
+using namespace std::chrono_literals;
+using namespace vesk::host;
+using Clock = std::chrono::steady_clock;
+
+namespace {
+
+long futex(std::uint32_t* word, int operation, std::uint32_t value, const timespec* limit) {
+  return syscall(SYS_futex, word, operation, value, limit, nullptr, 0);
+}
+
+std::vector<char*> pointers(std::vector<std::string>& texts) {
+  std::vector<char*> result;
+  for (std::string& text : texts) result.push_back(text.data());
+  result.push_back(nullptr);
+  return result;
+}
+
+std::vector<std::string> environment_with(const std::vector<std::string>& extra) {
+  std::vector<std::string> environment = extra;
+  environment.push_back("AUDIO_COMPONENT_PATH=" + build_folder() + "/components");
+  for (char** entry = environ; *entry != nullptr; ++entry) {
+    const std::string text = *entry;
+    const std::string name = text.substr(0, text.find('=') + 1);
+    bool replaced = false;
+    for (const std::string& other : environment) replaced |= other.starts_with(name);
+    if (!replaced) environment.push_back(text);
+  }
+  return environment;
+}
+
+}  // namespace
+
+std::string build_folder() {
+  return std::filesystem::read_symlink("/proc/self/exe").parent_path().parent_path().string();
+}
+
+RawHost::RawHost(const Options& options) {
+  static int count = 0;
+  name_ = "/vesk-raw-" + std::to_string(getpid()) + "-" + std::to_string(count++);
+  const int object = shm_open(name_.c_str(), O_RDWR | O_CREAT | O_EXCL, 0600);
+  if (object < 0 || ftruncate(object, static_cast<off_t>(options.object_size)) != 0)
+    throw std::runtime_error("no shared memory");
+  // The mapping may be longer than the object; only its first page is touched then.
+  block_ =
+      static_cast<Block*>(mmap(nullptr, block_size, PROT_READ | PROT_WRITE, MAP_SHARED, object, 0));
+  close(object);
+  block_->magic = block_magic;
+  block_->open_mask = options.object_size < block_size ? 0 : 0xFFFFFFFF;
+  if (options.prepare) options.prepare(*block_);
+
+  char pattern[] = "/tmp/vesk-stderr-XXXXXX";
+  close(mkstemp(pattern));
+  error_file_ = pattern;
+
+  posix_spawn_file_actions_t actions;
+  posix_spawn_file_actions_init(&actions);
+  posix_spawn_file_actions_addopen(&actions, 2, error_file_.c_str(), O_WRONLY | O_APPEND, 0);
+  if (options.descriptor_3 >= 0)
+    posix_spawn_file_actions_adddup2(&actions, options.descriptor_3, 3);
+  else
+    posix_spawn_file_actions_addclosefrom_np(&actions, 3);
+  std::vector<std::string> arguments = {build_folder() + "/bin/vesk-host",
+                                        name_,
+                                        options.chain,
+                                        options.sample_rate,
+                                        options.max_frames,
+                                        options.period_frames};
+  std::vector<std::string> environment = environment_with(options.environment);
+  const int error = posix_spawn(&pid_, arguments[0].c_str(), &actions, nullptr,
+                                pointers(arguments).data(), pointers(environment).data());
+  posix_spawn_file_actions_destroy(&actions);
+  if (error != 0) throw std::runtime_error("cannot start " + arguments[0]);
+}
+
+RawHost::~RawHost() {
+  if (status_ == -1 && wait_end(0ms) == -1) {
+    kill(pid_, SIGKILL);
+    waitpid(pid_, nullptr, 0);
+  }
+  munmap(block_, block_size);
+  shm_unlink(name_.c_str());
+  unlink(error_file_.c_str());
+}
+
+std::uint32_t RawHost::wait_state(std::chrono::milliseconds limit) {
+  const auto deadline = Clock::now() + limit;
+  while (Clock::now() < deadline && load_acquire(block_->state) == starting && wait_end(0ms) == -1)
+    std::this_thread::sleep_for(1ms);
+  return load_acquire(block_->state);
+}
+
+bool RawHost::wait_listening() {
+  if (wait_state() != ready) return false;
+  for (int i = 0; i < 2000; ++i)
+    if (serve(0, -1, 5ms)) return true;
+  return false;
+}
+
+bool RawHost::serve(std::uint32_t frames, double sample_time, std::chrono::milliseconds limit) {
+  block_->frames = frames;
+  block_->sample_time = sample_time;
+  const std::uint32_t request = load_relaxed(block_->render_request) + 1;
+  store_release(block_->render_request, request);
+  futex(&block_->render_request, FUTEX_WAKE, INT_MAX, nullptr);
+  const auto deadline = Clock::now() + limit;
+  for (;;) {
+    const std::uint32_t done = load_acquire(block_->render_done);
+    if (done == request) return true;
+    if (Clock::now() >= deadline) return false;
+    const timespec slice{0, 2'000'000};
+    futex(&block_->render_done, FUTEX_WAIT, done, &slice);
+  }
+}
+
+void RawHost::set_parameter(std::uint32_t plugin, std::uint32_t id, float value) {
+  const std::uint32_t written = load_relaxed(block_->param_write);
+  block_->params[written % param_slots] = {plugin, id, value};
+  store_release(block_->param_write, written + 1);
+}
+
+bool RawHost::wait_turns() {
+  for (int turn = 0; turn < 2; ++turn) {
+    // Nobody but this test writes the word besides the host, which overwrites it on its next turn.
+    store_release(block_->open_mask, 0x80000001);
+    const auto deadline = Clock::now() + 10s;
+    while (load_acquire(block_->open_mask) == 0x80000001) {
+      if (Clock::now() >= deadline) return false;
+      std::this_thread::sleep_for(1ms);
+    }
+  }
+  return true;
+}
+
+void RawHost::quit() {
+  store_release(block_->quit, 1);
+}
+
+int RawHost::wait_end(std::chrono::milliseconds limit) {
+  const auto deadline = Clock::now() + limit;
+  while (status_ == -1) {
+    int status = 0;
+    if (waitpid(pid_, &status, WNOHANG) == pid_) status_ = status;
+    if (Clock::now() >= deadline) break;
+    if (status_ == -1) std::this_thread::sleep_for(1ms);
+  }
+  return status_;
+}
+
+bool RawHost::stop() {
+  quit();
+  return wait_end() == 0;
+}
+
+std::string RawHost::standard_error() const {
+  std::ifstream file(error_file_, std::ios::binary);
+  return {std::istreambuf_iterator<char>(file), {}};
+}
