@@ -1,0 +1,228 @@
+#include "tools/render_arguments.hpp"
+
+#include <charconv>
+#include <cmath>
+#include <functional>
+
+#include "host/block.hpp"
+#include "spec/plugin_spec.hpp"
+
+namespace vesk::tools {
+
+const char* const render_help =
+    R"(vesk-render plays a MIDI file or an audio file through a chain of plugins, each period of it
+in a host process of its own, and writes what comes back.
+
+usage: vesk-render CHAIN --midi SONG.mid -o OUT.wav [options]
+       vesk-render CHAIN --input IN.wav  -o OUT.wav [options]
+
+CHAIN is one plugin or several, separated by '|': an instrument or an effect, then effects.
+A plugin is TYPE:SUBTYPE:MANUFACTURER as vesk-list prints it, optionally with parameters
+(#id=value,id=value) and a preset file (@path). Quote the chain: the shell takes '|' and '#'
+for its own.
+
+  -m, --midi FILE         Standard MIDI File to play (instruments, and effects of type aumf)
+  -i, --input FILE        audio file to send through a chain that starts with an effect
+  -o, --output FILE       .wav (32-bit float) or .flac (24-bit); written when all went well
+  -p, --plot FILE.png     draw the waveform over the spectrogram
+  -r, --sample-rate HZ    8000 to 384000; without it the input's rate, or 48000. Input at
+                          another rate is converted
+      --period FRAMES     frames a period, 1 to 4096 (512)
+      --tail SECONDS      go on this long after the song's end. Without it until the sound has
+                          stayed below -90 dBFS for a second, at most 30 seconds
+      --keep-latency      leave the chain's latency at the start of the output
+  -q, --quiet             no progress bar, no figures
+  -h, --help              this text
+
+examples:
+  vesk-render 'aumu:Sm48:LV2_' --midi song.mid -o song.wav --plot song.png
+  vesk-render 'aumu:Sm48:LV2_#5=0.7|aufx:jvLs:LV2_#2=0.4' --midi song.mid -o song.flac
+  vesk-render 'aufx:kZu9:LV2_' --input voice.wav -o hall.wav --tail 4
+
+Exit status: 0 when the output is written, 1 when something failed (one line says what, and no
+output is left behind), 2 for a command line that makes no sense.
+)";
+
+namespace {
+
+bool to_number(const std::string& text, double& value) {
+  const char* end = text.data() + text.size();
+  const auto [stopped, status] = std::from_chars(text.data(), end, value);
+  return status == std::errc() && stopped == end && std::isfinite(value);
+}
+
+/// Reads a whole number within bounds.
+bool to_whole(const std::string& text, int low, int high, int& value) {
+  const char* end = text.data() + text.size();
+  const auto [stopped, status] = std::from_chars(text.data(), end, value);
+  return status == std::errc() && stopped == end && value >= low && value <= high;
+}
+
+using Setter = std::function<bool(const std::string& value, std::string& error)>;
+
+struct Option {
+  const char* name;
+  const char* short_name;  // nullptr: none
+  Setter take;             // takes a value
+  bool* flag;              // or sets this
+};
+
+std::vector<Option> options_for(RenderArguments& arguments) {
+  const auto path = [](std::string& target) {
+    return [&target](const std::string& value, std::string& error) {
+      if (value.empty()) error = "needs a file name";
+      target = value;
+      return !value.empty();
+    };
+  };
+  const auto whole = [](int low, int high, const char* what, auto& target) {
+    return [low, high, what, &target](const std::string& value, std::string& error) {
+      int number = 0;
+      if (!to_whole(value, low, high, number)) {
+        error = "takes " + std::to_string(low) + " to " + std::to_string(high) + what + ", not \"" +
+                value + "\"";
+        return false;
+      }
+      target = static_cast<std::remove_reference_t<decltype(target)>>(number);
+      return true;
+    };
+  };
+  const auto seconds = [&arguments](const std::string& value, std::string& error) {
+    double number = 0.0;
+    if (!to_number(value, number) || number < 0.0 || number > 3600.0) {
+      error = "takes 0 to 3600 seconds, not \"" + value + "\"";
+      return false;
+    }
+    arguments.tail_seconds = number;
+    return true;
+  };
+  return {
+      {"--midi", "-m", path(arguments.midi_path), nullptr},
+      {"--input", "-i", path(arguments.input_path), nullptr},
+      {"--output", "-o", path(arguments.output_path), nullptr},
+      {"--plot", "-p", path(arguments.plot_path), nullptr},
+      {"--sample-rate", "-r", whole(8'000, 384'000, " Hz", arguments.sample_rate), nullptr},
+      {"--period", nullptr,
+       whole(1, static_cast<int>(host::buffer_frames), " frames", arguments.period), nullptr},
+      {"--tail", nullptr, seconds, nullptr},
+      {"--keep-latency", nullptr, nullptr, &arguments.keep_latency},
+      {"--quiet", "-q", nullptr, &arguments.quiet},
+      {"--help", "-h", nullptr, &arguments.wants_help},
+  };
+}
+
+/// Splits "--name=value" and reads every word into `arguments`.
+bool read_words(const std::vector<std::string>& words, RenderArguments& arguments,
+                std::string& error) {
+  const std::vector<Option> options = options_for(arguments);
+  bool only_operands = false;
+  for (std::size_t i = 0; i < words.size(); ++i) {
+    const std::string& word = words[i];
+    if (only_operands || word.size() < 2 || word[0] != '-') {
+      if (!arguments.chain.empty()) {
+        error = "one chain at a time; \"" + word + "\" is a second one (quote a chain with '|')";
+        return false;
+      }
+      arguments.chain = word;
+      continue;
+    }
+    if (word == "--") {
+      only_operands = true;
+      continue;
+    }
+    const std::size_t equals = word.starts_with("--") ? word.find('=') : std::string::npos;
+    const std::string name = word.substr(0, equals);
+    const Option* option = nullptr;
+    for (const Option& candidate : options) {
+      if (name == candidate.name || (candidate.short_name && name == candidate.short_name)) {
+        option = &candidate;
+      }
+    }
+    if (!option) {
+      error = "unknown option " + name;
+      return false;
+    }
+    if (option->flag) {
+      if (equals != std::string::npos) {
+        error = name + " takes no value";
+        return false;
+      }
+      *option->flag = true;
+      continue;
+    }
+    std::string value;
+    if (equals != std::string::npos) {
+      value = word.substr(equals + 1);
+    } else if (i + 1 < words.size()) {
+      value = words[++i];
+    } else {
+      error = name + " needs a value";
+      return false;
+    }
+    std::string reason;
+    if (!option->take(value, reason)) {
+      error = name + " " + reason;
+      return false;
+    }
+  }
+  return true;
+}
+
+/// Whether the chain parses and can take what it is to be given.
+bool check_chain(const RenderArguments& arguments, std::string& error) {
+  std::string reason;
+  const auto first = PluginSpec::parse(PluginSpec::split_chain(arguments.chain).front(), reason);
+  if (first) {
+    const auto whole = first->is_effect() ? PluginSpec::parse_chain(arguments.chain, reason)
+                                          : PluginSpec::parse_channel(arguments.chain, reason);
+    if (whole) {
+      constexpr UInt32 effect_without_midi = 0x61756678;  // aufx
+      if (first->is_effect() && arguments.input_path.empty()) {
+        error = first->name + " is an effect and needs --input";
+        return false;
+      }
+      if (!first->is_effect() && !arguments.input_path.empty()) {
+        error = first->name + " is no effect and takes no --input";
+        return false;
+      }
+      if (first->desc.componentType == effect_without_midi && !arguments.midi_path.empty()) {
+        error = first->name + " takes no MIDI events (effects of type aumf do)";
+        return false;
+      }
+      return true;
+    }
+  }
+  error = "chain \"" + arguments.chain + "\": " + reason;
+  return false;
+}
+
+}  // namespace
+
+std::optional<RenderArguments> parse_render_arguments(const std::vector<std::string>& words,
+                                                      std::string& error) {
+  RenderArguments arguments;
+  for (const std::string& word : words) {
+    if (word == "--") break;
+    if (word == "--help" || word == "-h") {
+      arguments.wants_help = true;
+      return arguments;
+    }
+  }
+  if (!read_words(words, arguments, error)) return std::nullopt;
+  if (arguments.chain.empty()) {
+    error = "no chain given";
+  } else if (arguments.midi_path.empty() && arguments.input_path.empty()) {
+    error = "nothing to play: give --midi FILE or --input FILE";
+  } else if (arguments.output_path.empty()) {
+    error = "no output given (-o FILE)";
+  } else if (!format_of_name(arguments.output_path, arguments.format)) {
+    error = "-o " + arguments.output_path + ": the name must end in .wav or .flac";
+  } else if (!arguments.plot_path.empty() && !arguments.plot_path.ends_with(".png")) {
+    error = "--plot " + arguments.plot_path + ": the name must end in .png";
+  } else if (check_chain(arguments, error)) {
+    return arguments;
+  }
+  return std::nullopt;
+}
+
+}  // namespace vesk::tools

@@ -1,0 +1,251 @@
+#include "tools/render_song.hpp"
+
+#include <algorithm>
+#include <chrono>
+#include <cmath>
+#include <cstdio>
+#include <memory>
+#include <utility>
+
+#include "spec/plugin_spec.hpp"
+#include "tools/interruption.hpp"
+#include "tools/output_file.hpp"
+#include "tools/picture.hpp"
+#include "tools/progress_bar.hpp"
+#include "tools/song_sink.hpp"
+#include "tools/song_source.hpp"
+#include "vesk/host_process.hpp"
+
+namespace vesk::tools {
+namespace {
+
+using client::Answer;
+using client::HostProcess;
+using Clock = std::chrono::steady_clock;
+
+// Long enough for any plugin that works, short enough for a person who waits.
+constexpr auto longest_answer = std::chrono::seconds(30);
+constexpr auto look_interval = std::chrono::milliseconds(100);
+
+double seconds_since(Clock::time_point start) {
+  return std::chrono::duration<double>(Clock::now() - start).count();
+}
+
+std::string clock_text(double seconds) {
+  char text[48];
+  const auto minutes = static_cast<long long>(seconds / 60.0);
+  std::snprintf(text, sizeof text, "%lld:%06.3f", minutes,
+                seconds - 60.0 * static_cast<double>(minutes));
+  return text;
+}
+
+std::string chain_name(const std::string& chain) {
+  std::string ignored;
+  const auto first = PluginSpec::parse(PluginSpec::split_chain(chain).front(), ignored);
+  const auto whole = first && first->is_effect() ? PluginSpec::parse_chain(chain, ignored)
+                                                 : PluginSpec::parse_channel(chain, ignored);
+  return whole ? whole->name : chain;
+}
+
+/// Drives one host through the song, one period ahead: while the host renders a period, the one
+/// before it is measured and written and the one after it is made ready.
+class Rendering {
+ public:
+  Rendering(HostProcess& host, SongSource& source, SongSink& sink, std::uint32_t period,
+            bool is_quiet)
+      : host_(host),
+        source_(source),
+        sink_(sink),
+        period_(period),
+        left_(period),
+        right_(period),
+        progress_("rendering", !is_quiet) {}
+
+  RenderOutcome run(std::string& error) {
+    const auto start = Clock::now();
+    if (!source_.prepare(period_, error) || !send(error)) return RenderOutcome::failed;
+    while (!sink_.is_over()) {
+      if (!source_.prepare(period_, error)) return RenderOutcome::failed;
+      if (const RenderOutcome outcome = collect(error); outcome != RenderOutcome::done) {
+        return outcome;
+      }
+      std::ranges::copy(host_.output(0).first(period_), left_.begin());
+      std::ranges::copy(host_.output(1).first(period_), right_.begin());
+      if (!send(error)) return RenderOutcome::failed;
+      if (!sink_.take(left_.data(), right_.data(), period_, source_.end_frame(), error)) {
+        return RenderOutcome::failed;
+      }
+      show_progress(start);
+    }
+    return RenderOutcome::done;
+  }
+
+  /// Periods whose output has been collected.
+  std::uint64_t periods() const { return collected_; }
+
+ private:
+  bool send(std::string& error) {
+    if (!source_.left().empty()) {
+      std::ranges::copy(source_.left(), host_.input(0).begin());
+      std::ranges::copy(source_.right(), host_.input(1).begin());
+    }
+    const double sample_time = static_cast<double>(sent_ * period_);
+    if (host_.request(period_, sample_time, source_.events()) != Answer::answered) {
+      error = ending_at(sent_);
+      return false;
+    }
+    ++sent_;
+    return true;
+  }
+
+  RenderOutcome collect(std::string& error) {
+    const auto start = Clock::now();
+    for (;;) {
+      const Answer answer = host_.collect(look_interval);
+      if (interruption() != 0) return RenderOutcome::interrupted;
+      if (answer == Answer::answered) {
+        ++collected_;
+        return RenderOutcome::done;
+      }
+      if (answer != Answer::timed_out) {
+        error = ending_at(collected_);
+        return RenderOutcome::failed;
+      }
+      if (Clock::now() - start > longest_answer) {
+        const bool spins = host_.diagnose() == client::Health::hung_spinning;
+        error = "no answer for 30 seconds to " + place(collected_) +
+                (spins ? ": a plugin does not come back from its work"
+                       : ": a plugin waits for something that does not come");
+        return RenderOutcome::failed;
+      }
+    }
+  }
+
+  std::string place(std::uint64_t period) const {
+    return "period " + std::to_string(period) + " (at " +
+           clock_text(static_cast<double>(period * period_) / source_.sample_rate()) + ")";
+  }
+
+  std::string ending_at(std::uint64_t period) const {
+    std::string reason = host_.obituary();
+    if (reason.empty()) reason = "the host took no more periods";
+    return place(period) + ": " + reason;
+  }
+
+  void show_progress(Clock::time_point start) {
+    if (!progress_.is_due()) return;
+    const double rate = source_.sample_rate();
+    const double done = static_cast<double>(sink_.frames_written()) / rate;
+    const double whole =
+        std::max(1.0 / rate, static_cast<double>(source_.expected_frames()) / rate);
+    char note[64];
+    std::snprintf(note, sizeof note, "%s, %.0f times as fast as played", clock_text(done).c_str(),
+                  done / std::max(1e-6, seconds_since(start)));
+    progress_.show(done / whole, done > whole ? std::string(note) + ", ringing out" : note);
+  }
+
+  HostProcess& host_;
+  SongSource& source_;
+  SongSink& sink_;
+  std::uint32_t period_;
+  std::vector<float> left_;
+  std::vector<float> right_;
+  std::uint64_t sent_ = 0;
+  std::uint64_t collected_ = 0;
+  ProgressBar progress_;
+};
+
+/// Finds out before the work begins whether the result can be written.
+bool can_write(const std::string& path, std::string& error) {
+  return path.empty() || OutputFile::create(path, error).has_value();
+}
+
+std::unique_ptr<HostProcess> start_host(const RenderArguments& arguments, int sample_rate,
+                                        std::string& error) {
+  client::Options options;
+  options.chain = arguments.chain;
+  options.sample_rate_hz = sample_rate;
+  options.max_frames = arguments.period;
+  options.period_frames = arguments.period;
+  options.mode = client::Mode::offline;
+  return HostProcess::start(options, error);
+}
+
+std::string figures_text(const RenderReport& report) {
+  char text[128];
+  const double seconds = static_cast<double>(report.frames) / report.sample_rate;
+  int length = std::snprintf(text, sizeof text, "%.1f s    peak %.1f dBFS", seconds,
+                             to_dbfs(static_cast<double>(report.peak)));
+  if (report.loudness_lufs) {
+    std::snprintf(text + length, sizeof text - static_cast<std::size_t>(length), "    %.1f LUFS",
+                  *report.loudness_lufs);
+  }
+  return text;
+}
+
+/// Draws the finished audio where a picture is wanted, then gives both files their names.
+bool publish(const RenderArguments& arguments, const RenderReport& report, OutputFile& audio,
+             std::string& error) {
+  std::optional<OutputFile> picture;
+  if (!arguments.plot_path.empty()) {
+    picture = OutputFile::create(arguments.plot_path, error);
+    if (!picture) return false;
+    const std::string& source =
+        arguments.midi_path.empty() ? arguments.input_path : arguments.midi_path;
+    const Caption caption{source.substr(source.rfind('/') + 1), report.chain_name,
+                          figures_text(report)};
+    if (!draw_picture(audio.temporary_path(), caption, *picture, error)) return false;
+  }
+  return audio.commit(error) && (!picture || picture->commit(error));
+}
+
+}  // namespace
+
+RenderOutcome render_song(const RenderArguments& arguments, RenderReport& report,
+                          std::string& error) {
+  const auto source =
+      SongSource::open(arguments.midi_path, arguments.input_path, arguments.sample_rate, error);
+  if (!source || !can_write(arguments.output_path, error) ||
+      !can_write(arguments.plot_path, error)) {
+    return RenderOutcome::failed;
+  }
+  report.chain_name = chain_name(arguments.chain);
+  report.sample_rate = source->sample_rate();
+  report.remarks = source->remarks();
+
+  // Until the host is there a signal may simply end us: nothing has been made yet, and the host
+  // leaves with its parent.
+  const auto load_start = Clock::now();
+  const auto host = start_host(arguments, source->sample_rate(), error);
+  if (!host) return RenderOutcome::failed;
+  report.load_seconds = seconds_since(load_start);
+  report.latency_frames = static_cast<std::uint64_t>(
+      std::llround(std::max(0.0, host->latency_seconds()) * source->sample_rate()));
+  watch_for_interruption();
+
+  std::optional<OutputFile> audio = OutputFile::create(arguments.output_path, error);
+  if (!audio) return RenderOutcome::failed;
+  SongSink::Settings settings;
+  settings.format = arguments.format;
+  settings.sample_rate = source->sample_rate();
+  settings.dropped_frames = arguments.keep_latency ? 0 : report.latency_frames;
+  settings.tail_seconds = arguments.tail_seconds;
+  const auto sink = SongSink::open(*audio, settings, error);
+  if (!sink) return RenderOutcome::failed;
+
+  const auto render_start = Clock::now();
+  Rendering rendering(*host, *source, *sink, arguments.period, arguments.quiet);
+  const RenderOutcome outcome = rendering.run(error);
+  if (outcome != RenderOutcome::done) return outcome;
+  if (!sink->finish(error)) return RenderOutcome::failed;
+  report.render_seconds = seconds_since(render_start);
+  report.periods = rendering.periods();
+  report.frames = sink->frames_written();
+  report.peak = sink->meter().peak();
+  report.loudness_lufs = sink->meter().integrated_lufs();
+  std::ranges::copy(sink->remarks(), std::back_inserter(report.remarks));
+  if (!publish(arguments, report, *audio, error)) return RenderOutcome::failed;
+  return RenderOutcome::done;
+}
+
+}  // namespace vesk::tools
