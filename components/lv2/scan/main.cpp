@@ -1,0 +1,200 @@
+// vesk-lv2-scan: reads the descriptions of installed LV2 plugins and keeps them for the hosts.
+
+#include <signal.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "components/lv2/cache_file.hpp"
+#include "components/lv2/component_code.hpp"
+#include "components/lv2/record.hpp"
+#include "components/lv2/scan/update.hpp"
+#include "components/lv2/scan/worker.hpp"
+
+namespace vesk::lv2::scan {
+namespace {
+
+constexpr const char* usage =
+    "Usage: vesk-lv2-scan [--rebuild] [--list] [--verbose]\n"
+    "\n"
+    "Reads the descriptions of all LV2 plugins on LV2_PATH and keeps them in a cache from which\n"
+    "vesk-host starts plugins. Hosts run it themselves when the cache lacks what they want; there\n"
+    "is no need to.\n"
+    "\n"
+    "  --rebuild   forget the cache first (plugins that once failed to be read are tried again)\n"
+    "  --list      print every plugin: the text that names it in a chain and its name, or why it\n"
+    "              cannot be hosted\n"
+    "  --verbose   show what was printed while each plugin was read\n"
+    "  --help      print this text\n"
+    "\n"
+    "Environment:\n"
+    "  LV2_PATH    folders with LV2 bundles, separated by colons\n"
+    "  VESK_CACHE  folder of the cache (else XDG_CACHE_HOME/vesk, else ~/.cache/vesk)\n";
+
+struct Options {
+  bool rebuild = false;
+  bool list = false;
+  bool verbose = false;
+  /// What a host asks for, answered with bytes on standard output.
+  std::optional<Wish> answer;
+  std::optional<Job> answer_preset;
+};
+
+/// Nothing when the arguments make no sense, with a line on standard error.
+std::optional<Options> parse(const std::vector<std::string_view>& arguments) {
+  Options options;
+  for (std::size_t i = 0; i < arguments.size(); ++i) {
+    const std::string_view argument = arguments[i];
+    const std::size_t left = arguments.size() - i - 1;
+    if (argument == "--rebuild") {
+      options.rebuild = true;
+    } else if (argument == "--list") {
+      options.list = true;
+    } else if (argument == "--verbose") {
+      options.verbose = true;
+    } else if (argument == "--answer-all") {
+      options.answer = Wish{.everything = true};
+    } else if (argument == "--answer-code" && left >= 1 && code_from_text(arguments[i + 1]) != 0) {
+      options.answer = Wish{.code = code_from_text(arguments[++i])};
+    } else if (argument == "--answer-uri" && left >= 1) {
+      options.answer = Wish{.uri = std::string(arguments[++i])};
+    } else if (argument == "--answer-preset" && left >= 3) {
+      options.answer_preset = Job{Job::Kind::preset,
+                                  std::string(arguments[i + 1]),
+                                  {std::string(arguments[i + 2])},
+                                  std::string(arguments[i + 3])};
+      i += 3;
+    } else {
+      std::fprintf(stderr, "vesk-lv2-scan: '%s' is not understood; see vesk-lv2-scan --help\n",
+                   std::string(argument).c_str());
+      return {};
+    }
+  }
+  return options;
+}
+
+bool write_output(std::span<const std::byte> bytes) {
+  while (!bytes.empty()) {
+    const ssize_t done = ::write(STDOUT_FILENO, bytes.data(), bytes.size());
+    if (done < 0 && errno == EINTR) continue;
+    if (done <= 0) return false;
+    bytes = bytes.subspan(static_cast<std::size_t>(done));
+  }
+  return true;
+}
+
+Progress progress_for(const Options& options) {
+  Progress progress;
+  if (::isatty(STDERR_FILENO) != 0) {
+    progress.step = [](std::size_t done, std::size_t all) {
+      if (all < 2) return;
+      std::fprintf(stderr, "\rReading LV2 plugins: %zu of %zu%s", done, all,
+                   done == all ? "\n" : "");
+    };
+  }
+  if (options.verbose) {
+    progress.noise = [](const std::string& what, const std::string& noise) {
+      std::fprintf(stderr, "%s:\n%s%s", what.c_str(), noise.c_str(),
+                   noise.ends_with('\n') ? "" : "\n");
+    };
+  }
+  return progress;
+}
+
+void print_list(const Catalogue& catalogue) {
+  for (const Entry& entry : catalogue.entries) {
+    const bool hosted = entry.not_hosted.empty() && entry.code != 0;
+    const std::string text =
+        hosted ? code_text(entry.type) + ":" + code_text(entry.code) + ":LV2_" : std::string("-");
+    const std::string reason = hosted                      ? ""
+                               : !entry.not_hosted.empty() ? "  (" + entry.not_hosted + ")"
+                                                           : "  (others have both of its codes)";
+    std::printf("%-14s  %s  <%s>%s\n", text.c_str(), entry.title.c_str(), entry.uri.c_str(),
+                reason.c_str());
+  }
+  for (const Bundle& bundle : catalogue.bundles) {
+    if (bundle.failure.empty()) continue;
+    std::printf("%-14s  %s  (its manifest %s)\n", "-", bundle.folder.path.c_str(),
+                bundle.failure.c_str());
+  }
+}
+
+void print_summary(const Installed& installed, const std::string& path, bool stored) {
+  const auto& entries = installed.catalogue.entries;
+  const auto hosted = std::ranges::count_if(
+      entries, [](const Entry& entry) { return entry.not_hosted.empty() && entry.code != 0; });
+  std::printf("%zu LV2 plugins in %zu bundles, %td of them can be hosted.\n", entries.size(),
+              installed.catalogue.bundles.size(), hosted);
+  if (stored) {
+    std::printf("Cache: %s\n", path.c_str());
+  } else {
+    std::printf("No cache was written: %s\n",
+                path.empty() ? "there is no folder for it" : path.c_str());
+  }
+}
+
+int answer_preset(const Job& job) {
+  Bytes answer;
+  run_jobs({job}, 1, [&](std::size_t, const JobResult& result) {
+    answer = result.payload;
+    if (!result.failure.empty()) {
+      std::fprintf(stderr, "vesk-lv2-scan: preset %s %s\n", job.uri.c_str(),
+                   result.failure.c_str());
+    }
+  });
+  return !answer.empty() && write_output(answer) ? 0 : 1;
+}
+
+int scan(const Options& options) {
+  const std::string path = cache_file_path();
+  const CacheLock lock(path);
+  std::optional<CatalogueImage> known;
+  if (!options.rebuild && !path.empty()) known = CatalogueImage::from_file(path);
+  Wish everything;
+  everything.everything = true;
+  Installed installed = update(known, options.answer.value_or(everything), progress_for(options));
+  bool stored = known && !installed.changed;
+  if (!stored) {
+    stored = write_cache_file(path, encode_image(installed.catalogue, installed.records));
+  }
+  if (options.answer) {
+    for (std::size_t i = 0; i < installed.records.size(); ++i) {
+      const Entry& entry = installed.catalogue.entries[i];
+      const Entry* wanted = options.answer->code != 0
+                                ? installed.catalogue.find_code(options.answer->code)
+                                : installed.catalogue.find_uri(options.answer->uri);
+      if (&entry != wanted) installed.records[i].clear();
+    }
+    return write_output(encode_image(installed.catalogue, installed.records)) ? 0 : 1;
+  }
+  if (options.list) {
+    print_list(installed.catalogue);
+  } else {
+    print_summary(installed, path, stored);
+  }
+  return 0;
+}
+
+}  // namespace
+}  // namespace vesk::lv2::scan
+
+int main(int argc, char** argv) {
+  using namespace vesk::lv2::scan;
+  const std::vector<std::string_view> arguments(argv + 1, argv + argc);
+  if (std::ranges::find(arguments, "--help") != arguments.end()) {
+    std::fputs(usage, stdout);
+    return 0;
+  }
+  const auto options = parse(arguments);
+  if (!options) return 1;
+  // A reader of our output that has gone away ends the write, not the process.
+  ::signal(SIGPIPE, SIG_IGN);
+  return options->answer_preset ? answer_preset(*options->answer_preset) : scan(*options);
+}
