@@ -1,0 +1,78 @@
+#include <signal.h>
+#include <sys/prctl.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <memory>
+
+#include "bench/benchmarks.hpp"
+#include "bench/measure.hpp"
+#include "vesk/host_process.hpp"
+
+namespace vesk::bench {
+namespace {
+
+/// Bare processes that sleep 10 ms in a loop, as often as a host looks at its block.
+class Sleepers {
+ public:
+  explicit Sleepers(int count) {
+    for (int i = 0; i < count; ++i) {
+      const pid_t process = fork();
+      if (process == 0) {
+        prctl(PR_SET_PDEATHSIG, SIGKILL);
+        for (;;) sleep_us(10'000);
+      }
+      processes.push_back(process);
+    }
+  }
+  ~Sleepers() {
+    for (const pid_t process : processes) {
+      kill(process, SIGKILL);
+      waitpid(process, nullptr, 0);
+    }
+  }
+  std::vector<pid_t> processes;
+};
+
+double cpu_ms(const std::vector<pid_t>& processes) {
+  double sum = 0;
+  for (const pid_t process : processes) sum += static_cast<double>(cpu_time_ns(process)) / 1e6;
+  return sum;
+}
+
+void run(Report& report, const Plan& plan, int count) {
+  client::Options options;
+  options.chain = "aumu:Null:Vesk";
+  options.environment = {"AUDIO_COMPONENT_PATH=" + program_folder() + "/../components"};
+  std::vector<std::unique_ptr<client::HostProcess>> hosts;
+  std::vector<pid_t> host_ids;
+  std::string error;
+  for (int i = 0; i < count; ++i) {
+    hosts.push_back(client::HostProcess::start(options, error));
+    if (!hosts.back()) return report.note(error);
+    host_ids.push_back(hosts.back()->pid());
+  }
+  const Sleepers sleepers(count);
+  sleep_us(500'000);
+
+  // Both are measured over the same seconds, so that whatever else the machine does meets both.
+  std::vector<double> ours, reference, ratios;
+  for (int round = 0; round < plan.rounds; ++round) {
+    const double ours_before = cpu_ms(host_ids), reference_before = cpu_ms(sleepers.processes);
+    sleep_us(plan.quick ? 500'000 : 10'000'000 / static_cast<unsigned>(plan.rounds));
+    ours.push_back(cpu_ms(host_ids) - ours_before);
+    reference.push_back(cpu_ms(sleepers.processes) - reference_before);
+    ratios.push_back(ours.back() / reference.back());
+  }
+  report.add({std::to_string(count) + " idle host" + (count == 1 ? "" : "s") + ", CPU a round",
+              Figure::of(ours), Figure::of(reference), Figure::of(ratios), "ms", 1.2, ""});
+}
+
+}  // namespace
+
+void idle(Report& report, const Plan& plan) {
+  report.begin("Idle cost over 10 s in all, against as many processes that sleep 10 ms in a loop");
+  for (const int count : {1, 64}) run(report, plan, count);
+}
+
+}  // namespace vesk::bench

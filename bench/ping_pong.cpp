@@ -1,0 +1,65 @@
+#include "bench/ping_pong.hpp"
+
+#include <linux/futex.h>
+#include <signal.h>
+#include <sys/mman.h>
+#include <sys/prctl.h>
+#include <sys/syscall.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include "bench/measure.hpp"
+#include "host/atomics.hpp"
+
+namespace vesk::bench {
+namespace {
+
+void wait_while(std::uint32_t& word, std::uint32_t value) {
+  while (host::load_acquire(word) == value)
+    syscall(SYS_futex, &word, FUTEX_WAIT, value, nullptr, nullptr, 0);
+}
+
+void publish(std::uint32_t& word, std::uint32_t value) {
+  host::store_release(word, value);
+  syscall(SYS_futex, &word, FUTEX_WAKE, 1, nullptr, nullptr, 0);
+}
+
+}  // namespace
+
+PingPong::PingPong(int priority, int cpu) {
+  words_ = static_cast<Words*>(
+      mmap(nullptr, sizeof(Words), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0));
+  process_ = fork();
+  if (process_ != 0) return;
+  prctl(PR_SET_PDEATHSIG, SIGKILL);
+  if (cpu >= 0) {
+    cpu_set_t one;
+    CPU_ZERO(&one);
+    CPU_SET(static_cast<unsigned>(cpu), &one);
+    sched_setaffinity(0, sizeof one, &one);
+  }
+  const sched_param parameter{.sched_priority = priority};
+  if (priority > 0) sched_setscheduler(0, SCHED_FIFO, &parameter);
+  answer();
+}
+
+PingPong::~PingPong() {
+  kill(process_, SIGKILL);
+  waitpid(process_, nullptr, 0);
+  munmap(words_, sizeof(Words));
+}
+
+void PingPong::answer() {
+  for (std::uint32_t served = 0;; ++served) {
+    wait_while(words_->request, served);
+    publish(words_->done, served + 1);
+  }
+}
+
+void PingPong::round() {
+  const std::uint32_t request = words_->request + 1;
+  publish(words_->request, request);
+  wait_while(words_->done, request - 1);
+}
+
+}  // namespace vesk::bench

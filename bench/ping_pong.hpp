@@ -1,0 +1,35 @@
+#pragma once
+
+#include <sys/types.h>
+
+#include <cstdint>
+
+namespace vesk::bench {
+
+/// The reference for a round trip: two bare processes that wake each other through two futex
+/// words and sleep in between, with nothing else in either.
+class PingPong {
+ public:
+  /// `priority` above 0 asks for SCHED_FIFO in the other process; `cpu` of 0 or more keeps it
+  /// there.
+  PingPong(int priority, int cpu);
+  ~PingPong();
+  PingPong(const PingPong&) = delete;
+  PingPong& operator=(const PingPong&) = delete;
+
+  /// One round trip: wakes the other process and sleeps until it has answered.
+  void round();
+  pid_t process() const { return process_; }
+
+ private:
+  struct Words {
+    alignas(128) std::uint32_t request;
+    alignas(128) std::uint32_t done;
+  };
+  [[noreturn]] void answer();
+
+  Words* words_;
+  pid_t process_;
+};
+
+}  // namespace vesk::bench

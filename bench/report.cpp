@@ -1,0 +1,98 @@
+#include "bench/report.hpp"
+
+#include <algorithm>
+#include <cstdio>
+
+namespace vesk::bench {
+namespace {
+
+std::string text_of(const std::optional<Figure>& figure, const char* format) {
+  if (!figure) return "-";
+  char text[64];
+  std::snprintf(text, sizeof text, format, figure->median, figure->least, figure->most);
+  return text;
+}
+
+std::string quoted(const std::string& text) {
+  std::string result = "\"";
+  for (const char c : text) {
+    if (c == '"' || c == '\\') result += '\\';
+    result += c;
+  }
+  return result + "\"";
+}
+
+void print_figure(const char* name, const std::optional<Figure>& figure) {
+  if (figure)
+    std::printf(", \"%s\": {\"median\": %.6g, \"min\": %.6g, \"max\": %.6g}", name, figure->median,
+                figure->least, figure->most);
+}
+
+}  // namespace
+
+Figure Figure::of(std::vector<double> rounds) {
+  std::sort(rounds.begin(), rounds.end());
+  return {rounds[rounds.size() / 2], rounds.front(), rounds.back()};
+}
+
+bool Row::is_reached() const {
+  if (!limit) return true;
+  const auto& held = reference ? ratio : ours;
+  return held && held->median <= *limit;
+}
+
+void Report::begin(const std::string& title) {
+  title_ = title;
+  if (as_json_) return;
+  std::printf("\n%s\n%-44s %12s %12s %-22s %7s\n", title.c_str(), "", "ours", "reference",
+              "ratio (least..most)", "limit");
+}
+
+void Report::add(Row row) {
+  if (!as_json_) {
+    char limit[32] = "";
+    if (row.limit) std::snprintf(limit, sizeof limit, "%.2f", *row.limit);
+    const char* verdict = "";
+    if (row.limit && (row.ours || row.ratio)) verdict = row.is_reached() ? "reached" : "MISSED";
+    std::printf("%-44s %12s %12s %-22s %7s %s%s%s\n", (row.name + ", " + row.unit).c_str(),
+                text_of(row.ours, "%.4g").c_str(), text_of(row.reference, "%.4g").c_str(),
+                text_of(row.ratio, "%.3f (%.3f..%.3f)").c_str(), limit, verdict,
+                row.remark.empty() ? "" : "  ", row.remark.c_str());
+    std::fflush(stdout);
+  }
+  rows_.emplace_back(title_, std::move(row));
+}
+
+void Report::note(const std::string& text) {
+  std::fprintf(as_json_ ? stderr : stdout, "  %s\n", text.c_str());
+  std::fflush(stdout);
+}
+
+void Report::finish() const {
+  if (!as_json_) {
+    const auto missed = std::count_if(rows_.begin(), rows_.end(), [](const auto& entry) {
+      const Row& row = entry.second;
+      return (row.ours || row.ratio) && !row.is_reached();
+    });
+    std::printf("\n%zu figures, %td missed\n", rows_.size(), missed);
+    return;
+  }
+  std::printf("[");
+  const char* separator = "\n";
+  for (const auto& [title, row] : rows_) {
+    std::printf("%s  {\"benchmark\": %s, \"name\": %s, \"unit\": %s", separator,
+                quoted(title).c_str(), quoted(row.name).c_str(), quoted(row.unit).c_str());
+    print_figure("ours", row.ours);
+    print_figure("reference", row.reference);
+    print_figure("ratio", row.ratio);
+    if (row.limit)
+      std::printf(", \"limit\": %g, \"reached\": %s", *row.limit,
+                  row.is_reached() ? "true" : "false");
+    if (!row.remark.empty()) std::printf(", \"remark\": %s", quoted(row.remark).c_str());
+    std::printf("}");
+    separator = ",\n";
+  }
+  std::printf("\n]\n");
+}
+
+}  // namespace vesk::bench
