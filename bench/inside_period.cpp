@@ -1,11 +1,11 @@
 #include <memory>
 
 #include "bench/benchmarks.hpp"
-#include "bench/lilv_plugin.hpp"
 #include "bench/measure.hpp"
 #include "host/chain.hpp"
 #include "host/period_server.hpp"
 #include "platform/render_thread.hpp"
+#include "support/lilv_plugin.hpp"
 
 namespace vesk::bench {
 namespace {
@@ -34,11 +34,11 @@ double timed_ns(Call call) {
 void compare_piano(Report& report, const Plan& plan) {
   std::unique_ptr<LilvWorld, decltype(&lilv_world_free)> world(lilv_world_new(), lilv_world_free);
   lilv_world_load_all(world.get());
-  const auto reference = LilvPlugin::load(world.get(), kPianoUri, kRate, kFrames);
+  const auto bare = reference::LilvPlugin::load(world.get(), kPianoUri, kRate, kFrames);
   host::Block block{};
   host::Chain chain;
   std::string error;
-  if (!reference || !host::load_chain(kPianoSpec, kRate, kFrames, block, chain, error))
+  if (!bare || !host::load_chain(kPianoSpec, kRate, kFrames, block, chain, error))
     return report.add({"mda-lv2 ePiano", {}, {}, {}, "ns", {}, "no figure: " + error});
 
   const AudioComponentInstance unit = chain.plugins[0]->unit();
@@ -70,7 +70,7 @@ void compare_piano(Report& report, const Plan& plan) {
           MusicDeviceMIDIEvent(unit, event.status, event.data1, event.data2, event.offset);
         AudioUnitRender(unit, &flags, &stamp, 0, kFrames, &buffers.list);
       };
-      const auto render_theirs = [&] { reference->run(kFrames, events); };
+      const auto render_theirs = [&] { bare->run(kFrames, events); };
       // In turn first and second, so that neither always finds the caches warm.
       if (period % 2 == 0) our_times.push_back(timed_ns(render_ours));
       their_times.push_back(timed_ns(render_theirs));

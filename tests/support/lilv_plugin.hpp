@@ -9,7 +9,7 @@
 
 #include "host/block.hpp"
 
-namespace vesk::bench {
+namespace vesk::reference {
 
 /// The reference for LV2 plugins: one run through lilv in this process, without anything of ours.
 class LilvPlugin {
@@ -37,4 +37,4 @@ class LilvPlugin {
   std::vector<std::vector<std::uint64_t>> atom_outputs_;
 };
 
-}  // namespace vesk::bench
+}  // namespace vesk::reference

@@ -1,4 +1,4 @@
-#include "bench/lilv_plugin.hpp"
+#include "support/lilv_plugin.hpp"
 
 #include <lv2/atom/atom.h>
 #include <lv2/atom/util.h>
@@ -11,7 +11,7 @@
 #include <cstdio>
 #include <map>
 
-namespace vesk::bench {
+namespace vesk::reference {
 namespace {
 
 constexpr std::size_t kSequenceBytes = 65'536;
@@ -137,4 +137,4 @@ void LilvPlugin::run(std::uint32_t frames, std::span<const host::MidiEvent> even
   lilv_instance_run(instance_, frames);
 }
 
-}  // namespace vesk::bench
+}  // namespace vesk::reference
