@@ -46,8 +46,14 @@ bool looks_like_side_chain(const Port& port) {
   return false;
 }
 
-/// Two inputs to one output are never left and right: one of them is a side input, the second
-/// where the first does not say that it is.
+bool is_called_input(const Port& port) {
+  const std::string symbol = lower(port.symbol);
+  return symbol == "in" || symbol == "input";
+}
+
+/// Two inputs to one output are never left and right: one of them is a side input. Where neither
+/// says so it is the second, unless that alone is called the input (a modulated delay takes its
+/// time first).
 void assign_roles(Description& plugin, const Counts& counts) {
   std::vector<Port*> inputs;
   for (Port& port : plugin.ports) {
@@ -66,7 +72,8 @@ void assign_roles(Description& plugin, const Counts& counts) {
   }
   if (counts.audio_inputs == 2 && counts.audio_outputs == 1 &&
       std::ranges::none_of(inputs, is_side)) {
-    inputs.back()->role = AudioRole::side;
+    const bool first_is_side = is_called_input(*inputs[1]) && !is_called_input(*inputs[0]);
+    inputs[first_is_side ? 0 : 1]->role = AudioRole::side;
   }
 
   plugin.main_inputs = plugin.main_outputs = 0;
