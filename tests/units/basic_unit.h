@@ -1,0 +1,120 @@
+#pragma once
+
+/* What the test units have in common: an Audio Unit with one output bus and at most one input bus
+ * of one or two channels, a table of global parameters and a state. A unit's own part is a struct
+ * that begins with BasicUnit, and a table of functions. */
+
+#include <AudioUnit/AudioUnit.h>
+#include <stdatomic.h>
+#include <stdbool.h>
+
+enum { kMaxParameters = 48, kMaxPresets = 8, kMaxListeners = 16, kMaxChannels = 2 };
+
+/* What a unit's own property hooks return to leave a property to the common part. They are asked
+ * before it, for every scope; with `data` NULL for the value's size alone. */
+enum { kNotHandled = 1 };
+
+typedef struct UnitParameter {
+  AudioUnitParameterID id;
+  const char* name;
+  AudioUnitParameterUnit unit;
+  float minimum, maximum, initial;
+  const char* const* value_names;  /* for Indexed, maximum - minimum + 1 of them, or NULL */
+  AudioUnitParameterOptions flags; /* besides readable, writable and those for the names */
+} UnitParameter;
+
+/* A factory preset: a value for each parameter of the table. */
+typedef struct UnitPreset {
+  const char* name;
+  const float* values;
+} UnitPreset;
+
+typedef struct BasicUnit BasicUnit;
+
+/* Every function may be NULL. */
+typedef struct UnitKind {
+  size_t size;
+  const UnitParameter* parameters;
+  UInt32 parameter_count;
+  const UnitPreset* presets;
+  UInt32 preset_count;
+  bool has_input;
+  UInt32 offers_input_buffers; /* initial value of ShouldAllocateBuffer */
+
+  OSStatus (*open)(BasicUnit*);
+  void (*close)(BasicUnit*);
+  OSStatus (*initialize)(BasicUnit*);
+  void (*uninitialize)(BasicUnit*);
+  void (*reset)(BasicUnit*);
+  /* Called for a value that was accepted; may change it. */
+  void (*parameter_set)(BasicUnit*, UInt32 index, float value) CA_REALTIME_API;
+  Float64 (*latency_seconds)(const BasicUnit*);
+  OSStatus (*get_property)(BasicUnit*, AudioUnitPropertyID, void* data, UInt32* size);
+  OSStatus (*set_property)(BasicUnit*, AudioUnitPropertyID, const void* data, UInt32 size);
+  OSStatus (*midi)(BasicUnit*, UInt32 status, UInt32 data1, UInt32 data2,
+                   UInt32 offset) CA_REALTIME_API;
+  /* `input` is NULL for an instrument; `output` has its buffers and sizes. */
+  OSStatus (*render)(BasicUnit*, AudioUnitRenderActionFlags*, const AudioTimeStamp*, UInt32 frames,
+                     const AudioBufferList* input, AudioBufferList* output) CA_REALTIME_API;
+} UnitKind;
+
+typedef struct StereoBufferList {
+  AudioBufferList list;
+  AudioBuffer second;
+} StereoBufferList;
+
+struct BasicUnit {
+  AudioComponentPlugInInterface interface; /* first: what the factory returns */
+  const UnitKind* kind;
+  AudioComponentDescription description;
+  AudioComponentInstance instance;
+
+  _Atomic float values[kMaxParameters]; /* by index in the table */
+  AudioStreamBasicDescription input_format, output_format;
+  UInt32 max_frames;
+  UInt32 allocates_input;
+  bool initialized;
+  AURenderCallbackStruct input_callback;
+  AudioUnitConnection connection;
+  SInt32 preset_number;
+  CFStringRef preset_name;
+  AUPreset factory_presets[kMaxPresets]; /* as many as the kind has */
+
+  struct {
+    AudioUnitPropertyID id;
+    AudioUnitPropertyListenerProc proc;
+    void* user_data;
+  } listeners[kMaxListeners];
+  UInt32 listener_count;
+  struct {
+    AURenderCallback proc;
+    void* user_data;
+  } notifies[kMaxListeners];
+  UInt32 notify_count;
+
+  float* buffers[2 * kMaxChannels]; /* inputs, then outputs; max_frames each */
+};
+
+/* The body of a factory function. */
+AudioComponentPlugInInterface* make_unit(const UnitKind* kind,
+                                         const AudioComponentDescription* description);
+
+/* A parameter's present value by its index in the table. */
+static inline float value_of(const BasicUnit* unit, UInt32 index) {
+  return atomic_load_explicit(&unit->values[index], memory_order_relaxed);
+}
+
+/* Tells the unit's property listeners, for the global scope. */
+void property_changed(BasicUnit* unit, AudioUnitPropertyID id);
+
+/* Methods that the sources of the common part share. */
+OSStatus unit_get_property_info(void* self, AudioUnitPropertyID, AudioUnitScope, AudioUnitElement,
+                                UInt32* size, Boolean* writable);
+OSStatus unit_get_property(void* self, AudioUnitPropertyID, AudioUnitScope, AudioUnitElement,
+                           void* data, UInt32* size);
+OSStatus unit_set_property(void* self, AudioUnitPropertyID, AudioUnitScope, AudioUnitElement,
+                           const void* data, UInt32 size);
+OSStatus copy_state(BasicUnit* unit, CFPropertyListRef* state);
+OSStatus restore_state(BasicUnit* unit, CFPropertyListRef state);
+CFArrayRef copy_factory_presets(BasicUnit* unit);
+OSStatus select_preset(BasicUnit* unit, const AUPreset* preset);

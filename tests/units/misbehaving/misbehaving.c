@@ -1,0 +1,344 @@
+#define _GNU_SOURCE /* sched_getaffinity */
+#include <locale.h>
+#include <math.h>
+#include <pthread.h>
+#include <sched.h>
+#include <stdio.h>
+#include <stdlib.h>
+#include <string.h>
+#include <time.h>
+#include <unistd.h>
+#if defined(__x86_64__)
+#include <xmmintrin.h>
+#endif
+
+#include "../basic_unit.h"
+#include "commands.h"
+
+#define COMMAND(id, name, maximum, initial) \
+  {id, name, kAudioUnitParameterUnit_Generic, 0, maximum, initial, NULL, 0}
+#define METER(id, name)                                             \
+  {id, name, kAudioUnitParameterUnit_Generic,      -1, 16777216.0f, \
+   -1, NULL, kAudioUnitParameterFlag_MeterReadOnly}
+#define ANY_RENDER 16777216.0f /* the last float that still counts by one */
+
+static const UnitParameter kParameters[] = {
+    COMMAND(kCrashInRender, "crash-in-render", ANY_RENDER, 0),
+    COMMAND(kExitInRender, "exit-in-render", ANY_RENDER, 0),
+    COMMAND(kHangInRender, "hang-in-render", ANY_RENDER, 0),
+    COMMAND(kSpinInRender, "spin-in-render", ANY_RENDER, 0),
+    COMMAND(kAllocateInRender, "allocate-in-render", ANY_RENDER, 0),
+    COMMAND(kSleepInRender, "sleep-in-render", 1e7f, 0),
+    COMMAND(kLockInRender, "lock-in-render", ANY_RENDER, 0),
+    COMMAND(kNanInRender, "nan-in-render", ANY_RENDER, 0),
+    COMMAND(kLateInRender, "late-in-render", ANY_RENDER, 0),
+    COMMAND(kLateMs, "late-ms", 60000, 20),
+    COMMAND(kFailInRender, "fail-in-render", ANY_RENDER, 0),
+    {kFailStatus, "fail-status", kAudioUnitParameterUnit_Generic, -100000, 100000,
+     kAudioUnitErr_CannotDoInCurrentContext, NULL, 0},
+    COMMAND(kThreadInRender, "thread-in-render", ANY_RENDER, 0),
+    COMMAND(kCommaLocale, "comma-locale", 1, 0),
+    COMMAND(kPrintKib, "print-kib", 65536, 0),
+    COMMAND(kCrashInLoad, "crash-in-load", 2, 0),
+    COMMAND(kExitInLoad, "exit-in-load", 2, 0),
+    COMMAND(kHangInLoad, "hang-in-load", 2, 0),
+    COMMAND(kDelayInOpen, "delay-in-open", 600000, 0),
+    COMMAND(kFailInLoad, "fail-in-load", 2, 0),
+    COMMAND(kRefuseStreamFormat, "refuse-stream-format", 1, 0),
+    COMMAND(kRefuseRenderCallback, "refuse-render-callback", 1, 0),
+    COMMAND(kRefuseLatency, "refuse-latency", 1, 0),
+    COMMAND(kRefuseClassInfo, "refuse-class-info", 3, 0),
+    COMMAND(kRefuseMaxFrames, "refuse-max-frames", 1, 0),
+    COMMAND(kLatencyMs, "latency-ms", 10000, 0),
+    COMMAND(kCrashInState, "crash-in-state", 1, 0),
+    COMMAND(kOverflowInRender, "overflow-in-render", ANY_RENDER, 0),
+    COMMAND(kHangInClose, "hang-in-close", 1, 0),
+    METER(kSeenRenders, "renders"),
+    METER(kSeenEvents, "events"),
+    METER(kSeenThreadPolicy, "thread_policy"),
+    METER(kSeenThreadCpus, "thread_cpus"),
+    METER(kSeenRenderPolicy, "render_policy"),
+    METER(kSeenRenderCpus, "render_cpus"),
+    METER(kSeenFlushing, "flushes_denormals"),
+};
+
+enum { kParameterCount = sizeof kParameters / sizeof kParameters[0], kMaxEvents = 1 << 16 };
+
+typedef struct Misbehaving {
+  BasicUnit basic;
+  UInt32 renders;
+  ReceivedEvent* events;
+  UInt32 event_count;
+  pthread_mutex_t mutex;
+} Misbehaving;
+
+enum Phase { kInitialize = 1, kOpen = 2 };
+
+static int command(const BasicUnit* basic, enum Command id) {
+  return (int)value_of(basic, id);
+}
+
+static void report(Misbehaving* unit, int id, float value) {
+  atomic_store(&unit->basic.values[kCommandCount + id - kSeenRenders], value);
+}
+
+static float seen(const Misbehaving* unit, int id) {
+  return value_of(&unit->basic, (UInt32)(kCommandCount + id - kSeenRenders));
+}
+
+static void crash(void) {
+  *(volatile int*)NULL = 1;
+}
+
+static void sleep_for_ever(void) {
+  for (;;) pause();
+}
+
+static void write_report(const Misbehaving* unit) {
+  const char* path = getenv("VESK_MISBEHAVE_REPORT");
+  FILE* file = path ? fopen(path, "w") : NULL;
+  if (!file) return;
+  for (int id = kSeenRenders; id <= kSeenFlushing; ++id) {
+    const UnitParameter* meter = &kParameters[kCommandCount + id - kSeenRenders];
+    fprintf(file, "%s %d\n", meter->name, (int)seen(unit, id));
+  }
+  for (UInt32 i = 0; i < unit->event_count; ++i) {
+    const ReceivedEvent* event = &unit->events[i];
+    fprintf(file, "event %u %u %u %u %u\n", event->period, event->offset, event->status,
+            event->data1, event->data2);
+  }
+  fclose(file);
+}
+
+/* The first values of the parameters, from VESK_MISBEHAVE. */
+static void read_environment(Misbehaving* unit) {
+  const char* text = getenv("VESK_MISBEHAVE");
+  while (text && *text) {
+    const size_t length = strcspn(text, ",");
+    const size_t name_length = strcspn(text, "=,");
+    const float value = name_length < length ? strtof(text + name_length + 1, NULL) : 1;
+    UInt32 i = 0;
+    while (i < kCommandCount && (strlen(kParameters[i].name) != name_length ||
+                                 strncmp(kParameters[i].name, text, name_length) != 0)) {
+      ++i;
+    }
+    if (i < kCommandCount) {
+      atomic_store(&unit->basic.values[i], value);
+    } else if (length > 0) {
+      fprintf(stderr, "misbehaving unit: no command %.*s\n", (int)length, text);
+    }
+    text += length;
+    if (*text == ',') ++text;
+  }
+}
+
+static OSStatus misbehave_in_load(const BasicUnit* basic, enum Phase phase) {
+  if (command(basic, kCrashInLoad) == (int)phase) crash();
+  if (command(basic, kExitInLoad) == (int)phase) exit(3);
+  if (command(basic, kHangInLoad) == (int)phase) sleep_for_ever();
+  return command(basic, kFailInLoad) == (int)phase ? kAudioUnitErr_FailedInitialization
+                                                   : (OSStatus)noErr;
+}
+
+static OSStatus open_unit(BasicUnit* basic) {
+  Misbehaving* unit = (Misbehaving*)basic;
+  read_environment(unit);
+  usleep((useconds_t)command(basic, kDelayInOpen) * 1000);
+  const OSStatus status = misbehave_in_load(basic, kOpen);
+  if (status) return status;
+  pthread_mutex_init(&unit->mutex, NULL);
+  unit->events = calloc(kMaxEvents, sizeof *unit->events);
+  report(unit, kSeenRenders, 0);
+  report(unit, kSeenEvents, 0);
+  return unit->events ? (OSStatus)noErr : kAudio_MemFullError;
+}
+
+static void close_unit(BasicUnit* basic) {
+  Misbehaving* unit = (Misbehaving*)basic;
+  pthread_mutex_destroy(&unit->mutex);
+  free(unit->events);
+}
+
+static OSStatus initialize(BasicUnit* basic) {
+  if (command(basic, kCommaLocale)) {
+    const char* name = getenv("VESK_MISBEHAVE_LOCALE");
+    if (!setlocale(LC_ALL, name ? name : "de_DE.UTF-8")) {
+      fprintf(stderr, "misbehaving unit: no such locale\n");
+    }
+  }
+  const char line[] = "misbehaving unit: a line of sixty-four bytes, one after the other\n";
+  const size_t wanted = (size_t)command(basic, kPrintKib) * 1024;
+  for (size_t bytes = 0; bytes < wanted; bytes += sizeof line - 1) fputs(line, stderr);
+  return misbehave_in_load(basic, kInitialize);
+}
+
+static void uninitialize(BasicUnit* basic) {
+  if (command(basic, kHangInClose)) sleep_for_ever();
+  write_report((Misbehaving*)basic);
+}
+
+static int usable_cpus(void) {
+  cpu_set_t cpus;
+  return sched_getaffinity(0, sizeof cpus, &cpus) == 0 ? CPU_COUNT(&cpus) : -1;
+}
+
+static bool flushes_denormals(void) {
+#if defined(__x86_64__)
+  return (_mm_getcsr() & 0x8040) == 0x8040; /* flush to zero and denormals are zero */
+#elif defined(__aarch64__)
+  UInt64 control;
+  __asm__ volatile("mrs %0, fpcr" : "=r"(control));
+  return control >> 24 & 1;
+#else
+  return false;
+#endif
+}
+
+static void* report_thread(void* context) {
+  Misbehaving* unit = context;
+  report(unit, kSeenThreadPolicy, (float)sched_getscheduler(0));
+  report(unit, kSeenThreadCpus, (float)usable_cpus());
+  return NULL;
+}
+
+/* Ended before the unit can go: the render waits for it. */
+static void run_thread(Misbehaving* unit) {
+  pthread_t thread;
+  if (pthread_create(&thread, NULL, report_thread, unit) == 0) pthread_join(thread, NULL);
+}
+
+/* `depth` counts up for longer than any stack lasts. */
+static int overflow(UInt64 depth) {
+  volatile char frame[4096];
+  frame[0] = (char)depth;
+  return depth ? overflow(depth - 1) + frame[0] : 0;
+}
+
+static void spin_for(double seconds) {
+  struct timespec start, now;
+  clock_gettime(CLOCK_MONOTONIC, &start);
+  do {
+    clock_gettime(CLOCK_MONOTONIC, &now);
+  } while ((double)(now.tv_sec - start.tv_sec) + 1e-9 * (double)(now.tv_nsec - start.tv_nsec) <
+           seconds);
+}
+
+static OSStatus midi(BasicUnit* basic, UInt32 status, UInt32 data1, UInt32 data2, UInt32 offset) {
+  Misbehaving* unit = (Misbehaving*)basic;
+  if (unit->event_count == kMaxEvents) return noErr;
+  unit->events[unit->event_count++] =
+      (ReceivedEvent){unit->renders + 1, offset, status, data1, data2};
+  report(unit, kSeenEvents, (float)unit->event_count);
+  return noErr;
+}
+
+static bool is_now(const Misbehaving* unit, enum Command id) {
+  return (UInt32)command(&unit->basic, id) == unit->renders;
+}
+
+static bool has_begun(const Misbehaving* unit, enum Command id) {
+  const UInt32 first = (UInt32)command(&unit->basic, id);
+  return first > 0 && unit->renders >= first;
+}
+
+static OSStatus misbehave_in_render(Misbehaving* unit) {
+  if (is_now(unit, kCrashInRender)) crash();
+  if (is_now(unit, kExitInRender)) exit(3);
+  if (is_now(unit, kHangInRender)) sleep_for_ever();
+  if (is_now(unit, kSpinInRender)) spin_for(INFINITY);
+  if (is_now(unit, kOverflowInRender)) return overflow(1 << 30);
+  if (is_now(unit, kThreadInRender)) run_thread(unit);
+  if (has_begun(unit, kAllocateInRender)) {
+    void* volatile memory = malloc(64);
+    free(memory);
+  }
+  if (has_begun(unit, kLockInRender)) {
+    pthread_mutex_lock(&unit->mutex);
+    pthread_mutex_unlock(&unit->mutex);
+  }
+  if (has_begun(unit, kLateInRender)) spin_for(1e-3 * value_of(&unit->basic, kLateMs));
+  const int sleep_us = command(&unit->basic, kSleepInRender);
+  if (sleep_us > 0) usleep((useconds_t)sleep_us);
+  return is_now(unit, kFailInRender) ? command(&unit->basic, kFailStatus) : noErr;
+}
+
+/* The instrument plays a constant, the effect its input. */
+static OSStatus render(BasicUnit* basic, AudioUnitRenderActionFlags* flags,
+                       const AudioTimeStamp* time, UInt32 frames, const AudioBufferList* input,
+                       AudioBufferList* output) {
+  (void)flags;
+  (void)time;
+  Misbehaving* unit = (Misbehaving*)basic;
+  ++unit->renders;
+  report(unit, kSeenRenders, (float)unit->renders);
+  report(unit, kSeenRenderPolicy, (float)sched_getscheduler(0));
+  report(unit, kSeenRenderCpus, (float)usable_cpus());
+  report(unit, kSeenFlushing, flushes_denormals());
+  const OSStatus status = misbehave_in_render(unit);
+  const bool nan = has_begun(unit, kNanInRender);
+  for (UInt32 channel = 0; channel < output->mNumberBuffers; ++channel) {
+    const float* in = input ? input->mBuffers[channel].mData : NULL;
+    float* out = output->mBuffers[channel].mData;
+    for (UInt32 i = 0; i < frames; ++i) out[i] = nan ? NAN : in ? in[i] : 0.25f;
+  }
+  return status;
+}
+
+static Float64 latency_seconds(const BasicUnit* basic) {
+  return 1e-3 * value_of(basic, kLatencyMs);
+}
+
+static OSStatus get_property(BasicUnit* basic, AudioUnitPropertyID id, void* data, UInt32* size) {
+  Misbehaving* unit = (Misbehaving*)basic;
+  if (id == kAudioUnitProperty_ClassInfo) {
+    if (command(basic, kCrashInState)) crash();
+    if (command(basic, kRefuseClassInfo) & 1) return kAudioUnitErr_InvalidProperty;
+  }
+  if (id == kAudioUnitProperty_Latency && command(basic, kRefuseLatency)) {
+    return kAudioUnitErr_InvalidProperty;
+  }
+  if (id != kReceivedEvents) return kNotHandled;
+  *size = unit->event_count * (UInt32)sizeof(ReceivedEvent);
+  if (data) memcpy(data, unit->events, *size);
+  return noErr;
+}
+
+static OSStatus set_property(BasicUnit* basic, AudioUnitPropertyID id, const void* data,
+                             UInt32 size) {
+  (void)data;
+  (void)size;
+  switch (id) {
+    case kAudioUnitProperty_StreamFormat:
+      return command(basic, kRefuseStreamFormat) ? kAudioUnitErr_FormatNotSupported : kNotHandled;
+    case kAudioUnitProperty_SetRenderCallback:
+      return command(basic, kRefuseRenderCallback) ? kAudioUnitErr_InvalidProperty : kNotHandled;
+    case kAudioUnitProperty_MaximumFramesPerSlice:
+      return command(basic, kRefuseMaxFrames) ? kAudioUnitErr_InvalidProperty : kNotHandled;
+    case kAudioUnitProperty_ClassInfo:
+      return command(basic, kRefuseClassInfo) & 2 ? kAudioUnitErr_InvalidProperty : kNotHandled;
+    default:
+      return kNotHandled;
+  }
+}
+
+/* Its render breaks the rules on purpose: the mark that the table asks for comes by a cast. */
+typedef OSStatus (*MarkedRender)(BasicUnit*, AudioUnitRenderActionFlags*, const AudioTimeStamp*,
+                                 UInt32, const AudioBufferList*, AudioBufferList*) CA_REALTIME_API;
+typedef OSStatus (*MarkedMidi)(BasicUnit*, UInt32, UInt32, UInt32, UInt32) CA_REALTIME_API;
+
+#define COMMON                                                                                    \
+  .size = sizeof(Misbehaving), .parameters = kParameters, .parameter_count = kParameterCount,     \
+  .open = open_unit, .close = close_unit, .initialize = initialize, .uninitialize = uninitialize, \
+  .latency_seconds = latency_seconds, .get_property = get_property, .set_property = set_property, \
+  .render = (MarkedRender)render, .midi = (MarkedMidi)midi
+
+static const UnitKind kInstrument = {COMMON};
+static const UnitKind kEffect = {COMMON, .has_input = true};
+
+__attribute__((visibility("default"))) AudioComponentPlugInInterface* MisbehavingFactory(
+    const AudioComponentDescription* description);
+
+AudioComponentPlugInInterface* MisbehavingFactory(const AudioComponentDescription* description) {
+  const bool is_effect = description->componentType == kAudioUnitType_Effect;
+  return make_unit(is_effect ? &kEffect : &kInstrument, description);
+}
