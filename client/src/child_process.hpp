@@ -1,0 +1,72 @@
+#pragma once
+
+#include <chrono>
+#include <cstddef>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "vesk/host_process.hpp"
+
+/// Starting, watching and ending one child process, and looking into it. A platform provides all
+/// of it.
+namespace vesk::client {
+
+struct Launch {
+  std::string program;
+  std::vector<std::string> arguments;    ///< without the program's name
+  std::vector<std::string> environment;  ///< entries beyond or instead of the caller's
+  bool inherit_standard_error = false;
+  int record_descriptor = -1;  ///< becomes descriptor 3 of the child; -1: none
+  std::uint32_t workgroup_port = 0;
+};
+
+class ChildProcess {
+ public:
+  /// The child has default signals and an empty mask, a process group of its own, ordinary
+  /// scheduling, the CPUs of this process, nothing to read on standard input and no other
+  /// descriptor of ours. Null with a sentence in `error`.
+  static std::unique_ptr<ChildProcess> launch(const Launch& launch, std::string& error);
+  ~ChildProcess();
+  ChildProcess(const ChildProcess&) = delete;
+  ChildProcess& operator=(const ChildProcess&) = delete;
+
+  int pid() const noexcept { return pid_; }
+  /// Becomes readable when the process has ended; for `poll`.
+  int exit_descriptor() const noexcept { return exit_descriptor_; }
+  /// The child's standard error and output, non-blocking; -1 when inherited or at its end.
+  int output_descriptor() const noexcept { return output_descriptor_; }
+  void close_output() noexcept;
+
+  /// Whether the process has ended; then takes its status, once, into `ending`.
+  bool take_ending(Ending& ending) noexcept;
+  void kill() noexcept;
+  /// Sleeps until the process has ended or `limit` has passed; true when it has ended.
+  bool wait_for_exit(std::chrono::nanoseconds limit) const noexcept;
+
+ private:
+  ChildProcess() = default;
+  int pid_ = 0;
+  int exit_descriptor_ = -1;
+  int output_descriptor_ = -1;
+  bool taken_ = false;
+};
+
+/// Whether process `pid` has mapped the shared-memory object `name`. False where the system does
+/// not tell.
+bool has_mapped(int pid, const std::string& name);
+
+/// The host's render thread, as the thread that sleeps on a word at `offset` of a page; 0 where
+/// the system does not tell.
+int find_render_thread(int pid, std::size_t offset);
+
+/// Whether a thread of the process (0: any but the main thread) is running rather than sleeping;
+/// watches it for `span`.
+bool is_running(int pid, int thread, std::chrono::milliseconds span);
+
+CpuTime process_cpu_time(int pid);
+
+/// Folder of this program's executable, without a slash at the end; empty when unknown.
+std::string program_folder();
+
+}  // namespace vesk::client

@@ -1,0 +1,207 @@
+#include "host_impl.hpp"
+
+#include <signal.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <chrono>
+#include <cstring>
+#include <utility>
+
+#include "address_wait.hpp"
+#include "host/atomics.hpp"
+#include "shared_object.hpp"
+
+namespace vesk::client {
+
+using std::chrono::milliseconds;
+using std::chrono::nanoseconds;
+
+namespace {
+
+/// Capturing a plugin's state and writing its file.
+constexpr nanoseconds kSaving = std::chrono::seconds(3);
+/// A killed process is gone at once, unless it hangs in the kernel.
+constexpr nanoseconds kAfterKill = std::chrono::seconds(2);
+
+PeriodDriver::Settings driver_settings(const Options& options, int notify_descriptor) {
+  const bool real_time = options.mode == Mode::real_time;
+  const bool many_cpus = usable_cpus() > 1;
+  PeriodDriver::Settings settings;
+  settings.max_frames = options.max_frames;
+  settings.spins = !real_time && many_cpus;
+  settings.places = real_time && options.pinned && many_cpus;
+  settings.notify_descriptor = notify_descriptor;
+  return settings;
+}
+
+}  // namespace
+
+HostImpl::HostImpl(const Options& start_options, std::unique_ptr<BlockOwner> owned_block,
+                   std::unique_ptr<Placement> record, std::shared_ptr<Watcher> background)
+    : options(start_options),
+      block(std::move(owned_block)),
+      watcher(std::move(background)),
+      driver(block->block(), driver_settings(options, watcher->poke_descriptor())),
+      placement(std::move(record)),
+      rings(block->block(), chain_length(options.chain)) {}
+
+HostImpl::~HostImpl() {
+  if (child == nullptr) return;
+  stop();
+  watcher->remove(*this);
+}
+
+std::unique_ptr<HostImpl> HostImpl::spawn(const Options& options, std::string& error) {
+  if (!check_options(options, error)) return nullptr;
+  Launch launch;
+  launch.program = find_host_program(options, error);
+  if (launch.program.empty()) return nullptr;
+  sweep_objects();
+  std::unique_ptr<BlockOwner> block = BlockOwner::create(error);
+  if (block == nullptr) return nullptr;
+  std::string placement_error;
+  std::unique_ptr<Placement> placement = Placement::create(options, placement_error);
+  if (placement == nullptr && !placement_error.empty()) {
+    error = placement_error;
+    return nullptr;
+  }
+  std::shared_ptr<Watcher> watcher = Watcher::shared(error);
+  if (watcher == nullptr) return nullptr;
+  launch.arguments = host_arguments(options, block->name());
+  launch.environment = options.environment;
+  launch.inherit_standard_error = options.inherit_standard_error;
+  launch.record_descriptor = placement ? placement->descriptor() : -1;
+  launch.workgroup_port = options.workgroup_port;
+  auto host = std::make_unique<HostImpl>(options, std::move(block), std::move(placement),
+                                         std::move(watcher));
+  if (!host->presets.claim(options.chain, error)) return nullptr;
+  host->spawned_ns = now_ns();
+  host->child = ChildProcess::launch(launch, error);
+  if (host->child == nullptr) return nullptr;
+  host->watcher->add(*host);
+  return host;
+}
+
+Ending HostImpl::stop() {
+  std::unique_lock lock(mutex);
+  if (check_ended()) return ending;
+  host::Block& shared = block->block();
+  host::store_release(shared.quit, 1);
+  wake_one(shared.render_request);
+  std::int64_t deadline =
+      now_ns() + nanoseconds(options.stop_limit).count() + kSaving.count() * rings.editors();
+  std::uint32_t saved = rings.saved_seen();
+  while (!check_ended()) {
+    rings.read_saved();
+    // Every file written is a sign of life, and the next may take as long.
+    if (std::exchange(saved, rings.saved_seen()) != rings.saved_seen())
+      deadline = std::max(deadline, now_ns() + kSaving.count());
+    std::int64_t left = deadline - now_ns();
+    if (left <= 0) {
+      if (killed) break;
+      killed = true;
+      child->kill();
+      left = kAfterKill.count();
+      deadline = now_ns() + left;
+    }
+    lock.unlock();
+    child->wait_for_exit(std::min<nanoseconds>(nanoseconds(left), milliseconds(50)));
+    lock.lock();
+  }
+  return ending;
+}
+
+std::optional<std::int64_t> HostImpl::background_turn() {
+  const std::lock_guard lock(mutex);
+  if (ended) return std::nullopt;
+  drain_output();
+  if (check_ended()) return std::nullopt;
+  apply_placement();
+  return rings.turn(now_ns());
+}
+
+void HostImpl::add_descriptors(std::vector<pollfd>& watched) {
+  const std::lock_guard lock(mutex);
+  if (ended) return;
+  watched.push_back({child->exit_descriptor(), POLLIN, 0});
+  if (child->output_descriptor() >= 0) watched.push_back({child->output_descriptor(), POLLIN, 0});
+}
+
+void HostImpl::drain_output() {
+  char bytes[4096];
+  // A plugin that floods the pipe must not keep this thread from the other hosts.
+  for (int i = 0; i < 16 && child->output_descriptor() >= 0; ++i) {
+    const ssize_t count = read(child->output_descriptor(), bytes, sizeof bytes);
+    if (count > 0) {
+      lines.feed({bytes, static_cast<std::size_t>(count)});
+    } else if (count == 0) {
+      child->close_output();
+    } else if (errno != EINTR) {
+      return;
+    }
+  }
+}
+
+bool HostImpl::check_ended() {
+  if (ended) return true;
+  Ending result;
+  if (!child->take_ending(result)) return false;
+  ended = true;
+  ending = result;
+  ending.killed = killed;
+  drain_output();
+  lines.finish();
+  child->close_output();
+  rings.read_saved();
+  block->unlink();
+  placement.reset();
+  presets.release();
+  driver.mark_gone();
+  return true;
+}
+
+void HostImpl::spread() {
+  {
+    const std::lock_guard lock(mutex);
+    spread_for_good = true;
+  }
+  watcher->poke();
+}
+
+void HostImpl::apply_placement() {
+  if (placement == nullptr || !driver.is_listening()) return;
+  const PeriodDriver::Place place = driver.place();
+  const int cpu = spread_for_good ? PeriodDriver::anywhere : place.cpu;
+  if (cpu == placed_cpu || cpu == PeriodDriver::unknown) return;
+  placed_cpu = cpu;
+  placement->move(child->pid(), cpu, place.driver);
+}
+
+std::string HostImpl::describe_ending() const {
+  std::string text;
+  if (ending.killed) {
+    text = "the host was killed, as it did not stop in time";
+  } else if (!ending.known) {
+    text = "the host ended";
+  } else if (ending.signal != 0) {
+    text = "the host was ended by signal " + std::to_string(ending.signal) + " (" +
+           strsignal(ending.signal) + ")";
+  } else {
+    text = "the host ended with status " + std::to_string(ending.status);
+  }
+  std::string_view line = lines.death_line();
+  if (line.empty() && !ending.orderly() && !lines.host_lines().empty())
+    line = lines.host_lines().back();
+  if (!line.empty()) text.append(": ").append(line);
+  return text;
+}
+
+std::string HostImpl::obituary() {
+  const std::lock_guard lock(mutex);
+  if (!start_error.empty()) return start_error;
+  return check_ended() ? describe_ending() : std::string{};
+}
+
+}  // namespace vesk::client

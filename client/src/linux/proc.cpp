@@ -1,0 +1,97 @@
+#include "linux/proc.hpp"
+
+#include <dirent.h>
+#include <fcntl.h>
+#include <sys/syscall.h>
+#include <unistd.h>
+
+#include <cinttypes>
+#include <cstdio>
+#include <cstdlib>
+
+namespace vesk::client::proc {
+
+namespace {
+
+std::string process(int pid) {
+  return "/proc/" + std::to_string(pid);
+}
+std::string task(int pid, int thread) {
+  return process(pid) + "/task/" + std::to_string(thread);
+}
+
+/// The fields of a stat file from the state letter on: what stands before, the program's name in
+/// parentheses, may itself hold blanks and parentheses.
+const char* after_name(const std::string& stat) {
+  const std::size_t end = stat.rfind(')');
+  return end == std::string::npos || end + 2 >= stat.size() ? nullptr : stat.c_str() + end + 2;
+}
+
+}  // namespace
+
+std::string read_file(const std::string& path) {
+  std::string text;
+  const int descriptor = open(path.c_str(), O_RDONLY | O_CLOEXEC);
+  if (descriptor < 0) return text;
+  char buffer[4096];
+  ssize_t count;
+  while ((count = read(descriptor, buffer, sizeof buffer)) > 0)
+    text.append(buffer, static_cast<std::size_t>(count));
+  close(descriptor);
+  return text;
+}
+
+std::uint64_t start_time(int pid) {
+  const std::string stat = read_file(process(pid) + "/stat");
+  const char* field = after_name(stat);
+  if (field == nullptr || *field == 'Z' || *field == 'X') return 0;
+  // proc(5): the state is field 3, the start time field 22.
+  for (int i = 3; i < 22; ++i) {
+    while (*field != ' ' && *field != 0) ++field;
+    while (*field == ' ') ++field;
+  }
+  return std::strtoull(field, nullptr, 10);
+}
+
+std::vector<int> threads(int pid) {
+  std::vector<int> found;
+  DIR* folder = opendir((process(pid) + "/task").c_str());
+  if (folder == nullptr) return found;
+  while (const dirent* entry = readdir(folder))
+    if (const int thread = std::atoi(entry->d_name); thread > 0) found.push_back(thread);
+  closedir(folder);
+  return found;
+}
+
+char thread_state(int pid, int thread) {
+  const std::string stat = read_file(task(pid, thread) + "/stat");
+  const char* field = after_name(stat);
+  return field == nullptr ? '\0' : *field;
+}
+
+RunTime thread_run_time(int pid, int thread) {
+  RunTime time;
+  const std::string text = read_file(task(pid, thread) + "/schedstat");
+  std::sscanf(text.c_str(), "%" SCNu64 " %" SCNu64, &time.run_ns, &time.wait_ns);
+  return time;
+}
+
+bool has_mapped(int pid, std::string_view name) {
+  const std::string maps = read_file(process(pid) + "/maps");
+  return maps.find("/dev/shm" + std::string(name) + "\n") != std::string::npos;
+}
+
+int thread_waiting_at(int pid, std::size_t offset) {
+  for (const int thread : threads(pid)) {
+    // "202 0x7f0123456780 ...": the number of the system call and its arguments.
+    const std::string call = read_file(task(pid, thread) + "/syscall");
+    long number = -1;
+    unsigned long address = 0;
+    if (std::sscanf(call.c_str(), "%ld %lx", &number, &address) == 2 && number == SYS_futex &&
+        address % 4096 == offset)
+      return thread;
+  }
+  return 0;
+}
+
+}  // namespace vesk::client::proc

@@ -1,0 +1,181 @@
+#include "child_process.hpp"
+
+#include <crt_externs.h>
+#include <fcntl.h>
+#include <libproc.h>
+#include <mach-o/dyld.h>
+#include <mach/mach.h>
+#include <poll.h>
+#include <signal.h>
+#include <spawn.h>
+#include <sys/event.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <climits>
+#include <cstdlib>
+#include <cstring>
+#include <memory>
+#include <thread>
+#include <utility>
+
+#include "spawn_lists.hpp"
+
+namespace vesk::client {
+
+namespace {
+
+bool open_output(int (&ends)[2]) {
+  if (pipe(ends) != 0) return false;
+  for (const int end : ends) {
+    fcntl(end, F_SETFD, FD_CLOEXEC);
+    fcntl(end, F_SETFL, O_NONBLOCK);
+  }
+  return true;
+}
+
+/// A kernel queue that becomes readable when the process ends.
+int open_exit_queue(int pid) {
+  const int queue = kqueue();
+  if (queue < 0) return -1;
+  fcntl(queue, F_SETFD, FD_CLOEXEC);
+  struct kevent change;
+  EV_SET(&change, pid, EVFILT_PROC, EV_ADD, NOTE_EXIT, 0, nullptr);
+  if (kevent(queue, &change, 1, nullptr, 0, nullptr) == 0) return queue;
+  close(queue);
+  return -1;
+}
+
+}  // namespace
+
+std::unique_ptr<ChildProcess> ChildProcess::launch(const Launch& launch, std::string& error) {
+  std::unique_ptr<ChildProcess> child(new ChildProcess);
+  int output[2] = {-1, -1};
+  if (!launch.inherit_standard_error && !open_output(output)) {
+    error =
+        std::string("cannot make a pipe for the host's standard error: ") + std::strerror(errno);
+    return nullptr;
+  }
+  posix_spawn_file_actions_t actions;
+  posix_spawn_file_actions_init(&actions);
+  posix_spawn_file_actions_addopen(&actions, 0, "/dev/null", O_RDONLY, 0);
+  for (const int standard : {1, 2}) {
+    if (output[1] >= 0)
+      posix_spawn_file_actions_adddup2(&actions, output[1], standard);
+    else
+      posix_spawn_file_actions_addinherit_np(&actions, standard);
+  }
+  posix_spawnattr_t attributes;
+  posix_spawnattr_init(&attributes);
+  sigset_t all, none;
+  sigfillset(&all);
+  sigemptyset(&none);
+  posix_spawnattr_setsigdefault(&attributes, &all);
+  posix_spawnattr_setsigmask(&attributes, &none);
+  posix_spawnattr_setpgroup(&attributes, 0);
+  // Every descriptor not named in the actions is closed in the child.
+  posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSIGDEF | POSIX_SPAWN_SETSIGMASK |
+                                            POSIX_SPAWN_SETPGROUP | POSIX_SPAWN_CLOEXEC_DEFAULT);
+  if (launch.workgroup_port != 0) {
+    mach_port_t ports[] = {launch.workgroup_port};
+    posix_spawnattr_set_registered_ports_np(&attributes, ports, 1);
+  }
+  const SpawnLists lists(launch.program, launch.arguments, launch.environment, *_NSGetEnviron());
+  const int failure = posix_spawn(&child->pid_, launch.program.c_str(), &actions, &attributes,
+                                  lists.arguments(), lists.environment());
+  posix_spawn_file_actions_destroy(&actions);
+  posix_spawnattr_destroy(&attributes);
+  if (output[1] >= 0) close(output[1]);
+  child->output_descriptor_ = output[0];
+  if (failure != 0) {
+    child->pid_ = 0;
+    error = "cannot start " + launch.program + ": " + std::strerror(failure);
+    return nullptr;
+  }
+  child->exit_descriptor_ = open_exit_queue(child->pid_);
+  if (child->exit_descriptor_ < 0) {
+    error = std::string("cannot watch the host process: ") + std::strerror(errno);
+    ::kill(child->pid_, SIGKILL);
+    waitpid(child->pid_, nullptr, 0);
+    child->pid_ = 0;
+    return nullptr;
+  }
+  return child;
+}
+
+ChildProcess::~ChildProcess() {
+  close_output();
+  if (exit_descriptor_ >= 0) close(exit_descriptor_);
+}
+
+void ChildProcess::close_output() noexcept {
+  if (output_descriptor_ >= 0) close(std::exchange(output_descriptor_, -1));
+}
+
+bool ChildProcess::take_ending(Ending& ending) noexcept {
+  if (taken_) return true;
+  if (!wait_for_exit(std::chrono::nanoseconds(0))) return false;
+  taken_ = true;
+  int status = 0;
+  int result;
+  do {
+    result = waitpid(pid_, &status, WNOHANG);
+  } while (result < 0 && errno == EINTR);
+  // A parent that ignores SIGCHLD, or that waits for any child, has taken the status.
+  if (result != pid_) return true;
+  ending.known = true;
+  if (WIFEXITED(status))
+    ending.status = WEXITSTATUS(status);
+  else
+    ending.signal = WTERMSIG(status);
+  return true;
+}
+
+void ChildProcess::kill() noexcept {
+  if (!taken_ && !wait_for_exit(std::chrono::nanoseconds(0))) ::kill(pid_, SIGKILL);
+}
+
+bool ChildProcess::wait_for_exit(std::chrono::nanoseconds limit) const noexcept {
+  pollfd exit{exit_descriptor_, POLLIN, 0};
+  const auto milliseconds = std::chrono::ceil<std::chrono::milliseconds>(limit).count();
+  return poll(&exit, 1, static_cast<int>(std::clamp<long long>(milliseconds, 0, INT_MAX))) == 1;
+}
+
+// Neither is told to an ordinary process about another on macOS.
+bool has_mapped(int, const std::string&) {
+  return false;
+}
+int find_render_thread(int, std::size_t) {
+  return 0;
+}
+
+bool is_running(int pid, int, std::chrono::milliseconds span) {
+  const std::uint64_t before = process_cpu_time(pid).run_ns;
+  std::this_thread::sleep_for(span);
+  const auto half = static_cast<std::uint64_t>(std::chrono::nanoseconds(span).count() / 2);
+  return process_cpu_time(pid).run_ns > before + half;
+}
+
+CpuTime process_cpu_time(int pid) {
+  proc_taskinfo info{};
+  CpuTime time;
+  if (proc_pidinfo(pid, PROC_PIDTASKINFO, 0, &info, sizeof info) != sizeof info) return time;
+  mach_timebase_info_data_t base{};
+  mach_timebase_info(&base);
+  if (base.denom != 0)
+    time.run_ns = (info.pti_total_user + info.pti_total_system) * base.numer / base.denom;
+  return time;
+}
+
+std::string program_folder() {
+  char path[PATH_MAX];
+  std::uint32_t size = sizeof path;
+  if (_NSGetExecutablePath(path, &size) != 0) return {};
+  char real[PATH_MAX];
+  const std::string program = realpath(path, real) != nullptr ? real : path;
+  return program.substr(0, program.rfind('/'));
+}
+
+}  // namespace vesk::client

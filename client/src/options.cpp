@@ -1,0 +1,149 @@
+#include "options.hpp"
+
+#include "child_process.hpp"
+
+#include <unistd.h>
+
+#include <charconv>
+#include <cmath>
+#include <cstdlib>
+#include <filesystem>
+#include <mutex>
+#include <set>
+#include <string_view>
+
+namespace vesk::client {
+
+using std::chrono::milliseconds;
+using std::chrono::nanoseconds;
+
+namespace {
+
+std::string decimal(double value) {
+  char text[400];  // the largest double in full
+  const auto [end, failure] =
+      std::to_chars(text, text + sizeof text, value, std::chars_format::fixed);
+  return failure == std::errc{} ? std::string(text, end) : std::string("?");
+}
+
+std::vector<std::string_view> elements(std::string_view chain) {
+  std::vector<std::string_view> found;
+  for (;;) {
+    const std::size_t bar = chain.find('|');
+    found.push_back(chain.substr(0, bar));
+    if (bar == std::string_view::npos) return found;
+    chain.remove_prefix(bar + 1);
+  }
+}
+
+/// The preset path of one element: what follows the first '@' behind the three codes.
+std::string_view preset_path(std::string_view element) {
+  constexpr std::size_t codes = 14;  // TYPE:SUBTYPE:MANUFACTURER, four bytes each
+  if (element.starts_with("exs:") || element.size() <= codes) return {};
+  const std::size_t at = element.find('@', codes);
+  return at == std::string_view::npos ? std::string_view{} : element.substr(at + 1);
+}
+
+std::string canonical(std::string_view path) {
+  std::error_code failure;
+  const std::filesystem::path real = std::filesystem::weakly_canonical(path, failure);
+  if (!failure && real.is_absolute()) return real.string();
+  return std::filesystem::absolute(path, failure).lexically_normal().string();
+}
+
+std::mutex g_claims_mutex;
+
+std::set<std::string>& claims() {
+  static std::set<std::string>& set = *new std::set<std::string>;
+  return set;
+}
+
+}  // namespace
+
+bool check_options(const Options& options, std::string& error) {
+  const double rate = options.sample_rate_hz;
+  if (!(rate >= 8'000 && rate <= 384'000)) {
+    error = "a sample rate of " + decimal(rate) + " Hz is not between 8000 and 384000";
+  } else if (options.max_frames < 1 || options.max_frames > host::buffer_frames) {
+    error = "a largest period of " + std::to_string(options.max_frames) +
+            " frames is not between 1 and 4096";
+  } else if (options.mode == Mode::real_time &&
+             (options.period_frames < 1 || options.period_frames > options.max_frames)) {
+    error = "a period of " + std::to_string(options.period_frames) +
+            " frames is not between 1 and the largest, " + std::to_string(options.max_frames);
+  } else if (options.driver_priority < 0 || options.driver_priority > 99) {
+    error = "a priority of " + std::to_string(options.driver_priority) +
+            " is not between 1 and 99, nor 0 for unknown";
+  } else if (options.chain.empty()) {
+    error = "the chain names no plugin";
+  } else if (options.chain.find('\0') != std::string::npos) {
+    error = "the chain holds a NUL byte";
+  } else if (options.start_limit.count() < 0 || options.stop_limit.count() < 0 ||
+             options.hang_limit.count() < 0) {
+    error = "a time limit is negative";
+  } else {
+    return true;
+  }
+  return false;
+}
+
+unsigned chain_length(const std::string& chain) {
+  return static_cast<unsigned>(elements(chain).size());
+}
+
+std::vector<std::string> host_arguments(const Options& options, const std::string& object) {
+  // No nominal period asks for ordinary scheduling.
+  const unsigned period = options.mode == Mode::offline ? 0 : options.period_frames;
+  return {object, options.chain, decimal(options.sample_rate_hz),
+          std::to_string(options.max_frames), std::to_string(period)};
+}
+
+std::string find_host_program(const Options& options, std::string& error) {
+  if (!options.host_program.empty()) return options.host_program;
+  if (const char* named = std::getenv("VESK_HOST"); named != nullptr && *named != 0) return named;
+  const std::string folder = program_folder();
+  for (const char* place : {"/vesk-host", "/../bin/vesk-host"})
+    if (const std::string path = folder + place; access(path.c_str(), X_OK) == 0) return path;
+  error = "no vesk-host in " + folder + " or in bin beside it; set VESK_HOST to its path";
+  return {};
+}
+
+nanoseconds start_limit(const Options& options) {
+  if (options.start_limit.count() > 0) return options.start_limit;
+  return std::chrono::seconds(61) * chain_length(options.chain);
+}
+
+nanoseconds period_length(const Options& options) {
+  return nanoseconds(std::llround(options.period_frames / options.sample_rate_hz * 1e9));
+}
+
+nanoseconds hang_limit(const Options& options) {
+  if (options.hang_limit.count() > 0) return options.hang_limit;
+  if (options.mode == Mode::offline) return std::chrono::seconds(5);
+  return std::max<nanoseconds>(100 * period_length(options), milliseconds(500));
+}
+
+bool PresetClaims::claim(const std::string& chain, std::string& error) {
+  const std::lock_guard lock(g_claims_mutex);
+  for (const std::string_view element : elements(chain)) {
+    const std::string_view path = preset_path(element);
+    if (path.empty()) continue;
+    std::string real = canonical(path);
+    if (!claims().insert(real).second) {
+      error = "the preset " + std::string(path) + " is in use by another plugin";
+      for (const std::string& taken : paths_) claims().erase(taken);
+      paths_.clear();
+      return false;
+    }
+    paths_.push_back(std::move(real));
+  }
+  return true;
+}
+
+void PresetClaims::release() noexcept {
+  const std::lock_guard lock(g_claims_mutex);
+  for (const std::string& path : paths_) claims().erase(path);
+  paths_.clear();
+}
+
+}  // namespace vesk::client

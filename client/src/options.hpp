@@ -1,0 +1,44 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "vesk/host_process.hpp"
+
+namespace vesk::client {
+
+/// Whether a host may be started with these; otherwise one sentence in `error`.
+bool check_options(const Options& options, std::string& error);
+
+/// Elements of the chain.
+unsigned chain_length(const std::string& chain);
+
+/// The host's arguments.
+std::vector<std::string> host_arguments(const Options& options, const std::string& object);
+
+/// The program to start, or empty with a sentence in `error`.
+std::string find_host_program(const Options& options, std::string& error);
+
+/// How long loading, and a period without answer, may take.
+std::chrono::nanoseconds start_limit(const Options& options);
+std::chrono::nanoseconds hang_limit(const Options& options);
+std::chrono::nanoseconds period_length(const Options& options);
+
+/// The preset files that a chain names, held so that no two live hosts of this process write the
+/// same: the later save would undo the earlier.
+class PresetClaims {
+ public:
+  PresetClaims() = default;
+  ~PresetClaims() { release(); }
+  PresetClaims(const PresetClaims&) = delete;
+  PresetClaims& operator=(const PresetClaims&) = delete;
+
+  /// False with a sentence in `error` when one is in use, in this chain or another host's.
+  bool claim(const std::string& chain, std::string& error);
+  void release() noexcept;
+
+ private:
+  std::vector<std::string> paths_;
+};
+
+}  // namespace vesk::client

@@ -1,0 +1,186 @@
+#include "period_driver.hpp"
+
+#include <algorithm>
+
+#include "address_wait.hpp"
+#include "host/atomics.hpp"
+#include "placement.hpp"
+
+namespace vesk::client {
+
+using std::chrono::nanoseconds;
+
+namespace {
+
+/// No period of a parent has a negative time, so a plugin that looks takes a probe for what it is:
+/// something before the start.
+constexpr double kProbeTime = -1e15;
+
+/// The end of the host is told by a wake that may come just before the driving thread sleeps; it
+/// looks again after this long.
+constexpr std::int64_t kSlice = 10'000'000;
+
+/// Spinning pays while it is of the order of what sleeping costs (about 40 us between CPUs).
+constexpr float kLongestSpin = 200;
+constexpr float kShortestSpin = 5;
+/// After this many periods a spin that had been cut short is given its length again.
+constexpr std::uint32_t kSpinRetry = 64;
+
+/// A thread seen on another CPU this many periods in a row has moved for good.
+constexpr unsigned kMovedForGood = 8;
+
+}  // namespace
+
+bool PeriodDriver::probe(nanoseconds limit) noexcept {
+  if (sent_ == 0) {
+    block_.frames = 0;
+    block_.midi_count = 0;
+    block_.sample_time = kProbeTime;
+  }
+  const std::uint32_t done = host::load_acquire(block_.render_done);
+  // Once one has been heard, no more are sent: the rest will be answered.
+  if (done == 0) {
+    host::store_release(block_.render_request, ++sent_);
+    wake_one(block_.render_request);
+  }
+  wait_while(block_.render_done, done, limit);
+  if (host::load_acquire(block_.render_done) != sent_) return false;
+  listening_.store(true, std::memory_order_release);
+  return true;
+}
+
+Answer PeriodDriver::render(unsigned frames, double sample_time, std::span<const MidiEvent> events,
+                            nanoseconds limit) noexcept VESK_REALTIME {
+  const std::int64_t start = now_ns();
+  if (pending_) {
+    const Answer earlier = wait(limit, settings_.spins);
+    if (earlier == Answer::timed_out) return Answer::not_sent;
+    if (earlier != Answer::answered) return earlier;
+  }
+  if (settings_.places) note_place(current_cpu());
+  const Answer sent = send(frames, sample_time, events);
+  if (sent != Answer::answered) return sent;
+  const nanoseconds left = limit - nanoseconds(now_ns() - start);
+  return wait(std::max(left, nanoseconds(0)), settings_.spins);
+}
+
+Answer PeriodDriver::request(unsigned frames, double sample_time,
+                             std::span<const MidiEvent> events) noexcept VESK_REALTIME {
+  if (settings_.places) note_place(anywhere);
+  return send(frames, sample_time, events);
+}
+
+Answer PeriodDriver::collect(nanoseconds limit) noexcept VESK_REALTIME {
+  return wait(limit, settings_.spins);
+}
+
+Answer PeriodDriver::collect_asleep(nanoseconds limit) noexcept VESK_REALTIME {
+  return wait(limit, false);
+}
+
+Answer PeriodDriver::send(unsigned frames, double sample_time,
+                          std::span<const MidiEvent> events) noexcept VESK_REALTIME {
+  if (is_gone()) return Answer::host_gone;
+  if (!is_listening() || frames > settings_.max_frames || events.size() > host::max_midi_events)
+    return Answer::refused;
+  // The description is the host's until it has answered.
+  if (pending_ && !look()) return Answer::not_sent;
+  block_.frames = frames;
+  block_.sample_time = sample_time;
+  block_.midi_count = static_cast<std::uint32_t>(events.size());
+  std::copy(events.begin(), events.end(), block_.midi);
+  sent_ = host::load_relaxed(block_.render_request) + 1;
+  sent_ns_.store(now_ns(), std::memory_order_relaxed);
+  pending_ = true;
+  host::store_release(block_.render_request, sent_);
+  wake_one(block_.render_request);
+  return Answer::answered;
+}
+
+Answer PeriodDriver::wait(nanoseconds limit, bool spin) noexcept VESK_REALTIME {
+  if (!pending_ || look()) return Answer::answered;
+  if (is_gone()) return Answer::host_gone;
+  if (limit.count() <= 0) return Answer::timed_out;
+  std::int64_t now = now_ns();
+  // A limit beyond the clock means no limit.
+  const std::int64_t deadline = limit.count() > INT64_MAX - now ? INT64_MAX : now + limit.count();
+  if (spin && spin_for_answer(now, deadline)) return Answer::answered;
+  for (;;) {
+    const std::uint32_t done = host::load_acquire(block_.render_done);
+    if (done == sent_) {
+      note_answer();
+      return Answer::answered;
+    }
+    if (is_gone()) return Answer::host_gone;
+    now = now_ns();
+    if (now >= deadline) return Answer::timed_out;
+    wait_while(block_.render_done, done, nanoseconds(std::min(kSlice, deadline - now)));
+  }
+}
+
+bool PeriodDriver::spin_for_answer(std::int64_t start,
+                                   std::int64_t deadline) noexcept VESK_REALTIME {
+  const std::uint32_t periods = periods_.load(std::memory_order_relaxed);
+  if (spin_us_ == 0 || periods % kSpinRetry == 0)
+    spin_us_ = std::clamp(2 * recent_us_, kShortestSpin * 4, kLongestSpin);
+  const std::int64_t end =
+      std::min(deadline, start + static_cast<std::int64_t>(spin_us_ * 1000.0f));
+  while (now_ns() < end) {
+    if (!look()) continue;
+    spin_us_ = std::clamp(2 * recent_us_ + kShortestSpin, kShortestSpin, kLongestSpin);
+    return true;
+  }
+  // In vain: the host is slower, or stands in the queue of this very CPU.
+  spin_us_ = std::max(spin_us_ / 2, kShortestSpin);
+  return false;
+}
+
+bool PeriodDriver::look() noexcept VESK_REALTIME {
+  if (host::load_acquire(block_.render_done) != sent_) return false;
+  note_answer();
+  return true;
+}
+
+void PeriodDriver::note_answer() noexcept VESK_REALTIME {
+  pending_ = false;
+  const std::int64_t sent = sent_ns_.exchange(0, std::memory_order_relaxed);
+  const float us = static_cast<float>(now_ns() - sent) / 1000.0f;
+  const std::uint32_t periods = periods_.load(std::memory_order_relaxed);
+  recent_us_ = periods == 0 ? us : recent_us_ + (us - recent_us_) / 16;
+  shown_recent_us_.store(recent_us_, std::memory_order_relaxed);
+  last_us_.store(us, std::memory_order_relaxed);
+  if (us > longest_us_.load(std::memory_order_relaxed))
+    longest_us_.store(us, std::memory_order_relaxed);
+  periods_.store(periods + 1, std::memory_order_relaxed);
+}
+
+void PeriodDriver::note_place(int cpu) noexcept VESK_REALTIME {
+  if (cpu == cpu_.load(std::memory_order_relaxed)) {
+    seen_times_ = 0;
+    return;
+  }
+  seen_times_ = cpu == seen_cpu_ ? seen_times_ + 1 : 1;
+  seen_cpu_ = cpu;
+  if (seen_times_ < kMovedForGood) return;
+  seen_times_ = 0;
+  // The moving itself is left to the background thread: it takes system calls that may sleep.
+  driver_.store(current_thread(), std::memory_order_relaxed);
+  cpu_.store(cpu, std::memory_order_relaxed);
+  notify(settings_.notify_descriptor);
+}
+
+void PeriodDriver::mark_gone() noexcept {
+  gone_.store(true, std::memory_order_relaxed);
+  wake_one(block_.render_done);
+}
+
+AnswerTimes PeriodDriver::answer_times() const noexcept VESK_REALTIME {
+  AnswerTimes times;
+  times.periods = periods_.load(std::memory_order_relaxed);
+  times.last_us = last_us_.load(std::memory_order_relaxed);
+  times.recent_us = shown_recent_us_.load(std::memory_order_relaxed);
+  times.longest_us = longest_us_.load(std::memory_order_relaxed);
+  return times;
+}
+
+}  // namespace vesk::client

@@ -1,0 +1,116 @@
+#include <algorithm>
+#include <chrono>
+#include <cstddef>
+#include <cstring>
+
+#include "address_wait.hpp"
+#include "host/atomics.hpp"
+#include "host_impl.hpp"
+
+namespace vesk::client {
+
+using std::chrono::microseconds;
+using std::chrono::milliseconds;
+using std::chrono::nanoseconds;
+
+namespace {
+
+/// A host that has said "failed" disposes of its plugins and ends by itself.
+constexpr nanoseconds kAfterFailure = std::chrono::seconds(2);
+/// Between two probes: a render thread starts within a millisecond of "ready", but may first ask
+/// a bus service for its policy.
+constexpr nanoseconds kFirstProbe = microseconds(200);
+constexpr nanoseconds kLongestProbe = milliseconds(4);
+
+double milliseconds_since(std::int64_t start) {
+  return static_cast<double>(now_ns() - start) / 1e6;
+}
+
+/// How long to sleep between two looks at a loading host: short where most are ready soon, long
+/// for a sampler that reads gigabytes.
+nanoseconds look_interval(std::int64_t waited) {
+  return std::clamp<nanoseconds>(nanoseconds(waited / 32), microseconds(200), milliseconds(10));
+}
+
+std::string load_error(const host::Block& block) {
+  std::string text(block.error, strnlen(block.error, host::error_bytes));
+  if (text.empty()) text = "the chain failed to load, and the host gave no reason";
+  return text;
+}
+
+}  // namespace
+
+bool HostImpl::wait_ready(std::string& error) {
+  const std::int64_t deadline = spawned_ns + start_limit(options).count();
+  nanoseconds probe_wait = kFirstProbe;
+  for (;;) {
+    const StartLook look = look_at_start();
+    if (look == StartLook::failed) {
+      child->wait_for_exit(kAfterFailure);
+      return end_start(error, load_error(block->block()));
+    }
+    if (look == StartLook::ended) return end_start(error, "the host did not start");
+    const std::int64_t now = now_ns();
+    if (now >= deadline)
+      return end_start(error, look == StartLook::ready
+                                  ? "the host loaded its chain but never answered"
+                                  : "the host took longer than the limit to load its chain");
+    if (look == StartLook::loading) {
+      child->wait_for_exit(look_interval(now - spawned_ns));
+    } else if (driver.probe(probe_wait)) {
+      note_listening();
+      return true;
+    } else {
+      probe_wait = std::min(probe_wait * 2, kLongestProbe);
+    }
+  }
+}
+
+HostImpl::StartLook HostImpl::look_at_start() {
+  const std::lock_guard lock(mutex);
+  const std::uint32_t state = host::load_acquire(block->block().state);
+  // The name is of use until the host has opened it; then it must not outlive us.
+  if (!block->is_unlinked() && (state != host::starting || has_mapped(child->pid(), block->name())))
+    block->unlink();
+  if (state == host::failed) return StartLook::failed;
+  if (check_ended()) return StartLook::ended;
+  if (state == host::starting) return StartLook::loading;
+  if (load_times.ready_ms == 0) {
+    const host::Block& shared = block->block();
+    load_times.ready_ms = milliseconds_since(spawned_ns);
+    load_times.instantiate_ms = shared.instantiate_ms_total;
+    load_times.initialize_ms = shared.initialize_ms_total;
+    load_times.restore_ms = shared.restore_ms_total;
+  }
+  return StartLook::ready;
+}
+
+void HostImpl::note_listening() {
+  const std::lock_guard lock(mutex);
+  load_times.listening_ms = milliseconds_since(spawned_ns);
+  // It has answered and sleeps on the next request, which tells it from the plugins' threads.
+  render_thread = placement ? placement->member(child->pid()) : 0;
+  if (render_thread == 0)
+    render_thread = find_render_thread(child->pid(), offsetof(host::Block, render_request));
+}
+
+/// Ends a start that has failed: the process too, when it has not ended by itself.
+bool HostImpl::end_start(std::string& error, std::string reason) {
+  std::unique_lock lock(mutex);
+  if (!check_ended()) {
+    killed = true;
+    child->kill();
+    lock.unlock();
+    child->wait_for_exit(kAfterFailure);
+    lock.lock();
+    check_ended();
+    if (!lines.host_lines().empty()) reason += "; its last line was: " + lines.host_lines().back();
+  } else if (host::load_acquire(block->block().state) != host::failed) {
+    reason += ": " + describe_ending();
+  }
+  start_error = reason;
+  error = std::move(reason);
+  return false;
+}
+
+}  // namespace vesk::client

@@ -1,0 +1,137 @@
+#include "watcher.hpp"
+
+#include <fcntl.h>
+#include <poll.h>
+#include <pthread.h>
+#include <signal.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdint>
+#include <cstring>
+#include <optional>
+#include <system_error>
+
+#include "address_wait.hpp"
+#include "host_impl.hpp"
+#include "placement.hpp"
+
+namespace vesk::client {
+
+namespace {
+
+/// Blocks all signals of the calling thread, so that a thread it starts takes none.
+class SignalsBlocked {
+ public:
+  SignalsBlocked() {
+    sigset_t all;
+    sigfillset(&all);
+    pthread_sigmask(SIG_SETMASK, &all, &before_);
+  }
+  ~SignalsBlocked() { pthread_sigmask(SIG_SETMASK, &before_, nullptr); }
+
+ private:
+  sigset_t before_;
+};
+
+bool open_pipe(int (&ends)[2]) {
+  if (pipe(ends) != 0) return false;
+  for (const int end : ends) {
+    fcntl(end, F_SETFD, FD_CLOEXEC);
+    fcntl(end, F_SETFL, O_NONBLOCK);
+  }
+  return true;
+}
+
+void empty_pipe(int descriptor) {
+  char bytes[256];
+  while (read(descriptor, bytes, sizeof bytes) == sizeof bytes) {
+  }
+}
+
+int poll_timeout(std::optional<std::int64_t> due) {
+  if (!due) return -1;
+  const std::int64_t left = *due - now_ns();
+  // Rounded up: a poll that comes back early would spin through the last millisecond.
+  return left <= 0 ? 0 : static_cast<int>(std::min<std::int64_t>(left / 1'000'000 + 1, 60'000));
+}
+
+std::mutex g_watcher_mutex;
+std::weak_ptr<Watcher> g_watcher;
+
+}  // namespace
+
+std::shared_ptr<Watcher> Watcher::shared(std::string& error) {
+  const std::lock_guard lock(g_watcher_mutex);
+  if (std::shared_ptr<Watcher> running = g_watcher.lock()) return running;
+  std::shared_ptr<Watcher> watcher(new Watcher);
+  if (!open_pipe(watcher->poke_)) {
+    error = std::string("cannot make a pipe: ") + std::strerror(errno);
+    return nullptr;
+  }
+  try {
+    const SignalsBlocked blocked;
+    watcher->thread_ = std::thread([raw = watcher.get()] { raw->run(); });
+  } catch (const std::system_error& failure) {
+    error = std::string("cannot start the client's background thread: ") + failure.what();
+    return nullptr;
+  }
+  g_watcher = watcher;
+  return watcher;
+}
+
+Watcher::~Watcher() {
+  if (thread_.joinable()) {
+    {
+      const std::lock_guard lock(mutex_);
+      ends_ = true;
+    }
+    poke();
+    thread_.join();
+  }
+  for (const int end : poke_)
+    if (end >= 0) close(end);
+}
+
+void Watcher::add(HostImpl& host) {
+  {
+    const std::lock_guard lock(mutex_);
+    hosts_.push_back(&host);
+  }
+  poke();
+}
+
+void Watcher::remove(HostImpl& host) {
+  const std::lock_guard lock(mutex_);
+  std::erase(hosts_, &host);
+}
+
+void Watcher::poke() const noexcept {
+  notify(poke_[1]);
+}
+
+void Watcher::run() {
+  become_background_thread();
+  std::vector<pollfd> watched;
+  std::optional<std::int64_t> due;
+  for (;;) {
+    {
+      const std::lock_guard lock(mutex_);
+      if (ends_) return;
+      due.reset();
+      watched.assign(1, {poke_[0], POLLIN, 0});
+      for (HostImpl* host : hosts_) {
+        const std::optional<std::int64_t> next = host->background_turn();
+        if (next && (!due || *next < *due)) due = next;
+        host->add_descriptors(watched);
+      }
+    }
+    // A descriptor that is closed meanwhile, or stands for another file by then, wakes us in
+    // vain at most.
+    poll(watched.data(), static_cast<nfds_t>(watched.size()), poll_timeout(due));
+    if (watched[0].revents != 0) empty_pipe(poke_[0]);
+  }
+}
+
+}  // namespace vesk::client

@@ -1,0 +1,44 @@
+#pragma once
+
+#include <memory>
+#include <mutex>
+#include <string>
+#include <thread>
+#include <vector>
+
+namespace vesk::client {
+
+struct HostImpl;
+
+/// The one background thread for all hosts of this process: drains their standard error, sees
+/// them end, sends what waits for their rings and moves them between CPUs. It lives as long as a
+/// host does, takes no signal, and has ordinary scheduling; nothing on the audio path waits for it.
+class Watcher {
+ public:
+  /// The running one, or a new one; null with a sentence in `error`.
+  static std::shared_ptr<Watcher> shared(std::string& error);
+  ~Watcher();
+  Watcher(const Watcher&) = delete;
+  Watcher& operator=(const Watcher&) = delete;
+
+  void add(HostImpl& host);
+  /// When this returns the thread does not touch the host any more.
+  void remove(HostImpl& host);
+
+  /// Wakes the thread. Any thread.
+  void poke() const noexcept;
+  /// A non-blocking descriptor; writing a byte pokes too, from the audio thread as well.
+  int poke_descriptor() const noexcept { return poke_[1]; }
+
+ private:
+  Watcher() = default;
+  void run();
+
+  std::mutex mutex_;
+  std::vector<HostImpl*> hosts_;
+  bool ends_ = false;
+  int poke_[2] = {-1, -1};
+  std::thread thread_;
+};
+
+}  // namespace vesk::client

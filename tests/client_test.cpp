@@ -1,0 +1,170 @@
+// The parent's rings and lines, on a block of the test's own with a host that turns on command.
+#include <gtest/gtest.h>
+
+#include <memory>
+
+#include "host/atomics.hpp"
+#include "line_store.hpp"
+#include "options.hpp"
+#include "request_rings.hpp"
+
+using namespace vesk;
+using namespace vesk::client;
+
+namespace {
+
+constexpr std::int64_t kMillisecond = 1'000'000;
+
+/// What the host's main loop does with the rings, a turn at a time, in two halves: the mask is
+/// stored later than the rings were read, and a parent may come in between.
+struct Host {
+  std::unique_ptr<host::Block> block = std::make_unique<host::Block>();
+  std::uint32_t params = 0, windows = 0, mask = 0;
+  std::vector<host::ParamChange> taken;
+  unsigned opened = 0, most_at_once = 0;
+
+  Host() { block->open_mask = ~0u; }
+  void read_rings() {
+    const std::uint32_t end = block->param_write;
+    most_at_once = std::max(most_at_once, end - params);
+    for (; params != end; ++params) taken.push_back(block->params[params % host::param_slots]);
+    most_at_once = std::max(most_at_once, block->window_write - windows);
+    for (; windows != block->window_write; ++windows)
+      opened += block->window_requests[windows % host::window_slots].kind == 1;
+  }
+  void store_mask() { block->open_mask = mask; }
+  void turn() {
+    read_rings();
+    store_mask();
+  }
+};
+
+}  // namespace
+
+TEST(RequestRings, nothing_is_sent_before_the_hosts_main_loop_runs) {
+  Host host;
+  RequestRings rings(*host.block, 1);
+  rings.set_parameter(0, 1, 2);
+  rings.open_editor(0, "a");
+  EXPECT_TRUE(rings.turn(0).has_value());
+  EXPECT_EQ(host.block->param_write, 0u);
+  EXPECT_EQ(host.block->window_write, 0u);
+  host.store_mask();
+  rings.turn(1);
+  EXPECT_EQ(host.block->param_write, 1u);
+  EXPECT_EQ(host.block->window_write, 1u);
+}
+
+TEST(RequestRings, one_replaced_mark_is_not_taken_for_a_turn) {
+  Host host;
+  RequestRings rings(*host.block, 1);
+  host.turn();
+  rings.turn(0);
+  host.read_rings();  // looks and finds nothing
+  rings.set_parameter(0, 1, 2);
+  rings.turn(1);      // sent behind its back
+  host.store_mask();  // replaces the mark of this very moment
+  rings.turn(2);
+  EXPECT_FALSE(rings.is_settled());
+  host.turn();
+  EXPECT_FALSE(rings.turn(3).has_value());
+  EXPECT_TRUE(rings.is_settled());
+  ASSERT_EQ(host.taken.size(), 1u);
+}
+
+TEST(RequestRings, however_slow_the_host_no_slot_is_overrun_and_the_last_values_arrive) {
+  Host host;
+  RequestRings rings(*host.block, 1);
+  host.turn();
+  std::int64_t now = 0;
+  for (int step = 0; step < 4000; ++step, now += kMillisecond) {
+    for (unsigned id = 0; id < 100; ++id) rings.set_parameter(0, id, static_cast<float>(step));
+    if (step % 50 == 0) rings.open_editor(0, "a");
+    rings.turn(now);
+    if (step % (step < 2000 ? 10 : 700) == 0) host.turn();
+  }
+  for (int step = 0; step < 1000 && !rings.is_settled(); ++step, now += kMillisecond) {
+    rings.turn(now);
+    if (step % 10 == 0) host.turn();
+  }
+  EXPECT_TRUE(rings.is_settled());
+  EXPECT_EQ(host.opened, 80u);
+  EXPECT_LE(host.most_at_once, RequestRings::batch_changes);
+  std::map<std::uint32_t, float> last;
+  for (const host::ParamChange& change : host.taken) last[change.id] = change.value;
+  ASSERT_EQ(last.size(), 100u);
+  for (const auto& [id, value] : last) EXPECT_EQ(value, 3999.0f) << id;
+}
+
+TEST(RequestRings, at_most_sixteen_changes_go_in_25_ms) {
+  Host host;
+  RequestRings rings(*host.block, 1);
+  host.turn();
+  std::vector<std::int64_t> sent;
+  std::uint32_t before = 0;
+  for (std::int64_t now = 0; now < 500 * kMillisecond; now += kMillisecond) {
+    for (unsigned id = 0; id < 40; ++id) rings.set_parameter(0, id, static_cast<float>(now));
+    rings.turn(now);
+    for (; before != host.block->param_write; ++before) sent.push_back(now);
+    host.turn();
+  }
+  ASSERT_GT(sent.size(), 200u);
+  for (std::size_t i = 16; i < sent.size(); ++i)
+    EXPECT_GE(sent[i] - sent[i - 16], 25 * kMillisecond);
+}
+
+TEST(RequestRings, a_mask_of_all_ones_is_no_dead_end) {
+  Host host;
+  RequestRings rings(*host.block, 40);
+  host.turn();
+  rings.turn(0);
+  host.mask = ~0u;
+  std::int64_t now = 0;
+  rings.set_parameter(0, 1, 1);
+  for (int step = 0; step < 1000 && !rings.is_settled(); ++step, now += kMillisecond) {
+    rings.turn(now);
+    host.turn();
+  }
+  EXPECT_TRUE(rings.is_settled());
+  EXPECT_EQ(rings.open_mask(), ~0u);
+}
+
+TEST(LineStore, lines_are_sorted_cut_and_kept_to_the_last) {
+  LineStore lines;
+  lines.feed("plugin host");
+  lines.feed(" fake: plugin 2 died in load: SIGSEGV\nhello\n\n");
+  lines.feed(std::string(5000, 'x'));
+  lines.feed("\nplugin host: last");
+  lines.finish();
+  ASSERT_EQ(lines.host_lines().size(), 2u);
+  EXPECT_EQ(lines.death_line(), "plugin host fake: plugin 2 died in load: SIGSEGV");
+  EXPECT_EQ(lines.host_lines().back(), "plugin host: last");
+  ASSERT_EQ(lines.plugin_lines().size(), 2u);
+  EXPECT_EQ(lines.plugin_lines().back().size(), LineStore::longest_line);
+  for (int i = 0; i < 100; ++i) lines.feed("noise\n");
+  EXPECT_EQ(lines.plugin_lines().size(), LineStore::kept_lines);
+  EXPECT_EQ(lines.host_lines().size(), 2u);
+}
+
+TEST(PresetClaims, only_a_written_preset_is_claimed) {
+  struct Case {
+    const char* chain;
+    bool is_free;  // while /tmp/one is claimed
+  };
+  const Case cases[] = {
+      {"aumu:abcd:abcd@/tmp/two", true},
+      {"aumu:abcd:abcd@/tmp/sub/../one", false},
+      {"aumu:abcd:abcd#1=2@/tmp/one", false},
+      {"aumu:a@cd:abcd", true},
+      {"aumu:abcd:abcd@", true},
+      {"exs:/tmp/x.exs@/tmp/one", true},
+      {"exs:/tmp/x.exs|aufx:abcd:abcd@/tmp/one", false},
+      {"aumu:abcd:abcd@/tmp/three|aufx:abcd:abcd@/tmp/three", false},
+  };
+  for (const Case& test : cases) {
+    PresetClaims first, second;
+    std::string error;
+    ASSERT_TRUE(first.claim("aumu:abcd:abcd@/tmp/one", error));
+    EXPECT_EQ(second.claim(test.chain, error), test.is_free) << test.chain;
+  }
+}

@@ -1,0 +1,191 @@
+// A host that speaks the block's protocol and misbehaves on command, so that the parent's side
+// meets faults that a sound host never shows. Its PLUGIN argument is a list of commands:
+//
+//   fail=TEXT         report TEXT as the load error     silent=1        print nothing, exit 3
+//   load_ms=N         load for so long                  never_ready=1   load for ever
+//   deaf=1            ready, but without render thread  late_probe=N    ignore the first N requests
+//   late_ms=N         answer every period so late       die_at=N        SIGKILL itself in period N
+//   segv_at=N         print a death line, then SEGV     block_at=N      sleep for ever in period N
+//   spin_at=N         spin for ever in period N         open_ms=N       take so long to open an
+//   editor no_window=1       open no editor                    save_ms=N       take so long to save
+//   a state stubborn=1        never quit                        flood=N         print N lines a
+//   turn garbage=1         scribble over what it may write   crowd=N         N notices at once on
+//   close
+//
+// Periods count from 1, probes left out. Left output is the input plus the number of events, right
+// is the sample time. What it is sent it prints: "param P ID V", "open P TITLE", "close".
+#include <fcntl.h>
+#include <sched.h>
+#include <signal.h>
+#include <sys/mman.h>
+#include <sys/prctl.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <map>
+#include <string>
+#include <thread>
+
+#include "address_wait.hpp"
+#include "host/atomics.hpp"
+#include "host/block.hpp"
+
+namespace {
+
+using namespace vesk::host;
+using namespace std::chrono_literals;
+using vesk::client::wait_while;
+using vesk::client::wake_one;
+
+std::map<std::string, std::string> g_commands;
+
+std::string text(const char* name) {
+  const auto found = g_commands.find(name);
+  return found == g_commands.end() ? std::string{} : found->second;
+}
+long number(const char* name) {
+  return std::atol(text(name).c_str());
+}
+void sleep_ms(long ms) {
+  std::this_thread::sleep_for(std::chrono::milliseconds(ms));
+}
+
+void read_commands(std::string_view list) {
+  while (!list.empty()) {
+    const std::size_t end = list.find(',');
+    const std::string_view command = list.substr(0, end);
+    const std::size_t equals = command.find('=');
+    if (equals != std::string_view::npos)
+      g_commands[std::string(command.substr(0, equals))] = command.substr(equals + 1);
+    list.remove_prefix(end == std::string_view::npos ? list.size() : end + 1);
+  }
+}
+
+void misbehave(long period) {
+  if (period == number("die_at")) raise(SIGKILL);
+  if (period == number("segv_at")) {
+    std::fprintf(stderr, "plugin host fake: plugin 0 died in render: SIGSEGV\n");
+    signal(SIGSEGV, SIG_DFL);
+    raise(SIGSEGV);
+  }
+  while (period == number("block_at")) sleep_ms(1000);
+  std::atomic<unsigned> turns{0};
+  while (period == number("spin_at")) turns.fetch_add(1, std::memory_order_relaxed);
+  if (number("late_ms") > 0) sleep_ms(number("late_ms"));
+}
+
+void render_loop(Block& block) {
+  std::uint32_t served = load_acquire(block.render_request);
+  long period = 0, to_ignore = number("late_probe");
+  while (load_acquire(block.quit) == 0) {
+    const std::uint32_t request = load_acquire(block.render_request);
+    if (request == served) {
+      wait_while(block.render_request, served, 100ms);
+      continue;
+    }
+    served = request;
+    if (to_ignore-- > 0) continue;
+    if (block.sample_time >= 0) misbehave(++period);
+    const std::uint32_t frames = std::min(block.frames, buffer_frames);
+    for (std::uint32_t i = 0; i < frames; ++i) {
+      block.output_left[i] = block.input_left[i] + static_cast<float>(block.midi_count);
+      block.output_right[i] = static_cast<float>(block.sample_time);
+    }
+    store_release(block.render_done, request);
+    wake_one(block.render_done);
+  }
+}
+
+void notice(Block& block, std::uint32_t plugin) {
+  const std::uint32_t write = load_relaxed(block.saved_write);
+  block.saved[write % saved_slots] = plugin;
+  store_release(block.saved_write, write + 1);
+}
+
+void close_all(Block& block, std::uint32_t& mask) {
+  for (std::uint32_t plugin = 0; plugin < 32; ++plugin) {
+    if ((mask >> plugin & 1) == 0) continue;
+    sleep_ms(number("save_ms"));
+    notice(block, plugin);
+  }
+  for (long i = 0; i < number("crowd"); ++i) notice(block, 0);
+  mask = 0;
+}
+
+void serve(Block& block, const WindowRequest& request, std::uint32_t& mask) {
+  if (request.kind == WindowRequest::close_all) {
+    std::fprintf(stderr, "close\n");
+    close_all(block, mask);
+  } else if (request.kind == WindowRequest::open && request.plugin < 32) {
+    const std::string title(request.title, strnlen(request.title, title_bytes));
+    std::fprintf(stderr, "open %u %s\n", request.plugin, title.c_str());
+    sleep_ms(number("open_ms"));
+    if (number("no_window") == 0) mask |= 1u << request.plugin;
+  }
+}
+
+void main_loop(Block& block) {
+  std::uint32_t mask = 0;
+  std::uint32_t params = load_acquire(block.param_write);
+  std::uint32_t windows = load_acquire(block.window_write);
+  const pid_t parent = getppid();
+  while (load_acquire(block.quit) == 0 && getppid() == parent) {
+    for (const std::uint32_t end = load_acquire(block.param_write); params != end; ++params) {
+      const ParamChange change = block.params[params % param_slots];
+      std::fprintf(stderr, "param %u %u %g\n", change.plugin, change.id,
+                   static_cast<double>(change.value));
+    }
+    for (const std::uint32_t end = load_acquire(block.window_write); windows != end; ++windows)
+      serve(block, block.window_requests[windows % window_slots], mask);
+    for (long i = 0; i < number("flood"); ++i) std::fprintf(stderr, "noise %ld\n", i);
+    if (number("garbage") != 0) {
+      store_release(block.saved_write, 0xdeadbeef);
+      std::memset(block.saved, 0xff, sizeof block.saved);
+      block.latency_seconds_total = -1;
+    }
+    store_release(block.open_mask, mask);
+    sleep_ms(10);
+  }
+  while (number("stubborn") != 0) sleep_ms(1000);
+  close_all(block, mask);
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  if (argc != 6) return 2;
+  read_commands(argv[2]);
+  if (number("silent") != 0) return 3;
+  const int descriptor = shm_open(argv[1], O_RDWR, 0);
+  if (descriptor < 0) {
+    std::fprintf(stderr, "plugin host: shm_open failed: %s\n", std::strerror(errno));
+    return 1;
+  }
+  void* memory = mmap(nullptr, block_size, PROT_READ | PROT_WRITE, MAP_SHARED, descriptor, 0);
+  close(descriptor);
+  Block& block = *static_cast<Block*>(memory);
+  if (memory == MAP_FAILED || block.magic != block_magic) return 1;
+  std::fprintf(stderr, "arguments %s %s %s\n", argv[3], argv[4], argv[5]);
+  std::fprintf(stderr, "group %d policy %d descriptor3 %d descriptor4 %d\n",
+               getpgrp() == getpid() ? 1 : 0, sched_getscheduler(0), fcntl(3, F_GETFD) != -1,
+               fcntl(4, F_GETFD) != -1);
+  while (number("never_ready") != 0) sleep_ms(100);
+  sleep_ms(number("load_ms"));
+  if (const std::string reason = text("fail"); !reason.empty()) {
+    std::snprintf(block.error, error_bytes, "%s", reason.c_str());
+    store_release(block.state, failed);
+    return 1;
+  }
+  block.instantiate_ms_total = 1.5;
+  block.latency_seconds_total = 0.25;
+  store_release(block.state, ready);
+  std::thread renderer;
+  if (number("deaf") == 0) renderer = std::thread([&] { render_loop(block); });
+  main_loop(block);
+  if (renderer.joinable()) renderer.join();
+  return 0;
+}
