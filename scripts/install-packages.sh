@@ -12,7 +12,7 @@ packages=(
   liblilv-dev lv2-dev libsmf-dev libsndfile1-dev libebur128-dev libcairo2-dev libfftw3-dev
   libsamplerate0-dev
   # tests and benchmarks
-  libgtest-dev dbus xvfb
+  libgtest-dev dbus locales xvfb
   # what is played
   mda-lv2 lv2-examples
 )

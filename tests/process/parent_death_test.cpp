@@ -1,0 +1,95 @@
+// A parent that is killed leaves no host behind, whatever the host is at.
+
+#include <gtest/gtest.h>
+#include <signal.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <fstream>
+#include <sstream>
+#include <thread>
+
+#include "support/raw_host.hpp"
+
+using namespace vesk::host;
+using namespace std::chrono_literals;
+using Clock = std::chrono::steady_clock;
+
+namespace {
+
+/// Whether the process runs: an ended one that nobody has reaped yet does not.
+bool is_running(pid_t process) {
+  std::ifstream file("/proc/" + std::to_string(process) + "/stat");
+  std::stringstream text;
+  text << file.rdbuf();
+  const std::string line = text.str();
+  const std::size_t name_end = line.rfind(')');
+  return name_end != std::string::npos && line[name_end + 2] != 'Z';
+}
+
+bool ends_within(pid_t process, std::chrono::milliseconds limit) {
+  const auto deadline = Clock::now() + limit;
+  while (is_running(process)) {
+    if (Clock::now() >= deadline) return false;
+    std::this_thread::sleep_for(10ms);
+  }
+  return true;
+}
+
+struct Phase {
+  const char* name;
+  const char* chain;
+  const char* commands;
+  bool listens;  // wait until it does before the parent dies
+  int periods;   // asked for before the parent dies
+};
+
+/// Runs in a process of its own: starts a host, brings it into the phase, tells its process id
+/// and the object's name, and waits to be killed.
+[[noreturn]] void be_parent(const Phase& phase, int pipe_end) {
+  RawHost host(
+      {.chain = phase.chain, .environment = {std::string("VESK_MISBEHAVE=") + phase.commands}});
+  if (phase.listens)
+    host.wait_listening();
+  else
+    std::this_thread::sleep_for(200ms);
+  for (int period = 0; period < phase.periods; ++period) host.serve(16, 16 * period, 200ms);
+  const pid_t id = host.pid();
+  if (write(pipe_end, &id, sizeof id) != sizeof id) _exit(1);
+  for (;;) pause();
+}
+
+TEST(ParentDeath, LeavesNoHostBehind) {
+  const Phase phases[] = {
+      {"idle", "aumu:Tone:Vesk", "", true, 0},
+      {"rendering", "aumu:Tone:Vesk", "", true, 20},
+      {"a slow load", "aumu:Bad_:Vesk", "delay-in-open=1500", false, 0},
+      {"a load that hangs", "aumu:Bad_:Vesk#17=1", "", false, 0},
+      {"an instantiation that never completes", "aumu:Asyn:Vesk", "hang-in-load=2", false, 0},
+      {"a render that hangs", "aumu:Bad_:Vesk#2=5", "", true, 10},
+      {"a render that spins", "aumu:Bad_:Vesk#3=5", "", true, 10},
+      {"a close that hangs", "aumu:Bad_:Vesk#28=1", "", true, 0},
+  };
+  // All at once: each has some seconds to notice.
+  std::vector<pid_t> hosts;
+  for (const Phase& phase : phases) {
+    int ends[2];
+    ASSERT_EQ(pipe(ends), 0);
+    const pid_t parent = fork();
+    if (parent == 0) be_parent(phase, ends[1]);
+    pid_t host = -1;
+    EXPECT_EQ(read(ends[0], &host, sizeof host), static_cast<ssize_t>(sizeof host)) << phase.name;
+    EXPECT_TRUE(is_running(host)) << phase.name;
+    kill(parent, SIGKILL);
+    waitpid(parent, nullptr, 0);
+    hosts.push_back(host);
+    close(ends[0]);
+    close(ends[1]);
+  }
+  for (std::size_t i = 0; i < hosts.size(); ++i) {
+    EXPECT_TRUE(ends_within(hosts[i], 20s)) << phases[i].name;
+    if (is_running(hosts[i])) kill(hosts[i], SIGKILL);
+  }
+}
+
+}  // namespace
