@@ -36,7 +36,7 @@ for its own.
 
 examples:
   vesk-render 'aumu:Sm48:LV2_' --midi song.mid -o song.wav --plot song.png
-  vesk-render 'aumu:Sm48:LV2_#5=0.7|aufx:jvLs:LV2_#2=0.4' --midi song.mid -o song.flac
+  vesk-render 'aumu:Sm48:LV2_#4=0.7|aufx:jvLs:LV2_#2=0.4' --midi song.mid -o song.flac
   vesk-render 'aufx:kZu9:LV2_' --input voice.wav -o hall.wav --tail 4
 
 Exit status: 0 when the output is written, 1 when something failed (one line says what, and no

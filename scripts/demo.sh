@@ -1,0 +1,15 @@
+#!/usr/bin/env bash
+# Plays the bundled song through an electric piano, a delay and a reverb, each period of it rendered
+# in a vesk-host process of its own: demo.wav and demo.png. Installs and builds what is missing.
+set -euo pipefail
+cd "$(dirname "${BASH_SOURCE[0]}")/.."
+
+scripts/build.sh release vesk-host vesk-render vesk_lv2 vesk-lv2-scan
+
+piano='aumu:Sm48:LV2_#4=0.6,5=0.55'        # mda ePiano, a gentle tremolo
+delay='aufx:jvLs:LV2_#0=0.856,2=0.3,4=0.2'  # mda Delay, a dotted eighth at 90 beats a minute
+room='aufx:kZu9:LV2_#0=0.8,2=0.4'          # mda Ambience
+chain="$piano|$delay|$room"
+
+echo "Playing songs/demo.mid through mda ePiano, Delay and Ambience in a vesk-host process:"
+build/release/bin/vesk-render "$chain" --midi songs/demo.mid -o demo.wav --plot demo.png
