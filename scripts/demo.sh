@@ -6,9 +6,9 @@ cd "$(dirname "${BASH_SOURCE[0]}")/.."
 
 scripts/build.sh release vesk-host vesk-render vesk_lv2 vesk-lv2-scan
 
-piano='aumu:Sm48:LV2_#4=0.6,5=0.55'        # mda ePiano, a gentle tremolo
-delay='aufx:jvLs:LV2_#0=0.856,2=0.3,4=0.2'  # mda Delay, a dotted eighth at 90 beats a minute
-room='aufx:kZu9:LV2_#0=0.8,2=0.4'          # mda Ambience
+piano='aumu:Sm48:LV2_#4=0.6,5=0.55,6=0.8'  # mda ePiano, a gentle tremolo, a wide touch
+delay='aufx:jvLs:LV2_#0=0.856,2=0.3,4=0.2'    # mda Delay, a dotted eighth at 90 beats a minute
+room='aufx:kZu9:LV2_#0=0.8,2=0.4'             # mda Ambience
 chain="$piano|$delay|$room"
 
 echo "Playing songs/demo.mid through mda ePiano, Delay and Ambience in a vesk-host process:"

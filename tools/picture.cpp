@@ -200,7 +200,7 @@ void draw_spectrogram(cairo_t* context, const AudioAnalysis& analysis) {
         mark < 1000 ? std::to_string(mark) : std::to_string(mark / 1000) + "k";
     write(context, panel_left - 10, y + 5, label, 13, Align::right, dim_text);
   }
-  write(context, panel_left - 10, spectrum_bottom + 22, "Hz", 13, Align::right, dim_text);
+  write(context, panel_left - 10, spectrum_top - 10, "Hz", 13, Align::right, dim_text);
 }
 
 void draw_colour_bar(cairo_t* context) {
@@ -216,7 +216,7 @@ void draw_colour_bar(cairo_t* context) {
         spectrum_top + (spectrum_bottom - spectrum_top) * db / static_cast<double>(softest_db);
     write(context, left + 20, y + 5, std::to_string(db), 13, Align::left, dim_text);
   }
-  write(context, left, spectrum_bottom + 22, "dB", 13, Align::left, dim_text);
+  write(context, left + 20, spectrum_top - 10, "dB", 13, Align::left, dim_text);
 }
 
 void draw(cairo_t* context, const AudioAnalysis& analysis, const Caption& caption) {
