@@ -197,6 +197,24 @@ TEST(Host, TakesQuitInEveryPhase) {
   }
 }
 
+TEST(Host, MapsNoLibraryThatItsChainDoesNotUse) {
+  const auto libraries = [](const char* chain) {
+    RawHost host({.chain = chain});
+    EXPECT_TRUE(host.wait_listening()) << host.block().error;
+    std::ifstream maps("/proc/" + std::to_string(host.pid()) + "/maps");
+    return std::string(std::istreambuf_iterator<char>(maps), {});
+  };
+  const std::string native = libraries("aumu:Null:Vesk");
+  const std::string lv2 = libraries("aumu:Sm48:LV2_");
+  for (const char* name :
+       {"gnustep", "libobjc", "libX11", "lilv", "sndfile", "libdbus", "libplist", "libexpat"}) {
+    EXPECT_EQ(native.find(name), std::string::npos) << name;
+    EXPECT_EQ(lv2.find(name), std::string::npos) << name;
+  }
+  EXPECT_EQ(native.find("lv2.so"), std::string::npos);
+  EXPECT_NE(lv2.find("lv2.so"), std::string::npos);
+}
+
 TEST(Host, KeepsStateAcrossHosts) {
   char pattern[] = "/tmp/vesk-preset-XXXXXX";
   const std::filesystem::path folder = mkdtemp(pattern);

@@ -18,10 +18,10 @@ class RawHost {
     std::string sample_rate = "48000";
     std::string max_frames = "512";
     std::string period_frames = "0";
-    std::vector<std::string> environment;  ///< "NAME=value", beside the test's own
-    int descriptor_3 = -1;                 ///< becomes descriptor 3 of the host
+    std::vector<std::string> environment = {};  ///< "NAME=value", beside the test's own
+    int descriptor_3 = -1;                      ///< becomes descriptor 3 of the host
     std::size_t object_size = vesk::host::block_size;
-    std::function<void(vesk::host::Block&)> prepare;  ///< before the host is started
+    std::function<void(vesk::host::Block&)> prepare = {};  ///< before the host is started
   };
 
   explicit RawHost(const Options& options);
