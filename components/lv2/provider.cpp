@@ -1,4 +1,4 @@
-#include "vesk/component_provider.h"
+#include <vesk/component_provider.h>
 
 #include <AudioToolbox/AudioUnitProperties.h>
 

@@ -99,8 +99,9 @@ void send(int pipe, std::span<const std::byte> bytes) {
 [[noreturn]] void child_main(const std::vector<Job>& jobs, const std::deque<std::size_t>& mine,
                              int pipe, const Noise& noise) {
   noise.take_over_output();
-  // Names come out the same in every locale: the cache is one for all.
-  ::unsetenv("LANG");
+  // Names come out the same in every locale: the cache is one for all. English rather than none,
+  // with which lilv finds no name at all among several that are marked with a language.
+  ::setenv("LANG", "en", 1);
   BundleReader reader;
   for (const std::size_t job : mine) {
     const Bytes payload = perform(reader, jobs[job]);
