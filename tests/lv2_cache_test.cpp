@@ -41,7 +41,8 @@ TEST(Lv2Codes, SubtypesAreTheOnesThatSavedTextsHold) {
     EXPECT_NE(alternate_code(uri), primary_code(uri)) << uri;
   }
   EXPECT_FALSE(is_component_code(0));
-  EXPECT_FALSE(is_component_code(code_from_text("Sm4") | 0x20));
+  EXPECT_FALSE(is_component_code(primary_code("") & 0xffffff00u));
+  EXPECT_FALSE(is_component_code(primary_code("") | 0x80u));
   EXPECT_TRUE(is_component_code(primary_code("")));
 }
 
