@@ -26,7 +26,7 @@ constexpr float kShortestSpin = 5;
 /// After this many periods a spin that had been cut short is given its length again.
 constexpr std::uint32_t kSpinRetry = 64;
 
-/// A thread seen on another CPU this many periods in a row has moved for good.
+/// A thread not seen on its CPU for this many periods in a row has moved for good.
 constexpr unsigned kMovedForGood = 8;
 
 }  // namespace
@@ -156,13 +156,11 @@ void PeriodDriver::note_answer() noexcept VESK_REALTIME {
 
 void PeriodDriver::note_place(int cpu) noexcept VESK_REALTIME {
   if (cpu == cpu_.load(std::memory_order_relaxed)) {
-    seen_times_ = 0;
+    away_ = 0;
     return;
   }
-  seen_times_ = cpu == seen_cpu_ ? seen_times_ + 1 : 1;
-  seen_cpu_ = cpu;
-  if (seen_times_ < kMovedForGood) return;
-  seen_times_ = 0;
+  if (++away_ < kMovedForGood) return;
+  away_ = 0;
   // The moving itself is left to the background thread: it takes system calls that may sleep.
   driver_.store(current_thread(), std::memory_order_relaxed);
   cpu_.store(cpu, std::memory_order_relaxed);

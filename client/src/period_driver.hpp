@@ -102,8 +102,7 @@ class PeriodDriver {
   bool pending_ = false;
   float recent_us_ = 0;
   float spin_us_ = 0;
-  int seen_cpu_ = unknown;
-  unsigned seen_times_ = 0;
+  unsigned away_ = 0;
 
   // Written by the driving thread, read by any.
   std::atomic<std::int64_t> sent_ns_{0};
