@@ -96,6 +96,9 @@ TEST(Lv2Classification, SideInputsAreToldFromMainOnes) {
       {"in stereo",
        {audio("l", input), audio("r", input), audio("a", output), audio("b", output)},
        -1},
+      {"beyond stereo",
+       {audio("l", input), audio("sc", input), audio("r", input), audio("a", output)},
+       1},
       {"a lone input named so", {audio("sidechain", input), audio("out", output)}, -1},
   };
   for (const auto& test : cases) {

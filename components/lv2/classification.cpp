@@ -103,9 +103,11 @@ std::string why_not_hosted(const Description& plugin, const Counts& counts) {
                                    : "it has neither audio nor MIDI ports";
   }
   if (plugin.type == type_midi_processor) return "it works on MIDI alone";
-  if (counts.audio_inputs > max_channels || counts.audio_outputs > max_channels) {
-    return "it has " + std::to_string(counts.audio_inputs) + " audio inputs and " +
-           std::to_string(counts.audio_outputs) + " outputs, more than 2";
+  // Further inputs may be left silent when they are side inputs; further outputs are bands or
+  // voices of their own, of which no two make the whole.
+  if (plugin.main_inputs > max_channels || plugin.main_outputs > max_channels) {
+    return "it has " + std::to_string(plugin.main_inputs) + " main inputs and " +
+           std::to_string(plugin.main_outputs) + " outputs; 2 of each is the most";
   }
   if (plugin.library.empty()) return "its description names no library";
   for (const Port& port : plugin.ports) {

@@ -11,7 +11,7 @@
 namespace vesk::lv2 {
 
 /// Raise it whenever the form of a record changes, or the rules that fill one in.
-inline constexpr std::uint32_t record_version = 1;
+inline constexpr std::uint32_t record_version = 2;
 
 void encode(ByteWriter& to, const Description& plugin);
 void encode(ByteWriter& to, const State& state);
