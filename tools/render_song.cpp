@@ -24,7 +24,7 @@ using client::HostProcess;
 using Clock = std::chrono::steady_clock;
 
 // Long enough for any plugin that works, short enough for a person who waits.
-constexpr auto longest_answer = std::chrono::seconds(30);
+constexpr auto longest_answer = std::chrono::seconds(10);
 constexpr auto look_interval = std::chrono::milliseconds(100);
 
 double seconds_since(Clock::time_point start) {
@@ -113,7 +113,7 @@ class Rendering {
       }
       if (Clock::now() - start > longest_answer) {
         const bool spins = host_.diagnose() == client::Health::hung_spinning;
-        error = "no answer for 30 seconds to " + place(collected_) +
+        error = "no answer for 10 seconds to " + place(collected_) +
                 (spins ? ": a plugin does not come back from its work"
                        : ": a plugin waits for something that does not come");
         return RenderOutcome::failed;

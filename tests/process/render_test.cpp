@@ -26,6 +26,10 @@ ProgramResult render(std::vector<std::string> words, const ProgramOptions& optio
   return run_program(words, options);
 }
 
+/// Finds the units that misbehave on command (tests/units/misbehaving/commands.h).
+const ProgramOptions test_units{
+    .environment = {"AUDIO_COMPONENT_PATH=" + build_tree() + "/components"}};
+
 struct Audio {
   int rate = 0;
   std::vector<float> samples;  // left and right in turn
@@ -174,6 +178,61 @@ TEST(Render, SaysInOneLineWhatIsWrongAndLeavesNothing) {
     std::ranges::sort(names);
     EXPECT_EQ(names, (std::vector<std::string>{"in.wav", "text.mid"}));
   }
+}
+
+/// What a broken plugin does to a rendering, told in one line.
+class BrokenPlugin : public testing::TestWithParam<std::pair<const char*, const char*>> {};
+
+TEST_P(BrokenPlugin, IsNamedAndLeavesNothing) {
+  const auto [chain, message] = GetParam();
+  const ScratchFolder folder;
+  const auto result = render({chain, "--midi", song, "-o", folder / "out.wav"}, test_units);
+  EXPECT_EQ(result.status, 1);
+  EXPECT_TRUE(result.errors.starts_with("vesk-render: ")) << result.errors;
+  EXPECT_NE(result.errors.find(message), std::string::npos) << result.errors;
+  EXPECT_EQ(std::ranges::count(result.errors, '\n'), 1) << result.errors;
+  EXPECT_TRUE(folder.names().empty());
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Render, BrokenPlugin,
+    testing::Values(std::pair("aumu:Bad_:Vesk#0=200", "period 1"),
+                    std::pair("aumu:Null:Vesk|aufx:Bad_:Vesk#1=200", "period 1"),
+                    std::pair("aumu:Bad_:Vesk#2=200", "waits for something that does not come"),
+                    std::pair("aumu:Bad_:Vesk#3=200", "does not come back from its work"),
+                    std::pair("aumu:Bad_:Vesk#19=1", "OSStatus -10875"),
+                    std::pair("aumu:Bad_:Vesk#15=1", "aumu:Bad_:Vesk")));
+
+TEST(Render, RemarksOnWhatIsNoNumber) {
+  const ScratchFolder folder;
+  const auto result =
+      render({"aumu:Bad_:Vesk#7=100", "--midi", song, "-o", folder / "out.flac", "--tail", "0"},
+             test_units);
+  EXPECT_EQ(result.status, 0) << result.errors;
+  EXPECT_NE(result.errors.find("are infinite or not a number"), std::string::npos) << result.errors;
+  for (const float sample : read_audio(folder / "out.flac").samples) {
+    ASSERT_TRUE(std::isfinite(sample));
+  }
+}
+
+TEST(Render, TrimsTheLatencyOfTheChainUnlessAskedNotTo) {
+  const ScratchFolder folder;
+  write_noise(folder / "in.wav", 48'000, 1.0);
+  const std::vector<std::string> words{
+      "aufx:Bad_:Vesk#25=100", "--input", folder / "in.wav", "--tail", "0", "-o"};
+  const auto with = [&](std::vector<std::string> more) {
+    std::vector<std::string> all = words;
+    all.insert(all.end(), more.begin(), more.end());
+    return all;
+  };
+  ASSERT_EQ(render(with({folder / "trimmed.wav"}), test_units).status, 0);
+  ASSERT_EQ(render(with({folder / "whole.wav", "--keep-latency"}), test_units).status, 0);
+  const auto trimmed = read_audio(folder / "trimmed.wav").samples;
+  const auto whole = read_audio(folder / "whole.wav").samples;
+  ASSERT_EQ(trimmed.size(), 96'000u);
+  ASSERT_EQ(whole.size(), 96'000u);
+  EXPECT_TRUE(std::equal(trimmed.begin(), trimmed.end() - 9'600, whole.begin() + 9'600));
+  EXPECT_NE(whole[0], trimmed[0]);
 }
 
 TEST(Render, RemovesHalfAFileWhenInterrupted) {

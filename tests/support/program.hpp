@@ -16,9 +16,9 @@ struct ProgramResult {
 };
 
 struct ProgramOptions {
-  std::vector<std::string> environment;  ///< "NAME=value", beside the test's own
-  std::size_t largest_file = 0;          ///< bytes that it may write to one file; 0: no limit
-  int signal = 0;                        ///< sent to it after `signal_after`
+  std::vector<std::string> environment = {};  ///< "NAME=value", beside the test's own
+  std::size_t largest_file = 0;               ///< bytes that it may write to one file; 0: no limit
+  int signal = 0;                             ///< sent to it after `signal_after`
   std::chrono::milliseconds signal_after{0};
 };
 
