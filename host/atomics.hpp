@@ -28,4 +28,15 @@ inline void store_release(std::uint32_t& word, std::uint32_t value) noexcept {
   std::atomic_ref<std::uint32_t>(word).store(value, std::memory_order_release);
 }
 
+// The words of a shared workgroup record are 64 bits wide and ordered by nothing.
+
+inline std::uint64_t load_relaxed(const std::uint64_t& word) noexcept {
+  return std::atomic_ref<std::uint64_t>(const_cast<std::uint64_t&>(word))
+      .load(std::memory_order_relaxed);
+}
+
+inline void store_relaxed(std::uint64_t& word, std::uint64_t value) noexcept {
+  std::atomic_ref<std::uint64_t>(word).store(value, std::memory_order_relaxed);
+}
+
 }  // namespace vesk::host

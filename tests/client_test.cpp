@@ -3,10 +3,10 @@
 
 #include <memory>
 
+#include "client/src/line_store.hpp"
+#include "client/src/options.hpp"
+#include "client/src/request_rings.hpp"
 #include "host/atomics.hpp"
-#include "line_store.hpp"
-#include "options.hpp"
-#include "request_rings.hpp"
 
 using namespace vesk;
 using namespace vesk::client;

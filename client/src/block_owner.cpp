@@ -1,4 +1,4 @@
-#include "block_owner.hpp"
+#include "client/src/block_owner.hpp"
 
 #include <fcntl.h>
 #include <sys/mman.h>
@@ -9,7 +9,7 @@
 #include <cstring>
 #include <new>
 
-#include "shared_object.hpp"
+#include "client/src/shared_object.hpp"
 
 namespace vesk::client {
 

@@ -1,9 +1,9 @@
-#include "diagnosis.hpp"
+#include "client/src/diagnosis.hpp"
 
 #include <algorithm>
 
-#include "address_wait.hpp"
-#include "host_impl.hpp"
+#include "client/src/address_wait.hpp"
+#include "client/src/host_impl.hpp"
 
 namespace vesk::client {
 

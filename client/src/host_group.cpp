@@ -2,8 +2,8 @@
 
 #include <algorithm>
 
-#include "address_wait.hpp"
-#include "host_impl.hpp"
+#include "client/src/address_wait.hpp"
+#include "client/src/host_impl.hpp"
 
 namespace vesk::client {
 

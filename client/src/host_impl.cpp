@@ -1,4 +1,4 @@
-#include "host_impl.hpp"
+#include "client/src/host_impl.hpp"
 
 #include <signal.h>
 #include <unistd.h>
@@ -9,9 +9,9 @@
 #include <cstring>
 #include <utility>
 
-#include "address_wait.hpp"
+#include "client/src/address_wait.hpp"
+#include "client/src/shared_object.hpp"
 #include "host/atomics.hpp"
-#include "shared_object.hpp"
 
 namespace vesk::client {
 

@@ -10,15 +10,15 @@
 #include <string>
 #include <vector>
 
-#include "block_owner.hpp"
-#include "child_process.hpp"
-#include "line_store.hpp"
-#include "options.hpp"
-#include "period_driver.hpp"
-#include "placement.hpp"
-#include "request_rings.hpp"
+#include "client/src/block_owner.hpp"
+#include "client/src/child_process.hpp"
+#include "client/src/line_store.hpp"
+#include "client/src/options.hpp"
+#include "client/src/period_driver.hpp"
+#include "client/src/placement.hpp"
+#include "client/src/request_rings.hpp"
+#include "client/src/watcher.hpp"
 #include "vesk/host_process.hpp"
-#include "watcher.hpp"
 
 namespace vesk::client {
 

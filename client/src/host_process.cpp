@@ -5,9 +5,9 @@
 #include <thread>
 #include <type_traits>
 
-#include "address_wait.hpp"
-#include "diagnosis.hpp"
-#include "host_impl.hpp"
+#include "client/src/address_wait.hpp"
+#include "client/src/diagnosis.hpp"
+#include "client/src/host_impl.hpp"
 
 namespace vesk::client {
 

@@ -1,4 +1,4 @@
-#include "line_store.hpp"
+#include "client/src/line_store.hpp"
 
 #include <algorithm>
 

@@ -1,6 +1,6 @@
-#include "options.hpp"
+#include "client/src/options.hpp"
 
-#include "child_process.hpp"
+#include "client/src/child_process.hpp"
 
 #include <unistd.h>
 

@@ -1,10 +1,10 @@
-#include "period_driver.hpp"
+#include "client/src/period_driver.hpp"
 
 #include <algorithm>
 
-#include "address_wait.hpp"
+#include "client/src/address_wait.hpp"
+#include "client/src/placement.hpp"
 #include "host/atomics.hpp"
-#include "placement.hpp"
 
 namespace vesk::client {
 

@@ -17,7 +17,7 @@ int current_thread() noexcept VESK_REALTIME;
 /// Writes to a non-blocking descriptor (-1: nothing) so that its reader wakes.
 void notify(int descriptor) noexcept VESK_REALTIME;
 
-/// CPUs that the calling thread may run on.
+/// CPUs that the process may use.
 unsigned usable_cpus() noexcept;
 
 /// The workgroup record that one host shares, and the CPUs on which its render thread runs.

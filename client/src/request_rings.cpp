@@ -1,4 +1,4 @@
-#include "request_rings.hpp"
+#include "client/src/request_rings.hpp"
 
 #include <algorithm>
 #include <bit>

@@ -3,9 +3,9 @@
 #include <cstddef>
 #include <cstring>
 
-#include "address_wait.hpp"
+#include "client/src/address_wait.hpp"
+#include "client/src/host_impl.hpp"
 #include "host/atomics.hpp"
-#include "host_impl.hpp"
 
 namespace vesk::client {
 

@@ -1,4 +1,4 @@
-#include "watcher.hpp"
+#include "client/src/watcher.hpp"
 
 #include <fcntl.h>
 #include <poll.h>
@@ -13,9 +13,9 @@
 #include <optional>
 #include <system_error>
 
-#include "address_wait.hpp"
-#include "host_impl.hpp"
-#include "placement.hpp"
+#include "client/src/address_wait.hpp"
+#include "client/src/host_impl.hpp"
+#include "client/src/placement.hpp"
 
 namespace vesk::client {
 

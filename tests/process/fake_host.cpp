@@ -30,7 +30,7 @@
 #include <string>
 #include <thread>
 
-#include "address_wait.hpp"
+#include "client/src/address_wait.hpp"
 #include "host/atomics.hpp"
 #include "host/block.hpp"
 #include "vesk/workgroup_record.h"

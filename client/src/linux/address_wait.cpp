@@ -1,11 +1,11 @@
-#include "address_wait.hpp"
+#include "client/src/address_wait.hpp"
 
 #include <linux/futex.h>
 #include <sys/syscall.h>
 #include <time.h>
 #include <unistd.h>
 
-#include "realtime_escape.hpp"
+#include "client/src/realtime_escape.hpp"
 
 namespace vesk::client {
 

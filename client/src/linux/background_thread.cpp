@@ -1,16 +1,15 @@
 #include <sched.h>
-#include <unistd.h>
 
-#include "host_impl.hpp"
+#include "client/src/host_impl.hpp"
+#include "client/src/linux/cpu_sets.hpp"
 
 namespace vesk::client {
 
 void become_background_thread() {
   const sched_param ordinary{};
   sched_setscheduler(0, SCHED_OTHER, &ordinary);
-  cpu_set_t process;
-  if (sched_getaffinity(getpid(), sizeof process, &process) == 0)
-    sched_setaffinity(0, sizeof process, &process);
+  const cpu_set_t cpus = process_cpus();
+  sched_setaffinity(0, sizeof cpus, &cpus);
 }
 
 }  // namespace vesk::client

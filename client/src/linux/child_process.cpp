@@ -1,4 +1,4 @@
-#include "child_process.hpp"
+#include "client/src/child_process.hpp"
 
 #include <fcntl.h>
 #include <poll.h>
@@ -16,8 +16,9 @@
 #include <thread>
 #include <utility>
 
-#include "linux/proc.hpp"
-#include "spawn_lists.hpp"
+#include "client/src/linux/cpu_sets.hpp"
+#include "client/src/linux/proc.hpp"
+#include "client/src/spawn_lists.hpp"
 
 // glibc 2.36 declares no wrapper that a C++ program may use under its strict mode.
 #ifndef P_PIDFD
@@ -95,9 +96,9 @@ class Attributes {
 
 /// A thread that was narrowed to some CPUs passes that on; a host is to have the process's own.
 void give_process_cpus(int pid) {
-  cpu_set_t ours, process;
-  if (sched_getaffinity(0, sizeof ours, &ours) == 0 &&
-      sched_getaffinity(getpid(), sizeof process, &process) == 0 && !CPU_EQUAL(&ours, &process))
+  cpu_set_t ours;
+  const cpu_set_t process = process_cpus();
+  if (sched_getaffinity(0, sizeof ours, &ours) == 0 && !CPU_EQUAL(&ours, &process))
     sched_setaffinity(pid, sizeof process, &process);
 }
 

@@ -1,4 +1,4 @@
-#include "placement.hpp"
+#include "client/src/placement.hpp"
 
 #include <fcntl.h>
 #include <sched.h>
@@ -7,14 +7,13 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <atomic>
 #include <cerrno>
 #include <cstring>
-#include <map>
-#include <mutex>
 #include <utility>
 
-#include "realtime_escape.hpp"
+#include "client/src/linux/cpu_sets.hpp"
+#include "client/src/realtime_escape.hpp"
+#include "host/atomics.hpp"
 #include "vesk/workgroup_record.h"
 
 namespace vesk::client {
@@ -25,82 +24,17 @@ VeskWorkgroupRecord& record_of(void* memory) {
   return *static_cast<VeskWorkgroupRecord*>(memory);
 }
 
-std::atomic_ref<std::uint64_t> shared(std::uint64_t& word) {
-  return std::atomic_ref<std::uint64_t>(word);
-}
-
-/// The CPUs of the process: those of its main thread, whatever a worker was narrowed to.
-cpu_set_t process_cpus() {
-  cpu_set_t cpus;
-  CPU_ZERO(&cpus);
-  if (sched_getaffinity(getpid(), sizeof cpus, &cpus) != 0 || CPU_COUNT(&cpus) == 0)
-    for (int cpu = 0; cpu < CPU_SETSIZE; ++cpu) CPU_SET(cpu, &cpus);
-  return cpus;
-}
-
-/// The thread in a member's slot when it belongs to process `host`, else 0: the record is the
+/// The thread in a member's slot when it belongs to `process`, else 0: the record is the
 /// host's to write, and other processes' threads are not to be moved because of it.
-int member_of(std::uint64_t& slot, int host) {
-  const std::uint64_t member = shared(slot).load(std::memory_order_relaxed);
-  return member >> 32 == static_cast<std::uint64_t>(host) ? static_cast<int>(member & 0x7fffffff)
-                                                          : 0;
-}
-
-cpu_set_t only(int cpu) {
-  cpu_set_t cpus;
-  CPU_ZERO(&cpus);
-  CPU_SET(cpu, &cpus);
-  return cpus;
+int member_of(const std::uint64_t& slot, int process) {
+  const std::uint64_t member = host::load_relaxed(slot);
+  return member >> 32 == static_cast<std::uint64_t>(process) ? static_cast<int>(member & 0x7fffffff)
+                                                             : 0;
 }
 
 bool is_real_time(int thread) {
   const int policy = sched_getscheduler(thread) & ~SCHED_RESET_ON_FORK;
   return policy == SCHED_FIFO || policy == SCHED_RR;
-}
-
-/// Driving threads kept on one CPU, and what they may use otherwise.
-class HeldDrivers {
- public:
-  bool hold(int thread, int cpu) {
-    const std::lock_guard lock(mutex_);
-    Held& held = held_[thread];
-    if (held.holders == 0 && sched_getaffinity(thread, sizeof held.own, &held.own) != 0) {
-      held_.erase(thread);
-      return false;
-    }
-    ++held.holders;
-    held.cpu = cpu;
-    const cpu_set_t cpus = only(cpu);
-    sched_setaffinity(thread, sizeof cpus, &cpus);
-    return true;
-  }
-
-  void release(int thread) {
-    const std::lock_guard lock(mutex_);
-    const auto held = held_.find(thread);
-    if (held == held_.end() || --held->second.holders > 0) return;
-    // Only what we set is taken back: the parent may have placed its thread anew.
-    cpu_set_t now;
-    const cpu_set_t ours = only(held->second.cpu);
-    if (sched_getaffinity(thread, sizeof now, &now) == 0 && CPU_EQUAL(&now, &ours))
-      sched_setaffinity(thread, sizeof now, &held->second.own);
-    held_.erase(held);
-  }
-
- private:
-  struct Held {
-    cpu_set_t own;
-    int cpu = 0;
-    unsigned holders = 0;
-  };
-  std::mutex mutex_;
-  std::map<int, Held> held_;
-};
-
-HeldDrivers& held_drivers() {
-  // Never destroyed: a host that outlives main may still give its driver free.
-  static HeldDrivers& drivers = *new HeldDrivers;
-  return drivers;
 }
 
 int driver_priority(const Options& options) {
@@ -132,8 +66,7 @@ void notify(int descriptor) noexcept VESK_REALTIME {
 }
 
 unsigned usable_cpus() noexcept {
-  cpu_set_t cpus;
-  if (sched_getaffinity(0, sizeof cpus, &cpus) != 0) return 1;
+  const cpu_set_t cpus = process_cpus();
   return static_cast<unsigned>(CPU_COUNT(&cpus));
 }
 
@@ -165,29 +98,28 @@ std::unique_ptr<Placement> Placement::create(const Options& options, std::string
 }
 
 Placement::~Placement() {
-  if (held_driver_ != 0) held_drivers().release(held_driver_);
+  if (held_driver_ != 0) release_driver(held_driver_);
   if (record_ != nullptr) munmap(record_, sizeof(VeskWorkgroupRecord));
   if (descriptor_ >= 0) close(descriptor_);
 }
 
 void Placement::set_record(int cpu) {
-  const cpu_set_t cpus = cpu < 0 ? process_cpus() : only(cpu);
+  const cpu_set_t cpus = cpu < 0 ? process_cpus() : only_cpu(cpu);
   std::uint64_t words[VESK_WORKGROUP_CPU_WORDS] = {};
   std::memcpy(words, &cpus, std::min(sizeof words, sizeof cpus));
   VeskWorkgroupRecord& record = record_of(record_);
-  for (int i = 0; i < VESK_WORKGROUP_CPU_WORDS; ++i)
-    shared(record.cpus[i]).store(words[i], std::memory_order_relaxed);
+  for (int i = 0; i < VESK_WORKGROUP_CPU_WORDS; ++i) host::store_relaxed(record.cpus[i], words[i]);
 }
 
 void Placement::move(int host, int cpu, int driver) {
   // The record first: a thread that joins in between reads the new set.
   set_record(cpu);
-  const cpu_set_t cpus = cpu < 0 ? process_cpus() : only(cpu);
+  const cpu_set_t cpus = cpu < 0 ? process_cpus() : only_cpu(cpu);
   for (std::uint64_t& slot : record_of(record_).members)
     if (const int thread = member_of(slot, host); thread > 0)
       sched_setaffinity(thread, sizeof cpus, &cpus);
-  if (held_driver_ != 0) held_drivers().release(std::exchange(held_driver_, 0));
-  if (cpu >= 0 && driver != 0 && is_real_time(driver) && held_drivers().hold(driver, cpu))
+  if (held_driver_ != 0) release_driver(std::exchange(held_driver_, 0));
+  if (cpu >= 0 && driver != 0 && is_real_time(driver) && hold_driver(driver, cpu))
     held_driver_ = driver;
 }
 

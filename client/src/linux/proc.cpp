@@ -1,4 +1,4 @@
-#include "linux/proc.hpp"
+#include "client/src/linux/proc.hpp"
 
 #include <dirent.h>
 #include <fcntl.h>

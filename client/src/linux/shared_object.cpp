@@ -1,4 +1,4 @@
-#include "shared_object.hpp"
+#include "client/src/shared_object.hpp"
 
 #include <dirent.h>
 #include <fcntl.h>
@@ -12,7 +12,7 @@
 #include <cstring>
 #include <string_view>
 
-#include "linux/proc.hpp"
+#include "client/src/linux/proc.hpp"
 
 namespace vesk::client {
 

@@ -1,10 +1,10 @@
-#include "address_wait.hpp"
+#include "client/src/address_wait.hpp"
 
 #include <os/clock.h>
 #include <os/os_sync_wait_on_address.h>
 #include <time.h>
 
-#include "realtime_escape.hpp"
+#include "client/src/realtime_escape.hpp"
 
 namespace vesk::client {
 

@@ -1,7 +1,7 @@
 #include <pthread.h>
 #include <pthread/qos.h>
 
-#include "host_impl.hpp"
+#include "client/src/host_impl.hpp"
 
 namespace vesk::client {
 

@@ -1,4 +1,4 @@
-#include "child_process.hpp"
+#include "client/src/child_process.hpp"
 
 #include <crt_externs.h>
 #include <fcntl.h>
@@ -21,7 +21,7 @@
 #include <thread>
 #include <utility>
 
-#include "spawn_lists.hpp"
+#include "client/src/spawn_lists.hpp"
 
 namespace vesk::client {
 

@@ -1,10 +1,10 @@
-#include "placement.hpp"
+#include "client/src/placement.hpp"
 
 #include <pthread.h>
 #include <sys/sysctl.h>
 #include <unistd.h>
 
-#include "realtime_escape.hpp"
+#include "client/src/realtime_escape.hpp"
 
 // Threads are not placed on macOS: the audio workgroup, handed on as a registered port, does it.
 namespace vesk::client {

@@ -1,4 +1,4 @@
-#include "shared_object.hpp"
+#include "client/src/shared_object.hpp"
 
 #include <sys/sysctl.h>
 #include <unistd.h>
