@@ -184,19 +184,23 @@ std::string figures_text(const RenderReport& report) {
 }
 
 /// Draws the finished audio where a picture is wanted, then gives both files their names.
-bool publish(const RenderArguments& arguments, const RenderReport& report, OutputFile& audio,
-             std::string& error) {
+RenderOutcome publish(const RenderArguments& arguments, const RenderReport& report,
+                      OutputFile& audio, std::string& error) {
   std::optional<OutputFile> picture;
   if (!arguments.plot_path.empty()) {
     picture = OutputFile::create(arguments.plot_path, error);
-    if (!picture) return false;
+    if (!picture) return RenderOutcome::failed;
     const std::string& source =
         arguments.midi_path.empty() ? arguments.input_path : arguments.midi_path;
     const Caption caption{source.substr(source.rfind('/') + 1), report.chain_name,
                           figures_text(report)};
-    if (!draw_picture(audio.temporary_path(), caption, *picture, error)) return false;
+    if (!draw_picture(audio.temporary_path(), caption, *picture, error)) {
+      return RenderOutcome::failed;
+    }
   }
-  return audio.commit(error) && (!picture || picture->commit(error));
+  if (interruption() != 0) return RenderOutcome::interrupted;
+  const bool is_published = audio.commit(error) && (!picture || picture->commit(error));
+  return is_published ? RenderOutcome::done : RenderOutcome::failed;
 }
 
 }  // namespace
@@ -244,8 +248,7 @@ RenderOutcome render_song(const RenderArguments& arguments, RenderReport& report
   report.peak = sink->meter().peak();
   report.loudness_lufs = sink->meter().integrated_lufs();
   std::ranges::copy(sink->remarks(), std::back_inserter(report.remarks));
-  if (!publish(arguments, report, *audio, error)) return RenderOutcome::failed;
-  return RenderOutcome::done;
+  return publish(arguments, report, *audio, error);
 }
 
 }  // namespace vesk::tools
