@@ -9,7 +9,7 @@ packages=(
   # the platform layer
   libblocksruntime-dev libexpat1-dev libplist-dev libdbus-1-dev
   # components and tools
-  liblilv-dev lv2-dev libsmf-dev libsndfile1-dev libebur128-dev libcairo2-dev libfftw3-dev
+  liblilv-dev lv2-dev libsndfile1-dev libebur128-dev libcairo2-dev libfftw3-dev
   libsamplerate0-dev
   # tests and benchmarks
   libgtest-dev dbus locales xvfb
