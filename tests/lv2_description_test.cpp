@@ -333,6 +333,19 @@ TEST_F(OwnBundle, PresetsInAnotherBundleAreFoundAndFollowed) {
   EXPECT_EQ(state->port_values, (std::vector<PortValue>{{"gain", -3.5f}}));
 }
 
+TEST_F(OwnBundle, PresetsAmongThePluginsOwnDataAreRead) {
+  test::write_bundle(installed_.path() / "a.lv2", "urn:vesk:a",
+                     "doap:name \"a\" ; " + test::through_ports() +
+                         " .\n<urn:vesk:inner> a pset:Preset ; lv2:appliesTo <urn:vesk:a> ;\n"
+                         "rdfs:label \"Inner\" ; state:state [ <urn:key> \"value\" ]");
+  const auto plugin = describe("urn:vesk:a");
+  ASSERT_EQ(plugin->presets.size(), 1u);
+  std::string error;
+  const auto state = read_preset(*plugin, plugin->presets[0], &error);
+  ASSERT_TRUE(state) << error;
+  EXPECT_EQ(state->properties.size(), 1u);
+}
+
 TEST_F(OwnBundle, BrokenTurtleIsRefusedWithAReason) {
   const struct {
     const char* name;

@@ -8,8 +8,8 @@ namespace vesk::lv2 {
 std::optional<State> read_preset(const Description& plugin, const Preset& preset,
                                  std::string* error) {
   constexpr int limit_ms = 30'000;
-  const auto answer =
-      ask_scanner({"--answer-preset", plugin.bundle, preset.bundle, preset.uri}, limit_ms, error);
+  const auto answer = ask_scanner(
+      {"--answer-preset", plugin.bundle, preset.bundle, plugin.uri, preset.uri}, limit_ms, error);
   if (!answer) return {};
   ByteReader from(*answer);
   State state = decode_state(from);

@@ -86,13 +86,18 @@ std::optional<PluginRecord> BundleReader::describe(const std::string& bundle,
 
 std::optional<State> BundleReader::preset(const std::string& bundle,
                                           const std::string& preset_bundle,
+                                          const std::string& plugin_uri,
                                           const std::string& preset_uri) {
   std::vector<std::string> bundles{bundle};
   if (preset_bundle != bundle) bundles.push_back(preset_bundle);
   LilvWorld* world = open(std::move(bundles));
   const Node subject(lilv_new_uri(world, preset_uri.c_str()));
-  if (!subject) return {};
-  lilv_world_load_resource(world, subject.get());
+  const Node plugin(lilv_new_uri(world, plugin_uri.c_str()));
+  if (!subject || !plugin) return {};
+  // Where the manifest names no file for the preset it stands among the plugin's own data.
+  if (lilv_world_load_resource(world, subject.get()) < 1) {
+    lilv_world_load_resource(world, plugin.get());
+  }
   return read_state(world, subject.get());
 }
 

@@ -28,9 +28,9 @@ class BundleReader {
                                        const std::vector<std::string>& extra_bundles,
                                        const std::string& uri);
 
-  /// What the preset `preset_uri` in `preset_bundle` holds.
+  /// What a preset of `plugin_uri` holds. `preset_bundle` is where its data is.
   std::optional<State> preset(const std::string& bundle, const std::string& preset_bundle,
-                              const std::string& preset_uri);
+                              const std::string& plugin_uri, const std::string& preset_uri);
 
  private:
   /// A world with these bundles, kept for the next call that wants the same ones.

@@ -65,12 +65,13 @@ std::optional<Options> parse(const std::vector<std::string_view>& arguments) {
       options.answer = Wish{.code = code_from_text(arguments[++i])};
     } else if (argument == "--answer-uri" && left >= 1) {
       options.answer = Wish{.uri = std::string(arguments[++i])};
-    } else if (argument == "--answer-preset" && left >= 3) {
+    } else if (argument == "--answer-preset" && left >= 4) {
       options.answer_preset = Job{Job::Kind::preset,
                                   std::string(arguments[i + 1]),
                                   {std::string(arguments[i + 2])},
-                                  std::string(arguments[i + 3])};
-      i += 3;
+                                  std::string(arguments[i + 3]),
+                                  std::string(arguments[i + 4])};
+      i += 4;
     } else {
       std::fprintf(stderr, "vesk-lv2-scan: '%s' is not understood; see vesk-lv2-scan --help\n",
                    std::string(argument).c_str());
@@ -145,7 +146,7 @@ int answer_preset(const Job& job) {
   run_jobs({job}, 1, [&](std::size_t, const JobResult& result) {
     answer = result.payload;
     if (!result.failure.empty()) {
-      std::fprintf(stderr, "vesk-lv2-scan: preset %s %s\n", job.uri.c_str(),
+      std::fprintf(stderr, "vesk-lv2-scan: preset %s %s\n", job.preset.c_str(),
                    result.failure.c_str());
     }
   });

@@ -77,7 +77,7 @@ class Update {
   void map_new_bundles() {
     std::vector<Job> jobs;
     for (const std::size_t index : new_bundles_) {
-      jobs.push_back({Job::Kind::map, catalogue_.bundles[index].folder.path, {}, {}});
+      jobs.push_back({Job::Kind::map, catalogue_.bundles[index].folder.path, {}});
     }
     run_jobs(jobs, maps_a_chunk, [&](std::size_t job, const JobResult& result) {
       Bundle& bundle = catalogue_.bundles[new_bundles_[job]];

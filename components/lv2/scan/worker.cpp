@@ -79,7 +79,8 @@ Bytes perform(BundleReader& reader, const Job& job) {
       }
       break;
     case Job::Kind::preset:
-      if (const auto state = reader.preset(job.bundle, job.extra_bundles.front(), job.uri)) {
+      if (const auto state =
+              reader.preset(job.bundle, job.extra_bundles.front(), job.uri, job.preset)) {
         encode(to, *state);
       }
       break;

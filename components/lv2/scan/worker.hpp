@@ -19,8 +19,9 @@ struct Job {
 
   Kind kind = Kind::map;
   std::string bundle;
-  std::vector<std::string> extra_bundles;  ///< describe: more presets; preset: where it is
-  std::string uri;                         ///< describe: the plugin; preset: the preset
+  std::vector<std::string> extra_bundles;  ///< describe: more presets; preset: its own
+  std::string uri{};                       ///< the plugin
+  std::string preset{};
 };
 
 struct JobResult {
