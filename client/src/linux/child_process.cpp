@@ -5,7 +5,6 @@
 #include <sched.h>
 #include <signal.h>
 #include <spawn.h>
-#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -20,10 +19,10 @@
 #include "client/src/linux/proc.hpp"
 #include "client/src/spawn_lists.hpp"
 
-// glibc 2.36 declares no wrapper that a C++ program may use under its strict mode.
-#ifndef P_PIDFD
-#define P_PIDFD 3
-#endif
+// The header of glibc 2.36 forgets that C++ might include it.
+extern "C" {
+#include <sys/pidfd.h>
+}
 
 namespace vesk::client {
 
@@ -102,10 +101,6 @@ void give_process_cpus(int pid) {
     sched_setaffinity(pid, sizeof process, &process);
 }
 
-int open_pidfd(int pid) {
-  return static_cast<int>(syscall(SYS_pidfd_open, pid, 0));
-}
-
 }  // namespace
 
 std::unique_ptr<ChildProcess> ChildProcess::launch(const Launch& launch, std::string& error) {
@@ -128,7 +123,7 @@ std::unique_ptr<ChildProcess> ChildProcess::launch(const Launch& launch, std::st
     return nullptr;
   }
   // Our child is not reaped by anyone who follows the rules, so its id is still its own.
-  child->exit_descriptor_ = open_pidfd(child->pid_);
+  child->exit_descriptor_ = pidfd_open(child->pid_, 0);
   if (child->exit_descriptor_ < 0) {
     error = std::string("cannot watch the host process: ") + std::strerror(errno);
     ::kill(child->pid_, SIGKILL);
@@ -157,7 +152,7 @@ bool ChildProcess::take_ending(Ending& ending) noexcept {
   siginfo_t info{};
   int result;
   do {
-    result = waitid(static_cast<idtype_t>(P_PIDFD), static_cast<id_t>(exit_descriptor_), &info,
+    result = waitid(P_PIDFD, static_cast<id_t>(exit_descriptor_), &info,
                     WEXITED | WNOHANG);
   } while (result != 0 && errno == EINTR);
   // A parent that ignores SIGCHLD, or that waits for any child, has taken the status.
@@ -171,7 +166,7 @@ bool ChildProcess::take_ending(Ending& ending) noexcept {
 }
 
 void ChildProcess::kill() noexcept {
-  if (!taken_) syscall(SYS_pidfd_send_signal, exit_descriptor_, SIGKILL, nullptr, 0);
+  if (!taken_) pidfd_send_signal(exit_descriptor_, SIGKILL, nullptr, 0);
 }
 
 bool ChildProcess::wait_for_exit(std::chrono::nanoseconds limit) const noexcept {
