@@ -248,12 +248,15 @@ TEST_F(Lv2Cache, ABundleThatCrashesItsReaderCostsItselfOnly) {
                    "@prefix dman: <http://lv2plug.in/ns/ext/dynmanifest#> .\n"
                    "<urn:vesk:generator> a dman:DynManifest ;\n"
                    "  <http://lv2plug.in/ns/lv2core#binary> <" VESK_CRASHING_MANIFEST "> .\n");
+  std::filesystem::create_directories(bundle("n.lv2"));
+  test::write_file(bundle("n.lv2/manifest.ttl"), "<urn:vesk:n> a ; [");
   settle(installed_.path());
   EXPECT_EQ(look_up("z"), "z");
   EXPECT_EQ(listed(), (std::vector<std::string>{"a", "z"}));
   const auto image = CatalogueImage::from_file(cache_file_path());
   ASSERT_TRUE(image);
   EXPECT_EQ(image->catalogue().bundles[1].failure, "crashed its reader (Aborted)");
+  EXPECT_TRUE(image->catalogue().bundles[2].failure.starts_with("has errors: "));
 }
 
 /// An image of a few described plugins, as the scanner writes it.

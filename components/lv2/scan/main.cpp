@@ -131,8 +131,10 @@ void print_summary(const Installed& installed, const std::string& path, bool sto
   const auto& entries = installed.catalogue.entries;
   const auto hosted = std::ranges::count_if(
       entries, [](const Entry& entry) { return entry.not_hosted.empty() && entry.code != 0; });
-  std::printf("%zu LV2 plugins in %zu bundles, %td of them can be hosted.\n", entries.size(),
-              installed.catalogue.bundles.size(), hosted);
+  const std::size_t bundles = installed.catalogue.bundles.size();
+  std::printf("%zu LV2 %s in %zu %s, %td can be hosted.\n", entries.size(),
+              entries.size() == 1 ? "plugin" : "plugins", bundles,
+              bundles == 1 ? "bundle" : "bundles", hosted);
   if (stored) {
     std::printf("Cache: %s\n", path.c_str());
   } else {
@@ -180,7 +182,7 @@ int scan(const Options& options) {
   } else {
     print_summary(installed, path, stored);
   }
-  return 0;
+  return std::fflush(stdout) == 0 ? 0 : 1;
 }
 
 }  // namespace

@@ -84,6 +84,8 @@ class Update {
       bundle.failure = result.failure;
       if (result.failure.empty() && !decode_map(result.payload, bundle)) {
         bundle.failure = "gave its reader nothing to work with";
+      } else if (bundle.plugins.empty() && bundle.presets_for.empty() && !result.noise.empty()) {
+        bundle.failure = "has errors: " + result.noise.substr(0, result.noise.find('\n'));
       }
       tell(bundle.folder.path, result);
     });
