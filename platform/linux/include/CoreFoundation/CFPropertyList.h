@@ -6,8 +6,7 @@
  * Integers (64 bits signed, and unsigned above them) and reals come back bit for bit. The XML form
  * of equal lists is equal bytes: keys are sorted, numbers have one spelling in every locale. What
  * is read may be anything: damaged input gives NULL and an error, never a crash, and nesting is
- * limited to 512 levels. The binary form is the work of libplist, which is opened at the first
- * binary list and not before. */
+ * limited to 512 levels. */
 
 #include <CoreFoundation/CFBase.h>
 #include <CoreFoundation/CFError.h>
