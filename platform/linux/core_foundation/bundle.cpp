@@ -9,8 +9,8 @@
 #include <mutex>
 #include <vector>
 
-#include "linux/core_foundation/string.hpp"
-#include "linux/core_foundation/url.hpp"
+#include "core_foundation/string.hpp"
+#include "core_foundation/url.hpp"
 
 namespace vesk::platform::cf {
 

@@ -1,6 +1,6 @@
 #include <vector>
 
-#include "linux/core_foundation/string.hpp"
+#include "core_foundation/string.hpp"
 
 namespace vesk::platform::cf {
 

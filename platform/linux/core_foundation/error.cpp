@@ -1,8 +1,8 @@
-#include "linux/core_foundation/error.hpp"
+#include "core_foundation/error.hpp"
 
 #include <cstring>
 
-#include "linux/core_foundation/string.hpp"
+#include "core_foundation/string.hpp"
 
 namespace vesk::platform::cf {
 

@@ -1,4 +1,4 @@
-#include "linux/core_foundation/object.hpp"
+#include "core_foundation/object.hpp"
 
 #include <array>
 #include <cassert>

@@ -1,9 +1,9 @@
-#include "linux/core_foundation/property_list.hpp"
+#include "core_foundation/property_list.hpp"
 
 #include <algorithm>
 
-#include "linux/core_foundation/error.hpp"
-#include "linux/core_foundation/string.hpp"
+#include "core_foundation/error.hpp"
+#include "core_foundation/string.hpp"
 
 namespace vesk::platform::cf {
 

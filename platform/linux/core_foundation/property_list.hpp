@@ -9,8 +9,8 @@
 #include <utility>
 #include <vector>
 
-#include "linux/core_foundation/object.hpp"
-#include "linux/core_foundation/values.hpp"
+#include "core_foundation/object.hpp"
+#include "core_foundation/values.hpp"
 
 namespace vesk::platform::cf {
 

@@ -6,8 +6,8 @@
 
 #include <cstring>
 
-#include "linux/core_foundation/property_list.hpp"
-#include "linux/core_foundation/string.hpp"
+#include "core_foundation/property_list.hpp"
+#include "core_foundation/string.hpp"
 
 namespace vesk::platform::cf {
 

@@ -5,7 +5,7 @@
 #include <cmath>
 #include <cstdio>
 
-#include "linux/core_foundation/property_list.hpp"
+#include "core_foundation/property_list.hpp"
 
 namespace vesk::platform::cf {
 

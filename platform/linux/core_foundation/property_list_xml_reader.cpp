@@ -8,8 +8,8 @@
 #include <limits>
 #include <memory>
 
-#include "linux/core_foundation/property_list.hpp"
-#include "linux/core_foundation/string.hpp"
+#include "core_foundation/property_list.hpp"
+#include "core_foundation/string.hpp"
 
 namespace vesk::platform::cf {
 

@@ -1,4 +1,4 @@
-#include "linux/core_foundation/string.hpp"
+#include "core_foundation/string.hpp"
 
 #include <algorithm>
 #include <charconv>

@@ -6,7 +6,7 @@
 #include <string>
 #include <string_view>
 
-#include "linux/core_foundation/object.hpp"
+#include "core_foundation/object.hpp"
 
 namespace vesk::platform::cf {
 

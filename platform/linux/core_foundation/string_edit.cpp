@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "linux/core_foundation/string.hpp"
+#include "core_foundation/string.hpp"
 
 using namespace vesk::platform::cf;
 

@@ -2,7 +2,7 @@
 
 #include <cstring>
 
-#include "linux/core_foundation/string.hpp"
+#include "core_foundation/string.hpp"
 
 namespace vesk::platform::cf {
 

@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "linux/core_foundation/string.hpp"
+#include "core_foundation/string.hpp"
 
 namespace vesk::platform::cf {
 

@@ -2,7 +2,7 @@
 
 #include <cctype>
 
-#include "linux/core_foundation/url.hpp"
+#include "core_foundation/url.hpp"
 
 namespace vesk::platform::cf {
 

@@ -4,7 +4,7 @@
 
 #include <cstdint>
 
-#include "linux/core_foundation/object.hpp"
+#include "core_foundation/object.hpp"
 
 namespace vesk::platform::cf {
 

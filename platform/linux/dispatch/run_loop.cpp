@@ -8,8 +8,8 @@
 #include <algorithm>
 #include <cmath>
 
-#include "linux/core_foundation/object.hpp"
-#include "linux/dispatch/run_loop_items.hpp"
+#include "core_foundation/object.hpp"
+#include "dispatch/run_loop_items.hpp"
 
 namespace vesk::platform::loop {
 

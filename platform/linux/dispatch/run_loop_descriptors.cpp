@@ -5,7 +5,7 @@
 
 #include <algorithm>
 
-#include "linux/dispatch/run_loop_items.hpp"
+#include "dispatch/run_loop_items.hpp"
 
 namespace vesk::platform {
 

@@ -1,6 +1,6 @@
 // Timers and sources.
 
-#include "linux/dispatch/run_loop_items.hpp"
+#include "dispatch/run_loop_items.hpp"
 
 #include <Block.h>
 

@@ -17,8 +17,8 @@
 #include <mutex>
 #include <vector>
 
-#include "linux/core_foundation/object.hpp"
-#include "linux/dispatch/run_loop.hpp"
+#include "core_foundation/object.hpp"
+#include "dispatch/run_loop.hpp"
 
 namespace vesk::platform::loop {
 
