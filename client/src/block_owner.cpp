@@ -9,6 +9,7 @@
 #include <cstring>
 #include <new>
 
+#include "client/src/error_text.hpp"
 #include "client/src/shared_object.hpp"
 
 namespace vesk::client {
@@ -25,7 +26,7 @@ int create_object(std::string& name, std::string& error) {
     const int descriptor = shm_open(name.c_str(), O_RDWR | O_CREAT | O_EXCL, 0600);
     if (descriptor >= 0) return descriptor;
     if (errno == EEXIST) continue;
-    error = "cannot create the shared memory " + name + ": " + std::strerror(errno);
+    error = "cannot create the shared memory " + name + ": " + error_text(errno);
     return -1;
   }
 }
@@ -40,8 +41,7 @@ std::unique_ptr<BlockOwner> BlockOwner::create(std::string& error) {
   void* memory = MAP_FAILED;
   if (reserve_object(descriptor, host::block_size, error)) {
     memory = mmap(nullptr, host::block_size, PROT_READ | PROT_WRITE, MAP_SHARED, descriptor, 0);
-    if (memory == MAP_FAILED)
-      error = std::string("cannot map the shared memory: ") + std::strerror(errno);
+    if (memory == MAP_FAILED) error = "cannot map the shared memory: " + error_text(errno);
   }
   close(descriptor);
   if (memory == MAP_FAILED) return nullptr;

@@ -66,6 +66,9 @@ bool is_running(int pid, int thread, std::chrono::milliseconds span);
 
 CpuTime process_cpu_time(int pid);
 
+/// What a signal means, in a few words.
+std::string signal_text(int signal);
+
 /// Folder of this program's executable, without a slash at the end; empty when unknown.
 std::string program_folder();
 

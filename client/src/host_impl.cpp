@@ -133,6 +133,8 @@ void HostImpl::drain_output() {
   char bytes[4096];
   // A plugin that floods the pipe must not keep this thread from the other hosts.
   for (int i = 0; i < 16 && child->output_descriptor() >= 0; ++i) {
+    // The descriptor does not block.
+    // NOLINTNEXTLINE(clang-analyzer-unix.BlockInCriticalSection)
     const ssize_t count = read(child->output_descriptor(), bytes, sizeof bytes);
     if (count > 0) {
       lines.feed({bytes, static_cast<std::size_t>(count)});
@@ -187,7 +189,7 @@ std::string HostImpl::describe_ending() const {
     text = "the host ended";
   } else if (ending.signal != 0) {
     text = "the host was ended by signal " + std::to_string(ending.signal) + " (" +
-           strsignal(ending.signal) + ")";
+           signal_text(ending.signal) + ")";
   } else {
     text = "the host ended with status " + std::to_string(ending.status);
   }

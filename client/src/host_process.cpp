@@ -53,6 +53,7 @@ std::unique_ptr<HostProcess> HostProcess::spawn(const Options& options,
   return guarded(error, [&]() -> std::unique_ptr<HostProcess> {
     std::unique_ptr<HostImpl> impl = HostImpl::spawn(options, error);
     if (impl == nullptr) return nullptr;
+    // What it throws, `guarded` catches. NOLINTNEXTLINE(bugprone-unhandled-exception-at-new)
     return std::unique_ptr<HostProcess>(new HostProcess(std::move(impl)));
   });
 }

@@ -14,6 +14,7 @@
 #include <system_error>
 
 #include "client/src/address_wait.hpp"
+#include "client/src/error_text.hpp"
 #include "client/src/host_impl.hpp"
 #include "client/src/placement.hpp"
 
@@ -67,7 +68,7 @@ std::shared_ptr<Watcher> Watcher::shared(std::string& error) {
   if (std::shared_ptr<Watcher> running = g_watcher.lock()) return running;
   std::shared_ptr<Watcher> watcher(new Watcher);
   if (!open_pipe(watcher->poke_)) {
-    error = std::string("cannot make a pipe: ") + std::strerror(errno);
+    error = "cannot make a pipe: " + error_text(errno);
     return nullptr;
   }
   try {

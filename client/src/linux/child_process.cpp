@@ -15,6 +15,7 @@
 #include <thread>
 #include <utility>
 
+#include "client/src/error_text.hpp"
 #include "client/src/linux/cpu_sets.hpp"
 #include "client/src/linux/proc.hpp"
 #include "client/src/spawn_lists.hpp"
@@ -107,8 +108,7 @@ std::unique_ptr<ChildProcess> ChildProcess::launch(const Launch& launch, std::st
   std::unique_ptr<ChildProcess> child(new ChildProcess);
   Pipe output;
   if (!launch.inherit_standard_error && !open_output(output)) {
-    error =
-        std::string("cannot make a pipe for the host's standard error: ") + std::strerror(errno);
+    error = "cannot make a pipe for the host's standard error: " + error_text(errno);
     return nullptr;
   }
   FileActions actions;
@@ -119,13 +119,13 @@ std::unique_ptr<ChildProcess> ChildProcess::launch(const Launch& launch, std::st
                                   attributes.get(), lists.arguments(), lists.environment());
   if (failure != 0) {
     child->pid_ = 0;
-    error = "cannot start " + launch.program + ": " + std::strerror(failure);
+    error = "cannot start " + launch.program + ": " + error_text(failure);
     return nullptr;
   }
   // Our child is not reaped by anyone who follows the rules, so its id is still its own.
   child->exit_descriptor_ = pidfd_open(child->pid_, 0);
   if (child->exit_descriptor_ < 0) {
-    error = std::string("cannot watch the host process: ") + std::strerror(errno);
+    error = "cannot watch the host process: " + error_text(errno);
     ::kill(child->pid_, SIGKILL);
     waitpid(child->pid_, nullptr, 0);
     child->pid_ = 0;
@@ -152,8 +152,7 @@ bool ChildProcess::take_ending(Ending& ending) noexcept {
   siginfo_t info{};
   int result;
   do {
-    result = waitid(P_PIDFD, static_cast<id_t>(exit_descriptor_), &info,
-                    WEXITED | WNOHANG);
+    result = waitid(P_PIDFD, static_cast<id_t>(exit_descriptor_), &info, WEXITED | WNOHANG);
   } while (result != 0 && errno == EINTR);
   // A parent that ignores SIGCHLD, or that waits for any child, has taken the status.
   if (result != 0 || info.si_pid == 0) return true;
@@ -220,6 +219,11 @@ CpuTime process_cpu_time(int pid) {
     sum.wait_ns += time.wait_ns;
   }
   return sum;
+}
+
+std::string signal_text(int signal) {
+  const char* text = sigdescr_np(signal);
+  return text != nullptr ? text : "unknown";
 }
 
 std::string program_folder() {

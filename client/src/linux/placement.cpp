@@ -11,6 +11,7 @@
 #include <cstring>
 #include <utility>
 
+#include "client/src/error_text.hpp"
 #include "client/src/linux/cpu_sets.hpp"
 #include "client/src/realtime_escape.hpp"
 #include "host/atomics.hpp"
@@ -77,13 +78,13 @@ std::unique_ptr<Placement> Placement::create(const Options& options, std::string
   placement->descriptor_ = descriptor;
   if (descriptor < 0 || ftruncate(descriptor, sizeof(VeskWorkgroupRecord)) != 0 ||
       fcntl(descriptor, F_ADD_SEALS, F_SEAL_SHRINK | F_SEAL_GROW) != 0) {
-    error = std::string("cannot create the workgroup record: ") + std::strerror(errno);
+    error = "cannot create the workgroup record: " + error_text(errno);
     return nullptr;
   }
   void* memory =
       mmap(nullptr, sizeof(VeskWorkgroupRecord), PROT_READ | PROT_WRITE, MAP_SHARED, descriptor, 0);
   if (memory == MAP_FAILED) {
-    error = std::string("cannot map the workgroup record: ") + std::strerror(errno);
+    error = "cannot map the workgroup record: " + error_text(errno);
     return nullptr;
   }
   placement->record_ = memory;

@@ -1,13 +1,13 @@
 #include "client/src/linux/proc.hpp"
 
-#include <dirent.h>
 #include <fcntl.h>
 #include <sys/syscall.h>
 #include <unistd.h>
 
-#include <cinttypes>
-#include <cstdio>
-#include <cstdlib>
+#include <filesystem>
+#include <system_error>
+
+#include "client/src/linux/field_reader.hpp"
 
 namespace vesk::client::proc {
 
@@ -50,16 +50,19 @@ std::uint64_t start_time(int pid) {
     while (*field != ' ' && *field != 0) ++field;
     while (*field == ' ') ++field;
   }
-  return std::strtoull(field, nullptr, 10);
+  std::uint64_t ticks = 0;
+  FieldReader(field).number(ticks);
+  return ticks;
 }
 
 std::vector<int> threads(int pid) {
   std::vector<int> found;
-  DIR* folder = opendir((process(pid) + "/task").c_str());
-  if (folder == nullptr) return found;
-  while (const dirent* entry = readdir(folder))
-    if (const int thread = std::atoi(entry->d_name); thread > 0) found.push_back(thread);
-  closedir(folder);
+  std::error_code failure;
+  for (std::filesystem::directory_iterator entry(process(pid) + "/task", failure), end;
+       !failure && entry != end; entry.increment(failure)) {
+    int thread = 0;
+    if (FieldReader(entry->path().filename().native()).number(thread)) found.push_back(thread);
+  }
   return found;
 }
 
@@ -72,7 +75,8 @@ char thread_state(int pid, int thread) {
 RunTime thread_run_time(int pid, int thread) {
   RunTime time;
   const std::string text = read_file(task(pid, thread) + "/schedstat");
-  std::sscanf(text.c_str(), "%" SCNu64 " %" SCNu64, &time.run_ns, &time.wait_ns);
+  FieldReader fields(text);
+  if (fields.number(time.run_ns) && fields.literal(" ")) fields.number(time.wait_ns);
   return time;
 }
 
@@ -87,8 +91,9 @@ int thread_waiting_at(int pid, std::size_t offset) {
     const std::string call = read_file(task(pid, thread) + "/syscall");
     long number = -1;
     unsigned long address = 0;
-    if (std::sscanf(call.c_str(), "%ld %lx", &number, &address) == 2 && number == SYS_futex &&
-        address % 4096 == offset)
+    FieldReader fields(call);
+    if (fields.number(number) && fields.literal(" 0x") && fields.number(address, 16) &&
+        number == SYS_futex && address % 4096 == offset)
       return thread;
   }
   return 0;

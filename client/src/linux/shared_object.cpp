@@ -1,6 +1,5 @@
 #include "client/src/shared_object.hpp"
 
-#include <dirent.h>
 #include <fcntl.h>
 #include <sys/mman.h>
 #include <sys/stat.h>
@@ -9,9 +8,12 @@
 #include <cerrno>
 #include <cinttypes>
 #include <cstdio>
-#include <cstring>
+#include <filesystem>
 #include <string_view>
+#include <system_error>
 
+#include "client/src/error_text.hpp"
+#include "client/src/linux/field_reader.hpp"
 #include "client/src/linux/proc.hpp"
 
 namespace vesk::client {
@@ -41,7 +43,7 @@ bool reserve_object(int descriptor, std::size_t bytes, std::string& error) {
   while (result == EINTR) result = posix_fallocate(descriptor, 0, static_cast<off_t>(bytes));
   if (result == 0) return true;
   error = "no room for the shared memory in /dev/shm: ";
-  error += std::strerror(result);
+  error += error_text(result);
   return false;
 }
 
@@ -50,23 +52,23 @@ std::string object_owner_tag() {
 }
 
 void sweep_objects() {
-  DIR* folder = opendir("/dev/shm");
-  if (folder == nullptr) return;
-  while (const dirent* entry = readdir(folder)) {
-    const std::string_view name = entry->d_name;
-    if (!name.starts_with(kPrefix)) continue;
-    unsigned space = 0, pid = 0;
+  std::error_code failure;
+  for (std::filesystem::directory_iterator entry("/dev/shm", failure), end;
+       !failure && entry != end; entry.increment(failure)) {
+    const std::string name = entry->path().filename();
+    // "vesk-NAMESPACE-PID-START-NUMBER", all but the number hexadecimal.
+    FieldReader fields(name);
+    unsigned space = 0;
+    int pid = 0;
     std::uint64_t started = 0;
-    char after = 0;
-    if (std::sscanf(entry->d_name + kPrefix.size(), "%4x-%x-%" SCNx64 "%c", &space, &pid, &started,
-                    &after) != 4 ||
-        after != '-' || space != pid_namespace() || pid == 0)
+    if (!fields.literal(kPrefix) || !fields.number(space, 16) || !fields.literal("-") ||
+        !fields.number(pid, 16) || !fields.literal("-") || !fields.number(started, 16) ||
+        !fields.literal("-"))
       continue;
-    if (proc::start_time(static_cast<int>(pid)) == started) continue;
+    if (space != pid_namespace() || pid <= 0 || proc::start_time(pid) == started) continue;
     // Another user's object refuses, and that is right.
-    shm_unlink(("/" + std::string(name)).c_str());
+    shm_unlink(("/" + name).c_str());
   }
-  closedir(folder);
 }
 
 }  // namespace vesk::client

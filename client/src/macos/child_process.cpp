@@ -21,6 +21,7 @@
 #include <thread>
 #include <utility>
 
+#include "client/src/error_text.hpp"
 #include "client/src/spawn_lists.hpp"
 
 namespace vesk::client {
@@ -54,8 +55,7 @@ std::unique_ptr<ChildProcess> ChildProcess::launch(const Launch& launch, std::st
   std::unique_ptr<ChildProcess> child(new ChildProcess);
   int output[2] = {-1, -1};
   if (!launch.inherit_standard_error && !open_output(output)) {
-    error =
-        std::string("cannot make a pipe for the host's standard error: ") + std::strerror(errno);
+    error = "cannot make a pipe for the host's standard error: " + error_text(errno);
     return nullptr;
   }
   posix_spawn_file_actions_t actions;
@@ -91,12 +91,12 @@ std::unique_ptr<ChildProcess> ChildProcess::launch(const Launch& launch, std::st
   child->output_descriptor_ = output[0];
   if (failure != 0) {
     child->pid_ = 0;
-    error = "cannot start " + launch.program + ": " + std::strerror(failure);
+    error = "cannot start " + launch.program + ": " + error_text(failure);
     return nullptr;
   }
   child->exit_descriptor_ = open_exit_queue(child->pid_);
   if (child->exit_descriptor_ < 0) {
-    error = std::string("cannot watch the host process: ") + std::strerror(errno);
+    error = "cannot watch the host process: " + error_text(errno);
     ::kill(child->pid_, SIGKILL);
     waitpid(child->pid_, nullptr, 0);
     child->pid_ = 0;
@@ -167,6 +167,10 @@ CpuTime process_cpu_time(int pid) {
   if (base.denom != 0)
     time.run_ns = (info.pti_total_user + info.pti_total_system) * base.numer / base.denom;
   return time;
+}
+
+std::string signal_text(int signal) {
+  return signal > 0 && signal < NSIG ? sys_siglist[signal] : "unknown";
 }
 
 std::string program_folder() {

@@ -7,12 +7,14 @@
 #include <cstdio>
 #include <cstring>
 
+#include "client/src/error_text.hpp"
+
 namespace vesk::client {
 
 bool reserve_object(int descriptor, std::size_t bytes, std::string& error) {
   // Works once for an object, and memory is reserved by the kernel's own overcommit rules.
   if (ftruncate(descriptor, static_cast<off_t>(bytes)) == 0) return true;
-  error = std::string("no shared memory: ") + std::strerror(errno);
+  error = "no shared memory: " + error_text(errno);
   return false;
 }
 
