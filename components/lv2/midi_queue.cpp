@@ -36,4 +36,12 @@ void MidiQueue::release() noexcept VESK_REALTIME {
   ring_.release(cursor_);
 }
 
+void MidiQueue::clear() noexcept VESK_REALTIME {
+  MessageRing::Message message;
+  cursor_ = ring_.begin();
+  while (ring_.next(cursor_, message)) {
+  }
+  release();
+}
+
 }  // namespace vesk::lv2

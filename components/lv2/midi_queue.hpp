@@ -29,6 +29,8 @@ class MidiQueue {
   std::span<const TimedEvent> collect(std::uint32_t frames) noexcept VESK_REALTIME;
   /// Forgets what `collect` returned.
   void release() noexcept VESK_REALTIME;
+  /// Forgets everything. Also on a control thread while nobody renders.
+  void clear() noexcept VESK_REALTIME;
 
  private:
   MessageRing ring_;

@@ -2,21 +2,11 @@
 
 #include <dlfcn.h>
 
-#include <cstdlib>
-#include <cstring>
-
+#include "components/lv2/display.hpp"
 #include "components/lv2/features.hpp"
 
 namespace vesk::lv2 {
 namespace {
-
-// Several plugins make a Qt application object of their own, which ends the process when there is
-// no display to talk to.
-void spare_qt_the_display() {
-  if (std::getenv("DISPLAY") == nullptr && std::getenv("WAYLAND_DISPLAY") == nullptr) {
-    setenv("QT_QPA_PLATFORM", "offscreen", 0);
-  }
-}
 
 void* open_object(const std::string& path, std::string* error) {
   void* object = dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL | RTLD_NODELETE);

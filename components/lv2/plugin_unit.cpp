@@ -40,6 +40,8 @@ PluginUnit::PluginUnit(std::shared_ptr<const Description> plugin,
 }
 
 PluginUnit::~PluginUnit() {
+  // While everything that a listener may ask for is still there.
+  listeners_.stop();
   for (const AUPreset& preset : factory_presets_) {
     CFRelease(preset.presetName);
   }
@@ -94,6 +96,7 @@ OSStatus PluginUnit::initialize() {
     properties_ = parked_->save();
     parked_.reset();
   }
+  midi_.clear();
   allocate_buffers();
   std::unique_ptr<Instance> instance = make_instance(parameters_.snapshot(), state_to_restore());
   if (instance == nullptr) {
@@ -131,6 +134,7 @@ OSStatus PluginUnit::reset() {
     return kAudioUnitErr_CannotDoInCurrentContext;
   }
   instance->reset();
+  midi_.clear();
   slot_.put(std::move(instance));
   return noErr;
 }

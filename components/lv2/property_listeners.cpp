@@ -6,7 +6,9 @@
 
 namespace vesk::lv2 {
 
-PropertyListeners::~PropertyListeners() {
+PropertyListeners::~PropertyListeners() { stop(); }
+
+void PropertyListeners::stop() {
   if (thread_.joinable()) {
     post(kStop);
     thread_.join();

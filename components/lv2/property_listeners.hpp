@@ -32,6 +32,8 @@ class PropertyListeners {
   /// With `any_user`, whatever the user pointer is.
   void remove(AudioUnitPropertyID id, AudioUnitPropertyListenerProc proc, void* user,
               bool any_user);
+  /// Ends the thread: nobody is told of what the render thread meets any more.
+  void stop();
   /// Calls the listeners of `id`. They may add and remove listeners.
   void notify(AudioUnitPropertyID id, AudioUnitScope scope = 0, AudioUnitElement element = 0);
 

@@ -18,12 +18,7 @@ class Signal {
   /// Any thread. Release: what was written before is visible to who reads the new count.
   void raise() noexcept VESK_REALTIME {
     count_.fetch_add(1, std::memory_order_release);
-    // The wake is one system call that never sleeps: right on a real-time thread, though the
-    // compiler cannot know it.
-#pragma clang diagnostic push
-#pragma clang diagnostic ignored "-Wfunction-effects"
     os_sync_wake_by_address_all(&count_, sizeof count_, OS_SYNC_WAKE_BY_ADDRESS_NONE);
-#pragma clang diagnostic pop
   }
 
   std::uint32_t count() const noexcept VESK_REALTIME {

@@ -121,6 +121,7 @@ OSStatus PluginUnit::render_period(const AudioTimeStamp& time, UInt32 frames,
       for (UInt32 i = 0; i < 2; ++i) {
         std::memcpy(period.outputs[i], period.inputs[i], frames * kSampleBytes);
       }
+      midi_.clear();
       return noErr;
     }
   }

@@ -1,0 +1,11 @@
+#pragma once
+
+namespace vesk::lv2 {
+
+/// Several plugins make a Qt application object of their own, which ends the process when no
+/// display answers it. Tells Qt to do without one in that case, unless the environment says
+/// already what to use. Call before such a library is opened, while no other thread reads the
+/// environment.
+void spare_qt_the_display();
+
+}  // namespace vesk::lv2

@@ -1,0 +1,147 @@
+#include "lv2/lv2_unit.hpp"
+
+#include <stdlib.h>
+
+#include <algorithm>
+#include <filesystem>
+#include <map>
+
+#include "components/lv2/library.hpp"
+#include "components/lv2/unit.hpp"
+
+namespace vesk::tests {
+namespace {
+
+constexpr OSType kManufacturer = 'LV2_';
+
+std::map<OSType, std::shared_ptr<const lv2::Description>>& registered() {
+  static std::map<OSType, std::shared_ptr<const lv2::Description>> plugins;
+  return plugins;
+}
+
+AudioComponentPlugInInterface* make(const AudioComponentDescription* wanted) {
+  OSStatus status = noErr;
+  return lv2::make_unit(registered()[wanted->componentSubType], &status);
+}
+
+/// One component a plugin, however often it is opened.
+AudioComponent component_of(const std::shared_ptr<const lv2::Description>& plugin) {
+  static std::map<std::string, AudioComponent> components;
+  AudioComponent& component = components[plugin->uri];
+  if (component == nullptr) {
+    const OSType subtype = 'T000' + static_cast<OSType>(components.size());
+    registered()[subtype] = plugin;
+    const AudioComponentDescription codes{plugin->type, subtype, kManufacturer, 0, 0};
+    component = AudioComponentRegister(&codes, CFSTR("Test: LV2"), 0x10000, &make);
+  }
+  return component;
+}
+
+void use_test_bundles() {
+  static const bool once = [] {
+    const std::string path = std::string(VESK_TEST_LV2) + ":/usr/lib/lv2";
+    setenv("LV2_PATH", path.c_str(), 1);
+    const auto cache = std::filesystem::path(VESK_TEST_LV2).replace_filename("lv2-cache");
+    setenv("XDG_CACHE_HOME", cache.c_str(), 1);
+    return true;
+  }();
+  (void)once;
+}
+
+}  // namespace
+
+std::shared_ptr<const lv2::Description> describe(const std::string& uri) {
+  static std::map<std::string, std::shared_ptr<const lv2::Description>> known;
+  use_test_bundles();
+  auto& plugin = known[uri];
+  if (plugin == nullptr) {
+    std::string error;
+    const auto found = lv2::find_by_uri(uri, &error);
+    EXPECT_TRUE(found) << uri << ": " << error;
+    if (found) plugin = found->description;
+  }
+  return plugin;
+}
+
+Lv2Unit::Lv2Unit(const std::string& uri, UInt32 max_frames) : plugin_(describe(uri)) {
+  for (int channel = 0; channel < 2; ++channel) {
+    input[channel].resize(max_frames);
+    output[channel].resize(max_frames);
+  }
+  open_status_ = AudioComponentInstanceNew(component_of(plugin_), &unit_);
+  if (open_status_ != noErr) return;
+  auto format = property<AudioStreamBasicDescription>(kAudioUnitProperty_StreamFormat,
+                                                      kAudioUnitScope_Output);
+  format.mSampleRate = kRate;
+  EXPECT_EQ(set_property(kAudioUnitProperty_StreamFormat, format, kAudioUnitScope_Output), noErr);
+  if (plugin_->type == kAudioUnitType_Effect || plugin_->type == kAudioUnitType_MusicEffect) {
+    EXPECT_EQ(set_property(kAudioUnitProperty_StreamFormat, format, kAudioUnitScope_Input), noErr);
+    // What a test supplies need not be real-time code.
+    const AURenderCallbackStruct callback{(AURenderCallback)&give_input, this};
+    EXPECT_EQ(set_property(kAudioUnitProperty_SetRenderCallback, callback, kAudioUnitScope_Input),
+              noErr);
+  }
+  EXPECT_EQ(set_property(kAudioUnitProperty_MaximumFramesPerSlice, max_frames), noErr);
+}
+
+Lv2Unit::~Lv2Unit() {
+  if (unit_ != nullptr) AudioComponentInstanceDispose(unit_);
+}
+
+OSStatus Lv2Unit::give_input(void* self, AudioUnitRenderActionFlags* flags, const AudioTimeStamp*,
+                             UInt32, UInt32, AudioBufferList* data) {
+  auto* test = static_cast<Lv2Unit*>(self);
+  if (test->supply) return test->supply(flags, data);
+  for (UInt32 channel = 0; channel < 2; ++channel) {
+    if (data->mBuffers[channel].mData != nullptr) return kAudio_ParamError;
+    data->mBuffers[channel].mData = test->input[channel].data();
+  }
+  return noErr;
+}
+
+OSStatus Lv2Unit::render(UInt32 frames) {
+  struct {
+    AudioBufferList list;
+    AudioBuffer second;
+  } buffers{};
+  buffers.list.mNumberBuffers = 2;
+  for (UInt32 channel = 0; channel < 2; ++channel) {
+    buffers.list.mBuffers[channel] = {1, frames * 4, output[channel].data()};
+  }
+  AudioTimeStamp stamp{};
+  stamp.mSampleTime = sample_time;
+  stamp.mFlags = kAudioTimeStampSampleTimeValid;
+  AudioUnitRenderActionFlags flags = 0;
+  const OSStatus status = AudioUnitRender(unit_, &flags, &stamp, 0, frames, &buffers.list);
+  sample_time += frames;
+  return status;
+}
+
+AudioUnitParameterID Lv2Unit::id_of(const std::string& symbol) const {
+  const auto port = std::find_if(plugin_->ports.begin(), plugin_->ports.end(),
+                                 [&](const lv2::Port& p) { return p.symbol == symbol; });
+  return port != plugin_->ports.end() ? port->index : 0xffffffff;
+}
+
+OSStatus Lv2Unit::set(const std::string& symbol, float value) {
+  return AudioUnitSetParameter(unit_, id_of(symbol), kAudioUnitScope_Global, 0, value, 0);
+}
+
+float Lv2Unit::get(const std::string& symbol) const {
+  float value = -1e9f;
+  EXPECT_EQ(AudioUnitGetParameter(unit_, id_of(symbol), kAudioUnitScope_Global, 0, &value), noErr)
+      << symbol;
+  return value;
+}
+
+std::vector<float> noise(UInt32 seed, UInt32 frames) {
+  std::vector<float> samples(frames);
+  UInt32 state = seed * 2654435761u + 1;
+  for (float& sample : samples) {
+    state = state * 1664525u + 1013904223u;
+    sample = static_cast<float>(state >> 8) / 16777216.0f - 0.5f;
+  }
+  return samples;
+}
+
+}  // namespace vesk::tests
