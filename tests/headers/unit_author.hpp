@@ -1,0 +1,11 @@
+#pragma once
+
+#include <cstddef>
+
+namespace vesk::tests {
+
+/// Names everything that the sources of Audio Unit libraries take from the headers, through the
+/// headers that these include; returns how many names that are. Its calls are linked, not made.
+std::size_t count_what_unit_authors_use();
+
+}  // namespace vesk::tests

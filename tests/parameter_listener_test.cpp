@@ -1,0 +1,404 @@
+#include <AudioToolbox/AudioToolbox.h>
+#include <gtest/gtest.h>
+
+#include <clocale>
+#include <cmath>
+#include <map>
+#include <string>
+#include <thread>
+#include <vector>
+
+namespace {
+
+// A unit with any parameters and one property that changes, in as few lines as do.
+
+std::map<AudioUnitParameterID, float> values;
+AudioUnitParameterInfo described{};
+struct {
+  AudioUnitPropertyListenerProc proc;
+  void* user_data;
+  int count;
+} property_listener;
+
+OSStatus get_parameter(void*, AudioUnitParameterID id, AudioUnitScope, AudioUnitElement,
+                       Float32* value) {
+  *value = values[id];
+  return noErr;
+}
+
+OSStatus set_parameter(void*, AudioUnitParameterID id, AudioUnitScope, AudioUnitElement,
+                       Float32 value, UInt32) {
+  if (id == 99) return kAudioUnitErr_InvalidParameter;
+  values[id] = value;
+  return noErr;
+}
+
+OSStatus get_property(void*, AudioUnitPropertyID id, AudioUnitScope, AudioUnitElement, void* data,
+                      UInt32*) {
+  if (id != kAudioUnitProperty_ParameterInfo) return kAudioUnitErr_InvalidProperty;
+  *static_cast<AudioUnitParameterInfo*>(data) = described;
+  return noErr;
+}
+
+OSStatus add_listener(void*, AudioUnitPropertyID, AudioUnitPropertyListenerProc proc,
+                      void* user_data) {
+  property_listener = {proc, user_data, property_listener.count + 1};
+  return noErr;
+}
+
+OSStatus remove_listener(void*, AudioUnitPropertyID, AudioUnitPropertyListenerProc, void*) {
+  --property_listener.count;
+  return noErr;
+}
+
+AudioComponentMethod lookup(SInt16 selector) {
+  switch (selector) {
+    case kAudioUnitGetParameterSelect:
+      return reinterpret_cast<AudioComponentMethod>(get_parameter);
+    case kAudioUnitSetParameterSelect:
+      return reinterpret_cast<AudioComponentMethod>(set_parameter);
+    case kAudioUnitGetPropertySelect:
+      return reinterpret_cast<AudioComponentMethod>(get_property);
+    case kAudioUnitAddPropertyListenerSelect:
+      return reinterpret_cast<AudioComponentMethod>(add_listener);
+    case kAudioUnitRemovePropertyListenerWithUserDataSelect:
+      return reinterpret_cast<AudioComponentMethod>(remove_listener);
+    default:
+      return nullptr;
+  }
+}
+
+AudioUnit open_unit() {
+  static AudioComponent component = [] {
+    const AudioComponentDescription description{kAudioUnitType_Effect, 'Para', 'Test', 0, 0};
+    return AudioComponentRegister(
+        &description, nullptr, 0,
+        [](const AudioComponentDescription*) -> AudioComponentPlugInInterface* {
+          static AudioComponentPlugInInterface interface{
+              [](void*, AudioComponentInstance) -> OSStatus { return noErr; },
+              [](void*) -> OSStatus { return noErr; }, lookup, nullptr};
+          return &interface;
+        });
+  }();
+  AudioUnit unit = nullptr;
+  EXPECT_EQ(AudioComponentInstanceNew(component, &unit), noErr);
+  return unit;
+}
+
+struct Heard {
+  void* object;
+  AudioUnitEventType type;
+  AudioUnitParameterID id;
+  float value;
+  bool operator==(const Heard&) const = default;
+};
+using HeardList = std::vector<Heard>;
+
+std::ostream& operator<<(std::ostream& out, const Heard& heard) {
+  return out << "{object " << heard.object << ", type " << heard.type << ", id " << heard.id << ", "
+             << heard.value << "}";
+}
+
+void hear_parameter(void* list, void* object, const AudioUnitParameter* parameter, Float32 value) {
+  static_cast<HeardList*>(list)->push_back(
+      {object, kAudioUnitEvent_ParameterValueChange, parameter->mParameterID, value});
+}
+
+void hear_event(void* list, void* object, const AudioUnitEvent* event, UInt64 time, Float32 value) {
+  EXPECT_NE(time, 0u);
+  static_cast<HeardList*>(list)->push_back(
+      {object, event->mEventType, event->mArgument.mParameter.mParameterID, value});
+}
+
+constexpr AudioUnitEventType kValue = kAudioUnitEvent_ParameterValueChange;
+constexpr AudioUnitEventType kBegin = kAudioUnitEvent_BeginParameterChangeGesture;
+constexpr AudioUnitEventType kEnd = kAudioUnitEvent_EndParameterChangeGesture;
+
+class ParameterListener : public testing::Test {
+ protected:
+  ParameterListener() {
+    values.clear();
+    property_listener = {};
+  }
+  ~ParameterListener() override {
+    if (unit_) AudioComponentInstanceDispose(unit_);
+  }
+
+  AudioUnitParameter parameter(AudioUnitParameterID id) const {
+    return {unit_, id, kAudioUnitScope_Global, 0};
+  }
+  AudioUnitEvent event(AudioUnitEventType type, AudioUnitParameterID id) const {
+    AudioUnitEvent event{};
+    event.mEventType = type;
+    event.mArgument.mParameter = parameter(id);
+    return event;
+  }
+  AUParameterListenerRef listen(HeardList& heard, float interval,
+                                std::initializer_list<AudioUnitParameterID> ids,
+                                void* object = nullptr) {
+    AUParameterListenerRef listener = nullptr;
+    EXPECT_EQ(AUListenerCreate(hear_parameter, &heard, nullptr, nullptr, interval, &listener),
+              noErr);
+    for (AudioUnitParameterID id : ids) {
+      const AudioUnitParameter wanted = parameter(id);
+      EXPECT_EQ(AUListenerAddParameter(listener, object, &wanted), noErr);
+    }
+    return listener;
+  }
+  void set(AudioUnitParameterID id, float value, AUParameterListenerRef sender = nullptr,
+           void* object = nullptr) {
+    const AudioUnitParameter changed = parameter(id);
+    EXPECT_EQ(AUParameterSet(sender, object, &changed, value, 0), noErr);
+  }
+  static void run_loop(double seconds) {
+    CFRunLoopRunInMode(kCFRunLoopDefaultMode, seconds, false);
+  }
+
+  AudioUnit unit_ = open_unit();
+};
+
+TEST_F(ParameterListener, HearsAtOnceWhatItAskedForAndNothingElse) {
+  HeardList heard;
+  int object;
+  auto listener = listen(heard, 0, {1, 2}, &object);
+  set(1, 0.5f);
+  set(3, 0.6f);
+  EXPECT_EQ(values[3], 0.6f);
+  EXPECT_EQ(heard, (HeardList{{&object, kValue, 1, 0.5f}}));
+  AudioUnitSetParameter(unit_, 1, kAudioUnitScope_Global, 0, 0.7f, 0);
+  EXPECT_EQ(heard.size(), 1u) << "a bare set tells nobody";
+
+  const AudioUnitParameter first = parameter(1);
+  EXPECT_EQ(AUParameterListenerNotify(nullptr, nullptr, &first), noErr);
+  EXPECT_EQ(heard.back(), (Heard{&object, kValue, 1, 0.7f})) << "with the unit's present value";
+
+  heard.clear();
+  AUListenerRemoveParameter(listener, &object, &first);
+  set(1, 0.8f);
+  EXPECT_TRUE(heard.empty());
+
+  const AudioUnitParameter refused = parameter(99);
+  EXPECT_EQ(AUParameterSet(nullptr, nullptr, &refused, 1, 0), kAudioUnitErr_InvalidParameter);
+  EXPECT_TRUE(heard.empty());
+  EXPECT_EQ(AUListenerDispose(listener), noErr);
+  EXPECT_EQ(AUListenerDispose(listener), kAudio_ParamError) << "a stale handle";
+}
+
+TEST_F(ParameterListener, IsNotToldOfWhatItSent) {
+  HeardList heard, others;
+  int one, two;
+  auto listener = listen(heard, 0, {1}, &one);
+  const AudioUnitParameter wanted = parameter(1);
+  AUListenerAddParameter(listener, &two, &wanted);
+  auto other = listen(others, 0, {1}, &one);
+  set(1, 1, listener, &one);
+  EXPECT_EQ(heard, (HeardList{{&two, kValue, 1, 1}})) << "its other object hears";
+  set(1, 2, listener, nullptr);
+  EXPECT_EQ(heard.size(), 1u) << "no object: all of the listener's are silenced";
+  EXPECT_EQ(others.size(), 2u);
+  AUListenerDispose(listener);
+  AUListenerDispose(other);
+}
+
+TEST_F(ParameterListener, HearsEveryParameterWhenAnyHasChanged) {
+  HeardList heard;
+  auto listener = listen(heard, 0, {1, 2});
+  values = {{1, 0.1f}, {2, 0.2f}};
+  const AudioUnitParameter any = parameter(kAUParameterListener_AnyParameter);
+  EXPECT_EQ(AUParameterListenerNotify(nullptr, nullptr, &any), noErr);
+  EXPECT_EQ(heard, (HeardList{{nullptr, kValue, 1, 0.1f}, {nullptr, kValue, 2, 0.2f}}));
+  AUListenerDispose(listener);
+}
+
+TEST_F(ParameterListener, HearsTheLastValueOncePerInterval) {
+  HeardList heard;
+  auto listener = listen(heard, 0.05f, {1, 2});
+  for (int i = 0; i <= 100; ++i) set(1, static_cast<float>(i));
+  set(2, 7);
+  EXPECT_TRUE(heard.empty()) << "not on the changing thread";
+  run_loop(0.01);
+  EXPECT_EQ(heard, (HeardList{{nullptr, kValue, 1, 100}, {nullptr, kValue, 2, 7}}));
+
+  set(1, 101);
+  run_loop(0.005);
+  EXPECT_EQ(heard.size(), 2u) << "the interval is not over";
+  std::thread([&] { set(1, 102); }).join();
+  run_loop(0.3);
+  ASSERT_EQ(heard.size(), 3u);
+  EXPECT_EQ(heard.back().value, 102);
+
+  set(1, 103);
+  AUListenerDispose(listener);
+  run_loop(0.1);
+  EXPECT_EQ(heard.size(), 3u) << "nothing after the end";
+}
+
+TEST_F(ParameterListener, HearsGesturesAroundTheirValues) {
+  HeardList heard;
+  AUEventListenerRef listener = nullptr;
+  ASSERT_EQ(AUEventListenerCreate(hear_event, &heard, nullptr, nullptr, 0.01f, 60, &listener),
+            noErr);
+  for (AudioUnitEventType type : {kBegin, kValue, kEnd}) {
+    const AudioUnitEvent wanted = event(type, 1);
+    ASSERT_EQ(AUEventListenerAddEventType(listener, nullptr, &wanted), noErr);
+  }
+  const AudioUnitEvent begin = event(kBegin, 1), end = event(kEnd, 1);
+  AUEventListenerNotify(nullptr, nullptr, &begin);
+  for (float value : {1.0f, 2.0f, 3.0f}) set(1, value);
+  AUEventListenerNotify(nullptr, nullptr, &end);
+  set(1, 4);
+  run_loop(0.1);
+  // Within the granularity the values collapse, but not across the gesture's end.
+  EXPECT_EQ(heard, (HeardList{{nullptr, kBegin, 1, 0},
+                              {nullptr, kValue, 1, 3},
+                              {nullptr, kEnd, 1, 3},
+                              {nullptr, kValue, 1, 4}}));
+  AUListenerDispose(listener);
+}
+
+TEST_F(ParameterListener, KeepsValuesThatAreFurtherApartThanTheGranularity) {
+  HeardList heard;
+  AUEventListenerRef listener = nullptr;
+  AUEventListenerCreate(hear_event, &heard, nullptr, nullptr, 0.01f, 0, &listener);
+  const AudioUnitEvent wanted = event(kValue, 1);
+  AUEventListenerAddEventType(listener, nullptr, &wanted);
+  for (float value : {1.0f, 2.0f, 3.0f}) set(1, value);
+  run_loop(0.1);
+  EXPECT_EQ(heard.size(), 3u);
+  AUListenerDispose(listener);
+}
+
+TEST_F(ParameterListener, HearsOfPropertiesFromTheUnitAlone) {
+  HeardList heard;
+  AUEventListenerRef listener = nullptr;
+  AUEventListenerCreate(hear_event, &heard, nullptr, nullptr, 0, 0, &listener);
+  AudioUnitEvent latency{};
+  latency.mEventType = kAudioUnitEvent_PropertyChange;
+  latency.mArgument.mProperty = {unit_, kAudioUnitProperty_Latency, kAudioUnitScope_Global, 0};
+  int one, two;
+  EXPECT_EQ(AUEventListenerAddEventType(listener, &one, &latency), noErr);
+  EXPECT_EQ(AUEventListenerAddEventType(listener, &two, &latency), noErr);
+  EXPECT_EQ(property_listener.count, 1) << "one listener of the unit for both";
+  EXPECT_EQ(AUEventListenerNotify(nullptr, nullptr, &latency), kAudio_ParamError);
+  EXPECT_TRUE(heard.empty());
+  property_listener.proc(property_listener.user_data, unit_, kAudioUnitProperty_Latency,
+                         kAudioUnitScope_Global, 0);
+  EXPECT_EQ(heard.size(), 2u);
+  AUEventListenerRemoveEventType(listener, &one, &latency);
+  EXPECT_EQ(property_listener.count, 1);
+  AUEventListenerRemoveEventType(listener, &two, &latency);
+  EXPECT_EQ(property_listener.count, 0);
+
+  // What comes late, when the listener is gone, reaches nobody.
+  AUEventListenerAddEventType(listener, &one, &latency);
+  AUListenerDispose(listener);
+  heard.clear();
+  property_listener.proc(property_listener.user_data, unit_, kAudioUnitProperty_Latency,
+                         kAudioUnitScope_Global, 0);
+  EXPECT_TRUE(heard.empty());
+}
+
+TEST_F(ParameterListener, MayEndItselfInItsCallAndOutliveItsUnit) {
+  static AUParameterListenerRef mortal;
+  static int calls;
+  calls = 0;
+  AUListenerCreate(
+      [](void*, void*, const AudioUnitParameter*, Float32) {
+        ++calls;
+        AUListenerDispose(mortal);
+      },
+      nullptr, nullptr, nullptr, 0, &mortal);
+  const AudioUnitParameter wanted = parameter(1);
+  AUListenerAddParameter(mortal, nullptr, &wanted);
+  set(1, 1);
+  set(1, 2);
+  EXPECT_EQ(calls, 1);
+
+  HeardList heard;
+  auto listener = listen(heard, 0.01f, {1});
+  set(1, 3);
+  AudioComponentInstanceDispose(unit_);
+  unit_ = nullptr;
+  run_loop(0.05);
+  EXPECT_TRUE(heard.empty()) << "a value of a unit that is gone";
+  EXPECT_EQ(AUListenerDispose(listener), noErr);
+}
+
+TEST_F(ParameterListener, MayBeABlockOnTheMainQueue) {
+  __block float last = 0;
+  AUParameterListenerRef listener = nullptr;
+  ASSERT_EQ(AUListenerCreateWithDispatchQueue(&listener, 0.01f, dispatch_get_main_queue(),
+                                              ^(void*, const AudioUnitParameter*, Float32 value) {
+                                                last = value;
+                                              }),
+            noErr);
+  const AudioUnitParameter wanted = parameter(1);
+  AUListenerAddParameter(listener, nullptr, &wanted);
+  set(1, 5);
+  EXPECT_EQ(last, 0);
+  run_loop(0.1);
+  EXPECT_EQ(last, 5);
+  AUListenerDispose(listener);
+}
+
+TEST_F(ParameterListener, CurvesRunFromEndToEndAndBack) {
+  const AudioUnitParameter any = parameter(1);
+  const struct {
+    const char* name;
+    AudioUnitParameterOptions curve;
+    float low, high, middle;
+  } cases[] = {
+      {"linear", 0, -1, 3, 1},
+      {"logarithmic", kAudioUnitParameterFlag_DisplayLogarithmic, 20, 20000, 632.4555f},
+      {"logarithmic from 0, so linear", kAudioUnitParameterFlag_DisplayLogarithmic, 0, 10, 5},
+      {"square root", kAudioUnitParameterFlag_DisplaySquareRoot, 0, 4, 1},
+      {"squared", kAudioUnitParameterFlag_DisplaySquared, 0, 1, 0.70710678f},
+      {"cubed", kAudioUnitParameterFlag_DisplayCubed, 0, 1, 0.79370052f},
+      {"cube root", kAudioUnitParameterFlag_DisplayCubeRoot, 0, 8, 1},
+      {"exponential", kAudioUnitParameterFlag_DisplayExponential, 0, 1, 0.62011451f},
+  };
+  for (const auto& each : cases) {
+    described = {};
+    described.flags = each.curve;
+    described.minValue = each.low;
+    described.maxValue = each.high;
+    EXPECT_FLOAT_EQ(AUParameterValueFromLinear(0, &any), each.low) << each.name;
+    EXPECT_FLOAT_EQ(AUParameterValueFromLinear(1, &any), each.high) << each.name;
+    EXPECT_FLOAT_EQ(AUParameterValueFromLinear(2, &any), each.high) << each.name;
+    EXPECT_FLOAT_EQ(AUParameterValueFromLinear(0.5f, &any), each.middle) << each.name;
+    EXPECT_NEAR(AUParameterValueToLinear(each.middle, &any), 0.5, 1e-5) << each.name;
+    EXPECT_NEAR(AUParameterValueToLinear(each.high + 5, &any), 1, 1e-6) << each.name;
+  }
+  described.unit = kAudioUnitParameterUnit_Indexed;
+  described.flags = 0;
+  described.maxValue = 3;
+  EXPECT_EQ(AUParameterValueFromLinear(0.4f, &any), 1) << "an index is whole";
+}
+
+TEST_F(ParameterListener, TextsHaveDigitsByTheRangeOrTheFrequency) {
+  const AudioUnitParameter any = parameter(1);
+  const struct {
+    AudioUnitParameterUnit unit;
+    float low, high;
+    double value;
+    UInt32 digits;
+    const char* text;
+  } cases[] = {
+      {kAudioUnitParameterUnit_LinearGain, 0, 1, 0.12345, 4, "0.123"},
+      {kAudioUnitParameterUnit_Percent, 0, 100, 12.345, 4, "12.3"},
+      {kAudioUnitParameterUnit_Hertz, 20, 20000, 440.123, 4, "440.1"},
+      {kAudioUnitParameterUnit_Hertz, 20, 20000, 15000.6, 4, "15001"},
+      {kAudioUnitParameterUnit_Decibels, -96, 24, -6, 3, "-6"},
+      {kAudioUnitParameterUnit_Generic, 0, 1, 1e30, 4, "1e+30"},
+  };
+  for (const auto& each : cases) {
+    described = {};
+    described.unit = each.unit;
+    described.minValue = each.low;
+    described.maxValue = each.high;
+    char text[32];
+    EXPECT_STREQ(AUParameterFormatValue(each.value, &any, text, each.digits), each.text);
+  }
+}
+
+}  // namespace
