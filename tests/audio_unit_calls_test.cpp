@@ -1,12 +1,12 @@
 #include <AudioToolbox/AudioToolbox.h>
-#include <dlfcn.h>
 #include <gtest/gtest.h>
 
-#include <cmath>
-#include <cstring>
+#include <cstdint>
+#include <cstdlib>
 #include <functional>
 #include <sstream>
 #include <string>
+#include <type_traits>
 #include <vector>
 
 namespace {
@@ -18,11 +18,21 @@ std::ostringstream given;
 bool offers_methods = true;
 void* self_at_open = nullptr;
 
+template <typename Argument>
+void write_down(Argument argument) {
+  if constexpr (std::is_pointer_v<Argument> &&
+                !std::is_function_v<std::remove_pointer_t<Argument>>) {
+    given << static_cast<const void*>(argument) << ' ';
+  } else {
+    given << argument << ' ';
+  }
+}
+
 template <SInt16 selector, typename... Arguments>
 OSStatus method(void* self, Arguments... arguments) {
   EXPECT_EQ(self, self_at_open);
   given.str({});
-  ((given << arguments << ' '), ...);
+  (write_down(arguments), ...);
   return 1000 + selector;
 }
 
@@ -159,9 +169,9 @@ std::vector<Call> all_calls() {
        }},
       {0x101, "144 60 100 17 ",
        [](AudioUnit unit) { return MusicDeviceMIDIEvent(unit, 0x90, 60, 100, 17); }},
-      {0x102, "\xF0 6 ",
+      {0x102, "0x1b 6 ",
        [](AudioUnit unit) {
-         return MusicDeviceSysEx(unit, reinterpret_cast<const UInt8*>("\xF0"), 6);
+         return MusicDeviceSysEx(unit, static_cast<const UInt8*>(at(0x1b)), 6);
        }},
       {0x103, "4 ", [](AudioUnit unit) { return MusicDevicePrepareInstrument(unit, 4); }},
       {0x104, "4 ", [](AudioUnit unit) { return MusicDeviceReleaseInstrument(unit, 4); }},
@@ -198,11 +208,14 @@ TEST(AudioUnitCalls, SayWhenTheUnitHasNoSuchMethodOrIsNone) {
   AudioComponentInstanceDispose(unit);
 }
 
+// Before the first search of this process.
+[[maybe_unused]] const int component_path_is_set =
+    setenv("AUDIO_COMPONENT_PATH", VESK_TEST_COMPONENTS, 1);
+
 /// An instance of a built test unit, initialised for `frames` frames at 48 kHz.
 class Instance {
  public:
   Instance(OSType type, OSType subtype, UInt32 frames) {
-    setenv("AUDIO_COMPONENT_PATH", VESK_TEST_COMPONENTS, 1);
     const AudioComponentDescription wanted{type, subtype, 'Vesk', 0, 0};
     AudioComponent component = AudioComponentFindNext(nullptr, &wanted);
     EXPECT_EQ(AudioComponentInstanceNew(component, &unit_), noErr);

@@ -88,6 +88,56 @@ AudioComponent register_probe(OSType subtype, UInt32 flags) {
   return AudioComponentRegister(&description, CFSTR("Test: Probe"), 0x10203, make_probe);
 }
 
+// These two come first: what they look at happens once in a process.
+
+TEST(Components, OfBrokenBundlesAreNamedOnceAndOnlyWhenASearchFails) {
+  testing::internal::CaptureStderr();
+  EXPECT_NE(find('aufx', 'Gain', 'Vesk'), nullptr);
+  EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
+
+  testing::internal::CaptureStderr();
+  EXPECT_EQ(find('aufx', 'None', 'Test'), nullptr);
+  const std::string lines = testing::internal::GetCapturedStderr();
+  const auto folder = (installation.root() / "first").string();
+  for (const char* wanted :
+       {"/a-empty.component: Resources/Info-gnustep.plist: No such file or directory\n",
+        "/b-garbage.component: Resources/Info-gnustep.plist: ",
+        "/c-binary.component: Resources/Info-gnustep.plist: a binary property list",
+        "/d-list.component: Resources/Info-gnustep.plist: no dictionary\n",
+        "/e-outside.component: NSExecutable is no file name\n",
+        "/f-faulty.component: entry 0 of AudioComponents has no code of four ASCII characters for "
+        "subtype\n",
+        "/f-faulty.component: entry 1 of AudioComponents has no name\n",
+        "/f-faulty.component: entry 2 of AudioComponents has no factoryFunction\n",
+        "/not-a-bundle.component: Resources/Info-gnustep.plist: Not a directory\n"}) {
+    EXPECT_NE(lines.find("plugin host: component bundle " + folder + wanted), std::string::npos)
+        << wanted << "is not in\n"
+        << lines;
+  }
+
+  testing::internal::CaptureStderr();
+  EXPECT_EQ(find('aufx', 'None', 'Test'), nullptr);
+  EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
+}
+
+TEST(Components, OfOtherKindsAreLeftAloneByASearchForANativeOne) {
+  const std::string module = std::string(VESK_TEST_MODULES) + "/lv2.so";
+  EXPECT_NE(find('aumu', 'Tone', 'Vesk'), nullptr);
+  EXPECT_EQ(dlopen(module.c_str(), RTLD_NOLOAD | RTLD_LAZY), nullptr);
+  AudioComponent second = find('aumu', 'BBBB', 'LV2_');
+  EXPECT_NE(dlopen(module.c_str(), RTLD_NOLOAD | RTLD_LAZY), nullptr);
+  EXPECT_EQ(name_of(second), "Provider: Second");
+  // The same component, however it is found.
+  const Description any_of_them{0, 0, 'LV2_', 0, 0};
+  AudioComponent first = AudioComponentFindNext(nullptr, &any_of_them);
+  EXPECT_EQ(AudioComponentFindNext(first, &any_of_them), second);
+
+  AudioComponentInstance instance = nullptr;
+  ASSERT_EQ(AudioComponentInstanceNew(second, &instance), noErr);
+  EXPECT_EQ(AudioUnitInitialize(instance), kAudio_UnimplementedError);
+  EXPECT_EQ(AudioComponentInstanceDispose(instance), noErr);
+}
+
 TEST(Components, AreFoundInTheOrderOfTheirOrigins) {
   const Description any{};
   const std::vector<std::string> on_disk = {
@@ -146,37 +196,6 @@ TEST(Components, TellWhatTheyAre) {
   EXPECT_EQ(AudioComponentCopyName(nullptr, nullptr), kAudio_ParamError);
 }
 
-// Every test is a process of its own, so this one meets the bundles first.
-TEST(Components, OfBrokenBundlesAreNamedOnceAndOnlyWhenASearchFails) {
-  testing::internal::CaptureStderr();
-  EXPECT_NE(find('aufx', 'Gain', 'Vesk'), nullptr);
-  EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
-
-  testing::internal::CaptureStderr();
-  EXPECT_EQ(find('aufx', 'None', 'Test'), nullptr);
-  const std::string lines = testing::internal::GetCapturedStderr();
-  const auto folder = (installation.root() / "first").string();
-  for (const char* wanted :
-       {"/a-empty.component: Resources/Info-gnustep.plist: No such file or directory\n",
-        "/b-garbage.component: Resources/Info-gnustep.plist: ",
-        "/c-binary.component: Resources/Info-gnustep.plist: a binary property list",
-        "/d-list.component: Resources/Info-gnustep.plist: no dictionary\n",
-        "/e-outside.component: NSExecutable is no file name\n",
-        "/f-faulty.component: entry 0 of AudioComponents has no code of four ASCII characters for "
-        "subtype\n",
-        "/f-faulty.component: entry 1 of AudioComponents has no name\n",
-        "/f-faulty.component: entry 2 of AudioComponents has no factoryFunction\n",
-        "/not-a-bundle.component: Resources/Info-gnustep.plist: Not a directory\n"}) {
-    EXPECT_NE(lines.find("plugin host: component bundle " + folder + wanted), std::string::npos)
-        << wanted << "is not in\n"
-        << lines;
-  }
-
-  testing::internal::CaptureStderr();
-  EXPECT_EQ(find('aufx', 'None', 'Test'), nullptr);
-  EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
-}
-
 TEST(Components, ThatCannotBeOpenedSayWhy) {
   const struct {
     Description which;
@@ -196,25 +215,6 @@ TEST(Components, ThatCannotBeOpenedSayWhy) {
     EXPECT_NE(testing::internal::GetCapturedStderr().find(each.line), std::string::npos);
     EXPECT_EQ(instance, nullptr);
   }
-}
-
-TEST(Components, OfOtherKindsAreLeftAloneByASearchForANativeOne) {
-  const std::string module = std::string(VESK_TEST_MODULES) + "/lv2.so";
-  EXPECT_NE(find('aumu', 'Tone', 'Vesk'), nullptr);
-  EXPECT_EQ(find('aumu', 'Nope', 'Vesk'), nullptr);
-  EXPECT_EQ(dlopen(module.c_str(), RTLD_NOLOAD | RTLD_LAZY), nullptr);
-  AudioComponent second = find('aumu', 'BBBB', 'LV2_');
-  EXPECT_NE(dlopen(module.c_str(), RTLD_NOLOAD | RTLD_LAZY), nullptr);
-  EXPECT_EQ(name_of(second), "Provider: Second");
-  // The same component, however it is found.
-  const Description any_of_them{0, 0, 'LV2_', 0, 0};
-  AudioComponent first = AudioComponentFindNext(nullptr, &any_of_them);
-  EXPECT_EQ(AudioComponentFindNext(first, &any_of_them), second);
-
-  AudioComponentInstance instance = nullptr;
-  ASSERT_EQ(AudioComponentInstanceNew(second, &instance), noErr);
-  EXPECT_EQ(AudioUnitInitialize(instance), kAudio_UnimplementedError);
-  EXPECT_EQ(AudioComponentInstanceDispose(instance), noErr);
 }
 
 TEST(Components, AreRegisteredOnlyWhole) {
