@@ -11,6 +11,8 @@ namespace {
 constexpr int find_limit_ms = 60'000;
 constexpr int list_limit_ms = 600'000;
 
+constexpr const char* unreadable_answer = "vesk-lv2-scan gave an answer that cannot be read";
+
 using Find = std::function<const Entry*(const Catalogue&)>;
 
 std::optional<FoundPlugin> found_in(const CatalogueImage& image, const Entry& entry) {
@@ -44,10 +46,13 @@ std::optional<FoundPlugin> find_plugin(const Find& find, const std::vector<std::
   auto bytes = ask_scanner(question, find_limit_ms, error);
   if (!bytes) return {};
   const auto image = CatalogueImage::from_bytes(std::move(*bytes));
-  const Entry* entry = image ? find(image->catalogue()) : nullptr;
-  auto plugin = entry ? found_in(*image, *entry) : std::nullopt;
-  if (!image || (entry && !plugin)) *error = "vesk-lv2-scan gave an answer that cannot be read";
-  return plugin;
+  if (image) {
+    const Entry* entry = find(image->catalogue());
+    if (!entry) return {};
+    if (auto plugin = found_in(*image, *entry)) return plugin;
+  }
+  *error = unreadable_answer;
+  return {};
 }
 
 }  // namespace
@@ -74,7 +79,7 @@ std::optional<Catalogue> list_all(std::string* error) {
   if (!bytes) return {};
   const auto image = CatalogueImage::from_bytes(std::move(*bytes));
   if (!image) {
-    *error = "vesk-lv2-scan gave an answer that cannot be read";
+    *error = unreadable_answer;
     return {};
   }
   return image->catalogue();

@@ -11,9 +11,10 @@
 
 #include <cerrno>
 #include <cstdlib>
-#include <cstring>
 #include <filesystem>
 #include <system_error>
+
+#include "components/lv2/system_text.hpp"
 
 extern char** environ;
 
@@ -118,7 +119,7 @@ std::optional<Bytes> ask_scanner(const std::vector<std::string>& arguments, int 
   }
   int ends[2];
   if (::pipe2(ends, O_CLOEXEC) != 0) {
-    *error = program + ": no pipe (" + std::strerror(errno) + ")";
+    *error = program + ": no pipe (" + error_text(errno) + ")";
     return {};
   }
   pid_t pid = -1;
@@ -126,7 +127,7 @@ std::optional<Bytes> ask_scanner(const std::vector<std::string>& arguments, int 
   ::close(ends[1]);
   if (failure != 0) {
     ::close(ends[0]);
-    *error = program + ": " + std::strerror(failure);
+    *error = program + ": " + error_text(failure);
     return {};
   }
   Bytes answer;
@@ -146,7 +147,7 @@ std::optional<Bytes> ask_scanner(const std::vector<std::string>& arguments, int 
     return {};
   }
   if (WIFSIGNALED(status)) {
-    *error = program + ": " + ::strsignal(WTERMSIG(status));
+    *error = program + ": " + signal_text(WTERMSIG(status));
     return {};
   }
   if (WEXITSTATUS(status) != 0) {

@@ -217,6 +217,7 @@ std::vector<Port> read_ports(LilvWorld* world, const LilvPlugin* plugin) {
   const PortReader reader(world, plugin);
   std::vector<Port> ports;
   const std::uint32_t count = lilv_plugin_get_num_ports(plugin);
+  ports.reserve(count);
   for (std::uint32_t i = 0; i < count; ++i) {
     ports.push_back(reader.read(i, lilv_plugin_get_port_by_index(plugin, i)));
   }

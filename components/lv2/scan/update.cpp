@@ -76,6 +76,7 @@ class Update {
 
   void map_new_bundles() {
     std::vector<Job> jobs;
+    jobs.reserve(new_bundles_.size());
     for (const std::size_t index : new_bundles_) {
       jobs.push_back({Job::Kind::map, catalogue_.bundles[index].folder.path, {}});
     }
@@ -176,7 +177,8 @@ class Update {
         continue;
       }
       auto bytes = known_->record_bytes(*before);
-      const auto record = bytes ? decode_record(*bytes) : std::nullopt;
+      if (!bytes) continue;
+      const auto record = decode_record(*bytes);
       if (!record || !all_hold(record->sources)) continue;
       set_record(i, *record, std::move(*bytes));
     }
@@ -218,6 +220,7 @@ class Update {
     if (indices.empty()) return;
     changed_ = true;
     std::vector<Job> jobs;
+    jobs.reserve(indices.size());
     for (const std::size_t index : indices) {
       jobs.push_back(description_job(catalogue_.entries[index]));
     }

@@ -11,12 +11,12 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstdlib>
-#include <cstring>
 #include <deque>
 #include <memory>
 
 #include "components/lv2/record.hpp"
 #include "components/lv2/scan/bundle_reader.hpp"
+#include "components/lv2/system_text.hpp"
 
 namespace vesk::lv2::scan {
 namespace {
@@ -172,7 +172,7 @@ class Child {
     if (timed_out_) {
       result.failure = "kept its reader busy for " + std::to_string(job_limit_ms / 1000) + " s";
     } else if (WIFSIGNALED(status)) {
-      result.failure = std::string("crashed its reader (") + ::strsignal(WTERMSIG(status)) + ")";
+      result.failure = std::string("crashed its reader (") + signal_text(WTERMSIG(status)) + ")";
     } else {
       result.failure = "ended its reader";
     }
@@ -252,7 +252,7 @@ class Pool {
 
   void give_up(const std::deque<std::size_t>& chunk) {
     JobResult result;
-    result.failure = std::string("had no process to read it (") + std::strerror(errno) + ")";
+    result.failure = std::string("had no process to read it (") + error_text(errno) + ")";
     for (const std::size_t job : chunk) done_(job, result);
   }
 
