@@ -16,7 +16,8 @@
 /// `open_mask`, `render_request` and `render_done` are stored with release and loaded with
 /// acquire. Everything else in the block is plain memory, ordered by the word that publishes it:
 /// fill first, publish after. Each word has one writer, but for `quit`, which both sides only
-/// ever set.
+/// ever set, and `open_mask`, where a parent may leave a mark and see by its replacement that the
+/// host's main loop has turned.
 namespace vesk::host {
 
 /// "VESK", first letter most significant, stored as a native little-endian word.
