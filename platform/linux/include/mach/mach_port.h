@@ -14,8 +14,8 @@ OS_EXPORT kern_return_t mach_port_deallocate(ipc_space_t task, mach_port_name_t 
 /// with `mach_port_deallocate` and the array with `vm_deallocate(mach_task_self(), (vm_address_t)
 /// ports, count * sizeof *ports)`. Errors: KERN_INVALID_ARGUMENT (`task` is not this one, NULL),
 /// KERN_RESOURCE_SHORTAGE. Any thread; not real-time safe.
-OS_EXPORT kern_return_t mach_ports_lookup(task_t task, mach_port_array_t *ports,
-                                          mach_msg_type_number_t *count);
+OS_EXPORT kern_return_t mach_ports_lookup(task_t task, mach_port_array_t* ports,
+                                          mach_msg_type_number_t* count);
 
 /// Replaces the registered ports that this process looks up. What its children find is up to the
 /// descriptors they are started with. Errors: KERN_INVALID_ARGUMENT (more than

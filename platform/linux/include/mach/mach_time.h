@@ -10,7 +10,7 @@ struct mach_timebase_info {
   uint32_t numer;
   uint32_t denom;
 };
-typedef struct mach_timebase_info *mach_timebase_info_t;
+typedef struct mach_timebase_info* mach_timebase_info_t;
 typedef struct mach_timebase_info mach_timebase_info_data_t;
 
 /// Stores what makes nanoseconds of ticks: ticks * numer / denom. KERN_INVALID_ARGUMENT for NULL.

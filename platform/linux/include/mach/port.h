@@ -9,7 +9,7 @@ typedef uint32_t natural_t;
 typedef int integer_t;
 typedef natural_t mach_port_name_t;
 typedef mach_port_name_t mach_port_t;
-typedef mach_port_t *mach_port_array_t;
+typedef mach_port_t* mach_port_array_t;
 
 #define MACH_PORT_NULL ((mach_port_t)0)
 #define MACH_PORT_DEAD ((mach_port_t)0xffffffffu)

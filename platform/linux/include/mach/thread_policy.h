@@ -5,7 +5,7 @@
 #include <mach/mach_types.h>
 
 typedef natural_t thread_policy_flavor_t;
-typedef integer_t *thread_policy_t;
+typedef integer_t* thread_policy_t;
 
 /// Ordinary scheduling; no data.
 #define THREAD_STANDARD_POLICY 1
@@ -21,6 +21,6 @@ struct thread_time_constraint_policy {
   boolean_t preemptible;
 };
 typedef struct thread_time_constraint_policy thread_time_constraint_policy_data_t;
-typedef struct thread_time_constraint_policy *thread_time_constraint_policy_t;
+typedef struct thread_time_constraint_policy* thread_time_constraint_policy_t;
 #define THREAD_TIME_CONSTRAINT_POLICY_COUNT \
   ((mach_msg_type_number_t)(sizeof(thread_time_constraint_policy_data_t) / sizeof(integer_t)))

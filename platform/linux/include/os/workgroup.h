@@ -11,7 +11,7 @@
 #include <stdbool.h>
 #include <stdint.h>
 
-typedef struct os_workgroup_s *os_workgroup_t;
+typedef struct os_workgroup_s* os_workgroup_t;
 
 /// A membership; zero it before use and hand the same one to join and leave.
 struct os_workgroup_join_token_opaque_s {
@@ -19,21 +19,21 @@ struct os_workgroup_join_token_opaque_s {
   char opaque[36];
 };
 typedef struct os_workgroup_join_token_opaque_s os_workgroup_join_token_s;
-typedef struct os_workgroup_join_token_opaque_s *os_workgroup_join_token_t;
+typedef struct os_workgroup_join_token_opaque_s* os_workgroup_join_token_t;
 
 /// Makes a workgroup from a port that names one (`mach_ports_lookup`, `os_workgroup_copy_port`).
 ///
 /// `name` may be NULL. The port's right is not consumed. Returns a new reference (`os_release`),
 /// or NULL with `errno` EINVAL (not a workgroup's port), ENOMEM or EMFILE. A damaged record gives
 /// a workgroup that nobody can join. Any thread; not real-time safe.
-OS_EXPORT os_workgroup_t os_workgroup_create_with_port(const char *name, mach_port_t port);
+OS_EXPORT os_workgroup_t os_workgroup_create_with_port(const char* name, mach_port_t port);
 
 /// Makes a second, independent object for the same workgroup. Errors as above.
-OS_EXPORT os_workgroup_t os_workgroup_create_with_workgroup(const char *name,
+OS_EXPORT os_workgroup_t os_workgroup_create_with_workgroup(const char* name,
                                                             os_workgroup_t workgroup);
 
 /// Gives a port for the workgroup; release it with `mach_port_deallocate`. 0 or an errno value.
-OS_EXPORT int os_workgroup_copy_port(os_workgroup_t workgroup, mach_port_t *port);
+OS_EXPORT int os_workgroup_copy_port(os_workgroup_t workgroup, mach_port_t* port);
 
 /// Makes the calling thread a member: it runs on the group's CPUs until it leaves.
 ///

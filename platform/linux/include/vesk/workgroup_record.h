@@ -8,9 +8,10 @@
  * host or many. A record with the right magic that is damaged otherwise (another version or size,
  * a CPU set without a usable CPU) makes the join fail, and the host renders outside the group.
  *
- * Everything behind `version` may change while hosts run: read and write `cpus` and `members`
- * word by word with relaxed atomic operations. A member is never told of a change of `cpus`; the
- * parent moves the threads that it finds in `members` with `sched_setaffinity`. */
+ * `cpus` and `members` may change while hosts run: read and write them word by word with
+ * sequentially consistent atomic operations. To move its hosts the parent first stores `cpus`,
+ * then calls `sched_setaffinity` for each thread in `members`. A member enters itself first and
+ * reads `cpus` after that, so a thread that joins meanwhile is moved by one of the two. */
 
 #include <stdint.h>
 

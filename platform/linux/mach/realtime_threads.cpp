@@ -1,0 +1,97 @@
+#include "platform/linux/mach/realtime_threads.hpp"
+
+#include "platform/linux/process/report.hpp"
+
+#include <sched.h>
+#include <unistd.h>
+#include <atomic>
+#include <cerrno>
+#include <csignal>
+#include <mutex>
+
+namespace vesk::platform {
+
+namespace {
+
+struct Entry {
+  std::atomic<pid_t> thread = 0;  // the handler reads it without the lock
+  thread_time_constraint_policy_data_t policy = {};
+};
+
+std::mutex g_mutex;
+Entry g_entries[32];
+
+bool lives_here(pid_t thread) {
+  return tgkill(getpid(), thread, 0) == 0;
+}
+
+void at_realtime_limit(int) {
+  const int saved_errno = errno;
+  bool demoted = false;
+  // The kernel interrupts the thread that used its time up, unless that one blocks the signal.
+  const pid_t own = gettid();
+  bool own_is_known = false;
+  for (const Entry& entry : g_entries)
+    own_is_known |= entry.thread.load(std::memory_order_relaxed) == own;
+  for (const Entry& entry : g_entries) {
+    const pid_t thread = entry.thread.load(std::memory_order_relaxed);
+    if (thread == 0 || (own_is_known && thread != own)) continue;
+    // An ended thread's id may by now be another process's.
+    if (lives_here(thread)) demoted |= make_ordinary(thread);
+  }
+  if (demoted) report({"real-time limit reached, ordinary scheduling"});
+  errno = saved_errno;
+}
+
+}  // namespace
+
+void remember_realtime_thread(pid_t thread, const thread_time_constraint_policy_data_t& policy) {
+  const std::lock_guard lock(g_mutex);
+  Entry* place = nullptr;
+  for (Entry& entry : g_entries) {
+    const pid_t known = entry.thread.load(std::memory_order_relaxed);
+    if (known == thread) {
+      place = &entry;
+      break;
+    }
+    if (place == nullptr && (known == 0 || !lives_here(known))) place = &entry;
+  }
+  if (place == nullptr) return;
+  place->policy = policy;
+  place->thread.store(thread, std::memory_order_relaxed);
+}
+
+void forget_realtime_thread(pid_t thread) {
+  const std::lock_guard lock(g_mutex);
+  for (Entry& entry : g_entries)
+    if (entry.thread.load(std::memory_order_relaxed) == thread)
+      entry.thread.store(0, std::memory_order_relaxed);
+}
+
+bool find_realtime_thread(pid_t thread, thread_time_constraint_policy_data_t* policy) {
+  const std::lock_guard lock(g_mutex);
+  for (const Entry& entry : g_entries) {
+    if (entry.thread.load(std::memory_order_relaxed) != thread) continue;
+    *policy = entry.policy;
+    return true;
+  }
+  return false;
+}
+
+void catch_realtime_limit() {
+  struct sigaction current = {};
+  if (sigaction(SIGXCPU, nullptr, &current) != 0 || current.sa_handler != SIG_DFL) return;
+  struct sigaction action = {};
+  action.sa_handler = at_realtime_limit;
+  action.sa_flags = SA_RESTART | SA_ONSTACK;
+  sigemptyset(&action.sa_mask);
+  sigaction(SIGXCPU, &action, nullptr);
+}
+
+bool make_ordinary(pid_t thread) {
+  // With the flag: an unprivileged thread that has it may not drop it.
+  const sched_param none = {};
+  return sched_setscheduler(thread, SCHED_OTHER | SCHED_RESET_ON_FORK, &none) == 0;
+}
+
+}  // namespace vesk::platform
