@@ -17,8 +17,8 @@ class PluginCall {
   PluginCall& operator=(const PluginCall&) = delete;
 
  private:
-  unsigned outer_plugin_;
-  const char* outer_phase_;
+  [[maybe_unused]] unsigned outer_plugin_;
+  [[maybe_unused]] const char* outer_phase_;
 };
 
 }  // namespace vesk::platform

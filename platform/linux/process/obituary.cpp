@@ -1,0 +1,53 @@
+#include "platform/obituary.hpp"
+
+#include "platform/linux/process/current_call.hpp"
+
+#include <exception>
+
+namespace vesk::platform {
+
+namespace {
+
+struct Calls {
+  CurrentCall now;
+  CurrentCall thrown_from;  // left by an exception
+};
+thread_local constinit Calls t_calls __attribute__((tls_model("initial-exec"))) = {};
+
+// A thread-local variable may cost an allocation at its first use, and the compiler refuses all of
+// them in real-time code. This one is made with the thread: the program itself holds it, and it
+// has no constructor. The question about exceptions is a read of another such variable.
+#pragma clang diagnostic push
+#pragma clang diagnostic ignored "-Wfunction-effects"
+Calls& own_calls() noexcept VESK_REALTIME {
+  return t_calls;
+}
+bool is_unwinding() noexcept VESK_REALTIME {
+  return std::uncaught_exceptions() > 0;
+}
+#pragma clang diagnostic pop
+
+}  // namespace
+
+CurrentCall current_call() {
+  return own_calls().now;
+}
+
+void blame_thrower() {
+  Calls& calls = own_calls();
+  if (calls.now.phase == nullptr) calls.now = calls.thrown_from;
+}
+
+PluginCall::PluginCall(unsigned plugin, const char* phase) noexcept VESK_REALTIME
+    : outer_plugin_(own_calls().now.plugin),
+      outer_phase_(own_calls().now.phase) {
+  own_calls().now = {plugin, phase};
+}
+
+PluginCall::~PluginCall() noexcept VESK_REALTIME {
+  Calls& calls = own_calls();
+  if (is_unwinding()) calls.thrown_from = calls.now;
+  calls.now = {outer_plugin_, outer_phase_};
+}
+
+}  // namespace vesk::platform

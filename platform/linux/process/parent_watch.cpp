@@ -1,0 +1,98 @@
+#include "platform/parent_watch.hpp"
+
+#include "platform/linux/process/parent.hpp"
+#include "platform/linux/workgroup/record.hpp"
+
+#include <poll.h>
+#include <pthread.h>
+#include <sys/syscall.h>
+#include <unistd.h>
+#include <atomic>
+#include <cerrno>
+#include <csignal>
+#include <ctime>
+
+namespace vesk::platform {
+
+namespace {
+
+constexpr time_t kSecondsToNotice = 5;
+constexpr time_t kSecondsToSave = 30;
+
+std::atomic<bool> g_noticed = false;
+
+pid_t find_parent() {
+  const pid_t now = getppid();
+  VeskWorkgroupRecord record;
+  // The record is right even when the parent died before this process looked for the first time.
+  if (now != 0 && read_workgroup_record(VESK_WORKGROUP_DESCRIPTOR, &record) && record.parent > 0)
+    return record.parent;
+  return now;
+}
+
+bool is_orphan() {
+  return getppid() != original_parent();
+}
+
+void sleep_seconds(time_t seconds) {
+  timespec left = {seconds, 0};
+  while (nanosleep(&left, &left) != 0 && errno == EINTR) {
+  }
+}
+
+/// Returns when the parent has ended.
+void await_end_of_parent() {
+  // Open first, then compare: a parent that ended between the two is noticed, and the descriptor
+  // keeps meaning that process though its id may be used again. -1 (no such process, an old
+  // kernel, a sandbox) makes poll a plain sleep.
+  const int parent = static_cast<int>(syscall(SYS_pidfd_open, original_parent(), 0));
+  const int interval_ms = parent < 0 ? 1000 : -1;
+  while (!is_orphan()) {
+    pollfd watched = {.fd = parent, .events = POLLIN, .revents = 0};
+    // Ready means ended, also while nobody has reaped it and it is still our parent by number.
+    if (poll(&watched, 1, interval_ms) > 0) break;
+  }
+  if (parent >= 0) close(parent);
+}
+
+void* guard(void*) {
+  await_end_of_parent();
+  sleep_seconds(kSecondsToNotice);
+  if (g_noticed.load(std::memory_order_relaxed)) sleep_seconds(kSecondsToSave);
+  // Not `exit`: whatever holds the main thread may hold locks that an orderly end needs.
+  _exit(1);
+}
+
+}  // namespace
+
+pid_t original_parent() {
+  static const pid_t parent = find_parent();
+  return parent;
+}
+
+bool parent_has_gone() {
+  const bool gone = is_orphan();
+  if (gone) g_noticed.store(true, std::memory_order_relaxed);
+  return gone;
+}
+
+void guard_against_orphanhood() {
+  // Now, on this thread: asked later, the kernel may already name the one who adopted us.
+  original_parent();
+  pthread_attr_t attributes;
+  if (pthread_attr_init(&attributes) != 0) return;
+  pthread_attr_setdetachstate(&attributes, PTHREAD_CREATE_DETACHED);
+  pthread_attr_setstacksize(&attributes, 64 * 1024);
+  // The process's signals are for its other threads.
+  sigset_t all;
+  sigset_t before;
+  sigfillset(&all);
+  pthread_sigmask(SIG_SETMASK, &all, &before);
+  pthread_t thread;
+  // Without the thread the host still ends by `parent_has_gone`, unless it is stuck.
+  static_cast<void>(pthread_create(&thread, &attributes, guard, nullptr));
+  pthread_sigmask(SIG_SETMASK, &before, nullptr);
+  pthread_attr_destroy(&attributes);
+}
+
+}  // namespace vesk::platform

@@ -1,0 +1,62 @@
+#include "platform/render_thread.hpp"
+
+#include "platform/linux/process/signal_stack.hpp"
+
+#include <sys/mman.h>
+#include <unistd.h>
+#include <cstdint>
+
+#if defined(__SSE2__)
+#include <immintrin.h>
+#endif
+
+namespace vesk::platform {
+
+namespace {
+
+constexpr std::size_t kTouchedStack = 256 * 1024;
+
+/// Numbers too small for a normal exponent cost a hundred times an ordinary operation, and a
+/// decaying reverb is full of them.
+void flush_denormals() {
+#if defined(__SSE2__)
+  constexpr unsigned kFlushToZero = 0x8000;
+  constexpr unsigned kDenormalsAreZero = 0x0040;
+  _mm_setcsr(_mm_getcsr() | kFlushToZero | kDenormalsAreZero);
+#elif defined(__aarch64__)
+  constexpr std::uint64_t kFlushToZero = std::uint64_t{1} << 24;
+  std::uint64_t control = 0;
+  asm volatile("mrs %0, fpcr" : "=r"(control));
+  asm volatile("msr fpcr, %0" ::"r"(control | kFlushToZero));
+#endif
+}
+
+/// A frame as large as what is to be touched, written once a page.
+[[gnu::noinline]] void touch_stack() {
+  volatile char frame[kTouchedStack];
+  for (std::size_t at = kTouchedStack; at >= 1024; at -= 1024) frame[at - 1] = 0;
+}
+
+}  // namespace
+
+RenderThread::RenderThread() : signal_stack_(install_signal_stack()) {
+  flush_denormals();
+  touch_stack();
+}
+
+RenderThread::~RenderThread() {
+  remove_signal_stack(signal_stack_);
+}
+
+void touch_pages(void* start, std::size_t bytes) {
+  if (bytes == 0) return;
+  const auto page = static_cast<std::uintptr_t>(sysconf(_SC_PAGESIZE));
+  const auto begin = reinterpret_cast<std::uintptr_t>(start) & ~(page - 1);
+  const auto end = reinterpret_cast<std::uintptr_t>(start) + bytes;
+  if (madvise(reinterpret_cast<void*>(begin), end - begin, MADV_POPULATE_WRITE) == 0) return;
+  // Kernels before 5.14. Others may write here at the same time, so only read.
+  for (std::uintptr_t at = begin; at < end; at += page)
+    static_cast<void>(*reinterpret_cast<const volatile char*>(at));
+}
+
+}  // namespace vesk::platform
