@@ -1,5 +1,7 @@
 #include "components/lv2/scanner_process.hpp"
 
+#include "components/lv2/system_text.hpp"
+
 #include <dlfcn.h>
 #include <fcntl.h>
 #include <poll.h>
@@ -13,8 +15,6 @@
 #include <cstdlib>
 #include <filesystem>
 #include <system_error>
-
-#include "components/lv2/system_text.hpp"
 
 extern char** environ;
 

@@ -166,14 +166,14 @@ class Update {
   }
 
   void take_over_records() {
-    if (!old()) return;
+    if (!known_) return;
     const std::set<std::size_t> is_new(new_bundles_.begin(), new_bundles_.end());
     for (std::size_t i = 0; i < catalogue_.entries.size(); ++i) {
       Entry& entry = catalogue_.entries[i];
-      const Entry* before = old()->find_uri(entry.uri);
+      const Entry* before = known_->catalogue().find_uri(entry.uri);
       if (!before || !before->described) continue;
       if (std::ranges::any_of(entry.watched, [&](auto b) { return is_new.contains(b); }) ||
-          watched_paths(catalogue_, entry) != watched_paths(*old(), *before)) {
+          watched_paths(catalogue_, entry) != watched_paths(known_->catalogue(), *before)) {
         continue;
       }
       auto bytes = known_->record_bytes(*before);
