@@ -96,7 +96,7 @@ TEST(Lv2UnitThreads, AStateIsExchangedBetweenPeriods) {
   }
   Renderer renderer(unit);
   const float factors[] = {2.0f, 3.0f, 5.0f};
-  for (std::size_t i = 0; i < 200; ++i) {
+  for (std::size_t i = 0; i < 100; ++i) {
     const CFPropertyListRef state = states[i % 3].get();
     ASSERT_EQ(unit.set_property(kAudioUnitProperty_ClassInfo, state), noErr);
     renderer.wait_for_a_period();

@@ -37,6 +37,8 @@ AudioComponent component_of(const std::shared_ptr<const lv2::Description>& plugi
   return component;
 }
 
+}  // namespace
+
 void use_test_bundles() {
   static const bool once = [] {
     const std::string path = std::string(VESK_TEST_LV2) + ":/usr/lib/lv2";
@@ -47,8 +49,6 @@ void use_test_bundles() {
   }();
   (void)once;
 }
-
-}  // namespace
 
 std::shared_ptr<const lv2::Description> describe(const std::string& uri) {
   static std::map<std::string, std::shared_ptr<const lv2::Description>> known;

@@ -15,6 +15,9 @@ namespace vesk::tests {
 constexpr double kRate = 48'000;
 constexpr UInt32 kFrames = 128;
 
+/// Makes the scanner see the test's bundles beside the installed ones, and keep a cache apart.
+void use_test_bundles();
+
 /// The description of an installed plugin or one of tests/lv2, as the scanner makes it. Null, with
 /// a test failure, when there is none.
 std::shared_ptr<const lv2::Description> describe(const std::string& uri);
