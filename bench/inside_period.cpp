@@ -5,7 +5,7 @@
 #include "host/chain.hpp"
 #include "host/period_server.hpp"
 #include "platform/render_thread.hpp"
-#include "support/lilv_plugin.hpp"
+#include "support/reference_plugin.hpp"
 
 namespace vesk::bench {
 namespace {
@@ -17,8 +17,8 @@ constexpr const char* kPianoSpec = "aumu:Sm48:LV2_";
 
 std::vector<host::MidiEvent> chord() {
   std::vector<host::MidiEvent> events;
-  for (const std::uint8_t key : {36, 43, 48, 55, 60, 64, 67, 72})
-    events.push_back({0x90, key, 80, 0, 0});
+  for (const int key : {36, 43, 48, 55, 60, 64, 67, 72})
+    events.push_back({0x90, static_cast<std::uint8_t>(key), 80, 0, 0});
   return events;
 }
 
@@ -34,7 +34,7 @@ double timed_ns(Call call) {
 void compare_piano(Report& report, const Plan& plan) {
   std::unique_ptr<LilvWorld, decltype(&lilv_world_free)> world(lilv_world_new(), lilv_world_free);
   lilv_world_load_all(world.get());
-  const auto bare = reference::LilvPlugin::load(world.get(), kPianoUri, kRate, kFrames);
+  const auto bare = reference::ReferencePlugin::load(world.get(), kPianoUri, kRate, kFrames);
   host::Block block{};
   host::Chain chain;
   std::string error;

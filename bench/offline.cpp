@@ -5,7 +5,7 @@
 
 #include "bench/benchmarks.hpp"
 #include "bench/measure.hpp"
-#include "support/lilv_plugin.hpp"
+#include "support/reference_plugin.hpp"
 #include "tools/render_song.hpp"
 #include "tools/song_sink.hpp"
 #include "tools/song_source.hpp"
@@ -28,9 +28,9 @@ double render_in_process(const std::string& song, const std::string& output, uns
   tools::SongSink::Settings settings;
   settings.sample_rate = 48'000;
   auto sink = tools::SongSink::open(*file, settings, error);
-  std::vector<std::unique_ptr<reference::LilvPlugin>> chain;
+  std::vector<std::unique_ptr<reference::ReferencePlugin>> chain;
   for (const char* uri : kUris)
-    chain.push_back(reference::LilvPlugin::load(world, uri, 48'000, frames));
+    chain.push_back(reference::ReferencePlugin::load(world, uri, 48'000, frames));
   if (!sink || !chain[0] || !chain[1] || !chain[2]) return 0;
 
   const std::uint64_t start = now_ns();

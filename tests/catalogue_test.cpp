@@ -25,7 +25,9 @@ void register_component(const char* type, const char* subtype, UInt32 flags, con
 
 TEST(Catalogue, ListsInstrumentsWithNamesAndFlags) {
   const std::string fits(511, 'n');
-  register_component("aumu", "zzz1", 6, "Maker: \xC3\x9Cber");
+  register_component("aumu", "zzz1", 6,
+                     "Maker: \xC3\x9C"
+                     "ber");
   register_component("aufx", "zzz2", 0, "Maker: Effect");
   register_component("aumu", "aaa3", 16, (fits + "n").c_str());
   register_component("aumu", "aaa4", 16, fits.c_str());
@@ -36,7 +38,9 @@ TEST(Catalogue, ListsInstrumentsWithNamesAndFlags) {
   });
   ASSERT_EQ(ours.size(), 3u);
   EXPECT_EQ(ours[0].desc.componentSubType, pack_four_cc("zzz1")) << "in the platform's order";
-  EXPECT_EQ(ours[0].name, "Maker: \xC3\x9Cber");
+  EXPECT_EQ(ours[0].name,
+            "Maker: \xC3\x9C"
+            "ber");
   EXPECT_TRUE(ours[0].is_v3);
   EXPECT_TRUE(ours[0].sandbox_safe);
   EXPECT_EQ(ours[1].name, "") << "too long for its buffer";

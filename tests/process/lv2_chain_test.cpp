@@ -5,11 +5,11 @@
 #include <algorithm>
 #include <memory>
 
-#include "support/lilv_plugin.hpp"
+#include "support/reference_plugin.hpp"
 #include "support/raw_host.hpp"
 
 using namespace vesk::host;
-using vesk::reference::LilvPlugin;
+using vesk::reference::ReferencePlugin;
 
 namespace {
 
@@ -20,8 +20,8 @@ class Lv2Chain : public testing::Test {
  protected:
   void SetUp() override { lilv_world_load_all(world_.get()); }
 
-  std::unique_ptr<LilvPlugin> load(const char* uri) {
-    return LilvPlugin::load(world_.get(), uri, kRate, kFrames);
+  std::unique_ptr<ReferencePlugin> load(const char* uri) {
+    return ReferencePlugin::load(world_.get(), uri, kRate, kFrames);
   }
 
   std::unique_ptr<LilvWorld, decltype(&lilv_world_free)> world_{lilv_world_new(), lilv_world_free};
@@ -54,8 +54,8 @@ TEST_F(Lv2Chain, AnInstrumentThroughEffectsIsBitEqual) {
     ASSERT_TRUE(host.serve(kFrames, period * static_cast<double>(kFrames)));
 
     piano->run(kFrames, events);
-    LilvPlugin* before = piano.get();
-    for (LilvPlugin* effect : {delay.get(), ambience.get()}) {
+    ReferencePlugin* before = piano.get();
+    for (ReferencePlugin* effect : {delay.get(), ambience.get()}) {
       for (int channel = 0; channel < 2; ++channel)
         std::copy_n(before->output[channel].begin(), kFrames, effect->input[channel].begin());
       effect->run(kFrames, {});

@@ -2,6 +2,7 @@
 
 #include <CoreFoundation/CoreFoundation.h>
 
+#include <cstdarg>
 #include <cstdio>
 #if __has_feature(realtime_sanitizer)
 #include <sanitizer/rtsan_interface.h>
@@ -13,14 +14,16 @@ namespace {
 
 UnitScript* g_script = nullptr;
 
-template <typename... Arguments>
-void record(const char* format, Arguments... arguments) {
+[[gnu::format(printf, 1, 2)]] void record(const char* format, ...) {
 #if __has_feature(realtime_sanitizer)
   // A unit that takes notes is no real-time unit, and what calls it is what the tests look at.
   __rtsan::ScopedDisabler taking_notes;
 #endif
   char text[128];
-  std::snprintf(text, sizeof text, format, arguments...);
+  va_list arguments;
+  va_start(arguments, format);
+  std::vsnprintf(text, sizeof text, format, arguments);
+  va_end(arguments);
   g_script->calls.emplace_back(text);
 }
 

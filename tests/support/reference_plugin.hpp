@@ -12,14 +12,14 @@
 namespace vesk::reference {
 
 /// The reference for LV2 plugins: one run through lilv in this process, without anything of ours.
-class LilvPlugin {
+class ReferencePlugin {
  public:
   /// Null, with a sentence on standard error, when there is no such plugin.
-  static std::unique_ptr<LilvPlugin> load(LilvWorld* world, const std::string& uri,
-                                          double sample_rate, unsigned max_frames);
-  ~LilvPlugin();
-  LilvPlugin(const LilvPlugin&) = delete;
-  LilvPlugin& operator=(const LilvPlugin&) = delete;
+  static std::unique_ptr<ReferencePlugin> load(LilvWorld* world, const std::string& uri,
+                                               double sample_rate, unsigned max_frames);
+  ~ReferencePlugin();
+  ReferencePlugin(const ReferencePlugin&) = delete;
+  ReferencePlugin& operator=(const ReferencePlugin&) = delete;
 
   /// Runs a period; `events` become an atom sequence. Reads `input`, writes `output`.
   void run(std::uint32_t frames, std::span<const host::MidiEvent> events);
@@ -28,7 +28,7 @@ class LilvPlugin {
   std::vector<float> output[2];
 
  private:
-  LilvPlugin() = default;
+  ReferencePlugin() = default;
   void write_sequence(std::span<const host::MidiEvent> events);
 
   LilvInstance* instance_ = nullptr;

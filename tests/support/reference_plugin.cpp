@@ -1,4 +1,4 @@
-#include "support/lilv_plugin.hpp"
+#include "support/reference_plugin.hpp"
 
 #include <lv2/atom/atom.h>
 #include <lv2/atom/util.h>
@@ -56,11 +56,10 @@ struct Classes {
 
 }  // namespace
 
-std::unique_ptr<LilvPlugin> LilvPlugin::load(LilvWorld* world, const std::string& uri,
-                                             double sample_rate, unsigned max_frames) {
+std::unique_ptr<ReferencePlugin> ReferencePlugin::load(LilvWorld* world, const std::string& uri,
+                                                       double sample_rate, unsigned max_frames) {
   LilvNode* const name = lilv_new_uri(world, uri.c_str());
-  const ::LilvPlugin* const plugin =
-      lilv_plugins_get_by_uri(lilv_world_get_all_plugins(world), name);
+  const LilvPlugin* const plugin = lilv_plugins_get_by_uri(lilv_world_get_all_plugins(world), name);
   lilv_node_free(name);
   LilvInstance* const instance =
       plugin ? lilv_plugin_instantiate(plugin, sample_rate, features(max_frames)) : nullptr;
@@ -69,7 +68,7 @@ std::unique_ptr<LilvPlugin> LilvPlugin::load(LilvWorld* world, const std::string
     return nullptr;
   }
 
-  std::unique_ptr<LilvPlugin> result(new LilvPlugin);
+  std::unique_ptr<ReferencePlugin> result(new ReferencePlugin);
   result->instance_ = instance;
   result->sequence_.resize(kSequenceBytes / 8);
   for (auto* channels : {result->input, result->output})
@@ -101,13 +100,13 @@ std::unique_ptr<LilvPlugin> LilvPlugin::load(LilvWorld* world, const std::string
   return result;
 }
 
-LilvPlugin::~LilvPlugin() {
+ReferencePlugin::~ReferencePlugin() {
   if (!instance_) return;
   lilv_instance_deactivate(instance_);
   lilv_instance_free(instance_);
 }
 
-void LilvPlugin::write_sequence(std::span<const host::MidiEvent> events) {
+void ReferencePlugin::write_sequence(std::span<const host::MidiEvent> events) {
   static const LV2_URID sequence_type = map_uri(nullptr, LV2_ATOM__Sequence);
   static const LV2_URID midi_type = map_uri(nullptr, LV2_MIDI__MidiEvent);
   auto* const sequence = reinterpret_cast<LV2_Atom_Sequence*>(sequence_.data());
@@ -128,7 +127,7 @@ void LilvPlugin::write_sequence(std::span<const host::MidiEvent> events) {
   }
 }
 
-void LilvPlugin::run(std::uint32_t frames, std::span<const host::MidiEvent> events) {
+void ReferencePlugin::run(std::uint32_t frames, std::span<const host::MidiEvent> events) {
   static const LV2_URID chunk_type = map_uri(nullptr, LV2_ATOM__Chunk);
   write_sequence(events);
   for (auto& buffer : atom_outputs_)
