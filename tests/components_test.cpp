@@ -202,7 +202,7 @@ TEST(Components, ThatCannotBeOpenedSayWhy) {
     OSStatus status;
     const char* line;
   } cases[] = {
-      {{'aufx', 'Gone', 'Test', 0, 0}, -3000, "f-faulty.component/missing cannot be loaded: "},
+      {{'aufx', 'Gone', 'Test', 0, 0}, -3000, "component F: Gone cannot be loaded: "},
       {{'aufx', 'NoSy', 'Test', 0, 0}, -1, "g-symbol.component/tone has no function None\n"},
       {{'aufx', 'CCCC', 'LV2_', 0, 0}, kAudioUnitErr_ExtensionNotFound, ""},
   };
@@ -215,6 +215,32 @@ TEST(Components, ThatCannotBeOpenedSayWhy) {
     EXPECT_NE(testing::internal::GetCapturedStderr().find(each.line), std::string::npos);
     EXPECT_EQ(instance, nullptr);
   }
+}
+
+TEST(Components, TellTheirChannelsAndViews) {
+  CFDictionaryRef info = nullptr;
+  ASSERT_EQ(AudioComponentCopyConfigurationInfo(find('aufx', 'Gain', 'Vesk'), &info), noErr);
+  EXPECT_EQ(CFDictionaryGetValue(info, CFSTR("HasCustomView")), kCFBooleanFalse);
+  const SInt32 numbers[] = {1, 2};
+  CFNumberRef one = CFNumberCreate(nullptr, kCFNumberSInt32Type, &numbers[0]);
+  CFNumberRef two = CFNumberCreate(nullptr, kCFNumberSInt32Type, &numbers[1]);
+  const auto array = [&](const char* key) {
+    CFStringRef name = CFStringCreateWithCString(nullptr, key, kCFStringEncodingUTF8);
+    const auto found = static_cast<CFArrayRef>(CFDictionaryGetValue(info, name));
+    CFRelease(name);
+    return found;
+  };
+  CFArrayRef pairs = array("ChannelConfigurations");
+  ASSERT_EQ(CFArrayGetCount(pairs), 2);
+  const auto mono = static_cast<CFArrayRef>(CFArrayGetValueAtIndex(pairs, 0));
+  EXPECT_TRUE(CFEqual(CFArrayGetValueAtIndex(mono, 1), one));
+  ASSERT_EQ(CFArrayGetCount(array("InitialInputs")), 1);
+  EXPECT_TRUE(CFEqual(CFArrayGetValueAtIndex(array("InitialInputs"), 0), two));
+  CFRelease(one);
+  CFRelease(two);
+  CFRelease(info);
+  EXPECT_EQ(AudioComponentCopyConfigurationInfo(find('aufx', 'Gone', 'Test'), &info), -3000);
+  EXPECT_EQ(info, nullptr);
 }
 
 TEST(Components, AreRegisteredOnlyWhole) {

@@ -21,7 +21,8 @@ AudioComponentFactoryFunction load_factory(const OpaqueAudioComponent& component
   void* library = dlopen(component.library.c_str(), RTLD_NOW | RTLD_LOCAL);
   if (!library) {
     status = kInvalidComponent;
-    print_line("component " + component.library + " cannot be loaded: " + loader_error());
+    // The loader names the file.
+    print_line("component " + component.name + " cannot be loaded: " + loader_error());
     return nullptr;
   }
   void* symbol = dlsym(library, component.factory_function.c_str());

@@ -113,8 +113,12 @@ Boolean AudioComponentInstanceCanDo(AudioComponentInstance inInstance, SInt16 in
 AudioComponent AudioComponentRegister(const AudioComponentDescription *inDesc, CFStringRef inName,
                                       UInt32 inVersion, AudioComponentFactoryFunction inFactory);
 
-/// What is known of a component without opening it, as a dictionary that the caller releases.
-/// Errors: kAudio_ParamError; kAudio_UnimplementedError when nothing is known.
+/// What a component offers, as a dictionary with the keys below that the caller releases; an
+/// instance is opened for it and closed again.
+///
+/// HasCustomView is a boolean; ChannelConfigurations an array of pairs of numbers as in
+/// AUChannelInfo, absent when the unit does not say; InitialInputs and InitialOutputs arrays with
+/// the number of channels of each bus. Errors: those of AudioComponentInstanceNew.
 OSStatus AudioComponentCopyConfigurationInfo(AudioComponent inComponent,
                                              CFDictionaryRef *outConfigurationInfo);
 
@@ -122,7 +126,6 @@ OSStatus AudioComponentCopyConfigurationInfo(AudioComponent inComponent,
 #define kAudioComponentConfigurationInfo_ChannelConfigurations "ChannelConfigurations"
 #define kAudioComponentConfigurationInfo_InitialInputs "InitialInputs"
 #define kAudioComponentConfigurationInfo_InitialOutputs "InitialOutputs"
-#define kAudioComponentConfigurationInfo_IconURL "IconURL"
 
 /* The name of the notification that components came or went. Never posted here. */
 extern const CFStringRef kAudioComponentRegistrationsChangedNotification;

@@ -19,7 +19,7 @@ struct MIDIPacketList;
 #define kAUPresetTypeKey "type"                 /* number, SInt32 */
 #define kAUPresetSubtypeKey "subtype"           /* number, SInt32 */
 #define kAUPresetManufacturerKey "manufacturer" /* number, SInt32 */
-#define kAUPresetDataKey "data"                 /* data: big-endian words, see docs/platform.md */
+#define kAUPresetDataKey "data"                 /* data: see below */
 #define kAUPresetNameKey "name"                 /* string */
 #define kAUPresetNumberKey "preset-number"
 #define kAUPresetRenderQualityKey "render-quality" /* number */
@@ -30,6 +30,9 @@ struct MIDIPacketList;
 #define kAUPresetVSTPresetKey "vstpreset"
 #define kAUPresetMASDataKey "masdata"
 #define kAUPresetPartKey "part" /* absent in a global state */
+
+/* The usual "data": big-endian 32-bit words, for each element with parameters its scope, number and
+ * count of parameters, then as often an id and the bits of a float. Units may keep others. */
 
 /* Below 1024 reserved to the vendor. */
 CA_VALUES(AudioUnitScope){kAudioUnitScope_Global = 0, kAudioUnitScope_Input = 1,
