@@ -1,10 +1,12 @@
 #include <AudioToolbox/AudioToolbox.h>
 #include <gtest/gtest.h>
 
+#include <cinttypes>
 #include <cstdint>
+#include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <functional>
-#include <sstream>
 #include <string>
 #include <type_traits>
 #include <vector>
@@ -14,24 +16,27 @@ namespace {
 // A unit that answers each method with a status of its own, 1000 + selector, and writes down what
 // it was given; it has only the methods that `offered` allows.
 
-std::ostringstream given;
+// The arguments as text, without allocating: the real-time methods record as well.
+char given[256];
 bool offers_methods = true;
 void* self_at_open = nullptr;
 
 template <typename Argument>
 void write_down(Argument argument) {
-  if constexpr (std::is_pointer_v<Argument> &&
-                !std::is_function_v<std::remove_pointer_t<Argument>>) {
-    given << static_cast<const void*>(argument) << ' ';
+  char* const start = given + std::strlen(given);
+  const std::size_t size = sizeof given - static_cast<std::size_t>(start - given);
+  if constexpr (std::is_pointer_v<Argument>) {
+    const auto address = reinterpret_cast<std::uintptr_t>(argument);
+    std::snprintf(start, size, "%#" PRIxPTR " ", address);
   } else {
-    given << argument << ' ';
+    std::snprintf(start, size, "%g ", static_cast<double>(argument));
   }
 }
 
 template <SInt16 selector, typename... Arguments>
 OSStatus method(void* self, Arguments... arguments) {
   EXPECT_EQ(self, self_at_open);
-  given.str({});
+  given[0] = 0;
   (write_down(arguments), ...);
   return 1000 + selector;
 }
@@ -142,22 +147,22 @@ std::vector<Call> all_calls() {
       {7, "3 1 2 0.3 5 ",
        [](AudioUnit unit) { return AudioUnitSetParameter(unit, 3, 1, 2, 0.3f, 5); }},
       {9, "1 2 ", [](AudioUnit unit) { return AudioUnitReset(unit, 1, 2); }},
-      {10, "8 1 0x10 ",
+      {10, "8 0x70 0x10 ",
        [=](AudioUnit unit) { return AudioUnitAddPropertyListener(unit, 8, listener, at(0x10)); }},
-      {11, "8 1 ",
+      {11, "8 0x70 ",
        [=](AudioUnit unit) { return AudioUnitRemovePropertyListener(unit, 8, listener); }},
       {14, "0x12 0x13 1 64 0x14 ",
        [=](AudioUnit unit) { return AudioUnitRender(unit, flags, time, 1, 64, list); }},
-      {15, "1 0x10 ",
+      {15, "0x71 0x10 ",
        [=](AudioUnit unit) { return AudioUnitAddRenderNotify(unit, callback, at(0x10)); }},
-      {16, "1 0x10 ",
+      {16, "0x71 0x10 ",
        [=](AudioUnit unit) { return AudioUnitRemoveRenderNotify(unit, callback, at(0x10)); }},
       {17, "0x18 9 ",
        [](AudioUnit unit) {
          return AudioUnitScheduleParameters(unit, static_cast<AudioUnitParameterEvent*>(at(0x18)),
                                             9);
        }},
-      {18, "8 1 0x10 ",
+      {18, "8 0x70 0x10 ",
        [=](AudioUnit unit) {
          return AudioUnitRemovePropertyListenerWithUserData(unit, 8, listener, at(0x10));
        }},
@@ -194,7 +199,7 @@ TEST(AudioUnitCalls, ReachTheMethodOfTheirSelectorWithTheirArguments) {
   AudioUnit unit = open_recorder(true);
   for (const Call& each : all_calls()) {
     EXPECT_EQ(each.call(unit), 1000 + each.selector);
-    EXPECT_EQ(given.str(), each.arguments) << "selector " << each.selector;
+    EXPECT_EQ(std::string(given), each.arguments) << "selector " << each.selector;
   }
   AudioComponentInstanceDispose(unit);
 }
