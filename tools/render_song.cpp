@@ -4,6 +4,8 @@
 #include <chrono>
 #include <cmath>
 #include <cstdio>
+#include <filesystem>
+#include <iterator>
 #include <memory>
 #include <utility>
 
@@ -45,6 +47,21 @@ std::string chain_name(const std::string& chain) {
   const auto whole = first && first->is_effect() ? PluginSpec::parse_chain(chain, ignored)
                                                  : PluginSpec::parse_channel(chain, ignored);
   return whole ? whole->name : chain;
+}
+
+/// Hosts load a chain whose preset file is missing: the first run of a plugin has none yet. In a
+/// rendering it is rather a slip of the pen.
+void remark_on_missing_presets(const std::string& chain, std::vector<std::string>& remarks) {
+  for (const std::string& element : PluginSpec::split_chain(chain)) {
+    std::string ignored;
+    std::error_code unknown;
+    const auto spec = PluginSpec::parse(element, ignored);
+    if (spec && !spec->preset_path.empty() &&
+        !std::filesystem::exists(spec->preset_path, unknown)) {
+      remarks.push_back(spec->preset_path + " does not exist; " + spec->name +
+                        " starts with its own settings");
+    }
+  }
 }
 
 /// Drives one host through the song, one period ahead: while the host renders a period, the one
@@ -216,6 +233,7 @@ RenderOutcome render_song(const RenderArguments& arguments, RenderReport& report
   report.chain_name = chain_name(arguments.chain);
   report.sample_rate = source->sample_rate();
   report.remarks = source->remarks();
+  remark_on_missing_presets(arguments.chain, report.remarks);
 
   // Until the host is there a signal may simply end us: nothing has been made yet, and the host
   // leaves with its parent.

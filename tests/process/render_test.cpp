@@ -152,8 +152,8 @@ TEST(Render, SaysInOneLineWhatIsWrongAndLeavesNothing) {
       {{delay, "--input", folder / "text.mid", "-o", out},
        folder / "text.mid: not an audio file that can be read"},
       {{"aumu:none:Here", "--midi", song, "-o", out}, "component not found"},
-      {{std::string(piano) + "@" + (folder / "none.aupreset"), "--midi", song, "-o", out},
-       "could not read preset"},
+      {{std::string(piano) + "@" + (folder / "text.mid"), "--midi", song, "-o", out},
+       "preset is not a property list"},
       {{piano, "--midi", song, "-o", folder / "none/out.wav"},
        folder / "none/out.wav: cannot be written: No such file or directory"},
       {{piano, "--midi", song, "-o", out, "--plot", folder / "none/out.png"},
@@ -202,6 +202,15 @@ INSTANTIATE_TEST_SUITE_P(
                     std::pair("aumu:Bad_:Vesk#3=200", "does not come back from its work"),
                     std::pair("aumu:Bad_:Vesk#19=1", "OSStatus -10875"),
                     std::pair("aumu:Bad_:Vesk#15=1", "aumu:Bad_:Vesk")));
+
+TEST(Render, RemarksOnAPresetThatIsNotThere) {
+  const ScratchFolder folder;
+  const auto result = render({std::string(piano) + "@" + (folder / "none"), "--midi", song, "-o",
+                              folder / "out.wav", "--tail", "0"});
+  EXPECT_EQ(result.status, 0);
+  EXPECT_EQ(result.errors, "vesk-render: " + (folder / "none") +
+                               " does not exist; aumu:Sm48:LV2_ starts with its own settings\n");
+}
 
 TEST(Render, RemarksOnWhatIsNoNumber) {
   const ScratchFolder folder;
