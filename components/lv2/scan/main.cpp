@@ -196,7 +196,7 @@ int main(int argc, char** argv) {
     return 0;
   }
   const auto options = parse(arguments);
-  if (!options) return 1;
+  if (!options) return 2;
   // A reader of our output that has gone away ends the write, not the process.
   ::signal(SIGPIPE, SIG_IGN);
   return options->answer_preset ? answer_preset(*options->answer_preset) : scan(*options);
