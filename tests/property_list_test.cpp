@@ -1,10 +1,11 @@
+#include "tests/support/property_list_bytes.hpp"
+
 #include <CoreFoundation/CoreFoundation.h>
 #include <gtest/gtest.h>
 
 #include <bit>
 #include <clocale>
 #include <cmath>
-#include <functional>
 #include <limits>
 #include <random>
 #include <string>
@@ -12,61 +13,7 @@
 
 namespace {
 
-using Bytes = std::string;
-
-CFDataRef data_of(const Bytes& bytes) {
-  return CFDataCreate(nullptr, reinterpret_cast<const UInt8*>(bytes.data()),
-                      static_cast<CFIndex>(bytes.size()));
-}
-
-/// The list in `bytes` (+1), or null with the error's code and text.
-CFPropertyListRef read(const Bytes& bytes, CFIndex* code = nullptr, std::string* message = nullptr,
-                       CFOptionFlags options = kCFPropertyListImmutable) {
-  CFDataRef data = data_of(bytes);
-  CFErrorRef error = nullptr;
-  CFPropertyListRef list = CFPropertyListCreateWithData(nullptr, data, options, nullptr, &error);
-  CFRelease(data);
-  EXPECT_EQ(list == nullptr, error != nullptr);
-  if (!error) return list;
-  if (code) *code = CFErrorGetCode(error);
-  CFStringRef text = CFErrorCopyDescription(error);
-  char buffer[512];
-  EXPECT_TRUE(CFStringGetCString(text, buffer, sizeof buffer, kCFStringEncodingUTF8));
-  if (message) *message = buffer;
-  CFRelease(text);
-  CFRelease(error);
-  return list;
-}
-
-Bytes write(CFPropertyListRef list, CFPropertyListFormat format = kCFPropertyListXMLFormat_v1_0) {
-  CFDataRef data = CFPropertyListCreateData(nullptr, list, format, 0, nullptr);
-  if (!data) return "(null)";
-  Bytes bytes(reinterpret_cast<const char*>(CFDataGetBytePtr(data)),
-              static_cast<std::size_t>(CFDataGetLength(data)));
-  CFRelease(data);
-  return bytes;
-}
-
-Bytes document(const std::string& body) {
-  return "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
-         "<!DOCTYPE plist PUBLIC \"-//Apple//DTD PLIST 1.0//EN\" "
-         "\"http://www.apple.com/DTDs/PropertyList-1.0.dtd\">\n"
-         "<plist version=\"1.0\">\n" +
-         body + "</plist>\n";
-}
-
-const std::string sample_body =
-    "<dict>\n"
-    "\t<key>array</key>\n"
-    "\t<array>\n\t\t<true/>\n\t\t<false/>\n\t\t<array/>\n\t\t<dict/>\n\t</array>\n"
-    "\t<key>big</key>\n\t<integer>18446744073709551615</integer>\n"
-    "\t<key>code</key>\n\t<integer>-1734964077</integer>\n"
-    "\t<key>data</key>\n\t<data>\n\tAAEC/w==\n\t</data>\n"
-    "\t<key>date</key>\n\t<date>1999-12-31T23:59:59Z</date>\n"
-    "\t<key>empty</key>\n\t<data>\n\t</data>\n"
-    "\t<key>real</key>\n\t<real>0.30000000000000004</real>\n"
-    "\t<key>text &amp; more</key>\n\t<string>a&lt;b&gt;\tK\xc3\xa4se &#13;\n</string>\n"
-    "</dict>\n";
+using namespace vesk::test;
 
 TEST(PropertyList, XmlIsReadAndWrittenByteForByte) {
   CFPropertyListRef list = read(document(sample_body));
@@ -346,130 +293,44 @@ TEST(PropertyList, OptionsSayWhatMayBeChanged) {
   }
 }
 
-// Made by another implementation (Python's plistlib): {"data": b"\x00\x01", "date":
-// 2001-01-01T00:00:01, "list": [True, False, "é", 1.5], "n": -3, "u": 2**64-1}.
-const Bytes foreign_binary(
-    "bplist00"
-    "\xd5\x01\x02\x03\x04\x05\x06\x07\x08\x0d\x0e"                  // the dictionary, 8
-    "Tdata"                                                         // 19
-    "Tdate"                                                         // 24
-    "Tlist"                                                         // 29
-    "Qn"                                                            // 34
-    "Qu"                                                            // 36
-    "\x42\x00\x01"                                                  // 38
-    "\x33\x3f\xf0\0\0\0\0\0\0"                                      // 41
-    "\xa4\x09\x0a\x0b\x0c"                                          // 50
-    "\x09"                                                          // 55
-    "\x08"                                                          // 56
-    "\x61\x00\xe9"                                                  // 57
-    "\x23\x3f\xf8\0\0\0\0\0\0"                                      // 60
-    "\x13\xff\xff\xff\xff\xff\xff\xff\xfd"                          // 69
-    "\x14\0\0\0\0\0\0\0\0\xff\xff\xff\xff\xff\xff\xff\xff"          // 78
-    "\x08\x13\x18\x1d\x22\x24\x26\x29\x32\x37\x38\x39\x3c\x45\x4e"  // offsets, 95
-    "\0\0\0\0\0\0\x01\x01\0\0\0\0\0\0\0\x0f\0\0\0\0\0\0\0\0\0\0\0\0\0\0\0\x5f",
-    142);
-
-TEST(PropertyList, BinaryListsOfOthersAreRead) {
-  CFPropertyListFormat format{};
-  CFDataRef data = data_of(foreign_binary);
-  CFPropertyListRef list = CFPropertyListCreateWithData(nullptr, data, 0, &format, nullptr);
-  CFRelease(data);
-  ASSERT_NE(list, nullptr);
-  EXPECT_EQ(format, kCFPropertyListBinaryFormat_v1_0);
-  EXPECT_EQ(write(list), document("<dict>\n\t<key>data</key>\n\t<data>\n\tAAE=\n\t</data>\n"
-                                  "\t<key>date</key>\n\t<date>2001-01-01T00:00:01Z</date>\n"
-                                  "\t<key>list</key>\n\t<array>\n\t\t<true/>\n\t\t<false/>\n"
-                                  "\t\t<string>é</string>\n\t\t<real>1.5</real>\n\t</array>\n"
-                                  "\t<key>n</key>\n\t<integer>-3</integer>\n"
-                                  "\t<key>u</key>\n\t<integer>18446744073709551615</integer>\n"
-                                  "</dict>\n"));
-  CFRelease(list);
-}
-
-/// A binary list of objects with one-byte offsets and references.
-Bytes binary_of(const std::vector<Bytes>& objects) {
-  Bytes bytes = "bplist00", table;
-  for (const Bytes& object : objects) {
-    table += static_cast<char>(bytes.size());
-    bytes += object;
-  }
-  const auto table_at = static_cast<char>(bytes.size());
-  return bytes + table + Bytes("\0\0\0\0\0\0\x01\x01", 8) + Bytes(7, '\0') +
-         static_cast<char>(objects.size()) + Bytes(8, '\0') + Bytes(7, '\0') + table_at;
-}
-
-TEST(PropertyList, DamagedBinaryListsAreRefused) {
-  std::vector<Bytes> doubling;
-  for (char i = 1; i < 50; ++i) doubling.push_back({'\xa2', i, i});
-  doubling.push_back("Qx");
+TEST(PropertyList, StreamsCarryWhatDataDoes) {
+  CFPropertyListRef list = read(document(sample_body));
+  CFWriteStreamRef out = CFWriteStreamCreateWithAllocatedBuffers(nullptr, nullptr);
+  EXPECT_EQ(CFPropertyListWrite(list, out, kCFPropertyListXMLFormat_v1_0, 0, nullptr),
+            0);  // not open
+  ASSERT_TRUE(CFWriteStreamOpen(out));
+  const auto size = static_cast<CFIndex>(document(sample_body).size());
+  EXPECT_EQ(CFPropertyListWrite(list, out, kCFPropertyListXMLFormat_v1_0, 0, nullptr), size);
+  auto data = static_cast<CFDataRef>(CFWriteStreamCopyProperty(out, kCFStreamPropertyDataWritten));
+  ASSERT_EQ(CFDataGetLength(data), size);
   const struct {
-    const char* name;
-    Bytes bytes;
-  } cases[] = {
-      {"itself", binary_of({Bytes("\xa1\0", 2)})},
-      {"a circle of two", binary_of({"\xa1\x01", Bytes("\xa1\0", 2)})},
-      {"doubling fifty times", binary_of(doubling)},
-      {"reference to nowhere", binary_of({"\xa1\x07"})},
-      {"key is no text", binary_of({"\xd1\x01\x01", "\x09"})},
-      {"null", binary_of({Bytes("\0", 1)})},
-      {"uid", binary_of({"\x80\x01"})},
-      {"text with high bytes", binary_of({"\x51\xe9"})},
-      {"length beyond the file", binary_of({"\x5f\x13\x7f\xff\xff\xff\xff\xff\xff\xff"})},
-      {"length that is no integer", binary_of({"\x5f\x23\x3f\xf0"})},
-      {"real of eight words", binary_of({Bytes("\x25\0\0\0\0", 5)})},
-      {"integer above 64 bits", binary_of({Bytes("\x14\0\0\0\0\0\0\0\x01\0\0\0\0\0\0\0\0", 17)})},
-      {"header only", "bplist00"},
-      {"no objects", binary_of({})},
-  };
+    CFIndex length;
+    bool is_whole;
+  } cases[] = {{0, true}, {size, true}, {size - 20, false}};
   for (const auto& c : cases) {
-    CFIndex code = 0;
-    EXPECT_EQ(read(c.bytes, &code), nullptr) << c.name;
-    EXPECT_EQ(code, kCFPropertyListReadCorruptError) << c.name;
-  }
-  CFIndex code = 0;
-  EXPECT_EQ(read("bplist15" + foreign_binary.substr(8), &code), nullptr);
-  EXPECT_EQ(code, kCFPropertyListReadUnknownVersionError);
-}
-
-TEST(PropertyList, NoTruncationOrBitFlipCrashes) {
-  CFPropertyListRef sample = read(document(sample_body));
-  const Bytes valid[] = {document(sample_body), write(sample, kCFPropertyListBinaryFormat_v1_0),
-                         foreign_binary};
-  CFRelease(sample);
-  int accepted = 0;
-  const auto survive = [&accepted](const Bytes& bytes) {
-    CFPropertyListRef list = read(bytes);
-    if (!list) return;
-    ++accepted;
-    // What was read can be written and read again.
-    const Bytes binary = write(list, kCFPropertyListBinaryFormat_v1_0);
-    CFPropertyListRef again = read(binary);
-    EXPECT_NE(again, nullptr);
-    if (again) CFRelease(again);
-    write(list);
-    CFRelease(list);
-  };
-  for (const Bytes& bytes : valid) {
-    for (std::size_t length = 0; length < bytes.size(); ++length) {
-      EXPECT_TRUE(length + 1 == bytes.size() || !read(bytes.substr(0, length)))
-          << "cut at " << length;
+    CFReadStreamRef in =
+        CFReadStreamCreateWithBytesNoCopy(nullptr, CFDataGetBytePtr(data), size, kCFAllocatorNull);
+    CFReadStreamOpen(in);
+    CFPropertyListRef back =
+        CFPropertyListCreateWithStream(nullptr, in, c.length, 0, nullptr, nullptr);
+    EXPECT_EQ(back != nullptr, c.is_whole) << c.length;
+    if (back) {
+      EXPECT_TRUE(CFEqual(back, list));
+      CFRelease(back);
     }
-    for (std::size_t at = 0; at < bytes.size(); ++at) {
-      for (int bit = 0; bit < 8; ++bit) {
-        Bytes flipped = bytes;
-        flipped[at] = static_cast<char>(flipped[at] ^ 1 << bit);
-        survive(flipped);
-      }
-    }
+    CFRelease(in);
   }
-  std::mt19937 random(3);
-  for (int i = 0; i < 3000; ++i) {
-    Bytes noise = valid[1];
-    for (int k = 0; k < 6; ++k)
-      noise[8 + random() % (noise.size() - 8)] = static_cast<char>(random());
-    survive(noise);
+  CFURLRef absent =
+      CFURLCreateWithFileSystemPath(nullptr, CFSTR("/no/such/file"), kCFURLPOSIXPathStyle, false);
+  CFReadStreamRef in = CFReadStreamCreateWithFile(nullptr, absent);
+  EXPECT_FALSE(CFReadStreamOpen(in));
+  CFErrorRef error = nullptr;
+  EXPECT_EQ(CFPropertyListCreateWithStream(nullptr, in, 0, 0, nullptr, &error), nullptr);
+  EXPECT_EQ(CFErrorGetCode(error), kCFPropertyListReadStreamError);
+  for (CFTypeRef made : {list, CFTypeRef(out), CFTypeRef(data), CFTypeRef(absent), CFTypeRef(in),
+                         CFTypeRef(error)}) {
+    CFRelease(made);
   }
-  EXPECT_GT(accepted, 0);
 }
 
 }  // namespace

@@ -8,10 +8,28 @@
 
 #include <atomic>
 #include <chrono>
+#include <cstdlib>
+#include <new>
 #include <thread>
 #include <vector>
 
 #include "platform/linux/dispatch/run_loop.hpp"
+
+namespace {
+std::atomic<int> allocations{0};
+}
+
+void* operator new(std::size_t size) {
+  allocations.fetch_add(1, std::memory_order_relaxed);
+  if (void* memory = std::malloc(size)) return memory;
+  throw std::bad_alloc();
+}
+void operator delete(void* memory) noexcept {
+  std::free(memory);
+}
+void operator delete(void* memory, std::size_t) noexcept {
+  std::free(memory);
+}
 
 namespace {
 
@@ -301,7 +319,9 @@ TEST(RunLoop, AnIdlePumpCostsNextToNothing) {
   rusage before, after;
   ::getrusage(RUSAGE_THREAD, &before);
   constexpr int pumps = 20000;
+  const int allocated = allocations;
   for (int i = 0; i < pumps; ++i) run(0);
+  EXPECT_EQ(allocations, allocated);
   ::getrusage(RUSAGE_THREAD, &after);
   const auto microseconds = [](const rusage& usage) {
     return static_cast<double>(usage.ru_utime.tv_sec + usage.ru_stime.tv_sec) * 1e6 +

@@ -50,7 +50,7 @@ bool equal_arrays(const Object* object, CFTypeRef other_ref) {
 }
 
 CFHashCode hash_array(const Object* object) {
-  return static_cast<const Array*>(object)->values.size();
+  return static_cast<CFHashCode>(CFArrayGetCount(as_ref<CFArrayRef>(object)));
 }
 
 CFStringRef describe_array(const Object* object) {

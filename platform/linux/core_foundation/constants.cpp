@@ -50,6 +50,7 @@ constinit __CFNumber positive_infinity{__builtin_inf()}, negative_infinity{-__bu
   X(CFStringRef, kCFErrorUnderlyingErrorKey, "NSUnderlyingError")                         \
   X(CFStringRef, kCFErrorURLKey, "NSURL")                                                 \
   X(CFStringRef, kCFErrorFilePathKey, "NSFilePath")                                       \
+  X(CFStringRef, kCFStreamPropertyDataWritten, "kCFStreamPropertyDataWritten")            \
   X(CFStringRef, kCFBundleInfoDictionaryVersionKey, "CFBundleInfoDictionaryVersion")      \
   X(CFStringRef, kCFBundleExecutableKey, "CFBundleExecutable")                            \
   X(CFStringRef, kCFBundleIdentifierKey, "CFBundleIdentifier")                            \

@@ -22,12 +22,12 @@ bool equal_data(const Object* object, CFTypeRef other) {
 }
 
 CFHashCode hash_data(const Object* object) {
-  const auto* data = static_cast<const Data*>(object);
+  const CFDataRef data = as_ref<CFDataRef>(object);
+  const UInt8* bytes = CFDataGetBytePtr(data);
+  const CFIndex length = CFDataGetLength(data);
   CFHashCode hash = 0xcbf29ce484222325u;
-  for (std::size_t i = 0; i < data->length && i < 256; ++i) {
-    hash = (hash ^ data->bytes[i]) * 0x100000001b3u;
-  }
-  return hash ^ data->length;
+  for (CFIndex i = 0; i < length && i < 256; ++i) hash = (hash ^ bytes[i]) * 0x100000001b3u;
+  return hash ^ static_cast<CFHashCode>(length);
 }
 
 CFStringRef describe_data(const Object* object) {

@@ -156,7 +156,7 @@ bool equal_dictionaries(const Object* object, CFTypeRef other_ref) {
 }
 
 CFHashCode hash_dictionary(const Object* object) {
-  return static_cast<const Dictionary*>(object)->entries.size();
+  return static_cast<CFHashCode>(CFDictionaryGetCount(as_ref<CFDictionaryRef>(object)));
 }
 
 CFStringRef describe_dictionary(const Object* object) {

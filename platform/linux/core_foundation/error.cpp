@@ -28,7 +28,7 @@ bool equal_errors(const Object* object, CFTypeRef other_ref) {
 }
 
 CFHashCode hash_error(const Object* object) {
-  return static_cast<CFHashCode>(static_cast<const Error*>(object)->code);
+  return static_cast<CFHashCode>(CFErrorGetCode(as_ref<CFErrorRef>(object)));
 }
 
 CFStringRef describe_error(const Object* object) {

@@ -32,6 +32,8 @@ constexpr std::array<const TypeOperations*, static_cast<std::size_t>(Type::count
     &run_loop_operations,
     &run_loop_source_operations,
     &run_loop_timer_operations,
+    &read_stream_operations,
+    &write_stream_operations,
 };
 
 const TypeOperations& operations_of(const Object* object) {
@@ -135,28 +137,23 @@ CFIndex CFGetRetainCount(CFTypeRef ref) {
 Boolean CFEqual(CFTypeRef first, CFTypeRef second) {
   if (first == second) return true;
   if (!first || !second) return false;
-  // Foreign texts and ours compare by their characters, whichever comes first.
-  const CFTypeID type = CFGetTypeID(first);
-  if (type == CFStringGetTypeID() && CFGetTypeID(second) == type) {
-    return CFStringCompare(static_cast<CFStringRef>(first), static_cast<CFStringRef>(second),
-                           CFStringCompareFlags{}) == kCFCompareEqualTo;
+  if (auto* table = foreign(first)) {
+    if (foreign(second)) return table->equal(first, second);
+    std::swap(first, second);
   }
-  if (auto* table = foreign(first)) return table->equal(first, second);
-  if (auto* table = foreign(second)) return table->equal(second, first);
+  if (CFGetTypeID(first) != CFGetTypeID(second)) return false;
   auto* object = static_cast<const Object*>(first);
-  if (object->type != static_cast<const Object*>(second)->type) return false;
   auto* equal = operations_of(object).equal;
   return equal && equal(object, second);
 }
 
 CFHashCode CFHash(CFTypeRef ref) {
-  if (!ref) return 0;
-  if (auto* table = foreign(ref)) {
-    if (table->type_id(ref) != CFStringGetTypeID()) return table->hash(ref);
-    return string_operations.hash(static_cast<const Object*>(ref));
+  const CFTypeID type = CFGetTypeID(ref);
+  if (type == 0) {
+    auto* table = foreign(ref);
+    return table ? table->hash(ref) : 0;
   }
-  auto* object = static_cast<const Object*>(ref);
-  if (auto* hash = operations_of(object).hash) return hash(object);
+  if (auto* hash = operations[type]->hash) return hash(static_cast<const Object*>(ref));
   return static_cast<CFHashCode>(reinterpret_cast<std::uintptr_t>(ref) >> 4);
 }
 

@@ -32,8 +32,10 @@ struct CFForeignObjects {
   CFTypeRef (*retain)(CFTypeRef object);
   void (*release)(CFTypeRef object);
   CFIndex (*retain_count)(CFTypeRef object);
-  Boolean (*equal)(CFTypeRef foreign, CFTypeRef other);
-  /// For a string this is not asked: its hash is taken over its characters, as for ours.
+  /// Both foreign. A foreign object and one of ours are compared here, through these functions.
+  Boolean (*equal)(CFTypeRef first, CFTypeRef second);
+  /// Only for objects whose `type_id` is 0: the others are hashed here, as ours are, so that both
+  /// find the same place in a dictionary.
   CFHashCode (*hash)(CFTypeRef object);
   CFStringRef (*copy_description)(CFTypeRef object);
 
@@ -108,6 +110,8 @@ enum class Type : std::uint16_t {
   run_loop,
   run_loop_source,
   run_loop_timer,
+  read_stream,
+  write_stream,
   count
 };
 
@@ -135,7 +139,8 @@ struct Object {
 };
 
 /// What differs between types. `destroy` ends the object and frees its memory; the others may be
-/// null: then identity is equality, and the type's name the description.
+/// null: then identity is equality, and the type's name the description. `hash`, and `equal` for
+/// its second argument, go through the calls of CoreFoundation, since the object may be foreign.
 struct TypeOperations {
   const char* name;
   void (*destroy)(Object*);
@@ -147,7 +152,7 @@ struct TypeOperations {
 extern const TypeOperations string_operations, data_operations, number_operations,
     boolean_operations, date_operations, array_operations, dictionary_operations, url_operations,
     error_operations, bundle_operations, run_loop_operations, run_loop_source_operations,
-    run_loop_timer_operations;
+    run_loop_timer_operations, read_stream_operations, write_stream_operations;
 
 /// Puts a new object into the list of live ones and gives it its class.
 void enlist(Object* object);

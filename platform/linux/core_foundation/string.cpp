@@ -28,6 +28,11 @@ CFHashCode hash_string(const Object* object) {
   return hash;
 }
 
+bool equal_strings(const Object* object, CFTypeRef other) {
+  return CFStringCompare(as_ref<CFStringRef>(object), static_cast<CFStringRef>(other),
+                         CFStringCompareFlags{}) == kCFCompareEqualTo;
+}
+
 CFStringRef describe_string(const Object* object) {
   return CFStringCreateCopy(nullptr, as_ref<CFStringRef>(object));
 }
@@ -54,7 +59,7 @@ bool is_ascii(const Unit* units, std::size_t count) {
 
 }  // namespace
 
-const TypeOperations string_operations{"CFString", destroy_string, nullptr, hash_string,
+const TypeOperations string_operations{"CFString", destroy_string, equal_strings, hash_string,
                                        describe_string};
 
 Characters::Characters(CFStringRef ref) {

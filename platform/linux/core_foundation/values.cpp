@@ -185,6 +185,14 @@ Value load(const void* from) {
   return value;
 }
 
+// A boolean of ours is one of two constants; a foreign one is another object with the same value.
+bool equal_booleans(const Object* object, CFTypeRef other) {
+  return static_cast<const BooleanObject*>(object)->value ==
+         (CFBooleanGetValue(static_cast<CFBooleanRef>(other)) != 0);
+}
+CFHashCode hash_boolean(const Object* object) {
+  return CFBooleanGetValue(as_ref<CFBooleanRef>(object));
+}
 CFStringRef describe_boolean(const Object* object) {
   return static_cast<const BooleanObject*>(object)->value ? CFSTR("true") : CFSTR("false");
 }
@@ -194,7 +202,7 @@ bool equal_dates(const Object* object, CFTypeRef other) {
          CFDateGetAbsoluteTime(static_cast<CFDateRef>(other));
 }
 CFHashCode hash_date(const Object* object) {
-  const double seconds = static_cast<const Date*>(object)->seconds + 0.0;  // -0 as 0
+  const double seconds = CFDateGetAbsoluteTime(as_ref<CFDateRef>(object)) + 0.0;  // -0 as 0
   return load<std::uint64_t>(&seconds) * 0x9e3779b97f4a7c15u;
 }
 CFStringRef describe_date(const Object* object) {
@@ -207,7 +215,8 @@ CFStringRef describe_date(const Object* object) {
 
 const TypeOperations number_operations{"CFNumber", destroy<Number>, equal_numbers, hash_number,
                                        describe_number};
-const TypeOperations boolean_operations{"CFBoolean", nullptr, nullptr, nullptr, describe_boolean};
+const TypeOperations boolean_operations{"CFBoolean", nullptr, equal_booleans, hash_boolean,
+                                        describe_boolean};
 const TypeOperations date_operations{"CFDate", destroy<Date>, equal_dates, hash_date,
                                      describe_date};
 

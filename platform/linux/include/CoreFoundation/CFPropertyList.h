@@ -10,6 +10,7 @@
 
 #include <CoreFoundation/CFBase.h>
 #include <CoreFoundation/CFError.h>
+#include <CoreFoundation/CFStream.h>
 
 CF_EXTERN_C_BEGIN
 
@@ -47,10 +48,25 @@ CF_EXPORT Boolean CFPropertyListIsValid(CFPropertyListRef, CFPropertyListFormat)
 CF_EXPORT CFPropertyListRef CFPropertyListCreateDeepCopy(CFAllocatorRef, CFPropertyListRef,
                                                          CFOptionFlags options);
 
+/// The same through an open stream: up to `length` bytes, or all of them when it is 0.
+CF_EXPORT CFPropertyListRef CFPropertyListCreateWithStream(CFAllocatorRef, CFReadStreamRef,
+                                                           CFIndex length, CFOptionFlags options,
+                                                           CFPropertyListFormat* format,
+                                                           CFErrorRef* error);
+/// The number of bytes written to an open stream; 0, with `*error`, when it failed.
+CF_EXPORT CFIndex CFPropertyListWrite(CFPropertyListRef, CFWriteStreamRef, CFPropertyListFormat,
+                                      CFOptionFlags options, CFErrorRef* error);
+
 /// Older names: XML out, XML or binary in; `*message` is a text (+1).
 CF_EXPORT CFDataRef CFPropertyListCreateXMLData(CFAllocatorRef, CFPropertyListRef);
 CF_EXPORT CFPropertyListRef CFPropertyListCreateFromXMLData(CFAllocatorRef, CFDataRef data,
                                                             CFOptionFlags options,
                                                             CFStringRef* message);
+CF_EXPORT CFPropertyListRef CFPropertyListCreateFromStream(CFAllocatorRef, CFReadStreamRef,
+                                                           CFIndex length, CFOptionFlags options,
+                                                           CFPropertyListFormat* format,
+                                                           CFStringRef* message);
+CF_EXPORT CFIndex CFPropertyListWriteToStream(CFPropertyListRef, CFWriteStreamRef,
+                                              CFPropertyListFormat, CFStringRef* message);
 
 CF_EXTERN_C_END

@@ -1,0 +1,70 @@
+#pragma once
+
+/// Property lists as bytes, for tests.
+
+#include <CoreFoundation/CoreFoundation.h>
+#include <gtest/gtest.h>
+
+#include <string>
+
+namespace vesk::test {
+
+using Bytes = std::string;
+
+inline CFDataRef data_of(const Bytes& bytes) {
+  return CFDataCreate(nullptr, reinterpret_cast<const UInt8*>(bytes.data()),
+                      static_cast<CFIndex>(bytes.size()));
+}
+
+/// The list in `bytes` (+1), or null with the error's code and text.
+inline CFPropertyListRef read(const Bytes& bytes, CFIndex* code = nullptr,
+                              std::string* message = nullptr,
+                              CFOptionFlags options = kCFPropertyListImmutable) {
+  CFDataRef data = data_of(bytes);
+  CFErrorRef error = nullptr;
+  CFPropertyListRef list = CFPropertyListCreateWithData(nullptr, data, options, nullptr, &error);
+  CFRelease(data);
+  EXPECT_EQ(list == nullptr, error != nullptr);
+  if (!error) return list;
+  if (code) *code = CFErrorGetCode(error);
+  CFStringRef text = CFErrorCopyDescription(error);
+  char buffer[512];
+  EXPECT_TRUE(CFStringGetCString(text, buffer, sizeof buffer, kCFStringEncodingUTF8));
+  if (message) *message = buffer;
+  CFRelease(text);
+  CFRelease(error);
+  return list;
+}
+
+inline Bytes write(CFPropertyListRef list,
+                   CFPropertyListFormat format = kCFPropertyListXMLFormat_v1_0) {
+  CFDataRef data = CFPropertyListCreateData(nullptr, list, format, 0, nullptr);
+  if (!data) return "(null)";
+  Bytes bytes(reinterpret_cast<const char*>(CFDataGetBytePtr(data)),
+              static_cast<std::size_t>(CFDataGetLength(data)));
+  CFRelease(data);
+  return bytes;
+}
+
+inline Bytes document(const std::string& body) {
+  return "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
+         "<!DOCTYPE plist PUBLIC \"-//Apple//DTD PLIST 1.0//EN\" "
+         "\"http://www.apple.com/DTDs/PropertyList-1.0.dtd\">\n"
+         "<plist version=\"1.0\">\n" +
+         body + "</plist>\n";
+}
+
+inline const std::string sample_body =
+    "<dict>\n"
+    "\t<key>array</key>\n"
+    "\t<array>\n\t\t<true/>\n\t\t<false/>\n\t\t<array/>\n\t\t<dict/>\n\t</array>\n"
+    "\t<key>big</key>\n\t<integer>18446744073709551615</integer>\n"
+    "\t<key>code</key>\n\t<integer>-1734964077</integer>\n"
+    "\t<key>data</key>\n\t<data>\n\tAAEC/w==\n\t</data>\n"
+    "\t<key>date</key>\n\t<date>1999-12-31T23:59:59Z</date>\n"
+    "\t<key>empty</key>\n\t<data>\n\t</data>\n"
+    "\t<key>real</key>\n\t<real>0.30000000000000004</real>\n"
+    "\t<key>text &amp; more</key>\n\t<string>a&lt;b&gt;\tK\xc3\xa4se &#13;\n</string>\n"
+    "</dict>\n";
+
+}  // namespace vesk::test
