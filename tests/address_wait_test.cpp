@@ -1,6 +1,7 @@
 #include <mach/mach_time.h>
 #include <os/os_sync_wait_on_address.h>
 
+#include "platform/realtime.hpp"
 #include "tests/support/child_process.hpp"
 
 #include <gtest/gtest.h>
@@ -186,6 +187,20 @@ TEST_F(AddressWait, two_processes_hand_a_word_back_and_forth) {
     return own != 0 || status != 0 ? 1 : 0;
   });
   EXPECT_TRUE(end.exited_with(0)) << end.status;
+}
+
+/// What a render thread does between periods. That it compiles is half of the test; the other half
+/// runs under RealtimeSanitizer.
+bool serve_in_real_time(uint32_t* request, uint32_t* done) VESK_REALTIME {
+  const uint64_t start = mach_absolute_time();
+  const int waited = os_sync_wait_on_address_with_timeout(request, 0, 4, kShared, kClock, 1000);
+  const int woken = os_sync_wake_by_address_any(done, 4, OS_SYNC_WAKE_BY_ADDRESS_SHARED);
+  return waited == -1 && woken == -1 && mach_absolute_time() - start >= 1000;
+}
+
+TEST_F(AddressWait, real_time_code_may_wait_and_wake) {
+  EXPECT_TRUE(serve_in_real_time(mapping_[0], mapping_[0] + 1));
+  EXPECT_EQ(errno, ENOENT);
 }
 
 TEST_F(AddressWait, a_signal_ends_a_wait_early) {

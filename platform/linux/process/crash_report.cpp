@@ -13,6 +13,12 @@ namespace vesk::platform {
 
 namespace {
 
+#ifdef VESK_SANITIZER
+constexpr bool kSanitizerReports = true;
+#else
+constexpr bool kSanitizerReports = false;
+#endif
+
 struct NamedSignal {
   int number;
   const char* name;
@@ -67,7 +73,7 @@ void at_exit() {
 }  // namespace
 
 void report_crashes() {
-#ifndef VESK_SANITIZER
+  if constexpr (kSanitizerReports) return;
   struct sigaction action = {};
   action.sa_handler = at_crash;
   action.sa_flags = SA_ONSTACK;
@@ -75,7 +81,6 @@ void report_crashes() {
   for (const NamedSignal& crash : kCrashes) sigaction(crash.number, &action, nullptr);
   g_terminate = std::set_terminate(at_terminate);
   std::atexit(at_exit);
-#endif
 }
 
 }  // namespace vesk::platform
