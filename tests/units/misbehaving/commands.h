@@ -50,8 +50,8 @@
  * | 101 | MIDI events so far                                                                    |
  * | 102 | scheduling policy of the thread of command 12, -1 before it ran                       |
  * | 103 | number of CPUs that thread may use                                                    |
- * | 104 | scheduling policy of the render thread                                                |
- * | 105 | number of CPUs the render thread may use                                              |
+ * | 104 | scheduling policy of the render thread, -1 unless a report is asked for (below)       |
+ * | 105 | number of CPUs the render thread may use, likewise                                    |
  * | 106 | 1 when the render thread flushes denormal numbers                                     |
  *
  * and, for tests in another process, in the file named by VESK_MISBEHAVE_REPORT, written in
