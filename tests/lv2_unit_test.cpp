@@ -11,10 +11,10 @@
 
 #include "components/lv2/unit.hpp"
 #include "lv2/lv2_unit.hpp"
-#include "support/lilv_plugin.hpp"
+#include "support/reference_plugin.hpp"
 
 using namespace vesk::tests;
-using BarePlugin = vesk::reference::LilvPlugin;
+using BarePlugin = vesk::reference::ReferencePlugin;
 
 namespace {
 
