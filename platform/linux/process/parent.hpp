@@ -8,7 +8,7 @@ namespace vesk::platform {
 /// found at the first call. 0 where it lives in another process namespace and cannot be known.
 pid_t original_parent();
 
-/// Starts the thread that ends this process when it outlives its parent by some seconds: 5, or 35
+/// Starts the thread that ends this process when it outlives its parent by some seconds: 5, or 15
 /// where the main thread has noticed (`parent_has_gone`) and is perhaps still saving. Costs a
 /// descriptor and a small stack; sleeps until the parent's end.
 void guard_against_orphanhood();

@@ -17,7 +17,7 @@ namespace vesk::platform {
 namespace {
 
 constexpr time_t kSecondsToNotice = 5;
-constexpr time_t kSecondsToSave = 30;
+constexpr time_t kSecondsToSave = 10;
 
 std::atomic<bool> g_noticed = false;
 
