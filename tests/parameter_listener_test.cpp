@@ -307,8 +307,11 @@ TEST_F(ParameterListener, MayEndItselfInItsCallAndOutliveItsUnit) {
       },
       nullptr, nullptr, nullptr, 0, &mortal);
   const AudioUnitParameter wanted = parameter(1);
+  int other_object;
   AUListenerAddParameter(mortal, nullptr, &wanted);
+  AUListenerAddParameter(mortal, &other_object, &wanted);
   set(1, 1);
+  EXPECT_EQ(calls, 1) << "not for its second object either";
   set(1, 2);
   EXPECT_EQ(calls, 1);
 
