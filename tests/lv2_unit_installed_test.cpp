@@ -14,6 +14,12 @@
 using namespace vesk::tests;
 using vesk::lv2::CfObject;
 
+/// eg-metro never frees its wave. Read by LeakSanitizer where that is in the build.
+extern "C" const char* __lsan_default_suppressions();
+extern "C" const char* __lsan_default_suppressions() {
+  return "leak:metro.so\n";
+}
+
 namespace {
 
 std::vector<std::string> installed_plugins() {
@@ -71,6 +77,18 @@ void turn_knobs(Lv2Unit& unit) {
   }
 }
 
+// Two plugins read memory that they never wrote. The C library's allocator can be told what it is
+// to hold; those of the sanitizers cannot.
+constexpr int kFill = 0x55;
+bool depends_on_old_memory([[maybe_unused]] const std::string& uri) {
+#ifdef VESK_SANITIZER
+  return uri == "http://drobilla.net/plugins/mda/JX10" ||
+         uri == "http://drobilla.net/plugins/mda/Vocoder";
+#else
+  return false;
+#endif
+}
+
 /// Bit by bit: a plugin that is driven to infinity must go there again.
 bool same(const std::vector<float>& first, const std::vector<float>& second) {
   return first.size() == second.size() &&
@@ -78,8 +96,7 @@ bool same(const std::vector<float>& first, const std::vector<float>& second) {
 }
 
 TEST(Lv2UnitInstalled, PluginsPlayAndComeBackAsTheyWere) {
-  // Two of them read memory that they never wrote: let it hold the same each time.
-  mallopt(M_PERTURB, 0x55);
+  mallopt(M_PERTURB, kFill);
   const std::vector<std::string> uris = installed_plugins();
   ASSERT_GT(uris.size(), 35u);
   for (const std::string& uri : uris) {
@@ -93,6 +110,7 @@ TEST(Lv2UnitInstalled, PluginsPlayAndComeBackAsTheyWere) {
     ASSERT_NE(state.get(), nullptr);
     const std::vector<float> heard = play(first);
 
+    if (depends_on_old_memory(uri)) continue;
     Lv2Unit second(uri);
     const CFPropertyListRef list = state.get();
     ASSERT_EQ(second.set_property(kAudioUnitProperty_ClassInfo, list), noErr);

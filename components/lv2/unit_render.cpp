@@ -117,18 +117,20 @@ OSStatus PluginUnit::render_period(const AudioTimeStamp& time, UInt32 frames,
       return status;
     }
     keep_input_apart(period.inputs, period.outputs, frames);
-    if (!ports_.enabled && bypass_.load(std::memory_order_relaxed) != 0) {
-      for (UInt32 i = 0; i < 2; ++i) {
-        std::memcpy(period.outputs[i], period.inputs[i], frames * kSampleBytes);
-      }
-      midi_.clear();
-      return noErr;
-    }
   }
   Instance* instance = slot_.borrow();
   if (instance == nullptr) {
     // Being reset at this moment.
     for (float* output : period.outputs) std::memset(output, 0, frames * kSampleBytes);
+    return noErr;
+  }
+  // Events are read only while the instance is out, which keeps a reset away from them.
+  if (ports_.has_input_bus && !ports_.enabled && bypass_.load(std::memory_order_relaxed) != 0) {
+    for (UInt32 i = 0; i < 2; ++i) {
+      std::memcpy(period.outputs[i], period.inputs[i], frames * kSampleBytes);
+    }
+    midi_.clear();
+    slot_.give_back(instance);
     return noErr;
   }
   const Position position = position_at(time);
@@ -137,8 +139,8 @@ OSStatus PluginUnit::render_period(const AudioTimeStamp& time, UInt32 frames,
   period.wait_for_work = offline_.load(std::memory_order_relaxed) != 0;
   instance->render(period);
   const float latency = instance->latency_frames();
-  slot_.give_back(instance);
   midi_.release();
+  slot_.give_back(instance);
   next_frame_ = position.frame + frames;
   last_frames_ = frames;
   if (latency_frames_.load(std::memory_order_relaxed) != latency) {

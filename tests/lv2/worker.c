@@ -18,7 +18,7 @@ typedef struct {
   float* ports[4];
   const LV2_Worker_Schedule* schedule;
   LV2_URID midi;
-  pthread_t runner;
+  _Atomic pthread_t runner;
   float level;
   int runs, ends;
   atomic_int faults;
