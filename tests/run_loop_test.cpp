@@ -8,6 +8,7 @@
 
 #include <atomic>
 #include <chrono>
+#include <cmath>
 #include <cstdlib>
 #include <new>
 #include <thread>
@@ -19,6 +20,7 @@ namespace {
 std::atomic<int> allocations{0};
 }
 
+#ifndef VESK_SANITIZER  // sanitizers bring their own
 void* operator new(std::size_t size) {
   allocations.fetch_add(1, std::memory_order_relaxed);
   if (void* memory = std::malloc(size)) return memory;
@@ -30,6 +32,7 @@ void operator delete(void* memory) noexcept {
 void operator delete(void* memory, std::size_t) noexcept {
   std::free(memory);
 }
+#endif
 
 namespace {
 
@@ -167,6 +170,14 @@ TEST(RunLoop, StopEndsTheInnermostRunOnly) {
   EXPECT_EQ(run(0.05), kCFRunLoopRunTimedOut);
   EXPECT_EQ(inner, kCFRunLoopRunStopped);
 
+  // A stop that came before an inner run is for the outer one.
+  CFRunLoopPerformBlock(main, kCFRunLoopDefaultMode, ^{
+    CFRunLoopStop(main);
+    inner = run(0.01);
+  });
+  EXPECT_EQ(run(10), kCFRunLoopRunStopped);
+  EXPECT_EQ(inner, kCFRunLoopRunTimedOut);
+
   std::thread stopper([main] {
     while (!CFRunLoopIsWaiting(main)) ::usleep(1000);
     CFRunLoopStop(main);
@@ -212,8 +223,13 @@ TEST(RunLoop, TimersRepeatKeepTheirPhaseAndLetGo) {
   CFRunLoopAddTimer(CFRunLoopGetMain(), single, kCFRunLoopDefaultMode);
   EXPECT_TRUE(CFRunLoopContainsTimer(CFRunLoopGetMain(), timer, kCFRunLoopCommonModes));
   const auto start = Clock::now();
+  const CFAbsoluteTime first = CFRunLoopTimerGetNextFireDate(timer);
+  while (ticks.count < 1 && seconds_since(start) < 5) run(0.001);
+  const double later = CFRunLoopTimerGetNextFireDate(timer) - first;
+  EXPECT_GE(later, 0.059);
+  EXPECT_LT(std::abs(std::remainder(later, 0.02)), 0.003);
   while (ticks.count < 3 && seconds_since(start) < 5) run(0.02);
-  EXPECT_GE(seconds_since(start), 0.09);  // 0.01, then 0.07 and 0.09 on the old phase
+  EXPECT_GE(seconds_since(start), 0.09);  // 0.01, then 0.07 and 0.09
   EXPECT_EQ(ticks.count, 3);
   EXPECT_EQ(once.count, 1);
   EXPECT_EQ(ticks.references, 0);
