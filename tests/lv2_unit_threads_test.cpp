@@ -129,7 +129,7 @@ TEST(Lv2UnitThreads, ParametersPresetsAndResetsDoNotDisturbARender) {
 }
 
 TEST(MessageRing, ProducersLoseNothingAndKeepTheirOrder) {
-  constexpr std::uint32_t kProducers = 3, kMessages = 20'000;
+  constexpr std::uint32_t kProducers = 3, kMessages = 5'000;
   MessageRing ring(64);
   std::vector<std::thread> producers;
   for (std::uint32_t who = 0; who < kProducers; ++who) {

@@ -1,4 +1,5 @@
-/* One main channel and a side chain: out = main * gain + side. Shows which buffers it was given. */
+/* One main channel and a side chain: out = main * gain + side. Shows which buffers it was given.
+ * Its other controls are there to be described. */
 #include <stdlib.h>
 
 #include "test_plugins.h"
