@@ -48,11 +48,10 @@ class RenderLoop : public testing::Test {
   /// Posts periods until the thread listens: what is posted before is its starting point.
   void start_and_listen() {
     start();
-    while (load_acquire(block_->render_done) != load_relaxed(block_->render_request) ||
-           load_relaxed(block_->render_request) == 0) {
+    do {
       store_release(block_->render_request, load_relaxed(block_->render_request) + 1);
       std::this_thread::sleep_for(std::chrono::milliseconds(1));
-    }
+    } while (load_acquire(block_->render_done) != load_relaxed(block_->render_request));
     script_.calls.clear();
   }
 
