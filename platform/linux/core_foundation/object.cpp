@@ -41,7 +41,7 @@ const TypeOperations& operations_of(const Object* object) {
 }
 
 constinit std::mutex live_mutex;
-constinit Object* live_objects = nullptr;
+constinit std::uintptr_t live_objects = ~std::uintptr_t{0};  // inverted, as the links are
 
 // Two slots a type: objects that do not change, objects that can. Written once, before
 // `foreign_objects` is published with release order; objects are given their class under the lock.
@@ -57,10 +57,19 @@ void set_class(Object* object) {
       std::memory_order_relaxed);
 }
 
+Object* linked(std::uintptr_t link) {
+  return reinterpret_cast<Object*>(~link);
+}
+std::uintptr_t link_to(Object* object) {
+  return ~reinterpret_cast<std::uintptr_t>(object);
+}
+
 void withdraw(Object* object) {
   std::lock_guard lock(live_mutex);
-  (object->previous ? object->previous->next : live_objects) = object->next;
-  if (object->next) object->next->previous = object->previous;
+  Object* previous = linked(object->previous);
+  Object* next = linked(object->next);
+  (previous ? previous->next : live_objects) = object->next;
+  if (next) next->previous = object->previous;
 }
 
 }  // namespace
@@ -68,8 +77,8 @@ void withdraw(Object* object) {
 void enlist(Object* object) {
   std::lock_guard lock(live_mutex);
   object->next = live_objects;
-  if (live_objects) live_objects->previous = object;
-  live_objects = object;
+  if (Object* next = linked(live_objects)) next->previous = link_to(object);
+  live_objects = link_to(object);
   set_class(object);
 }
 
@@ -94,7 +103,9 @@ void vesk_cf_join_objective_c(const CFForeignObjects* foreign, const CFObjectCla
     classes[class_slot(type, true)].store(named[i].mutable_class, std::memory_order_relaxed);
   }
   visit_constants(set_class);
-  for (Object* object = live_objects; object; object = object->next) set_class(object);
+  for (Object* object = linked(live_objects); object; object = linked(object->next)) {
+    set_class(object);
+  }
   foreign_objects.store(foreign, std::memory_order_release);
 }
 

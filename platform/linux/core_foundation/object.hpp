@@ -130,9 +130,10 @@ struct Object {
   std::atomic<std::uint32_t> references{1};
   const Type type;
   const std::uint16_t flags;
-  // The list of live objects; guarded by its lock.
-  Object* previous = nullptr;
-  Object* next = nullptr;
+  // The list of live objects, guarded by its lock. The links are kept inverted: plain pointers
+  // would make every object reachable, and no leak checker could see one that was forgotten.
+  std::uintptr_t previous = ~std::uintptr_t{0};
+  std::uintptr_t next = ~std::uintptr_t{0};
 
   bool is_constant() const { return (flags & constant) != 0; }
   bool is_changeable() const { return (flags & changeable) != 0; }

@@ -223,8 +223,8 @@ class XmlReader {
     --depth_;
     if (leaf_ != Element::unknown) return end_leaf(std::exchange(leaf_, Element::unknown));
     if (open_.empty()) return;  // </plist>
+    if (!open_.back().is_full()) return fail("a key has no value");
     Container container = std::move(open_.back());
-    if (!container.is_full()) return fail("a key has no value");
     open_.pop_back();
     if (container.element == Element::array) {
       add(builder_.array(container.values));
