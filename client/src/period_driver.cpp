@@ -29,6 +29,11 @@ constexpr std::uint32_t kSpinRetry = 64;
 /// A thread not seen on its CPU for this many periods in a row has moved for good.
 constexpr unsigned kMovedForGood = 8;
 
+/// A limit beyond the end of the clock is none.
+std::int64_t after(std::int64_t now, nanoseconds limit) noexcept {
+  return limit.count() > INT64_MAX - now ? INT64_MAX : now + limit.count();
+}
+
 }  // namespace
 
 bool PeriodDriver::probe(nanoseconds limit) noexcept {
@@ -51,35 +56,37 @@ bool PeriodDriver::probe(nanoseconds limit) noexcept {
 
 Answer PeriodDriver::render(unsigned frames, double sample_time, std::span<const MidiEvent> events,
                             nanoseconds limit) noexcept VESK_REALTIME {
-  const std::int64_t start = now_ns();
+  std::int64_t now = now_ns();
+  const std::int64_t deadline = after(now, limit);
   if (pending_) {
-    const Answer earlier = wait(limit, settings_.spins);
+    const Answer earlier = wait(now, deadline, settings_.spins);
     if (earlier == Answer::timed_out) return Answer::not_sent;
     if (earlier != Answer::answered) return earlier;
+    now = now_ns();
   }
   if (settings_.places) note_place(current_cpu());
-  const Answer sent = send(frames, sample_time, events);
-  if (sent != Answer::answered) return sent;
-  const nanoseconds left = limit - nanoseconds(now_ns() - start);
-  return wait(std::max(left, nanoseconds(0)), settings_.spins);
+  const Answer sent = send(frames, sample_time, events, now);
+  return sent == Answer::answered ? wait(now, deadline, settings_.spins) : sent;
 }
 
 Answer PeriodDriver::request(unsigned frames, double sample_time,
                              std::span<const MidiEvent> events) noexcept VESK_REALTIME {
   if (settings_.places) note_place(anywhere);
-  return send(frames, sample_time, events);
+  return send(frames, sample_time, events, now_ns());
 }
 
 Answer PeriodDriver::collect(nanoseconds limit) noexcept VESK_REALTIME {
-  return wait(limit, settings_.spins);
+  const std::int64_t now = now_ns();
+  return wait(now, after(now, limit), settings_.spins);
 }
 
 Answer PeriodDriver::collect_asleep(nanoseconds limit) noexcept VESK_REALTIME {
-  return wait(limit, false);
+  const std::int64_t now = now_ns();
+  return wait(now, after(now, limit), false);
 }
 
-Answer PeriodDriver::send(unsigned frames, double sample_time,
-                          std::span<const MidiEvent> events) noexcept VESK_REALTIME {
+Answer PeriodDriver::send(unsigned frames, double sample_time, std::span<const MidiEvent> events,
+                          std::int64_t now) noexcept VESK_REALTIME {
   if (is_gone()) return Answer::host_gone;
   if (!is_listening() || frames > settings_.max_frames || events.size() > host::max_midi_events)
     return Answer::refused;
@@ -90,21 +97,20 @@ Answer PeriodDriver::send(unsigned frames, double sample_time,
   block_.midi_count = static_cast<std::uint32_t>(events.size());
   std::copy(events.begin(), events.end(), block_.midi);
   sent_ = host::load_relaxed(block_.render_request) + 1;
-  sent_ns_.store(now_ns(), std::memory_order_relaxed);
+  sent_ns_.store(now, std::memory_order_relaxed);
   pending_ = true;
   host::store_release(block_.render_request, sent_);
   wake_one(block_.render_request);
   return Answer::answered;
 }
 
-Answer PeriodDriver::wait(nanoseconds limit, bool spin) noexcept VESK_REALTIME {
+Answer PeriodDriver::wait(std::int64_t now, std::int64_t deadline,
+                          bool spin) noexcept VESK_REALTIME {
   if (!pending_ || look()) return Answer::answered;
-  if (is_gone()) return Answer::host_gone;
-  if (limit.count() <= 0) return Answer::timed_out;
-  std::int64_t now = now_ns();
-  // A limit beyond the clock means no limit.
-  const std::int64_t deadline = limit.count() > INT64_MAX - now ? INT64_MAX : now + limit.count();
-  if (spin && spin_for_answer(now, deadline)) return Answer::answered;
+  if (spin) {
+    if (spin_for_answer(now, deadline)) return Answer::answered;
+    now = now_ns();
+  }
   for (;;) {
     const std::uint32_t done = host::load_acquire(block_.render_done);
     if (done == sent_) {
@@ -112,9 +118,10 @@ Answer PeriodDriver::wait(nanoseconds limit, bool spin) noexcept VESK_REALTIME {
       return Answer::answered;
     }
     if (is_gone()) return Answer::host_gone;
-    now = now_ns();
     if (now >= deadline) return Answer::timed_out;
     wait_while(block_.render_done, done, nanoseconds(std::min(kSlice, deadline - now)));
+    if (look()) return Answer::answered;
+    now = now_ns();
   }
 }
 

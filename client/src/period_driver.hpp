@@ -86,9 +86,10 @@ class PeriodDriver {
   static constexpr int unknown = -2;
 
  private:
-  Answer send(unsigned frames, double sample_time,
-              std::span<const MidiEvent> events) noexcept VESK_REALTIME;
-  Answer wait(std::chrono::nanoseconds limit, bool spin) noexcept VESK_REALTIME;
+  // The clock is read once at the head of a call and handed down.
+  Answer send(unsigned frames, double sample_time, std::span<const MidiEvent> events,
+              std::int64_t now) noexcept VESK_REALTIME;
+  Answer wait(std::int64_t now, std::int64_t deadline, bool spin) noexcept VESK_REALTIME;
   bool spin_for_answer(std::int64_t start, std::int64_t deadline) noexcept VESK_REALTIME;
   bool look() noexcept VESK_REALTIME;
   void note_answer() noexcept VESK_REALTIME;
