@@ -122,11 +122,13 @@ void free_path(LV2_State_Free_Path_Handle, char* path) {
 }
 
 std::string file_folder(const Description& plugin) {
+  // Nobody changes these. NOLINTBEGIN(concurrency-mt-unsafe)
   const char* data = std::getenv("XDG_DATA_HOME");
   const char* home = std::getenv("HOME");
-  std::string folder = data != nullptr && *data == '/' ? data
-                       : home != nullptr               ? std::string(home) + "/.local/share"
-                                                       : std::string("/tmp");
+  // NOLINTEND(concurrency-mt-unsafe)
+  const std::string folder = data != nullptr && *data == '/' ? data
+                             : home != nullptr               ? std::string(home) + "/.local/share"
+                                                             : std::string("/tmp");
   std::string name = plugin.uri;
   for (char& c : name) {
     if (c == '/' || c == ':') {

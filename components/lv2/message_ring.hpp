@@ -121,8 +121,8 @@ class MessageRing {
   const std::uint64_t mask_;
   std::unique_ptr<std::atomic<std::uint64_t>[]> headers_;
   std::unique_ptr<std::byte[]> bytes_;
-  alignas(64) std::atomic<std::uint64_t> head_{0};
-  alignas(64) std::atomic<std::uint64_t> tail_{0};
+  std::atomic<std::uint64_t> head_{0};
+  std::atomic<std::uint64_t> tail_{0};
 };
 
 }  // namespace vesk::lv2

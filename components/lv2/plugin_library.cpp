@@ -8,21 +8,26 @@
 namespace vesk::lv2 {
 namespace {
 
+std::string loader_error() {
+  // The loader keeps one message a thread. NOLINTNEXTLINE(concurrency-mt-unsafe)
+  const char* reason = dlerror();
+  return reason != nullptr ? reason : "unknown reason";
+}
+
 void* open_object(const std::string& path, std::string* error) {
   void* object = dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL | RTLD_NODELETE);
   if (object != nullptr) {
     return object;
   }
-  const char* reason = dlerror();
-  *error = reason != nullptr ? reason : "unknown reason";
+  *error = loader_error();
   // Some libraries use FFTW without naming it as a dependency; they run once it is there.
   if (error->find("undefined symbol: fftwf_") == std::string::npos ||
       dlopen("libfftw3f.so.3", RTLD_NOW | RTLD_GLOBAL | RTLD_NODELETE) == nullptr) {
     return nullptr;
   }
   object = dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL | RTLD_NODELETE);
-  if (object == nullptr && (reason = dlerror()) != nullptr) {
-    *error = reason;
+  if (object == nullptr) {
+    *error = loader_error();
   }
   return object;
 }

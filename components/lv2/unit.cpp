@@ -207,7 +207,8 @@ OSStatus stop_note(void* self, MusicDeviceGroupID, NoteInstanceID note,
   return unit_of(self).midi(0x80 | ((note >> 8) & 15u), note & 0x7f, 64, offset);
 }
 
-OSStatus prepare_instrument(void*, MusicDeviceInstrumentID) {
+// There is one instrument, and it is always ready.
+OSStatus use_instrument(void*, MusicDeviceInstrumentID) {
   return noErr;
 }
 
@@ -257,9 +258,8 @@ AudioComponentMethod lookup(SInt16 selector) {
     case kMusicDeviceStopNoteSelect:
       return method(&stop_note);
     case kMusicDevicePrepareInstrumentSelect:
-      return method(&prepare_instrument);
     case kMusicDeviceReleaseInstrumentSelect:
-      return method(&prepare_instrument);
+      return method(&use_instrument);
     default:
       return nullptr;
   }

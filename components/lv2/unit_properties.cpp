@@ -48,13 +48,13 @@ bool is_our_format(const AudioStreamBasicDescription& format) {
 template <typename T>
 T read(const void* data) {
   T value;
-  std::memcpy(&value, data, sizeof value);
+  std::memcpy(static_cast<void*>(&value), data, sizeof(T));
   return value;
 }
 
 template <typename T>
 OSStatus answer(void* data, const T& value) {
-  std::memcpy(data, &value, sizeof value);
+  std::memcpy(data, static_cast<const void*>(&value), sizeof(T));
   return noErr;
 }
 
@@ -210,7 +210,9 @@ struct UnitProperties {
   static OSStatus locate(Unit& unit, AudioUnitPropertyID id, Place place, const Row** row);
 };
 
-const UnitProperties::Row UnitProperties::kRows[] = {
+// Made by the compiler, so nothing is thrown.
+// NOLINTNEXTLINE(bugprone-throwing-static-initialization)
+constinit const UnitProperties::Row UnitProperties::kRows[] = {
     {kAudioUnitProperty_ClassInfo, kGlobal, false, sizeof(CFPropertyListRef), nullptr, nullptr,
      [](Unit& unit, Place, void* data) { return answer(data, unit.copy_class_info()); },
      [](Unit& unit, Place, const void* data) {

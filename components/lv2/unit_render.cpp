@@ -12,6 +12,10 @@ namespace {
 
 constexpr std::uint32_t kSampleBytes = sizeof(float);
 
+constexpr std::size_t bytes_of(UInt32 frames) {
+  return std::size_t{frames} * kSampleBytes;
+}
+
 bool overlaps(const float* first, const float* second, UInt32 frames) noexcept VESK_REALTIME {
   const std::less<const float*> before;
   return before(first, second + frames) && before(second, first + frames);
@@ -121,13 +125,13 @@ OSStatus PluginUnit::render_period(const AudioTimeStamp& time, UInt32 frames,
   Instance* instance = slot_.borrow();
   if (instance == nullptr) {
     // Being reset at this moment.
-    for (float* output : period.outputs) std::memset(output, 0, frames * kSampleBytes);
+    for (float* output : period.outputs) std::memset(output, 0, bytes_of(frames));
     return noErr;
   }
   // Events are read only while the instance is out, which keeps a reset away from them.
   if (ports_.has_input_bus && !ports_.enabled && bypass_.load(std::memory_order_relaxed) != 0) {
     for (UInt32 i = 0; i < 2; ++i) {
-      std::memcpy(period.outputs[i], period.inputs[i], frames * kSampleBytes);
+      std::memcpy(period.outputs[i], period.inputs[i], bytes_of(frames));
     }
     midi_.clear();
     slot_.give_back(instance);
@@ -192,7 +196,7 @@ void PluginUnit::keep_input_apart(const float* inputs[2], float* const outputs[2
   // Dozens of plugins are wrong when they run in place, and none of them says so.
   for (UInt32 in = 0; in < 2; ++in) {
     if (overlaps(inputs[in], outputs[0], frames) || overlaps(inputs[in], outputs[1], frames)) {
-      std::memcpy(own_input_.channel[in], inputs[in], frames * kSampleBytes);
+      std::memcpy(own_input_.channel[in], inputs[in], bytes_of(frames));
       inputs[in] = own_input_.channel[in];
     }
   }
