@@ -16,7 +16,7 @@ using Hosts = std::vector<std::unique_ptr<client::HostProcess>>;
 Hosts start(int count, Report& report) {
   client::Options options;
   options.chain = "aumu:Null:Vesk#0=20";  // 20 us of work a period
-  options.max_frames = kFrames;
+  options.max_frames = 240;
   options.period_frames = 240;
   options.environment = {"AUDIO_COMPONENT_PATH=" + program_folder() + "/../components"};
   Hosts hosts;

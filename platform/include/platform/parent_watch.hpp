@@ -5,8 +5,8 @@ namespace vesk::platform {
 /// Whether the process that started this one has ended.
 ///
 /// macOS hands an orphan to process 1, and the question is just that. On Linux a subreaper may
-/// adopt it and process 1 may itself be the parent, so the answer compares with the parent that
-/// `prepare_host_process` found at the start. Any thread; one system call.
+/// adopt it and process 1 may itself be the parent, so there a thread watches the parent that
+/// `prepare_host_process` found at the start. Any thread; one system call at most.
 bool parent_has_gone();
 
 }  // namespace vesk::platform

@@ -121,8 +121,20 @@ std::uint64_t next_look(Loop& loop, ModeSet mode, std::uint64_t time, std::uint6
   return next;
 }
 
-/// Waits until `until`, a wake or a descriptor; whether a descriptor was served.
-bool wait(Loop& loop, ModeSet mode, std::uint64_t time, std::uint64_t until) {
+/// Whether nothing is there that a look could find. A loop that merely waits, as that of a host
+/// without editors does a hundred times a second, then touches little that its sleep left cold.
+bool is_quiet(Loop& loop, std::uint64_t time) {
+  if (loop.is_main && (main_queue_has_work(time) || main_queue_deadline() != UINT64_MAX)) {
+    return false;
+  }
+  std::lock_guard lock(mutex);
+  return loop.timers.empty() && loop.sources.empty() && loop.blocks.empty();
+}
+
+enum class Woken { in_time, by_descriptor, when_time_was_up };
+
+/// Waits until `until`, a wake or a descriptor, which it serves.
+Woken wait(Loop& loop, ModeSet mode, std::uint64_t time, std::uint64_t until) {
   loop.polled.clear();
   loop.polled.push_back({loop.wake_descriptor, POLLIN, 0});
   const bool has_descriptors_too = loop.is_main && (loop.common & mode) != 0;
@@ -135,16 +147,17 @@ bool wait(Loop& loop, ModeSet mode, std::uint64_t time, std::uint64_t until) {
   const int count = ::ppoll(loop.polled.data(), loop.polled.size(),
                             until == UINT64_MAX ? nullptr : &timeout, nullptr);
   loop.is_waiting.store(false, std::memory_order_relaxed);
-  if (count <= 0) return false;  // the time is up, or a signal: look again
+  if (count == 0) return Woken::when_time_was_up;
+  if (count < 0) return Woken::in_time;  // a signal: look again
   if (loop.polled[0].revents != 0) {
     std::uint64_t ignored;
     [[maybe_unused]] const ssize_t size = ::read(loop.wake_descriptor, &ignored, sizeof ignored);
     // Acquire: pairs with the waker's exchange, so that its change is seen from here on.
     loop.is_wake_pending.exchange(false, std::memory_order_acq_rel);
   }
-  if (!has_descriptors_too || loop.polled.size() == 1) return false;
+  if (!has_descriptors_too || loop.polled.size() == 1) return Woken::in_time;
   note_ready(loop.polled);
-  return serve_ready();
+  return serve_ready() ? Woken::by_descriptor : Woken::in_time;
 }
 
 /// What belongs to one run and is put back when it ends.
@@ -170,15 +183,18 @@ CFRunLoopRunResult run(Loop& loop, CFStringRef mode_name, std::uint64_t deadline
   const Run this_run(loop, mode_name);
   for (bool has_waited = false;; has_waited = true) {
     std::uint64_t time = now();
-    const bool has_handled = make_pass(loop, mode, time);
+    const bool quiet = is_quiet(loop, time);
+    const bool has_handled = !quiet && make_pass(loop, mode, time);
     if (loop.is_stopped.exchange(false, std::memory_order_acquire)) return kCFRunLoopRunStopped;
     if (has_handled && returns_after_source) return kCFRunLoopRunHandledSource;
     if (is_empty(loop, mode)) return kCFRunLoopRunFinished;
     // Even a run without time looks once at the descriptors.
     if (has_waited && time >= deadline) return kCFRunLoopRunTimedOut;
-    if (wait(loop, mode, time, next_look(loop, mode, time, deadline)) && returns_after_source) {
-      return kCFRunLoopRunHandledSource;
-    }
+    const std::uint64_t until = quiet ? deadline : next_look(loop, mode, time, deadline);
+    const Woken woken = wait(loop, mode, time, until);
+    if (woken == Woken::by_descriptor && returns_after_source) return kCFRunLoopRunHandledSource;
+    // Nobody woke it and nothing was due before: there is nothing to look for either.
+    if (woken == Woken::when_time_was_up && quiet) return kCFRunLoopRunTimedOut;
   }
 }
 

@@ -19,6 +19,9 @@ namespace {
 constexpr time_t kSecondsToNotice = 5;
 constexpr time_t kSecondsToSave = 10;
 
+// Set by the guard thread, so that the main thread's question costs no system call a turn.
+std::atomic<bool> g_parent_ended = false;
+std::atomic<bool> g_is_guarded = false;
 std::atomic<bool> g_noticed = false;
 
 pid_t find_parent() {
@@ -57,6 +60,7 @@ void await_end_of_parent() {
 
 void* guard(void*) {
   await_end_of_parent();
+  g_parent_ended.store(true, std::memory_order_relaxed);
   sleep_seconds(kSecondsToNotice);
   if (g_noticed.load(std::memory_order_relaxed)) sleep_seconds(kSecondsToSave);
   // Not `exit`: whatever holds the main thread may hold locks that an orderly end needs.
@@ -71,7 +75,9 @@ pid_t original_parent() {
 }
 
 bool parent_has_gone() {
-  const bool gone = is_orphan();
+  const bool gone = g_is_guarded.load(std::memory_order_relaxed)
+                        ? g_parent_ended.load(std::memory_order_relaxed)
+                        : is_orphan();
   if (gone) g_noticed.store(true, std::memory_order_relaxed);
   return gone;
 }
@@ -90,7 +96,8 @@ void guard_against_orphanhood() {
   pthread_sigmask(SIG_SETMASK, &all, &before);
   pthread_t thread;
   // Without the thread the host still ends by `parent_has_gone`, unless it is stuck.
-  static_cast<void>(pthread_create(&thread, &attributes, guard, nullptr));
+  const bool started = pthread_create(&thread, &attributes, guard, nullptr) == 0;
+  g_is_guarded.store(started, std::memory_order_relaxed);
   pthread_sigmask(SIG_SETMASK, &before, nullptr);
   pthread_attr_destroy(&attributes);
 }
