@@ -1,0 +1,134 @@
+#import "app_kit/application.hpp"
+
+#import <AppKit/AppKit.h>
+#include <CoreFoundation/CoreFoundation.h>
+#import <GNUstepGUI/GSDisplayServer.h>
+
+#include <algorithm>
+#include <cmath>
+
+#import "app_kit/class_additions.hpp"
+#import "app_kit/current_editor.hpp"
+#include "app_kit/display.hpp"
+#import "app_kit/log_filter.hpp"
+
+extern char** environ;
+
+/// A moment to wait for, in whole milliseconds from whenever it is asked: the run loop waits in
+/// those, rounded down, and would spin through the last one.
+@interface VeskDeadline : NSDate {
+  NSTimeInterval _moment;
+}
+- (id)initWithMoment:(NSTimeInterval)moment;
+@end
+
+@implementation VeskDeadline
+
+- (id)initWithMoment:(NSTimeInterval)moment {
+  self = [super init];
+  _moment = moment;
+  return self;
+}
+
+- (id)initWithTimeIntervalSinceReferenceDate:(NSTimeInterval)seconds {
+  return [self initWithMoment:seconds];
+}
+
+- (id)copyWithZone:(NSZone*)zone {
+  return [self retain];
+}
+
+- (NSTimeInterval)timeIntervalSinceReferenceDate {
+  return _moment;
+}
+
+- (NSTimeInterval)timeIntervalSinceNow {
+  const NSTimeInterval left = _moment - [NSDate timeIntervalSinceReferenceDate];
+  if (left <= 0) return left;
+  // Half a microsecond over, so that the product with 1000 is not a hair below the whole number.
+  return std::ceil(left * 1000) / 1000 + 0.5e-6;
+}
+
+@end
+
+@interface VeskApplication : NSApplication
+@end
+
+@implementation VeskApplication
+
+- (NSEvent*)nextEventMatchingMask:(NSUInteger)mask
+                        untilDate:(NSDate*)date
+                           inMode:(NSString*)mode
+                          dequeue:(BOOL)dequeue {
+  // The back-end's mask of all events is the narrower one and takes a shorter way.
+  if (mask == NSEventMaskAny) mask = NSAnyEventMask;
+  const NSTimeInterval moment =
+      date ? [date timeIntervalSinceReferenceDate] : -std::numeric_limits<NSTimeInterval>::max();
+  VeskDeadline* deadline = [[[VeskDeadline alloc] initWithMoment:moment] autorelease];
+  for (;;) {
+    NSEvent* event = [super nextEventMatchingMask:mask
+                                        untilDate:[NSDate distantPast]
+                                           inMode:mode
+                                          dequeue:dequeue];
+    if (vesk::platform::display_is_lost()) {
+      vesk::platform::close_lost_windows();
+      const NSTimeInterval left = moment - [NSDate timeIntervalSinceReferenceDate];
+      CFRunLoopRunInMode(kCFRunLoopDefaultMode, std::max(left, 0.0), false);
+      return nil;
+    }
+    if (event || moment <= [NSDate timeIntervalSinceReferenceDate]) return event;
+    [[NSRunLoop currentRunLoop] runMode:mode beforeDate:deadline];
+  }
+}
+
+- (void)sendEvent:(NSEvent*)event {
+  vesk::platform::EditorTurn turn([event window]);
+  [super sendEvent:event];
+  turn.end();
+}
+
+@end
+
+namespace vesk::platform {
+namespace {
+
+void open_application(const DisplayProbe& probe) {
+  // AppKit takes plain arguments for files to open and waits for ever when it cannot.
+  NSString* program = [[[NSProcessInfo processInfo] arguments] objectAtIndex:0];
+  char* arguments[] = {const_cast<char*>([program fileSystemRepresentation]), nullptr};
+  [NSProcessInfo initializeWithArguments:arguments count:1 environment:environ];
+
+  // Without a window manager AppKit must draw the title bars itself, and asking one that is not
+  // there takes its time.
+  [[NSUserDefaults standardUserDefaults]
+      registerDefaults:[NSDictionary
+                           dictionaryWithObjectsAndKeys:
+                               [NSNumber numberWithBool:probe.has_window_manager],
+                               @"GSX11HandlesWindowDecorations", [NSNumber numberWithBool:YES],
+                               @"GSSuppressAppIcon", nil]];
+  [VeskApplication sharedApplication];
+  outlive_display([GSCurrentServer() serverDevice]);
+}
+
+}  // namespace
+
+bool prepare_application() {
+  if (display_is_lost()) return false;
+  if (NSApp) return true;
+  const DisplayProbe probe = probe_display();
+  if (!probe.is_reachable) return false;
+  @autoreleasepool {
+    drop_toolkit_messages();
+    install_window_additions();
+    open_application(probe);
+  }
+  return true;
+}
+
+void close_lost_windows() {
+  for (NSWindow* window in [NSApp windows]) {
+    if (plugin_of(window) && [window isVisible]) [window close];
+  }
+}
+
+}  // namespace vesk::platform

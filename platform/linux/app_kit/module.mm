@@ -1,0 +1,83 @@
+// The module's one way in: the window manager of this image behind a table of plain functions.
+
+#import <AppKit/AppKit.h>
+
+#include <new>
+#include <stdexcept>
+
+#import "app_kit/application.hpp"
+#import "app_kit/current_editor.hpp"
+#include "window_proxy/window_module.hpp"
+#import "windows/window_delegate.h"
+#include "windows/windows.hpp"
+
+namespace vesk::platform {
+namespace {
+
+host::Windows& manager_of(void* manager) { return *static_cast<host::Windows*>(manager); }
+
+/// Runs `work`, and lets out what it throws as what a plain C++ unit can read. C++ exceptions pass
+/// through; Objective-C ones are thrown anew once their own handler is left.
+template <class Work>
+void with_readable_exceptions(const Work& work) {
+  std::string reason;
+  @try {
+    work();
+    return;
+  } @catch (NSException* exception) {
+    if ([[exception name] isEqual:NSMallocException]) throw std::bad_alloc();
+    NSString* text = [exception reason] ? [exception reason] : [exception name];
+    reason = text ? [text UTF8String] : "exception";
+  } @catch (id object) {
+    reason = [[object description] UTF8String];
+  }
+  throw std::runtime_error(reason);
+}
+
+void* create(std::function<void(unsigned)> on_close) {
+  return new host::Windows(std::move(on_close));
+}
+
+void destroy(void* manager) {
+  with_readable_exceptions([&] { delete static_cast<host::Windows*>(manager); });
+}
+
+bool open(void* manager, unsigned plugin, ComponentInstanceRecord* unit, const std::string& title) {
+  bool opened = false;
+  with_readable_exceptions([&] {
+    opened = prepare_application() && manager_of(manager).open(plugin, unit, title);
+  });
+  return opened;
+}
+
+void close_all(void* manager) {
+  with_readable_exceptions([&] { manager_of(manager).close_all(); });
+}
+
+std::uint32_t open_mask(const void* manager) {
+  return static_cast<const host::Windows*>(manager)->open_mask();
+}
+
+void pump(void* manager, double seconds) {
+  with_readable_exceptions([&] { manager_of(manager).pump(seconds); });
+}
+
+void close_failed(const std::function<void(unsigned)>& closed) {
+  // What threw while it drew leaves its view focused.
+  while (NSView* focused = [NSView focusView]) [focused unlockFocus];
+  for (NSWindow* window : failed_editors()) {
+    if (![window isVisible]) continue;
+    closed(*plugin_of(window));
+    [window close];
+  }
+}
+
+constexpr WindowModule module = {create, destroy, open, close_all, open_mask, pump, close_failed};
+
+}  // namespace
+}  // namespace vesk::platform
+
+extern "C" __attribute__((visibility("default"))) const vesk::platform::WindowModule*
+vesk_window_module() {
+  return &vesk::platform::module;
+}

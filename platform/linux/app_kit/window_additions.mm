@@ -1,0 +1,103 @@
+// Where GNUstep's windows behave otherwise than the AppKit that the window manager is written for.
+
+#import <AppKit/AppKit.h>
+#include <objc/runtime.h>
+
+#import "app_kit/class_additions.hpp"
+#import "app_kit/current_editor.hpp"
+
+namespace {
+
+NSString* frame_key(NSString* name) { return [@"NSWindow Frame " stringByAppendingString:name]; }
+
+bool is_on_a_screen(NSRect frame) {
+  for (NSScreen* screen in [NSScreen screens]) {
+    if (NSIntersectsRect(frame, [screen frame])) return true;
+  }
+  return false;
+}
+
+void exchange(SEL original, SEL replacement) {
+  method_exchangeImplementations(class_getInstanceMethod([NSWindow class], original),
+                                 class_getInstanceMethod([NSWindow class], replacement));
+}
+
+}  // namespace
+
+// Each exchanged with the method that it is named after, so that the call of itself in it is one
+// of the original.
+@interface NSWindow (VeskReplacements)
+- (BOOL)vesk_setFrameAutosaveName:(NSString*)name;
+- (void)vesk_saveFrameUsingName:(NSString*)name;
+- (BOOL)vesk_setFrameUsingName:(NSString*)name;
+- (void)vesk_update;
+- (void)vesk_dealloc;
+@end
+
+@implementation NSWindow (VeskReplacements)
+
+/// A window stays where it is put, off every screen too.
+- (NSRect)constrainFrameRect:(NSRect)frame toScreen:(NSScreen*)screen {
+  return frame;
+}
+
+/// The original saves the present frame under a name that has none yet, so that the window would
+/// seem to have been placed once.
+- (BOOL)vesk_setFrameAutosaveName:(NSString*)name {
+  NSUserDefaults* defaults = [NSUserDefaults standardUserDefaults];
+  const bool is_new = [name length] > 0 && ![defaults objectForKey:frame_key(name)];
+  const BOOL accepted = [self vesk_setFrameAutosaveName:name];
+  if (is_new) [defaults removeObjectForKey:frame_key(name)];
+  return accepted;
+}
+
+/// A place that nobody can see is not worth remembering.
+- (void)vesk_saveFrameUsingName:(NSString*)name {
+  if (is_on_a_screen([self frame])) [self vesk_saveFrameUsingName:name];
+}
+
+/// Nor is one on a screen that is no longer there: it counts as never saved.
+- (BOOL)vesk_setFrameUsingName:(NSString*)name {
+  return [name length] > 0 && [self vesk_setFrameUsingName:name] && is_on_a_screen([self frame]);
+}
+
+- (void)vesk_update {
+  vesk::platform::EditorTurn turn(self);
+  [self vesk_update];
+  turn.end();
+}
+
+/// The original keeps the name taken, and the plugin's next window would not get it.
+- (void)vesk_dealloc {
+  if ([[self frameAutosaveName] length] > 0) [self setFrameAutosaveName:@""];
+  [self vesk_dealloc];
+}
+
+@end
+
+/// Writes the frames out when a window closes; a host may live for hours and end abruptly.
+@interface VeskFrameKeeper : NSObject
+@end
+
+@implementation VeskFrameKeeper
+
++ (void)windowWillClose:(NSNotification*)notification {
+  [[NSUserDefaults standardUserDefaults] synchronize];
+}
+
+@end
+
+namespace vesk::platform {
+
+void install_window_additions() {
+  exchange(@selector(setFrameAutosaveName:), @selector(vesk_setFrameAutosaveName:));
+  exchange(@selector(saveFrameUsingName:), @selector(vesk_saveFrameUsingName:));
+  exchange(@selector(setFrameUsingName:), @selector(vesk_setFrameUsingName:));
+  exchange(@selector(update), @selector(vesk_update));
+  [[NSNotificationCenter defaultCenter] addObserver:[VeskFrameKeeper class]
+                                           selector:@selector(windowWillClose:)
+                                               name:NSWindowWillCloseNotification
+                                             object:nil];
+}
+
+}  // namespace vesk::platform

@@ -1,0 +1,4 @@
+#pragma once
+
+#import <CoreAudioKit/AUGenericView.h>
+#import <CoreAudioKit/AUViewController.h>
