@@ -95,9 +95,8 @@ Strong<NSView> cocoa_view(ComponentInstanceRecord* unit) {
   Class factory_class = [bundle classNamed:platform::ns_string(description.first_class_name())];
   if (![factory_class conformsToProtocol:@protocol(AUCocoaUIBase)]) return {};
   const auto factory = Strong<NSObject>::adopt([[factory_class alloc] init]);
-  return Strong<NSView>::retain([(id<AUCocoaUIBase>)factory.get()
-      uiViewForAudioUnit:unit
-                withSize:requested_cocoa_size]);
+  return Strong<NSView>::retain(
+      [(id<AUCocoaUIBase>)factory.get() uiViewForAudioUnit:unit withSize:requested_cocoa_size]);
 }
 
 Strong<NSViewController> extension_controller(ComponentInstanceRecord* unit) {

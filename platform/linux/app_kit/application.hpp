@@ -7,7 +7,4 @@ namespace vesk::platform {
 /// tries again.
 bool prepare_application();
 
-/// Closes every editor window: the connection to the display is gone.
-void close_lost_windows();
-
 }  // namespace vesk::platform

@@ -6,10 +6,11 @@
 
 #include <algorithm>
 #include <cmath>
+#include <limits>
 
 #import "app_kit/class_additions.hpp"
-#import "app_kit/current_editor.hpp"
 #include "app_kit/display.hpp"
+#import "app_kit/editors.hpp"
 #import "app_kit/log_filter.hpp"
 
 extern char** environ;
@@ -71,7 +72,7 @@ extern char** environ;
                                            inMode:mode
                                           dequeue:dequeue];
     if (vesk::platform::display_is_lost()) {
-      vesk::platform::close_lost_windows();
+      vesk::platform::close_every_editor();
       const NSTimeInterval left = moment - [NSDate timeIntervalSinceReferenceDate];
       CFRunLoopRunInMode(kCFRunLoopDefaultMode, std::max(left, 0.0), false);
       return nil;
@@ -102,10 +103,12 @@ void open_application(const DisplayProbe& probe) {
   // there takes its time.
   [[NSUserDefaults standardUserDefaults]
       registerDefaults:[NSDictionary
-                           dictionaryWithObjectsAndKeys:
-                               [NSNumber numberWithBool:probe.has_window_manager],
-                               @"GSX11HandlesWindowDecorations", [NSNumber numberWithBool:YES],
-                               @"GSSuppressAppIcon", nil]];
+                           dictionaryWithObjectsAndKeys:[NSNumber
+                                                            numberWithBool:probe
+                                                                               .has_window_manager],
+                                                        @"GSX11HandlesWindowDecorations",
+                                                        [NSNumber numberWithBool:YES],
+                                                        @"GSSuppressAppIcon", nil]];
   [VeskApplication sharedApplication];
   outlive_display([GSCurrentServer() serverDevice]);
 }
@@ -123,12 +126,6 @@ bool prepare_application() {
     open_application(probe);
   }
   return true;
-}
-
-void close_lost_windows() {
-  for (NSWindow* window in [NSApp windows]) {
-    if (plugin_of(window) && [window isVisible]) [window close];
-  }
 }
 
 }  // namespace vesk::platform

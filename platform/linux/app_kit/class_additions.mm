@@ -1,7 +1,7 @@
 // What the toolkit's other classes lack, and what they must not do inside a host.
 
-#include <AudioToolbox/AUCocoaUIView.h>
 #import <AppKit/AppKit.h>
+#include <AudioToolbox/AUCocoaUIView.h>
 #import <CoreAudioKit/AUViewController.h>
 
 @implementation NSApplication (VeskActivationPolicy)
@@ -82,9 +82,7 @@ NSMapTable* preferred_sizes() {
           deliverImmediately:(BOOL)immediately {
 }
 
-- (void)removeObserver:(id)observer
-                  name:(NSString*)name
-                object:(NSString*)object {
+- (void)removeObserver:(id)observer name:(NSString*)name object:(NSString*)object {
 }
 
 - (void)setSuspended:(BOOL)suspended {

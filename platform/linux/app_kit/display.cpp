@@ -38,7 +38,9 @@ bool has_window_manager(Display* display) {
   return manager && named_window(display, *manager) == manager;
 }
 
-int ignore_error(Display*, XErrorEvent*) { return 0; }
+int ignore_error(Display*, XErrorEvent*) {
+  return 0;
+}
 
 /// Installed for every display of the process: those that plugins open themselves do not count.
 int note_loss(Display* display) {
@@ -69,6 +71,8 @@ void outlive_display(void* display) {
   XSetIOErrorExitHandler(app_display, stay_alive, nullptr);
 }
 
-bool display_is_lost() { return lost.load(std::memory_order_acquire); }
+bool display_is_lost() {
+  return lost.load(std::memory_order_acquire);
+}
 
 }  // namespace vesk::platform

@@ -1,8 +1,8 @@
 #import "app_kit/log_filter.hpp"
 
+#import <Foundation/Foundation.h>
 #include <dlfcn.h>
 #include <execinfo.h>
-#import <Foundation/Foundation.h>
 #include <unistd.h>
 
 #include <string_view>

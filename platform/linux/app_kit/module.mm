@@ -6,9 +6,8 @@
 #include <stdexcept>
 
 #import "app_kit/application.hpp"
-#import "app_kit/current_editor.hpp"
+#import "app_kit/editors.hpp"
 #include "window_proxy/window_module.hpp"
-#import "windows/window_delegate.h"
 #include "windows/windows.hpp"
 
 namespace vesk::platform {
@@ -44,13 +43,13 @@ void destroy(void* manager) {
 
 bool open(void* manager, unsigned plugin, ComponentInstanceRecord* unit, const std::string& title) {
   bool opened = false;
-  with_readable_exceptions([&] {
-    opened = prepare_application() && manager_of(manager).open(plugin, unit, title);
-  });
+  with_readable_exceptions(
+      [&] { opened = prepare_application() && manager_of(manager).open(plugin, unit, title); });
   return opened;
 }
 
 void close_all(void* manager) {
+  forget_editor_turns();
   with_readable_exceptions([&] { manager_of(manager).close_all(); });
 }
 
@@ -59,20 +58,16 @@ std::uint32_t open_mask(const void* manager) {
 }
 
 void pump(void* manager, double seconds) {
+  forget_editor_turns();
   with_readable_exceptions([&] { manager_of(manager).pump(seconds); });
 }
 
-void close_failed(const std::function<void(unsigned)>& closed) {
-  // What threw while it drew leaves its view focused.
-  while (NSView* focused = [NSView focusView]) [focused unlockFocus];
-  for (NSWindow* window : failed_editors()) {
-    if (![window isVisible]) continue;
-    closed(*plugin_of(window));
-    [window close];
-  }
+void close_one(unsigned plugin) {
+  with_readable_exceptions([&] { close_editor(plugin); });
 }
 
-constexpr WindowModule module = {create, destroy, open, close_all, open_mask, pump, close_failed};
+constexpr WindowModule module = {
+    create, destroy, open, close_all, open_mask, pump, close_one, visible_editors, failed_editors};
 
 }  // namespace
 }  // namespace vesk::platform

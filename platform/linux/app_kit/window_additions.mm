@@ -4,7 +4,7 @@
 #include <objc/runtime.h>
 
 #import "app_kit/class_additions.hpp"
-#import "app_kit/current_editor.hpp"
+#import "app_kit/editors.hpp"
 
 namespace {
 

@@ -20,9 +20,13 @@ struct WindowModule {
   std::uint32_t (*open_mask)(const void* manager);
   void (*pump)(void* manager, double seconds);
 
-  /// Closes the editors that what was thrown last came out of, all where that is not known, and
-  /// calls `closed` with the index of each. Throws nothing.
-  void (*close_failed)(const std::function<void(unsigned)>& closed);
+  /// Closes the window of one plugin's editor, if it is on screen.
+  void (*close_editor)(unsigned plugin);
+  /// Calls `visit` for every editor on screen, in the order of the plugins. Throws nothing.
+  void (*visible_editors)(const std::function<void(unsigned)>& visit);
+  /// Calls `visit` for the editor that what was thrown last came out of, or for every one on
+  /// screen when the code ran for none in particular. Throws nothing.
+  void (*failed_editors)(const std::function<void(unsigned)>& visit);
 };
 
 inline constexpr const char* window_module_file = "windows.so";

@@ -1,32 +1,142 @@
-#include "windows/windows.hpp"
+// host::Windows in the executable. Without an editor it only runs the run loop; the first one asked
+// for opens the module that holds the window manager itself, and from then on every call goes
+// there.
+//
+// This is also where an exception out of a plugin's view code ends: the editor it came out of is
+// closed, and the host goes on rendering. It has to be caught here: a C++ exception cannot be
+// caught in an Objective-C++ unit of this runtime, while a plain C++ unit catches both kinds.
 
 #include <CoreFoundation/CoreFoundation.h>
+#include <dlfcn.h>
 
+#include <new>
+#include <stdexcept>
 #include <utility>
+#include <vector>
+
+#include "platform/linux/audio_toolbox/module_folder.hpp"
+#include "platform/linux/process/report.hpp"
+#include "platform/linux/window_proxy/window_module.hpp"
+#include "windows/windows.hpp"
 
 namespace vesk::host {
+namespace {
+
+using platform::WindowModule;
+
+const WindowModule* open_window_module() {
+  const std::string path = platform::module_folder() + "/" + platform::window_module_file;
+  void* image = dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL | RTLD_NODELETE);
+  void* entry = image ? dlsym(image, platform::window_module_entry) : nullptr;
+  if (!entry) {
+    const char* cause = dlerror();
+    platform::report({"no windows: ", cause ? cause : path.c_str()});
+    return nullptr;
+  }
+  return reinterpret_cast<platform::WindowModuleEntry*>(entry)();
+}
+
+/// Null when the module cannot be opened; a later call tries again.
+const WindowModule* window_module() {
+  static const WindowModule* module = nullptr;
+  if (!module) module = open_window_module();
+  return module;
+}
+
+void report_failure(unsigned plugin, const char* reason) {
+  platform::report({"editor of plugin ", platform::Digits(plugin).text(), " failed: ", reason});
+}
+
+/// Calls `work`; what it throws goes to `failed` as a text. Being out of memory is nothing that
+/// closing an editor would mend, so it passes on.
+template <class Work, class Failed>
+void guard(const Work& work, const Failed& failed) {
+  try {
+    work();
+  } catch (const std::bad_alloc&) {
+    throw;
+  } catch (const std::exception& exception) {
+    failed(exception.what());
+  } catch (...) {
+    failed("unknown exception");
+  }
+}
+
+/// Closes one editor. A view that throws even then keeps its window; its state was saved before.
+void close_editor(const WindowModule* module, unsigned plugin) {
+  guard([&] { module->close_editor(plugin); }, [](const char*) {});
+}
+
+void close_failed(const WindowModule* module, const char* reason) {
+  std::vector<unsigned> failed;
+  module->failed_editors([&](unsigned plugin) { failed.push_back(plugin); });
+  for (const unsigned plugin : failed) {
+    report_failure(plugin, reason);
+    close_editor(module, plugin);
+  }
+}
+
+}  // namespace
 
 struct Windows::Impl {
   std::function<void(unsigned)> on_close;
+  const WindowModule* module = nullptr;
+  void* manager = nullptr;
+
+  bool reach_module();
 };
 
-Windows::Windows(std::function<void(unsigned)> on_close)
-    : impl_(std::make_shared<Impl>(std::move(on_close))) {}
-
-Windows::~Windows() = default;
-
-bool Windows::open(unsigned, ComponentInstanceRecord*, const std::string&) {
-  return false;
+bool Windows::Impl::reach_module() {
+  if (manager) return true;
+  module = window_module();
+  if (module) manager = module->create(on_close);
+  return manager != nullptr;
 }
 
-void Windows::close_all() {}
+Windows::Windows(std::function<void(unsigned)> on_close) : impl_(std::make_shared<Impl>()) {
+  impl_->on_close = std::move(on_close);
+}
+
+Windows::~Windows() {
+  if (!impl_->manager) return;
+  close_all();
+  guard([&] { impl_->module->destroy(impl_->manager); }, [](const char*) {});
+}
+
+bool Windows::open(unsigned plugin, ComponentInstanceRecord* unit, const std::string& title) {
+  if (!impl_->reach_module()) return false;
+  bool opened = false;
+  guard([&] { opened = impl_->module->open(impl_->manager, plugin, unit, title); },
+        [&](const char* reason) {
+          report_failure(plugin, reason);
+          close_editor(impl_->module, plugin);
+        });
+  return opened;
+}
+
+void Windows::close_all() {
+  if (!impl_->manager) return;
+  guard([&] { impl_->module->close_all(impl_->manager); },
+        [&](const char* reason) {
+          close_failed(impl_->module, reason);
+          // What threw while its window closed kept the ones after it from being closed.
+          std::vector<unsigned> left;
+          impl_->module->visible_editors([&](unsigned plugin) { left.push_back(plugin); });
+          for (const unsigned plugin : left) close_editor(impl_->module, plugin);
+        });
+}
 
 std::uint32_t Windows::open_mask() const {
-  return 0;
+  return impl_->manager ? impl_->module->open_mask(impl_->manager) : 0;
 }
 
 void Windows::pump(double seconds) {
-  CFRunLoopRunInMode(kCFRunLoopDefaultMode, seconds, false);
+  if (!impl_->manager) {
+    CFRunLoopRunInMode(kCFRunLoopDefaultMode, seconds, false);
+    return;
+  }
+  guard([&] { impl_->module->pump(impl_->manager, seconds); },
+        [&](const char* reason) { close_failed(impl_->module, reason); });
 }
 
 }  // namespace vesk::host
