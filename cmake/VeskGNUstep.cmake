@@ -10,10 +10,15 @@ set(CMAKE_OBJCXX_EXTENSIONS OFF)
 set(CMAKE_OBJCXX_VISIBILITY_PRESET hidden)
 
 if(NOT TARGET vesk_gnustep)
-  # The runtime's headers (objc/objc.h) come with gcc, beside headers that must not hide clang's.
-  find_program(GCC gcc REQUIRED)
-  execute_process(COMMAND "${GCC}" -print-file-name=include
-    OUTPUT_VARIABLE gcc_include OUTPUT_STRIP_TRAILING_WHITESPACE COMMAND_ERROR_IS_FATAL ANY)
+  # The runtime's headers come in the folder of gcc's own, which must not hide clang's.
+  file(GLOB objc_headers LIST_DIRECTORIES false "/usr/lib/gcc/*/*/include/objc/objc.h")
+  list(SORT objc_headers COMPARE NATURAL ORDER DESCENDING)
+  if(NOT objc_headers)
+    message(FATAL_ERROR "objc/objc.h is missing (libobjc-12-dev); see scripts/install-packages.sh.")
+  endif()
+  list(GET objc_headers 0 objc_header)
+  cmake_path(GET objc_header PARENT_PATH gcc_include)
+  cmake_path(GET gcc_include PARENT_PATH gcc_include)
 
   add_library(vesk_gnustep INTERFACE)
   target_compile_definitions(vesk_gnustep INTERFACE

@@ -11,7 +11,10 @@ typedef CF_OPTIONS(UInt32, AUGenericViewDisplayFlags){
 
 /// A panel with every parameter of a unit: what a unit without an interface of its own is edited
 /// with. Follows the unit's values wherever they change. Main thread only.
-@interface AUGenericView : NSView
+@interface AUGenericView : NSView {
+ @private
+  struct AUGenericViewState *_state;
+}
 
 @property(nonatomic, readonly) AudioUnit audioUnit;
 
