@@ -15,24 +15,25 @@
 
 extern char** environ;
 
+namespace {
+
+constexpr NSTimeInterval longest_wait_seconds = 1;
+
+}  // namespace
+
 /// A moment to wait for, in whole milliseconds from whenever it is asked: the run loop waits in
 /// those, rounded down, and would spin through the last one.
 @interface VeskDeadline : NSDate {
   NSTimeInterval _moment;
 }
-- (id)initWithMoment:(NSTimeInterval)moment;
 @end
 
 @implementation VeskDeadline
 
-- (id)initWithMoment:(NSTimeInterval)moment {
-  self = [super init];
-  _moment = moment;
-  return self;
-}
-
+// What every other way to make a date ends in, `init` included, which must not be called from here.
 - (id)initWithTimeIntervalSinceReferenceDate:(NSTimeInterval)seconds {
-  return [self initWithMoment:seconds];
+  _moment = seconds;
+  return self;
 }
 
 - (id)copyWithZone:(NSZone*)zone {
@@ -65,20 +66,23 @@ extern char** environ;
   if (mask == NSEventMaskAny) mask = NSAnyEventMask;
   const NSTimeInterval moment =
       date ? [date timeIntervalSinceReferenceDate] : -std::numeric_limits<NSTimeInterval>::max();
-  VeskDeadline* deadline = [[[VeskDeadline alloc] initWithMoment:moment] autorelease];
   for (;;) {
+    // In pieces, so that a loop of the toolkit's own that waits for ever notices a lost display.
+    const NSTimeInterval piece =
+        std::min(moment, [NSDate timeIntervalSinceReferenceDate] + longest_wait_seconds);
+    VeskDeadline* deadline =
+        [[[VeskDeadline alloc] initWithTimeIntervalSinceReferenceDate:piece] autorelease];
     NSEvent* event = [super nextEventMatchingMask:mask
-                                        untilDate:[NSDate distantPast]
+                                        untilDate:deadline
                                            inMode:mode
                                           dequeue:dequeue];
     if (vesk::platform::display_is_lost()) {
       vesk::platform::close_every_editor();
       const NSTimeInterval left = moment - [NSDate timeIntervalSinceReferenceDate];
-      CFRunLoopRunInMode(kCFRunLoopDefaultMode, std::max(left, 0.0), false);
+      CFRunLoopRunInMode(kCFRunLoopDefaultMode, std::clamp(left, 0.0, longest_wait_seconds), false);
       return nil;
     }
     if (event || moment <= [NSDate timeIntervalSinceReferenceDate]) return event;
-    [[NSRunLoop currentRunLoop] runMode:mode beforeDate:deadline];
   }
 }
 

@@ -1,6 +1,6 @@
 #import "core_audio_kit/panel_painter.hpp"
 
-#include <algorithm>
+#include <cmath>
 
 namespace vesk::platform::paint {
 namespace {
@@ -27,22 +27,30 @@ void fill_circle(double x, double y, double radius, NSColor* color) {
   [[NSBezierPath bezierPathWithOvalInRect:square] fill];
 }
 
+/// `string`, or as much of its head as fits into `width` with an ellipsis behind it.
+NSString* fitted(NSString* string, NSDictionary* attributes, double width) {
+  if ([string sizeWithAttributes:attributes].width <= width) return string;
+  for (NSUInteger length = [string length]; length > 1; --length) {
+    NSString* head = [string substringToIndex:length - 1];
+    NSString* candidate = [head stringByAppendingString:@"\u2026"];
+    if ([candidate sizeWithAttributes:attributes].width <= width) return candidate;
+  }
+  return @"";
+}
+
+enum class Side { left, right };
+
 /// One line in the middle of `area`, its end cut where it is too long.
-void line(const Area& area, const std::string& text, NSFont* font, NSColor* color,
-          NSTextAlignment alignment) {
-  NSString* string = [NSString stringWithUTF8String:text.c_str()];
+void line(const Area& area, const std::string& text, NSFont* font, NSColor* color, Side side) {
+  NSDictionary* attributes =
+      [NSDictionary dictionaryWithObjectsAndKeys:font, NSFontAttributeName, color,
+                                                 NSForegroundColorAttributeName, nil];
+  NSString* string = fitted([NSString stringWithUTF8String:text.c_str()], attributes, area.width);
   if ([string length] == 0) return;
-  NSMutableParagraphStyle* style = [[[NSMutableParagraphStyle alloc] init] autorelease];
-  [style setAlignment:alignment];
-  [style setLineBreakMode:NSLineBreakByTruncatingTail];
-  NSDictionary* attributes = [NSDictionary
-      dictionaryWithObjectsAndKeys:font, NSFontAttributeName, color, NSForegroundColorAttributeName,
-                                   style, NSParagraphStyleAttributeName, nil];
-  const double height = [string sizeWithAttributes:attributes].height;
-  NSRect rect = rect_of(area);
-  rect.origin.y += (rect.size.height - height) / 2;
-  rect.size.height = height;
-  [string drawInRect:rect withAttributes:attributes];
+  const NSSize size = [string sizeWithAttributes:attributes];
+  const double x = side == Side::left ? area.x : area.right() - size.width;
+  const double y = area.y + (area.height - size.height) / 2;
+  [string drawAtPoint:NSMakePoint(std::round(x), std::round(y)) withAttributes:attributes];
 }
 
 Area inset(const Area& area, double left, double right) {
@@ -78,24 +86,24 @@ void header_edge(const PanelLayout& layout) {
 }
 
 void title(const Area& area, const std::string& text) {
-  line(area, text, [NSFont boldSystemFontOfSize:17], gray(0.97), NSLeftTextAlignment);
+  line(area, text, [NSFont boldSystemFontOfSize:17], gray(0.97), Side::left);
 }
 
 void maker(const Area& area, const std::string& text) {
-  line(area, text, [NSFont systemFontOfSize:12], gray(quiet_white), NSLeftTextAlignment);
+  line(area, text, [NSFont systemFontOfSize:12], gray(quiet_white), Side::left);
 }
 
 void heading(const Area& area, const std::string& text) {
   const Area lower = {area.x, area.y + 6, area.width, area.height - 6};
-  line(lower, text, [NSFont boldSystemFontOfSize:11], accent(), NSLeftTextAlignment);
+  line(lower, text, [NSFont boldSystemFontOfSize:11], accent(), Side::left);
 }
 
 void name(const Area& area, const std::string& text) {
-  line(area, text, [NSFont systemFontOfSize:12], gray(text_white), NSLeftTextAlignment);
+  line(area, text, [NSFont systemFontOfSize:12], gray(text_white), Side::left);
 }
 
 void value(const Area& area, const std::string& text) {
-  line(area, text, [NSFont systemFontOfSize:12], gray(0.78), NSRightTextAlignment);
+  line(area, text, [NSFont systemFontOfSize:12], gray(0.78), Side::right);
 }
 
 void slider(const PanelLayout& layout, const PanelLayout::Row& row, double position, bool held) {
@@ -122,8 +130,7 @@ void toggle(const Area& area, bool on) {
 
 void field(const Area& area, const std::string& text, bool open) {
   fill_rounded(rect_of(area), 4, gray(open ? field_white + 0.08 : field_white));
-  line(inset(area, 9, 22), text, [NSFont systemFontOfSize:12], gray(text_white),
-       NSLeftTextAlignment);
+  line(inset(area, 9, 22), text, [NSFont systemFontOfSize:12], gray(text_white), Side::left);
   const double x = area.right() - 14;
   const double y = area.y + area.height / 2;
   NSBezierPath* mark = [NSBezierPath bezierPath];
@@ -152,7 +159,7 @@ void menu_item(const Area& area, const std::string& text, bool selected, bool un
     fill_rounded(NSInsetRect(rect_of(area), 3, 0), 3, accent());
   }
   NSColor* color = under_pointer ? gray(0.08) : selected ? accent() : gray(text_white);
-  line(inset(area, 9, 8), text, [NSFont systemFontOfSize:12], color, NSLeftTextAlignment);
+  line(inset(area, 9, 8), text, [NSFont systemFontOfSize:12], color, Side::left);
 }
 
 }  // namespace vesk::platform::paint
