@@ -30,3 +30,24 @@ if(NOT TARGET vesk_gnustep)
     -Wno-gnu -Wno-pedantic -Wno-objc-protocol-method-implementation)
   target_link_libraries(vesk_gnustep INTERFACE gnustep-gui gnustep-base objc BlocksRuntime)
 endif()
+
+# vesk_view_bundle(NAME BUNDLE folder SOURCES ... PLIST file)
+#
+# A bundle of views, BUNDLE with the shared object NAME of SOURCES and PLIST as its
+# Resources/Info-gnustep.plist: what a unit's Cocoa UI property names. The target is NAME.
+function(vesk_view_bundle name)
+  cmake_parse_arguments(PARSE_ARGV 1 arg "" "BUNDLE;PLIST" "SOURCES")
+  if(NOT arg_SOURCES OR NOT arg_PLIST OR NOT arg_BUNDLE)
+    message(FATAL_ERROR "vesk_view_bundle(${name}) needs BUNDLE, SOURCES and PLIST")
+  endif()
+  get_filename_component(plist "${arg_PLIST}" ABSOLUTE)
+  add_library(${name} MODULE ${arg_SOURCES})
+  target_link_libraries(${name} PRIVATE vesk_headers vesk_compiler vesk_gnustep)
+  set_target_properties(${name} PROPERTIES
+    PREFIX "" SUFFIX "" LIBRARY_OUTPUT_DIRECTORY "${arg_BUNDLE}" LINK_DEPENDS "${plist}")
+  add_custom_command(TARGET ${name} POST_BUILD
+    COMMAND "${CMAKE_COMMAND}" -E make_directory "${arg_BUNDLE}/Resources"
+    COMMAND "${CMAKE_COMMAND}" -E copy_if_different "${plist}"
+            "${arg_BUNDLE}/Resources/Info-gnustep.plist"
+    VERBATIM)
+endfunction()

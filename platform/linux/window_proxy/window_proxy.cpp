@@ -19,6 +19,14 @@
 #include "platform/linux/window_proxy/window_module.hpp"
 #include "windows/windows.hpp"
 
+// Objective-C images refer by these symbols to the classes that they use, so that a missing one
+// shows when they are opened; the classes themselves are looked up by name. The module that has
+// these two is opened for itself alone, so what views link against is here.
+extern "C" {
+__attribute__((visibility("default"))) extern const char __objc_class_name_AUGenericView = 0;
+__attribute__((visibility("default"))) extern const char __objc_class_name_AUViewController = 0;
+}
+
 namespace vesk::host {
 namespace {
 

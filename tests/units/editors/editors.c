@@ -1,0 +1,185 @@
+#define _GNU_SOURCE /* dladdr */
+#include <Block.h>
+#include <dlfcn.h>
+#include <stdio.h>
+#include <string.h>
+
+#include "../basic_unit.h"
+#include "variants.h"
+
+static const char* const kShapes[] = {"Round", "Square", "Star"};
+
+static const UnitParameter kParameters[] = {
+    {kLevel, "Level", kAudioUnitParameterUnit_LinearGain, 0, 1, 0.25f, NULL, 0},
+    {kEditor, "Editor", kAudioUnitParameterUnit_Generic, 0, kVariantCount - 1, kNoEditor, NULL, 0},
+    {kCutoff, "Cutoff", kAudioUnitParameterUnit_Hertz, 20, 20000, 632, NULL,
+     kAudioUnitParameterFlag_DisplayLogarithmic},
+    {kShape, "Shape", kAudioUnitParameterUnit_Indexed, 0, 2, 0, kShapes,
+     kAudioUnitParameterFlag_ValuesHaveStrings},
+    {kBright, "Bright", kAudioUnitParameterUnit_Boolean, 0, 1, 0, NULL, 0},
+    {kControllerRequests, "Controller requests", kAudioUnitParameterUnit_Generic, 0, 100, 0, NULL,
+     kAudioUnitParameterFlag_MeterReadOnly},
+    {kHeldReferences, "Held references", kAudioUnitParameterUnit_Generic, 0, 100, 0, NULL,
+     kAudioUnitParameterFlag_MeterReadOnly},
+};
+
+enum { kMostClasses = 3 };
+
+typedef struct Editors {
+  BasicUnit basic;
+  CFURLRef location;
+  CFStringRef classes[kMostClasses];
+} Editors;
+
+static enum EditorVariant variant_of(const BasicUnit* basic) {
+  return (enum EditorVariant)value_of(basic, kEditor);
+}
+
+/* The folder of the views' bundle, inside the component's Resources. */
+static int view_bundle_path(char* path, size_t size) {
+  Dl_info info;
+  if (!dladdr((void*)view_bundle_path, &info)) return -1;
+  const char* slash = strrchr(info.dli_fname, '/');
+  const int folder = slash ? (int)(slash - info.dli_fname) : 1;
+  return snprintf(path, size, "%.*s/Resources/EditorViews.bundle", folder,
+                  slash ? info.dli_fname : ".");
+}
+
+static OSStatus open_unit(BasicUnit* basic) {
+  Editors* editors = (Editors*)basic;
+  char path[4096];
+  const int length = view_bundle_path(path, sizeof path);
+  if (length < 0 || (size_t)length >= sizeof path) return kAudioUnitErr_FailedInitialization;
+  editors->location =
+      CFURLCreateFromFileSystemRepresentation(NULL, (const UInt8*)path, length, true);
+  return noErr;
+}
+
+static void close_unit(BasicUnit* basic) {
+  Editors* editors = (Editors*)basic;
+  if (editors->location) CFRelease(editors->location);
+  for (int i = 0; i < kMostClasses; ++i) {
+    if (editors->classes[i]) CFRelease(editors->classes[i]);
+  }
+}
+
+static const char* class_name(enum EditorVariant variant) {
+  switch (variant) {
+    case kNoEditor:
+    case kControllerOnMainQueue:
+    case kControllerFromThread:
+    case kControllerNever:
+    case kControllerNull:
+    case kControllerPreferredSize:
+      return NULL;
+    case kNonconformingClass:
+      return "VeskTestNoFactory";
+    case kThrowsInFactory:
+      return "VeskTestThrowingFactory";
+    case kRaisesInFactory:
+      return "VeskTestRaisingFactory";
+    case kThrowsInMouseDown:
+      return "VeskTestThrowingViewFactory";
+    case kRaisesInDrawing:
+      return "VeskTestRaisingViewFactory";
+    case kThrowsInMainQueueTask:
+      return "VeskTestTaskFactory";
+    case kLogs:
+      return "VeskTestLoggingFactory";
+    case kFindsItself:
+      return "VeskTestBridgeFactory";
+    default:
+      return "VeskTestFactory";
+  }
+}
+
+static void count_held(Editors* editors) {
+  CFIndex held = editors->location ? CFGetRetainCount(editors->location) - 1 : 0;
+  for (int i = 0; i < kMostClasses; ++i) {
+    if (editors->classes[i]) held += CFGetRetainCount(editors->classes[i]) - 1;
+  }
+  atomic_store(&editors->basic.values[kHeldReferences], (float)held);
+}
+
+static OSStatus get_cocoa_ui(Editors* editors, void* data, UInt32* size) {
+  const enum EditorVariant variant = variant_of(&editors->basic);
+  const char* name = class_name(variant);
+  const int count = variant == kLocationOnly ? 0 : variant == kThreeClasses ? 3 : 1;
+  if (!name) return kAudioUnitErr_InvalidProperty;
+  *size = (UInt32)((1 + count) * (int)sizeof(CFTypeRef));
+  if (!data) return noErr;
+  AudioUnitCocoaViewInfo* info = data;
+  info->mCocoaAUViewBundleLocation = CFRetain(editors->location);
+  for (int i = 0; i < count; ++i) {
+    if (!editors->classes[i]) {
+      editors->classes[i] = CFStringCreateWithCString(
+          NULL, i == 0 ? name : "VeskTestThrowingFactory", kCFStringEncodingUTF8);
+    }
+    info->mCocoaAUViewClass[i] = CFRetain(editors->classes[i]);
+  }
+  return noErr;
+}
+
+typedef void (^Completion)(void* controller);
+typedef void (*Deliver)(enum EditorVariant, AudioUnit, Completion);
+
+static OSStatus request_controller(Editors* editors, Completion completion) {
+  const enum EditorVariant variant = variant_of(&editors->basic);
+  const float requests = value_of(&editors->basic, kControllerRequests) + 1;
+  atomic_store(&editors->basic.values[kControllerRequests], requests);
+  if (variant == kNoEditor || variant == kCocoaView) return kAudioUnitErr_InvalidProperty;
+  char path[4096];
+  view_bundle_path(path, sizeof path);
+  strncat(path, "/EditorViews", sizeof path - strlen(path) - 1);
+  void* image = dlopen(path, RTLD_NOW | RTLD_NODELETE);
+  Deliver deliver = image ? (Deliver)dlsym(image, VESK_EDITOR_CONTROLLER_FUNCTION) : NULL;
+  if (!deliver) return kAudioUnitErr_InvalidProperty;
+  deliver(variant, editors->basic.instance, completion);
+  return noErr;
+}
+
+static OSStatus get_property(BasicUnit* basic, AudioUnitPropertyID id, void* data, UInt32* size) {
+  Editors* editors = (Editors*)basic;
+  if (id == kAudioUnitProperty_CocoaUI) return get_cocoa_ui(editors, data, size);
+  if (id == kAudioUnitProperty_ClassInfo && data) count_held(editors);
+  return kNotHandled;
+}
+
+static OSStatus set_property(BasicUnit* basic, AudioUnitPropertyID id, const void* data,
+                             UInt32 size) {
+  if (id != kAudioUnitProperty_RequestViewController) return kNotHandled;
+  if (size != sizeof(Completion)) return kAudioUnitErr_InvalidPropertyValue;
+  return request_controller((Editors*)basic, *(const Completion*)data);
+}
+
+static OSStatus render(BasicUnit* basic, AudioUnitRenderActionFlags* flags,
+                       const AudioTimeStamp* time, UInt32 frames, const AudioBufferList* input,
+                       AudioBufferList* output) CA_REALTIME_API {
+  (void)flags;
+  (void)time;
+  (void)input;
+  const float level = value_of(basic, kLevel);
+  for (UInt32 channel = 0; channel < output->mNumberBuffers; ++channel) {
+    float* samples = output->mBuffers[channel].mData;
+    for (UInt32 i = 0; i < frames; ++i) samples[i] = level;
+  }
+  return noErr;
+}
+
+static const UnitKind kKind = {
+    .size = sizeof(Editors),
+    .parameters = kParameters,
+    .parameter_count = sizeof kParameters / sizeof kParameters[0],
+    .open = open_unit,
+    .close = close_unit,
+    .get_property = get_property,
+    .set_property = set_property,
+    .render = render,
+};
+
+__attribute__((visibility("default"))) AudioComponentPlugInInterface* EditorsFactory(
+    const AudioComponentDescription* description);
+
+AudioComponentPlugInInterface* EditorsFactory(const AudioComponentDescription* description) {
+  return make_unit(&kKind, description);
+}
