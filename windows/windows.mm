@@ -23,6 +23,9 @@ constexpr unsigned mask_bits = 32;
 
 bool wants_offscreen() { return std::getenv(offscreen_variable) != nullptr; }
 
+/// The window system may hold on to a window for a while, and a window does not hold its delegate.
+void release_delegate(NSWindow* window) { [window setDelegate:nil]; }
+
 void bring_to_front(NSWindow* window) {
   [NSApp activateIgnoringOtherApps:YES];
   [window makeKeyAndOrderFront:nil];
@@ -40,11 +43,16 @@ struct Windows::Impl {
   /// that its closing left behind a stale one.
   std::set<unsigned> closing;
 
+  ~Impl();
   void start_application();
   void place(NSWindow* window, NSString* autosave_name);
   void show_again(unsigned plugin, NSString* title);
   void remove_closed(unsigned plugin);
 };
+
+Windows::Impl::~Impl() {
+  for (const auto& [plugin, window] : windows) release_delegate(window.get());
+}
 
 void Windows::Impl::start_application() {
   if (app_started) return;
@@ -73,6 +81,7 @@ void Windows::Impl::place(NSWindow* window, NSString* autosave_name) {
 
 void Windows::Impl::remove_closed(unsigned plugin) {
   if (closing.erase(plugin) == 0) return;
+  release_delegate(windows[plugin].get());
   windows.erase(plugin);
   delegates.erase(plugin);
   controllers.erase(plugin);

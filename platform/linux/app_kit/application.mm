@@ -12,6 +12,7 @@
 #include "app_kit/display.hpp"
 #import "app_kit/editors.hpp"
 #import "app_kit/log_filter.hpp"
+#import "app_kit/main_loop_watch.hpp"
 
 extern char** environ;
 
@@ -115,6 +116,7 @@ void open_application(const DisplayProbe& probe) {
                                                         @"GSSuppressAppIcon", nil]];
   [VeskApplication sharedApplication];
   outlive_display([GSCurrentServer() serverDevice]);
+  serve_main_loop_in_ns_run_loop();
 }
 
 }  // namespace

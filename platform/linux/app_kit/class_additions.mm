@@ -1,8 +1,19 @@
 // What the toolkit's other classes lack, and what they must not do inside a host.
 
 #import <AppKit/AppKit.h>
-#include <AudioToolbox/AUCocoaUIView.h>
 #import <CoreAudioKit/AUViewController.h>
+#include <objc/runtime.h>
+
+#include <cstdint>
+#include <map>
+
+@interface NSViewController (VeskDealloc)
+- (void)vesk_deallocWithSize;
+@end
+
+@interface NSObject (VeskConformance)
++ (BOOL)vesk_conformsToProtocol:(Protocol*)protocol;
+@end
 
 @implementation NSApplication (VeskActivationPolicy)
 
@@ -20,9 +31,9 @@
 
 namespace {
 
-/// The sizes that somebody set. A category has no room for them in the controllers.
-NSMapTable* preferred_sizes() {
-  static NSMapTable* sizes = [[NSMapTable mapTableWithWeakToStrongObjects] retain];
+/// The sizes that somebody set, until their controllers end. A category has no room for them.
+std::map<const void*, NSSize>& preferred_sizes() {
+  static std::map<const void*, NSSize> sizes;
   return sizes;
 }
 
@@ -30,13 +41,24 @@ NSMapTable* preferred_sizes() {
 
 @implementation NSViewController (VeskPreferredContentSize)
 
++ (void)load {
+  method_exchangeImplementations(class_getInstanceMethod(self, @selector(dealloc)),
+                                 class_getInstanceMethod(self, @selector(vesk_deallocWithSize)));
+}
+
 - (NSSize)preferredContentSize {
-  NSValue* size = [preferred_sizes() objectForKey:self];
-  return size ? [size sizeValue] : NSZeroSize;
+  const auto found = preferred_sizes().find(self);
+  return found == preferred_sizes().end() ? NSZeroSize : found->second;
 }
 
 - (void)setPreferredContentSize:(NSSize)size {
-  [preferred_sizes() setObject:[NSValue valueWithSize:size] forKey:self];
+  preferred_sizes()[self] = size;
+}
+
+/// Exchanged with `dealloc`, so that the call of itself in it is one of the original.
+- (void)vesk_deallocWithSize {
+  preferred_sizes().erase(self);
+  [self vesk_deallocWithSize];
 }
 
 @end
@@ -48,19 +70,24 @@ NSMapTable* preferred_sizes() {
 
 @end
 
-/// A protocol that no class of this image adopts is not made known to the runtime, and then no
-/// view factory conforms to it.
-@interface VeskCocoaUIProtocolHolder : NSObject <AUCocoaUIBase>
-@end
+/// A protocol that no class of its source adopts is not made known to the runtime as an object, and
+/// no class conforms to what is none.
+@implementation NSObject (VeskProtocols)
 
-@implementation VeskCocoaUIProtocolHolder
-
-- (unsigned)interfaceVersion {
-  return 0;
++ (void)load {
+  method_exchangeImplementations(class_getClassMethod(self, @selector(conformsToProtocol:)),
+                                 class_getClassMethod(self, @selector(vesk_conformsToProtocol:)));
 }
 
-- (NSView*)uiViewForAudioUnit:(AudioUnit)unit withSize:(NSSize)size {
-  return nil;
+/// Exchanged with `conformsToProtocol:`, so that the call of itself in it is one of the original.
++ (BOOL)vesk_conformsToProtocol:(Protocol*)protocol {
+  // What is not known yet has the compiler's version number where its class belongs.
+  constexpr std::uintptr_t highest_version = 16;
+  auto* first_word = reinterpret_cast<std::uintptr_t*>(protocol);
+  if (protocol && *first_word <= highest_version) {
+    *first_word = reinterpret_cast<std::uintptr_t>(objc_getClass("Protocol"));
+  }
+  return [self vesk_conformsToProtocol:protocol];
 }
 
 @end

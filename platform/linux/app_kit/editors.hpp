@@ -30,6 +30,11 @@ class EditorTurn {
   std::optional<unsigned> outer_;
 };
 
+/// Keeps an exception that the toolkit would swallow, to be raised by `raise_kept_failure` in the
+/// same turn of the pump.
+void keep_failure(NSException* exception);
+void raise_kept_failure();
+
 /// Calls `visit` with the editor whose note was left behind, or with every one on screen when the
 /// code that threw ran for none in particular. Forgets the note.
 void failed_editors(const std::function<void(unsigned)>& visit);

@@ -9,6 +9,7 @@ namespace vesk::platform {
 namespace {
 
 std::optional<unsigned> current;
+NSException* kept_failure = nil;
 
 /// Held, since closing one may free it while the others are walked.
 std::map<unsigned, NSWindow*> windows_on_screen() {
@@ -55,6 +56,14 @@ EditorTurn::EditorTurn(NSWindow* window) : outer_(current) {
 }
 
 void EditorTurn::end() const { current = outer_; }
+
+void keep_failure(NSException* exception) {
+  if (!kept_failure) kept_failure = [exception retain];
+}
+
+void raise_kept_failure() {
+  if (NSException* failure = std::exchange(kept_failure, nil)) [[failure autorelease] raise];
+}
 
 void failed_editors(const std::function<void(unsigned)>& visit) {
   // What threw while it drew leaves its view focused.

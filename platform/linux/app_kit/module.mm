@@ -59,7 +59,10 @@ std::uint32_t open_mask(const void* manager) {
 
 void pump(void* manager, double seconds) {
   forget_editor_turns();
-  with_readable_exceptions([&] { manager_of(manager).pump(seconds); });
+  with_readable_exceptions([&] {
+    manager_of(manager).pump(seconds);
+    raise_kept_failure();
+  });
 }
 
 void close_one(unsigned plugin) {

@@ -18,8 +18,9 @@ bool is_on_a_screen(NSRect frame) {
 }
 
 void exchange(SEL original, SEL replacement) {
-  method_exchangeImplementations(class_getInstanceMethod([NSWindow class], original),
-                                 class_getInstanceMethod([NSWindow class], replacement));
+  const Method method = class_getInstanceMethod([NSWindow class], original);
+  if (!method) return;
+  method_exchangeImplementations(method, class_getInstanceMethod([NSWindow class], replacement));
 }
 
 }  // namespace
@@ -31,7 +32,7 @@ void exchange(SEL original, SEL replacement) {
 - (void)vesk_saveFrameUsingName:(NSString*)name;
 - (BOOL)vesk_setFrameUsingName:(NSString*)name;
 - (void)vesk_update;
-- (void)vesk_dealloc;
+- (void)vesk_handleAutodisplay;
 @end
 
 @implementation NSWindow (VeskReplacements)
@@ -67,10 +68,17 @@ void exchange(SEL original, SEL replacement) {
   turn.end();
 }
 
-/// The original keeps the name taken, and the plugin's next window would not get it.
-- (void)vesk_dealloc {
-  if ([[self frameAutosaveName] length] > 0) [self setFrameAutosaveName:@""];
-  [self vesk_dealloc];
+/// What the run loop draws with. It logs what that raises and goes on, and the view would be drawn
+/// in vain again and again: it is kept for the guard instead.
+- (void)vesk_handleAutodisplay {
+  vesk::platform::EditorTurn turn(self);
+  @try {
+    [self vesk_handleAutodisplay];
+  } @catch (NSException* exception) {
+    vesk::platform::keep_failure(exception);
+    return;
+  }
+  turn.end();
 }
 
 @end
@@ -94,6 +102,7 @@ void install_window_additions() {
   exchange(@selector(saveFrameUsingName:), @selector(vesk_saveFrameUsingName:));
   exchange(@selector(setFrameUsingName:), @selector(vesk_setFrameUsingName:));
   exchange(@selector(update), @selector(vesk_update));
+  exchange(NSSelectorFromString(@"_handleAutodisplay"), @selector(vesk_handleAutodisplay));
   [[NSNotificationCenter defaultCenter] addObserver:[VeskFrameKeeper class]
                                            selector:@selector(windowWillClose:)
                                                name:NSWindowWillCloseNotification

@@ -1,0 +1,156 @@
+#include "support/display.hpp"
+
+#include <fcntl.h>
+#include <signal.h>
+#include <stdlib.h>
+#include <sys/prctl.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <cstdio>
+#include <fstream>
+#include <sstream>
+#include <thread>
+
+namespace vesk::tests {
+namespace {
+
+using namespace std::chrono_literals;
+
+// What GNUstep draws around a view where no window manager does.
+constexpr int edge = 1;
+constexpr int title_bar = 22;
+
+/// The system's GNUstep settings, but with the user's own kept in `folder`.
+void keep_settings_in(const ScratchFolder& folder) {
+  std::ifstream system_settings("/etc/GNUstep/GNUstep.conf");
+  std::ofstream own(folder / "GNUstep.conf");
+  for (std::string line; std::getline(system_settings, line);) {
+    if (!line.starts_with("GNUSTEP_USER_DEFAULTS_DIR=") &&
+        !line.starts_with("GNUSTEP_USER_DIR_LIBRARY=")) {
+      own << line << "\n";
+    }
+  }
+  own << "GNUSTEP_USER_DEFAULTS_DIR=" << folder / "Defaults" << "\n";
+  own << "GNUSTEP_USER_DIR_LIBRARY=" << folder / "Library" << "\n";
+  own.close();
+  setenv("GNUSTEP_CONFIG_FILE", (folder / "GNUstep.conf").c_str(), 1);
+}
+
+/// In the child. A test that crashes takes its server with it, and does not leave it its pipes.
+[[noreturn]] void serve_display(int number) {
+  prctl(PR_SET_PDEATHSIG, SIGKILL);
+  const int nowhere = open("/dev/null", O_RDWR);
+  for (const int descriptor : {0, 1, 2}) dup2(nowhere, descriptor);
+  dup2(number, 9);
+  // A number of its own: a server that is just ending may still hold the first free one.
+  const std::string name = ":" + std::to_string(100 + getpid() % 30000);
+  execlp("Xvfb", "Xvfb", name.c_str(), "-displayfd", "9", "-screen", "0", "1280x1024x24",
+         "-nolisten", "tcp", "-noreset", nullptr);
+  _exit(127);
+}
+
+std::string at(const WindowPlace& window, int x, int y) {
+  return "xdotool mousemove --sync " + std::to_string(window.x + edge + x) + " " +
+         std::to_string(window.y + edge + title_bar + y);
+}
+
+}  // namespace
+
+VirtualDisplay::VirtualDisplay() {
+  keep_settings_in(settings_);
+  int number[2];
+  if (pipe2(number, O_CLOEXEC) != 0) return;
+  pid_ = fork();
+  if (pid_ == 0) serve_display(number[1]);
+  close(number[1]);
+  // It names the display once it listens; the line's end comes by itself, and would end a server
+  // that can no longer write it.
+  std::string name;
+  for (char byte = 0; read(number[0], &byte, 1) == 1 && byte != '\n';) name += byte;
+  close(number[0]);
+  if (!name.empty()) setenv("DISPLAY", (":" + name).c_str(), 1);
+}
+
+VirtualDisplay::~VirtualDisplay() {
+  kill();
+}
+
+void VirtualDisplay::kill() {
+  if (pid_ <= 0) return;
+  ::kill(pid_, SIGKILL);
+  waitpid(pid_, nullptr, 0);
+  pid_ = -1;
+}
+
+std::string output_of(const std::string& command) {
+  std::string output;
+  FILE* pipe = popen(command.c_str(), "r");
+  char text[512];
+  while (pipe && fgets(text, sizeof text, pipe)) output += text;
+  if (pipe) pclose(pipe);
+  return output;
+}
+
+std::optional<WindowPlace> look_for_window(const std::string& title) {
+  std::istringstream found(
+      output_of("xdotool search --onlyvisible --name '" + title + "' 2>/dev/null"));
+  WindowPlace window;
+  if (!(found >> window.id)) return std::nullopt;
+  std::istringstream geometry(output_of("xdotool getwindowgeometry --shell " + window.id));
+  for (std::string line; std::getline(geometry, line);) {
+    const int value = atoi(line.substr(line.find('=') + 1).c_str());
+    if (line.starts_with("X=")) window.x = value;
+    if (line.starts_with("Y=")) window.y = value;
+    if (line.starts_with("WIDTH=")) window.width = value;
+    if (line.starts_with("HEIGHT=")) window.height = value;
+  }
+  return window;
+}
+
+std::optional<WindowPlace> find_window(const std::string& title) {
+  for (const auto end = std::chrono::steady_clock::now() + 2s;
+       std::chrono::steady_clock::now() < end; std::this_thread::sleep_for(20ms)) {
+    if (auto window = look_for_window(title)) return window;
+  }
+  return std::nullopt;
+}
+
+std::string title_of(const WindowPlace& window) {
+  std::string title = output_of("xdotool getwindowname " + window.id);
+  if (!title.empty()) title.pop_back();
+  return title;
+}
+
+void click(const WindowPlace& window, int x, int y, int count) {
+  output_of(at(window, x, y) + " click --delay 40 --repeat " + std::to_string(count) + " 1");
+}
+
+void drag(const WindowPlace& window, int from_x, int from_y, int to_x, int to_y) {
+  output_of(at(window, from_x, from_y) + " mousedown 1 sleep 0.05");
+  for (int step = 1; step <= 4; ++step) {
+    output_of(at(window, from_x + (to_x - from_x) * step / 4, from_y + (to_y - from_y) * step / 4) +
+              " sleep 0.03");
+  }
+  output_of("xdotool mouseup 1");
+}
+
+void turn_wheel(const WindowPlace& window, int x, int y, int notches) {
+  output_of(at(window, x, y) + " click --delay 20 --repeat " + std::to_string(abs(notches)) +
+            (notches > 0 ? " 5" : " 4"));
+}
+
+void click_close_box(const WindowPlace& window) {
+  click(window, view_width(window) - 10, -title_bar / 2);
+}
+
+int view_width(const WindowPlace& window) {
+  return window.width - 2 * edge;
+}
+
+int view_height(const WindowPlace& window) {
+  return window.height - 2 * edge - title_bar;
+}
+
+}  // namespace vesk::tests

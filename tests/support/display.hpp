@@ -1,0 +1,60 @@
+#pragma once
+
+#include <sys/types.h>
+
+#include <optional>
+#include <string>
+
+#include "support/scratch_folder.hpp"
+
+namespace vesk::tests {
+
+/// An X server without a screen, and a folder for the settings of what is shown on it. Names both
+/// in this process's environment, so that its children find them.
+class VirtualDisplay {
+ public:
+  VirtualDisplay();
+  ~VirtualDisplay();
+  VirtualDisplay(const VirtualDisplay&) = delete;
+  VirtualDisplay& operator=(const VirtualDisplay&) = delete;
+
+  bool is_running() const { return pid_ > 0; }
+  /// Takes the server away from whoever is using it.
+  void kill();
+
+ private:
+  void end(int signal);
+
+  ScratchFolder settings_;
+  pid_t pid_ = -1;
+};
+
+struct WindowPlace {
+  std::string id;
+  int x = 0;
+  int y = 0;
+  int width = 0;
+  int height = 0;
+};
+
+/// The window on screen whose title holds `title` (a regular expression), waited for up to 2 s.
+std::optional<WindowPlace> find_window(const std::string& title);
+/// The same without a wait.
+std::optional<WindowPlace> look_for_window(const std::string& title);
+std::string title_of(const WindowPlace& window);
+
+/// What `command`, run by the shell, writes to its standard output.
+std::string output_of(const std::string& command);
+
+// Real pointer events from another process, at points inside the view that the window shows. What
+// draws a title bar without a window manager is in `window` as well.
+void click(const WindowPlace& window, int x, int y, int count = 1);
+void drag(const WindowPlace& window, int from_x, int from_y, int to_x, int to_y);
+void turn_wheel(const WindowPlace& window, int x, int y, int notches);
+void click_close_box(const WindowPlace& window);
+
+/// The size of the view in `window`, without the drawn title bar and edges.
+int view_width(const WindowPlace& window);
+int view_height(const WindowPlace& window);
+
+}  // namespace vesk::tests
