@@ -22,17 +22,17 @@ void remove_descriptor(int descriptor);
 /// a main-queue task, a block, a signalled source, a stop, a descriptor of the above. Made at the
 /// first call and kept for good; -1 when there is none left to be had. Do not read it; call
 /// `service_once`. Any thread.
-int main_loop_descriptor();
+__attribute__((visibility("default"))) int main_loop_descriptor();
 
 /// When the main loop's next timer or delayed main-queue task is due, in CLOCK_MONOTONIC
 /// nanoseconds; UINT64_MAX when there is none. Changes when timers do, after which
 /// `main_loop_descriptor` becomes readable once. Any thread.
-std::uint64_t next_deadline();
+__attribute__((visibility("default"))) std::uint64_t next_deadline();
 
 /// Does what is due on the main loop in its default mode and returns: timers, sources, blocks,
 /// descriptors and, unless this is called from inside one, main-queue tasks. Main thread only.
 /// Costs one poll when nothing is due.
-void service_once();
+__attribute__((visibility("default"))) void service_once();
 
 }  // namespace vesk::platform
 
