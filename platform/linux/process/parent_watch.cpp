@@ -84,7 +84,7 @@ bool parent_has_gone() {
 
 void guard_against_orphanhood() {
   // Now, on this thread: asked later, the kernel may already name the one who adopted us.
-  original_parent();
+  g_parent_ended.store(is_orphan(), std::memory_order_relaxed);
   pthread_attr_t attributes;
   if (pthread_attr_init(&attributes) != 0) return;
   pthread_attr_setdetachstate(&attributes, PTHREAD_CREATE_DETACHED);
