@@ -52,7 +52,7 @@ void keep_settings_in(const ScratchFolder& folder) {
 }
 
 std::string at(const WindowPlace& window, int x, int y) {
-  return "xdotool mousemove --sync " + std::to_string(window.x + edge + x) + " " +
+  return "xdotool mousemove " + std::to_string(window.x + edge + x) + " " +
          std::to_string(window.y + edge + title_bar + y);
 }
 

@@ -55,6 +55,7 @@ constexpr NSTimeInterval longest_wait_seconds = 1;
 @end
 
 @interface VeskApplication : NSApplication
+- (void)vesk_waitWithoutDisplayUntil:(NSTimeInterval)moment;
 @end
 
 @implementation VeskApplication
@@ -67,7 +68,7 @@ constexpr NSTimeInterval longest_wait_seconds = 1;
   if (mask == NSEventMaskAny) mask = NSAnyEventMask;
   const NSTimeInterval moment =
       date ? [date timeIntervalSinceReferenceDate] : -std::numeric_limits<NSTimeInterval>::max();
-  for (;;) {
+  while (!vesk::platform::display_is_lost()) {
     // In pieces, so that a loop of the toolkit's own that waits for ever notices a lost display.
     const NSTimeInterval piece =
         std::min(moment, [NSDate timeIntervalSinceReferenceDate] + longest_wait_seconds);
@@ -77,14 +78,17 @@ constexpr NSTimeInterval longest_wait_seconds = 1;
                                         untilDate:deadline
                                            inMode:mode
                                           dequeue:dequeue];
-    if (vesk::platform::display_is_lost()) {
-      vesk::platform::close_every_editor();
-      const NSTimeInterval left = moment - [NSDate timeIntervalSinceReferenceDate];
-      CFRunLoopRunInMode(kCFRunLoopDefaultMode, std::clamp(left, 0.0, longest_wait_seconds), false);
-      return nil;
-    }
     if (event || moment <= [NSDate timeIntervalSinceReferenceDate]) return event;
   }
+  [self vesk_waitWithoutDisplayUntil:moment];
+  return nil;
+}
+
+/// The dead connection's descriptor is readable for ever, so the toolkit is not let wait on it.
+- (void)vesk_waitWithoutDisplayUntil:(NSTimeInterval)moment {
+  vesk::platform::close_every_editor();
+  const NSTimeInterval left = moment - [NSDate timeIntervalSinceReferenceDate];
+  CFRunLoopRunInMode(kCFRunLoopDefaultMode, std::clamp(left, 0.0, longest_wait_seconds), false);
 }
 
 - (void)sendEvent:(NSEvent*)event {

@@ -1,0 +1,272 @@
+// Editors of a host process, used as a person does: real pointer events from another process.
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <signal.h>
+#include <unistd.h>
+
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <memory>
+#include <thread>
+
+#include "support/display.hpp"
+#include "support/raw_host.hpp"
+#include "support/scratch_folder.hpp"
+
+extern "C" {
+#include "units/editors/variants.h"
+}
+
+using namespace vesk::host;
+using namespace vesk::tests;
+using namespace std::chrono_literals;
+
+namespace {
+
+std::string editors(EditorVariant variant, const std::string& preset = {}) {
+  return "aumu:Edit:Vesk#1=" + std::to_string(variant) + (preset.empty() ? "" : "@" + preset);
+}
+
+void ask(RawHost& host, std::uint32_t kind, std::uint32_t plugin, const std::string& title) {
+  Block& block = host.block();
+  const std::uint32_t write = block.window_write;
+  WindowRequest& request = block.window_requests[write % window_slots];
+  request.kind = kind;
+  request.plugin = plugin;
+  std::strncpy(request.title, title.c_str(), title_bytes);
+  __atomic_store_n(&block.window_write, write + 1, __ATOMIC_RELEASE);
+}
+
+void open_editor(RawHost& host, const std::string& title, std::uint32_t plugin = 0) {
+  ask(host, WindowRequest::open, plugin, title);
+}
+
+bool wait_until(const std::function<bool()>& condition, std::chrono::milliseconds limit = 5s) {
+  for (const auto end = std::chrono::steady_clock::now() + limit;
+       !condition() && std::chrono::steady_clock::now() < end;) {
+    std::this_thread::sleep_for(5ms);
+  }
+  return condition();
+}
+
+std::uint32_t mask_of(RawHost& host) {
+  return __atomic_load_n(&host.block().open_mask, __ATOMIC_ACQUIRE);
+}
+
+bool wait_mask(RawHost& host, std::uint32_t mask) {
+  return wait_until([&] { return mask_of(host) == mask; });
+}
+
+/// A preset that sets nothing, to be rewritten.
+void write_empty_preset(const std::string& path) {
+  std::ofstream(path) << "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<plist version=\"1.0\"><dict>"
+                      << "<key>version</key><integer>0</integer>"
+                      << "<key>type</key><integer>" << 'aumu' << "</integer>"
+                      << "<key>subtype</key><integer>" << 'Edit' << "</integer>"
+                      << "<key>manufacturer</key><integer>" << 'Vesk' << "</integer>"
+                      << "</dict></plist>\n";
+}
+
+/// What the unit plays: its level.
+float heard(RawHost& host) {
+  return host.serve(64) ? host.block().output_left[63] : -1;
+}
+
+bool wait_heard(RawHost& host, float level) {
+  return wait_until([&] { return std::abs(heard(host) - level) < 0.02f; });
+}
+
+std::string lines_without_workgroup(const RawHost& host) {
+  std::string lines = host.standard_error();
+  const std::size_t at = lines.find("plugin host " + std::string("aumu"));
+  const std::size_t workgroup = lines.find(": workgroup not shared\n");
+  if (at != lines.npos && workgroup != lines.npos) {
+    const std::size_t start = lines.rfind("plugin host ", workgroup);
+    lines.erase(start, workgroup + std::strlen(": workgroup not shared\n") - start);
+  }
+  return lines;
+}
+
+bool maps_window_libraries(pid_t process) {
+  std::ifstream maps("/proc/" + std::to_string(process) + "/maps");
+  for (std::string line; std::getline(maps, line);) {
+    if (line.find("gnustep") != line.npos || line.find("/libX11") != line.npos) return true;
+  }
+  return false;
+}
+
+/// CPU time of a process so far, in seconds.
+double cpu_seconds(pid_t process) {
+  std::ifstream file("/proc/" + std::to_string(process) + "/stat");
+  std::string text{std::istreambuf_iterator<char>(file), {}};
+  std::istringstream fields(text.substr(text.rfind(')') + 2));
+  std::string skipped;
+  for (int field = 3; field < 14; ++field) fields >> skipped;
+  double user = 0;
+  double system = 0;
+  fields >> user >> system;
+  return (user + system) / static_cast<double>(sysconf(_SC_CLK_TCK));
+}
+
+class Editor : public testing::Test {
+ protected:
+  VirtualDisplay display_;
+};
+
+TEST_F(Editor, ATurnedKnobIsHeardSavedAndRestored) {
+  // Where in the view the level is set, and what a click at 225 points makes it.
+  struct Case {
+    const char* name;
+    EditorVariant variant;
+    int x;
+    int y;
+    float level;
+  };
+  const Case cases[] = {
+      {"Cocoa", kCocoaView, 225, 60, 225.0f / 300},
+      {"Controller", kControllerOnMainQueue, 180, 45, 180.0f / 240},
+      // The first row of the panel: its slider reaches from 195 to 367 points.
+      {"Panel", kNoEditor, 195 + 129, 68 + 14, 0.75f},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.name);
+    ScratchFolder folder;
+    const std::string preset = folder / "state.aupreset";
+    const std::string chain = editors(c.variant, preset);
+    write_empty_preset(preset);
+    {
+      RawHost host({.chain = chain});
+      ASSERT_TRUE(host.wait_listening()) << host.block().error;
+      EXPECT_FALSE(maps_window_libraries(host.pid()));
+      open_editor(host, c.name);
+      ASSERT_TRUE(wait_mask(host, 1)) << host.standard_error();
+      const auto window = find_window(c.name);
+      ASSERT_TRUE(window);
+      click(*window, c.x, c.y);
+      EXPECT_TRUE(wait_heard(host, c.level)) << heard(host);
+      EXPECT_EQ(host.block().saved_write, 0u);
+      click_close_box(*window);
+      EXPECT_TRUE(wait_mask(host, 0));
+      EXPECT_TRUE(wait_until([&] { return host.block().saved_write == 1; }));
+      EXPECT_EQ(host.block().saved[0], 0u);
+      EXPECT_TRUE(host.stop());
+      EXPECT_EQ(lines_without_workgroup(host), "");
+    }
+    RawHost next({.chain = chain});
+    ASSERT_TRUE(next.wait_listening()) << next.block().error;
+    EXPECT_NEAR(heard(next), c.level, 0.02);
+    EXPECT_TRUE(next.stop());
+  }
+}
+
+TEST_F(Editor, TheWindowComesBackWhereItWas) {
+  for (const bool again : {false, true}) {
+    RawHost host({.chain = editors(kCocoaView)});
+    ASSERT_TRUE(host.wait_listening());
+    open_editor(host, "Moved");
+    const auto window = find_window("Moved");
+    ASSERT_TRUE(window);
+    EXPECT_NEAR(window->x, again ? 50 : 640 - window->width / 2, 4);
+    output_of("xdotool windowmove --sync " + window->id + " 50 60");
+    EXPECT_TRUE(host.wait_turns());
+    EXPECT_TRUE(host.stop());
+  }
+}
+
+TEST_F(Editor, HostsShowEditorsBesideEachOther) {
+  RawHost first({.chain = editors(kCocoaView)});
+  RawHost second({.chain = editors(kCocoaView)});
+  ASSERT_TRUE(first.wait_listening() && second.wait_listening());
+  open_editor(first, "Left");
+  open_editor(second, "Right");
+  EXPECT_TRUE(wait_mask(first, 1));
+  EXPECT_TRUE(wait_mask(second, 1));
+  EXPECT_TRUE(first.stop());
+  EXPECT_TRUE(second.stop());
+  EXPECT_EQ(lines_without_workgroup(second), "");
+}
+
+TEST_F(Editor, LeavesNoProcessBehindAndPassesWhatPluginsPrint) {
+  RawHost host({.chain = editors(kLogs)});
+  ASSERT_TRUE(host.wait_listening());
+  open_editor(host, "Talks");
+  ASSERT_TRUE(wait_mask(host, 1));
+  EXPECT_EQ(output_of("pgrep --parent " + std::to_string(host.pid())), "");
+  EXPECT_EQ(output_of("pgrep --newest gdnc"), "");
+  EXPECT_TRUE(host.stop());
+  EXPECT_NE(host.standard_error().find("a plugin's own message"), std::string::npos);
+}
+
+TEST_F(Editor, WhatAViewThrowsDoesNotReachTheSound) {
+  RawHost host({.chain = editors(kThrowsInMouseDown)});
+  ASSERT_TRUE(host.wait_listening());
+  open_editor(host, "Throws");
+  const auto window = find_window("Throws");
+  ASSERT_TRUE(window);
+  click(*window, 30, 60);
+  EXPECT_TRUE(wait_mask(host, 0));
+  EXPECT_TRUE(wait_heard(host, 0.25f));
+  EXPECT_TRUE(host.stop());
+  EXPECT_EQ(lines_without_workgroup(host), "plugin host " + editors(kThrowsInMouseDown) +
+                                               ": editor of plugin 0 failed: clicked in vain\n");
+}
+
+TEST_F(Editor, WithoutAServerThereIsNoWindowAndTheSoundGoesOn) {
+  display_.kill();
+  RawHost host({.chain = editors(kCocoaView)});
+  ASSERT_TRUE(host.wait_listening());
+  open_editor(host, "Nowhere");
+  const std::string line = "plugin host " + editors(kCocoaView) + ": no window for plugin 0\n";
+  EXPECT_TRUE(wait_until([&] { return host.standard_error() == line; })) << host.standard_error();
+  EXPECT_EQ(mask_of(host), 0u);
+  EXPECT_TRUE(wait_heard(host, 0.25f));
+  EXPECT_TRUE(host.stop());
+}
+
+TEST_F(Editor, AServerThatGoesAwayTakesTheEditorsAndNotTheHost) {
+  ScratchFolder folder;
+  const std::string preset = folder / "state.aupreset";
+  write_empty_preset(preset);
+  RawHost host({.chain = editors(kCocoaView, preset)});
+  ASSERT_TRUE(host.wait_listening()) << host.block().error;
+  open_editor(host, "Doomed");
+  const auto window = find_window("Doomed");
+  ASSERT_TRUE(window);
+  click(*window, 150, 60);
+  EXPECT_TRUE(wait_heard(host, 0.5f));
+  display_.kill();
+  EXPECT_TRUE(wait_mask(host, 0));
+  EXPECT_TRUE(wait_until([&] { return host.block().saved_write == 1; }));
+  // It neither spins on the dead connection nor stops turning.
+  const double before = cpu_seconds(host.pid());
+  std::this_thread::sleep_for(1s);
+  EXPECT_LT(cpu_seconds(host.pid()) - before, 0.1);
+  EXPECT_TRUE(host.wait_turns());
+  open_editor(host, "Again");
+  EXPECT_TRUE(
+      wait_until([&] { return host.standard_error().ends_with("no window for plugin 0\n"); }));
+  EXPECT_TRUE(wait_heard(host, 0.5f));
+  EXPECT_TRUE(host.stop());
+}
+
+#ifndef VESK_SANITIZER
+TEST_F(Editor, AnIdleEditorCostsNextToNothing) {
+  for (const EditorVariant variant : {kCocoaView, kNoEditor}) {
+    RawHost host({.chain = editors(variant)});
+    ASSERT_TRUE(host.wait_listening());
+    open_editor(host, "Idle");
+    ASSERT_TRUE(wait_mask(host, 1));
+    std::this_thread::sleep_for(500ms);
+    const double before = cpu_seconds(host.pid());
+    std::this_thread::sleep_for(3s);
+    // A hundred times less than a host that spins, and several times more than is measured alone:
+    // a busy machine makes every turn dearer.
+    EXPECT_LT(cpu_seconds(host.pid()) - before, 0.12);
+    EXPECT_TRUE(host.stop());
+  }
+}
+#endif
+
+}  // namespace
