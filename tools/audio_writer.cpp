@@ -17,6 +17,8 @@ namespace {
 // A WAV file counts its bytes in 32 bits; the margin holds the header.
 constexpr std::uint64_t longest_wav_frames = (0xFFFF'FFFFull - 4096) / (2 * sizeof(float));
 
+constexpr std::size_t chunk_samples = 2 * 8192;
+
 bool ends_with(const std::string& text, const char* ending) {
   const std::size_t length = std::strlen(ending);
   return text.size() > length &&
@@ -105,30 +107,36 @@ bool AudioWriter::write(const float* left, const float* right, std::uint32_t fra
     error = sink_->file.path() + ": longer than a WAV file can be (4 GB); write a .flac file";
     return false;
   }
-  interleaved_.resize(std::size_t{2} * frames);
+  const bool clips = format_ == AudioFormat::flac;
   for (std::uint32_t i = 0; i < frames; ++i) {
-    interleaved_[2 * i] = left[i];
-    interleaved_[2 * i + 1] = right[i];
-  }
-  if (format_ == AudioFormat::flac) {
-    for (float& sample : interleaved_) {
-      if (std::fabs(sample) <= 1.0f) continue;
-      const bool is_number = !std::isnan(sample);
-      clipped_samples_ += is_number ? 1 : 0;
-      sample = is_number ? std::copysign(1.0f, sample) : 0.0f;
-    }
-  }
-  if (sf_writef_float(sink_->handle, interleaved_.data(), frames) != frames ||
-      !sink_->failure.empty()) {
-    error = !sink_->failure.empty() ? sink_->failure
-                                    : sink_->file.path() + ": " + sf_strerror(sink_->handle);
-    return false;
+    interleaved_.push_back(clips ? clip(left[i]) : left[i]);
+    interleaved_.push_back(clips ? clip(right[i]) : right[i]);
   }
   frames_written_ += frames;
-  return true;
+  return interleaved_.size() < chunk_samples || flush(error);
+}
+
+float AudioWriter::clip(float sample) {
+  if (std::fabs(sample) <= 1.0f) return sample;
+  const bool is_number = !std::isnan(sample);
+  clipped_samples_ += is_number ? 1 : 0;
+  return is_number ? std::copysign(1.0f, sample) : 0.0f;
+}
+
+/// Hands over what has gathered: a call for every short period would cost more than the audio.
+bool AudioWriter::flush(std::string& error) {
+  const auto frames = static_cast<sf_count_t>(interleaved_.size() / 2);
+  const bool is_written = sf_writef_float(sink_->handle, interleaved_.data(), frames) == frames &&
+                          sink_->failure.empty();
+  interleaved_.clear();
+  if (is_written) return true;
+  error = !sink_->failure.empty() ? sink_->failure
+                                  : sink_->file.path() + ": " + sf_strerror(sink_->handle);
+  return false;
 }
 
 bool AudioWriter::finish(std::string& error) {
+  if (!flush(error)) return false;
   const int status = sf_close(std::exchange(sink_->handle, nullptr));
   if (!sink_->failure.empty()) {
     error = sink_->failure;

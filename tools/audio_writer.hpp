@@ -29,6 +29,7 @@ class AudioWriter {
   AudioWriter& operator=(const AudioWriter&) = delete;
 
   /// Appends `frames` frames; false with a sentence in `error` (a full disk, a WAV beyond 4 GB).
+  /// Frames gather before they go to the file, so a failure may show some calls later.
   bool write(const float* left, const float* right, std::uint32_t frames, std::string& error);
 
   /// Writes what the format keeps for its end; call once, before the file is committed.
@@ -42,6 +43,8 @@ class AudioWriter {
  private:
   struct Sink;
   AudioWriter(std::unique_ptr<Sink> sink, AudioFormat format);
+  float clip(float sample);
+  bool flush(std::string& error);
 
   std::unique_ptr<Sink> sink_;
   AudioFormat format_;

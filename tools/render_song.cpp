@@ -1,6 +1,7 @@
 #include "tools/render_song.hpp"
 
 #include <algorithm>
+#include <array>
 #include <chrono>
 #include <cmath>
 #include <cstdio>
@@ -28,6 +29,13 @@ using Clock = std::chrono::steady_clock;
 // Long enough for any plugin that works, short enough for a person who waits.
 constexpr auto longest_answer = std::chrono::seconds(10);
 constexpr auto look_interval = std::chrono::milliseconds(100);
+
+// Frames that may wait to be measured and written, and how many are taken at a time.
+constexpr std::size_t longest_backlog = 16384;
+constexpr std::size_t work_slice = 64;
+// Of the time that a host takes, this much is not used: a slice of work lasts some microseconds and
+// no two periods cost the same, while a host that has to be woken costs tens of them.
+constexpr auto margin = std::chrono::microseconds(6);
 
 double seconds_since(Clock::time_point start) {
   return std::chrono::duration<double>(Clock::now() - start).count();
@@ -64,8 +72,13 @@ void remark_on_missing_presets(const std::string& chain, std::vector<std::string
   }
 }
 
-/// Drives one host through the song, one period ahead: while the host renders a period, the one
+/// Drives one host through the song, one period ahead: while the host renders a period, what came
 /// before it is measured and written and the one after it is made ready.
+///
+/// A host that finds no new period goes to sleep, and waking it costs as much as rendering one. So
+/// the work on what came back stops short of the time that the host takes for a period, and the
+/// answer is awaited, not found. What cannot be worked off in that time gathers in a backlog, which
+/// is emptied at one go when it has grown.
 class Rendering {
  public:
   Rendering(HostProcess& host, SongSource& source, SongSink& sink, std::uint32_t period,
@@ -74,8 +87,6 @@ class Rendering {
         source_(source),
         sink_(sink),
         period_(period),
-        left_(period),
-        right_(period),
         progress_("rendering", !is_quiet) {}
 
   RenderOutcome run(std::string& error) {
@@ -83,15 +94,14 @@ class Rendering {
     if (!source_.prepare(period_, error) || !send(error)) return RenderOutcome::failed;
     while (!sink_.is_over()) {
       if (!source_.prepare(period_, error)) return RenderOutcome::failed;
+      if (!work_while_host_renders(error)) return RenderOutcome::failed;
       if (const RenderOutcome outcome = collect(error); outcome != RenderOutcome::done) {
         return outcome;
       }
-      std::ranges::copy(host_.output(0).first(period_), left_.begin());
-      std::ranges::copy(host_.output(1).first(period_), right_.begin());
+      keep_output();
       if (!send(error)) return RenderOutcome::failed;
-      if (!sink_.take(left_.data(), right_.data(), period_, source_.end_frame(), error)) {
-        return RenderOutcome::failed;
-      }
+      was_drained_ = backlog_[0].size() - done_ >= longest_backlog;
+      if (was_drained_ && !work(2 * longest_backlog, error)) return RenderOutcome::failed;
       show_progress(start);
     }
     return RenderOutcome::done;
@@ -111,14 +121,58 @@ class Rendering {
       error = ending_at(sent_);
       return false;
     }
+    last_sent_ = Clock::now();
     ++sent_;
     return true;
   }
 
+  /// Puts the period's output behind what waits already.
+  void keep_output() {
+    for (unsigned side : {0u, 1u}) {
+      std::vector<float>& waiting = backlog_[side];
+      if (done_ >= longest_backlog) {
+        waiting.erase(waiting.begin(), waiting.begin() + static_cast<std::ptrdiff_t>(done_));
+      }
+      const auto output = host_.output(side).first(period_);
+      waiting.insert(waiting.end(), output.begin(), output.end());
+    }
+    if (done_ >= longest_backlog) done_ = 0;
+  }
+
+  /// Measures and writes at most `frames` frames of the backlog.
+  bool work(std::size_t frames, std::string& error) {
+    frames = std::min(frames, backlog_[0].size() - done_);
+    if (!sink_.take(&backlog_[0][done_], &backlog_[1][done_], static_cast<std::uint32_t>(frames),
+                    source_.end_frame(), error)) {
+      return false;
+    }
+    done_ += frames;
+    if (done_ == backlog_[0].size()) {
+      for (std::vector<float>& side : backlog_) side.clear();
+      done_ = 0;
+    }
+    return true;
+  }
+
+  bool work_while_host_renders(std::string& error) {
+    while (done_ < backlog_[0].size() && Clock::now() - last_sent_ < allowance_ - margin) {
+      if (!work(work_slice, error)) return false;
+    }
+    return true;
+  }
+
+  /// Keeps the allowance just below what the host takes: an answer that was there already says that
+  /// it was too long, and that the host has gone to sleep meanwhile. Never from the measured times:
+  /// they hold the waking as well.
+  void adapt_allowance(bool came_too_late) {
+    allowance_ += came_too_late ? -allowance_ / 8 : allowance_ / 512 + std::chrono::nanoseconds(10);
+  }
+
   RenderOutcome collect(std::string& error) {
     const auto start = Clock::now();
-    for (;;) {
-      const Answer answer = host_.collect(look_interval);
+    Answer answer = host_.collect(std::chrono::nanoseconds(0));
+    if (!was_drained_) adapt_allowance(answer == Answer::answered);
+    for (;; answer = host_.collect(look_interval)) {
       if (interruption() != 0) return RenderOutcome::interrupted;
       if (answer == Answer::answered) {
         ++collected_;
@@ -165,8 +219,11 @@ class Rendering {
   SongSource& source_;
   SongSink& sink_;
   std::uint32_t period_;
-  std::vector<float> left_;
-  std::vector<float> right_;
+  std::array<std::vector<float>, 2> backlog_;  // left, right
+  std::size_t done_ = 0;                       // frames of it that have been worked off
+  bool was_drained_ = false;  // since the last period was sent: its answer tells nothing
+  Clock::time_point last_sent_;
+  std::chrono::nanoseconds allowance_{20'000};  // reckoned time of the host for a period
   std::uint64_t sent_ = 0;
   std::uint64_t collected_ = 0;
   ProgressBar progress_;
