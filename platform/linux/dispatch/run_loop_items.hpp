@@ -81,7 +81,7 @@ struct Loop : cf::Object {
   const bool is_main;
   const pthread_t thread;  ///< Not of the main loop, which any thread may make.
   const int wake_descriptor;
-  std::atomic<bool> is_wake_pending{false};
+  std::atomic<std::uint32_t> is_wake_pending{0};  ///< A flag, and the word to wait on.
   std::atomic<bool> is_stopped{false};
   std::atomic<bool> is_waiting{false};
   // Of the loop's thread.
