@@ -4,6 +4,7 @@
 // again and a coda that slows down and rings out. The same bytes every time.
 
 #include <algorithm>
+#include <cmath>
 #include <cstdint>
 #include <cstdio>
 #include <string>
@@ -67,7 +68,7 @@ class Track {
     add(0, -1, std::move(bytes));
   }
   void tempo(double beat, double beats_per_minute) {
-    const int us = static_cast<int>(60e6 / beats_per_minute + 0.5);
+    const int us = static_cast<int>(std::lround(60e6 / beats_per_minute));
     add(ticks(beat), -1, {0xFF, 0x51, 3, byte(us >> 16), byte(us >> 8), byte(us)});
   }
   void end(double beat) { add(ticks(beat), 9, {0xFF, 0x2F, 0}); }
@@ -94,7 +95,7 @@ class Track {
 
  private:
   static std::uint8_t byte(int value) { return static_cast<std::uint8_t>(value & 0xFF); }
-  static long ticks(double beat) { return static_cast<long>(beat * ticks_per_beat + 0.5); }
+  static long ticks(double beat) { return std::lround(beat * ticks_per_beat); }
   static void append_length(std::vector<std::uint8_t>& body, long value) {
     for (int shift = 21; shift > 0; shift -= 7) {
       if (value >> shift) body.push_back(static_cast<std::uint8_t>((value >> shift & 0x7F) | 0x80));
@@ -319,8 +320,8 @@ Arrangement arrange() {
   }
   // The last bar before the end slows down.
   double tempo = 90;
-  for (double beat = start - 4; beat < start + 2; beat += 0.5) {
-    music.conductor.tempo(beat, tempo);
+  for (int step = 0; step < 12; ++step) {
+    music.conductor.tempo(start - 4 + 0.5 * step, tempo);
     tempo *= 0.97;
   }
   const double end = play_ending(music, start);

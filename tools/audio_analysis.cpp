@@ -171,7 +171,8 @@ class Analyser {
           static_cast<unsigned>(std::clamp<sf_count_t>(span / length, 1, most_windows_a_column));
       std::ranges::fill(power, 0.0f);
       for (unsigned i = 0; i < windows; ++i) {
-        const sf_count_t centre = start + span * (2 * i + 1) / (2 * windows);
+        const sf_count_t centre =
+            start + span * (2 * sf_count_t{i} + 1) / (2 * sf_count_t{windows});
         read_mono(centre - length / 2, mono);
         spectrum.raise(mono, power);
       }

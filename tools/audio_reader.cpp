@@ -3,10 +3,9 @@
 #include <samplerate.h>
 #include <sndfile.h>
 
-#include <cerrno>
 #include <cmath>
-#include <cstring>
 #include <filesystem>
+#include <system_error>
 
 namespace vesk::tools {
 namespace {
@@ -34,7 +33,8 @@ std::unique_ptr<AudioReader> AudioReader::open(const std::string& path, int samp
   std::error_code status_error;
   const auto status = std::filesystem::status(path, status_error);
   if (status_error || !std::filesystem::exists(status)) {
-    error = path + ": " + std::strerror(status_error ? status_error.value() : ENOENT);
+    if (!status_error) status_error = std::make_error_code(std::errc::no_such_file_or_directory);
+    error = path + ": " + status_error.message();
     return nullptr;
   }
   if (std::filesystem::is_directory(status)) {

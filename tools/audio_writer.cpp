@@ -17,7 +17,7 @@ namespace {
 // A WAV file counts its bytes in 32 bits; the margin holds the header.
 constexpr std::uint64_t longest_wav_frames = (0xFFFF'FFFFull - 4096) / (2 * sizeof(float));
 
-constexpr std::size_t chunk_samples = 2 * 8192;
+constexpr std::size_t chunk_samples = 16'384;
 
 bool ends_with(const std::string& text, const char* ending) {
   const std::size_t length = std::strlen(ending);

@@ -54,14 +54,16 @@ std::string text_of(CFStringRef string) {
 
 std::vector<std::string> read_value_names(AudioUnit unit, AudioUnitParameterID id) {
   CFArrayRef strings = nullptr;
-  UInt32 size = sizeof strings;
+  UInt32 size = sizeof(CFArrayRef);
   if (AudioUnitGetProperty(unit, kAudioUnitProperty_ParameterValueStrings, kAudioUnitScope_Global,
-                           id, &strings, &size) != noErr ||
+                           id, static_cast<void*>(&strings), &size) != noErr ||
       !strings) {
     return {};
   }
+  const CFIndex count = CFArrayGetCount(strings);
   std::vector<std::string> names;
-  for (CFIndex i = 0; i < CFArrayGetCount(strings); ++i) {
+  names.reserve(static_cast<std::size_t>(count));
+  for (CFIndex i = 0; i < count; ++i) {
     names.push_back(text_of(static_cast<CFStringRef>(CFArrayGetValueAtIndex(strings, i))));
   }
   CFRelease(strings);

@@ -21,7 +21,7 @@ LoudnessMeter::~LoudnessMeter() = default;
 
 void LoudnessMeter::add(const float* left, const float* right, std::uint32_t frames) {
   interleaved_.resize(std::size_t{2} * frames);
-  for (std::uint32_t i = 0; i < frames; ++i) {
+  for (std::size_t i = 0; i < frames; ++i) {
     interleaved_[2 * i] = left[i];
     interleaved_[2 * i + 1] = right[i];
   }

@@ -6,6 +6,7 @@
 #include <cstring>
 #include <filesystem>
 #include <memory>
+#include <system_error>
 
 namespace vesk::tools {
 namespace {
@@ -280,12 +281,14 @@ std::optional<Song> read_midi_file(const std::string& path, std::string& error) 
   }
   std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(std::fopen(path.c_str(), "rb"), std::fclose);
   if (!file) {
-    error = path + ": " + std::strerror(errno);
+    error = path + ": " + std::generic_category().message(errno);
     return std::nullopt;
   }
   std::vector<std::uint8_t> bytes;
   std::uint8_t buffer[65'536];
-  while (const std::size_t got = std::fread(buffer, 1, sizeof buffer, file.get())) {
+  std::size_t got = sizeof buffer;
+  while (got == sizeof buffer) {
+    got = std::fread(buffer, 1, sizeof buffer, file.get());
     bytes.insert(bytes.end(), buffer, buffer + got);
     if (bytes.size() > largest_file_bytes) {
       error = path + ": too large for a MIDI file (over 64 MB)";
@@ -293,7 +296,7 @@ std::optional<Song> read_midi_file(const std::string& path, std::string& error) 
     }
   }
   if (std::ferror(file.get())) {
-    error = path + ": " + std::strerror(errno);
+    error = path + ": " + std::generic_category().message(errno);
     return std::nullopt;
   }
   std::string reason;

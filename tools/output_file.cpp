@@ -6,15 +6,15 @@
 
 #include <cerrno>
 #include <cstdio>
-#include <cstring>
 #include <filesystem>
+#include <system_error>
 #include <utility>
 
 namespace vesk::tools {
 namespace {
 
 std::string reason(const std::string& path, int error_number) {
-  return path + ": cannot be written: " + std::strerror(error_number);
+  return path + ": cannot be written: " + std::generic_category().message(error_number);
 }
 
 /// mkstemp makes files that only their owner can read; a rendered song is no secret.

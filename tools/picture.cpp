@@ -174,8 +174,10 @@ void draw_spectrogram(cairo_t* context, const AudioAnalysis& analysis) {
   Surface image(cairo_image_surface_create(CAIRO_FORMAT_RGB24, columns, rows));
   if (cairo_surface_status(image.get()) != CAIRO_STATUS_SUCCESS) return;
   unsigned char* pixels = cairo_image_surface_get_data(image.get());
-  const int stride = cairo_image_surface_get_stride(image.get());
-  const auto byte = [](double share) { return static_cast<std::uint32_t>(share * 255.0 + 0.5); };
+  const std::ptrdiff_t stride = cairo_image_surface_get_stride(image.get());
+  const auto byte = [](double share) {
+    return static_cast<std::uint32_t>(std::lround(share * 255.0));
+  };
   for (int row = 0; row < rows; ++row) {
     auto* line = reinterpret_cast<std::uint32_t*>(pixels + row * stride);
     for (int column = 0; column < columns; ++column) {

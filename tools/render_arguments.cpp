@@ -161,7 +161,8 @@ bool read_words(const std::vector<std::string>& words, RenderArguments& argument
     }
     std::string reason;
     if (!option->take(value, reason)) {
-      error = name + " " + reason;
+      error = name;
+      error += " " + reason;
       return false;
     }
   }

@@ -8,7 +8,6 @@
 #include "tools/component_parameters.hpp"
 #include "tools/list_arguments.hpp"
 #include "tools/parameter_listing.hpp"
-#include "tools/waiting_note.hpp"
 
 namespace {
 
@@ -19,11 +18,6 @@ using namespace vesk::tools;
 std::string name_of(const AudioComponentDescription& wanted) {
   const std::vector<ComponentInfo> found = list_components(wanted);
   return found.empty() ? "" : found.front().name;
-}
-
-std::vector<ComponentInfo> list_everything() {
-  const WaitingNote note("reading the descriptions of the installed plugins");
-  return list_components(AudioComponentDescription{});
 }
 
 bool print_parameters(const ListArguments& arguments, std::string& error) {
@@ -63,7 +57,8 @@ int main(int argc, char** argv) {
       return 1;
     }
   } else {
-    const std::vector<ComponentInfo> components = list_everything();
+    // On a terminal the LV2 scan shows how far it is, where there is something new to read.
+    const std::vector<ComponentInfo> components = list_components(AudioComponentDescription{});
     std::fputs((arguments->as_json ? listing_json(components) : listing_text(components)).c_str(),
                stdout);
   }
