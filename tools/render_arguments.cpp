@@ -1,11 +1,9 @@
 #include "tools/render_arguments.hpp"
 
-#include <charconv>
-#include <cmath>
-#include <functional>
-
 #include "host/block.hpp"
 #include "spec/plugin_spec.hpp"
+#include "tools/chain_text.hpp"
+#include "tools/command_line.hpp"
 
 namespace vesk::tools {
 
@@ -45,48 +43,7 @@ output is left behind), 2 for a command line that makes no sense.
 
 namespace {
 
-bool to_number(const std::string& text, double& value) {
-  const char* end = text.data() + text.size();
-  const auto [stopped, status] = std::from_chars(text.data(), end, value);
-  return status == std::errc() && stopped == end && std::isfinite(value);
-}
-
-/// Reads a whole number within bounds.
-bool to_whole(const std::string& text, int low, int high, int& value) {
-  const char* end = text.data() + text.size();
-  const auto [stopped, status] = std::from_chars(text.data(), end, value);
-  return status == std::errc() && stopped == end && value >= low && value <= high;
-}
-
-using Setter = std::function<bool(const std::string& value, std::string& error)>;
-
-struct Option {
-  const char* name;
-  const char* short_name;  // nullptr: none
-  Setter take;             // takes a value
-  bool* flag;              // or sets this
-};
-
 std::vector<Option> options_for(RenderArguments& arguments) {
-  const auto path = [](std::string& target) {
-    return [&target](const std::string& value, std::string& error) {
-      if (value.empty()) error = "needs a file name";
-      target = value;
-      return !value.empty();
-    };
-  };
-  const auto whole = [](int low, int high, const char* what, auto& target) {
-    return [low, high, what, &target](const std::string& value, std::string& error) {
-      int number = 0;
-      if (!to_whole(value, low, high, number)) {
-        error = "takes " + std::to_string(low) + " to " + std::to_string(high) + what + ", not \"" +
-                value + "\"";
-        return false;
-      }
-      target = static_cast<std::remove_reference_t<decltype(target)>>(number);
-      return true;
-    };
-  };
   const auto seconds = [&arguments](const std::string& value, std::string& error) {
     double number = 0.0;
     if (!to_number(value, number) || number < 0.0 || number > 3600.0) {
@@ -97,76 +54,18 @@ std::vector<Option> options_for(RenderArguments& arguments) {
     return true;
   };
   return {
-      {"--midi", "-m", path(arguments.midi_path), nullptr},
-      {"--input", "-i", path(arguments.input_path), nullptr},
-      {"--output", "-o", path(arguments.output_path), nullptr},
-      {"--plot", "-p", path(arguments.plot_path), nullptr},
-      {"--sample-rate", "-r", whole(8'000, 384'000, " Hz", arguments.sample_rate), nullptr},
+      {"--midi", "-m", takes_path(arguments.midi_path)},
+      {"--input", "-i", takes_path(arguments.input_path)},
+      {"--output", "-o", takes_path(arguments.output_path)},
+      {"--plot", "-p", takes_path(arguments.plot_path)},
+      {"--sample-rate", "-r", takes_whole(8'000, 384'000, " Hz", arguments.sample_rate)},
       {"--period", nullptr,
-       whole(1, static_cast<int>(host::buffer_frames), " frames", arguments.period), nullptr},
-      {"--tail", nullptr, seconds, nullptr},
+       takes_whole(1, static_cast<int>(host::buffer_frames), " frames", arguments.period)},
+      {"--tail", nullptr, seconds},
       {"--keep-latency", nullptr, nullptr, &arguments.keep_latency},
       {"--quiet", "-q", nullptr, &arguments.quiet},
       {"--help", "-h", nullptr, &arguments.wants_help},
   };
-}
-
-/// Splits "--name=value" and reads every word into `arguments`.
-bool read_words(const std::vector<std::string>& words, RenderArguments& arguments,
-                std::string& error) {
-  const std::vector<Option> options = options_for(arguments);
-  bool only_operands = false;
-  for (std::size_t i = 0; i < words.size(); ++i) {
-    const std::string& word = words[i];
-    if (only_operands || word.size() < 2 || word[0] != '-') {
-      if (!arguments.chain.empty()) {
-        error = "one chain at a time; \"" + word + "\" is a second one (quote a chain with '|')";
-        return false;
-      }
-      arguments.chain = word;
-      continue;
-    }
-    if (word == "--") {
-      only_operands = true;
-      continue;
-    }
-    const std::size_t equals = word.starts_with("--") ? word.find('=') : std::string::npos;
-    const std::string name = word.substr(0, equals);
-    const Option* option = nullptr;
-    for (const Option& candidate : options) {
-      if (name == candidate.name || (candidate.short_name && name == candidate.short_name)) {
-        option = &candidate;
-      }
-    }
-    if (!option) {
-      error = "unknown option " + name;
-      return false;
-    }
-    if (option->flag) {
-      if (equals != std::string::npos) {
-        error = name + " takes no value";
-        return false;
-      }
-      *option->flag = true;
-      continue;
-    }
-    std::string value;
-    if (equals != std::string::npos) {
-      value = word.substr(equals + 1);
-    } else if (i + 1 < words.size()) {
-      value = words[++i];
-    } else {
-      error = name + " needs a value";
-      return false;
-    }
-    std::string reason;
-    if (!option->take(value, reason)) {
-      error = name;
-      error += " " + reason;
-      return false;
-    }
-  }
-  return true;
 }
 
 /// Whether the chain parses and can take what it is to be given.
@@ -174,9 +73,7 @@ bool check_chain(const RenderArguments& arguments, std::string& error) {
   std::string reason;
   const auto first = PluginSpec::parse(PluginSpec::split_chain(arguments.chain).front(), reason);
   if (first) {
-    const auto whole = first->is_effect() ? PluginSpec::parse_chain(arguments.chain, reason)
-                                          : PluginSpec::parse_channel(arguments.chain, reason);
-    if (whole) {
+    if (parse_whole_chain(arguments.chain, reason)) {
       constexpr UInt32 effect_without_midi = 0x61756678;  // aufx
       if (first->is_effect() && arguments.input_path.empty()) {
         error = first->name + " is an effect and needs --input";
@@ -202,14 +99,11 @@ bool check_chain(const RenderArguments& arguments, std::string& error) {
 std::optional<RenderArguments> parse_render_arguments(const std::vector<std::string>& words,
                                                       std::string& error) {
   RenderArguments arguments;
-  for (const std::string& word : words) {
-    if (word == "--") break;
-    if (word == "--help" || word == "-h") {
-      arguments.wants_help = true;
-      return arguments;
-    }
+  arguments.wants_help = asks_for_help(words);
+  if (arguments.wants_help) return arguments;
+  if (!read_command_line(words, options_for(arguments), arguments.chain, error)) {
+    return std::nullopt;
   }
-  if (!read_words(words, arguments, error)) return std::nullopt;
   if (arguments.chain.empty()) {
     error = "no chain given";
   } else if (arguments.midi_path.empty() && arguments.input_path.empty()) {

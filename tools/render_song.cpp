@@ -11,6 +11,7 @@
 #include <utility>
 
 #include "spec/plugin_spec.hpp"
+#include "tools/chain_text.hpp"
 #include "tools/interruption.hpp"
 #include "tools/output_file.hpp"
 #include "tools/picture.hpp"
@@ -51,9 +52,7 @@ std::string clock_text(double seconds) {
 
 std::string chain_name(const std::string& chain) {
   std::string ignored;
-  const auto first = PluginSpec::parse(PluginSpec::split_chain(chain).front(), ignored);
-  const auto whole = first && first->is_effect() ? PluginSpec::parse_chain(chain, ignored)
-                                                 : PluginSpec::parse_channel(chain, ignored);
+  const auto whole = parse_whole_chain(chain, ignored);
   return whole ? whole->name : chain;
 }
 

@@ -1,0 +1,55 @@
+#pragma once
+
+#include <functional>
+#include <span>
+#include <string>
+#include <type_traits>
+#include <vector>
+
+namespace vesk::tools {
+
+/// One option of a command line; it either takes a value or sets a flag.
+struct Option {
+  /// Reads a value; false with what is wrong in `error`, to be read after the option's name.
+  using Setter = std::function<bool(const std::string& value, std::string& error)>;
+
+  const char* name;
+  const char* short_name = nullptr;
+  Setter take = {};
+  bool* flag = nullptr;
+};
+
+/// Reads the words after a program's name: options, as "--name value", "--name=value" or by their
+/// short names, and one chain. After "--" everything is a chain. False with a sentence in `error`
+/// for an unknown option, a value that is missing or refused, and a second chain.
+bool read_command_line(const std::vector<std::string>& words, std::span<const Option> options,
+                       std::string& chain, std::string& error);
+
+/// Whether the words ask for help, whatever else stands among them.
+bool asks_for_help(const std::vector<std::string>& words);
+
+/// A finite number that is all of `text`.
+bool to_number(const std::string& text, double& value);
+
+/// A whole number within bounds that is all of `text`.
+bool to_whole(const std::string& text, int low, int high, int& value);
+
+/// A setter of a file name, which may not be empty.
+Option::Setter takes_path(std::string& target);
+
+/// A setter of a whole number from `low` to `high`; `what` names the unit, with a space before it.
+template <typename Number>
+Option::Setter takes_whole(int low, int high, const char* what, Number& target) {
+  return [low, high, what, &target](const std::string& value, std::string& error) {
+    int number = 0;
+    if (!to_whole(value, low, high, number)) {
+      error = "takes " + std::to_string(low) + " to " + std::to_string(high) + what + ", not \"" +
+              value + "\"";
+      return false;
+    }
+    target = static_cast<Number>(number);
+    return true;
+  };
+}
+
+}  // namespace vesk::tools
