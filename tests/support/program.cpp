@@ -10,6 +10,7 @@
 
 #include <array>
 #include <filesystem>
+#include <thread>
 
 namespace vesk::tests {
 namespace {
@@ -47,6 +48,8 @@ ProgramResult run_program(const std::vector<std::string>& words, const ProgramOp
   if (child == 0) become(words, options, output[1], errors[1]);
   close(output[1]);
   close(errors[1]);
+  std::thread meanwhile;
+  if (options.meanwhile) meanwhile = std::thread(options.meanwhile, child);
 
   ProgramResult result;
   const auto start = Clock::now();
@@ -74,6 +77,8 @@ ProgramResult run_program(const std::vector<std::string>& words, const ProgramOp
     }
     if (Clock::now() - start > longest_run) kill(child, SIGKILL);
   }
+  // Before the process id is given back.
+  if (meanwhile.joinable()) meanwhile.join();
   int status = 0;
   waitpid(child, &status, 0);
   result.status = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);

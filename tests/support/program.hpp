@@ -3,6 +3,7 @@
 #include <sys/types.h>
 
 #include <chrono>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -20,6 +21,8 @@ struct ProgramOptions {
   std::size_t largest_file = 0;               ///< bytes that it may write to one file; 0: no limit
   int signal = 0;                             ///< sent to it after `signal_after`
   std::chrono::milliseconds signal_after{0};
+  /// Called with its process id on another thread once it runs; returns before the result does.
+  std::function<void(pid_t program)> meanwhile = {};
 };
 
 /// Runs `words` (the program's path first) and waits for it, at most two minutes.

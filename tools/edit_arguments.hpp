@@ -1,0 +1,31 @@
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace vesk::tools {
+
+/// What a command line of vesk-edit asks for.
+struct EditArguments {
+  std::string chain;
+  std::string copy_path;  ///< the new preset file to work on; empty: the one that the chain names
+  std::string midi_path;  ///< song to play, over and over; empty: none
+  bool plays_notes = false;
+  int sample_rate = 48'000;
+  std::uint32_t period = 512;
+  bool wants_help = false;
+};
+
+/// Reads the arguments after the program's name. Empty with a sentence in `error` for anything
+/// that cannot be meant: an unknown option, a number out of range, a chain that does not parse or
+/// is too long to show, or that cannot take what it is to play. With `wants_help` set nothing
+/// else counts.
+std::optional<EditArguments> parse_edit_arguments(const std::vector<std::string>& words,
+                                                  std::string& error);
+
+/// The text of `vesk-edit --help`.
+extern const char* const edit_help;
+
+}  // namespace vesk::tools
