@@ -68,6 +68,7 @@ struct HostImpl {
   LoadTimes load_times;
   Ending ending;
   std::int64_t spawned_ns = 0;
+  std::int64_t next_map_look_ns = 0;
   bool ended = false;
   bool killed = false;
   std::string start_error;
@@ -78,6 +79,7 @@ struct HostImpl {
  private:
   enum class StartLook { loading, ready, failed, ended };
   StartLook look_at_start();
+  void unlink_when_mapped(std::uint32_t state);
   void note_listening();
   bool end_start(std::string& error, std::string reason);
   void apply_placement();

@@ -21,6 +21,8 @@ constexpr nanoseconds kAfterFailure = std::chrono::seconds(2);
 /// a bus service for its policy.
 constexpr nanoseconds kFirstProbe = microseconds(200);
 constexpr nanoseconds kLongestProbe = milliseconds(4);
+/// How long a host is left alone before its memory map is looked at.
+constexpr nanoseconds kFirstMapLook = milliseconds(2);
 
 double milliseconds_since(std::int64_t start) {
   return static_cast<double>(now_ns() - start) / 1e6;
@@ -29,7 +31,7 @@ double milliseconds_since(std::int64_t start) {
 /// How long to sleep between two looks at a loading host: short where most are ready soon, long
 /// for a sampler that reads gigabytes.
 nanoseconds look_interval(std::int64_t waited) {
-  return std::clamp<nanoseconds>(nanoseconds(waited / 32), microseconds(200), milliseconds(10));
+  return std::clamp<nanoseconds>(nanoseconds(waited / 32), microseconds(50), milliseconds(10));
 }
 
 std::string load_error(const host::Block& block) {
@@ -69,9 +71,7 @@ bool HostImpl::wait_ready(std::string& error) {
 HostImpl::StartLook HostImpl::look_at_start() {
   const std::lock_guard lock(mutex);
   const std::uint32_t state = host::load_acquire(block->block().state);
-  // The name is of use until the host has opened it; then it must not outlive us.
-  if (!block->is_unlinked() && (state != host::starting || has_mapped(child->pid(), block->name())))
-    block->unlink();
+  unlink_when_mapped(state);
   if (state == host::failed) return StartLook::failed;
   if (check_ended()) return StartLook::ended;
   if (state == host::starting) return StartLook::loading;
@@ -83,6 +83,20 @@ HostImpl::StartLook HostImpl::look_at_start() {
     load_times.restore_ms = shared.restore_ms_total;
   }
   return StartLook::ready;
+}
+
+/// The name is of use until the host has opened it; then it must not outlive us. Reading a memory
+/// map holds its owner up, so the looks begin when most hosts are ready and grow apart.
+void HostImpl::unlink_when_mapped(std::uint32_t state) {
+  if (block->is_unlinked()) return;
+  const std::int64_t now = now_ns();
+  if (state == host::starting) {
+    if (now < next_map_look_ns) return;
+    next_map_look_ns = now + std::max<std::int64_t>(kFirstMapLook.count(), (now - spawned_ns) / 4);
+    if (now - spawned_ns < kFirstMapLook.count() || !has_mapped(child->pid(), block->name()))
+      return;
+  }
+  block->unlink();
 }
 
 void HostImpl::note_listening() {

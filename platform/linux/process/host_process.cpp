@@ -1,5 +1,6 @@
 #include "platform/host_process.hpp"
 
+#include "platform/linux/process/characters.hpp"
 #include "platform/linux/process/crash_report.hpp"
 #include "platform/linux/process/parent.hpp"
 #include "platform/linux/process/report.hpp"
@@ -15,12 +16,9 @@ namespace vesk::platform {
 namespace {
 
 /// Keeps a decimal comma out of the main thread: what a toolkit sets later with `setlocale` is the
-/// process's locale, and this thread has its own. Characters follow the environment, messages stay
-/// English.
-void pin_numeric_locale() {
-  locale_t locale = newlocale(LC_CTYPE_MASK, "", nullptr);
-  if (locale == nullptr) locale = newlocale(LC_ALL_MASK, "C", nullptr);
-  if (locale != nullptr) uselocale(locale);
+/// process's locale, and this thread has its own, "C" in every category.
+void pin_locale() {
+  if (const locale_t locale = newlocale(LC_ALL_MASK, "C", nullptr)) uselocale(locale);
 }
 
 /// Programs that a plugin starts are not hosts of this parent.
@@ -31,11 +29,15 @@ void keep_record_to_this_process() {
 
 }  // namespace
 
+void follow_environment_characters() {
+  if (const locale_t locale = newlocale(LC_CTYPE_MASK, "", nullptr)) uselocale(locale);
+}
+
 void prepare_host_process(const char* label) {
   set_report_label(label);
   keep_record_to_this_process();
   std::signal(SIGPIPE, SIG_IGN);
-  pin_numeric_locale();
+  pin_locale();
   install_signal_stack();
   report_crashes();
   guard_against_orphanhood();

@@ -14,6 +14,7 @@
 #include <utility>
 #include <vector>
 
+#include "platform/linux/process/characters.hpp"
 #include "platform/linux/audio_toolbox/module_folder.hpp"
 #include "platform/linux/process/report.hpp"
 #include "platform/linux/window_proxy/window_module.hpp"
@@ -34,6 +35,7 @@ using platform::WindowModule;
 
 const WindowModule* open_window_module() {
   const std::string path = platform::module_folder() + "/" + platform::window_module_file;
+  platform::follow_environment_characters();
   void* image = dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL | RTLD_NODELETE);
   void* entry = image ? dlsym(image, platform::window_module_entry) : nullptr;
   if (!entry) {
