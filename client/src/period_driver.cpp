@@ -20,11 +20,19 @@ constexpr double kProbeTime = -1e15;
 /// looks again after this long.
 constexpr std::int64_t kSlice = 10'000'000;
 
-/// Spinning pays while it is of the order of what sleeping costs (about 40 us between CPUs).
+/// Spinning pays while it is of the order of what sleeping costs. A host that has fallen asleep on
+/// another CPU takes about 40 us to wake, and must be met awake: a parent that sleeps by then is
+/// late with its next request, finds the host asleep again, and so on.
+constexpr float kWaking = 50;
 constexpr float kLongestSpin = 200;
-constexpr float kShortestSpin = 5;
+/// A spin cut to less than this is none.
+constexpr float kShortestSpin = 4;
 /// After this many periods a spin that had been cut short is given its length again.
 constexpr std::uint32_t kSpinRetry = 64;
+
+float full_spin_us(float recent_us) noexcept {
+  return std::min(2 * recent_us + kWaking, kLongestSpin);
+}
 
 /// A thread not seen on its CPU for this many periods in a row has moved for good.
 constexpr unsigned kMovedForGood = 8;
@@ -128,17 +136,17 @@ Answer PeriodDriver::wait(std::int64_t now, std::int64_t deadline,
 bool PeriodDriver::spin_for_answer(std::int64_t start,
                                    std::int64_t deadline) noexcept VESK_REALTIME {
   const std::uint32_t periods = periods_.load(std::memory_order_relaxed);
-  if (spin_us_ == 0 || periods % kSpinRetry == 0)
-    spin_us_ = std::clamp(2 * recent_us_, kShortestSpin * 4, kLongestSpin);
+  if (periods % kSpinRetry == 0) spin_us_ = full_spin_us(recent_us_);
+  if (spin_us_ < kShortestSpin) return false;
   const std::int64_t end =
       std::min(deadline, start + static_cast<std::int64_t>(spin_us_ * 1000.0f));
   while (now_ns() < end) {
     if (!look()) continue;
-    spin_us_ = std::clamp(2 * recent_us_ + kShortestSpin, kShortestSpin, kLongestSpin);
+    spin_us_ = full_spin_us(recent_us_);
     return true;
   }
   // In vain: the host is slower, or stands in the queue of this very CPU.
-  spin_us_ = std::max(spin_us_ / 2, kShortestSpin);
+  spin_us_ /= 2;
   return false;
 }
 

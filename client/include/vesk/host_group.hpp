@@ -13,9 +13,9 @@ namespace vesk::client {
 ///
 /// All hosts are woken before any is waited for, and the last-woken is waited for first: when it
 /// has answered the others mostly have too, so that the parent sleeps once instead of once a
-/// host. (32 hosts of 20 us on two busy CPUs: 0.9 ms, against 3 to 6 ms one after the other, or 1.1
-/// ms with all kept on one CPU.) Members spread over the CPUs that the process may use. The group
-/// does not own its hosts.
+/// host. (32 hosts of 20 us on two CPUs: 0.5 ms, against 1.2 ms one after the other, and 3 to 6 ms
+/// on a busy machine.) Members spread over the CPUs that the process may use. The group does not
+/// own its hosts.
 class HostGroup {
  public:
   /// One member's share of the next period.
