@@ -6,6 +6,7 @@
 #include <stdexcept>
 
 #import "app_kit/application.hpp"
+#import "app_kit/bridge/bridge.hpp"
 #import "app_kit/editors.hpp"
 #include "window_proxy/window_module.hpp"
 #include "windows/windows.hpp"
@@ -77,5 +78,6 @@ constexpr WindowModule module = {
 
 extern "C" __attribute__((visibility("default"))) const vesk::platform::WindowModule*
 vesk_window_module() {
+  vesk::platform::join_foundation();
   return &vesk::platform::module;
 }

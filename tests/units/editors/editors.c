@@ -86,8 +86,6 @@ static const char* class_name(enum EditorVariant variant) {
       return "VeskTestTaskFactory";
     case kLogs:
       return "VeskTestLoggingFactory";
-    case kFindsItself:
-      return "VeskTestBridgeFactory";
     default:
       return "VeskTestFactory";
   }

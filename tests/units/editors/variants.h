@@ -31,7 +31,6 @@ enum EditorVariant {
   kRaisesInDrawing,
   kThrowsInMainQueueTask,
   kLogs,
-  kFindsItself, /* casts its unit's strings to Foundation objects and back */
   kVariantCount
 };
 
