@@ -195,6 +195,7 @@ TEST_F(Editor, LeavesNoProcessBehindAndPassesWhatPluginsPrint) {
   ASSERT_TRUE(wait_mask(host, 1));
   EXPECT_EQ(output_of("pgrep --parent " + std::to_string(host.pid())), "");
   EXPECT_EQ(output_of("pgrep --newest gdnc"), "");
+  EXPECT_FALSE(display_.keeps("Library/Services")) << "what a search for services leaves";
   EXPECT_TRUE(host.stop());
   EXPECT_NE(host.standard_error().find("a plugin's own message"), std::string::npos);
 }

@@ -77,6 +77,10 @@ VirtualDisplay::~VirtualDisplay() {
   kill();
 }
 
+bool VirtualDisplay::keeps(const std::string& name) const {
+  return std::filesystem::exists(settings_ / name);
+}
+
 void VirtualDisplay::kill() {
   if (pid_ <= 0) return;
   ::kill(pid_, SIGKILL);

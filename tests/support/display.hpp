@@ -19,6 +19,8 @@ class VirtualDisplay {
   VirtualDisplay& operator=(const VirtualDisplay&) = delete;
 
   bool is_running() const { return pid_ > 0; }
+  /// Whether the toolkit keeps `name` in the settings folder.
+  bool keeps(const std::string& name) const;
   /// Takes the server away from whoever is using it.
   void kill();
 

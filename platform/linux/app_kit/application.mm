@@ -133,6 +133,7 @@ bool prepare_application() {
   @autoreleasepool {
     drop_toolkit_messages();
     install_window_additions();
+    keep_to_this_process();
     open_application(probe);
   }
   return true;

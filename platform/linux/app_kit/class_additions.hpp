@@ -6,4 +6,8 @@ namespace vesk::platform {
 /// first window.
 void install_window_additions();
 
+/// Keeps the toolkit from offering services to other applications and from looking for theirs.
+/// Once, before there is an application object.
+void keep_to_this_process();
+
 }  // namespace vesk::platform

@@ -5,7 +5,10 @@
 #include <objc/runtime.h>
 
 #include <cstdint>
+#include <initializer_list>
 #include <map>
+
+#include "app_kit/class_additions.hpp"
 
 @interface NSViewController (VeskDealloc)
 - (void)vesk_deallocWithSize;
@@ -116,3 +119,30 @@ std::map<const void*, NSSize>& preferred_sizes() {
 }
 
 @end
+
+namespace {
+
+id do_nothing(id, SEL, ...) { return nil; }
+
+/// Methods that are not there need no silence.
+void silence(const char* class_name, std::initializer_list<const char*> methods) {
+  Class the_class = objc_getClass(class_name);
+  for (const char* name : methods) {
+    const Method method =
+        the_class ? class_getInstanceMethod(the_class, sel_getUid(name)) : nullptr;
+    if (method) method_setImplementation(method, do_nothing);
+  }
+}
+
+}  // namespace
+
+namespace vesk::platform {
+
+void keep_to_this_process() {
+  // Offering services to other applications registers a port under the program's name, and looking
+  // for theirs starts a program that searches the disk and prints.
+  silence("GSServicesManager", {"loadServices", "rebuildServices", "registerAsServiceProvider"});
+  silence("NSWorkspace", {"findApplications"});
+}
+
+}  // namespace vesk::platform
