@@ -57,7 +57,7 @@ TEST(ClientPluginHost, a_note_is_heard_and_a_parameter_obeyed) {
   ASSERT_TRUE(host->settle(5s));
   EXPECT_EQ(host->render(128, time, {}, 5s), Answer::answered);
   EXPECT_EQ(loudness(), 0.0f);
-  EXPECT_TRUE(host->stop().orderly());
+  EXPECT_TRUE(host->stop().orderly()) << host->obituary();
   ASSERT_FALSE(host->last_lines().empty());
   EXPECT_EQ(host->last_lines().back(), "plugin host aumu:Tone:Vesk: workgroup joined");
 }
