@@ -1,5 +1,7 @@
 #include "support/display.hpp"
 
+#include <X11/Xlib.h>
+#include <X11/Xutil.h>
 #include <fcntl.h>
 #include <signal.h>
 #include <stdlib.h>
@@ -52,8 +54,8 @@ void keep_settings_in(const ScratchFolder& folder) {
 }
 
 std::string at(const WindowPlace& window, int x, int y) {
-  return "xdotool mousemove " + std::to_string(window.x + edge + x) + " " +
-         std::to_string(window.y + edge + title_bar + y);
+  const auto [screen_x, screen_y] = on_screen(window, x, y);
+  return "xdotool mousemove " + std::to_string(screen_x) + " " + std::to_string(screen_y);
 }
 
 }  // namespace
@@ -79,6 +81,17 @@ VirtualDisplay::~VirtualDisplay() {
 
 bool VirtualDisplay::keeps(const std::string& name) const {
   return std::filesystem::exists(settings_ / name);
+}
+
+unsigned long VirtualDisplay::colour_at(int x, int y) const {
+  static Display* const display = XOpenDisplay(nullptr);
+  XImage* image =
+      display ? XGetImage(display, DefaultRootWindow(display), x, y, 1, 1, AllPlanes, ZPixmap)
+              : nullptr;
+  if (!image) return 0;
+  const unsigned long colour = XGetPixel(image, 0, 0);
+  XDestroyImage(image);
+  return colour;
 }
 
 void VirtualDisplay::kill() {
@@ -125,6 +138,10 @@ std::string title_of(const WindowPlace& window) {
   std::string title = output_of("xdotool getwindowname " + window.id);
   if (!title.empty()) title.pop_back();
   return title;
+}
+
+std::pair<int, int> on_screen(const WindowPlace& window, int x, int y) {
+  return {window.x + edge + x, window.y + edge + title_bar + y};
 }
 
 void click(const WindowPlace& window, int x, int y, int count) {

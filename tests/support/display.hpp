@@ -4,6 +4,7 @@
 
 #include <optional>
 #include <string>
+#include <utility>
 
 #include "support/scratch_folder.hpp"
 
@@ -21,6 +22,8 @@ class VirtualDisplay {
   bool is_running() const { return pid_ > 0; }
   /// Whether the toolkit keeps `name` in the settings folder.
   bool keeps(const std::string& name) const;
+  /// The colour on screen at a point, as the server has it.
+  unsigned long colour_at(int x, int y) const;
   /// Takes the server away from whoever is using it.
   void kill();
 
@@ -47,6 +50,9 @@ std::string title_of(const WindowPlace& window);
 
 /// What `command`, run by the shell, writes to its standard output.
 std::string output_of(const std::string& command);
+
+/// The point on screen for one inside the view that `window` shows.
+std::pair<int, int> on_screen(const WindowPlace& window, int x, int y);
 
 // Real pointer events from another process, at points inside the view that the window shows. What
 // draws a title bar without a window manager is in `window` as well.
