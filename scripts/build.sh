@@ -22,7 +22,7 @@ export CC CXX
 
 if [ ! -f "build/$preset/build.ninja" ]; then
   echo "Configuring $preset with $CXX"
-  cmake --preset "$preset" >"/tmp/vesk-configure-$$.log" 2>&1 ||
+  cmake --fresh --preset "$preset" >"/tmp/vesk-configure-$$.log" 2>&1 ||
     { cat "/tmp/vesk-configure-$$.log"; rm -f "/tmp/vesk-configure-$$.log"; exit 1; }
   rm -f "/tmp/vesk-configure-$$.log"
 fi
