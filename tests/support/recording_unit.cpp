@@ -45,8 +45,10 @@ void take_state(CFPropertyListRef list) {
   g_script->state_text = bytes;
 }
 
-OSStatus open_unit(void*, AudioComponentInstance) {
+OSStatus open_unit(void* self, AudioComponentInstance) {
   record("open");
+  // A unit that cannot be opened is never closed: its block is its own to free.
+  if (g_script->open_status != noErr) delete static_cast<AudioComponentPlugInInterface*>(self);
   return g_script->open_status;
 }
 
