@@ -40,9 +40,14 @@ CFDictionaryRef make_state() {
 void take_state(CFPropertyListRef list) {
   const auto text = static_cast<CFStringRef>(
       CFDictionaryGetValue(static_cast<CFDictionaryRef>(list), CFSTR("text")));
-  char bytes[256] = "";
-  if (text != nullptr) CFStringGetCString(text, bytes, sizeof bytes, kCFStringEncodingUTF8);
-  g_script->state_text = bytes;
+  std::string bytes;
+  if (text != nullptr) {
+    bytes.resize(static_cast<std::size_t>(
+        CFStringGetMaximumSizeForEncoding(CFStringGetLength(text), kCFStringEncodingUTF8) + 1));
+    CFStringGetCString(text, bytes.data(), static_cast<CFIndex>(bytes.size()),
+                       kCFStringEncodingUTF8);
+  }
+  g_script->state_text = bytes.c_str();
 }
 
 OSStatus open_unit(void* self, AudioComponentInstance) {

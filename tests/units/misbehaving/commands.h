@@ -41,6 +41,7 @@
  * | 26 | crash-in-state         | 1           | crashes when its ClassInfo is read               |
  * | 27 | overflow-in-render     | n           | runs out of stack                                |
  * | 28 | hang-in-close          | 1           | never comes back from Uninitialize               |
+ * | 29 | print-in-state         | KiB         | prints that much when its ClassInfo is read      |
  *
  * What they saw, readable as parameters (meters):
  *
@@ -92,6 +93,7 @@ enum Command {
   kCrashInState,
   kOverflowInRender,
   kHangInClose,
+  kPrintInState,
   kCommandCount
 };
 

@@ -53,6 +53,7 @@ static const UnitParameter kParameters[] = {
     COMMAND(kCrashInState, "crash-in-state", 1, 0),
     COMMAND(kOverflowInRender, "overflow-in-render", ANY_RENDER, 0),
     COMMAND(kHangInClose, "hang-in-close", 1, 0),
+    COMMAND(kPrintInState, "print-in-state", 65536, 0),
     METER(kSeenRenders, "renders"),
     METER(kSeenEvents, "events"),
     METER(kSeenThreadPolicy, "thread_policy"),
@@ -161,6 +162,11 @@ static void close_unit(BasicUnit* basic) {
   free(unit->events);
 }
 
+static void print_kib(size_t kib) {
+  const char line[] = "misbehaving unit: a line of sixty-four bytes, one after the other\n";
+  for (size_t bytes = 0; bytes < kib * 1024; bytes += sizeof line - 1) fputs(line, stderr);
+}
+
 static OSStatus initialize(BasicUnit* basic) {
   if (command(basic, kCommaLocale)) {
     const char* name = getenv("VESK_MISBEHAVE_LOCALE");
@@ -168,9 +174,7 @@ static OSStatus initialize(BasicUnit* basic) {
       fprintf(stderr, "misbehaving unit: no such locale\n");
     }
   }
-  const char line[] = "misbehaving unit: a line of sixty-four bytes, one after the other\n";
-  const size_t wanted = (size_t)command(basic, kPrintKib) * 1024;
-  for (size_t bytes = 0; bytes < wanted; bytes += sizeof line - 1) fputs(line, stderr);
+  print_kib((size_t)command(basic, kPrintKib));
   return misbehave_in_load(basic, kInitialize);
 }
 
@@ -296,6 +300,7 @@ static OSStatus get_property(BasicUnit* basic, AudioUnitPropertyID id, void* dat
   Misbehaving* unit = (Misbehaving*)basic;
   if (id == kAudioUnitProperty_ClassInfo) {
     if (command(basic, kCrashInState)) crash();
+    if (data) print_kib((size_t)command(basic, kPrintInState));
     if (command(basic, kRefuseClassInfo) & 1) return kAudioUnitErr_InvalidProperty;
   }
   if (id == kAudioUnitProperty_Latency && command(basic, kRefuseLatency)) {
