@@ -178,9 +178,7 @@ void end_with_parent() {
   }).detach();
 }
 
-}  // namespace
-
-int main(int argc, char** argv) {
+int run(int argc, char** argv) {
   if (argc != 6) return 2;
   end_with_parent();
   read_commands(argv[2]);
@@ -213,4 +211,11 @@ int main(int argc, char** argv) {
   main_loop(block);
   if (renderer.joinable()) renderer.join();
   return 0;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  // ThreadSanitizer waits a second at an exit while a thread runs.
+  _exit(run(argc, argv));
 }
