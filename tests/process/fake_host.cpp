@@ -149,7 +149,8 @@ void main_loop(Block& block) {
   std::uint32_t mask = 0;
   std::uint32_t params = load_acquire(block.param_write);
   std::uint32_t windows = load_acquire(block.window_write);
-  while (load_acquire(block.quit) == 0) {
+  const pid_t parent = getppid();
+  while (load_acquire(block.quit) == 0 && getppid() == parent) {
     for (const std::uint32_t end = load_acquire(block.param_write); params != end; ++params) {
       const ParamChange change = block.params[params % param_slots];
       std::fprintf(stderr, "param %u %u %g\n", change.plugin, change.id,
@@ -170,17 +171,12 @@ void main_loop(Block& block) {
   close_all(block, mask);
 }
 
-/// However it misbehaves, it does not outlive the test.
-void end_with_parent() {
-  std::thread([parent = getppid()] {
-    while (getppid() == parent) sleep_ms(200);
-    _exit(4);
-  }).detach();
-}
+}  // namespace
 
-int run(int argc, char** argv) {
+int main(int argc, char** argv) {
   if (argc != 6) return 2;
-  end_with_parent();
+  // However it misbehaves, it does not outlive its test by much.
+  alarm(60);
   read_commands(argv[2]);
   if (number("silent") != 0) return 3;
   const int descriptor = shm_open(argv[1], O_RDWR, 0);
@@ -196,7 +192,8 @@ int run(int argc, char** argv) {
   std::fprintf(stderr, "group %d policy %d descriptor3 %d descriptor4 %d\n",
                getpgrp() == getpid() ? 1 : 0, sched_getscheduler(0), fcntl(3, F_GETFD) != -1,
                fcntl(4, F_GETFD) != -1);
-  while (number("never_ready") != 0) sleep_ms(100);
+  const pid_t parent = getppid();
+  while (number("never_ready") != 0 && getppid() == parent) sleep_ms(100);
   sleep_ms(number("load_ms"));
   if (const std::string reason = text("fail"); !reason.empty()) {
     std::snprintf(block.error, error_bytes, "%s", reason.c_str());
@@ -211,11 +208,4 @@ int run(int argc, char** argv) {
   main_loop(block);
   if (renderer.joinable()) renderer.join();
   return 0;
-}
-
-}  // namespace
-
-int main(int argc, char** argv) {
-  // ThreadSanitizer waits a second at an exit while a thread runs.
-  _exit(run(argc, argv));
 }
