@@ -39,8 +39,11 @@ void ask(RawHost& host, std::uint32_t kind, std::uint32_t plugin, const std::str
   __atomic_store_n(&block.window_write, write + 1, __ATOMIC_RELEASE);
 }
 
-void open_editor(RawHost& host, const std::string& title, std::uint32_t plugin = 0) {
-  ask(host, WindowRequest::open, plugin, title);
+void open_editor(RawHost& host, const std::string& title) {
+  // A host that answers periods may not have looked at its rings yet, and takes as read what is
+  // in them then.
+  EXPECT_TRUE(host.wait_turns());
+  ask(host, WindowRequest::open, 0, title);
 }
 
 bool wait_until(const std::function<bool()>& condition, std::chrono::milliseconds limit = 5s) {
