@@ -9,7 +9,7 @@ packages=(
   # the platform layer
   libblocksruntime-dev libexpat1-dev libdbus-1-dev libplist-dev
   # windows
-  libgnustep-base-dev libgnustep-gui-dev gnustep-back0.29-cairo libobjc-12-dev libx11-dev
+  libgnustep-base-dev libgnustep-gui-dev gnustep-back0.29-cairo libobjc-12-dev libx11-dev libxi-dev
   # components and tools
   liblilv-dev lv2-dev libsndfile1-dev libebur128-dev libcairo2-dev libfftw3-dev
   libsamplerate0-dev

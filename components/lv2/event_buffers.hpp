@@ -43,6 +43,22 @@ class AtomBuffer {
               std::span<const std::byte> body) noexcept VESK_REALTIME;
   /// Adds a time:Position at frame 0.
   bool append(const Position& position) noexcept VESK_REALTIME;
+  /// Calls `visit(atom)` for each event that the plugin left here; stops at one that does not end
+  /// within the buffer.
+  template <typename Visit>
+  void for_each_event(Visit visit) const noexcept VESK_REALTIME {
+    const LV2_Atom_Sequence& events = sequence();
+    if (events.atom.type != sequence_type_ || events.atom.size > bytes_ - sizeof(LV2_Atom)) return;
+    const auto* bytes = reinterpret_cast<const std::byte*>(words_.get());
+    const std::size_t end = sizeof(LV2_Atom) + events.atom.size;
+    std::size_t at = sizeof(LV2_Atom_Sequence);
+    while (at + sizeof(LV2_Atom_Event) <= end) {
+      const auto& event = *reinterpret_cast<const LV2_Atom_Event*>(bytes + at);
+      if (event.body.size > end - at - sizeof(LV2_Atom_Event)) return;
+      visit(event.body);
+      at += sizeof(LV2_Atom_Event) + ((std::size_t{event.body.size} + 7) & ~std::size_t{7});
+    }
+  }
 
  private:
   LV2_Atom_Sequence& sequence() const noexcept VESK_REALTIME {

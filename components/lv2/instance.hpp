@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "components/lv2/description.hpp"
+#include "components/lv2/editor_feed.hpp"
 #include "components/lv2/event_buffers.hpp"
 #include "components/lv2/features.hpp"
 #include "components/lv2/parameters.hpp"
@@ -42,6 +43,7 @@ struct Period {
   std::span<const TimedEvent> midi;
   const Position* position = nullptr;  ///< of the first frame; null: the time is not known
   bool wait_for_work = false;          ///< not in real time: what the worker owes is waited for
+  EditorFeed* editor = nullptr;        ///< where the plugin's interface is listening, if it is
 };
 
 /// Made in the order that plugins count on: instantiate, connect, controls, state, activate. A
@@ -98,6 +100,8 @@ class Instance {
   float* new_buffer(float fill);
 
   void begin_period(const Period& period) noexcept VESK_REALTIME;
+  void follow_editor(EditorFeed* editor) noexcept VESK_REALTIME;
+  void end_period(const Period& period) noexcept VESK_REALTIME;
   void run_voice(Voice& voice, std::uint32_t frames) noexcept VESK_REALTIME;
   void connect_audio(Voice& voice, std::span<const float* const> inputs,
                      std::span<float* const> outputs) noexcept VESK_REALTIME;
@@ -113,6 +117,7 @@ class Instance {
   const Urids& urids_;
   std::uint32_t seen_version_ = 0;
   PositionWatch position_;
+  EditorFeed* editor_ = nullptr;  ///< whose buffers the optional outputs of the first voice have
   float latency_frames_ = 0;
   std::unique_ptr<float[]> controls_;  ///< inputs by port index, shared by both voices
   std::vector<std::unique_ptr<float[]>> buffers_;

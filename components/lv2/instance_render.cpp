@@ -49,6 +49,10 @@ void Instance::render(const Period& period) noexcept VESK_REALTIME {
     for (const auto& voice : voices_) voice->worker.wait_until_idle();
 #pragma clang diagnostic pop
   }
+  end_period(period);
+}
+
+void Instance::end_period(const Period& period) noexcept VESK_REALTIME {
   const Voice& first = *voices_[0];
   for (const std::uint32_t port : ports_.control_outputs) {
     parameters_.publish(port, first.control_outputs[port]);
@@ -57,6 +61,29 @@ void Instance::render(const Period& period) noexcept VESK_REALTIME {
     latency_frames_ = first.control_outputs[*ports_.latency];
   }
   parameters_.release_triggers(controls_.get());
+  if (period.editor != nullptr) {
+    for (const AtomBuffer& output : first.atom_outputs) period.editor->collect(output);
+    for (const AtomBuffer& output : period.editor->outputs()) period.editor->collect(output);
+  }
+}
+
+void Instance::follow_editor(EditorFeed* editor) noexcept VESK_REALTIME {
+  if (editor_ != editor) {
+    const LV2_Handle first = voices_[0]->handle;
+    if (editor_ != nullptr) {
+      for (const AtomBuffer& output : editor_->outputs()) connect_(first, output.port(), nullptr);
+    }
+    if (editor != nullptr) {
+      for (const AtomBuffer& output : editor->outputs()) {
+        connect_(first, output.port(), output.data());
+      }
+      editor->forget_messages();
+    }
+    editor_ = editor;
+  }
+  if (editor != nullptr) {
+    for (AtomBuffer& output : editor->outputs()) output.offer();
+  }
 }
 
 void Instance::begin_period(const Period& period) noexcept VESK_REALTIME {
@@ -69,14 +96,19 @@ void Instance::begin_period(const Period& period) noexcept VESK_REALTIME {
   if (!told) {
     follow_transport(*period.position);
   }
-  const std::uint32_t midi_event = urids_.midi_event;
+  follow_editor(period.editor);
   for (AtomBuffer& input : atom_inputs_) {
-    const Port& port = plugin_.ports[input.port()];
     input.clear();
-    if (!told && (port.events & events_time) != 0) {
+    if (!told && (plugin_.ports[input.port()].events & events_time) != 0) {
       input.append(*period.position);
     }
-    if ((port.events & events_midi) != 0) {
+  }
+  if (period.editor != nullptr) {
+    period.editor->deliver(atom_inputs_);
+  }
+  const std::uint32_t midi_event = urids_.midi_event;
+  for (AtomBuffer& input : atom_inputs_) {
+    if ((plugin_.ports[input.port()].events & events_midi) != 0) {
       for (const TimedEvent& event : period.midi) {
         input.append(event.frame, midi_event, body_of(event));
       }

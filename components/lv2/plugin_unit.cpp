@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "components/lv2/cf_text.hpp"
+#include "components/lv2/editor_choice.hpp"
 
 namespace vesk::lv2 {
 
@@ -30,6 +31,10 @@ PluginUnit::PluginUnit(std::shared_ptr<const Description> plugin,
   if (ports_.enabled) {
     parameters_.set(*ports_.enabled, 1);
   }
+  if (const Editor* editor = embeddable_editor(*plugin_)) {
+    editor_bundle_ = editor_bundle();
+    editor_ = std::make_unique<UnitEditor>(*this, *editor);
+  }
   for (const PortValue& value : plugin_->default_state.port_values) {
     for (const Port& port : plugin_->ports) {
       if (port.symbol == value.symbol && parameters_.is_writable(port.index)) {
@@ -40,8 +45,9 @@ PluginUnit::PluginUnit(std::shared_ptr<const Description> plugin,
 }
 
 PluginUnit::~PluginUnit() {
-  // While everything that a listener may ask for is still there.
+  // While everything that a listener or a view may ask for is still there.
   listeners_.stop();
+  if (editor_ != nullptr) editor_->unit_ends();
   for (const AUPreset& preset : factory_presets_) {
     CFRelease(preset.presetName);
   }
@@ -94,6 +100,7 @@ OSStatus PluginUnit::initialize() {
   }
   if (parked_ != nullptr) {
     properties_ = parked_->save();
+    instance_leaves();
     parked_.reset();
   }
   midi_.clear();
@@ -110,6 +117,10 @@ OSStatus PluginUnit::initialize() {
     listeners_.notify(kAudioUnitProperty_Latency);
   }
   return noErr;
+}
+
+void PluginUnit::instance_leaves() const {
+  if (editor_ != nullptr) editor_->instance_leaves();
 }
 
 OSStatus PluginUnit::uninitialize() {
@@ -147,9 +158,13 @@ OSStatus PluginUnit::apply(StateChange change) {
       return kAudioUnitErr_InvalidPropertyValue;
     }
     latency_frames_.store(instance->latency_frames(), std::memory_order_relaxed);
+    instance_leaves();
     slot_.put(std::move(instance));
   }
-  parked_.reset();
+  if (parked_ != nullptr) {
+    instance_leaves();
+    parked_.reset();
+  }
   // After the exchange: the instance that is being replaced keeps its own values to its end.
   for (const std::uint32_t port : ports_.control_inputs) {
     if (parameters_.is_writable(port)) {

@@ -20,6 +20,7 @@
 #include "components/lv2/port_table.hpp"
 #include "components/lv2/property_listeners.hpp"
 #include "components/lv2/render_callbacks.hpp"
+#include "components/lv2/unit_editor.hpp"
 #include "platform/realtime.hpp"
 
 namespace vesk::lv2 {
@@ -79,6 +80,7 @@ class PluginUnit {
 
  private:
   friend struct UnitProperties;
+  friend class UnitEditor;
 
   struct Buffers {
     float* channel[2] = {};
@@ -95,6 +97,7 @@ class PluginUnit {
   const std::vector<StateProperty>* state_to_restore() const;
   OSStatus apply(StateChange change);
   void allocate_buffers();
+  void instance_leaves() const;
   bool is_initialized() const { return initialized_.load(std::memory_order_acquire); }
   void complain(const std::string& what) const;
   double latency_seconds() const;
@@ -142,10 +145,12 @@ class PluginUnit {
   std::vector<AUPreset> factory_presets_;
   RecordStore<InputSource> input_store_;
   RecordStore<HostTransport> transport_store_;
+  std::string editor_bundle_;  ///< of the view that shows the plugin's interface; empty: none can
 
   // Both.
   std::atomic<bool> initialized_{false};
   InstanceSlot slot_;
+  std::unique_ptr<UnitEditor> editor_;  ///< null: the plugin has no interface that can be shown
   MidiQueue midi_;
   std::atomic<const InputSource*> input_{nullptr};
   std::atomic<const HostTransport*> transport_{nullptr};

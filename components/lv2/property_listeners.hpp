@@ -28,6 +28,7 @@ class PropertyListeners {
   // Any thread that is not real-time.
 
   void set_unit(AudioUnit unit) { unit_ = unit; }
+  AudioUnit unit() const { return unit_; }
   void add(AudioUnitPropertyID id, AudioUnitPropertyListenerProc proc, void* user);
   /// With `any_user`, whatever the user pointer is.
   void remove(AudioUnitPropertyID id, AudioUnitPropertyListenerProc proc, void* user,

@@ -5,6 +5,7 @@
 #include <iterator>
 
 #include "components/lv2/cf_text.hpp"
+#include "components/lv2/editor_link.hpp"
 #include "components/lv2/plugin_unit.hpp"
 
 namespace vesk::lv2 {
@@ -86,6 +87,9 @@ struct UnitProperties {
   static bool is_instrument(const Unit& unit, Place) {
     return unit.plugin_->type == kAudioUnitType_MusicDevice;
   }
+  static bool has_view(const Unit& unit, Place) {
+    return unit.editor_ != nullptr && !unit.editor_bundle_.empty();
+  }
   static bool has_presets(const Unit& unit, Place) { return !unit.plugin_->presets.empty(); }
 
   static OSStatus set_rate(Unit& unit, double rate) {
@@ -166,6 +170,15 @@ struct UnitProperties {
   }
   static OSStatus get_present_preset(Unit& unit, Place, void* data) {
     return answer(data, AUPreset{unit.preset_number_, copy_cf_string(unit.preset_name_)});
+  }
+  static OSStatus get_cocoa_ui(Unit& unit, Place, void* data) {
+    AudioUnitCocoaViewInfo view{};
+    view.mCocoaAUViewBundleLocation = CFURLCreateFromFileSystemRepresentation(
+        kCFAllocatorDefault, reinterpret_cast<const UInt8*>(unit.editor_bundle_.data()),
+        static_cast<CFIndex>(unit.editor_bundle_.size()), true);
+    if (view.mCocoaAUViewBundleLocation == nullptr) return kAudio_MemFullError;
+    view.mCocoaAUViewClass[0] = copy_cf_string(kEditorFactoryClass);
+    return answer(data, view);
   }
   static OSStatus get_parameter_list(Unit& unit, Place place, void* data) {
     if (place.scope == kAudioUnitScope_Global) {
@@ -284,6 +297,13 @@ constinit const UnitProperties::Row UnitProperties::kRows[] = {
      nullptr, &set_transport},
     {kAudioUnitProperty_InPlaceProcessing, kGlobal, false, sizeof(UInt32), nullptr, &is_effect,
      [](Unit&, Place, void* data) { return answer(data, UInt32{0}); }, &set_in_place},
+    {kAudioUnitProperty_CocoaUI, kGlobal, false, sizeof(AudioUnitCocoaViewInfo), nullptr, &has_view,
+     &get_cocoa_ui, nullptr},
+    {kEditorLinkProperty, kGlobal, false, sizeof(EditorLink*), nullptr, &has_view,
+     [](Unit& unit, Place, void* data) {
+       return answer(data, static_cast<EditorLink*>(unit.editor_.get()));
+     },
+     nullptr},
     {kAudioUnitProperty_ParameterStringFromValue, kGlobal, false,
      sizeof(AudioUnitParameterStringFromValue), nullptr, nullptr, &get_string_from_value, nullptr},
     {kAudioUnitProperty_PresentPreset, kGlobal, false, sizeof(AUPreset), nullptr, nullptr,

@@ -140,6 +140,7 @@ OSStatus PluginUnit::render_period(const AudioTimeStamp& time, UInt32 frames,
   const Position position = position_at(time);
   period.position = &position;
   period.midi = midi_.collect(frames);
+  period.editor = editor_ != nullptr ? editor_->feed() : nullptr;
   period.wait_for_work = offline_.load(std::memory_order_relaxed) != 0;
   instance->render(period);
   const float latency = instance->latency_frames();

@@ -1,0 +1,140 @@
+#include "components/lv2/editor/editor_session.hpp"
+
+#include <AudioToolbox/AUComponent.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <utility>
+
+#include "components/lv2/editor/x_errors.hpp"
+
+namespace vesk::lv2 {
+namespace {
+
+EditorLink* link_of(AudioUnit unit) {
+  EditorLink* link = nullptr;
+  UInt32 size = sizeof link;
+  const OSStatus status =
+      AudioUnitGetProperty(unit, kEditorLinkProperty, kAudioUnitScope_Global, 0, &link, &size);
+  return status == noErr ? link : nullptr;
+}
+
+void complain(const EditorLink& link, const std::string& what) {
+  dprintf(STDERR_FILENO, "plugin host: %s: no own editor: %s\n", link.plugin().name.c_str(),
+          what.c_str());
+}
+
+}  // namespace
+
+std::unique_ptr<EditorSession> EditorSession::open(AudioUnit unit, _XDisplay* toolkit_display) {
+  EditorLink* link = link_of(unit);
+  std::unique_ptr<PluginArea> area = PluginArea::open();
+  if (link == nullptr || area == nullptr) {
+    return nullptr;
+  }
+  std::unique_ptr<EditorSession> session(
+      new EditorSession(*link, std::move(area), toolkit_display));
+  if (!link->attach(session.get())) {
+    session->link_ = nullptr;
+    return nullptr;
+  }
+  std::string error;
+  if (!session->open_interface(&error)) {
+    complain(*link, error);
+    return nullptr;
+  }
+  return session;
+}
+
+EditorSession::EditorSession(EditorLink& link, std::unique_ptr<PluginArea> area,
+                             _XDisplay* toolkit_display)
+    : link_(&link), area_(std::move(area)), toolkit_display_(toolkit_display) {}
+
+EditorSession::~EditorSession() {
+  count_x_errors(toolkit_display_);
+  interface_.reset();
+  if (link_ != nullptr) link_->detach(this);
+}
+
+bool EditorSession::open_interface(std::string* error) {
+  count_x_errors(toolkit_display_);
+  interface_ = PluginInterface::open(*link_, *area_, error);
+  if (interface_ == nullptr) {
+    return false;
+  }
+  follow_size();
+  return true;
+}
+
+void EditorSession::follow_size() {
+  // What an interface asks for and what its window becomes are the same in the end; the window is
+  // right where they differ.
+  const auto wanted = interface_->take_wanted_size();
+  const auto actual = area_->content_size();
+  const AreaSize size = actual.value_or(wanted.value_or(size_));
+  // The area may have to grow first: some interfaces fill what they are in.
+  if (wanted) {
+    area_->resize(*wanted);
+    size_ = *wanted;
+  }
+  if (actual) {
+    area_->resize(size);
+    size_ = size;
+  }
+}
+
+void EditorSession::resize(AreaSize size) {
+  if (interface_ != nullptr && !area_->is_lost()) {
+    area_->resize(size);
+    interface_->resize(size);
+  }
+}
+
+void EditorSession::put_into(unsigned long parent, int x, int y) {
+  if (!area_->is_lost()) area_->put_into(parent, x, y);
+}
+
+void EditorSession::take_out() {
+  if (!area_->is_lost()) area_->take_out();
+}
+
+bool EditorSession::turn() {
+  if (link_ == nullptr || area_->is_lost()) {
+    return false;
+  }
+  count_x_errors(toolkit_display_);
+  if (interface_ == nullptr) {
+    std::string error;
+    if (!waits_for_instance_ || link_->handle() == nullptr) {
+      return waits_for_instance_;
+    }
+    waits_for_instance_ = false;
+    if (!open_interface(&error)) {
+      complain(*link_, error);
+      return false;
+    }
+  }
+  if (!interface_->turn()) {
+    if (interface_->failure() != nullptr) complain(*link_, interface_->failure());
+    return false;
+  }
+  follow_size();
+  return true;
+}
+
+void EditorSession::instance_leaves() {
+  if (interface_ != nullptr && interface_->knows_instance()) {
+    count_x_errors(toolkit_display_);
+    interface_.reset();
+    waits_for_instance_ = true;
+  }
+}
+
+void EditorSession::unit_ends() {
+  count_x_errors(toolkit_display_);
+  interface_.reset();
+  link_->detach(this);
+  link_ = nullptr;
+}
+
+}  // namespace vesk::lv2

@@ -1,0 +1,55 @@
+#pragma once
+
+// What an interface is offered.
+
+#include <lv2/core/lv2.h>
+#include <lv2/data-access/data-access.h>
+#include <lv2/log/log.h>
+#include <lv2/options/options.h>
+#include <lv2/ui/ui.h>
+#include <lv2/urid/urid.h>
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "components/lv2/editor_link.hpp"
+
+namespace vesk::lv2 {
+
+/// How often an interface is given a turn.
+inline constexpr float turns_per_second = 30;
+
+/// The features of one interface; they must outlive it, at one address.
+class InterfaceFeatures {
+ public:
+  /// `resize` and `touch` are the callbacks to offer; `window` is the X window to be put into.
+  InterfaceFeatures(EditorLink& link, unsigned long window, const LV2UI_Resize& resize,
+                    const LV2UI_Touch& touch);
+  InterfaceFeatures(const InterfaceFeatures&) = delete;
+  InterfaceFeatures& operator=(const InterfaceFeatures&) = delete;
+
+  const LV2_Feature* const* list() const { return list_.data(); }
+
+ private:
+  LV2_URID_Map map_;
+  LV2_URID_Unmap unmap_;
+  LV2_Log_Log log_;
+  LV2UI_Resize resize_;
+  LV2UI_Touch touch_;
+  LV2UI_Port_Map port_map_;
+  LV2UI_Port_Subscribe subscribe_;
+  LV2_Extension_Data_Feature data_access_;
+  std::string title_;
+  const char* title_text_;
+  float sample_rate_;
+  float update_rate_ = turns_per_second;
+  float scale_ = 1;
+  std::int32_t min_block_ = 1;
+  std::int32_t max_block_;
+  std::vector<LV2_Options_Option> options_;
+  std::vector<LV2_Feature> features_;
+  std::vector<const LV2_Feature*> list_;
+};
+
+}  // namespace vesk::lv2

@@ -1,0 +1,186 @@
+#include "components/lv2/editor/plugin_area.hpp"
+
+#include <X11/Xlib.h>
+#include <X11/extensions/XInput2.h>
+#include <poll.h>
+
+#include <algorithm>
+
+namespace vesk::lv2 {
+namespace {
+
+void stay_alive(Display*, void*) {}
+
+/// The focus moving between the area and what is in it is no leaving.
+bool is_focus_change(int detail) {
+  return detail != NotifyInferior && detail != NotifyPointer && detail != NotifyPointerRoot &&
+         detail != NotifyDetailNone;
+}
+
+}  // namespace
+
+std::unique_ptr<PluginArea> PluginArea::open() {
+  Display* display = XOpenDisplay(nullptr);
+  if (display == nullptr) {
+    return nullptr;
+  }
+  // Otherwise its loss would end the process.
+  XSetIOErrorExitHandler(display, &stay_alive, nullptr);
+  return std::unique_ptr<PluginArea>(new PluginArea(display));
+}
+
+PluginArea::PluginArea(Display* display) : display_(display) {
+  XSetWindowAttributes attributes{};
+  attributes.event_mask =
+      SubstructureNotifyMask | EnterWindowMask | LeaveWindowMask | FocusChangeMask;
+  // No window manager is to take notice of it while it stands alone.
+  attributes.override_redirect = True;
+  window_ = XCreateWindow(display_, DefaultRootWindow(display_), 0, 0, 1, 1, 0, CopyFromParent,
+                          InputOutput, nullptr, CWEventMask | CWOverrideRedirect, &attributes);
+  watch_input();
+  XSync(display_, False);
+}
+
+PluginArea::~PluginArea() {
+  if (is_lost()) {
+    // Nothing can be said to the server, and closing would try to.
+    return;
+  }
+  XDestroyWindow(display_, window_);
+  XCloseDisplay(display_);
+}
+
+/// Only one client may ask a window for its button events, and in here that is the interface. Raw
+/// events come to everybody who asks for them, in order with those of the pointer's coming and
+/// going, which tell whether they are about this window.
+void PluginArea::watch_input() {
+  int event = 0;
+  int error = 0;
+  int major = 2;
+  int minor = 2;
+  if (!XQueryExtension(display_, "XInputExtension", &input_extension_, &event, &error) ||
+      XIQueryVersion(display_, &major, &minor) != Success) {
+    // Every press inside counts once it can be seen, which is when the pointer is here.
+    input_extension_ = -1;
+    return;
+  }
+  unsigned char bits[XIMaskLen(XI_LASTEVENT)] = {};
+  XISetMask(bits, XI_RawButtonPress);
+  XISetMask(bits, XI_RawKeyPress);
+  if (major > 2 || minor >= 2) XISetMask(bits, XI_RawTouchBegin);
+  XIEventMask mask{XIAllMasterDevices, sizeof bits, bits};
+  XISelectEvents(display_, DefaultRootWindow(display_), &mask, 1);
+}
+
+bool PluginArea::has_glx() const {
+  int opcode = 0;
+  int event = 0;
+  int error = 0;
+  return XQueryExtension(display_, "GLX", &opcode, &event, &error) != False;
+}
+
+bool PluginArea::is_lost() const {
+  pollfd connection{ConnectionNumber(display_), 0, 0};
+  return poll(&connection, 1, 0) != 0 && (connection.revents & (POLLHUP | POLLERR)) != 0;
+}
+
+void PluginArea::put_into(unsigned long parent, int x, int y) {
+  if (parent_ == parent && x_ == x && y_ == y) {
+    return;
+  }
+  if (parent_ == parent) {
+    XMoveWindow(display_, window_, x, y);
+  } else {
+    XReparentWindow(display_, window_, parent, x, y);
+    XMapWindow(display_, window_);
+  }
+  parent_ = parent;
+  x_ = x;
+  y_ = y;
+  // The toolkit's own connection may end the window at any time after this.
+  XSync(display_, False);
+}
+
+void PluginArea::take_out() {
+  if (parent_ == 0) {
+    return;
+  }
+  parent_ = 0;
+  XUnmapWindow(display_, window_);
+  XReparentWindow(display_, window_, DefaultRootWindow(display_), 0, 0);
+  XSync(display_, False);
+}
+
+void PluginArea::resize(AreaSize size) {
+  if (size == size_) {
+    return;
+  }
+  size_ = size;
+  XResizeWindow(display_, window_, static_cast<unsigned>(std::max(size.width, 1)),
+                static_cast<unsigned>(std::max(size.height, 1)));
+  XFlush(display_);
+}
+
+std::optional<AreaSize> PluginArea::content_size() {
+  Window root = 0;
+  Window parent = 0;
+  Window* children = nullptr;
+  unsigned count = 0;
+  if (!XQueryTree(display_, window_, &root, &parent, &children, &count)) {
+    return std::nullopt;
+  }
+  // The one on top: some interfaces make helper windows first.
+  const Window content = count > 0 ? children[count - 1] : 0;
+  if (children != nullptr) XFree(children);
+  XWindowAttributes attributes{};
+  if (content == 0 || !XGetWindowAttributes(display_, content, &attributes) ||
+      attributes.width <= 1 || attributes.height <= 1) {
+    return std::nullopt;
+  }
+  return AreaSize{attributes.width, attributes.height};
+}
+
+bool PluginArea::is_touched() {
+  if (!touched_) {
+    XSync(display_, False);
+    read_events();
+  }
+  return touched_;
+}
+
+void PluginArea::read_events() {
+  while (XPending(display_) > 0) {
+    XEvent event;
+    XNextEvent(display_, &event);
+    take(event);
+  }
+}
+
+void PluginArea::take(XEvent& event) {
+  switch (event.type) {
+    case EnterNotify:
+    case LeaveNotify:
+      // Nor is the pointer's.
+      if (event.xcrossing.detail != NotifyInferior) {
+        pointer_is_inside_ = event.type == EnterNotify;
+        if (input_extension_ < 0) touched_ |= pointer_is_inside_;
+      }
+      break;
+    case FocusIn:
+    case FocusOut:
+      if (event.xfocus.window == window_ && is_focus_change(event.xfocus.detail)) {
+        has_focus_ = event.type == FocusIn;
+      }
+      break;
+    case GenericEvent:
+      if (event.xcookie.extension == input_extension_) {
+        const bool is_key = event.xcookie.evtype == XI_RawKeyPress;
+        touched_ |= pointer_is_inside_ || (is_key && has_focus_);
+      }
+      break;
+    default:
+      break;
+  }
+}
+
+}  // namespace vesk::lv2

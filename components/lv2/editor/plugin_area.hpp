@@ -1,0 +1,71 @@
+#pragma once
+
+// An X window of ours in which a plugin's interface makes its own.
+
+#include <memory>
+#include <optional>
+
+struct _XDisplay;
+union _XEvent;
+
+namespace vesk::lv2 {
+
+struct AreaSize {
+  int width = 0;
+  int height = 0;
+
+  bool operator==(const AreaSize&) const = default;
+};
+
+/// On a connection of its own, so that nothing of the toolkit's is waited for or changed. It is
+/// made outside of any window and unseen: an interface can thus be made, and its size be known,
+/// before the window it goes into. Main thread only.
+class PluginArea {
+ public:
+  /// Null when the display does not answer.
+  static std::unique_ptr<PluginArea> open();
+  ~PluginArea();
+  PluginArea(const PluginArea&) = delete;
+  PluginArea& operator=(const PluginArea&) = delete;
+
+  /// The X window's id.
+  unsigned long window() const { return window_; }
+  /// Whether the display can show OpenGL.
+  bool has_glx() const;
+  /// Whether the server has gone.
+  bool is_lost() const;
+
+  /// Shows the area in the X window `parent`, its upper left corner at (x, y).
+  void put_into(unsigned long parent, int x, int y);
+  /// Takes it out of its window again, which may then end.
+  void take_out();
+  void resize(AreaSize size);
+
+  /// The size of the window that the interface has made in here; nothing while it has none, or one
+  /// that is not laid out yet.
+  std::optional<AreaSize> content_size();
+
+  /// Whether anybody has pressed a button, a key or a finger in here since the area was made. What
+  /// happened before the call is always counted.
+  bool is_touched();
+  /// Reads what the server has sent.
+  void read_events();
+
+ private:
+  explicit PluginArea(_XDisplay* display);
+  void watch_input();
+  void take(_XEvent& event);
+
+  _XDisplay* display_;
+  unsigned long window_ = 0;
+  unsigned long parent_ = 0;
+  int x_ = 0;
+  int y_ = 0;
+  AreaSize size_{1, 1};
+  int input_extension_ = -1;
+  bool pointer_is_inside_ = false;
+  bool has_focus_ = false;
+  bool touched_ = false;
+};
+
+}  // namespace vesk::lv2

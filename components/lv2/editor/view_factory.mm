@@ -1,0 +1,156 @@
+// The view that shows a plugin's own interface inside a window of the toolkit's.
+
+#import <AppKit/AppKit.h>
+#import <AudioToolbox/AUCocoaUIView.h>
+#import <GNUstepGUI/GSDisplayServer.h>
+
+#include "components/lv2/editor/editor_session.hpp"
+#include "components/lv2/editor/interface_features.hpp"
+#include "components/lv2/editor_link.hpp"
+
+using vesk::lv2::AreaSize;
+using vesk::lv2::EditorSession;
+
+@interface VeskLV2EditorView : NSView {
+  EditorSession* _session;
+  NSTimer* _timer;
+  BOOL _isFollowing;
+}
+- (id)initWithSession:(EditorSession*)session;
+- (void)takeTurn;
+@end
+
+/// Holds the view without keeping it: a timer keeps its target.
+@interface VeskLV2Turns : NSObject {
+ @public
+  VeskLV2EditorView* _view;
+}
+- (void)tick:(NSTimer*)timer;
+@end
+
+@implementation VeskLV2Turns
+
+- (void)tick:(NSTimer*)timer {
+  [_view takeTurn];
+}
+
+@end
+
+@implementation VeskLV2EditorView
+
+- (id)initWithSession:(EditorSession*)session {
+  const AreaSize size = session->size();
+  self = [super initWithFrame:NSMakeRect(0, 0, size.width, size.height)];
+  _session = session;
+  VeskLV2Turns* turns = [[[VeskLV2Turns alloc] init] autorelease];
+  turns->_view = self;
+  _timer = [[NSTimer timerWithTimeInterval:1 / vesk::lv2::turns_per_second
+                                    target:turns
+                                  selector:@selector(tick:)
+                                  userInfo:nil
+                                   repeats:YES] retain];
+  for (NSString* mode in @[ NSDefaultRunLoopMode, NSEventTrackingRunLoopMode ]) {
+    [[NSRunLoop currentRunLoop] addTimer:_timer forMode:mode];
+  }
+  return self;
+}
+
+- (void)dealloc {
+  [[NSNotificationCenter defaultCenter] removeObserver:self];
+  [_timer invalidate];
+  [_timer release];
+  _session->take_out();
+  delete _session;
+  [super dealloc];
+}
+
+- (BOOL)isOpaque {
+  return YES;
+}
+
+- (void)viewWillMoveToWindow:(NSWindow*)window {
+  NSNotificationCenter* center = [NSNotificationCenter defaultCenter];
+  [center removeObserver:self name:NSWindowWillCloseNotification object:nil];
+  // A closed window may end with all that is in it before this view does.
+  _session->take_out();
+  if (window) {
+    [center addObserver:self
+               selector:@selector(windowWillClose:)
+                   name:NSWindowWillCloseNotification
+                 object:window];
+  }
+  [super viewWillMoveToWindow:window];
+}
+
+- (void)windowWillClose:(NSNotification*)notification {
+  _session->take_out();
+}
+
+- (void)place {
+  NSWindow* window = [self window];
+  if (![window isVisible]) return;
+  const auto parent = reinterpret_cast<unsigned long>(
+      [GSServerForWindow(window) windowDevice:static_cast<int>([window windowNumber])]);
+  if (!parent) return;
+  // From the view's upper left corner to the window's; the outermost view fills the X window, with
+  // the title bar in it where the toolkit draws that.
+  NSView* outermost = self;
+  while ([outermost superview]) outermost = [outermost superview];
+  const NSRect frame = [self convertRect:[self bounds] toView:nil];
+  const CGFloat top = NSHeight([outermost frame]) - NSMaxY(frame);
+  _session->put_into(parent, static_cast<int>(NSMinX(frame)), static_cast<int>(top));
+}
+
+- (void)takeTurn {
+  if (!_session->turn()) {
+    [_timer invalidate];
+    [[self window] close];
+    return;
+  }
+  [self followSize];
+  [self place];
+}
+
+/// The window grows and shrinks at its lower right corner.
+- (void)followSize {
+  const AreaSize area = _session->size();
+  const NSSize size = NSMakeSize(area.width, area.height);
+  if (NSEqualSizes(size, [self frame].size)) return;
+  _isFollowing = YES;
+  NSWindow* window = [self window];
+  if ([window contentView] == self) {
+    const NSRect frame = [window frame];
+    [window setContentSize:size];
+    [window setFrameTopLeftPoint:NSMakePoint(NSMinX(frame), NSMaxY(frame))];
+  }
+  if (!NSEqualSizes(size, [self frame].size)) [self setFrameSize:size];
+  _isFollowing = NO;
+}
+
+- (void)setFrameSize:(NSSize)size {
+  [super setFrameSize:size];
+  if (_session && !_isFollowing && size.width >= 1 && size.height >= 1) {
+    const AreaSize area{static_cast<int>(size.width), static_cast<int>(size.height)};
+    if (area != _session->size()) _session->resize(area);
+  }
+}
+
+@end
+
+@interface VeskLV2ViewFactory : NSObject <AUCocoaUIBase>
+@end
+
+@implementation VeskLV2ViewFactory
+
+- (unsigned)interfaceVersion {
+  return 0;
+}
+
+- (NSView*)uiViewForAudioUnit:(AudioUnit)unit withSize:(NSSize)size {
+  auto* display = static_cast<_XDisplay*>([GSCurrentServer() serverDevice]);
+  auto session = EditorSession::open(unit, display);
+  if (!session) return nil;
+  return [[[VeskLV2EditorView alloc] initWithSession:session.release()] autorelease];
+}
+
+@end

@@ -1,0 +1,71 @@
+#include "components/lv2/editor/x_errors.hpp"
+
+#include <X11/Xlib.h>
+#include <setjmp.h>
+#include <unistd.h>
+
+#include <atomic>
+
+namespace vesk::lv2 {
+namespace {
+
+std::atomic<unsigned long> errors{0};
+Display* toolkit_display = nullptr;
+XErrorHandler toolkit_error = nullptr;
+XIOErrorHandler toolkit_loss = nullptr;
+
+/// Where to go on in this thread when a display is lost.
+thread_local sigjmp_buf* landing = nullptr;
+
+int count_error(Display* display, XErrorEvent* error) {
+  if (display == toolkit_display && toolkit_error != nullptr) {
+    return toolkit_error(display, error);
+  }
+  errors.fetch_add(1, std::memory_order_relaxed);
+  return 0;
+}
+
+/// What returns from here ends the process, unless the display has an exit handler of its own, as
+/// the window system's has and those that plugins open have not.
+int leave_lost_display(Display* display) {
+  if (display == toolkit_display) {
+    return toolkit_loss != nullptr ? toolkit_loss(display) : 0;
+  }
+  if (landing != nullptr) {
+    siglongjmp(*landing, 1);
+  }
+  // A thread that an interface has started: it has nothing left to do, and cannot be ended.
+  for (;;) pause();
+}
+
+}  // namespace
+
+void count_x_errors(Display* toolkit) {
+  toolkit_display = toolkit;
+  if (const XErrorHandler before = XSetErrorHandler(&count_error); before != &count_error) {
+    if (toolkit_error == nullptr) toolkit_error = before;
+  }
+  if (const XIOErrorHandler before = XSetIOErrorHandler(&leave_lost_display);
+      before != &leave_lost_display) {
+    if (toolkit_loss == nullptr) toolkit_loss = before;
+  }
+}
+
+unsigned long x_error_count() {
+  return errors.load(std::memory_order_relaxed);
+}
+
+bool survives_display_loss(void (*work)(void* context), void* context) {
+  sigjmp_buf here;
+  sigjmp_buf* const outer = landing;
+  if (sigsetjmp(here, 0) != 0) {
+    landing = outer;
+    return false;
+  }
+  landing = &here;
+  work(context);
+  landing = outer;
+  return true;
+}
+
+}  // namespace vesk::lv2

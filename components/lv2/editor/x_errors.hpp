@@ -1,0 +1,23 @@
+#pragma once
+
+// What keeps a plugin's mistakes with X from ending the process. Main thread, but for the count.
+
+struct _XDisplay;
+
+namespace vesk::lv2 {
+
+/// Xlib ends the process at the first protocol error, and toolkits inside interfaces put handlers
+/// of their own in the place of others'. Makes errors count and nothing else, those on the
+/// window system's own display `toolkit` apart, which go where they went before. To be called
+/// again before anything of a plugin runs.
+void count_x_errors(_XDisplay* toolkit);
+
+/// Errors so far, of all interfaces.
+unsigned long x_error_count();
+
+/// Runs `work(context)`, code that uses displays of its own. False when one of them was lost: then
+/// `work` was left in the middle, and what it belongs to must not be used again. (Xlib ends the
+/// process when its handler for a lost connection returns.)
+bool survives_display_loss(void (*work)(void* context), void* context);
+
+}  // namespace vesk::lv2
