@@ -11,7 +11,6 @@
 
 #include <cstdio>
 #include <cstdlib>
-#include <cstring>
 #include <filesystem>
 #include <functional>
 #include <memory>
@@ -135,15 +134,6 @@ bool wait_until(const std::function<bool()>& condition) {
   return true;
 }
 
-void ask(Block& block, std::uint32_t kind) {
-  const std::uint32_t written = load_relaxed(block.window_write);
-  WindowRequest request{};
-  request.kind = kind;
-  std::strcpy(request.title, "Chaos");
-  block.window_requests[written % window_slots] = request;
-  store_release(block.window_write, written + 1);
-}
-
 /// Opens the editor, changes the level and closes it, over and over, from save `number` on, until
 /// the host is gone.
 void use_editor(RawHost& host, unsigned number) {
@@ -151,13 +141,13 @@ void use_editor(RawHost& host, unsigned number) {
   const auto has_ended = [&] { return host.wait_end(0ms) != -1; };
   for (; !has_ended(); ++number) {
     const std::uint32_t saves = load_acquire(block.saved_write);
-    ask(block, WindowRequest::open);
-    wait_until([&] { return load_acquire(block.open_mask) == 1 || has_ended(); });
+    host.ask_window(WindowRequest::open, 0, "Chaos");
+    host.wait_open(1);
     host.set_parameter(0, level, level_of(number));
     wait_until([&] {
       return (host.serve(16, 0, 20ms) && block.output_left[15] == level_of(number)) || has_ended();
     });
-    ask(block, WindowRequest::close_all);
+    host.ask_window(WindowRequest::close_all);
     wait_until([&] { return load_acquire(block.saved_write) != saves || has_ended(); });
   }
 }

@@ -11,7 +11,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <cstring>
+#include <cstdio>
 #include <filesystem>
 #include <fstream>
 #include <functional>
@@ -49,14 +49,14 @@ class EditedHost {
 
   /// Opens the editor, sets the level and closes it. False when one of them did not happen.
   bool change(float level) {
-    ask(WindowRequest::open);
-    if (!wait_until([&] { return load_acquire(host_.block().open_mask) == 1; })) return false;
+    host_.ask_window(WindowRequest::open);
+    if (!host_.wait_open(1)) return false;
     host_.set_parameter(0, 0, level);
     if (!wait_until([&] { return host_.serve(16) && host_.block().output_left[15] == level; })) {
       return false;
     }
-    ask(WindowRequest::close_all);
-    return wait_until([&] { return load_acquire(host_.block().open_mask) == 0; });
+    host_.ask_window(WindowRequest::close_all);
+    return host_.wait_open(0);
   }
 
   /// Limits the size of every file that it writes to from now on; the limit before.
@@ -99,16 +99,6 @@ class EditedHost {
   }
 
  private:
-  void ask(std::uint32_t kind) {
-    Block& block = host_.block();
-    const std::uint32_t written = load_relaxed(block.window_write);
-    WindowRequest request{};
-    request.kind = kind;
-    std::strcpy(request.title, "Refused");
-    block.window_requests[written % window_slots] = request;
-    store_release(block.window_write, written + 1);
-  }
-
   std::string preset_;
   RawHost host_;
   bool is_listening_;

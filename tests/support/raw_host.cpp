@@ -137,6 +137,25 @@ void RawHost::set_parameter(std::uint32_t plugin, std::uint32_t id, float value)
   store_release(block_->param_write, written + 1);
 }
 
+void RawHost::ask_window(std::uint32_t kind, std::uint32_t plugin, const std::string& title) {
+  WindowRequest request{};
+  request.plugin = plugin;
+  request.kind = kind;
+  title.copy(request.title, title_bytes);
+  const std::uint32_t written = load_relaxed(block_->window_write);
+  block_->window_requests[written % window_slots] = request;
+  store_release(block_->window_write, written + 1);
+}
+
+bool RawHost::wait_open(std::uint32_t mask, std::chrono::milliseconds limit) {
+  const auto deadline = Clock::now() + limit;
+  while (load_acquire(block_->open_mask) != mask) {
+    if (Clock::now() >= deadline || wait_end(0ms) != -1) return false;
+    std::this_thread::sleep_for(1ms);
+  }
+  return true;
+}
+
 bool RawHost::wait_turns() {
   for (int turn = 0; turn < 2; ++turn) {
     // Nobody but this test writes the word besides the host, which overwrites it on its next turn.
