@@ -40,7 +40,7 @@ void release(Plugins& plugins) {
 void run(Block& block, Chain& chain, const std::string& label, double sample_rate,
          unsigned max_frames, unsigned period_frames) {
   // Lives until the process exits, and static so that a leak checker knows it.
-  static const os_workgroup_t workgroup = obtain_parent_workgroup();
+  const os_workgroup_t workgroup = obtain_parent_workgroup();
   std::thread render_thread(render_loop, &block, std::ref(chain.plugins), chain.first_is_effect,
                             sample_rate, max_frames, period_frames, workgroup);
   Supervisor supervisor(block, chain, label);

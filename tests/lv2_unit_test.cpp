@@ -223,6 +223,7 @@ TEST(Lv2UnitSound, RenderIsObservedBeforeAndAfter) {
   ASSERT_TRUE(unit.initialize());
   static std::vector<AudioUnitRenderActionFlags> seen;
   seen.clear();
+  seen.reserve(8);  // the callbacks run in real time
   const auto observe = [](void*, AudioUnitRenderActionFlags* flags, const AudioTimeStamp*, UInt32,
                           UInt32, AudioBufferList*) -> OSStatus {
     seen.push_back(*flags);

@@ -5,8 +5,8 @@
 #include <algorithm>
 #include <memory>
 
-#include "support/reference_plugin.hpp"
 #include "support/raw_host.hpp"
+#include "support/reference_plugin.hpp"
 
 using namespace vesk::host;
 using vesk::reference::ReferencePlugin;

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 #include <signal.h>
+#include <sys/mman.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -44,8 +45,14 @@ struct Phase {
   int periods;   // asked for before the parent dies
 };
 
-/// Runs in a process of its own: starts a host, brings it into the phase, tells its process id
-/// and the object's name, and waits to be killed.
+/// What a parent tells the test before it is killed.
+struct Report {
+  pid_t host;
+  char object[64];
+};
+
+/// Runs in a process of its own: starts a host, brings it into the phase, reports, and waits to be
+/// killed.
 [[noreturn]] void be_parent(const Phase& phase, int pipe_end) {
   RawHost host(
       {.chain = phase.chain, .environment = {std::string("VESK_MISBEHAVE=") + phase.commands}});
@@ -54,8 +61,9 @@ struct Phase {
   else
     std::this_thread::sleep_for(200ms);
   for (int period = 0; period < phase.periods; ++period) host.serve(16, 16 * period, 200ms);
-  const pid_t id = host.pid();
-  if (write(pipe_end, &id, sizeof id) != sizeof id) _exit(1);
+  Report report{host.pid(), {}};
+  host.object_name().copy(report.object, sizeof report.object - 1);
+  if (write(pipe_end, &report, sizeof report) != sizeof report) _exit(1);
   for (;;) pause();
 }
 
@@ -77,12 +85,14 @@ TEST(ParentDeath, LeavesNoHostBehind) {
     ASSERT_EQ(pipe(ends), 0);
     const pid_t parent = fork();
     if (parent == 0) be_parent(phase, ends[1]);
-    pid_t host = -1;
-    EXPECT_EQ(read(ends[0], &host, sizeof host), static_cast<ssize_t>(sizeof host)) << phase.name;
-    EXPECT_TRUE(is_running(host)) << phase.name;
+    Report report{};
+    EXPECT_EQ(read(ends[0], &report, sizeof report), static_cast<ssize_t>(sizeof report))
+        << phase.name;
+    EXPECT_TRUE(is_running(report.host)) << phase.name;
     kill(parent, SIGKILL);
     waitpid(parent, nullptr, 0);
-    hosts.push_back(host);
+    shm_unlink(report.object);
+    hosts.push_back(report.host);
     close(ends[0]);
     close(ends[1]);
   }

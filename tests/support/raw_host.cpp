@@ -56,6 +56,7 @@ std::string build_folder() {
 RawHost::RawHost(const Options& options) {
   static int count = 0;
   name_ = "/vesk-raw-" + std::to_string(getpid()) + "-" + std::to_string(count++);
+  shm_unlink(name_.c_str());  // of a test that was killed, whose number this process now has
   const int object = shm_open(name_.c_str(), O_RDWR | O_CREAT | O_EXCL, 0600);
   if (object < 0 || ftruncate(object, static_cast<off_t>(options.object_size)) != 0)
     throw std::runtime_error("no shared memory");

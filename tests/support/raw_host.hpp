@@ -29,6 +29,7 @@ class RawHost {
   RawHost(const RawHost&) = delete;
   RawHost& operator=(const RawHost&) = delete;
 
+  const std::string& object_name() const { return name_; }
   vesk::host::Block& block() { return *block_; }
   pid_t pid() const { return pid_; }
 

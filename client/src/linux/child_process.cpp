@@ -191,7 +191,13 @@ bool is_running(int pid, int thread, std::chrono::milliseconds span) {
     threads = {thread};
   else
     std::erase(threads, pid);
-  // A thread that waits for a CPU spins as much as one that has it.
+  const auto runnable = [&] {
+    std::vector<bool> states;
+    for (const int id : threads) states.push_back(proc::thread_state(pid, id) == 'R');
+    return states;
+  };
+  // A thread that waits for a CPU spins as much as one that has it. One that the kernel holds back
+  // for having had too much real time gains neither kind of time, but is runnable all the while.
   const auto wanted = [&] {
     std::vector<std::uint64_t> times;
     for (const int id : threads) {
@@ -201,13 +207,13 @@ bool is_running(int pid, int thread, std::chrono::milliseconds span) {
     return times;
   };
   const auto before = wanted();
+  const auto runnable_before = runnable();
   std::this_thread::sleep_for(span);
   const auto after = wanted();
+  const auto runnable_after = runnable();
   const auto half = static_cast<std::uint64_t>(std::chrono::nanoseconds(span).count() / 2);
   for (std::size_t i = 0; i < threads.size(); ++i)
-    if (after[i] > before[i] + half ||
-        (after[i] > before[i] && proc::thread_state(pid, threads[i]) == 'R'))
-      return true;
+    if (after[i] > before[i] + half || (runnable_before[i] && runnable_after[i])) return true;
   return false;
 }
 
