@@ -1,0 +1,149 @@
+/* The interface of the knob, in plain Xlib. Its upper half sets the level; the lower has four keys
+ * that report what the interface knows, as a value of a control that the plugin plays. */
+#include <X11/Xlib.h>
+#include <lv2/atom/atom.h>
+#include <lv2/ui/ui.h>
+#include <lv2/urid/urid.h>
+#include <stdlib.h>
+
+#include "test_plugins.h"
+
+enum { kQuestions, kAnswers, kLevel = 4, kReport, kOwn, kHalf, kPorts = 9 };
+enum { kWidth = 240, kHeight = 160, kKey = 60, kGrown = 300 };
+
+typedef struct {
+  LV2UI_Write_Function write;
+  LV2UI_Controller controller;
+  const LV2UI_Resize* resize;
+  const LV2UI_Touch* touch;
+  LV2_URID integer, transfer;
+  Display* display;
+  Window window;
+  int width;
+  float heard[kPorts];
+} Interface;
+
+static void set(Interface* self, uint32_t port, float value) {
+  self->touch->touch(self->touch->handle, port, true);
+  self->write(self->controller, port, sizeof value, 0, &value);
+  self->touch->touch(self->touch->handle, port, false);
+}
+
+static void draw(Interface* self) {
+  const GC gc = DefaultGC(self->display, DefaultScreen(self->display));
+  const int level = (int)(self->heard[kLevel] * 360 * 64);
+  XClearWindow(self->display, self->window);
+  XSetForeground(self->display, gc, 0xff8800);
+  XFillArc(self->display, self->window, gc, self->width / 2 - 35, 5, 70, 70, 0, level);
+  XSetForeground(self->display, gc, 0x555555);
+  for (int key = 0; key < 4; ++key) {
+    XFillRectangle(self->display, self->window, gc, key * kKey + 4, kHeight / 2 + 4, kKey - 8, 72);
+  }
+}
+
+static void grow(Interface* self) {
+  self->width = kGrown;
+  XResizeWindow(self->display, self->window, kGrown, kHeight);
+  self->resize->ui_resize(self->resize->handle, kGrown, kHeight);
+}
+
+static void ask(Interface* self, int number) {
+  const LV2_Atom_Int question = {{sizeof number, self->integer}, number};
+  self->write(self->controller, kQuestions, sizeof question, self->transfer, &question);
+}
+
+static void press(Interface* self, int x, int y) {
+  if (y < kHeight / 2) {
+    set(self, kLevel, (float)x / (float)self->width);
+    return;
+  }
+  switch (x / kKey) {
+    case 0:
+      ask(self, 21);
+      break;
+    case 1:
+      set(self, kReport, self->heard[kOwn]);
+      break;
+    case 2:
+      set(self, kReport, self->heard[kHalf]);
+      break;
+    default:
+      grow(self);
+      break;
+  }
+}
+
+static LV2UI_Handle instantiate(const LV2UI_Descriptor* descriptor, const char* plugin,
+                                const char* bundle, LV2UI_Write_Function write,
+                                LV2UI_Controller controller, LV2UI_Widget* widget,
+                                const LV2_Feature* const* features) {
+  (void)descriptor, (void)plugin, (void)bundle;
+  const LV2_URID_Map* map = feature_data(features, LV2_URID__map);
+  const Window parent = (Window)feature_data(features, LV2_UI__parent);
+  Interface* self = calloc(1, sizeof(Interface));
+  self->write = write;
+  self->controller = controller;
+  self->resize = feature_data(features, LV2_UI__resize);
+  self->touch = feature_data(features, LV2_UI__touch);
+  self->width = kWidth;
+  self->display = XOpenDisplay(NULL);
+  if (!map || !parent || !self->resize || !self->touch || !self->display) {
+    free(self);
+    return NULL;
+  }
+  self->integer = map->map(map->handle, LV2_ATOM__Int);
+  self->transfer = map->map(map->handle, LV2_ATOM__eventTransfer);
+  self->window = XCreateSimpleWindow(self->display, parent, 0, 0, kWidth, kHeight, 0, 0, 0x222222);
+  XSelectInput(self->display, self->window, ButtonPressMask | ExposureMask);
+  XMapWindow(self->display, self->window);
+  /* A mistake: there is no such window. */
+  XMapWindow(self->display, 1);
+  XSync(self->display, False);
+  self->resize->ui_resize(self->resize->handle, kWidth, kHeight);
+  /* Another: nobody has asked for this. */
+  const float value = 0.75f;
+  write(controller, kOwn, sizeof value, 0, &value);
+  *widget = (LV2UI_Widget)self->window;
+  return self;
+}
+
+static void cleanup(LV2UI_Handle handle) {
+  Interface* self = handle;
+  XDestroyWindow(self->display, self->window);
+  XCloseDisplay(self->display);
+  free(self);
+}
+
+static void port_event(LV2UI_Handle handle, uint32_t port, uint32_t size, uint32_t format,
+                       const void* data) {
+  Interface* self = handle;
+  const LV2_Atom_Int* answer = data;
+  if (port == kAnswers && format == self->transfer && answer->atom.type == self->integer) {
+    set(self, kReport, (float)answer->body / 100);
+  } else if (port < kPorts && format == 0 && size == sizeof(float)) {
+    memcpy(&self->heard[port], data, size);
+    draw(self);
+  }
+}
+
+static int idle(LV2UI_Handle handle) {
+  Interface* self = handle;
+  while (XPending(self->display)) {
+    XEvent event;
+    XNextEvent(self->display, &event);
+    if (event.type == ButtonPress) press(self, event.xbutton.x, event.xbutton.y);
+    if (event.type == Expose) draw(self);
+  }
+  return 0;
+}
+
+static const void* extension_data(const char* uri) {
+  static const LV2UI_Idle_Interface idles = {idle};
+  return strcmp(uri, LV2_UI__idleInterface) == 0 ? &idles : NULL;
+}
+
+LV2_SYMBOL_EXPORT const LV2UI_Descriptor* lv2ui_descriptor(uint32_t index) {
+  static const LV2UI_Descriptor knob = {"urn:vesk:test:knob-ui", instantiate, cleanup, port_event,
+                                        extension_data};
+  return index == 0 ? &knob : NULL;
+}
