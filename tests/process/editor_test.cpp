@@ -240,6 +240,19 @@ TEST_F(Editor, HostsShowEditorsBesideEachOther) {
   EXPECT_EQ(lines_without_workgroup(second), "");
 }
 
+TEST_F(Editor, LeavesTheTitleBarToAWindowManagerWhereThereIsOne) {
+  display_.pretend_window_manager();
+  RawHost host({.chain = editors(kCocoaView)});
+  ASSERT_TRUE(host.wait_listening());
+  open_editor(host, "Managed");
+  const auto window = find_window("Managed");
+  ASSERT_TRUE(window);
+  EXPECT_EQ(window->width, 300);
+  EXPECT_EQ(window->height, 120);
+  EXPECT_TRUE(host.stop());
+  EXPECT_EQ(lines_without_workgroup(host), "");
+}
+
 TEST_F(Editor, LeavesNoProcessBehindAndPassesWhatPluginsPrint) {
   RawHost host({.chain = editors(kLogs)});
   ASSERT_TRUE(host.wait_listening());

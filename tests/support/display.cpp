@@ -1,5 +1,6 @@
 #include "support/display.hpp"
 
+#include <X11/Xatom.h>
 #include <X11/Xlib.h>
 #include <X11/Xutil.h>
 #include <fcntl.h>
@@ -76,15 +77,29 @@ VirtualDisplay::VirtualDisplay() {
 }
 
 VirtualDisplay::~VirtualDisplay() {
-  kill();
+  // Asked, it removes its socket.
+  end(SIGTERM);
 }
 
 bool VirtualDisplay::keeps(const std::string& name) const {
   return std::filesystem::exists(settings_ / name);
 }
 
-unsigned long VirtualDisplay::colour_at(int x, int y) const {
-  static Display* const display = XOpenDisplay(nullptr);
+void VirtualDisplay::pretend_window_manager() {
+  Display* const display = static_cast<Display*>(connection());
+  if (!display) return;
+  const Window root = DefaultRootWindow(display);
+  const Window manager = XCreateSimpleWindow(display, root, -1, -1, 1, 1, 0, 0, 0);
+  const Atom mark = XInternAtom(display, "_NET_SUPPORTING_WM_CHECK", False);
+  for (const Window window : {root, manager}) {
+    XChangeProperty(display, window, mark, XA_WINDOW, 32, PropModeReplace,
+                    reinterpret_cast<const unsigned char*>(&manager), 1);
+  }
+  XSync(display, False);
+}
+
+unsigned long VirtualDisplay::colour_at(int x, int y) {
+  Display* const display = static_cast<Display*>(connection());
   XImage* image =
       display ? XGetImage(display, DefaultRootWindow(display), x, y, 1, 1, AllPlanes, ZPixmap)
               : nullptr;
@@ -95,8 +110,20 @@ unsigned long VirtualDisplay::colour_at(int x, int y) const {
 }
 
 void VirtualDisplay::kill() {
+  end(SIGKILL);
+}
+
+void* VirtualDisplay::connection() {
+  if (!connection_) connection_ = XOpenDisplay(nullptr);
+  return connection_;
+}
+
+void VirtualDisplay::end(int signal) {
   if (pid_ <= 0) return;
-  ::kill(pid_, SIGKILL);
+  // Before the server goes: Xlib ends a process that loses one.
+  if (connection_) XCloseDisplay(static_cast<Display*>(connection_));
+  connection_ = nullptr;
+  ::kill(pid_, signal);
   waitpid(pid_, nullptr, 0);
   pid_ = -1;
 }
