@@ -9,6 +9,10 @@
 #include <csignal>
 #include <mutex>
 
+#if __has_feature(realtime_sanitizer)
+#include <sanitizer/rtsan_interface.h>
+#endif
+
 namespace vesk::platform {
 
 namespace {
@@ -26,6 +30,10 @@ bool lives_here(pid_t thread) {
 }
 
 void at_realtime_limit(int) {
+#if __has_feature(realtime_sanitizer)
+  // It interrupts real-time code, and takes its thread out of real time.
+  const __rtsan::ScopedDisabler no_longer_real_time;
+#endif
   const int saved_errno = errno;
   bool demoted = false;
   // The kernel interrupts the thread that used its time up, unless that one blocks the signal.
