@@ -60,3 +60,7 @@ static void run(LV2_Handle handle, uint32_t frames) {
 
 const LV2_Descriptor test_knob_descriptor = {
     "urn:vesk:test:knob", instantiate, connect_port, NULL, run, NULL, free, NULL};
+
+/* The same with an interface that says it draws with OpenGL. */
+const LV2_Descriptor test_gl_knob_descriptor = {
+    "urn:vesk:test:gl-knob", instantiate, connect_port, NULL, run, NULL, free, NULL};

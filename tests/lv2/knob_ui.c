@@ -142,8 +142,18 @@ static const void* extension_data(const char* uri) {
   return strcmp(uri, LV2_UI__idleInterface) == 0 ? &idles : NULL;
 }
 
+#ifdef KNOB_DRAWS_WITH_GL
+/* What an interface that is linked with libGL is known by. */
+LV2_SYMBOL_EXPORT int glXQueryVersion(void* display, int* major, int* minor) {
+  (void)display, (void)major, (void)minor;
+  return 0;
+}
+#define KNOB_URI "urn:vesk:test:gl-knob-ui"
+#else
+#define KNOB_URI "urn:vesk:test:knob-ui"
+#endif
+
 LV2_SYMBOL_EXPORT const LV2UI_Descriptor* lv2ui_descriptor(uint32_t index) {
-  static const LV2UI_Descriptor knob = {"urn:vesk:test:knob-ui", instantiate, cleanup, port_event,
-                                        extension_data};
+  static const LV2UI_Descriptor knob = {KNOB_URI, instantiate, cleanup, port_event, extension_data};
   return index == 0 ? &knob : NULL;
 }

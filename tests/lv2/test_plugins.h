@@ -6,6 +6,7 @@
 #include <string.h>
 
 extern const LV2_Descriptor test_events_descriptor;
+extern const LV2_Descriptor test_gl_knob_descriptor;
 extern const LV2_Descriptor test_knob_descriptor;
 extern const LV2_Descriptor test_latency_descriptor;
 extern const LV2_Descriptor test_mono_descriptor;

@@ -26,11 +26,12 @@ constexpr int kHeight = 160;
 constexpr int kKeys = 120;
 enum Key { kAsk = 30, kReportOwn = 90, kReportHalf = 150, kGrow = 210 };
 constexpr const char* kUri = "urn:vesk:test:knob";
+constexpr const char* kGlUri = "urn:vesk:test:gl-knob";
 constexpr float kOwnDefault = 0.125f;
 constexpr std::uint32_t kLevel = 4;
 
-std::string knob_chain(const std::string& preset = {}) {
-  return "aumu:" + vesk::lv2::code_text(vesk::lv2::primary_code(kUri)) + ":LV2_" +
+std::string knob_chain(const std::string& preset, const char* uri) {
+  return "aumu:" + vesk::lv2::code_text(vesk::lv2::primary_code(uri)) + ":LV2_" +
          (preset.empty() ? "" : "@" + preset);
 }
 
@@ -56,7 +57,8 @@ void write_empty_preset(const std::string& path) {
 /// A host that plays the knob, with its editor on screen.
 class KnobHost {
  public:
-  explicit KnobHost(const std::string& preset = {}) : host({.chain = knob_chain(preset)}) {}
+  explicit KnobHost(const std::string& preset = {}, const char* uri = kUri)
+      : host({.chain = knob_chain(preset, uri)}) {}
 
   void open() {
     ASSERT_TRUE(host.wait_listening()) << host.block().error << host.standard_error();
@@ -100,11 +102,13 @@ class KnobHost {
 };
 
 class Lv2Editor : public testing::Test {
- protected:
+ public:
   static void SetUpTestSuite() {
     setenv("LV2_PATH", VESK_TEST_LV2, 1);
     setenv("XDG_CACHE_HOME", VESK_TEST_CACHE, 1);
   }
+
+ protected:
   VirtualDisplay display_;
   ScratchFolder folder_;
   const std::string preset_ = folder_ / "knob.aupreset";
@@ -218,6 +222,20 @@ TEST_F(Lv2Editor, AServerThatGoesAwayTakesTheEditorAndNotTheHost) {
   EXPECT_TRUE(wait_until([&] { return knob.host.block().saved_write == 1; }));
   EXPECT_TRUE(knob.wait_level(0.5f));
   EXPECT_TRUE(knob.host.stop());
+}
+
+// Most interfaces that draw with OpenGL crash where there is none.
+TEST(Lv2EditorOnADisplay, OpenGlInterfacesAreShownWhereThereIsOpenGl) {
+  Lv2Editor::SetUpTestSuite();
+  for (const bool has_gl : {true, false}) {
+    SCOPED_TRACE(has_gl);
+    const VirtualDisplay display(has_gl);
+    KnobHost knob({}, kGlUri);
+    knob.open();
+    // Without it there is the panel, which is wider.
+    EXPECT_EQ(view_width(knob.window) == kWidth, has_gl) << view_width(knob.window);
+    EXPECT_TRUE(knob.host.stop());
+  }
 }
 
 }  // namespace

@@ -42,7 +42,7 @@ void keep_settings_in(const ScratchFolder& folder) {
 }
 
 /// In the child. A test that crashes takes its server with it, and does not leave it its pipes.
-[[noreturn]] void serve_display(int number) {
+[[noreturn]] void serve_display(int number, bool with_gl) {
   prctl(PR_SET_PDEATHSIG, SIGKILL);
   const int nowhere = open("/dev/null", O_RDWR);
   for (const int descriptor : {0, 1, 2}) dup2(nowhere, descriptor);
@@ -50,7 +50,7 @@ void keep_settings_in(const ScratchFolder& folder) {
   // A number of its own: a server that is just ending may still hold the first free one.
   const std::string name = ":" + std::to_string(100 + getpid() % 30000);
   execlp("Xvfb", "Xvfb", name.c_str(), "-displayfd", "9", "-screen", "0", "1280x1024x24",
-         "-nolisten", "tcp", "-noreset", nullptr);
+         "-nolisten", "tcp", "-noreset", with_gl ? "+extension" : "-extension", "GLX", nullptr);
   _exit(127);
 }
 
@@ -61,12 +61,12 @@ std::string at(const WindowPlace& window, int x, int y) {
 
 }  // namespace
 
-VirtualDisplay::VirtualDisplay() {
+VirtualDisplay::VirtualDisplay(bool with_gl) {
   keep_settings_in(settings_);
   int number[2];
   if (pipe2(number, O_CLOEXEC) != 0) return;
   pid_ = fork();
-  if (pid_ == 0) serve_display(number[1]);
+  if (pid_ == 0) serve_display(number[1], with_gl);
   close(number[1]);
   // It names the display once it listens; the line's end comes by itself, and would end a server
   // that can no longer write it.

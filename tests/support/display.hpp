@@ -14,7 +14,8 @@ namespace vesk::tests {
 /// in this process's environment, so that its children find them.
 class VirtualDisplay {
  public:
-  VirtualDisplay();
+  /// Without `with_gl` it cannot show OpenGL.
+  explicit VirtualDisplay(bool with_gl = true);
   ~VirtualDisplay();
   VirtualDisplay(const VirtualDisplay&) = delete;
   VirtualDisplay& operator=(const VirtualDisplay&) = delete;

@@ -67,19 +67,12 @@ bool EditorSession::open_interface(std::string* error) {
 }
 
 void EditorSession::follow_size() {
-  // What an interface asks for and what its window becomes are the same in the end; the window is
-  // right where they differ.
   const auto wanted = interface_->take_wanted_size();
-  const auto actual = area_->content_size();
-  const AreaSize size = actual.value_or(wanted.value_or(size_));
-  // The area may have to grow first: some interfaces fill what they are in.
-  if (wanted) {
-    area_->resize(*wanted);
-    size_ = *wanted;
-  }
-  if (actual) {
-    area_->resize(size);
-    size_ = size;
+  const auto actual = area_->new_content_size();
+  // The two are the same in the end. Where they differ, what can be seen is right.
+  if (const auto size = actual ? actual : wanted) {
+    area_->resize(*size);
+    size_ = *size;
   }
 }
 

@@ -5,6 +5,7 @@
 #include <poll.h>
 
 #include <algorithm>
+#include <utility>
 
 namespace vesk::lv2 {
 namespace {
@@ -121,7 +122,11 @@ void PluginArea::resize(AreaSize size) {
   XFlush(display_);
 }
 
-std::optional<AreaSize> PluginArea::content_size() {
+std::optional<AreaSize> PluginArea::new_content_size() {
+  read_events();
+  if (!std::exchange(content_changed_, false)) {
+    return std::nullopt;
+  }
   Window root = 0;
   Window parent = 0;
   Window* children = nullptr;
@@ -158,6 +163,12 @@ void PluginArea::read_events() {
 
 void PluginArea::take(XEvent& event) {
   switch (event.type) {
+    case CreateNotify:
+    case ConfigureNotify:
+    case MapNotify:
+    case ReparentNotify:
+      content_changed_ = true;
+      break;
     case EnterNotify:
     case LeaveNotify:
       // Nor is the pointer's.

@@ -42,8 +42,8 @@ class PluginArea {
   void resize(AreaSize size);
 
   /// The size of the window that the interface has made in here; nothing while it has none, or one
-  /// that is not laid out yet.
-  std::optional<AreaSize> content_size();
+  /// that is not laid out yet, and nothing when no window in here has changed since the last call.
+  std::optional<AreaSize> new_content_size();
 
   /// Whether anybody has pressed a button, a key or a finger in here since the area was made. What
   /// happened before the call is always counted.
@@ -66,6 +66,7 @@ class PluginArea {
   bool pointer_is_inside_ = false;
   bool has_focus_ = false;
   bool touched_ = false;
+  bool content_changed_ = false;
 };
 
 }  // namespace vesk::lv2

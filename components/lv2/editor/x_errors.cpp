@@ -56,15 +56,16 @@ unsigned long x_error_count() {
 }
 
 bool survives_display_loss(void (*work)(void* context), void* context) {
-  sigjmp_buf here;
-  sigjmp_buf* const outer = landing;
-  if (sigsetjmp(here, 0) != 0) {
-    landing = outer;
+  struct Landing {
+    sigjmp_buf place;
+    sigjmp_buf* const outer = landing;
+    ~Landing() { landing = outer; }
+  } here;
+  if (sigsetjmp(here.place, 0) != 0) {
     return false;
   }
-  landing = &here;
+  landing = &here.place;
   work(context);
-  landing = outer;
   return true;
 }
 
