@@ -7,6 +7,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <atomic>
 #include <cerrno>
 #include <cstring>
 #include <utility>
@@ -110,6 +111,9 @@ void Placement::set_record(int cpu) {
   std::memcpy(words, &cpus, std::min(sizeof words, sizeof cpus));
   VeskWorkgroupRecord& record = record_of(record_);
   for (int i = 0; i < VESK_WORKGROUP_CPU_WORDS; ++i) host::store_relaxed(record.cpus[i], words[i]);
+  // Between the CPUs and the members that are read next: a thread that joins at this moment either
+  // is seen among the members or sees the new CPUs. Pairs with the same order in its join.
+  std::atomic_thread_fence(std::memory_order_seq_cst);
 }
 
 void Placement::move(int host, int cpu, int driver) {
