@@ -25,5 +25,7 @@ void idle(Report& report, const Plan& plan);
 void memory(Report& report, const Plan& plan);
 /// A song through vesk-render against the same chain in one process.
 void offline(Report& report, const Plan& plan);
+/// Answer times while a plugin's editor opens and closes, against those without.
+void editors(Report& report, const Plan& plan);
 
 }  // namespace vesk::bench

@@ -24,6 +24,7 @@ constexpr Benchmark kBenchmarks[] = {
     {"idle", idle},
     {"memory", memory},
     {"offline", offline},
+    {"editors", editors},
 };
 
 int usage(const char* program) {

@@ -74,8 +74,7 @@ void start_up(Report& report, const Plan& plan) {
   report.begin("Start-up, spawn to ready, against exec to main of an empty C++ program");
   std::string error;
   ready_ms("aumu:Sm48:LV2_", error);  // fills the cache of LV2 descriptions
-  if (!error.empty())
-    return report.add({"start-up", {}, {}, {}, "ms", {}, "no figure: " + error});
+  if (!error.empty()) return report.add({"start-up", {}, {}, {}, "ms", {}, "no figure: " + error});
 
   const std::string load_piano = load_command();
   const int repeats = plan.quick ? 3 : 15;
