@@ -128,9 +128,18 @@ static CFPropertyListRef copy_state(Pluck* pluck) {
   return state;
 }
 
-/* A file may hold anything, so every type is looked at. */
+static bool number_is(CFDictionaryRef dictionary, CFStringRef key, UInt32 wanted) {
+  CFTypeRef number = CFDictionaryGetValue(dictionary, key);
+  SInt32 value = 0;
+  return number && CFGetTypeID(number) == CFNumberGetTypeID() &&
+         CFNumberGetValue(number, kCFNumberSInt32Type, &value) && (UInt32)value == wanted;
+}
+
+/* A file may hold anything, so every type is looked at; another unit's state is refused. */
 static OSStatus restore_state(Pluck* pluck, CFPropertyListRef list) {
-  if (!list || CFGetTypeID(list) != CFDictionaryGetTypeID()) {
+  if (!list || CFGetTypeID(list) != CFDictionaryGetTypeID() ||
+      !number_is(list, CFSTR(kAUPresetSubtypeKey), pluck->description.componentSubType) ||
+      !number_is(list, CFSTR(kAUPresetManufacturerKey), pluck->description.componentManufacturer)) {
     return kAudioUnitErr_InvalidPropertyValue;
   }
   CFTypeRef values = CFDictionaryGetValue(list, CFSTR("parameters"));
