@@ -139,6 +139,12 @@ std::optional<Song> song_of(const EditArguments& arguments, std::string& error) 
   return arguments.plays_notes ? test_notes() : Song{};
 }
 
+bool starts_with_effect(const std::string& chain) {
+  std::string ignored;
+  const auto whole = parse_whole_chain(chain, ignored);
+  return whole && whole->is_effect();
+}
+
 std::unique_ptr<HostProcess> start_host(const EditArguments& arguments, const std::string& chain,
                                         std::string& error) {
   client::Options options;
@@ -169,8 +175,7 @@ bool edit_presets(const EditArguments& arguments, std::string& error) {
   watch_for_interruption();
   const auto host = start_host(arguments, chain, error);
   if (!host) return false;
-  std::string ignored;
-  const bool as_tones = arguments.plays_notes && parse_whole_chain(chain, ignored)->is_effect();
+  const bool as_tones = arguments.plays_notes && starts_with_effect(chain);
   std::optional<LivePlayer> player;
   player.emplace(*host, std::move(*song), as_tones);
 

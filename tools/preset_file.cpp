@@ -3,10 +3,10 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <system_error>
 #include <utility>
 
 #include "spec/plugin_spec.hpp"
@@ -28,7 +28,7 @@ std::optional<Bytes> read_bytes(const std::string& path, std::string& error) {
   std::ifstream file(path, std::ios::binary);
   Bytes bytes{std::istreambuf_iterator<char>(file), {}};
   if (!file.is_open() || file.bad()) {
-    error = path + ": cannot be read: " + std::strerror(errno);
+    error = path + ": cannot be read: " + std::generic_category().message(errno);
     return std::nullopt;
   }
   return bytes;

@@ -5,7 +5,7 @@
 #include <signal.h>
 #include <unistd.h>
 
-#include <filesystem>
+#include <fstream>
 #include <functional>
 #include <thread>
 
@@ -186,7 +186,9 @@ TEST_F(Edit, TellsOfAHostThatDies) {
   const Bytes made = file_bytes(preset_);
   const auto result = edit({chain_}, [](pid_t program) {
     if (editor()) {
-      output_of("pkill -KILL -P " + std::to_string(program));
+      const std::string id = std::to_string(program);
+      pid_t host = 0;
+      if (std::ifstream("/proc/" + id + "/task/" + id + "/children") >> host) kill(host, SIGKILL);
     } else {
       kill(program, SIGTERM);
     }
