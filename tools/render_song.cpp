@@ -37,6 +37,7 @@ constexpr std::size_t work_slice = 64;
 // Of the time that a host takes, this much is not used: a slice of work lasts some microseconds and
 // no two periods cost the same, while a host that has to be woken costs tens of them.
 constexpr auto margin = std::chrono::microseconds(6);
+constexpr std::chrono::nanoseconds longest_allowance = std::chrono::milliseconds(10);
 
 double seconds_since(Clock::time_point start) {
   return std::chrono::duration<double>(Clock::now() - start).count();
@@ -165,6 +166,8 @@ class Rendering {
   /// they hold the waking as well.
   void adapt_allowance(bool came_too_late) {
     allowance_ += came_too_late ? -allowance_ / 8 : allowance_ / 512 + std::chrono::nanoseconds(10);
+    // Where answers never come early, more time than anyone needs would grow without end.
+    allowance_ = std::min(allowance_, longest_allowance);
   }
 
   RenderOutcome collect(std::string& error) {

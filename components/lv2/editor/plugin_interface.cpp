@@ -10,6 +10,8 @@
 
 #include "components/lv2/editor/x_errors.hpp"
 
+#include <vector>
+
 namespace vesk::lv2 {
 namespace {
 
@@ -112,9 +114,15 @@ bool PluginInterface::instantiate(std::string* error) {
 }
 
 PluginInterface::~PluginInterface() {
-  if (handle_ != nullptr && !is_abandoned_ && !area_.is_lost() && descriptor_->cleanup != nullptr) {
-    run([this] { descriptor_->cleanup(handle_); });
+  if (handle_ == nullptr) return;
+  if (!is_abandoned_ && !area_.is_lost()) {
+    if (descriptor_->cleanup != nullptr) run([this] { descriptor_->cleanup(handle_); });
+    return;
   }
+  // Its code cannot be asked to take it down, so it stays until the process ends; kept here, a leak
+  // checker knows that this is meant.
+  static auto* const abandoned = new std::vector<LV2UI_Handle>;
+  abandoned->push_back(handle_);
 }
 
 /// Runs code of the plugin's. False when it did not come back in order; it is not used again then.
