@@ -7,12 +7,16 @@
 #include <gtest/gtest.h>
 #include <stdlib.h>
 
+#include <chrono>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "components/lv2/component_code.hpp"
 
 using namespace vesk::lv2;
+using namespace std::chrono_literals;
+using Clock = std::chrono::steady_clock;
 
 namespace {
 
@@ -150,6 +154,30 @@ TEST_F(EditorLinkTest, ANewViewHearsNothingOfTheOldOne) {
   render();
   EXPECT_EQ(answers(), (std::vector<std::int32_t>{6}));
   link_->detach(&viewer_);
+}
+
+TEST_F(EditorLinkTest, ViewsComeAndGoBesideRendering) {
+  std::jthread renderer([this](const std::stop_token& stop) {
+    while (!stop.stop_requested()) render();
+  });
+  for (std::int32_t view = 0; view < 200; ++view) {
+    ASSERT_TRUE(link_->attach(&viewer_));
+    std::vector<std::int32_t> heard;
+    std::vector<std::int32_t> wanted;
+    for (std::int32_t number = 1; number <= 20; ++number) {
+      ask(1000 * view + number);
+      wanted.push_back(2 * (1000 * view + number));
+    }
+    for (const auto end = Clock::now() + 5s; heard.size() < wanted.size() && Clock::now() < end;) {
+      for (const std::int32_t answer : answers()) heard.push_back(answer);
+      std::this_thread::yield();
+    }
+    // What this view has asked, all of it, and nothing of the one before it.
+    ASSERT_EQ(heard, wanted);
+    // Never heard.
+    ask(-1);
+    link_->detach(&viewer_);
+  }
 }
 
 TEST_F(EditorLinkTest, ValuesSetAreHeardByListenersAndPlayed) {

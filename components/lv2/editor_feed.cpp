@@ -37,35 +37,39 @@ EditorFeed::EditorFeed(const Description& plugin, const PortTable& ports)
 }
 
 bool EditorFeed::send(std::uint32_t port, const LV2_Atom& atom) {
-  return atom.size <= kEventBytes && to_plugin_.push(port, &atom, sizeof atom + atom.size);
+  return atom.size <= kEventBytes &&
+         to_plugin_.push(tag_of(view_of(view_.load(std::memory_order_relaxed)), port), &atom,
+                         sizeof atom + atom.size);
 }
 
-void EditorFeed::forget_messages() noexcept VESK_REALTIME {
-  MessageRing::Cursor cursor = to_plugin_.begin();
-  MessageRing::Message message;
-  while (to_plugin_.next(cursor, message)) {
-  }
-  to_plugin_.release(cursor);
+void EditorFeed::begin_period() noexcept VESK_REALTIME {
+  period_view_ = view_of(view_.load(std::memory_order_relaxed));
 }
 
 void EditorFeed::deliver(std::span<AtomBuffer> inputs) noexcept VESK_REALTIME {
-  MessageRing::Cursor cursor = to_plugin_.begin();
+  MessageRing::Cursor read = to_plugin_.begin();
+  MessageRing::Cursor cursor = read;
   MessageRing::Message message;
   while (to_plugin_.next(cursor, message)) {
+    const auto ahead = static_cast<std::int16_t>((message.tag >> kPortBits) - period_view_);
+    // From a view that came after this period had begun: the next one is for it.
+    if (ahead > 0) break;
+    read = cursor;
     LV2_Atom atom;
     std::memcpy(&atom, message.data, sizeof atom);
     for (AtomBuffer& input : inputs) {
-      if (input.port() == message.tag) {
+      if (message.tag == tag_of(period_view_, input.port())) {
         input.append(0, atom.type, {message.data + sizeof atom, message.size - sizeof atom});
       }
     }
   }
-  to_plugin_.release(cursor);
+  to_plugin_.release(read);
 }
 
 void EditorFeed::collect(const AtomBuffer& output) noexcept VESK_REALTIME {
   output.for_each_event([&](const LV2_Atom& atom) noexcept VESK_REALTIME {
-    to_view_.push(output.port(), &atom, static_cast<std::uint32_t>(sizeof atom) + atom.size);
+    to_view_.push(tag_of(period_view_, output.port()), &atom,
+                  static_cast<std::uint32_t>(sizeof atom) + atom.size);
   });
 }
 

@@ -77,11 +77,11 @@ void Instance::follow_editor(EditorFeed* editor) noexcept VESK_REALTIME {
       for (const AtomBuffer& output : editor->outputs()) {
         connect_(first, output.port(), output.data());
       }
-      editor->forget_messages();
     }
     editor_ = editor;
   }
   if (editor != nullptr) {
+    editor->begin_period();
     for (AtomBuffer& output : editor->outputs()) output.offer();
   }
 }

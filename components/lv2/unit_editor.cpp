@@ -76,8 +76,7 @@ bool UnitEditor::attach(EditorViewer* viewer) {
   if (feed_ == nullptr) {
     feed_ = std::make_unique<EditorFeed>(*unit_.plugin_, unit_.ports_);
   }
-  // What the plugin said after the last view had gone.
-  feed_->receive([](std::uint32_t, const LV2_Atom*) {});
+  feed_->begin_view();
   viewer_ = viewer;
   watched_.store(feed_.get(), std::memory_order_release);
   return true;
