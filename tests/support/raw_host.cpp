@@ -139,6 +139,11 @@ void RawHost::set_parameter(std::uint32_t plugin, std::uint32_t id, float value)
 }
 
 void RawHost::ask_window(std::uint32_t kind, std::uint32_t plugin, const std::string& title) {
+  // What is posted before the main loop's first turn, which stores the mask, is passed over.
+  const auto deadline = Clock::now() + 10s;
+  while (load_acquire(block_->open_mask) == 0xFFFFFFFF && wait_end(0ms) == -1 &&
+         Clock::now() < deadline)
+    std::this_thread::sleep_for(1ms);
   WindowRequest request{};
   request.plugin = plugin;
   request.kind = kind;

@@ -42,7 +42,7 @@ class RawHost {
              std::chrono::milliseconds limit = std::chrono::seconds(10));
   /// Posts a parameter change.
   void set_parameter(std::uint32_t plugin, std::uint32_t id, float value);
-  /// Posts a window request; `title` is cut to what the block holds.
+  /// Posts a window request, once the host looks for them; `title` is cut to what the block holds.
   void ask_window(std::uint32_t kind, std::uint32_t plugin = 0, const std::string& title = "");
   /// Waits until exactly these editors are on screen.
   bool wait_open(std::uint32_t mask, std::chrono::milliseconds limit = std::chrono::seconds(10));
