@@ -7,10 +7,10 @@
 #include <algorithm>
 #include <utility>
 
+#include "components/lv2/editor/x_errors.hpp"
+
 namespace vesk::lv2 {
 namespace {
-
-void stay_alive(Display*, void*) {}
 
 /// The focus moving between the area and what is in it is no leaving.
 bool is_focus_change(int detail) {
@@ -21,13 +21,8 @@ bool is_focus_change(int detail) {
 }  // namespace
 
 std::unique_ptr<PluginArea> PluginArea::open() {
-  Display* display = XOpenDisplay(nullptr);
-  if (display == nullptr) {
-    return nullptr;
-  }
-  // Otherwise its loss would end the process.
-  XSetIOErrorExitHandler(display, &stay_alive, nullptr);
-  return std::unique_ptr<PluginArea>(new PluginArea(display));
+  Display* display = open_display();
+  return display != nullptr ? std::unique_ptr<PluginArea>(new PluginArea(display)) : nullptr;
 }
 
 PluginArea::PluginArea(Display* display) : display_(display) {
@@ -43,12 +38,8 @@ PluginArea::PluginArea(Display* display) : display_(display) {
 }
 
 PluginArea::~PluginArea() {
-  if (is_lost()) {
-    // Nothing can be said to the server, and closing would try to.
-    return;
-  }
   XDestroyWindow(display_, window_);
-  XCloseDisplay(display_);
+  close_display(display_);
 }
 
 /// Only one client may ask a window for its button events, and in here that is the interface. Raw

@@ -4,7 +4,10 @@
 #include <setjmp.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <atomic>
+#include <mutex>
+#include <vector>
 
 namespace vesk::lv2 {
 namespace {
@@ -25,11 +28,23 @@ int count_error(Display* display, XErrorEvent* error) {
   return 0;
 }
 
+/// Displays of ours, whose loss we can live with.
+std::mutex spared_mutex;
+std::vector<Display*> spared;
+
+bool is_spared(Display* display) {
+  const std::lock_guard lock(spared_mutex);
+  return std::find(spared.begin(), spared.end(), display) != spared.end();
+}
+
 /// What returns from here ends the process, unless the display has an exit handler of its own, as
-/// the window system's has and those that plugins open have not.
+/// the window system's and ours have and those that plugins open have not.
 int leave_lost_display(Display* display) {
   if (display == toolkit_display) {
     return toolkit_loss != nullptr ? toolkit_loss(display) : 0;
+  }
+  if (is_spared(display)) {
+    return 0;
   }
   if (landing != nullptr) {
     siglongjmp(*landing, 1);
@@ -53,6 +68,22 @@ void count_x_errors(Display* toolkit) {
 
 unsigned long x_error_count() {
   return errors.load(std::memory_order_relaxed);
+}
+
+Display* open_display() {
+  Display* display = XOpenDisplay(nullptr);
+  if (display != nullptr) {
+    XSetIOErrorExitHandler(display, [](Display*, void*) {}, nullptr);
+    const std::lock_guard lock(spared_mutex);
+    spared.push_back(display);
+  }
+  return display;
+}
+
+void close_display(Display* display) {
+  XCloseDisplay(display);
+  const std::lock_guard lock(spared_mutex);
+  std::erase(spared, display);
 }
 
 bool survives_display_loss(void (*work)(void* context), void* context) {

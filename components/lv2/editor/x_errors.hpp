@@ -15,6 +15,11 @@ void count_x_errors(_XDisplay* toolkit);
 /// Errors so far, of all interfaces.
 unsigned long x_error_count();
 
+/// Opens a display for ourselves: its loss makes calls with it return at once, and no more. Null
+/// when it does not answer. To be closed with `close_display`, lost or not.
+_XDisplay* open_display();
+void close_display(_XDisplay* display);
+
 /// Runs `work(context)`, code that uses displays of its own. False when one of them was lost: then
 /// `work` was left in the middle, and what it belongs to must not be used again. (Xlib ends the
 /// process when its handler for a lost connection returns.)
