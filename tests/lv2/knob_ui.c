@@ -1,5 +1,6 @@
-/* The interface of the knob, in plain Xlib. Its upper half sets the level; the lower has four keys
- * that report what the interface knows, as a value of a control that the plugin plays. */
+/* The interface of the knob, in plain Xlib. Its upper half sets the level; the lower has keys that
+ * report what the interface knows, as a value of a control that the plugin plays, a key that makes
+ * the window larger, and in the part that is won by it one that throws. */
 #include <X11/Xlib.h>
 #include <lv2/atom/atom.h>
 #include <lv2/ui/ui.h>
@@ -7,6 +8,9 @@
 #include <stdlib.h>
 
 #include "test_plugins.h"
+
+/* Throws a C++ exception. */
+void test_throw(void);
 
 enum { kQuestions, kAnswers, kLevel = 4, kReport, kOwn, kHalf, kPorts = 9 };
 enum { kWidth = 240, kHeight = 160, kKey = 60, kGrown = 300 };
@@ -67,8 +71,11 @@ static void press(Interface* self, int x, int y) {
     case 2:
       set(self, kReport, self->heard[kHalf]);
       break;
-    default:
+    case 3:
       grow(self);
+      break;
+    default:
+      test_throw();
       break;
   }
 }

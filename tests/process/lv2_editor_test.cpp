@@ -24,7 +24,7 @@ namespace {
 constexpr int kWidth = 240;
 constexpr int kHeight = 160;
 constexpr int kKeys = 120;
-enum Key { kAsk = 30, kReportOwn = 90, kReportHalf = 150, kGrow = 210 };
+enum Key { kAsk = 30, kReportOwn = 90, kReportHalf = 150, kGrow = 210, kThrow = 270 };
 constexpr const char* kUri = "urn:vesk:test:knob";
 constexpr const char* kGlUri = "urn:vesk:test:gl-knob";
 constexpr float kOwnDefault = 0.125f;
@@ -192,6 +192,29 @@ TEST_F(Lv2Editor, TheWindowFollowsTheInterfacesSize) {
   click(*grown, 285, 40);
   EXPECT_TRUE(knob.wait_level(0.95f)) << knob.level();
   EXPECT_TRUE(knob.host.stop());
+}
+
+TEST_F(Lv2Editor, WhatAnInterfaceThrowsClosesItsEditorAlone) {
+  write_empty_preset(preset_);
+  KnobHost knob(preset_);
+  knob.open();
+  click(knob.window, 120, 40);
+  EXPECT_TRUE(knob.wait_level(0.5f)) << knob.level();
+  click(knob.window, kGrow, kKeys);
+  const auto grown = [&] {
+    const auto window = look_for_window("Knob");
+    return window && view_width(*window) == 300;
+  };
+  ASSERT_TRUE(wait_until(grown));
+  click(knob.window, kThrow, kKeys);
+  EXPECT_TRUE(knob.wait_mask(0));
+  EXPECT_TRUE(wait_until([&] { return knob.host.block().saved_write == 1; }));
+  EXPECT_TRUE(knob.wait_level(0.5f));
+  EXPECT_TRUE(knob.host.stop());
+  EXPECT_NE(
+      knob.host.standard_error().find("plugin host: Test Knob: editor failed: pressed in vain\n"),
+      std::string::npos)
+      << knob.host.standard_error();
 }
 
 // The interface makes an X error at each opening, too.

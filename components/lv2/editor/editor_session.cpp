@@ -20,8 +20,7 @@ EditorLink* link_of(AudioUnit unit) {
 }
 
 void complain(const EditorLink& link, const std::string& what) {
-  dprintf(STDERR_FILENO, "plugin host: %s: no own editor: %s\n", link.plugin().name.c_str(),
-          what.c_str());
+  dprintf(STDERR_FILENO, "plugin host: %s: %s\n", link.plugin().name.c_str(), what.c_str());
 }
 
 }  // namespace
@@ -40,7 +39,7 @@ std::unique_ptr<EditorSession> EditorSession::open(AudioUnit unit, _XDisplay* to
   }
   std::string error;
   if (!session->open_interface(&error)) {
-    complain(*link, error);
+    complain(*link, "no editor of its own: " + error);
     return nullptr;
   }
   return session;
@@ -103,12 +102,14 @@ bool EditorSession::turn() {
     }
     waits_for_instance_ = false;
     if (!open_interface(&error)) {
-      complain(*link_, error);
+      complain(*link_, "no editor of its own: " + error);
       return false;
     }
   }
   if (!interface_->turn()) {
-    if (interface_->failure() != nullptr) complain(*link_, interface_->failure());
+    if (!interface_->failure().empty()) {
+      complain(*link_, "editor failed: " + interface_->failure());
+    }
     return false;
   }
   follow_size();

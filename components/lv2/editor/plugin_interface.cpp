@@ -102,7 +102,7 @@ bool PluginInterface::instantiate(std::string* error) {
                                  &write_callback, this, &widget_, features_.list());
   });
   if (!returned || handle_ == nullptr) {
-    *error = failure_ != nullptr ? failure_ : "it could not be made";
+    *error = !failure_.empty() ? failure_ : "it could not be made";
     return false;
   }
   const auto extension = [&](const char* uri) {
@@ -139,14 +139,14 @@ bool PluginInterface::run(Work work) {
           running.work();
         } catch (const std::bad_alloc&) {
           throw;
-        } catch (const std::exception&) {
-          running.self.failure_ = "it threw an exception";
+        } catch (const std::exception& exception) {
+          running.self.failure_ = exception.what();
         } catch (...) {
-          running.self.failure_ = "it threw something";
+          running.self.failure_ = "unknown exception";
         }
       },
       &frame);
-  is_abandoned_ |= !survived || failure_ != nullptr;
+  is_abandoned_ |= !survived || !failure_.empty();
   return !is_abandoned_;
 }
 

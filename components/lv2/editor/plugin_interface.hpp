@@ -35,7 +35,7 @@ class PluginInterface {
   /// A turn for the interface: new values and events to it, its own work, changes from it. False
   /// when it has ended: it asked to be closed, its display is lost, or it threw (`failure` says).
   bool turn();
-  const char* failure() const { return failure_; }
+  const std::string& failure() const { return failure_; }
 
   /// Whether it holds on to the plugin's instance.
   bool knows_instance() const { return knows_instance_; }
@@ -89,7 +89,7 @@ class PluginInterface {
   std::vector<Known> controls_;  ///< inputs, then outputs
   MessageRing from_threads_;
   std::atomic<std::uint64_t> wanted_size_{0};  ///< width and height, 0: none
-  const char* failure_ = nullptr;
+  std::string failure_;                        ///< what it threw; empty when it has not
   bool is_abandoned_ = false;
 };
 
