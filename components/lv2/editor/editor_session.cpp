@@ -13,9 +13,9 @@ namespace {
 
 EditorLink* link_of(AudioUnit unit) {
   EditorLink* link = nullptr;
-  UInt32 size = sizeof link;
-  const OSStatus status =
-      AudioUnitGetProperty(unit, kEditorLinkProperty, kAudioUnitScope_Global, 0, &link, &size);
+  UInt32 size = sizeof(EditorLink*);
+  const OSStatus status = AudioUnitGetProperty(unit, kEditorLinkProperty, kAudioUnitScope_Global, 0,
+                                               static_cast<void*>(&link), &size);
   return status == noErr ? link : nullptr;
 }
 

@@ -92,6 +92,7 @@ InterfaceFeatures::InterfaceFeatures(EditorLink& link, unsigned long window,
       {LV2_URID__unmap, &unmap_},
       {LV2_OPTIONS__options, options_.data()},
       {LV2_LOG__log, &log_},
+      // The number itself. NOLINTNEXTLINE(performance-no-int-to-ptr)
       {LV2_UI__parent, reinterpret_cast<void*>(window)},
       {LV2_UI__idleInterface, nullptr},
       {LV2_UI__resize, &resize_},

@@ -31,6 +31,7 @@ struct ThreadMessage {
 void* open_library(const Editor& editor, std::string* error) {
   void* image = dlopen(editor.library.c_str(), RTLD_NOW | RTLD_LOCAL);
   if (image == nullptr) {
+    // The loader keeps one message a thread. NOLINTNEXTLINE(concurrency-mt-unsafe)
     const char* cause = dlerror();
     *error = cause != nullptr ? cause : "its library cannot be opened";
   }
@@ -121,6 +122,8 @@ PluginInterface::~PluginInterface() {
   }
   // Its code cannot be asked to take it down, so it stays until the process ends; kept here, a leak
   // checker knows that this is meant.
+  // Being out of memory ends the process anyway.
+  // NOLINTNEXTLINE(bugprone-unhandled-exception-at-new)
   static auto* const abandoned = new std::vector<LV2UI_Handle>;
   abandoned->push_back(handle_);
 }
@@ -140,7 +143,7 @@ bool PluginInterface::run(Work work) {
         } catch (const std::bad_alloc&) {
           throw;
         } catch (const std::exception& exception) {
-          running.self.failure_ = exception.what();
+          running.self.failure_ = *exception.what() != '\0' ? exception.what() : "exception";
         } catch (...) {
           running.self.failure_ = "unknown exception";
         }
