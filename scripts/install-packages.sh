@@ -7,7 +7,7 @@ packages=(
   clang-22 libclang-rt-22-dev lld-22 llvm-22 clang-tidy-22 clang-format-22
   cmake ninja-build pkg-config
   # the platform layer
-  libblocksruntime-dev libexpat1-dev libdbus-1-dev libplist-dev
+  libblocksruntime-dev libexpat1-dev libdbus-1-dev
   # windows
   libgnustep-base-dev libgnustep-gui-dev gnustep-back0.29-cairo libobjc-12-dev libx11-dev libxi-dev
   # components and tools
