@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # Dependencies point one way. Each line: a folder, then the folders of ours it may include from.
-cd "$(dirname "${BASH_SOURCE[0]}")/.."
+cd "$(dirname "${BASH_SOURCE[0]}")/.." || exit
 status=0
 allow() {
   local folder=$1 allowed=$2 found

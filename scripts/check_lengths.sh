@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # A file beyond 500 lines holds more than one idea.
-cd "$(dirname "${BASH_SOURCE[0]}")/.."
+cd "$(dirname "${BASH_SOURCE[0]}")/.." || exit
 found=$(find host spec plugin windows client tools components platform \
   \( -name '*.[ch]pp' -o -name '*.mm' -o -name '*.c' -o -name '*.h' -o -name '*.m' \) -exec wc -l {} + |
   awk '$2 != "total" && $1 > 500')

@@ -11,7 +11,8 @@ view=$component/Resources/PluckView.bundle
 mkdir -p "$view/Resources"
 
 # Calls of the Audio Unit and CoreFoundation kinds stay undefined: the host has them.
-flags=(-O2 -fPIC -fblocks -fvisibility=hidden -Wall -Wextra -I"$headers" ${CFLAGS:-})
+read -ra more_flags <<< "${CFLAGS:-}"
+flags=(-O2 -fPIC -fblocks -fvisibility=hidden -Wall -Wextra -I"$headers" "${more_flags[@]}")
 "${CC:-clang-22}" -std=c11 -shared "${flags[@]}" -o "$component/pluck" \
   "$here/pluck.c" "$here/plucked_strings.c" -lm
 cp "$here/Info-gnustep.plist" "$component/Resources/"
