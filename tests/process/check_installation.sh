@@ -1,0 +1,50 @@
+#!/usr/bin/env bash
+# check_installation.sh CMAKE BUILD_FOLDER COMPILER: installs into a folder of its own, moves it, and
+# there lists plugins, renders a second of music, and builds and runs the program that embeds a host.
+set -euo pipefail
+cmake=$1 build=$2 compiler=$3
+source=$(cd "$(dirname "$0")/../.." && pwd)
+work=$(mktemp -d)
+trap 'rm -rf "$work"' EXIT
+
+# Nothing that is set here may lead back to the build tree or to what another run left behind.
+unset VESK_HOST VESK_LV2_SCAN VESK_MODULE_PATH AUDIO_COMPONENT_PATH
+export XDG_CACHE_HOME=$work/cache
+
+"$cmake" --install "$build" --prefix "$work/installed" >/dev/null
+mv "$work/installed" "$work/vesk"
+cd "$work"
+if grep -rlF -e "$source/build" -e "$build" --include='*.pc' vesk; then
+  echo "an installed file names the build tree"
+  exit 1
+fi
+
+plugin=$(vesk/bin/vesk-list | grep -o '^aumu:Sm48:LV2_') ||
+  { echo "the installed vesk-list does not know the LV2 plugins"; exit 1; }
+
+# At 120 beats a minute, 96 ticks each: one note of a beat and another beat, which is a second.
+printf 'MThd\0\0\0\6\0\0\0\1\0\x60MTrk\0\0\0\x0c\0\x90\x3c\x64\x60\x80\x3c\0\x60\xff\x2f\0' >song.mid
+vesk/bin/vesk-render "$plugin" --midi song.mid --tail 0 -q -o song.wav
+bytes=$(stat -c %s song.wav)
+if [ "$bytes" -lt $((48000 * 8)) ] || [ "$bytes" -gt $((48000 * 8 + 8192)) ]; then
+  echo "a second of stereo has $bytes bytes"
+  exit 1
+fi
+# Samples are the last part of the file; what precedes them would not read as a level.
+tail -c $((40000 * 8)) song.wav | od -An -v -t f4 |
+  awk '{ for (i = 1; i <= NF; i++) if ($i > 0.01 && $i < 1) loud++ } END { exit loud < 1000 }' ||
+  { echo "the rendered second is silent"; exit 1; }
+
+PKG_CONFIG_PATH=$(dirname "$(find "$work/vesk" -name vesk-client.pc)")
+export PKG_CONFIG_PATH
+read -ra flags < <(pkg-config --cflags --libs vesk-client)
+"$compiler" -std=c++20 -Wall -Wextra -Werror "$source/docs/examples/embed.cpp" "${flags[@]}" \
+  -o vesk/bin/embed
+answer=$(vesk/bin/embed "$plugin")
+[[ $answer =~ ^peak\ 0\.[0-9]*[1-9] ]] || { echo "the embedding program says: $answer"; exit 1; }
+
+for module in lv2.so windows.so lv2_editor.bundle/lv2_editor \
+    lv2_editor.bundle/Resources/Info-gnustep.plist; do
+  [ -f "vesk/lib/vesk/$module" ] || { echo "lib/vesk/$module is not installed"; exit 1; }
+done
+echo "installed: $(cd vesk && find . -type f | wc -l) files; $answer"
