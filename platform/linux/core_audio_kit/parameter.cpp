@@ -95,9 +95,11 @@ std::vector<std::string> read_value_strings(AudioUnit unit, AudioUnitParameterID
 /// The names of an indexed parameter's values: a list of the unit's, or each one asked for.
 std::vector<std::string> read_value_names(AudioUnit unit, const Parameter& parameter) {
   std::vector<std::string> names = read_value_strings(unit, parameter.id);
-  if (!names.empty() || parameter.maximum - parameter.minimum >= most_menu_values) return names;
-  for (float value = parameter.minimum; value <= parameter.maximum; ++value) {
-    auto name = own_text(unit, parameter, value);
+  const float span = parameter.maximum - parameter.minimum;
+  if (!names.empty() || !(span >= 0 && span < most_menu_values)) return names;
+  // Not counted in values: from 2^24 on the next one is the same.
+  for (int i = 0; i <= static_cast<int>(span); ++i) {
+    auto name = own_text(unit, parameter, parameter.minimum + static_cast<float>(i));
     if (!name) return {};
     names.push_back(std::move(*name));
   }
