@@ -55,10 +55,11 @@ CFDataRef read_file(const std::string& path) {
   constexpr CFIndex largest = 4 << 20;
   Owner<CFMutableDataRef> data(CFDataCreateMutable(nullptr, 0));
   UInt8 part[4096];
-  while (const std::size_t count = std::fread(part, 1, sizeof part, file)) {
+  std::size_t count = 0;
+  do {
+    count = std::fread(part, 1, sizeof part, file);
     CFDataAppendBytes(data.get(), part, static_cast<CFIndex>(count));
-    if (CFDataGetLength(data.get()) > largest) break;
-  }
+  } while (count == sizeof part && CFDataGetLength(data.get()) <= largest);
   std::fclose(file);
   return CFDataGetLength(data.get()) <= largest ? data.release() : nullptr;
 }
@@ -235,6 +236,8 @@ UInt32 CFBundleGetVersionNumber(CFBundleRef ref) {
   }
   // "1.2.3" is 0x01028000 plus the digits of a final release.
   unsigned major = 0, minor = 0, fix = 0;
+  // What is missing stays 0, and three digits fit.
+  // NOLINTNEXTLINE(bugprone-unchecked-string-to-number-conversion)
   std::sscanf(utf8(static_cast<CFStringRef>(value)).c_str(), "%3u.%2u.%2u", &major, &minor, &fix);
   const auto digit = [](unsigned number) { return std::min(number, 9u); };
   const unsigned years = std::min(major, 99u);
