@@ -84,7 +84,8 @@ void run(Report& report, const Plan& plan, bool real_time) {
   for (const Candidate& candidate : kCandidates) {
     options.chain = candidate.chain;
     name = candidate.name;
-    if ((host = client::HostProcess::start(options, error))) break;
+    host = client::HostProcess::start(options, error);
+    if (host) break;
   }
   if (!host) return report.add({policy, {}, {}, {}, "us", {}, "no figure: " + error});
 

@@ -63,9 +63,11 @@ int run_host(int argc, char** argv) {
   Block* const block = map_block(argv[1]);
   if (block == nullptr) return kExitFailure;
 
+  // The client wrote them. NOLINTBEGIN(bugprone-unchecked-string-to-number-conversion)
   const double sample_rate = std::atof(argv[3]);
   const auto max_frames = static_cast<unsigned>(std::atoi(argv[4]));
   const auto period_frames = static_cast<unsigned>(std::atoi(argv[5]));
+  // NOLINTEND(bugprone-unchecked-string-to-number-conversion)
 
   Chain chain;
   std::string error;

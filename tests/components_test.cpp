@@ -105,8 +105,8 @@ TEST(Components, OfBrokenBundlesAreNamedOnceAndOnlyWhenASearchFails) {
         "/c-binary.component: Resources/Info-gnustep.plist: a binary property list",
         "/d-list.component: Resources/Info-gnustep.plist: no dictionary\n",
         "/e-outside.component: NSExecutable is no file name\n",
-        "/f-faulty.component: entry 0 of AudioComponents has no code of four ASCII characters for "
-        "subtype\n",
+        ("/f-faulty.component: entry 0 of AudioComponents has no code of four ASCII characters "
+         "for subtype\n"),
         "/f-faulty.component: entry 1 of AudioComponents has no name\n",
         "/f-faulty.component: entry 2 of AudioComponents has no factoryFunction\n",
         "/not-a-bundle.component: Resources/Info-gnustep.plist: Not a directory\n"}) {

@@ -121,7 +121,7 @@ TEST(CoreFoundation, FormatsKnowObjectsPositionsAndNoLocale) {
   CFStringRef name = make("é");
   const auto format = [](const char* pattern, auto... values) {
     CFStringRef string = make(pattern);
-    const std::string result = taken(CFStringCreateWithFormat(nullptr, nullptr, string, values...));
+    std::string result = taken(CFStringCreateWithFormat(nullptr, nullptr, string, values...));
     CFRelease(string);
     return result;
   };

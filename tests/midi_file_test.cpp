@@ -122,7 +122,9 @@ TEST(midi_file, events_come_at_their_times) {
 
 TEST(midi_file, damaged_files_are_refused_in_words) {
   const Bytes good = header(0, 1, 96) + track(one_note + end_of_track);
-  const auto cut = [&](std::size_t from_end) { return Bytes(good.begin(), good.end() - from_end); };
+  const auto cut = [&](std::ptrdiff_t from_end) {
+    return Bytes(good.begin(), good.end() - from_end);
+  };
   const struct {
     Bytes bytes;
     const char* message;

@@ -101,7 +101,6 @@ std::vector<std::string> host_arguments(const Options& options, const std::strin
 std::string find_host_program(const Options& options, std::string& error) {
   if (!options.host_program.empty()) return options.host_program;
   // A program that changes its environment while it starts hosts has other worries.
-  // NOLINTNEXTLINE(concurrency-mt-unsafe)
   if (const char* named = std::getenv("VESK_HOST"); named != nullptr && *named != 0) return named;
   const std::string folder = program_folder();
   for (const char* place : {"/vesk-host", "/../bin/vesk-host"})

@@ -44,7 +44,6 @@ bool x_display_answers(const std::string& display) {
 }  // namespace
 
 // Plugins are opened by the thread that loads a chain, before others of the host run.
-// NOLINTBEGIN(concurrency-mt-unsafe)
 void spare_qt_the_display() {
   const char* x_display = std::getenv("DISPLAY");
   const bool has_display = x_display != nullptr && *x_display != '\0'
@@ -54,6 +53,5 @@ void spare_qt_the_display() {
     setenv("QT_QPA_PLATFORM", "offscreen", 0);
   }
 }
-// NOLINTEND(concurrency-mt-unsafe)
 
 }  // namespace vesk::lv2

@@ -122,10 +122,8 @@ void free_path(LV2_State_Free_Path_Handle, char* path) {
 }
 
 std::string file_folder(const Description& plugin) {
-  // Nobody changes these. NOLINTBEGIN(concurrency-mt-unsafe)
   const char* data = std::getenv("XDG_DATA_HOME");
   const char* home = std::getenv("HOME");
-  // NOLINTEND(concurrency-mt-unsafe)
   const std::string folder = data != nullptr && *data == '/' ? data
                              : home != nullptr               ? std::string(home) + "/.local/share"
                                                              : std::string("/tmp");

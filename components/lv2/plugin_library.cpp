@@ -9,7 +9,7 @@ namespace vesk::lv2 {
 namespace {
 
 std::string loader_error() {
-  // The loader keeps one message a thread. NOLINTNEXTLINE(concurrency-mt-unsafe)
+  // The loader keeps one message a thread.
   const char* reason = dlerror();
   return reason != nullptr ? reason : "unknown reason";
 }

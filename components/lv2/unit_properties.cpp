@@ -223,8 +223,6 @@ struct UnitProperties {
   static OSStatus locate(Unit& unit, AudioUnitPropertyID id, Place place, const Row** row);
 };
 
-// Made by the compiler, so nothing is thrown.
-// NOLINTNEXTLINE(bugprone-throwing-static-initialization)
 constinit const UnitProperties::Row UnitProperties::kRows[] = {
     {kAudioUnitProperty_ClassInfo, kGlobal, false, sizeof(CFPropertyListRef), nullptr, nullptr,
      [](Unit& unit, Place, void* data) { return answer(data, unit.copy_class_info()); },

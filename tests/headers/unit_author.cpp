@@ -33,6 +33,7 @@ namespace {
 
 template <typename... Types>
 constexpr std::size_t count_types() {
+  // NOLINTNEXTLINE(bugprone-sizeof-expression)
   return ((sizeof(Types) > 0 ? std::size_t{1} : std::size_t{0}) + ...);
 }
 

@@ -31,6 +31,7 @@ bool fails(int error) {
 int entries(const char* folder, std::string_view start = {}) {
   int count = 0;
   DIR* opened = opendir(folder);
+  if (opened == nullptr) return -1;
   while (const dirent* entry = readdir(opened))
     count += std::string_view(entry->d_name).starts_with(start);
   closedir(opened);

@@ -9,6 +9,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cmath>
 #include <string_view>
 
 #include "client_host.hpp"
@@ -119,7 +120,7 @@ TEST(ClientStart, options_out_of_range_are_refused_in_words) {
   };
   const Case cases[] = {
       {7999, 64, 64, "x", "a sample rate of 7999 Hz is not between 8000 and 384000"},
-      {0.0 / 0.0, 64, 64, "x", "a sample rate of nan Hz is not between 8000 and 384000"},
+      {std::nan(""), 64, 64, "x", "a sample rate of nan Hz is not between 8000 and 384000"},
       {48000, 0, 64, "x", "a largest period of 0 frames is not between 1 and 4096"},
       {48000, 4097, 64, "x", "a largest period of 4097 frames is not between 1 and 4096"},
       {48000, 64, 65, "x", "a period of 65 frames is not between 1 and the largest, 64"},

@@ -193,6 +193,7 @@ bool is_running(int pid, int thread, std::chrono::milliseconds span) {
     std::erase(threads, pid);
   const auto runnable = [&] {
     std::vector<bool> states;
+    states.reserve(threads.size());
     for (const int id : threads) states.push_back(proc::thread_state(pid, id) == 'R');
     return states;
   };

@@ -62,6 +62,7 @@ void serve_main_loop_in_ns_run_loop() {
                                    forMode:mode];
     }
   }
+  // The watcher lives as long as the loop. NOLINTNEXTLINE(clang-analyzer-osx.cocoa.RetainCount)
 }
 
 }  // namespace vesk::platform

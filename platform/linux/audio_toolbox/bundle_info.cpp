@@ -196,9 +196,9 @@ std::vector<std::unique_ptr<OpaqueAudioComponent>> read_bundle(
     return components;
   }
   const auto array = static_cast<CFArrayRef>(entries);
+  const std::string program = bundle + "/" + executable;
   for (CFIndex i = 0; i < CFArrayGetCount(array); ++i) {
-    auto component =
-        component_of(CFArrayGetValueAtIndex(array, i), bundle + "/" + executable, problem);
+    auto component = component_of(CFArrayGetValueAtIndex(array, i), program, problem);
     if (component) {
       components.push_back(std::move(component));
     } else {

@@ -93,7 +93,7 @@ bool open_later(AudioComponent component, CompletionHandler handler) {
   const bool started = pthread_create(&thread, &attributes, open_and_complete, opening.get()) == 0;
   pthread_attr_destroy(&attributes);
   if (started) {
-    opening.release();
+    static_cast<void>(opening.release());
   } else {
     Block_release(opening->handler);
   }

@@ -13,7 +13,7 @@ namespace {
 constexpr CFTimeInterval kFarAway = 1e9;  // a timer that waits to be set
 
 /// Calls those listeners that want it at once, and leaves the rest for their time.
-void make_calls(std::vector<ListenerCall> calls) {
+void make_calls(const std::vector<ListenerCall>& calls) {
   std::vector<ListenerCall> now;
   {
     const std::lock_guard lock(listeners().mutex);
@@ -54,7 +54,7 @@ void announce(AUListenerBase* sender, void* sending_object, const AudioUnitEvent
                             parameter.mElement, &each.notice.value);
     }
   }
-  make_calls(std::move(calls));
+  make_calls(calls);
 }
 
 /// What every unit is given as property listener: `handle` is the listener, maybe gone by now.
@@ -75,7 +75,7 @@ void property_changed(void* handle, AudioUnit unit, AudioUnitPropertyID id, Audi
       }
     }
   }
-  make_calls(std::move(calls));
+  make_calls(calls);
 }
 
 /// How many registrations of `listener` make it a property listener of the event's unit.

@@ -255,6 +255,7 @@ void ParameterPanel::open_parameter_menu(const PanelLayout::Row& row, double y) 
 
 void ParameterPanel::open_preset_menu(double y) {
   std::vector<std::string> names;
+  names.reserve(presets_.size());
   for (const FactoryPreset& preset : presets_) names.push_back(preset.name);
   const auto selected = static_cast<std::size_t>(
       std::find(names.begin(), names.end(), present_preset_) - names.begin());

@@ -26,6 +26,7 @@ CFHashCode hash_data(const Object* object) {
   const UInt8* bytes = CFDataGetBytePtr(data);
   const CFIndex length = CFDataGetLength(data);
   CFHashCode hash = 0xcbf29ce484222325u;
+  // `no_bytes` is of length 0. NOLINTNEXTLINE(clang-analyzer-security.ArrayBound)
   for (CFIndex i = 0; i < length && i < 256; ++i) hash = (hash ^ bytes[i]) * 0x100000001b3u;
   return hash ^ static_cast<CFHashCode>(length);
 }
@@ -47,6 +48,7 @@ bool reserve(Data& data, std::size_t capacity) {
   if (capacity <= data.capacity) return true;
   std::size_t grown = data.capacity + data.capacity / 2;
   if (grown < capacity) grown = capacity;
+  // `no_bytes` is not to be freed. NOLINTNEXTLINE(clang-analyzer-unix.Malloc)
   void* bytes = std::realloc(data.frees_bytes ? data.bytes : nullptr, grown);
   if (!bytes) return false;
   data.bytes = static_cast<UInt8*>(bytes);

@@ -84,6 +84,7 @@ CFPropertyListRef copy(CFTypeRef object, const ListBuilder& builder) {
     case ListKind::array: {
       const auto array = static_cast<CFArrayRef>(object);
       std::vector<CFTypeRef> values;
+      values.reserve(static_cast<std::size_t>(CFArrayGetCount(array)));
       for (CFIndex i = 0; i < CFArrayGetCount(array); ++i) {
         values.push_back(copy(CFArrayGetValueAtIndex(array, i), builder));
       }

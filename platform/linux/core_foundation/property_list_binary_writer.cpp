@@ -134,6 +134,7 @@ class BinaryWriter {
       const auto array = static_cast<CFArrayRef>(ref);
       const CFIndex count = CFArrayGetCount(array);
       std::vector<std::size_t> references;
+      references.reserve(static_cast<std::size_t>(count));
       for (CFIndex i = 0; i < count; ++i) {
         references.push_back(collect(CFArrayGetValueAtIndex(array, i)));
       }
@@ -144,6 +145,7 @@ class BinaryWriter {
       const std::size_t index = reserve();
       const auto entries = sorted_entries(static_cast<CFDictionaryRef>(ref));
       std::vector<std::size_t> references;
+      references.reserve(2 * entries.size());
       for (const auto& entry : entries) references.push_back(collect(entry.first));
       for (const auto& entry : entries) references.push_back(collect(entry.second));
       objects_[index] = {marker(0xd, entries.size()), std::move(references)};

@@ -61,8 +61,9 @@ CFNumberRef make_integer(std::string_view text) {
     base = 16;
   }
   std::uint64_t magnitude;
-  const char* end = text.data() + text.size();
-  const auto result = std::from_chars(text.data(), end, magnitude, base);
+  const char* const begin = text.data();
+  const char* const end = begin + text.size();
+  const auto result = std::from_chars(begin, end, magnitude, base);
   if (result.ec != std::errc() || result.ptr != end) return nullptr;
   if (!is_negative) return make_unsigned_number(magnitude);
   if (magnitude > std::uint64_t{1} << 63) return nullptr;
