@@ -16,9 +16,9 @@ PeriodServer::PeriodServer(Block& block, std::vector<std::unique_ptr<AudioUnitPl
       max_frames_(std::min(max_frames, buffer_frames)) {}
 
 void PeriodServer::serve(std::uint32_t request) noexcept VESK_REALTIME {
-  // Plain loads of what the acquire load of `render_request` made visible, each clamped here,
-  // once; nothing below reads them again.
-  const std::uint32_t asked = std::min(block_.frames, buffer_frames);
+  // What the acquire load of `render_request` made visible. Each is read once and clamped here: a
+  // plain load the compiler may repeat, after the parent has written another value.
+  const std::uint32_t asked = std::min(load_relaxed(block_.frames), buffer_frames);
   const std::uint32_t frames = std::min(asked, max_frames_);
   const double sample_time = block_.sample_time;
 
@@ -36,7 +36,7 @@ void PeriodServer::serve(std::uint32_t request) noexcept VESK_REALTIME {
 
 /// All events go to the first plugin, before any audio of the period.
 void PeriodServer::deliver_midi(std::uint32_t frames, double sample_time) noexcept VESK_REALTIME {
-  const std::uint32_t count = std::min(block_.midi_count, max_midi_events);
+  const std::uint32_t count = std::min(load_relaxed(block_.midi_count), max_midi_events);
   if (count == 0) return;
   const std::uint32_t last_frame = frames == 0 ? 0 : frames - 1;
   const platform::PluginCall call(0, "midi");
