@@ -185,6 +185,51 @@ TEST(AudioUnitPlugin, TellsWhyAPresetWasRefused) {
   }
 }
 
+TEST(AudioUnitPlugin, LoadsASamplerInstrument) {
+  const std::string spec = std::string(UnitScript::sampler) + "/instruments/Grand Piano.exs";
+  struct Case {
+    const char* name;
+    bool out_of_process;
+    OSStatus UnitScript::* status;  // what fails
+    const char* error;              // null: the load succeeds
+  };
+  const Case cases[] = {
+      {"here", false, nullptr, nullptr},
+      {"refused", false, &UnitScript::sampler_status, "EXS load failed (OSStatus -50)"},
+      {"by way of a temporary unit", true, nullptr, nullptr},
+      {"refused there", true, &UnitScript::sampler_status, "EXS load failed (OSStatus -50)"},
+      {"not given there", true, &UnitScript::class_info_get_status,
+       "EXS state transfer failed (OSStatus -50)"},
+      {"not taken here", true, &UnitScript::class_info_set_status,
+       "EXS state transfer failed (OSStatus -50)"},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.name);
+    UnitScript script;
+    if (c.status != nullptr) script.*c.status = kAudio_ParamError;
+    std::string error;
+    {
+      AudioUnitPlugin plugin(*PluginSpec::parse(spec, error), c.out_of_process);
+      EXPECT_EQ(plugin.load(kRate, kMaxFrames, error), c.error == nullptr);
+      EXPECT_EQ(error, c.error == nullptr ? "" : c.error);
+    }
+    EXPECT_EQ(script.sampler_path, "/instruments/Grand Piano.exs");
+    EXPECT_EQ(script.sampler_request.instrumentType, kInstrumentType_EXS24);
+    EXPECT_EQ(script.sampler_request.bankMSB, kAUSampler_DefaultMelodicBankMSB);
+    EXPECT_EQ(script.sampler_request.bankLSB, kAUSampler_DefaultBankLSB);
+    const auto count = [&](const char* call) {
+      return std::count(script.calls.begin(), script.calls.end(), call);
+    };
+    EXPECT_EQ(count("open"), c.out_of_process ? 2 : 1);
+    EXPECT_EQ(count("close"), count("open")) << "whatever fails, both units end";
+  }
+
+  UnitScript script;
+  std::string error;
+  EXPECT_TRUE(make_plugin(UnitScript::sampler).load(kRate, kMaxFrames, error)) << error;
+  EXPECT_EQ(script.sampler_path, "") << "without a path nothing is loaded";
+}
+
 TEST(AudioUnitPlugin, AddsAnInstrumentsAudioAndMeasuresIt) {
   UnitScript script;
   script.render = [](UInt32 frames, AudioBufferList* data) {

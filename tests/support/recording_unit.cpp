@@ -105,6 +105,13 @@ OSStatus set_property(void*, AudioUnitPropertyID id, AudioUnitScope scope, Audio
       if (g_script->class_info_set_status == noErr)
         take_state(*static_cast<const CFPropertyListRef*>(data));
       return g_script->class_info_set_status;
+    case kAUSamplerProperty_LoadInstrument: {
+      g_script->sampler_request = *static_cast<const AUSamplerInstrumentData*>(data);
+      UInt8 path[1024] = "";
+      CFURLGetFileSystemRepresentation(g_script->sampler_request.fileURL, true, path, sizeof path);
+      g_script->sampler_path = reinterpret_cast<const char*>(path);
+      return g_script->sampler_status;
+    }
     default:
       return kAudioUnitErr_InvalidProperty;
   }
@@ -153,11 +160,11 @@ AudioComponentPlugInInterface* make_unit(const AudioComponentDescription*) {
   return new AudioComponentPlugInInterface{open_unit, close_unit, lookup, nullptr};
 }
 
-void register_unit(const char* type) {
+void register_unit(const char* type, const char* subtype, const char* manufacturer) {
   AudioComponentDescription description{};
   description.componentType = vesk::pack_four_cc(type);
-  description.componentSubType = vesk::pack_four_cc("Reco");
-  description.componentManufacturer = vesk::pack_four_cc("Test");
+  description.componentSubType = vesk::pack_four_cc(subtype);
+  description.componentManufacturer = vesk::pack_four_cc(manufacturer);
   AudioComponentRegister(&description, CFSTR("Test: Recorder"), 0x10000, make_unit);
 }
 
@@ -165,8 +172,9 @@ void register_unit(const char* type) {
 
 UnitScript::UnitScript() {
   [[maybe_unused]] static const bool registered = [] {
-    register_unit("aumu");
-    register_unit("aufx");
+    register_unit("aumu", "Reco", "Test");
+    register_unit("aufx", "Reco", "Test");
+    register_unit("aumu", "samp", "appl");
     return true;
   }();
   g_script = this;

@@ -26,6 +26,7 @@ struct UnitScript {
   OSStatus initialize_status = noErr;
   OSStatus class_info_get_status = noErr;
   OSStatus class_info_set_status = noErr;
+  OSStatus sampler_status = noErr;
   double latency = -1;               ///< negative: not reported
   std::string state_text = "fresh";  ///< the class info's only entry, under the key "text"
   /// Renders a period; the default leaves the buffers as they are and answers noErr.
@@ -36,9 +37,12 @@ struct UnitScript {
   AudioStreamBasicDescription output_format{};
   AURenderCallbackStruct input{};
   AudioTimeStamp render_time{};
+  AUSamplerInstrumentData sampler_request{};  ///< its URL is not kept, but its path:
+  std::string sampler_path;
   OSStatus pull_input(AudioUnitRenderActionFlags* flags, UInt32 frames, AudioBufferList* data);
 
   /// Specification texts of the unit.
   static constexpr const char* instrument = "aumu:Reco:Test";
   static constexpr const char* effect = "aufx:Reco:Test";
+  static constexpr const char* sampler = "exs:";  ///< a path follows
 };
