@@ -164,6 +164,28 @@ TEST_F(Editor, ATurnedKnobIsHeardSavedAndRestored) {
   }
 }
 
+TEST_F(Editor, WhatIsChangedIsSavedEveryTenSecondsWhileItIsOpen) {
+  ScratchFolder folder;
+  const std::string preset = folder / "state.aupreset";
+  write_empty_preset(preset);
+  const auto start = std::chrono::steady_clock::now();
+  RawHost host({.chain = editors(kCocoaView, preset)});
+  ASSERT_TRUE(host.wait_listening()) << host.block().error;
+  // As long as the block holds: no NUL ends it.
+  const std::string title(title_bytes, 'L');
+  open_editor(host, title);
+  const auto window = find_window(title);
+  ASSERT_TRUE(window);
+  EXPECT_EQ(title_of(*window), title);
+  click(*window, 150, 60);
+  EXPECT_TRUE(wait_heard(host, 0.5f));
+  EXPECT_TRUE(wait_until([&] { return load_acquire(host.block().saved_write) == 1; }, 15s));
+  EXPECT_GE(std::chrono::steady_clock::now() - start, 10s);
+  EXPECT_EQ(mask_of(host), 1u);
+  EXPECT_TRUE(host.stop());
+  EXPECT_EQ(load_acquire(host.block().saved_write), 1u) << "the file is current when it closes";
+}
+
 TEST_F(Editor, TheWindowComesBackWhereItWas) {
   for (const bool again : {false, true}) {
     RawHost host({.chain = editors(kCocoaView)});
