@@ -40,6 +40,7 @@ TEST(Host, ChecksItsArguments) {
   for (const Case& c : cases) {
     SCOPED_TRACE(c.arguments);
     FILE* const output = popen((program + " " + c.arguments + " 2>&1").c_str(), "r");
+    ASSERT_NE(output, nullptr);
     char text[512] = "";
     const std::size_t length = fread(text, 1, sizeof text - 1, output);
     EXPECT_EQ(exit_status(pclose(output)), c.status);
