@@ -198,6 +198,23 @@ TEST(Host, TakesQuitInEveryPhase) {
   }
 }
 
+TEST(Host, FinishesThePeriodThatItIsRenderingBeforeItQuits) {
+  RawHost host({.chain = "aumu:Bad_:Vesk#9=100"});
+  ASSERT_TRUE(host.wait_listening());
+  host.set_parameter(0, 8, 1);  // renders take 100 ms from now on
+  ASSERT_TRUE(host.wait_turns());
+  Block& block = host.block();
+  volatile float& sample = block.output_left[0];
+  sample = 9;
+  ASSERT_FALSE(host.serve(16, 0, 0ms)) << "posted and not waited for";
+  // The outputs are cleared just before the render.
+  for (int i = 0; sample == 9 && i < 5000; ++i) std::this_thread::sleep_for(1ms);
+  ASSERT_NE(load_acquire(block.render_done), load_relaxed(block.render_request));
+  host.quit();
+  EXPECT_EQ(host.wait_end(), 0);
+  EXPECT_EQ(load_acquire(block.render_done), load_relaxed(block.render_request));
+}
+
 TEST(Host, MapsNoLibraryThatItsChainDoesNotUse) {
   const auto libraries = [](const char* chain) {
     RawHost host({.chain = chain});
