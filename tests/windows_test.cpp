@@ -276,7 +276,7 @@ TEST_F(WindowsTest, PlacesWindowsOffScreenWhenTold) {
   ASSERT_TRUE(windows_->open(0, unit.get(), "Far away"));
   const auto next = find("Far away");
   ASSERT_TRUE(next);
-  EXPECT_NEAR(next->x + next->width / 2, 640, 4);
+  EXPECT_NEAR(next->x + next->width / 2.0, 640, 4);
 }
 
 TEST_F(WindowsTest, RemembersAFrameUnderTitleAndIndex) {
@@ -285,7 +285,7 @@ TEST_F(WindowsTest, RemembersAFrameUnderTitleAndIndex) {
     ASSERT_TRUE(windows_->open(plugin, unit.get(), "Framed"));
     const auto window = find("Framed");
     ASSERT_TRUE(window);
-    EXPECT_NEAR(window->x + window->width / 2, 640, 4) << "a name never seen is centred";
+    EXPECT_NEAR(window->x + window->width / 2.0, 640, 4) << "a name never seen is centred";
     pump_while([&, x = 100 + 300 * static_cast<int>(plugin)] {
       return output_of("xdotool windowmove --sync " + window->id + " " + std::to_string(x) +
                        " 150");

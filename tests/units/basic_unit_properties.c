@@ -208,6 +208,8 @@ static OSStatus set_format(BasicUnit* unit, AudioUnitScope scope, AudioUnitEleme
   if (status) return status;
   AudioStreamBasicDescription* present =
       scope == kAudioUnitScope_Input ? &unit->input_format : &unit->output_format;
+  // It has no gaps, and other bits are another format.
+  // NOLINTNEXTLINE(bugprone-suspicious-memory-comparison)
   if (memcmp(present, format, sizeof *format) == 0) return noErr;
   if (unit->initialized) return kAudioUnitErr_PropertyNotWritable;
   const AudioFormatFlags wanted =

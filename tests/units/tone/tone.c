@@ -89,7 +89,7 @@ static void note_on(Tone* tone, UInt8 note, UInt8 velocity) CA_REALTIME_API {
   tone->next_voice = (tone->next_voice + 1) % kVoices;
   voice->sounds = true;
   voice->note = note;
-  voice->amplitude = velocity / 127.0f;
+  voice->amplitude = (float)velocity / 127.0f;
   voice->release_left = 0;
   voice->step = frequency_of(note) / tone->basic.output_format.mSampleRate;
   voice->phase = 0;
