@@ -52,8 +52,11 @@ struct Completion {
   AudioComponentInstance instance = nullptr;
   OSStatus status = noErr;
   std::atomic<Phase> phase{waiting};
+  std::atomic<bool> was_delivered{false};
 
   void deliver(AudioComponentInstance delivered, OSStatus delivered_status) {
+    // Of a platform that calls its handler twice, the first call counts.
+    if (was_delivered.exchange(true, std::memory_order_relaxed)) return;
     instance = delivered;
     status = delivered_status;
     Phase expected = waiting;
@@ -159,6 +162,7 @@ bool AudioUnitPlugin::instantiate(std::string& error) {
     return false;
   }
   if (completion->status != noErr || completion->instance == nullptr) {
+    if (completion->instance != nullptr) AudioComponentInstanceDispose(completion->instance);
     error = with_status("instantiation failed (OSStatus ", completion->status);
     return false;
   }

@@ -76,8 +76,10 @@ void AudioUnitPlugin::account(std::uint64_t elapsed_ticks, unsigned frames) noex
   // A render of no frames has no real time to be measured against and adds nothing.
   const double budget_ticks = ticks_per_frame_ * frames;
   if (!(budget_ticks > 0)) return;
-  const auto load =
-      static_cast<std::uint64_t>(static_cast<double>(elapsed_ticks) / budget_ticks * 1000.0);
+  // Truncated; bounded, as the rate behind the budget may be any number.
+  constexpr double most = 1e12;
+  const double load_of_budget = static_cast<double>(elapsed_ticks) / budget_ticks * 1000.0;
+  const auto load = static_cast<std::uint64_t>(std::min(load_of_budget, most));
   total_load_.fetch_add(load, kRelaxed);
   if (load > max_load_.load(kRelaxed)) max_load_.store(load, kRelaxed);
 }

@@ -12,7 +12,7 @@ using namespace vesk::client;
 
 int main(int argc, char** argv) {
   if (argc != 2) {
-    std::fprintf(stderr, "usage: %s CHAIN, for example aumu:MDAe:LV2_\n", argv[0]);
+    std::fprintf(stderr, "usage: %s CHAIN, for example aumu:Sm48:LV2_\n", argv[0]);
     return 2;
   }
   Options options;

@@ -3,6 +3,7 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <signal.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <cstring>
@@ -302,6 +303,21 @@ TEST_F(Editor, WhatAViewThrowsDoesNotReachTheSound) {
   EXPECT_EQ(lines_without_workgroup(host), "plugin host " + editors(kThrowsInMouseDown) +
                                                ": editor of plugin 0 failed: clicked in vain\n");
 }
+
+#if !defined(VESK_SANITIZER)  // which report a crash themselves
+TEST_F(Editor, ACrashInAnEditorIsToldOfItsPlugin) {
+  RawHost host({.chain = editors(kCrashesInMouseDown)});
+  ASSERT_TRUE(host.wait_listening());
+  open_editor(host, "Crashes");
+  const auto window = find_window("Crashes");
+  ASSERT_TRUE(window);
+  click(*window, 30, 60);
+  const int status = host.wait_end();
+  EXPECT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == SIGSEGV) << status;
+  EXPECT_EQ(lines_without_workgroup(host),
+            "plugin host " + editors(kCrashesInMouseDown) + ": plugin 0 died in editor: SIGSEGV\n");
+}
+#endif
 
 TEST_F(Editor, WithoutAServerThereIsNoWindowAndTheSoundGoesOn) {
   display_.kill();

@@ -37,11 +37,9 @@ std::unique_ptr<EditorSession> EditorSession::open(AudioUnit unit, _XDisplay* to
     session->link_ = nullptr;
     return nullptr;
   }
+  // Without an interface the unit gets the panel of its parameters, which needs no word.
   std::string error;
-  if (!session->open_interface(&error)) {
-    complain(*link, "no editor of its own: " + error);
-    return nullptr;
-  }
+  if (!session->open_interface(&error)) return nullptr;
   return session;
 }
 
@@ -102,7 +100,7 @@ bool EditorSession::turn() {
     }
     waits_for_instance_ = false;
     if (!open_interface(&error)) {
-      complain(*link_, "no editor of its own: " + error);
+      complain(*link_, "editor failed: " + error);
       return false;
     }
   }

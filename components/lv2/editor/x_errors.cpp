@@ -49,7 +49,9 @@ int leave_lost_display(Display* display) {
   if (landing != nullptr) {
     siglongjmp(*landing, 1);
   }
-  // A thread that an interface has started: it has nothing left to do, and cannot be ended.
+  // Somebody else's display on the main thread is the window system's affair; a thread that an
+  // interface has started has nothing left to do, and cannot be ended.
+  if (gettid() == getpid()) return toolkit_loss != nullptr ? toolkit_loss(display) : 0;
   for (;;) pause();
 }
 

@@ -9,15 +9,17 @@
 #include <CoreFoundation/CoreFoundation.h>
 #include <dlfcn.h>
 
+#include <bit>
 #include <new>
 #include <stdexcept>
 #include <utility>
 #include <vector>
 
-#include "platform/linux/process/characters.hpp"
 #include "platform/linux/audio_toolbox/module_folder.hpp"
+#include "platform/linux/process/characters.hpp"
 #include "platform/linux/process/report.hpp"
 #include "platform/linux/window_proxy/window_module.hpp"
+#include "platform/obituary.hpp"
 #include "windows/windows.hpp"
 
 // Objective-C images refer by these symbols to the classes that they use, so that a missing one
@@ -145,8 +147,15 @@ void Windows::pump(double seconds) {
     CFRunLoopRunInMode(kCFRunLoopDefaultMode, seconds, false);
     return;
   }
-  guard([&] { impl_->module->pump(impl_->manager, seconds); },
-        [&](const char* reason) { close_failed(impl_->module, reason); });
+  const auto turn = [&] {
+    guard([&] { impl_->module->pump(impl_->manager, seconds); },
+          [&](const char* reason) { close_failed(impl_->module, reason); });
+  };
+  // While one editor alone is open, what crashes in a turn is most likely its code.
+  const std::uint32_t mask = open_mask();
+  if (!std::has_single_bit(mask)) return turn();
+  const platform::PluginCall call(static_cast<unsigned>(std::countr_zero(mask)), "editor");
+  turn();
 }
 
 }  // namespace vesk::host

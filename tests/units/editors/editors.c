@@ -80,6 +80,8 @@ static const char* class_name(enum EditorVariant variant) {
       return "VeskTestRaisingFactory";
     case kThrowsInMouseDown:
       return "VeskTestThrowingViewFactory";
+    case kCrashesInMouseDown:
+      return "VeskTestCrashingViewFactory";
     case kRaisesInDrawing:
       return "VeskTestRaisingViewFactory";
     case kThrowsInMainQueueTask:

@@ -31,6 +31,7 @@ enum EditorVariant {
   kRaisesInDrawing,
   kThrowsInMainQueueTask,
   kLogs,
+  kCrashesInMouseDown,
   kVariantCount
 };
 

@@ -7,6 +7,7 @@
 #include <dispatch/dispatch.h>
 
 #include <Block.h>
+#include <signal.h>
 #include <unistd.h>
 
 #include <stdexcept>
@@ -119,6 +120,28 @@ constexpr NSRect view_frame = {{0, 0}, {300, 120}};
 
 - (void)clickedAt:(NSPoint)point {
   throw std::runtime_error("clicked in vain");
+}
+
+@end
+
+@interface VeskTestCrashingView : VeskTestView
+@end
+
+@implementation VeskTestCrashingView
+
+- (void)clickedAt:(NSPoint)point {
+  raise(SIGSEGV);
+}
+
+@end
+
+@interface VeskTestCrashingViewFactory : VeskTestFactory
+@end
+
+@implementation VeskTestCrashingViewFactory
+
+- (NSView*)viewForUnit:(AudioUnit)unit {
+  return [[VeskTestCrashingView alloc] initWithUnit:unit];
 }
 
 @end
