@@ -56,10 +56,11 @@ RealTime::~RealTime() {
 
 OnCpu::OnCpu(int cpu) {
   sched_getaffinity(0, sizeof before_, &before_);
-  cpu_set_t one;
-  CPU_ZERO(&one);
-  CPU_SET(static_cast<unsigned>(cpu), &one);
-  sched_setaffinity(0, sizeof one, &one);
+  cpu_set_t wanted;
+  CPU_ZERO(&wanted);
+  for (unsigned i = 0; i < CPU_SETSIZE; ++i)
+    if (cpu < 0 || i == static_cast<unsigned>(cpu)) CPU_SET(i, &wanted);
+  sched_setaffinity(0, sizeof wanted, &wanted);
 }
 
 OnCpu::~OnCpu() {

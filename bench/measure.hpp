@@ -32,7 +32,7 @@ class RealTime {
   bool granted_;
 };
 
-/// The calling thread on one CPU for as long as the object lives.
+/// The calling thread on one CPU, or on any (-1), for as long as the object lives.
 class OnCpu {
  public:
   explicit OnCpu(int cpu);

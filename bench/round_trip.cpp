@@ -102,6 +102,8 @@ void run(Report& report, const Plan& plan, bool real_time, unsigned pause_us) {
     measure(periods / 10 + 1, pause_us, host->pid(), ask_host);  // until placement has settled
     ours.add(measure(periods, pause_us, host->pid(), ask_host));
     {
+      // The client keeps a real-time driver on its CPU, and children inherit that.
+      const OnCpu any(-1);
       PingPong bare(answerer, -1);
       free_running.add(measure(periods, pause_us, bare.process(), [&] { bare.round(); }));
     }
