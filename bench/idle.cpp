@@ -3,10 +3,13 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <cstdio>
 #include <memory>
+#include <utility>
 
 #include "bench/benchmarks.hpp"
 #include "bench/measure.hpp"
+#include "support/display.hpp"
 #include "vesk/host_process.hpp"
 
 namespace vesk::bench {
@@ -68,11 +71,43 @@ void run(Report& report, const Plan& plan, int count) {
               Figure::of(ours), Figure::of(reference), Figure::of(ratios), "ms", 1.2, ""});
 }
 
+/// One host with an open editor that nobody touches, in percent of a core, beside a sleeper.
+void with_editor(Report& report, const Plan& plan) {
+  const std::string name = "1 host with an idle editor";
+  const tests::VirtualDisplay display;
+  client::Options options;
+  options.chain = "aumu:Tone:Vesk";
+  options.environment = {"AUDIO_COMPONENT_PATH=" + program_folder() + "/../components"};
+  std::string error;
+  const auto host = client::HostProcess::start(options, error);
+  if (!host || !display.is_running())
+    return report.add({name, {}, {}, {}, "% of a core", {}, "no figure: " + error});
+  host->open_editor(0, "Idle");
+  for (int i = 0; i < 1'000 && host->open_mask() != 1; ++i) sleep_us(10'000);
+  const Sleepers sleeper(1);
+  sleep_us(1'000'000);
+  const double seconds = plan.quick ? 0.5 : 10.0 / plan.rounds;
+  std::vector<double> ours, reference;
+  for (int round = 0; round < plan.rounds; ++round) {
+    const double ours_before = cpu_ms({host->pid()}), reference_before = cpu_ms(sleeper.processes);
+    sleep_us(static_cast<unsigned>(seconds * 1e6));
+    ours.push_back((cpu_ms({host->pid()}) - ours_before) / seconds / 10);
+    reference.push_back((cpu_ms(sleeper.processes) - reference_before) / seconds / 10);
+  }
+  Row row{name, Figure::of(ours), {}, {}, "% of a core", 1.0, ""};
+  char sleeping[64];
+  std::snprintf(sleeping, sizeof sleeping, "(a process that sleeps: %.2f)",
+                Figure::of(reference).median);
+  row.remark = sleeping;
+  report.add(std::move(row));
+}
+
 }  // namespace
 
 void idle(Report& report, const Plan& plan) {
   report.begin("Idle cost over 10 s in all, against as many processes that sleep 10 ms in a loop");
   for (const int count : {1, 64}) run(report, plan, count);
+  with_editor(report, plan);
 }
 
 }  // namespace vesk::bench
