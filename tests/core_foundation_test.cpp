@@ -10,29 +10,16 @@
 #include <vector>
 
 #include "platform/linux/core_foundation/object.hpp"
+#include "support/cf_text.hpp"
+
+using vesk::tests::make;
+using vesk::tests::taken;
+using vesk::tests::text;
 
 namespace {
 
 // Literals serve in tables at namespace scope of C++ sources.
 const CFStringRef literals[] = {CFSTR("first"), CFSTR("second"), CFSTR("first")};
-
-std::string text(CFStringRef string) {
-  char buffer[512] = "(does not fit)";
-  if (!string) return "(null)";
-  return CFStringGetCString(string, buffer, sizeof buffer, kCFStringEncodingUTF8) ? buffer
-                                                                                  : "(no UTF-8)";
-}
-
-/// The text of a string that the caller owns.
-std::string taken(CFStringRef string) {
-  std::string result = text(string);
-  if (string) CFRelease(string);
-  return result;
-}
-
-CFStringRef make(const char* utf8) {
-  return CFStringCreateWithCString(nullptr, utf8, kCFStringEncodingUTF8);
-}
 
 TEST(CoreFoundation, LiteralsAreOneObjectAndIgnoreRelease) {
   EXPECT_EQ(literals[0], literals[2]);

@@ -9,24 +9,13 @@
 #include <fstream>
 #include <string>
 
+#include "support/cf_text.hpp"
+
+using vesk::tests::make;
+using vesk::tests::taken;
+using vesk::tests::text;
+
 namespace {
-
-/// The text of a string, which is released when it is the caller's.
-std::string text(CFStringRef string) {
-  char buffer[512] = "(does not fit)";
-  if (!string) return "(null)";
-  return CFStringGetCString(string, buffer, sizeof buffer, kCFStringEncodingUTF8) ? buffer
-                                                                                  : "(no UTF-8)";
-}
-std::string taken(CFStringRef string) {
-  std::string result = text(string);
-  if (string) CFRelease(string);
-  return result;
-}
-
-CFStringRef make(const char* utf8) {
-  return CFStringCreateWithCString(nullptr, utf8, kCFStringEncodingUTF8);
-}
 
 TEST(Url, FileUrlsKeepEveryPath) {
   const struct {
