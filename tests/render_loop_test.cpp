@@ -160,7 +160,6 @@ TEST_F(RenderLoop, RunsAChainOfEffectsOverACopyOfTheInput) {
   load("aufx:Reco:Test|aufx:Reco:Test", 64);
   script_.render = [this](UInt32 frames, AudioBufferList* data) {
     AudioUnitRenderActionFlags flags = 0;
-    // The second unit's callback is the one that stands in the script; both read the same arrays.
     const OSStatus status = script_.pull_input(&flags, frames, data);
     for (int channel = 0; channel < 2; ++channel) {
       auto* samples = static_cast<float*>(data->mBuffers[channel].mData);
@@ -172,10 +171,9 @@ TEST_F(RenderLoop, RunsAChainOfEffectsOverACopyOfTheInput) {
   std::fill_n(block_->input_left, 8, 3.0f);
   std::fill_n(block_->input_right, 8, 4.0f);
   ASSERT_TRUE(serve(8));
-  // The first unit is given silence here (its own callback is not in the script): 0 * 2 + 1; the
-  // second makes 3 of it.
-  EXPECT_EQ(block_->output_left[7], 3.0f);
-  EXPECT_EQ(block_->output_right[7], 3.0f);
+  EXPECT_EQ(block_->output_left[7], 3.0f * 4 + 3);
+  EXPECT_EQ(block_->output_right[7], 4.0f * 4 + 3);
+  // Both units wrote over what they read.
   EXPECT_EQ(block_->input_left[7], 3.0f);
   EXPECT_EQ(block_->input_right[7], 4.0f);
   EXPECT_EQ(script_.calls.size(), 2u);

@@ -14,6 +14,16 @@ namespace {
 
 UnitScript* g_script = nullptr;
 
+/// A unit, beginning with what the host knows of it.
+struct RecordingUnit {
+  AudioComponentPlugInInterface methods;
+  AURenderCallbackStruct input{};
+};
+
+RecordingUnit* unit_of(void* self) {
+  return static_cast<RecordingUnit*>(self);
+}
+
 [[gnu::format(printf, 1, 2)]] void record(const char* format, ...) {
 #if __has_feature(realtime_sanitizer)
   // A unit that takes notes is no real-time unit, and what calls it is what the tests look at.
@@ -53,13 +63,13 @@ void take_state(CFPropertyListRef list) {
 OSStatus open_unit(void* self, AudioComponentInstance) {
   record("open");
   // A unit that cannot be opened is never closed: its block is its own to free.
-  if (g_script->open_status != noErr) delete static_cast<AudioComponentPlugInInterface*>(self);
+  if (g_script->open_status != noErr) delete unit_of(self);
   return g_script->open_status;
 }
 
 OSStatus close_unit(void* self) {
   record("close");
-  delete static_cast<AudioComponentPlugInInterface*>(self);
+  delete unit_of(self);
   return noErr;
 }
 
@@ -88,7 +98,7 @@ OSStatus get_property(void*, AudioUnitPropertyID id, AudioUnitScope scope, Audio
   return kAudioUnitErr_InvalidProperty;
 }
 
-OSStatus set_property(void*, AudioUnitPropertyID id, AudioUnitScope scope, AudioUnitElement,
+OSStatus set_property(void* self, AudioUnitPropertyID id, AudioUnitScope scope, AudioUnitElement,
                       const void* data, UInt32 size) {
   record("property %u scope %u size %u", id, scope, size);
   switch (id) {
@@ -97,7 +107,8 @@ OSStatus set_property(void*, AudioUnitPropertyID id, AudioUnitScope scope, Audio
       g_script->output_format = *static_cast<const AudioStreamBasicDescription*>(data);
       return g_script->output_format_status;
     case kAudioUnitProperty_SetRenderCallback:
-      g_script->input = *static_cast<const AURenderCallbackStruct*>(data);
+      unit_of(self)->input = *static_cast<const AURenderCallbackStruct*>(data);
+      g_script->input = unit_of(self)->input;
       return g_script->callback_status;
     case kAudioUnitProperty_MaximumFramesPerSlice:
       return g_script->max_frames_status;
@@ -123,10 +134,11 @@ OSStatus set_parameter(void*, AudioUnitParameterID id, AudioUnitScope, AudioUnit
   return g_script->parameter_status;
 }
 
-OSStatus render(void*, AudioUnitRenderActionFlags*, const AudioTimeStamp* time, UInt32,
+OSStatus render(void* self, AudioUnitRenderActionFlags*, const AudioTimeStamp* time, UInt32,
                 UInt32 frames, AudioBufferList* data) {
   record("render %u at %g", frames, time->mSampleTime);
   g_script->render_time = *time;
+  g_script->input = unit_of(self)->input;
   return g_script->render ? g_script->render(frames, data) : noErr;
 }
 
@@ -157,7 +169,7 @@ AudioComponentMethod lookup(SInt16 selector) {
 }
 
 AudioComponentPlugInInterface* make_unit(const AudioComponentDescription*) {
-  return new AudioComponentPlugInInterface{open_unit, close_unit, lookup, nullptr};
+  return &(new RecordingUnit{{open_unit, close_unit, lookup, nullptr}})->methods;
 }
 
 void register_unit(const char* type, const char* subtype, const char* manufacturer) {

@@ -35,7 +35,7 @@ struct UnitScript {
   // What it was asked, in order, for example "parameter 2=800".
   std::vector<std::string> calls;
   AudioStreamBasicDescription output_format{};
-  AURenderCallbackStruct input{};
+  AURenderCallbackStruct input{};  ///< of the unit that was given one or rendered last
   AudioTimeStamp render_time{};
   AUSamplerInstrumentData sampler_request{};  ///< its URL is not kept, but its path:
   std::string sampler_path;
