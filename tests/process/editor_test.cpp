@@ -357,6 +357,46 @@ TEST_F(Editor, AServerThatGoesAwayTakesTheEditorsAndNotTheHost) {
   EXPECT_TRUE(host.stop());
 }
 
+// Xlib would end the process.
+TEST_F(Editor, AViewThatLosesItsOwnConnectionLosesNoEdit) {
+  struct Case {
+    const char* name;
+    EditorVariant variant;
+    bool closes;
+  };
+  const Case cases[] = {
+      {"OnMainThread", kBreaksItsDisplay, true},
+      {"OnItsThread", kBreaksItsDisplayOnThread, false},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.name);
+    ScratchFolder folder;
+    const std::string preset = folder / "state.aupreset";
+    write_empty_preset(preset);
+    RawHost host({.chain = editors(c.variant, preset)});
+    ASSERT_TRUE(host.wait_listening()) << host.block().error;
+    open_editor(host, c.name);
+    const auto window = find_window(c.name);
+    ASSERT_TRUE(window);
+    click(*window, 150, 60);
+    EXPECT_TRUE(wait_heard(host, 0.5f));
+    if (!c.closes) {
+      EXPECT_TRUE(host.wait_turns());
+      ask(host, WindowRequest::close_all, 0, "");
+    }
+    EXPECT_TRUE(wait_mask(host, 0));
+    EXPECT_TRUE(wait_until([&] { return host.block().saved_write == 1; }));
+    EXPECT_TRUE(wait_heard(host, 0.5f));
+    // It still shows editors.
+    open_editor(host, "Next");
+    EXPECT_TRUE(find_window("Next"));
+    EXPECT_TRUE(host.stop());
+    const std::string line = ": editor of plugin 0 failed: its connection to the X server broke\n";
+    EXPECT_EQ(host.standard_error().find(line) != std::string::npos, c.closes)
+        << host.standard_error();
+  }
+}
+
 #ifndef VESK_SANITIZER
 TEST_F(Editor, AnIdleEditorCostsNextToNothing) {
   for (const EditorVariant variant : {kCocoaView, kNoEditor}) {

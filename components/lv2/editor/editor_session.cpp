@@ -1,9 +1,7 @@
 #include "components/lv2/editor/editor_session.hpp"
 
 #include <AudioToolbox/AUComponent.h>
-#include <unistd.h>
 
-#include <cstdio>
 #include <utility>
 
 #include "components/lv2/editor/x_errors.hpp"
@@ -17,10 +15,6 @@ EditorLink* link_of(AudioUnit unit) {
   const OSStatus status = AudioUnitGetProperty(unit, kEditorLinkProperty, kAudioUnitScope_Global, 0,
                                                static_cast<void*>(&link), &size);
   return status == noErr ? link : nullptr;
-}
-
-void complain(const EditorLink& link, const std::string& what) {
-  dprintf(STDERR_FILENO, "plugin host: %s: %s\n", link.plugin().name.c_str(), what.c_str());
 }
 
 }  // namespace
@@ -94,20 +88,16 @@ bool EditorSession::turn() {
   }
   count_x_errors(toolkit_display_);
   if (interface_ == nullptr) {
-    std::string error;
     if (!waits_for_instance_ || link_->handle() == nullptr) {
       return waits_for_instance_;
     }
     waits_for_instance_ = false;
-    if (!open_interface(&error)) {
-      complain(*link_, "editor failed: " + error);
+    if (!open_interface(&failure_)) {
       return false;
     }
   }
   if (!interface_->turn()) {
-    if (!interface_->failure().empty()) {
-      complain(*link_, "editor failed: " + interface_->failure());
-    }
+    failure_ = interface_->failure();
     return false;
   }
   follow_size();

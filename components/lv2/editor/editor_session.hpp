@@ -36,6 +36,8 @@ class EditorSession final : private EditorViewer {
 
   /// To be called some thirty times a second. False when the editor is to be closed.
   bool turn();
+  /// What went wrong, once `turn` has said no; empty when the interface just ended.
+  const std::string& failure() const { return failure_; }
 
  private:
   EditorSession(EditorLink& link, std::unique_ptr<PluginArea> area, _XDisplay* toolkit_display);
@@ -50,6 +52,7 @@ class EditorSession final : private EditorViewer {
   _XDisplay* toolkit_display_;
   AreaSize size_{400, 300};
   bool waits_for_instance_ = false;
+  std::string failure_;
 };
 
 }  // namespace vesk::lv2

@@ -3,6 +3,7 @@
 #import <AppKit/AppKit.h>
 #import <AudioToolbox/AUCocoaUIView.h>
 #import <GNUstepGUI/GSDisplayServer.h>
+#import <vesk/editor_failure.h>
 
 #include "components/lv2/editor/editor_session.hpp"
 #include "components/lv2/editor/interface_features.hpp"
@@ -104,7 +105,12 @@ using vesk::lv2::EditorSession;
 - (void)takeTurn {
   if (!_session->turn()) {
     [_timer invalidate];
-    [[self window] close];
+    if (_session->failure().empty()) {
+      [[self window] close];
+    } else {
+      NSString* reason = [NSString stringWithUTF8String:_session->failure().c_str()];
+      [[self window] vesk_failEditor:reason ? reason : @"unknown exception"];
+    }
     return;
   }
   [self followSize];

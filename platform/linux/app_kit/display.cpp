@@ -2,9 +2,17 @@
 
 #include <X11/Xatom.h>
 #include <X11/Xlib.h>
+#include <X11/Xlibint.h>
+#include <unistd.h>
 
+#undef max
+#undef min
+#include <algorithm>
 #include <atomic>
+#include <mutex>
 #include <optional>
+#include <stdexcept>
+#include <vector>
 
 namespace vesk::platform {
 namespace {
@@ -42,13 +50,56 @@ int ignore_error(Display*, XErrorEvent*) {
   return 0;
 }
 
-/// Installed for every display of the process: those that plugins open themselves do not count.
-int note_loss(Display* display) {
-  if (display == app_display) lost.store(true, std::memory_order_release);
+void stay_alive(Display*, void*) {}
+
+/// How many `ViewCode` the main thread is inside of.
+int view_code_depth = 0;
+
+bool is_main_thread() {
+  return gettid() == getpid();
+}
+
+/// Connections of views whose loss is known, until they are closed.
+std::mutex known_mutex;
+std::vector<Display*> known_lost;
+
+int forget_lost(Display* display, XExtCodes*) {
+  const std::lock_guard lock(known_mutex);
+  std::erase(known_lost, display);
   return 0;
 }
 
-void stay_alive(Display*, void*) {}
+bool is_known_lost(Display* display) {
+  const std::lock_guard lock(known_mutex);
+  return std::find(known_lost.begin(), known_lost.end(), display) != known_lost.end();
+}
+
+void remember_lost(Display* display) {
+  XSetIOErrorExitHandler(display, stay_alive, nullptr);
+  if (const XExtCodes* codes = XAddExtension(display)) {
+    XESetCloseDisplay(display, codes->extension, forget_lost);
+  }
+  const std::lock_guard lock(known_mutex);
+  known_lost.push_back(display);
+}
+
+/// Installed for every display of the process. Once it returns Xlib calls the display's exit
+/// handler, which it has looked up before: one set in here serves the calls after this one, such as
+/// those with which a view cleans up. For this one there are only ways that do not return.
+int note_loss(Display* display) {
+  if (display == app_display) {
+    lost.store(true, std::memory_order_release);
+    return 0;
+  }
+  if (is_known_lost(display)) return 0;
+  // To end in order is better than to throw where nobody catches.
+  if (is_main_thread() && view_code_depth == 0) return 0;
+  remember_lost(display);
+  if (is_main_thread()) throw std::runtime_error("its connection to the X server broke");
+  // Xlib has locked the display for whoever handles the error, and other threads may want it.
+  XUnlockDisplay(display);
+  for (;;) pause();
+}
 
 }  // namespace
 
@@ -73,6 +124,14 @@ void outlive_display(void* display) {
 
 bool display_is_lost() {
   return lost.load(std::memory_order_acquire);
+}
+
+ViewCode::ViewCode() {
+  ++view_code_depth;
+}
+
+ViewCode::~ViewCode() {
+  --view_code_depth;
 }
 
 }  // namespace vesk::platform

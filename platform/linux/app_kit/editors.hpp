@@ -31,8 +31,8 @@ class EditorTurn {
 };
 
 /// Keeps an exception that the toolkit would swallow, to be raised by `raise_kept_failure` in the
-/// same turn of the pump.
-void keep_failure(NSException* exception);
+/// same turn of the pump as one of the editor in `window`.
+void keep_failure(NSWindow* window, NSException* exception);
 void raise_kept_failure();
 
 /// Calls `visit` with the editor whose note was left behind, or with every one on screen when the

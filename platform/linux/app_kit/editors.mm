@@ -10,6 +10,7 @@ namespace {
 
 std::optional<unsigned> current;
 NSException* kept_failure = nil;
+std::optional<unsigned> kept_plugin;
 
 /// Held, since closing one may free it while the others are walked.
 std::map<unsigned, NSWindow*> windows_on_screen() {
@@ -57,12 +58,17 @@ EditorTurn::EditorTurn(NSWindow* window) : outer_(current) {
 
 void EditorTurn::end() const { current = outer_; }
 
-void keep_failure(NSException* exception) {
-  if (!kept_failure) kept_failure = [exception retain];
+void keep_failure(NSWindow* window, NSException* exception) {
+  if (kept_failure) return;
+  kept_failure = [exception retain];
+  kept_plugin = plugin_of(window);
 }
 
 void raise_kept_failure() {
-  if (NSException* failure = std::exchange(kept_failure, nil)) [[failure autorelease] raise];
+  NSException* failure = std::exchange(kept_failure, nil);
+  if (!failure) return;
+  current = kept_plugin;
+  [[failure autorelease] raise];
 }
 
 void failed_editors(const std::function<void(unsigned)>& visit) {

@@ -7,6 +7,7 @@
 
 #import "app_kit/application.hpp"
 #import "app_kit/bridge/bridge.hpp"
+#include "app_kit/display.hpp"
 #import "app_kit/editors.hpp"
 #include "window_proxy/window_module.hpp"
 #include "windows/windows.hpp"
@@ -20,6 +21,7 @@ host::Windows& manager_of(void* manager) { return *static_cast<host::Windows*>(m
 /// through; Objective-C ones are thrown anew once their own handler is left.
 template <class Work>
 void with_readable_exceptions(const Work& work) {
+  const ViewCode within;
   std::string reason;
   @try {
     work();

@@ -2,6 +2,7 @@
 
 #import <AppKit/AppKit.h>
 #include <objc/runtime.h>
+#import <vesk/editor_failure.h>
 
 #import "app_kit/class_additions.hpp"
 #import "app_kit/editors.hpp"
@@ -75,10 +76,19 @@ void exchange(SEL original, SEL replacement) {
   @try {
     [self vesk_handleAutodisplay];
   } @catch (NSException* exception) {
-    vesk::platform::keep_failure(exception);
-    return;
+    vesk::platform::keep_failure(self, exception);
   }
   turn.end();
+}
+
+@end
+
+@implementation NSWindow (VeskEditorFailure)
+
+- (void)vesk_failEditor:(NSString*)reason {
+  vesk::platform::keep_failure(self, [NSException exceptionWithName:NSGenericException
+                                                             reason:reason
+                                                           userInfo:nil]);
 }
 
 @end

@@ -82,6 +82,10 @@ static const char* class_name(enum EditorVariant variant) {
       return "VeskTestThrowingViewFactory";
     case kCrashesInMouseDown:
       return "VeskTestCrashingViewFactory";
+    case kBreaksItsDisplay:
+      return "VeskTestDisplayViewFactory";
+    case kBreaksItsDisplayOnThread:
+      return "VeskTestDisplayThreadViewFactory";
     case kRaisesInDrawing:
       return "VeskTestRaisingViewFactory";
     case kThrowsInMainQueueTask:

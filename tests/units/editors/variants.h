@@ -32,6 +32,8 @@ enum EditorVariant {
   kThrowsInMainQueueTask,
   kLogs,
   kCrashesInMouseDown,
+  kBreaksItsDisplay,         /* its own connection to the X server, when it is clicked */
+  kBreaksItsDisplayOnThread,
   kVariantCount
 };
 

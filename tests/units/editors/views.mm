@@ -7,7 +7,9 @@
 #include <dispatch/dispatch.h>
 
 #include <Block.h>
+#include <X11/Xlib.h>
 #include <signal.h>
+#include <sys/socket.h>
 #include <unistd.h>
 
 #include <stdexcept>
@@ -142,6 +144,74 @@ constexpr NSRect view_frame = {{0, 0}, {300, 120}};
 
 - (NSView*)viewForUnit:(AudioUnit)unit {
   return [[VeskTestCrashingView alloc] initWithUnit:unit];
+}
+
+@end
+
+/// With a connection of its own, which breaks at the first click.
+@interface VeskTestDisplayView : VeskTestView {
+  Display* _display;
+}
+@end
+
+@implementation VeskTestDisplayView
+
+- (id)initWithUnit:(AudioUnit)unit {
+  self = [super initWithUnit:unit];
+  _display = XOpenDisplay(nullptr);
+  return self;
+}
+
+- (void)dealloc {
+  XSync(_display, False);
+  XCloseDisplay(_display);
+  [super dealloc];
+}
+
+- (void)breakDisplay {
+  shutdown(ConnectionNumber(_display), SHUT_RDWR);
+  XSync(_display, False);
+}
+
+- (void)clickedAt:(NSPoint)point {
+  [super clickedAt:point];
+  [self breakDisplay];
+}
+
+@end
+
+@interface VeskTestDisplayViewFactory : VeskTestFactory
+@end
+
+@implementation VeskTestDisplayViewFactory
+
+- (NSView*)viewForUnit:(AudioUnit)unit {
+  return [[VeskTestDisplayView alloc] initWithUnit:unit];
+}
+
+@end
+
+@interface VeskTestDisplayThreadView : VeskTestDisplayView
+@end
+
+@implementation VeskTestDisplayThreadView
+
+- (void)breakDisplay {
+  std::thread([display = _display] {
+    shutdown(ConnectionNumber(display), SHUT_RDWR);
+    XSync(display, False);
+  }).detach();
+}
+
+@end
+
+@interface VeskTestDisplayThreadViewFactory : VeskTestFactory
+@end
+
+@implementation VeskTestDisplayThreadViewFactory
+
+- (NSView*)viewForUnit:(AudioUnit)unit {
+  return [[VeskTestDisplayThreadView alloc] initWithUnit:unit];
 }
 
 @end
