@@ -23,12 +23,18 @@ struct MappedPlugin {
   std::int32_t micro_version = -1;
 };
 
+/// What a bundle's manifest tells, without the data files behind it.
+struct BundleMap {
+  std::vector<MappedPlugin> plugins;
+  std::vector<std::string>
+      presets_for;  ///< plugins for which it holds presets, others' too; sorted
+};
+
 struct Bundle {
   Stamped folder;  ///< its path ends in a slash
   Stamped manifest;
   std::string failure;  ///< why its manifest could not be read; empty otherwise
-  std::vector<MappedPlugin> plugins;
-  std::vector<std::string> presets_for;  ///< plugins for which it holds presets, others' too
+  BundleMap map;
 };
 
 /// One plugin URI, whichever bundles name it.
@@ -70,6 +76,9 @@ struct PluginRecord {
   std::vector<Stamped> sources;  ///< its data files
   Description description;
 };
+
+void encode(ByteWriter& to, const BundleMap& map);
+BundleMap decode_bundle_map(ByteReader& from);
 
 Bytes encode_record(const PluginRecord& record);
 std::optional<PluginRecord> decode_record(std::span<const std::byte> bytes);

@@ -46,12 +46,7 @@ void encode(ByteWriter& to, const Bundle& bundle) {
   encode(to, bundle.folder);
   encode(to, bundle.manifest);
   to.text(bundle.failure);
-  to.list(bundle.plugins, [&](const MappedPlugin& plugin) {
-    to.text(plugin.uri);
-    to.number(plugin.minor_version);
-    to.number(plugin.micro_version);
-  });
-  to.list(bundle.presets_for, [&](const std::string& uri) { to.text(uri); });
+  encode(to, bundle.map);
 }
 
 Bundle decode_bundle(ByteReader& from) {
@@ -59,14 +54,7 @@ Bundle decode_bundle(ByteReader& from) {
   bundle.folder = decode_stamped(from);
   bundle.manifest = decode_stamped(from);
   bundle.failure = from.text();
-  bundle.plugins = from.list([&] {
-    MappedPlugin plugin;
-    plugin.uri = from.text();
-    plugin.minor_version = from.number<std::int32_t>();
-    plugin.micro_version = from.number<std::int32_t>();
-    return plugin;
-  });
-  bundle.presets_for = from.list([&] { return from.text(); });
+  bundle.map = decode_bundle_map(from);
   return bundle;
 }
 
@@ -119,6 +107,28 @@ std::optional<Catalogue> decode_index(std::span<const std::byte> bytes) {
 }
 
 }  // namespace
+
+void encode(ByteWriter& to, const BundleMap& map) {
+  to.list(map.plugins, [&](const MappedPlugin& plugin) {
+    to.text(plugin.uri);
+    to.number(plugin.minor_version);
+    to.number(plugin.micro_version);
+  });
+  to.list(map.presets_for, [&](const std::string& uri) { to.text(uri); });
+}
+
+BundleMap decode_bundle_map(ByteReader& from) {
+  BundleMap map;
+  map.plugins = from.list([&] {
+    MappedPlugin plugin;
+    plugin.uri = from.text();
+    plugin.minor_version = from.number<std::int32_t>();
+    plugin.micro_version = from.number<std::int32_t>();
+    return plugin;
+  });
+  map.presets_for = from.list([&] { return from.text(); });
+  return map;
+}
 
 Bytes encode_image(Catalogue& catalogue, const std::vector<Bytes>& records) {
   std::uint64_t offset = 0;

@@ -12,12 +12,6 @@
 
 namespace vesk::lv2::scan {
 
-/// What a manifest tells, without the data files behind it.
-struct BundleMap {
-  std::vector<MappedPlugin> plugins;
-  std::vector<std::string> presets_for;
-};
-
 class BundleReader {
  public:
   BundleMap map(const std::string& bundle);

@@ -18,17 +18,11 @@ bool holds(const Bundle& bundle) {
   return still_holds(bundle.folder) && still_holds(bundle.manifest);
 }
 
-bool decode_map(const Bytes& payload, Bundle& bundle) {
+std::optional<BundleMap> decode_map(const Bytes& payload) {
   ByteReader from(payload);
-  bundle.plugins = from.list([&] {
-    MappedPlugin plugin;
-    plugin.uri = from.text();
-    plugin.minor_version = from.number<std::int32_t>();
-    plugin.micro_version = from.number<std::int32_t>();
-    return plugin;
-  });
-  bundle.presets_for = from.list([&] { return from.text(); });
-  return from.ok() && from.at_end();
+  BundleMap map = decode_bundle_map(from);
+  if (!from.ok() || !from.at_end()) return {};
+  return map;
 }
 
 class Update {
@@ -83,9 +77,12 @@ class Update {
     run_jobs(jobs, maps_a_chunk, [&](std::size_t job, const JobResult& result) {
       Bundle& bundle = catalogue_.bundles[new_bundles_[job]];
       bundle.failure = result.failure;
-      if (result.failure.empty() && !decode_map(result.payload, bundle)) {
+      std::optional<BundleMap> map = decode_map(result.payload);
+      if (map) bundle.map = std::move(*map);
+      if (result.failure.empty() && !map) {
         bundle.failure = "gave its reader nothing to work with";
-      } else if (bundle.plugins.empty() && bundle.presets_for.empty() && !result.noise.empty()) {
+      } else if (bundle.map.plugins.empty() && bundle.map.presets_for.empty() &&
+                 !result.noise.empty()) {
         bundle.failure = "has errors: " + result.noise.substr(0, result.noise.find('\n'));
       }
       tell(bundle.folder.path, result);
@@ -96,10 +93,10 @@ class Update {
     std::map<std::string, std::vector<std::uint32_t>> homes;
     std::map<std::string, std::vector<std::uint32_t>> preset_homes;
     for (std::uint32_t i = 0; i < catalogue_.bundles.size(); ++i) {
-      for (const MappedPlugin& plugin : catalogue_.bundles[i].plugins) {
+      for (const MappedPlugin& plugin : catalogue_.bundles[i].map.plugins) {
         homes[plugin.uri].push_back(i);
       }
-      for (const std::string& uri : catalogue_.bundles[i].presets_for) {
+      for (const std::string& uri : catalogue_.bundles[i].map.presets_for) {
         preset_homes[uri].push_back(i);
       }
     }
@@ -119,7 +116,7 @@ class Update {
   }
 
   MappedPlugin& mapped(std::uint32_t bundle, const std::string& uri) {
-    return *std::ranges::find(catalogue_.bundles[bundle].plugins, uri, &MappedPlugin::uri);
+    return *std::ranges::find(catalogue_.bundles[bundle].map.plugins, uri, &MappedPlugin::uri);
   }
 
   /// Manifests need not tell versions. Where two bundles hold one plugin its data must.
@@ -208,7 +205,7 @@ class Update {
     Job job{Job::Kind::describe, catalogue_.bundles[entry.bundle].folder.path, {}, entry.uri};
     for (const std::uint32_t index : entry.watched) {
       const Bundle& bundle = catalogue_.bundles[index];
-      if (index != entry.bundle && std::ranges::binary_search(bundle.presets_for, entry.uri)) {
+      if (index != entry.bundle && std::ranges::binary_search(bundle.map.presets_for, entry.uri)) {
         job.extra_bundles.push_back(bundle.folder.path);
       }
     }

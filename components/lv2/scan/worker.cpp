@@ -63,16 +63,9 @@ class Noise {
 Bytes perform(BundleReader& reader, const Job& job) {
   ByteWriter to;
   switch (job.kind) {
-    case Job::Kind::map: {
-      const BundleMap map = reader.map(job.bundle);
-      to.list(map.plugins, [&](const MappedPlugin& plugin) {
-        to.text(plugin.uri);
-        to.number(plugin.minor_version);
-        to.number(plugin.micro_version);
-      });
-      to.list(map.presets_for, [&](const std::string& uri) { to.text(uri); });
+    case Job::Kind::map:
+      encode(to, reader.map(job.bundle));
       break;
-    }
     case Job::Kind::describe:
       if (auto record = reader.describe(job.bundle, job.extra_bundles, job.uri)) {
         to.raw(encode_record(*record));
