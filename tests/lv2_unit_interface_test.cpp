@@ -6,8 +6,10 @@
 
 #include <atomic>
 #include <cmath>
+#include <cstring>
 #include <limits>
 
+#include "components/lv2/plugin_log.hpp"
 #include "components/lv2/unit.hpp"
 #include "lv2/lv2_unit.hpp"
 
@@ -270,6 +272,32 @@ TEST(Lv2UnitRefusals, NameWhatIsMissing) {
     if (interface != nullptr) EXPECT_EQ(interface->Open(interface, nullptr), c.opened) << c.uri;
     EXPECT_EQ(testing::internal::GetCapturedStderr().rfind(c.line, 0), 0u) << c.uri;
   }
+}
+
+TEST(PluginLog, PutsThePluginsNameBeforeEveryLineAndLeavesTracesOut) {
+  constexpr LV2_URID kTrace = 7;
+  vesk::lv2::PluginLog log("Tape", kTrace);
+  const LV2_Log_Log& feature = *log.feature();
+  const struct {
+    LV2_URID type;
+    const char* text;
+    std::string written;
+  } cases[] = {
+      {1, "no tape", "plugin host: Tape: no tape\n"},
+      {1, "\n100%s tape\n\n  gone\n", "plugin host: Tape: 100%s tape\nplugin host: Tape:   gone\n"},
+      {kTrace, "frame 3\n", ""},
+      {1, "", ""},
+  };
+  for (const auto& c : cases) {
+    testing::internal::CaptureStderr();
+    const int count = feature.printf(feature.handle, c.type, "%s", c.text);
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), c.written);
+    EXPECT_EQ(count, c.type == kTrace ? 0 : static_cast<int>(std::strlen(c.text)));
+  }
+  testing::internal::CaptureStderr();
+  feature.printf(feature.handle, 1, "%5000d", 1);
+  EXPECT_EQ(testing::internal::GetCapturedStderr(),
+            "plugin host: Tape: " + std::string(1023, ' ') + "\n");
 }
 
 }  // namespace

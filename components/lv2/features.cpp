@@ -2,10 +2,8 @@
 
 #include <lv2/buf-size/buf-size.h>
 #include <lv2/urid/urid.h>
-#include <unistd.h>
 
 #include <algorithm>
-#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
@@ -67,37 +65,6 @@ LV2_URID_Unmap g_unmap{nullptr, &unmap_for_plugin};
 LV2_URI_Map_Feature g_uri_map{nullptr, &map_in_context};
 LV2_Event_Feature g_event{nullptr, &count_no_reference, &count_no_reference};
 
-int log_text(LV2_Log_Handle handle, LV2_URID type, const char* format, va_list arguments) {
-  // Traces are the one kind that plugins may send while they run.
-  if (type == urids().log_trace) {
-    return 0;
-  }
-  char line[1024];
-  const int prefix =
-      std::snprintf(line, sizeof line - 1, "plugin host: %s: ", static_cast<const char*>(handle));
-  const std::size_t start = std::min<std::size_t>(prefix > 0 ? prefix : 0, sizeof line - 2);
-  const int written = std::vsnprintf(line + start, sizeof line - 1 - start, format, arguments);
-  if (written <= 0) {
-    return written;
-  }
-  std::size_t length = std::strlen(line);
-  while (length > start && line[length - 1] == '\n') {
-    --length;
-  }
-  line[length++] = '\n';
-  [[maybe_unused]] const ssize_t sent = write(STDERR_FILENO, line, length);
-  return written;
-}
-
-__attribute__((format(printf, 3, 4))) int log_arguments(LV2_Log_Handle handle, LV2_URID type,
-                                                        const char* format, ...) {
-  va_list arguments;
-  va_start(arguments, format);
-  const int written = log_text(handle, type, format, arguments);
-  va_end(arguments);
-  return written;
-}
-
 // Saved paths stay absolute: a preset is for the machine that holds its files.
 char* same_path(LV2_State_Map_Path_Handle, const char* path) {
   return path != nullptr ? strdup(path) : nullptr;
@@ -157,10 +124,9 @@ const LV2_Feature* const* library_features() {
 
 Features::Features(const Description& plugin, const BlockOptions& blocks,
                    const LV2_Worker_Schedule& schedule)
-    : plugin_name_(plugin.name),
-      file_folder_(file_folder(plugin)),
+    : file_folder_(file_folder(plugin)),
       schedule_(schedule),
-      log_{plugin_name_.data(), &log_arguments, &log_text},
+      log_(plugin.name, urids().log_trace),
       map_path_{nullptr, &same_path, &same_path},
       make_path_{&file_folder_, &make_path},
       free_path_{nullptr, &free_path},
@@ -183,7 +149,7 @@ Features::Features(const Description& plugin, const BlockOptions& blocks,
       {LV2_OPTIONS__options, options_.data()},
       {LV2_BUF_SIZE__boundedBlockLength, nullptr},
       {LV2_WORKER__schedule, &schedule_},
-      {LV2_LOG__log, &log_},
+      {LV2_LOG__log, log_.feature()},
       {LV2_STATE__mapPath, &map_path_},
       {LV2_STATE__makePath, &make_path_},
       {LV2_STATE__freePath, &free_path_},

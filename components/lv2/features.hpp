@@ -3,7 +3,6 @@
 // What the host offers to a plugin.
 
 #include <lv2/core/lv2.h>
-#include <lv2/log/log.h>
 #include <lv2/options/options.h>
 #include <lv2/state/state.h>
 #include <lv2/worker/worker.h>
@@ -14,6 +13,7 @@
 #include <vector>
 
 #include "components/lv2/description.hpp"
+#include "components/lv2/plugin_log.hpp"
 
 namespace vesk::lv2 {
 
@@ -44,10 +44,9 @@ class Features {
   const LV2_Feature* const* for_state() const { return state_.data(); }
 
  private:
-  std::string plugin_name_;
   std::string file_folder_;
   LV2_Worker_Schedule schedule_;
-  LV2_Log_Log log_;
+  PluginLog log_;
   LV2_State_Map_Path map_path_;
   LV2_State_Make_Path make_path_;
   LV2_State_Free_Path free_path_;

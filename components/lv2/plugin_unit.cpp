@@ -1,12 +1,11 @@
 #include "components/lv2/plugin_unit.hpp"
 
-#include <unistd.h>
-
 #include <algorithm>
 #include <utility>
 
 #include "components/lv2/cf_text.hpp"
 #include "components/lv2/editor_choice.hpp"
+#include "components/lv2/plugin_log.hpp"
 
 namespace vesk::lv2 {
 
@@ -54,8 +53,7 @@ PluginUnit::~PluginUnit() {
 }
 
 void PluginUnit::complain(const std::string& what) const {
-  const std::string line = "plugin host: " + plugin_->name + ": " + what + "\n";
-  [[maybe_unused]] const ssize_t sent = write(STDERR_FILENO, line.data(), line.size());
+  say_of(plugin_->name, what);
 }
 
 const std::vector<StateProperty>* PluginUnit::state_to_restore() const {

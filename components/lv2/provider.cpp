@@ -2,7 +2,6 @@
 
 #include <AudioToolbox/AudioUnitProperties.h>
 
-#include <cstdio>
 #include <exception>
 #include <mutex>
 #include <string>
@@ -10,6 +9,7 @@
 
 #include "components/lv2/component_code.hpp"
 #include "components/lv2/library.hpp"
+#include "components/lv2/plugin_log.hpp"
 #include "components/lv2/unit.hpp"
 
 namespace vesk::lv2 {
@@ -43,12 +43,6 @@ class Recent {
 Recent& recent() {
   static Recent plugins;
   return plugins;
-}
-
-void say(const std::string& line) {
-  // One write, so that lines of several threads stay whole.
-  const std::string text = "plugin host: " + line + "\n";
-  std::fwrite(text.data(), 1, text.size(), stderr);
 }
 
 bool can_be_hosted(const Entry& entry) {

@@ -3,7 +3,6 @@
 #include "components/lv2/unit.hpp"
 
 #include <AudioToolbox/AudioToolbox.h>
-#include <unistd.h>
 
 #include <cmath>
 #include <new>
@@ -11,6 +10,7 @@
 #include <utility>
 
 #include "components/lv2/features.hpp"
+#include "components/lv2/plugin_log.hpp"
 #include "components/lv2/plugin_unit.hpp"
 
 namespace vesk::lv2 {
@@ -32,10 +32,6 @@ PluginUnit& unit_of(void* self) noexcept VESK_REALTIME {
   return *static_cast<Block*>(self)->unit;
 }
 
-void say(const std::string& line) {
-  [[maybe_unused]] const ssize_t sent = write(STDERR_FILENO, line.data(), line.size());
-}
-
 /// Nothing is thrown at a caller that is written in C.
 template <typename Method>
 OSStatus guarded(Method method) noexcept {
@@ -53,7 +49,7 @@ OSStatus open_unit(Block& block, AudioComponentInstance instance) {
   bool missing = false;
   std::unique_ptr<PluginLibrary> library = PluginLibrary::open(*block.plugin, &error, &missing);
   if (library == nullptr) {
-    say("plugin host: " + block.plugin->name + " cannot be loaded: " + error + "\n");
+    say(block.plugin->name + " cannot be loaded: " + error);
     return missing ? kNotInLibrary : kCannotLoad;
   }
   AudioComponentDescription codes{block.plugin->type, 0, kManufacturer, 0, 0};
@@ -271,15 +267,14 @@ AudioComponentPlugInInterface* make_unit(std::shared_ptr<const Description> desc
                                          OSStatus* status) {
   const std::vector<std::string> missing = missing_features(*description);
   for (const std::string& feature : missing) {
-    say("plugin host: " + description->name + " needs the LV2 feature " + feature + "\n");
+    say(description->name + " needs the LV2 feature " + feature);
   }
   if (!missing.empty()) {
     *status = kAudioUnitErr_ExtensionNotFound;
     return nullptr;
   }
   if (!description->not_hosted.empty()) {
-    say("plugin host: " + description->name + " cannot be hosted: " + description->not_hosted +
-        "\n");
+    say(description->name + " cannot be hosted: " + description->not_hosted);
     *status = kCannotLoad;
     return nullptr;
   }

@@ -4,11 +4,6 @@
 #include <lv2/buf-size/buf-size.h>
 #include <lv2/instance-access/instance-access.h>
 #include <lv2/parameters/parameters.h>
-#include <unistd.h>
-
-#include <cstdarg>
-#include <cstdio>
-#include <cstring>
 
 namespace vesk::lv2 {
 namespace {
@@ -38,32 +33,13 @@ std::uint32_t accept_subscription(LV2UI_Feature_Handle, std::uint32_t, std::uint
   return 0;
 }
 
-int log_text(LV2_Log_Handle handle, LV2_URID, const char* format, va_list arguments) {
-  char text[1024];
-  const int written = std::vsnprintf(text, sizeof text, format, arguments);
-  if (written > 0) {
-    text[std::strcspn(text, "\n")] = '\0';
-    dprintf(STDERR_FILENO, "plugin host: %s: %s\n", link_of(handle).plugin().name.c_str(), text);
-  }
-  return written;
-}
-
-__attribute__((format(printf, 3, 4))) int log_arguments(LV2_Log_Handle handle, LV2_URID type,
-                                                        const char* format, ...) {
-  va_list arguments;
-  va_start(arguments, format);
-  const int written = log_text(handle, type, format, arguments);
-  va_end(arguments);
-  return written;
-}
-
 }  // namespace
 
 InterfaceFeatures::InterfaceFeatures(EditorLink& link, unsigned long window,
                                      const LV2UI_Resize& resize, const LV2UI_Touch& touch)
     : map_{&link, &map_uri},
       unmap_{&link, &unmap_urid},
-      log_{&link, &log_arguments, &log_text},
+      log_(link.plugin().name, link.map(LV2_LOG__Trace)),
       resize_(resize),
       touch_(touch),
       port_map_{&link, &port_of},
@@ -91,7 +67,7 @@ InterfaceFeatures::InterfaceFeatures(EditorLink& link, unsigned long window,
       {LV2_URID__map, &map_},
       {LV2_URID__unmap, &unmap_},
       {LV2_OPTIONS__options, options_.data()},
-      {LV2_LOG__log, &log_},
+      {LV2_LOG__log, log_.feature()},
       // The number itself. NOLINTNEXTLINE(performance-no-int-to-ptr)
       {LV2_UI__parent, reinterpret_cast<void*>(window)},
       {LV2_UI__idleInterface, nullptr},

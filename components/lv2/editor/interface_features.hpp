@@ -4,7 +4,6 @@
 
 #include <lv2/core/lv2.h>
 #include <lv2/data-access/data-access.h>
-#include <lv2/log/log.h>
 #include <lv2/options/options.h>
 #include <lv2/ui/ui.h>
 #include <lv2/urid/urid.h>
@@ -14,6 +13,7 @@
 #include <vector>
 
 #include "components/lv2/editor_link.hpp"
+#include "components/lv2/plugin_log.hpp"
 
 namespace vesk::lv2 {
 
@@ -34,7 +34,7 @@ class InterfaceFeatures {
  private:
   LV2_URID_Map map_;
   LV2_URID_Unmap unmap_;
-  LV2_Log_Log log_;
+  PluginLog log_;
   LV2UI_Resize resize_;
   LV2UI_Touch touch_;
   LV2UI_Port_Map port_map_;
