@@ -1,5 +1,6 @@
 #include "support/component_installation.hpp"
 
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cstdlib>
@@ -59,6 +60,8 @@ ComponentInstallation::ComponentInstallation(const std::string& tone, const std:
   add_bundle("first/h-numbers", info_plist("tone", plist_entry("<integer>1635083896</integer>",
                                                                "<integer>-2139062144</integer>",
                                                                "H: Numbers", "GainFactory")));
+  fs::create_directories(root_ / "first" / "i-pipe.component" / "Resources");
+  mkfifo((root_ / "first/i-pipe.component/Resources/Info-gnustep.plist").c_str(), 0600);
   std::ofstream(root_ / "first" / "not-a-bundle.component") << "a file";
   fs::create_directory_symlink(tone, root_ / "second" / "tone.component");
   add_bundle("second/late", info_plist("missing", plist_entry("aumu", "Late", "Late", "F")));

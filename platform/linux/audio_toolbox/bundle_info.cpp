@@ -74,7 +74,8 @@ bool is_true(CFTypeRef value) {
 
 /// The file as data, or NULL with `problem` set.
 CFDataRef copy_file(const std::string& path, std::string& problem) {
-  const int file = open(path.c_str(), O_RDONLY | O_CLOEXEC);
+  // Non-blocking: a pipe in the file's place would be waited for, under the registry's lock.
+  const int file = open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
   if (file < 0) {
     problem = std::strerror(errno);
     return nullptr;
