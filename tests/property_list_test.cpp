@@ -247,11 +247,16 @@ TEST(PropertyList, WhatIsNoPropertyListIsNotWritten) {
   CFMutableDictionaryRef keyed = CFDictionaryCreateMutable(
       nullptr, 0, &kCFTypeDictionaryKeyCallBacks, &kCFTypeDictionaryValueCallBacks);
   CFDictionarySetValue(keyed, kCFBooleanTrue, kCFBooleanTrue);
+  // The reader's own refusal: written all the same, it would cost the rest of the state.
+  CFMutableDictionaryRef unnamed = CFDictionaryCreateMutable(
+      nullptr, 0, &kCFTypeDictionaryKeyCallBacks, &kCFTypeDictionaryValueCallBacks);
+  CFDictionarySetValue(unnamed, CFSTR(""), kCFBooleanTrue);
   const UniChar half = 0xd800;
   CFStringRef surrogate = CFStringCreateWithCharacters(nullptr, &half, 1);
   CFDateRef far = CFDateCreate(nullptr, 1e18);
-  for (CFTypeRef list : {CFTypeRef(circle), CFTypeRef(keyed), CFTypeRef(surrogate), CFTypeRef(far),
-                         CFTypeRef(kCFNull), CFTypeRef(nullptr)}) {
+  for (CFTypeRef list :
+       {CFTypeRef(circle), CFTypeRef(keyed), CFTypeRef(unnamed), CFTypeRef(surrogate),
+        CFTypeRef(far), CFTypeRef(kCFNull), CFTypeRef(nullptr)}) {
     CFErrorRef error = nullptr;
     EXPECT_EQ(CFPropertyListCreateData(nullptr, list, kCFPropertyListXMLFormat_v1_0, 0, &error),
               nullptr);
@@ -262,8 +267,8 @@ TEST(PropertyList, WhatIsNoPropertyListIsNotWritten) {
   EXPECT_EQ(write(kCFBooleanTrue, kCFPropertyListOpenStepFormat), "(null)");
   CFRelease(circle);
   CFRelease(keyed);
-  // The binary form has room for these two.
-  for (CFTypeRef list : {CFTypeRef(surrogate), CFTypeRef(far)}) {
+  // The binary form has room for these.
+  for (CFTypeRef list : {CFTypeRef(unnamed), CFTypeRef(surrogate), CFTypeRef(far)}) {
     CFPropertyListRef back = read(write(list, kCFPropertyListBinaryFormat_v1_0));
     ASSERT_NE(back, nullptr);
     EXPECT_TRUE(CFEqual(list, back));

@@ -59,7 +59,12 @@ std::optional<std::string> check(CFTypeRef object, CFPropertyListFormat format, 
       CFDictionaryGetKeysAndValues(dictionary, keys.data(), values.data());
       for (std::size_t i = 0; i < count; ++i) {
         if (list_kind(keys[i]) != ListKind::string) return "a key is no text";
-        if (auto fault = check_string(static_cast<CFStringRef>(keys[i]), format)) return fault;
+        const auto key = static_cast<CFStringRef>(keys[i]);
+        // Readers of the XML form refuse such a key, and with it everything else that was saved.
+        if (format == kCFPropertyListXMLFormat_v1_0 && CFStringGetLength(key) == 0) {
+          return "a key is empty";
+        }
+        if (auto fault = check_string(key, format)) return fault;
         if (auto fault = check(values[i], format, nesting + 1)) return fault;
       }
       return std::nullopt;
