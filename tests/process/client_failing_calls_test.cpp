@@ -103,7 +103,7 @@ TEST(ClientFailingCalls, each_gives_a_sentence_and_leaves_nothing) {
     EXPECT_FALSE(error.empty()) << call;
     EXPECT_EQ(entries("/proc/self/fd"), descriptors) << error;
     // A joined thread leaves the list a moment later.
-    EXPECT_TRUE(soon([&] { return entries("/proc/self/task") <= threads; }))
+    EXPECT_TRUE(wait_until([&] { return entries("/proc/self/task") <= threads; }))
         << "a thread is left: " << error;
     EXPECT_EQ(waitpid(-1, nullptr, WNOHANG), -1) << "a child is left: " << error;
     sentences.push_back(error);

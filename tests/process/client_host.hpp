@@ -1,13 +1,14 @@
 #pragma once
 
-#include <chrono>
 #include <string>
-#include <thread>
 
+#include "tests/support/wait_until.hpp"
 #include "vesk/host_process.hpp"
 
 /// Starting the fake host from a test.
 namespace vesk::client_test {
+
+using tests::wait_until;
 
 inline client::Options options(const std::string& commands,
                                client::Mode mode = client::Mode::offline) {
@@ -16,17 +17,6 @@ inline client::Options options(const std::string& commands,
   result.mode = mode;
   result.host_program = VESK_FAKE_HOST;
   return result;
-}
-
-/// Whether `done()` becomes true within `limit`.
-template <typename Predicate>
-bool soon(Predicate done, std::chrono::milliseconds limit = std::chrono::milliseconds(3000)) {
-  const auto deadline = std::chrono::steady_clock::now() + limit;
-  while (!done()) {
-    if (std::chrono::steady_clock::now() >= deadline) return false;
-    std::this_thread::sleep_for(std::chrono::milliseconds(2));
-  }
-  return true;
 }
 
 }  // namespace vesk::client_test

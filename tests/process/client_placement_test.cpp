@@ -49,7 +49,7 @@ class ClientPlacement : public testing::Test {
     host_ = HostProcess::start(options(commands, Mode::real_time), error);
     ASSERT_NE(host_, nullptr) << error;
     // "record parent 1 priority 0 thread N"
-    ASSERT_TRUE(soon([&] {
+    ASSERT_TRUE(wait_until([&] {
       for (const std::string& line : host_->plugin_lines())
         if (line.starts_with("record parent 1 ")) member_ = std::atoi(&line[line.rfind(' ')]);
       return member_ != 0;
@@ -64,7 +64,7 @@ class ClientPlacement : public testing::Test {
   }
 
   bool member_moves_to(const cpu_set_t& cpus) {
-    return soon([&] {
+    return wait_until([&] {
       const cpu_set_t now = cpus_of(member_);
       return CPU_EQUAL(&now, &cpus) != 0;
     });

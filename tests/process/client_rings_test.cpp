@@ -44,7 +44,7 @@ TEST(ClientRings, twenty_window_requests_in_a_row_are_all_served) {
   for (unsigned i = 0; i < 20; ++i) host->open_editor(i, std::string(127, 'x') + "\u00e9");
   ASSERT_TRUE(host->settle(3s));
   EXPECT_EQ(host->open_mask(), (1u << 20) - 1);
-  EXPECT_TRUE(soon([&] { return lines_with(*host, "open ").size() == 20; }));
+  EXPECT_TRUE(wait_until([&] { return lines_with(*host, "open ").size() == 20; }));
   EXPECT_EQ(lines_with(*host, "open ").back(), "open 19 " + std::string(127, 'x'))
       << "a title is cut at a character";
 }

@@ -56,7 +56,7 @@ TEST(ClientStart, a_host_gets_a_clean_process_and_its_figures_come_back) {
   EXPECT_GE(host->load_times().listening_ms, host->load_times().ready_ms);
   EXPECT_EQ(host->load_times().instantiate_ms, 1.5);
   EXPECT_EQ(host->latency_seconds(), 0.25);
-  EXPECT_TRUE(soon([&] { return host->plugin_lines().size() >= 2; }));
+  EXPECT_TRUE(wait_until([&] { return host->plugin_lines().size() >= 2; }));
   const auto lines = host->plugin_lines();
   EXPECT_TRUE(has_line(lines, "arguments 48000 4096 128"));
   EXPECT_TRUE(has_line(lines, "group 1 policy 0 descriptor3 1 descriptor4 0")) << lines.back();
@@ -73,7 +73,7 @@ TEST(ClientStart, offline_hosts_have_no_period_and_no_record) {
   std::string error;
   auto host = HostProcess::start(options("x=1"), error);
   ASSERT_NE(host, nullptr) << error;
-  EXPECT_TRUE(soon([&] { return host->plugin_lines().size() >= 2; }));
+  EXPECT_TRUE(wait_until([&] { return host->plugin_lines().size() >= 2; }));
   EXPECT_TRUE(has_line(host->plugin_lines(), "arguments 48000 4096 0"));
   EXPECT_TRUE(has_line(host->plugin_lines(), "descriptor3 0"));
 }

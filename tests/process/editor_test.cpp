@@ -12,9 +12,12 @@
 #include <memory>
 #include <thread>
 
+#include "host/atomics.hpp"
 #include "support/display.hpp"
+#include "support/empty_preset.hpp"
 #include "support/raw_host.hpp"
 #include "support/scratch_folder.hpp"
+#include "support/wait_until.hpp"
 
 extern "C" {
 #include "units/editors/variants.h"
@@ -30,47 +33,11 @@ std::string editors(EditorVariant variant, const std::string& preset = {}) {
   return "aumu:Edit:Vesk#1=" + std::to_string(variant) + (preset.empty() ? "" : "@" + preset);
 }
 
-void ask(RawHost& host, std::uint32_t kind, std::uint32_t plugin, const std::string& title) {
-  Block& block = host.block();
-  const std::uint32_t write = block.window_write;
-  WindowRequest& request = block.window_requests[write % window_slots];
-  request.kind = kind;
-  request.plugin = plugin;
-  std::strncpy(request.title, title.c_str(), title_bytes);
-  __atomic_store_n(&block.window_write, write + 1, __ATOMIC_RELEASE);
-}
-
-void open_editor(RawHost& host, const std::string& title) {
-  // A host that answers periods may not have looked at its rings yet, and takes as read what is
-  // in them then.
-  EXPECT_TRUE(host.wait_turns());
-  ask(host, WindowRequest::open, 0, title);
-}
-
-bool wait_until(const std::function<bool()>& condition, std::chrono::milliseconds limit = 5s) {
-  for (const auto end = std::chrono::steady_clock::now() + limit;
-       !condition() && std::chrono::steady_clock::now() < end;) {
-    std::this_thread::sleep_for(5ms);
-  }
-  return condition();
-}
-
-std::uint32_t mask_of(RawHost& host) {
-  return __atomic_load_n(&host.block().open_mask, __ATOMIC_ACQUIRE);
-}
-
-bool wait_mask(RawHost& host, std::uint32_t mask) {
-  return wait_until([&] { return mask_of(host) == mask; });
-}
-
-/// A preset that sets nothing, to be rewritten.
-void write_empty_preset(const std::string& path) {
-  std::ofstream(path) << "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<plist version=\"1.0\"><dict>"
-                      << "<key>version</key><integer>0</integer>"
-                      << "<key>type</key><integer>" << 'aumu' << "</integer>"
-                      << "<key>subtype</key><integer>" << 'Edit' << "</integer>"
-                      << "<key>manufacturer</key><integer>" << 'Vesk' << "</integer>"
-                      << "</dict></plist>\n";
+/// A preset of the unit that sets nothing.
+std::string empty_preset(const ScratchFolder& folder) {
+  std::string path = folder / "state.aupreset";
+  write_empty_preset(path, 'aumu', 'Edit', 'Vesk');
+  return path;
 }
 
 /// What the unit plays: its level.
@@ -137,22 +104,21 @@ TEST_F(Editor, ATurnedKnobIsHeardSavedAndRestored) {
   for (const Case& c : cases) {
     SCOPED_TRACE(c.name);
     ScratchFolder folder;
-    const std::string preset = folder / "state.aupreset";
+    const std::string preset = empty_preset(folder);
     const std::string chain = editors(c.variant, preset);
-    write_empty_preset(preset);
     {
       RawHost host({.chain = chain});
       ASSERT_TRUE(host.wait_listening()) << host.block().error;
       EXPECT_FALSE(maps_window_libraries(host.pid()));
-      open_editor(host, c.name);
-      ASSERT_TRUE(wait_mask(host, 1)) << host.standard_error();
+      host.ask_window(WindowRequest::open, 0, c.name);
+      ASSERT_TRUE(host.wait_open(1)) << host.standard_error();
       const auto window = find_window(c.name);
       ASSERT_TRUE(window);
       click(*window, c.x, c.y);
       EXPECT_TRUE(wait_heard(host, c.level)) << heard(host);
       EXPECT_EQ(host.block().saved_write, 0u);
       click_close_box(*window);
-      EXPECT_TRUE(wait_mask(host, 0));
+      EXPECT_TRUE(host.wait_open(0));
       EXPECT_TRUE(wait_until([&] { return host.block().saved_write == 1; }));
       EXPECT_EQ(host.block().saved[0], 0u);
       EXPECT_TRUE(host.stop());
@@ -167,14 +133,13 @@ TEST_F(Editor, ATurnedKnobIsHeardSavedAndRestored) {
 
 TEST_F(Editor, WhatIsChangedIsSavedEveryTenSecondsWhileItIsOpen) {
   ScratchFolder folder;
-  const std::string preset = folder / "state.aupreset";
-  write_empty_preset(preset);
+  const std::string preset = empty_preset(folder);
   const auto start = std::chrono::steady_clock::now();
   RawHost host({.chain = editors(kCocoaView, preset)});
   ASSERT_TRUE(host.wait_listening()) << host.block().error;
   // As long as the block holds: no NUL ends it.
   const std::string title(title_bytes, 'L');
-  open_editor(host, title);
+  host.ask_window(WindowRequest::open, 0, title);
   const auto window = find_window(title);
   ASSERT_TRUE(window);
   EXPECT_EQ(title_of(*window), title);
@@ -182,7 +147,7 @@ TEST_F(Editor, WhatIsChangedIsSavedEveryTenSecondsWhileItIsOpen) {
   EXPECT_TRUE(wait_heard(host, 0.5f));
   EXPECT_TRUE(wait_until([&] { return load_acquire(host.block().saved_write) == 1; }, 15s));
   EXPECT_GE(std::chrono::steady_clock::now() - start, 10s);
-  EXPECT_EQ(mask_of(host), 1u);
+  EXPECT_EQ(load_acquire(host.block().open_mask), 1u);
   EXPECT_TRUE(host.stop());
   EXPECT_EQ(load_acquire(host.block().saved_write), 1u) << "the file is current when it closes";
 }
@@ -191,7 +156,7 @@ TEST_F(Editor, TheWindowComesBackWhereItWas) {
   for (const bool again : {false, true}) {
     RawHost host({.chain = editors(kCocoaView)});
     ASSERT_TRUE(host.wait_listening());
-    open_editor(host, "Moved");
+    host.ask_window(WindowRequest::open, 0, "Moved");
     const auto window = find_window("Moved");
     ASSERT_TRUE(window);
     EXPECT_NEAR(window->x, again ? 50 : 640 - window->width / 2, 4);
@@ -208,7 +173,7 @@ constexpr int row_height = 28;
 TEST_F(Editor, ThePanelIsPlayedWithThePointer) {
   RawHost host({.chain = editors(kNoEditor)});
   ASSERT_TRUE(host.wait_listening());
-  open_editor(host, "Panel");
+  host.ask_window(WindowRequest::open, 0, "Panel");
   const auto window = find_window("Panel");
   ASSERT_TRUE(window);
   drag(*window, 195 + 86, first_row, 195 + 172, first_row);
@@ -231,7 +196,7 @@ TEST_F(Editor, ThePanelIsPlayedWithThePointer) {
 TEST_F(Editor, ThePanelFollowsWhatIsChangedElsewhere) {
   RawHost host({.chain = editors(kNoEditor)});
   ASSERT_TRUE(host.wait_listening());
-  open_editor(host, "Follows");
+  host.ask_window(WindowRequest::open, 0, "Follows");
   const auto window = find_window("Follows");
   ASSERT_TRUE(window);
   std::this_thread::sleep_for(300ms);
@@ -254,10 +219,10 @@ TEST_F(Editor, HostsShowEditorsBesideEachOther) {
   RawHost first({.chain = editors(kCocoaView)});
   RawHost second({.chain = editors(kCocoaView)});
   ASSERT_TRUE(first.wait_listening() && second.wait_listening());
-  open_editor(first, "Left");
-  open_editor(second, "Right");
-  EXPECT_TRUE(wait_mask(first, 1));
-  EXPECT_TRUE(wait_mask(second, 1));
+  first.ask_window(WindowRequest::open, 0, "Left");
+  second.ask_window(WindowRequest::open, 0, "Right");
+  EXPECT_TRUE(first.wait_open(1));
+  EXPECT_TRUE(second.wait_open(1));
   EXPECT_TRUE(first.stop());
   EXPECT_TRUE(second.stop());
   EXPECT_EQ(lines_without_workgroup(second), "");
@@ -267,7 +232,7 @@ TEST_F(Editor, LeavesTheTitleBarToAWindowManagerWhereThereIsOne) {
   display_.pretend_window_manager();
   RawHost host({.chain = editors(kCocoaView)});
   ASSERT_TRUE(host.wait_listening());
-  open_editor(host, "Managed");
+  host.ask_window(WindowRequest::open, 0, "Managed");
   const auto window = find_window("Managed");
   ASSERT_TRUE(window);
   EXPECT_EQ(window->width, 300);
@@ -279,8 +244,8 @@ TEST_F(Editor, LeavesTheTitleBarToAWindowManagerWhereThereIsOne) {
 TEST_F(Editor, LeavesNoProcessBehindAndPassesWhatPluginsPrint) {
   RawHost host({.chain = editors(kLogs)});
   ASSERT_TRUE(host.wait_listening());
-  open_editor(host, "Talks");
-  ASSERT_TRUE(wait_mask(host, 1));
+  host.ask_window(WindowRequest::open, 0, "Talks");
+  ASSERT_TRUE(host.wait_open(1));
 #if !__has_feature(thread_sanitizer)  // which has a child of its own to name functions with
   EXPECT_EQ(output_of("pgrep --parent " + std::to_string(host.pid())), "");
 #endif
@@ -293,11 +258,11 @@ TEST_F(Editor, LeavesNoProcessBehindAndPassesWhatPluginsPrint) {
 TEST_F(Editor, WhatAViewThrowsDoesNotReachTheSound) {
   RawHost host({.chain = editors(kThrowsInMouseDown)});
   ASSERT_TRUE(host.wait_listening());
-  open_editor(host, "Throws");
+  host.ask_window(WindowRequest::open, 0, "Throws");
   const auto window = find_window("Throws");
   ASSERT_TRUE(window);
   click(*window, 30, 60);
-  EXPECT_TRUE(wait_mask(host, 0));
+  EXPECT_TRUE(host.wait_open(0));
   EXPECT_TRUE(wait_heard(host, 0.25f));
   EXPECT_TRUE(host.stop());
   EXPECT_EQ(lines_without_workgroup(host), "plugin host " + editors(kThrowsInMouseDown) +
@@ -308,7 +273,7 @@ TEST_F(Editor, WhatAViewThrowsDoesNotReachTheSound) {
 TEST_F(Editor, ACrashInAnEditorIsToldOfItsPlugin) {
   RawHost host({.chain = editors(kCrashesInMouseDown)});
   ASSERT_TRUE(host.wait_listening());
-  open_editor(host, "Crashes");
+  host.ask_window(WindowRequest::open, 0, "Crashes");
   const auto window = find_window("Crashes");
   ASSERT_TRUE(window);
   click(*window, 30, 60);
@@ -323,34 +288,33 @@ TEST_F(Editor, WithoutAServerThereIsNoWindowAndTheSoundGoesOn) {
   display_.kill();
   RawHost host({.chain = editors(kCocoaView)});
   ASSERT_TRUE(host.wait_listening());
-  open_editor(host, "Nowhere");
+  host.ask_window(WindowRequest::open, 0, "Nowhere");
   const std::string line = "plugin host " + editors(kCocoaView) + ": no window for plugin 0\n";
   EXPECT_TRUE(wait_until([&] { return host.standard_error() == line; })) << host.standard_error();
-  EXPECT_EQ(mask_of(host), 0u);
+  EXPECT_EQ(load_acquire(host.block().open_mask), 0u);
   EXPECT_TRUE(wait_heard(host, 0.25f));
   EXPECT_TRUE(host.stop());
 }
 
 TEST_F(Editor, AServerThatGoesAwayTakesTheEditorsAndNotTheHost) {
   ScratchFolder folder;
-  const std::string preset = folder / "state.aupreset";
-  write_empty_preset(preset);
+  const std::string preset = empty_preset(folder);
   RawHost host({.chain = editors(kCocoaView, preset)});
   ASSERT_TRUE(host.wait_listening()) << host.block().error;
-  open_editor(host, "Doomed");
+  host.ask_window(WindowRequest::open, 0, "Doomed");
   const auto window = find_window("Doomed");
   ASSERT_TRUE(window);
   click(*window, 150, 60);
   EXPECT_TRUE(wait_heard(host, 0.5f));
   display_.kill();
-  EXPECT_TRUE(wait_mask(host, 0));
+  EXPECT_TRUE(host.wait_open(0));
   EXPECT_TRUE(wait_until([&] { return host.block().saved_write == 1; }));
   // It neither spins on the dead connection nor stops turning.
   const double before = cpu_seconds(host.pid());
   std::this_thread::sleep_for(1s);
   EXPECT_LT(cpu_seconds(host.pid()) - before, 0.1);
   EXPECT_TRUE(host.wait_turns());
-  open_editor(host, "Again");
+  host.ask_window(WindowRequest::open, 0, "Again");
   EXPECT_TRUE(
       wait_until([&] { return host.standard_error().ends_with("no window for plugin 0\n"); }));
   EXPECT_TRUE(wait_heard(host, 0.5f));
@@ -371,24 +335,20 @@ TEST_F(Editor, AViewThatLosesItsOwnConnectionLosesNoEdit) {
   for (const Case& c : cases) {
     SCOPED_TRACE(c.name);
     ScratchFolder folder;
-    const std::string preset = folder / "state.aupreset";
-    write_empty_preset(preset);
+    const std::string preset = empty_preset(folder);
     RawHost host({.chain = editors(c.variant, preset)});
     ASSERT_TRUE(host.wait_listening()) << host.block().error;
-    open_editor(host, c.name);
+    host.ask_window(WindowRequest::open, 0, c.name);
     const auto window = find_window(c.name);
     ASSERT_TRUE(window);
     click(*window, 150, 60);
     EXPECT_TRUE(wait_heard(host, 0.5f));
-    if (!c.closes) {
-      EXPECT_TRUE(host.wait_turns());
-      ask(host, WindowRequest::close_all, 0, "");
-    }
-    EXPECT_TRUE(wait_mask(host, 0));
+    if (!c.closes) host.ask_window(WindowRequest::close_all);
+    EXPECT_TRUE(host.wait_open(0));
     EXPECT_TRUE(wait_until([&] { return host.block().saved_write == 1; }));
     EXPECT_TRUE(wait_heard(host, 0.5f));
     // It still shows editors.
-    open_editor(host, "Next");
+    host.ask_window(WindowRequest::open, 0, "Next");
     EXPECT_TRUE(find_window("Next"));
     EXPECT_TRUE(host.stop());
     const std::string line = ": editor of plugin 0 failed: its connection to the X server broke\n";
@@ -402,8 +362,8 @@ TEST_F(Editor, AnIdleEditorCostsNextToNothing) {
   for (const EditorVariant variant : {kCocoaView, kNoEditor}) {
     RawHost host({.chain = editors(variant)});
     ASSERT_TRUE(host.wait_listening());
-    open_editor(host, "Idle");
-    ASSERT_TRUE(wait_mask(host, 1));
+    host.ask_window(WindowRequest::open, 0, "Idle");
+    ASSERT_TRUE(host.wait_open(1));
     std::this_thread::sleep_for(500ms);
     const double before = cpu_seconds(host.pid());
     std::this_thread::sleep_for(3s);

@@ -4,15 +4,15 @@
 #include <stdlib.h>
 
 #include <cmath>
-#include <cstring>
 #include <fstream>
-#include <functional>
 #include <thread>
 
 #include "components/lv2/component_code.hpp"
 #include "support/display.hpp"
+#include "support/empty_preset.hpp"
 #include "support/raw_host.hpp"
 #include "support/scratch_folder.hpp"
+#include "support/wait_until.hpp"
 
 using namespace vesk::host;
 using namespace vesk::tests;
@@ -35,25 +35,6 @@ std::string knob_chain(const std::string& preset, const char* uri) {
          (preset.empty() ? "" : "@" + preset);
 }
 
-bool wait_until(const std::function<bool()>& condition) {
-  for (const auto end = std::chrono::steady_clock::now() + 5s;
-       !condition() && std::chrono::steady_clock::now() < end;) {
-    std::this_thread::sleep_for(5ms);
-  }
-  return condition();
-}
-
-/// A preset that sets nothing, to be rewritten.
-void write_empty_preset(const std::string& path) {
-  std::ofstream(path) << "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<plist version=\"1.0\"><dict>"
-                      << "<key>version</key><integer>0</integer>"
-                      << "<key>type</key><integer>" << 'aumu' << "</integer>"
-                      << "<key>subtype</key><integer>" << vesk::lv2::primary_code(kUri)
-                      << "</integer>"
-                      << "<key>manufacturer</key><integer>" << 'LV2_' << "</integer>"
-                      << "</dict></plist>\n";
-}
-
 /// A host that plays the knob, with its editor on screen.
 class KnobHost {
  public:
@@ -62,15 +43,8 @@ class KnobHost {
 
   void open() {
     ASSERT_TRUE(host.wait_listening()) << host.block().error << host.standard_error();
-    ASSERT_TRUE(host.wait_turns());
-    Block& block = host.block();
-    const std::uint32_t write = block.window_write;
-    WindowRequest& request = block.window_requests[write % window_slots];
-    request.kind = WindowRequest::open;
-    request.plugin = 0;
-    std::strncpy(request.title, "Knob", title_bytes);
-    __atomic_store_n(&block.window_write, write + 1, __ATOMIC_RELEASE);
-    ASSERT_TRUE(wait_mask(1)) << host.standard_error();
+    host.ask_window(WindowRequest::open, 0, "Knob");
+    ASSERT_TRUE(host.wait_open(1)) << host.standard_error();
     const auto found = find_window("Knob");
     ASSERT_TRUE(found);
     window = *found;
@@ -78,13 +52,9 @@ class KnobHost {
     serve();
     std::this_thread::sleep_for(150ms);
   }
-  bool wait_mask(std::uint32_t mask) {
-    return wait_until(
-        [&] { return __atomic_load_n(&host.block().open_mask, __ATOMIC_ACQUIRE) == mask; });
-  }
   void close() {
     click_close_box(window);
-    EXPECT_TRUE(wait_mask(0));
+    EXPECT_TRUE(host.wait_open(0));
     EXPECT_TRUE(host.wait_turns());
   }
   bool serve() { return host.serve(64); }
@@ -120,7 +90,7 @@ std::string content_of(const std::string& path) {
 }
 
 TEST_F(Lv2Editor, ATurnedKnobIsHeardSavedAndRestored) {
-  write_empty_preset(preset_);
+  write_empty_preset(preset_, 'aumu', vesk::lv2::primary_code(kUri), 'LV2_');
   {
     KnobHost knob(preset_);
     knob.open();
@@ -141,7 +111,7 @@ TEST_F(Lv2Editor, ATurnedKnobIsHeardSavedAndRestored) {
 
 // The interface sets a control of its own accord while it opens.
 TEST_F(Lv2Editor, WhatAnInterfaceSetsByItselfIsNoEdit) {
-  write_empty_preset(preset_);
+  write_empty_preset(preset_, 'aumu', vesk::lv2::primary_code(kUri), 'LV2_');
   const std::string before = content_of(preset_);
   KnobHost knob(preset_);
   knob.open();
@@ -195,7 +165,7 @@ TEST_F(Lv2Editor, TheWindowFollowsTheInterfacesSize) {
 }
 
 TEST_F(Lv2Editor, WhatAnInterfaceThrowsClosesItsEditorAlone) {
-  write_empty_preset(preset_);
+  write_empty_preset(preset_, 'aumu', vesk::lv2::primary_code(kUri), 'LV2_');
   KnobHost knob(preset_);
   knob.open();
   click(knob.window, 120, 40);
@@ -207,13 +177,12 @@ TEST_F(Lv2Editor, WhatAnInterfaceThrowsClosesItsEditorAlone) {
   };
   ASSERT_TRUE(wait_until(grown));
   click(knob.window, kThrow, kKeys);
-  EXPECT_TRUE(knob.wait_mask(0));
+  EXPECT_TRUE(knob.host.wait_open(0));
   EXPECT_TRUE(wait_until([&] { return knob.host.block().saved_write == 1; }));
   EXPECT_TRUE(knob.wait_level(0.5f));
   EXPECT_TRUE(knob.host.stop());
-  EXPECT_NE(
-      knob.host.standard_error().find(": editor of plugin 0 failed: pressed in vain\n"),
-      std::string::npos)
+  EXPECT_NE(knob.host.standard_error().find(": editor of plugin 0 failed: pressed in vain\n"),
+            std::string::npos)
       << knob.host.standard_error();
 }
 
@@ -235,13 +204,13 @@ TEST_F(Lv2Editor, OpensAgainAndAgain) {
 
 // The interface has a connection of its own, whose loss ends a process.
 TEST_F(Lv2Editor, AServerThatGoesAwayTakesTheEditorAndNotTheHost) {
-  write_empty_preset(preset_);
+  write_empty_preset(preset_, 'aumu', vesk::lv2::primary_code(kUri), 'LV2_');
   KnobHost knob(preset_);
   knob.open();
   click(knob.window, 120, 40);
   EXPECT_TRUE(knob.wait_level(0.5f)) << knob.level();
   display_.kill();
-  EXPECT_TRUE(knob.wait_mask(0));
+  EXPECT_TRUE(knob.host.wait_open(0));
   EXPECT_TRUE(wait_until([&] { return knob.host.block().saved_write == 1; }));
   EXPECT_TRUE(knob.wait_level(0.5f));
   EXPECT_TRUE(knob.host.stop());

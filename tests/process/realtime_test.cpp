@@ -13,7 +13,7 @@ using namespace std::chrono_literals;
 namespace {
 
 void play(RawHost& host, int periods) {
-  for (int period = 0; period < periods && host.wait_end(0ms) == -1; ++period) {
+  for (int period = 0; period < periods && !host.has_ended(); ++period) {
     Block& block = host.block();
     block.midi_count = 2;
     const auto key = static_cast<std::uint8_t>(40 + period % 40);

@@ -12,7 +12,6 @@
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
-#include <functional>
 #include <memory>
 #include <random>
 #include <thread>
@@ -23,6 +22,7 @@
 #include "support/raw_host.hpp"
 #include "support/recording_unit.hpp"
 #include "support/scratch_folder.hpp"
+#include "support/wait_until.hpp"
 
 namespace vesk::host {
 namespace {
@@ -126,19 +126,11 @@ float level_of(unsigned number) {
   return static_cast<float>(number % 1000) / 1000.0f;
 }
 
-bool wait_until(const std::function<bool()>& condition) {
-  for (const auto end = std::chrono::steady_clock::now() + 10s; !condition();) {
-    if (std::chrono::steady_clock::now() > end) return false;
-    std::this_thread::sleep_for(500us);
-  }
-  return true;
-}
-
 /// Opens the editor, changes the level and closes it, over and over, from save `number` on, until
 /// the host is gone.
 void use_editor(RawHost& host, unsigned number) {
   Block& block = host.block();
-  const auto has_ended = [&] { return host.wait_end(0ms) != -1; };
+  const auto has_ended = [&] { return host.has_ended(); };
   for (; !has_ended(); ++number) {
     const std::uint32_t saves = load_acquire(block.saved_write);
     host.ask_window(WindowRequest::open, 0, "Chaos");

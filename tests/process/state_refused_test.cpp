@@ -21,6 +21,7 @@
 #include "support/display.hpp"
 #include "support/raw_host.hpp"
 #include "support/scratch_folder.hpp"
+#include "support/wait_until.hpp"
 
 namespace vesk::host {
 namespace {
@@ -30,14 +31,6 @@ using namespace std::chrono_literals;
 
 constexpr const char* unit = "aumu:Edit:Vesk#1=1@";
 constexpr int not_allowed_here = 77;
-
-bool wait_until(const std::function<bool()>& condition) {
-  for (const auto end = std::chrono::steady_clock::now() + 10s; !condition();) {
-    if (std::chrono::steady_clock::now() > end) return false;
-    std::this_thread::sleep_for(2ms);
-  }
-  return true;
-}
 
 /// A host that is used in its editor.
 class EditedHost {

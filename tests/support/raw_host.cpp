@@ -15,10 +15,13 @@
 #include <fstream>
 #include <iterator>
 #include <stdexcept>
-#include <thread>
+
+#include "host/atomics.hpp"
+#include "support/wait_until.hpp"
 
 using namespace std::chrono_literals;
 using namespace vesk::host;
+using vesk::tests::wait_until;
 using Clock = std::chrono::steady_clock;
 
 namespace {
@@ -93,7 +96,7 @@ RawHost::RawHost(const Options& options) {
 }
 
 RawHost::~RawHost() {
-  if (status_ == -1 && wait_end(0ms) == -1) {
+  if (!has_ended()) {
     kill(pid_, SIGKILL);
     waitpid(pid_, nullptr, 0);
   }
@@ -103,9 +106,7 @@ RawHost::~RawHost() {
 }
 
 std::uint32_t RawHost::wait_state(std::chrono::milliseconds limit) {
-  const auto deadline = Clock::now() + limit;
-  while (Clock::now() < deadline && load_acquire(block_->state) == starting && wait_end(0ms) == -1)
-    std::this_thread::sleep_for(1ms);
+  wait_until([&] { return load_acquire(block_->state) != starting || has_ended(); }, limit);
   return load_acquire(block_->state);
 }
 
@@ -140,10 +141,7 @@ void RawHost::set_parameter(std::uint32_t plugin, std::uint32_t id, float value)
 
 void RawHost::ask_window(std::uint32_t kind, std::uint32_t plugin, const std::string& title) {
   // What is posted before the main loop's first turn, which stores the mask, is passed over.
-  const auto deadline = Clock::now() + 10s;
-  while (load_acquire(block_->open_mask) == 0xFFFFFFFF && wait_end(0ms) == -1 &&
-         Clock::now() < deadline)
-    std::this_thread::sleep_for(1ms);
+  wait_until([&] { return load_acquire(block_->open_mask) != 0xFFFFFFFF || has_ended(); });
   WindowRequest request{};
   request.plugin = plugin;
   request.kind = kind;
@@ -154,23 +152,15 @@ void RawHost::ask_window(std::uint32_t kind, std::uint32_t plugin, const std::st
 }
 
 bool RawHost::wait_open(std::uint32_t mask, std::chrono::milliseconds limit) {
-  const auto deadline = Clock::now() + limit;
-  while (load_acquire(block_->open_mask) != mask) {
-    if (Clock::now() >= deadline || wait_end(0ms) != -1) return false;
-    std::this_thread::sleep_for(1ms);
-  }
-  return true;
+  const auto is_open = [&] { return load_acquire(block_->open_mask) == mask; };
+  return wait_until([&] { return is_open() || has_ended(); }, limit) && is_open();
 }
 
 bool RawHost::wait_turns() {
   for (int turn = 0; turn < 2; ++turn) {
     // Nobody but this test writes the word besides the host, which overwrites it on its next turn.
     store_release(block_->open_mask, 0x80000001);
-    const auto deadline = Clock::now() + 10s;
-    while (load_acquire(block_->open_mask) == 0x80000001) {
-      if (Clock::now() >= deadline) return false;
-      std::this_thread::sleep_for(1ms);
-    }
+    if (!wait_until([&] { return load_acquire(block_->open_mask) != 0x80000001; })) return false;
   }
   return true;
 }
@@ -180,14 +170,14 @@ void RawHost::quit() {
 }
 
 int RawHost::wait_end(std::chrono::milliseconds limit) {
-  const auto deadline = Clock::now() + limit;
-  while (status_ == -1) {
-    int status = 0;
-    if (waitpid(pid_, &status, WNOHANG) == pid_) status_ = status;
-    if (Clock::now() >= deadline) break;
-    if (status_ == -1) std::this_thread::sleep_for(1ms);
-  }
+  wait_until([&] { return has_ended(); }, limit);
   return status_;
+}
+
+bool RawHost::has_ended() {
+  int status = 0;
+  if (status_ == -1 && waitpid(pid_, &status, WNOHANG) == pid_) status_ = status;
+  return status_ != -1;
 }
 
 bool RawHost::stop() {

@@ -52,6 +52,8 @@ class RawHost {
   void quit();
   /// Waits for the end of the process: its `waitpid` status, or -1 when it still runs.
   int wait_end(std::chrono::milliseconds limit = std::chrono::seconds(20));
+  /// Whether the process has ended.
+  bool has_ended();
   /// Stops it in order and says whether it ended with status 0.
   bool stop();
   /// All that it wrote to standard error so far.
