@@ -37,6 +37,13 @@ void supply_channel(AudioBuffer& buffer, const float* source, UInt32 frames,
   *flags |= kAudioUnitRenderAction_OutputIsSilence;
 }
 
+/// A channel as the unit left it. One whose data it took away is silent; `own` holds the silence.
+const float* rendered_channel(const AudioBuffer& buffer, float* own, unsigned frames) noexcept {
+  if (buffer.mData != nullptr) return static_cast<const float*>(buffer.mData);
+  std::fill_n(own, frames, 0.0f);
+  return own;
+}
+
 }  // namespace
 
 bool AudioUnitPlugin::render(unsigned frames, double sample_time, const float*& left,
@@ -66,8 +73,8 @@ bool AudioUnitPlugin::render(unsigned frames, double sample_time, const float*& 
     failed_.store(true, kRelaxed);
     return false;
   }
-  left = static_cast<const float*>(buffers[0].mData);
-  right = static_cast<const float*>(buffers[1].mData);
+  left = rendered_channel(buffers[0], buffer_left_.data(), frames);
+  right = rendered_channel(buffers[1], buffer_right_.data(), frames);
   return true;
 }
 

@@ -321,6 +321,35 @@ TEST(AudioUnitPlugin, AFailedRenderIsForGood) {
   EXPECT_EQ(script.calls.back(), "render 2 at 0");
 }
 
+TEST(AudioUnitPlugin, AChannelWhoseDataIsTakenAwayIsSilent) {
+  UnitScript script;
+  unsigned taken = 0;  // bit n: channel n
+  script.render = [&](UInt32 frames, AudioBufferList* data) {
+    fill(data, frames, 5, 7);
+    AudioBuffer* const buffers = data->mBuffers;
+    for (unsigned channel = 0; channel < 2; ++channel)
+      if ((taken >> channel & 1) != 0) buffers[channel].mData = nullptr;
+    return noErr;
+  };
+  auto instrument = make_plugin(UnitScript::instrument);
+  auto effect = make_plugin(UnitScript::effect);
+  std::string error;
+  ASSERT_TRUE(instrument.load(kRate, kMaxFrames, error));
+  ASSERT_TRUE(effect.load(kRate, kMaxFrames, error));
+  for (taken = 0; taken < 4; ++taken) {
+    SCOPED_TRACE(taken);
+    const float wants[] = {(taken & 1) != 0 ? 0.0f : 5.0f, (taken & 2) != 0 ? 0.0f : 7.0f};
+    float left[2] = {1, 1}, right[2] = {1, 1};
+    EXPECT_TRUE(instrument.render_add(left, right, 2, 0));
+    EXPECT_EQ(left[1], 1 + wants[0]);
+    EXPECT_EQ(right[1], 1 + wants[1]);
+    EXPECT_TRUE(effect.process(left, right, 2, 0, 0));
+    EXPECT_EQ(left[1], wants[0]);
+    EXPECT_EQ(right[1], wants[1]);
+  }
+  EXPECT_FALSE(instrument.failed());
+}
+
 TEST(AudioUnitPlugin, HandsAnEffectItsInput) {
   UnitScript script;
   AudioUnitRenderActionFlags flags = 0;
