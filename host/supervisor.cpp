@@ -13,6 +13,9 @@ namespace {
 constexpr std::chrono::seconds kPeriodicSave{10};
 constexpr double kTurnSeconds = 0.01;
 constexpr unsigned kMaskBits = 32;
+// A parent that sets a counter further ahead than its ring has the slots acted on again and again;
+// after this many rounds the rest waits for the next turn, so that the turn comes to its end.
+constexpr unsigned kLapsPerTurn = 128;
 
 }  // namespace
 
@@ -46,27 +49,36 @@ void Supervisor::close_editors() {
   windows_.close_all();
 }
 
-void Supervisor::apply_parameters() {
+template <class Act>
+void Supervisor::follow(const std::uint32_t& counter, std::uint32_t slots, std::uint32_t& read,
+                        Act act) {
   // Acquire: pairs with the parent's release store after it filled the slots. Should it have run
-  // ahead by more than the ring, slots are applied more than once: the last values still win.
-  const std::uint32_t written = load_acquire(block_.param_write);
-  for (; params_read_ != written; ++params_read_) {
-    const ParamChange change = block_.params[params_read_ % param_slots];
-    if (change.plugin >= plugins_.size()) continue;
-    const platform::PluginCall call(change.plugin, "parameter");
-    plugins_[change.plugin]->set_parameter(change.id, change.value);
+  // ahead by more than the ring, slots are acted on more than once: the last values still win.
+  const std::uint32_t written = load_acquire(counter);
+  for (unsigned lap = 0; read != written && lap < kLapsPerTurn; ++lap) {
+    // A ring's worth is never cut short; what lies beyond must not keep the host from ending.
+    if (lap > 0 && load_acquire(block_.quit) != 0) return;
+    for (std::uint32_t i = 0; read != written && i < slots; ++i, ++read) act(read % slots);
   }
 }
 
+void Supervisor::apply_parameters() {
+  follow(block_.param_write, param_slots, params_read_, [this](std::uint32_t slot) {
+    const ParamChange change = block_.params[slot];
+    if (change.plugin >= plugins_.size()) return;
+    const platform::PluginCall call(change.plugin, "parameter");
+    plugins_[change.plugin]->set_parameter(change.id, change.value);
+  });
+}
+
 void Supervisor::serve_windows() {
-  const std::uint32_t written = load_acquire(block_.window_write);
-  for (; windows_read_ != written; ++windows_read_) {
-    const WindowRequest request = block_.window_requests[windows_read_ % window_slots];
+  follow(block_.window_write, window_slots, windows_read_, [this](std::uint32_t slot) {
+    const WindowRequest request = block_.window_requests[slot];
     if (request.kind == WindowRequest::close_all)
       windows_.close_all();
     else if (request.kind == WindowRequest::open && request.plugin < plugins_.size())
       open_editor(request.plugin, request);
-  }
+  });
 }
 
 void Supervisor::open_editor(unsigned plugin, const WindowRequest& request) {
@@ -79,9 +91,8 @@ void Supervisor::open_editor(unsigned plugin, const WindowRequest& request) {
 
 void Supervisor::save_open_editors(std::uint32_t open_mask) {
   if (open_mask == 0) return;
-  const auto now = Clock::now();
-  if (now - last_periodic_save_ <= kPeriodicSave) return;
-  last_periodic_save_ = now;
+  if (Clock::now() - last_periodic_save_ <= kPeriodicSave) return;
+  last_periodic_save_ = Clock::now();
   for (unsigned plugin = 0; plugin < plugins_.size() && plugin < kMaskBits; ++plugin)
     if ((open_mask >> plugin & 1) != 0) saver_.save(plugin);
 }

@@ -28,6 +28,10 @@ class Supervisor {
  private:
   using Clock = std::chrono::steady_clock;
 
+  /// Acts on the slot of every entry from `read` up to the parent's `counter`, in order, and moves
+  /// `read` along. Entries beyond the ring may be left for the next turn.
+  template <class Act>
+  void follow(const std::uint32_t& counter, std::uint32_t slots, std::uint32_t& read, Act act);
   void apply_parameters();
   void serve_windows();
   void open_editor(unsigned plugin, const WindowRequest& request);

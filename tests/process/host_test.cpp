@@ -183,6 +183,19 @@ TEST(Host, AppliesTheLastSlotsOfAnOverflownRing) {
   EXPECT_EQ(block.output_left[7], 40.0f / 64);
 }
 
+TEST(Host, IsNotHeldUpByCountersSetFarAhead) {
+  for (std::uint32_t Block::* counter : {&Block::param_write, &Block::window_write}) {
+    RawHost host({.chain = "aufx:Gain:Vesk"});
+    ASSERT_TRUE(host.wait_listening());
+    ASSERT_TRUE(host.wait_turns());
+    std::uint32_t& word = host.block().*counter;
+    store_release(word, load_relaxed(word) - 1);
+    EXPECT_TRUE(host.wait_turns());
+    host.quit();
+    EXPECT_EQ(host.wait_end(5s), 0);
+  }
+}
+
 TEST(Host, TakesQuitInEveryPhase) {
   for (const char* phase : {"before its start", "while loading", "while waiting"}) {
     SCOPED_TRACE(phase);

@@ -131,6 +131,7 @@ OSStatus set_property(void* self, AudioUnitPropertyID id, AudioUnitScope scope, 
 OSStatus set_parameter(void*, AudioUnitParameterID id, AudioUnitScope, AudioUnitElement,
                        AudioUnitParameterValue value, UInt32) {
   record("parameter %u=%g", id, static_cast<double>(value));
+  if (g_script->on_parameter) g_script->on_parameter(id);
   return g_script->parameter_status;
 }
 

@@ -31,6 +31,7 @@ struct UnitScript {
   std::string state_text = "fresh";  ///< the class info's only entry, under the key "text"
   /// Renders a period; the default leaves the buffers as they are and answers noErr.
   std::function<OSStatus(UInt32 frames, AudioBufferList* data)> render;
+  std::function<void(AudioUnitParameterID id)> on_parameter;  ///< runs after a change was recorded
 
   // What it was asked, in order, for example "parameter 2=800".
   std::vector<std::string> calls;
