@@ -1,5 +1,6 @@
 // The life of one host process: check the block, load the chain, render and supervise, stop.
 
+#include <algorithm>
 #include <cstdlib>
 #include <string>
 #include <thread>
@@ -19,6 +20,9 @@ namespace {
 
 constexpr int kExitFailure = 1;
 constexpr int kExitUsage = 2;
+// Some 20 seconds of audio. A larger number, such as -1, was not meant, and plugins that were told
+// to make room for such a period would have no memory.
+constexpr unsigned kLongestPeriod = 1u << 20;
 
 void report_workgroup(const std::string& label, os_workgroup_t workgroup) {
   const bool joined = g_joined_workgroup.load(std::memory_order_acquire);
@@ -65,7 +69,7 @@ int run_host(int argc, char** argv) {
 
   // The client wrote them. NOLINTBEGIN(bugprone-unchecked-string-to-number-conversion)
   const double sample_rate = std::atof(argv[3]);
-  const auto max_frames = static_cast<unsigned>(std::atoi(argv[4]));
+  const auto max_frames = std::min(static_cast<unsigned>(std::atoi(argv[4])), kLongestPeriod);
   const auto period_frames = static_cast<unsigned>(std::atoi(argv[5]));
   // NOLINTEND(bugprone-unchecked-string-to-number-conversion)
 

@@ -146,6 +146,18 @@ TEST(Host, NeverRendersMoreThanItWasStartedFor) {
   ASSERT_TRUE(host.serve(64)) << "and goes on";
 }
 
+TEST(Host, TakesAnyNumberForItsLargestPeriod) {
+  for (const char* number : {"-1", "2147483647", "5000000000", "4096", "much"}) {
+    SCOPED_TRACE(number);
+    RawHost host({.chain = "aufx:Gain:Vesk#0=1", .max_frames = number, .period_frames = number});
+    ASSERT_TRUE(host.wait_listening()) << host.block().error << host.standard_error();
+    std::fill_n(host.block().input_left, buffer_frames, 0.5f);
+    ASSERT_TRUE(host.serve(buffer_frames));
+    EXPECT_EQ(host.block().output_left[buffer_frames - 1], number[0] == 'm' ? 0 : 0.5f);
+    EXPECT_TRUE(host.stop());
+  }
+}
+
 TEST(Host, SkipsWhatWasPostedBeforeItListened) {
   // Gain's parameter 0 is its level; a change posted before `ready` must not arrive.
   RawHost host({.chain = "aufx:Gain:Vesk", .prepare = [](Block& block) {
