@@ -39,10 +39,11 @@ void Supervisor::run() {
     if (platform::parent_has_gone()) {
       // Stops the render thread as well.
       store_release(block_.quit, 1);
-      return;
+      break;
     }
     windows_.pump(kTurnSeconds);
   }
+  platform::announce_end();
 }
 
 void Supervisor::close_editors() {

@@ -357,13 +357,13 @@ TEST(ParentGuard, ends_a_host_whose_main_thread_is_stuck) {
   EXPECT_LT(orphan.seconds, 8);
 }
 
-TEST(ParentGuard, lets_a_host_that_noticed_finish_its_saving) {
+TEST(ParentGuard, lets_a_host_that_is_ending_finish_its_saving) {
   const Orphan orphan = run_orphan(
       [](int out, int started) {
         prepare();
+        announce_end();
         (void)!write(started, "s", 1);
         close(started);
-        while (!parent_has_gone()) std::this_thread::sleep_for(std::chrono::milliseconds(1));
         std::this_thread::sleep_for(std::chrono::seconds(7));
         (void)!write(out, "saved", 5);
         return 0;

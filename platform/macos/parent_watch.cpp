@@ -9,4 +9,6 @@ bool parent_has_gone() {
   return getppid() == 1;
 }
 
+void announce_end() {}
+
 }  // namespace vesk::platform

@@ -9,4 +9,9 @@ namespace vesk::platform {
 /// `prepare_host_process` found at the start. Any thread; one system call at most.
 bool parent_has_gone();
 
+/// Tells the watch that the main thread is on its way out, for whatever reason, and may still be
+/// saving. On Linux a process that outlives its parent is ended after some seconds, one that has
+/// called this after some more. Any thread; never blocks.
+void announce_end();
+
 }  // namespace vesk::platform

@@ -9,7 +9,7 @@ namespace vesk::platform {
 pid_t original_parent();
 
 /// Starts the thread that ends this process when it outlives its parent by some seconds: 5, or 15
-/// where the main thread has noticed (`parent_has_gone`) and is perhaps still saving. Costs a
+/// where the main thread is ending it too (`announce_end`) and perhaps still saving. Costs a
 /// descriptor and a small stack; sleeps until the parent's end.
 void guard_against_orphanhood();
 

@@ -16,13 +16,13 @@ namespace vesk::platform {
 
 namespace {
 
-constexpr time_t kSecondsToNotice = 5;
+constexpr time_t kSecondsToStir = 5;
 constexpr time_t kSecondsToSave = 10;
 
 // Set by the guard thread, so that the main thread's question costs no system call a turn.
 std::atomic<bool> g_parent_ended = false;
 std::atomic<bool> g_is_guarded = false;
-std::atomic<bool> g_noticed = false;
+std::atomic<bool> g_is_ending = false;
 
 pid_t find_parent() {
   const pid_t now = getppid();
@@ -61,8 +61,8 @@ void await_end_of_parent() {
 void* guard(void*) {
   await_end_of_parent();
   g_parent_ended.store(true, std::memory_order_relaxed);
-  sleep_seconds(kSecondsToNotice);
-  if (g_noticed.load(std::memory_order_relaxed)) sleep_seconds(kSecondsToSave);
+  sleep_seconds(kSecondsToStir);
+  if (g_is_ending.load(std::memory_order_relaxed)) sleep_seconds(kSecondsToSave);
   // Not `exit`: whatever holds the main thread may hold locks that an orderly end needs.
   _exit(1);
 }
@@ -75,11 +75,13 @@ pid_t original_parent() {
 }
 
 bool parent_has_gone() {
-  const bool gone = g_is_guarded.load(std::memory_order_relaxed)
-                        ? g_parent_ended.load(std::memory_order_relaxed)
-                        : is_orphan();
-  if (gone) g_noticed.store(true, std::memory_order_relaxed);
-  return gone;
+  return g_is_guarded.load(std::memory_order_relaxed)
+             ? g_parent_ended.load(std::memory_order_relaxed)
+             : is_orphan();
+}
+
+void announce_end() {
+  g_is_ending.store(true, std::memory_order_relaxed);
 }
 
 void guard_against_orphanhood() {
