@@ -169,7 +169,20 @@ TEST(HostProcess, two_threads_that_crash_at_once_leave_one_line) {
   }
 }
 
-// --- Signals, locale
+// --- Descriptors, signals, locale
+
+TEST(HostProcess, no_file_takes_the_place_of_a_closed_standard_descriptor) {
+  const ChildEnd end = run_in_child([] {
+    close(STDIN_FILENO);
+    close(STDERR_FILENO);
+    prepare();
+    return open("/dev/zero", O_RDONLY) > STDERR_FILENO &&
+                   open("/dev/zero", O_RDONLY) > STDERR_FILENO
+               ? 0
+               : 1;
+  });
+  EXPECT_TRUE(end.exited_with(0)) << end.status;
+}
 
 TEST(HostProcess, a_broken_pipe_is_an_error_and_no_signal) {
   const ChildEnd end = run_in_child([] {

@@ -8,6 +8,7 @@
 #include "platform/linux/workgroup/record.hpp"
 
 #include <fcntl.h>
+#include <unistd.h>
 #include <clocale>
 #include <csignal>
 
@@ -19,6 +20,13 @@ namespace {
 /// process's locale, and this thread has its own, "C" in every category.
 void pin_locale() {
   if (const locale_t locale = newlocale(LC_ALL_MASK, "C", nullptr)) uselocale(locale);
+}
+
+/// A standard descriptor that came closed would be given to the next file opened, perhaps a preset
+/// that is being saved, and what is printed would end up in it.
+void fill_standard_descriptors() {
+  for (const int descriptor : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO})
+    if (fcntl(descriptor, F_GETFD) == -1) open("/dev/null", O_RDWR);
 }
 
 /// Programs that a plugin starts are not hosts of this parent.
@@ -34,6 +42,7 @@ void follow_environment_characters() {
 }
 
 void prepare_host_process(const char* label) {
+  fill_standard_descriptors();
   set_report_label(label);
   keep_record_to_this_process();
   std::signal(SIGPIPE, SIG_IGN);
