@@ -2,14 +2,15 @@
 
 #include <chrono>
 #include <cstddef>
-#include <optional>
+#include <cstdint>
+#include <memory>
 #include <string>
 #include <vector>
 
 #include "vesk/host_process.hpp"
 
 /// Starting, watching and ending one child process, and looking into it. A platform provides all
-/// of it.
+/// but the members that child_process.cpp has.
 namespace vesk::client {
 
 struct Launch {
@@ -46,6 +47,15 @@ class ChildProcess {
 
  private:
   ChildProcess() = default;
+
+  /// Starts the process, with `output` (-1: what we have) for its standard output and error, and
+  /// sets `pid_`; or an error number.
+  int spawn(const Launch& launch, int output);
+  /// Makes `exit_descriptor_`; false with `errno`.
+  bool watch();
+  /// Takes the status of the process, which has ended; false when it was taken by others.
+  bool reap(Ending& ending) noexcept;
+
   int pid_ = 0;
   int exit_descriptor_ = -1;
   int output_descriptor_ = -1;

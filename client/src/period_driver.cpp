@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "client/src/address_wait.hpp"
+#include "client/src/pipe.hpp"
 #include "client/src/placement.hpp"
 #include "host/atomics.hpp"
 

@@ -14,8 +14,6 @@ namespace vesk::client {
 int current_cpu() noexcept VESK_REALTIME;
 /// This thread's id as the scheduler calls it.
 int current_thread() noexcept VESK_REALTIME;
-/// Writes to a non-blocking descriptor (-1: nothing) so that its reader wakes.
-void notify(int descriptor) noexcept VESK_REALTIME;
 
 /// CPUs that the process may use.
 unsigned usable_cpus() noexcept;

@@ -1,6 +1,5 @@
 #include "client/src/watcher.hpp"
 
-#include <fcntl.h>
 #include <poll.h>
 #include <pthread.h>
 #include <signal.h>
@@ -16,7 +15,6 @@
 #include "client/src/address_wait.hpp"
 #include "client/src/error_text.hpp"
 #include "client/src/host_impl.hpp"
-#include "client/src/placement.hpp"
 
 namespace vesk::client {
 
@@ -35,15 +33,6 @@ class SignalsBlocked {
  private:
   sigset_t before_;
 };
-
-bool open_pipe(int (&ends)[2]) {
-  if (pipe(ends) != 0) return false;
-  for (const int end : ends) {
-    fcntl(end, F_SETFD, FD_CLOEXEC);
-    fcntl(end, F_SETFL, O_NONBLOCK);
-  }
-  return true;
-}
 
 void empty_pipe(int descriptor) {
   char bytes[256];
@@ -67,7 +56,7 @@ std::shared_ptr<Watcher> Watcher::shared(std::string& error) {
   const std::lock_guard lock(g_watcher_mutex);
   if (std::shared_ptr<Watcher> running = g_watcher.lock()) return running;
   std::shared_ptr<Watcher> watcher(new Watcher);
-  if (!open_pipe(watcher->poke_)) {
+  if (!watcher->poke_.open()) {
     error = "cannot make a pipe: " + error_text(errno);
     return nullptr;
   }
@@ -91,8 +80,6 @@ Watcher::~Watcher() {
     poke();
     thread_.join();
   }
-  for (const int end : poke_)
-    if (end >= 0) close(end);
 }
 
 void Watcher::add(HostImpl& host) {
@@ -109,7 +96,7 @@ void Watcher::remove(HostImpl& host) {
 }
 
 void Watcher::poke() const noexcept {
-  notify(poke_[1]);
+  notify(poke_.write_end());
 }
 
 void Watcher::run() {
@@ -121,7 +108,7 @@ void Watcher::run() {
       const std::lock_guard lock(mutex_);
       if (ends_) return;
       due.reset();
-      watched.assign(1, {poke_[0], POLLIN, 0});
+      watched.assign(1, {poke_.read_end(), POLLIN, 0});
       for (HostImpl* host : hosts_) {
         const std::optional<std::int64_t> next = host->background_turn();
         if (next && (!due || *next < *due)) due = next;
@@ -131,7 +118,7 @@ void Watcher::run() {
     // A descriptor that is closed meanwhile, or stands for another file by then, wakes us in
     // vain at most.
     poll(watched.data(), static_cast<nfds_t>(watched.size()), poll_timeout(due));
-    if (watched[0].revents != 0) empty_pipe(poke_[0]);
+    if (watched[0].revents != 0) empty_pipe(poke_.read_end());
   }
 }
 

@@ -6,6 +6,8 @@
 #include <thread>
 #include <vector>
 
+#include "client/src/pipe.hpp"
+
 namespace vesk::client {
 
 struct HostImpl;
@@ -28,7 +30,7 @@ class Watcher {
   /// Wakes the thread. Any thread.
   void poke() const noexcept;
   /// A non-blocking descriptor; writing a byte pokes too, from the audio thread as well.
-  int poke_descriptor() const noexcept { return poke_[1]; }
+  int poke_descriptor() const noexcept { return poke_.write_end(); }
 
  private:
   Watcher() = default;
@@ -37,7 +39,7 @@ class Watcher {
   std::mutex mutex_;
   std::vector<HostImpl*> hosts_;
   bool ends_ = false;
-  int poke_[2] = {-1, -1};
+  Pipe poke_;
   std::thread thread_;
 };
 

@@ -61,10 +61,6 @@ int __real_ftruncate(int, off_t);
 int __wrap_ftruncate(int descriptor, off_t bytes) {
   return fails(ENOSPC) ? -1 : __real_ftruncate(descriptor, bytes);
 }
-int __real_pipe(int*);
-int __wrap_pipe(int* ends) {
-  return fails(EMFILE) ? -1 : __real_pipe(ends);
-}
 int __real_pipe2(int*, int);
 int __wrap_pipe2(int* ends, int flags) {
   return fails(EMFILE) ? -1 : __real_pipe2(ends, flags);

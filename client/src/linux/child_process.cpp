@@ -1,6 +1,5 @@
 #include "client/src/child_process.hpp"
 
-#include <fcntl.h>
 #include <poll.h>
 #include <sched.h>
 #include <signal.h>
@@ -11,14 +10,12 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
-#include <memory>
 #include <thread>
-#include <utility>
 
-#include "client/src/error_text.hpp"
 #include "client/src/linux/cpu_sets.hpp"
 #include "client/src/linux/proc.hpp"
 #include "client/src/spawn_lists.hpp"
+#include "client/src/spawn_settings.hpp"
 
 // The header of glibc 2.36 forgets that C++ might include it.
 extern "C" {
@@ -31,69 +28,6 @@ namespace {
 
 constexpr int kRecordDescriptor = 3;
 
-struct Pipe {
-  int read = -1;
-  int write = -1;
-  ~Pipe() {
-    if (read >= 0) close(read);
-    if (write >= 0) close(write);
-  }
-};
-
-/// Neither end blocks: a plugin that floods it loses lines, never time.
-bool open_output(Pipe& pipe) {
-  int ends[2];
-  if (pipe2(ends, O_CLOEXEC | O_NONBLOCK) != 0) return false;
-  pipe.read = ends[0];
-  pipe.write = ends[1];
-  return true;
-}
-
-class FileActions {
- public:
-  FileActions() { posix_spawn_file_actions_init(&actions_); }
-  ~FileActions() { posix_spawn_file_actions_destroy(&actions_); }
-
-  void set_up(const Launch& launch, int output) {
-    posix_spawn_file_actions_addopen(&actions_, 0, "/dev/null", O_RDONLY, 0);
-    if (output >= 0) {
-      posix_spawn_file_actions_adddup2(&actions_, output, 1);
-      posix_spawn_file_actions_adddup2(&actions_, output, 2);
-    }
-    if (launch.record_descriptor >= 0)
-      posix_spawn_file_actions_adddup2(&actions_, launch.record_descriptor, kRecordDescriptor);
-    posix_spawn_file_actions_addclosefrom_np(
-        &actions_, launch.record_descriptor >= 0 ? kRecordDescriptor + 1 : kRecordDescriptor);
-  }
-  const posix_spawn_file_actions_t* get() const { return &actions_; }
-
- private:
-  posix_spawn_file_actions_t actions_;
-};
-
-class Attributes {
- public:
-  Attributes() {
-    posix_spawnattr_init(&attributes_);
-    sigset_t all, none;
-    sigfillset(&all);
-    sigemptyset(&none);
-    const sched_param ordinary{};
-    posix_spawnattr_setsigdefault(&attributes_, &all);
-    posix_spawnattr_setsigmask(&attributes_, &none);
-    posix_spawnattr_setpgroup(&attributes_, 0);
-    posix_spawnattr_setschedpolicy(&attributes_, SCHED_OTHER);
-    posix_spawnattr_setschedparam(&attributes_, &ordinary);
-    posix_spawnattr_setflags(&attributes_, POSIX_SPAWN_SETSIGDEF | POSIX_SPAWN_SETSIGMASK |
-                                               POSIX_SPAWN_SETPGROUP | POSIX_SPAWN_SETSCHEDULER);
-  }
-  ~Attributes() { posix_spawnattr_destroy(&attributes_); }
-  const posix_spawnattr_t* get() const { return &attributes_; }
-
- private:
-  posix_spawnattr_t attributes_;
-};
-
 /// A thread that was narrowed to some CPUs passes that on; a host is to have the process's own.
 void give_process_cpus(int pid) {
   cpu_set_t ours;
@@ -104,59 +38,35 @@ void give_process_cpus(int pid) {
 
 }  // namespace
 
-std::unique_ptr<ChildProcess> ChildProcess::launch(const Launch& launch, std::string& error) {
-  std::unique_ptr<ChildProcess> child(new ChildProcess);
-  Pipe output;
-  if (!launch.inherit_standard_error && !open_output(output)) {
-    error = "cannot make a pipe for the host's standard error: " + error_text(errno);
-    return nullptr;
-  }
-  FileActions actions;
-  actions.set_up(launch, output.write);
-  const Attributes attributes;
+int ChildProcess::spawn(const Launch& launch, int output) {
+  SpawnFileActions actions(output);
+  if (launch.record_descriptor >= 0)
+    posix_spawn_file_actions_adddup2(actions.get(), launch.record_descriptor, kRecordDescriptor);
+  posix_spawn_file_actions_addclosefrom_np(
+      actions.get(), launch.record_descriptor >= 0 ? kRecordDescriptor + 1 : kRecordDescriptor);
+  SpawnAttributes attributes(POSIX_SPAWN_SETSCHEDULER);
+  const sched_param ordinary{};
+  posix_spawnattr_setschedpolicy(attributes.get(), SCHED_OTHER);
+  posix_spawnattr_setschedparam(attributes.get(), &ordinary);
   const SpawnLists lists(launch.program, launch.arguments, launch.environment, environ);
-  const int failure = posix_spawn(&child->pid_, launch.program.c_str(), actions.get(),
-                                  attributes.get(), lists.arguments(), lists.environment());
-  if (failure != 0) {
-    child->pid_ = 0;
-    error = "cannot start " + launch.program + ": " + error_text(failure);
-    return nullptr;
-  }
-  // Our child is not reaped by anyone who follows the rules, so its id is still its own.
-  child->exit_descriptor_ = pidfd_open(child->pid_, 0);
-  if (child->exit_descriptor_ < 0) {
-    error = "cannot watch the host process: " + error_text(errno);
-    ::kill(child->pid_, SIGKILL);
-    waitpid(child->pid_, nullptr, 0);
-    child->pid_ = 0;
-    return nullptr;
-  }
-  give_process_cpus(child->pid_);
-  child->output_descriptor_ = std::exchange(output.read, -1);
-  return child;
+  const int failure = posix_spawn(&pid_, launch.program.c_str(), actions.get(), attributes.get(),
+                                  lists.arguments(), lists.environment());
+  if (failure == 0) give_process_cpus(pid_);
+  return failure;
 }
 
-ChildProcess::~ChildProcess() {
-  close_output();
-  if (exit_descriptor_ >= 0) close(exit_descriptor_);
+bool ChildProcess::watch() {
+  exit_descriptor_ = pidfd_open(pid_, 0);
+  return exit_descriptor_ >= 0;
 }
 
-void ChildProcess::close_output() noexcept {
-  if (output_descriptor_ >= 0) close(std::exchange(output_descriptor_, -1));
-}
-
-bool ChildProcess::take_ending(Ending& ending) noexcept {
-  if (taken_) return true;
-  if (!wait_for_exit(std::chrono::nanoseconds(0))) return false;
-  taken_ = true;
+bool ChildProcess::reap(Ending& ending) noexcept {
   siginfo_t info{};
   int result;
   do {
     result = waitid(P_PIDFD, static_cast<id_t>(exit_descriptor_), &info, WEXITED | WNOHANG);
   } while (result != 0 && errno == EINTR);
-  // A parent that ignores SIGCHLD, or that waits for any child, has taken the status.
-  if (result != 0 || info.si_pid == 0) return true;
-  ending.known = true;
+  if (result != 0 || info.si_pid == 0) return false;
   if (info.si_code == CLD_EXITED)
     ending.status = info.si_status;
   else

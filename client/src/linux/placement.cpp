@@ -59,14 +59,6 @@ int current_thread() noexcept VESK_REALTIME {
   return static_cast<int>(syscall(SYS_gettid));
 }
 
-void notify(int descriptor) noexcept VESK_REALTIME {
-  if (descriptor < 0) return;
-  // The descriptor is non-blocking; when it is full its reader has been notified already.
-  VESK_TRUSTED_CALL;
-  const char byte = 0;
-  [[maybe_unused]] const ssize_t written = write(descriptor, &byte, 1);
-}
-
 unsigned usable_cpus() noexcept {
   const cpu_set_t cpus = process_cpus();
   return static_cast<unsigned>(CPU_COUNT(&cpus));

@@ -17,25 +17,14 @@
 #include <climits>
 #include <cstdlib>
 #include <cstring>
-#include <memory>
 #include <thread>
-#include <utility>
 
-#include "client/src/error_text.hpp"
 #include "client/src/spawn_lists.hpp"
+#include "client/src/spawn_settings.hpp"
 
 namespace vesk::client {
 
 namespace {
-
-bool open_output(int (&ends)[2]) {
-  if (pipe(ends) != 0) return false;
-  for (const int end : ends) {
-    fcntl(end, F_SETFD, FD_CLOEXEC);
-    fcntl(end, F_SETFL, O_NONBLOCK);
-  }
-  return true;
-}
 
 /// A kernel queue that becomes readable when the process ends.
 int open_exit_queue(int pid) {
@@ -51,81 +40,34 @@ int open_exit_queue(int pid) {
 
 }  // namespace
 
-std::unique_ptr<ChildProcess> ChildProcess::launch(const Launch& launch, std::string& error) {
-  std::unique_ptr<ChildProcess> child(new ChildProcess);
-  int output[2] = {-1, -1};
-  if (!launch.inherit_standard_error && !open_output(output)) {
-    error = "cannot make a pipe for the host's standard error: " + error_text(errno);
-    return nullptr;
-  }
-  posix_spawn_file_actions_t actions;
-  posix_spawn_file_actions_init(&actions);
-  posix_spawn_file_actions_addopen(&actions, 0, "/dev/null", O_RDONLY, 0);
-  for (const int standard : {1, 2}) {
-    if (output[1] >= 0)
-      posix_spawn_file_actions_adddup2(&actions, output[1], standard);
-    else
-      posix_spawn_file_actions_addinherit_np(&actions, standard);
-  }
-  posix_spawnattr_t attributes;
-  posix_spawnattr_init(&attributes);
-  sigset_t all, none;
-  sigfillset(&all);
-  sigemptyset(&none);
-  posix_spawnattr_setsigdefault(&attributes, &all);
-  posix_spawnattr_setsigmask(&attributes, &none);
-  posix_spawnattr_setpgroup(&attributes, 0);
+int ChildProcess::spawn(const Launch& launch, int output) {
+  SpawnFileActions actions(output);
   // Every descriptor not named in the actions is closed in the child.
-  posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSIGDEF | POSIX_SPAWN_SETSIGMASK |
-                                            POSIX_SPAWN_SETPGROUP | POSIX_SPAWN_CLOEXEC_DEFAULT);
+  SpawnAttributes attributes(POSIX_SPAWN_CLOEXEC_DEFAULT);
+  if (output < 0)
+    for (const int standard : {1, 2})
+      posix_spawn_file_actions_addinherit_np(actions.get(), standard);
   if (launch.workgroup_port != 0) {
     mach_port_t ports[] = {launch.workgroup_port};
-    posix_spawnattr_set_registered_ports_np(&attributes, ports, 1);
+    posix_spawnattr_set_registered_ports_np(attributes.get(), ports, 1);
   }
   const SpawnLists lists(launch.program, launch.arguments, launch.environment, *_NSGetEnviron());
-  const int failure = posix_spawn(&child->pid_, launch.program.c_str(), &actions, &attributes,
-                                  lists.arguments(), lists.environment());
-  posix_spawn_file_actions_destroy(&actions);
-  posix_spawnattr_destroy(&attributes);
-  if (output[1] >= 0) close(output[1]);
-  child->output_descriptor_ = output[0];
-  if (failure != 0) {
-    child->pid_ = 0;
-    error = "cannot start " + launch.program + ": " + error_text(failure);
-    return nullptr;
-  }
-  child->exit_descriptor_ = open_exit_queue(child->pid_);
-  if (child->exit_descriptor_ < 0) {
-    error = "cannot watch the host process: " + error_text(errno);
-    ::kill(child->pid_, SIGKILL);
-    waitpid(child->pid_, nullptr, 0);
-    child->pid_ = 0;
-    return nullptr;
-  }
-  return child;
+  return posix_spawn(&pid_, launch.program.c_str(), actions.get(), attributes.get(),
+                     lists.arguments(), lists.environment());
 }
 
-ChildProcess::~ChildProcess() {
-  close_output();
-  if (exit_descriptor_ >= 0) close(exit_descriptor_);
+bool ChildProcess::watch() {
+  exit_descriptor_ = open_exit_queue(pid_);
+  return exit_descriptor_ >= 0;
 }
 
-void ChildProcess::close_output() noexcept {
-  if (output_descriptor_ >= 0) close(std::exchange(output_descriptor_, -1));
-}
-
-bool ChildProcess::take_ending(Ending& ending) noexcept {
-  if (taken_) return true;
-  if (!wait_for_exit(std::chrono::nanoseconds(0))) return false;
-  taken_ = true;
+bool ChildProcess::reap(Ending& ending) noexcept {
   int status = 0;
   int result;
   do {
     result = waitpid(pid_, &status, WNOHANG);
   } while (result < 0 && errno == EINTR);
-  // A parent that ignores SIGCHLD, or that waits for any child, has taken the status.
-  if (result != pid_) return true;
-  ending.known = true;
+  if (result != pid_) return false;
   if (WIFEXITED(status))
     ending.status = WEXITSTATUS(status);
   else

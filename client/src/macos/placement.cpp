@@ -1,10 +1,6 @@
 #include "client/src/placement.hpp"
 
-#include <pthread.h>
 #include <sys/sysctl.h>
-#include <unistd.h>
-
-#include "client/src/realtime_escape.hpp"
 
 // Threads are not placed on macOS: the audio workgroup, handed on as a registered port, does it.
 namespace vesk::client {
@@ -15,14 +11,6 @@ int current_cpu() noexcept VESK_REALTIME {
 
 int current_thread() noexcept VESK_REALTIME {
   return 0;
-}
-
-void notify(int descriptor) noexcept VESK_REALTIME {
-  if (descriptor < 0) return;
-  // The descriptor is non-blocking; when it is full its reader has been notified already.
-  VESK_TRUSTED_CALL;
-  const char byte = 0;
-  [[maybe_unused]] const ssize_t written = write(descriptor, &byte, 1);
 }
 
 unsigned usable_cpus() noexcept {
