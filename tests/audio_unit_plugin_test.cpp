@@ -5,6 +5,8 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <chrono>
+#include <cstring>
 #include <filesystem>
 #include <fstream>
 
@@ -71,19 +73,39 @@ TEST(AudioUnitPlugin, LoadsAnInstrumentInOrder) {
     ASSERT_TRUE(plugin.load(kRate, kMaxFrames, error)) << error;
     EXPECT_EQ(error, "left alone");
     EXPECT_EQ(plugin.latency_seconds(), 0.25);
-    EXPECT_GT(plugin.timings().instantiate_ms, 0);
+    EXPECT_FALSE(plugin.set_parameter(4, 1)) << "refused";
+    script.parameter_status = noErr;
+    EXPECT_TRUE(plugin.set_parameter(5, 1));
     plugin.detach();
+    float left[1] = {}, right[1] = {};
+    EXPECT_FALSE(plugin.render_add(left, right, 1, 0));
     EXPECT_FALSE(plugin.state().empty()) << "detaching cuts off the render path alone";
     plugin.dispose();
     EXPECT_TRUE(plugin.state().empty());
   }
-  EXPECT_EQ(script.calls,
-            (std::vector<std::string>{"open", "property 8 scope 2 size 40",
-                                      "property 14 scope 0 size 4", "parameter 2=800",
-                                      "parameter 3=0.5", "initialize", "uninitialize", "close"}));
-  EXPECT_EQ(script.output_format.mFormatFlags, 0x29u);
-  EXPECT_EQ(script.output_format.mBytesPerFrame, 4u);
-  EXPECT_EQ(script.output_format.mSampleRate, kRate);
+  EXPECT_EQ(script.calls, (std::vector<std::string>{
+                              "open", "property 8 scope 2 size 40", "property 14 scope 0 size 4",
+                              "parameter 2=800", "parameter 3=0.5", "initialize", "parameter 4=1",
+                              "parameter 5=1", "uninitialize", "close"}));
+  const AudioStreamBasicDescription format{kRate, 0x6C70636D, 0x29, 4, 1, 4, 2, 32, 0};
+  EXPECT_EQ(std::memcmp(&script.output_format, &format, sizeof format), 0);
+  EXPECT_EQ(script.max_frames, kMaxFrames);
+}
+
+TEST(AudioUnitPlugin, TellsHowLongEachPhaseOfItsLoadTook) {
+  const TemporaryFolder folder;
+  const std::string preset =
+      folder.write("list", "<?xml version=\"1.0\"?><plist version=\"1.0\"><dict/></plist>");
+  UnitScript script;
+  script.pause = std::chrono::milliseconds(2);
+  auto plugin = make_plugin(std::string(UnitScript::instrument) + "@" + preset);
+  std::string error;
+  const auto start = std::chrono::steady_clock::now();
+  ASSERT_TRUE(plugin.load(kRate, kMaxFrames, error)) << error;
+  const std::chrono::duration<double, std::milli> all = std::chrono::steady_clock::now() - start;
+  const Timings& t = plugin.timings();
+  for (const double phase : {t.instantiate_ms, t.initialize_ms, t.restore_ms}) EXPECT_GE(phase, 2);
+  EXPECT_LE(t.instantiate_ms + t.initialize_ms + t.restore_ms, all.count());
 }
 
 TEST(AudioUnitPlugin, WiresAnEffectsInput) {
@@ -95,6 +117,7 @@ TEST(AudioUnitPlugin, WiresAnEffectsInput) {
             (std::vector<std::string>{"open", "property 8 scope 2 size 40",
                                       "property 8 scope 1 size 40", "property 23 scope 1 size 16",
                                       "property 14 scope 0 size 4", "initialize"}));
+  EXPECT_EQ(plugin.latency_seconds(), 0) << "not reported";
 }
 
 TEST(AudioUnitPlugin, TellsWhyALoadFailed) {
@@ -141,9 +164,9 @@ TEST(AudioUnitPlugin, RestoresThePresetThatItSaved) {
   auto first = make_plugin(UnitScript::instrument);
   ASSERT_TRUE(first.load(kRate, kMaxFrames, error));
   const auto bytes = first.state();
-  ASSERT_FALSE(bytes.empty());
-  const std::string preset =
-      folder.write("p.aupreset", {reinterpret_cast<const char*>(bytes.data()), bytes.size()});
+  const std::string_view text(reinterpret_cast<const char*>(bytes.data()), bytes.size());
+  ASSERT_TRUE(text.starts_with("<?xml")) << text;
+  const std::string preset = folder.write("p.aupreset", text);
 
   script.state_text = "fresh";
   auto second = make_plugin(std::string(UnitScript::instrument) + "@" + preset);
@@ -288,6 +311,8 @@ TEST(AudioUnitPlugin, MeasuresNoteLatencies) {
       {0x90, 9, 3064, 0, 3064, 0, 20, 64},    // measured from the pending one
       {0x90, 9, 5000, 10, 5000, 0, -10, 64},  // sound before the note
       {0x90, 9, 6000, 0, 6040, 0, 40, 64},    // replaces a negative minimum
+      {0x90, 9, 7000, 0, 7030.9, 0, 30, 64},  // cut towards zero,
+      {0x90, 9, 8000, 0, 7999.1, 0, 0, 64},   // from either side
   };
   float left[kMaxFrames], right[kMaxFrames];
   for (const Step& step : steps) {
@@ -300,6 +325,7 @@ TEST(AudioUnitPlugin, MeasuresNoteLatencies) {
   }
   EXPECT_EQ(script.calls[3], "initialize");
   EXPECT_EQ(script.calls[4], "midi 90 3c 00 at 0") << "bytes pass unchanged";
+  EXPECT_EQ(script.calls[8], "midi 93 3c 01 at 10");
 }
 
 TEST(AudioUnitPlugin, AFailedRenderIsForGood) {

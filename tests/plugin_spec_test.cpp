@@ -26,7 +26,7 @@ TEST(PluginSpec, ComponentFormIsRead) {
       {"aumu:Pt7q:Mdrt", "aumu:Pt7q:Mdrt", {}, ""},
       {"aumu:Pt:q:Mdrt", "aumu:Pt:q:Mdrt", {}, ""},
       {"a@mu:Pt7q:Mdrt", "a@mu:Pt7q:Mdrt", {}, ""},
-      {"aumu:Pt7q:Md@t@/p", "aumu:Pt7q:Md@t", {}, "/p"},
+      {"aumu:Pt7q:Mdr@#1=2@/p", "aumu:Pt7q:Mdr@", {{1, 2}}, "/p"},
       {"aumu:Pt7q:Mdrt#", "aumu:Pt7q:Mdrt", {}, ""},
       {"aumu:Pt7q:Mdrt#2=800,", "aumu:Pt7q:Mdrt", {{2, 800}}, ""},
       {"aumu:Pt7q:Mdrt#2=1,2=-3.5e1", "aumu:Pt7q:Mdrt", {{2, 1}, {2, -35}}, ""},
@@ -36,6 +36,9 @@ TEST(PluginSpec, ComponentFormIsRead) {
       {"aumu:Pt7q:Mdrt#1=0x1p3", "aumu:Pt7q:Mdrt", {{1, 8}}, ""},
       {"aumu:Pt7q:Mdrt#-1=0.5", "aumu:Pt7q:Mdrt", {{4294967295u, 0.5f}}, ""},
       {"aumu:Pt7q:Mdrt#4294967296=1", "aumu:Pt7q:Mdrt", {{0, 1}}, ""},
+      {"aumu:Pt7q:Mdrt#9223372036854775808=1", "aumu:Pt7q:Mdrt", {{0, 1}}, ""},
+      // Just below the middle of two floats, where a double already stands.
+      {"aumu:Pt7q:Mdrt#1=1.00000017881393432617187499", "aumu:Pt7q:Mdrt", {{1, 1.0000001f}}, ""},
       {"aumu:Pt7q:Mdrt@", "aumu:Pt7q:Mdrt", {}, ""},
       {"aumu:Pt7q:Mdrt@a#b", "aumu:Pt7q:Mdrt", {}, "a#b"},
       {"aumu:Pt7q:Mdrt#1=2@/p,q@r:s", "aumu:Pt7q:Mdrt", {{1, 2}}, "/p,q@r:s"},
@@ -76,11 +79,13 @@ TEST(PluginSpec, SamplerFormTakesEverythingAsThePath) {
     std::string error;
     const auto spec = PluginSpec::parse(c.text, error);
     ASSERT_TRUE(spec);
+    EXPECT_EQ(spec->text, c.text);
     EXPECT_EQ(spec->exs_path, c.path);
     EXPECT_EQ(spec->name, c.name);
     EXPECT_EQ(spec->preset_path, "");
     EXPECT_TRUE(spec->params.empty());
     EXPECT_EQ(spec->desc.componentSubType, 0x73616D70u);
+    EXPECT_EQ(spec->desc.componentManufacturer, 0x6170706Cu);
     EXPECT_FALSE(spec->is_effect());
   }
 }

@@ -4,6 +4,7 @@
 
 #include <cstdarg>
 #include <cstdio>
+#include <thread>
 #if __has_feature(realtime_sanitizer)
 #include <sanitizer/rtsan_interface.h>
 #endif
@@ -62,6 +63,7 @@ void take_state(CFPropertyListRef list) {
 
 OSStatus open_unit(void* self, AudioComponentInstance) {
   record("open");
+  std::this_thread::sleep_for(g_script->pause);
   // A unit that cannot be opened is never closed: its block is its own to free.
   if (g_script->open_status != noErr) delete unit_of(self);
   return g_script->open_status;
@@ -75,6 +77,7 @@ OSStatus close_unit(void* self) {
 
 OSStatus initialize(void*) {
   record("initialize");
+  std::this_thread::sleep_for(g_script->pause);
   return g_script->initialize_status;
 }
 
@@ -91,16 +94,16 @@ OSStatus get_property(void*, AudioUnitPropertyID id, AudioUnitScope scope, Audio
     *static_cast<CFPropertyListRef*>(data) = make_state();
     return noErr;
   }
-  if (id == kAudioUnitProperty_Latency && g_script->latency >= 0 && *size == sizeof(double)) {
+  if (id == kAudioUnitProperty_Latency && *size == sizeof(double)) {
     *static_cast<double*>(data) = g_script->latency;
-    return noErr;
+    return g_script->latency < 0 ? OSStatus{kAudioUnitErr_InvalidProperty} : OSStatus{noErr};
   }
   return kAudioUnitErr_InvalidProperty;
 }
 
-OSStatus set_property(void* self, AudioUnitPropertyID id, AudioUnitScope scope, AudioUnitElement,
-                      const void* data, UInt32 size) {
-  record("property %u scope %u size %u", id, scope, size);
+OSStatus set_property(void* self, AudioUnitPropertyID id, AudioUnitScope scope,
+                      AudioUnitElement element, const void* data, UInt32 size) {
+  record("property %u scope %u size %u%s", id, scope, size, element == 0 ? "" : " elsewhere");
   switch (id) {
     case kAudioUnitProperty_StreamFormat:
       if (scope == kAudioUnitScope_Input) return g_script->input_format_status;
@@ -111,8 +114,10 @@ OSStatus set_property(void* self, AudioUnitPropertyID id, AudioUnitScope scope, 
       g_script->input = unit_of(self)->input;
       return g_script->callback_status;
     case kAudioUnitProperty_MaximumFramesPerSlice:
+      g_script->max_frames = *static_cast<const UInt32*>(data);
       return g_script->max_frames_status;
     case kAudioUnitProperty_ClassInfo:
+      std::this_thread::sleep_for(g_script->pause);
       if (g_script->class_info_set_status == noErr)
         take_state(*static_cast<const CFPropertyListRef*>(data));
       return g_script->class_info_set_status;
@@ -128,16 +133,21 @@ OSStatus set_property(void* self, AudioUnitPropertyID id, AudioUnitScope scope, 
   }
 }
 
-OSStatus set_parameter(void*, AudioUnitParameterID id, AudioUnitScope, AudioUnitElement,
-                       AudioUnitParameterValue value, UInt32) {
-  record("parameter %u=%g", id, static_cast<double>(value));
+OSStatus set_parameter(void*, AudioUnitParameterID id, AudioUnitScope scope,
+                       AudioUnitElement element, AudioUnitParameterValue value, UInt32 offset) {
+  const bool is_usual = scope == kAudioUnitScope_Global && element == 0 && offset == 0;
+  record("parameter %u=%g%s", id, static_cast<double>(value), is_usual ? "" : " elsewhere");
   if (g_script->on_parameter) g_script->on_parameter(id);
   return g_script->parameter_status;
 }
 
-OSStatus render(void* self, AudioUnitRenderActionFlags*, const AudioTimeStamp* time, UInt32,
-                UInt32 frames, AudioBufferList* data) {
-  record("render %u at %g", frames, time->mSampleTime);
+OSStatus render(void* self, AudioUnitRenderActionFlags* flags, const AudioTimeStamp* time,
+                UInt32 bus, UInt32 frames, AudioBufferList* data) {
+  bool is_usual = bus == 0 && *flags == 0 && data->mNumberBuffers == 2;
+  const AudioBuffer* const buffers = data->mBuffers;
+  for (UInt32 i = 0; i < data->mNumberBuffers; ++i)
+    is_usual &= buffers[i].mNumberChannels == 1 && buffers[i].mDataByteSize == frames * 4;
+  record("render %u at %g%s", frames, time->mSampleTime, is_usual ? "" : " otherwise");
   g_script->render_time = *time;
   g_script->input = unit_of(self)->input;
   return g_script->render ? g_script->render(frames, data) : noErr;

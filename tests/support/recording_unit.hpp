@@ -2,6 +2,7 @@
 
 #include <AudioToolbox/AudioToolbox.h>
 
+#include <chrono>
 #include <functional>
 #include <string>
 #include <vector>
@@ -27,15 +28,19 @@ struct UnitScript {
   OSStatus class_info_get_status = noErr;
   OSStatus class_info_set_status = noErr;
   OSStatus sampler_status = noErr;
-  double latency = -1;               ///< negative: not reported
-  std::string state_text = "fresh";  ///< the class info's only entry, under the key "text"
+  std::chrono::milliseconds pause{0};  ///< how long open, initialize and taking a state last
+  double latency = -1;                 ///< negative: refused, after scribbling on the answer
+  std::string state_text = "fresh";    ///< the class info's only entry, under the key "text"
   /// Renders a period; the default leaves the buffers as they are and answers noErr.
   std::function<OSStatus(UInt32 frames, AudioBufferList* data)> render;
   std::function<void(AudioUnitParameterID id)> on_parameter;  ///< runs after a change was recorded
 
-  // What it was asked, in order, for example "parameter 2=800".
+  // What it was asked, in order, for example "parameter 2=800". " elsewhere" follows where the
+  // element is not 0 or a parameter's scope not the global one, " otherwise" a render of another
+  // bus than 0 or with flags or buffers that are not those of two channels.
   std::vector<std::string> calls;
   AudioStreamBasicDescription output_format{};
+  UInt32 max_frames = 0;
   AURenderCallbackStruct input{};  ///< of the unit that was given one or rendered last
   AudioTimeStamp render_time{};
   AUSamplerInstrumentData sampler_request{};  ///< its URL is not kept, but its path:
