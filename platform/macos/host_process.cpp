@@ -22,6 +22,7 @@ void fill_standard_descriptors() {
 void prepare_host_process(const char*) {
   fill_standard_descriptors();
   std::signal(SIGPIPE, SIG_IGN);
+  std::signal(SIGXFSZ, SIG_IGN);
   // Toolkits set the process's locale; this thread keeps a decimal point.
   if (locale_t locale = newlocale(LC_CTYPE_MASK, "", nullptr)) uselocale(locale);
 }

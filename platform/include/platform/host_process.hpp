@@ -3,8 +3,8 @@
 namespace vesk::platform {
 
 /// Makes the calling process fit to be a host: remembers its parent, opens the standard descriptors
-/// that came closed, lets a broken pipe be an error rather than a signal, pins the numeric locale
-/// of the main thread, and installs what reports a plugin's crash.
+/// that came closed, lets a broken pipe and a file that may not grow be errors rather than signals,
+/// pins the numeric locale of the main thread, and installs what reports a plugin's crash.
 ///
 /// `label` names the host in the lines it may print; it must outlive the process. Call once, at
 /// the head of `main`, on the main thread, before any plugin code runs.

@@ -46,6 +46,7 @@ void prepare_host_process(const char* label) {
   set_report_label(label);
   keep_record_to_this_process();
   std::signal(SIGPIPE, SIG_IGN);
+  std::signal(SIGXFSZ, SIG_IGN);
   pin_locale();
   install_signal_stack();
   report_crashes();
