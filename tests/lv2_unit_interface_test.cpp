@@ -9,6 +9,7 @@
 #include <cstring>
 #include <limits>
 
+#include "components/lv2/cf_text.hpp"
 #include "components/lv2/plugin_log.hpp"
 #include "components/lv2/unit.hpp"
 #include "lv2/lv2_unit.hpp"
@@ -91,6 +92,45 @@ TEST(Lv2UnitParameters, SayTheirUnitsCurvesAndWords) {
     EXPECT_STREQ(text, words[i]);
   }
   CFRelease(names);
+}
+
+TEST(Lv2UnitParameters, HaveNamesOfTheLengthThatIsAskedFor) {
+  Lv2Unit piano(kPiano);
+  AudioUnitParameterIDName asked{};
+  UInt32 size = sizeof asked;
+  const auto name_in = [&](SInt32 characters) {
+    asked = {piano.id_of("env_decay"), characters, nullptr};
+    EXPECT_EQ(
+        AudioUnitGetProperty(piano.unit(), kAudioUnitProperty_ParameterIDName, 0, 0, &asked, &size),
+        noErr);
+    const std::string name = vesk::lv2::text_of(asked.outName);
+    CFRelease(asked.outName);
+    return name;
+  };
+  EXPECT_EQ(name_in(kAudioUnitParameterName_Full), "Envelope Decay");
+  EXPECT_EQ(name_in(14), "Envelope Decay");
+  EXPECT_EQ(name_in(13), "Envelope");
+  EXPECT_EQ(name_in(3), "Env");
+  asked = {4711, 8, nullptr};
+  EXPECT_EQ(
+      AudioUnitGetProperty(piano.unit(), kAudioUnitProperty_ParameterIDName, 0, 0, &asked, &size),
+      kAudioUnitErr_InvalidParameter);
+  const struct {
+    const char* name;
+    std::size_t characters;
+    const char* words;
+  } cases[] = {
+      {"Osc 1 - Level", 8, "Osc 1"},
+      {"Gain (left)", 6, "Gain"},
+      {"Größe ü", 5, "Größe"},
+      {"Größe", 3, "Grö"},
+      {"  Indented", 4, "Inde"},
+      {"--", 1, "-"},
+      {"", 4, ""},
+  };
+  for (const auto& c : cases) {
+    EXPECT_EQ(vesk::lv2::first_words(c.name, c.characters), c.words) << c.name;
+  }
 }
 
 TEST(Lv2UnitParameters, AreScheduledAndReleased) {
@@ -234,6 +274,10 @@ TEST(Lv2UnitStatuses, OfFormatsAndProperties) {
   EXPECT_EQ(unit.set_property(kAudioUnitProperty_MaximumFramesPerSlice, UInt32{64}),
             kAudioUnitErr_Initialized);
   EXPECT_EQ(unit.set_property(AudioUnitPropertyID{4711}, UInt32{0}), kAudioUnitErr_InvalidProperty);
+  EXPECT_EQ(
+      AudioUnitGetPropertyInfo(unit.unit(), kAudioUnitProperty_TailTime, 0, 0, nullptr, nullptr),
+      kAudioUnitErr_InvalidProperty)
+      << "nobody knows it";
   EXPECT_EQ(unit.set_property(kAudioUnitProperty_Latency, Float64{1}),
             kAudioUnitErr_PropertyNotWritable);
   EXPECT_EQ(AudioUnitSetProperty(unit.unit(), kAudioUnitProperty_ClassInfo, 0, 0, nullptr, 0),

@@ -123,6 +123,12 @@ AudioUnitParameterInfo Parameters::info(AudioUnitParameterID id) const {
   return info;
 }
 
+CFStringRef Parameters::copy_name(AudioUnitParameterID id, SInt32 characters) const {
+  const std::string& name = plugin_.ports[id].name;
+  return copy_cf_string(characters > 0 ? first_words(name, static_cast<std::size_t>(characters))
+                                       : name);
+}
+
 CFArrayRef Parameters::copy_value_strings(AudioUnitParameterID id) const {
   const Port& port = plugin_.ports[id];
   const Range& bounds = ranges_[id];

@@ -69,6 +69,8 @@ class Parameters {
   std::vector<AudioUnitParameterID> listed() const;
   /// Strings are +1 for the reader, who releases them as the flags say.
   AudioUnitParameterInfo info(AudioUnitParameterID id) const;
+  /// The name, +1, in about so many characters; whole for anything below 1.
+  CFStringRef copy_name(AudioUnitParameterID id, SInt32 characters) const;
   /// Names for each whole value from min on, +1; null when the port has none or its named values
   /// are not whole numbers.
   CFArrayRef copy_value_strings(AudioUnitParameterID id) const;

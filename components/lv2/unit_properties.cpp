@@ -187,6 +187,12 @@ struct UnitProperties {
     }
     return noErr;
   }
+  static OSStatus get_name(Unit& unit, Place, void* data) {
+    auto asked = read<AudioUnitParameterIDName>(data);
+    if (!unit.parameters_.is_readable(asked.inID)) return kAudioUnitErr_InvalidParameter;
+    asked.outName = unit.parameters_.copy_name(asked.inID, asked.inDesiredLength);
+    return answer(data, asked);
+  }
   static OSStatus get_value_strings(Unit& unit, Place place, void* data) {
     const CFArrayRef names = unit.parameters_.copy_value_strings(place.element);
     return names != nullptr ? answer(data, names) : OSStatus{kAudioUnitErr_InvalidProperty};
@@ -223,6 +229,8 @@ struct UnitProperties {
   static OSStatus locate(Unit& unit, AudioUnitPropertyID id, Place place, const Row** row);
 };
 
+// No tail time: nothing in a plugin's description tells how long it rings, and a host that is told
+// of no such property must not take it for none.
 constinit const UnitProperties::Row UnitProperties::kRows[] = {
     {kAudioUnitProperty_ClassInfo, kGlobal, false, sizeof(CFPropertyListRef), nullptr, nullptr,
      [](Unit& unit, Place, void* data) { return answer(data, unit.copy_class_info()); },
@@ -302,6 +310,8 @@ constinit const UnitProperties::Row UnitProperties::kRows[] = {
        return answer(data, static_cast<EditorLink*>(unit.editor_.get()));
      },
      nullptr},
+    {kAudioUnitProperty_ParameterIDName, kGlobal, false, sizeof(AudioUnitParameterIDName), nullptr,
+     nullptr, &get_name, nullptr},
     {kAudioUnitProperty_ParameterStringFromValue, kGlobal, false,
      sizeof(AudioUnitParameterStringFromValue), nullptr, nullptr, &get_string_from_value, nullptr},
     {kAudioUnitProperty_PresentPreset, kGlobal, false, sizeof(AUPreset), nullptr, nullptr,
