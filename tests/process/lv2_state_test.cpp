@@ -68,6 +68,16 @@ float peak_of(const Sound& sound) {
   return peak;
 }
 
+/// How far `other` is from `sound`, as a part of it (root mean squares).
+double distance(const Sound& sound, const Sound& other) {
+  double apart = 0, whole = 0;
+  for (std::size_t i = 0; i < std::min(sound.size(), other.size()); ++i) {
+    apart += std::pow(double{other[i]} - double{sound[i]}, 2);
+    whole += std::pow(double{sound[i]}, 2);
+  }
+  return std::sqrt(apart / whole);
+}
+
 bool is_finite(const Sound& sound) {
   return std::all_of(sound.begin(), sound.end(),
                      [](float sample) { return std::isfinite(sample); });
@@ -283,10 +293,12 @@ TEST(Lv2StateFiles, BringBackTheDrawbarsOfAnOrgan) {
     for (int i = 0; i < 100; ++i) saved.plugin().render_add(left, right, frames, i * frames);
     saved.save();
   }
-  // Not the same twice when the controllers come while it runs, so its own sound is no measure.
+  // Not the same twice when the controllers come while it runs, so its own sound is no measure. And
+  // it rolls its dice by the second that it starts in: 4 to 12 % from one second to another, where
+  // other drawbars make 70 %.
   const Sound restored = sound_of(chain);
-  EXPECT_FALSE(restored == sound_of(fresh)) << "the drawbars are not to be heard";
-  EXPECT_TRUE(restored == sound_of(chain));
+  EXPECT_GT(distance(restored, sound_of(fresh)), 0.5) << "the drawbars are not to be heard";
+  EXPECT_LT(distance(restored, sound_of(chain)), 0.25);
 }
 
 }  // namespace
