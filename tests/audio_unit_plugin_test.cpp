@@ -6,7 +6,6 @@
 
 #include <algorithm>
 #include <chrono>
-#include <cstring>
 #include <filesystem>
 #include <fstream>
 
@@ -87,8 +86,12 @@ TEST(AudioUnitPlugin, LoadsAnInstrumentInOrder) {
                               "open", "property 8 scope 2 size 40", "property 14 scope 0 size 4",
                               "parameter 2=800", "parameter 3=0.5", "initialize", "parameter 4=1",
                               "parameter 5=1", "uninitialize", "close"}));
-  const AudioStreamBasicDescription format{kRate, 0x6C70636D, 0x29, 4, 1, 4, 2, 32, 0};
-  EXPECT_EQ(std::memcmp(&script.output_format, &format, sizeof format), 0);
+  const AudioStreamBasicDescription& format = script.output_format;
+  EXPECT_EQ(format.mSampleRate, kRate);
+  EXPECT_EQ((std::vector{format.mFormatID, format.mFormatFlags, format.mBytesPerPacket,
+                         format.mFramesPerPacket, format.mBytesPerFrame, format.mChannelsPerFrame,
+                         format.mBitsPerChannel, format.mReserved}),
+            (std::vector<UInt32>{0x6C70636D, 0x29, 4, 1, 4, 2, 32, 0}));
   EXPECT_EQ(script.max_frames, kMaxFrames);
 }
 
