@@ -15,8 +15,8 @@ packages=(
   libsamplerate0-dev
   # tests and benchmarks
   libgtest-dev dbus locales procps xvfb xdotool
-  # what is played
-  mda-lv2 lv2-examples
+  # what is played, and plugins with interfaces and states of their own for the tests
+  mda-lv2 lv2-examples guitarix-lv2 setbfree
 )
 
 missing=()

@@ -27,6 +27,7 @@ LD_LIBRARY_PATH=$(echo "$work"/root/usr/lib/*-linux-gnu*)
 export LD_LIBRARY_PATH
 export XDG_CACHE_HOME=$work
 
+rm -f "$work/display"
 Xvfb -displayfd 3 -screen 0 1280x1024x24 -nolisten tcp -noreset 3>"$work/display" 2>/dev/null &
 server=$!
 trap 'kill $server' EXIT
