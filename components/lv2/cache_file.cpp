@@ -13,6 +13,7 @@
 
 #include "components/lv2/component_code.hpp"
 #include "components/lv2/search_path.hpp"
+#include "components/lv2/write_all.hpp"
 
 namespace vesk::lv2 {
 namespace {
@@ -32,16 +33,6 @@ bool make_folder_of(const std::string& path) {
   std::error_code error;
   std::filesystem::create_directories(std::filesystem::path(path).parent_path(), error);
   return !error;
-}
-
-bool write_all(int descriptor, std::span<const std::byte> bytes) {
-  while (!bytes.empty()) {
-    const ssize_t done = ::write(descriptor, bytes.data(), bytes.size());
-    if (done < 0 && errno == EINTR) continue;
-    if (done <= 0) return false;
-    bytes = bytes.subspan(static_cast<std::size_t>(done));
-  }
-  return true;
 }
 
 }  // namespace

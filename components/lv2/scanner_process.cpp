@@ -1,20 +1,20 @@
 #include "components/lv2/scanner_process.hpp"
 
-#include "components/lv2/system_text.hpp"
-
 #include <dlfcn.h>
 #include <fcntl.h>
 #include <poll.h>
 #include <signal.h>
 #include <spawn.h>
 #include <sys/wait.h>
-#include <time.h>
 #include <unistd.h>
 
 #include <cerrno>
 #include <cstdlib>
 #include <filesystem>
 #include <system_error>
+
+#include "components/lv2/clock.hpp"
+#include "components/lv2/system_text.hpp"
 
 extern char** environ;
 
@@ -25,12 +25,6 @@ namespace fs = std::filesystem;
 
 constexpr const char* program_name = "vesk-lv2-scan";
 constexpr std::size_t max_answer = 512u << 20;
-
-std::int64_t now_ms() {
-  timespec now{};
-  clock_gettime(CLOCK_MONOTONIC, &now);
-  return static_cast<std::int64_t>(now.tv_sec) * 1000 + now.tv_nsec / 1'000'000;
-}
 
 /// File actions and attributes of one spawn.
 class SpawnPlan {

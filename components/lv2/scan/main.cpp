@@ -4,7 +4,6 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <cerrno>
 #include <cstdio>
 #include <cstring>
 #include <optional>
@@ -17,6 +16,7 @@
 #include "components/lv2/record.hpp"
 #include "components/lv2/scan/update.hpp"
 #include "components/lv2/scan/worker.hpp"
+#include "components/lv2/write_all.hpp"
 
 namespace vesk::lv2::scan {
 namespace {
@@ -81,16 +81,6 @@ std::optional<Options> parse(const std::vector<std::string_view>& arguments) {
   return options;
 }
 
-bool write_output(std::span<const std::byte> bytes) {
-  while (!bytes.empty()) {
-    const ssize_t done = ::write(STDOUT_FILENO, bytes.data(), bytes.size());
-    if (done < 0 && errno == EINTR) continue;
-    if (done <= 0) return false;
-    bytes = bytes.subspan(static_cast<std::size_t>(done));
-  }
-  return true;
-}
-
 Progress progress_for(const Options& options) {
   Progress progress;
   if (::isatty(STDERR_FILENO) != 0) {
@@ -152,7 +142,7 @@ int answer_preset(const Job& job) {
                    result.failure.c_str());
     }
   });
-  return !answer.empty() && write_output(answer) ? 0 : 1;
+  return !answer.empty() && write_all(STDOUT_FILENO, answer) ? 0 : 1;
 }
 
 int scan(const Options& options) {
@@ -175,7 +165,7 @@ int scan(const Options& options) {
                                 : installed.catalogue.find_uri(options.answer->uri);
       if (&entry != wanted) installed.records[i].clear();
     }
-    return write_output(encode_image(installed.catalogue, installed.records)) ? 0 : 1;
+    return write_all(STDOUT_FILENO, encode_image(installed.catalogue, installed.records)) ? 0 : 1;
   }
   if (options.list) {
     print_list(installed.catalogue);

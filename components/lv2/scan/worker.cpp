@@ -5,7 +5,6 @@
 #include <signal.h>
 #include <sys/mman.h>
 #include <sys/wait.h>
-#include <time.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -14,9 +13,11 @@
 #include <deque>
 #include <memory>
 
+#include "components/lv2/clock.hpp"
 #include "components/lv2/record.hpp"
 #include "components/lv2/scan/bundle_reader.hpp"
 #include "components/lv2/system_text.hpp"
+#include "components/lv2/write_all.hpp"
 
 namespace vesk::lv2::scan {
 namespace {
@@ -25,12 +26,6 @@ namespace {
 constexpr std::int64_t job_limit_ms = 20'000;
 constexpr std::size_t max_noise = 4096;
 constexpr std::uint32_t max_payload = 256u << 20;
-
-std::int64_t now_ms() {
-  timespec now{};
-  clock_gettime(CLOCK_MONOTONIC, &now);
-  return static_cast<std::int64_t>(now.tv_sec) * 1000 + now.tv_nsec / 1'000'000;
-}
 
 /// A file in memory that takes a child's standard output and error, readable after its death.
 class Noise {
@@ -81,15 +76,6 @@ Bytes perform(BundleReader& reader, const Job& job) {
   return to.take();
 }
 
-void send(int pipe, std::span<const std::byte> bytes) {
-  while (!bytes.empty()) {
-    const ssize_t done = ::write(pipe, bytes.data(), bytes.size());
-    if (done < 0 && errno == EINTR) continue;
-    if (done <= 0) _exit(1);
-    bytes = bytes.subspan(static_cast<std::size_t>(done));
-  }
-}
-
 [[noreturn]] void child_main(const std::vector<Job>& jobs, const std::deque<std::size_t>& mine,
                              int pipe, const Noise& noise) {
   noise.take_over_output();
@@ -102,7 +88,7 @@ void send(int pipe, std::span<const std::byte> bytes) {
     ByteWriter message;
     message.blob(payload);
     message.text(noise.take());
-    send(pipe, message.bytes());
+    if (!write_all(pipe, message.bytes())) _exit(1);
   }
   // Without exit handlers: libraries that dynamic manifests loaded may have some.
   _exit(0);
