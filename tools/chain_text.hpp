@@ -1,5 +1,7 @@
 #pragma once
 
+#include <AudioToolbox/AUComponent.h>
+
 #include <optional>
 #include <string>
 
@@ -14,6 +16,11 @@ inline std::optional<PluginSpec> parse_whole_chain(const std::string& chain, std
   if (!first) return std::nullopt;
   return first->is_effect() ? PluginSpec::parse_chain(chain, error)
                             : PluginSpec::parse_channel(chain, error);
+}
+
+/// Whether a plugin of this type is sent MIDI events: every one but a plain effect.
+inline bool takes_midi(const PluginSpec& plugin) {
+  return plugin.desc.componentType != kAudioUnitType_Effect;
 }
 
 }  // namespace vesk::tools

@@ -74,8 +74,7 @@ bool check_chain(const EditArguments& arguments, std::string& error) {
     error = "a chain of more than " + std::to_string(longest_chain) + " plugins cannot be shown";
     return false;
   }
-  constexpr UInt32 effect_without_midi = 0x61756678;  // aufx
-  if (!arguments.midi_path.empty() && whole->desc.componentType == effect_without_midi) {
+  if (!arguments.midi_path.empty() && !takes_midi(*whole)) {
     error = "the chain starts with an effect that takes no MIDI events; --notes sends it tones";
     return false;
   }

@@ -74,7 +74,6 @@ bool check_chain(const RenderArguments& arguments, std::string& error) {
   const auto first = PluginSpec::parse(PluginSpec::split_chain(arguments.chain).front(), reason);
   if (first) {
     if (parse_whole_chain(arguments.chain, reason)) {
-      constexpr UInt32 effect_without_midi = 0x61756678;  // aufx
       if (first->is_effect() && arguments.input_path.empty()) {
         error = first->name + " is an effect and needs --input";
         return false;
@@ -83,7 +82,7 @@ bool check_chain(const RenderArguments& arguments, std::string& error) {
         error = first->name + " is no effect and takes no --input";
         return false;
       }
-      if (first->desc.componentType == effect_without_midi && !arguments.midi_path.empty()) {
+      if (!takes_midi(*first) && !arguments.midi_path.empty()) {
         error = first->name + " takes no MIDI events (effects of type aumf do)";
         return false;
       }
