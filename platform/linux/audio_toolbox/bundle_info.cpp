@@ -7,6 +7,8 @@
 #include <optional>
 
 #include "audio_toolbox/component_bundles.hpp"
+#include "core_foundation/object.hpp"
+#include "core_foundation/text_of.hpp"
 
 namespace vesk::platform {
 namespace {
@@ -14,34 +16,10 @@ namespace {
 /// An Info-gnustep.plist has some kilobytes; what is far larger is something else.
 constexpr off_t kLargestInfo = 1 << 20;
 
-template <typename Ref>
-class Owned {
- public:
-  explicit Owned(Ref ref) : ref_(ref) {}
-  ~Owned() {
-    if (ref_) CFRelease(ref_);
-  }
-  Owned(const Owned&) = delete;
-  Owned& operator=(const Owned&) = delete;
-  Ref get() const { return ref_; }
-
- private:
-  Ref ref_;
-};
-
-std::string text_of(CFTypeRef value) {
-  if (!value || CFGetTypeID(value) != CFStringGetTypeID()) return {};
-  const auto string = static_cast<CFStringRef>(value);
-  std::string text(static_cast<std::size_t>(CFStringGetMaximumSizeForEncoding(
-                       CFStringGetLength(string), kCFStringEncodingUTF8)) +
-                       1,
-                   '\0');
-  if (!CFStringGetCString(string, text.data(), static_cast<CFIndex>(text.size()),
-                          kCFStringEncodingUTF8)) {
-    return {};
-  }
-  text.resize(std::strlen(text.c_str()));
-  return text;
+/// The text of a value that is a string; empty for any other.
+std::string string_of(CFTypeRef value) {
+  const bool is_string = value && CFGetTypeID(value) == CFStringGetTypeID();
+  return is_string ? text_of(static_cast<CFStringRef>(value)) : std::string();
 }
 
 std::optional<UInt32> number_of(CFTypeRef value) {
@@ -57,7 +35,7 @@ std::optional<UInt32> number_of(CFTypeRef value) {
 /// A four-character code, written as text or as a number.
 std::optional<OSType> code_of(CFTypeRef value) {
   if (const auto number = number_of(value)) return *number == 0 ? std::nullopt : number;
-  const std::string text = text_of(value);
+  const std::string text = string_of(value);
   if (text.size() != 4) return std::nullopt;
   OSType code = 0;
   for (const char character : text) {
@@ -97,7 +75,7 @@ CFDataRef copy_file(const std::string& path, std::string& problem) {
 
 /// The property list of a bundle, a dictionary, or NULL with `problem` set.
 CFDictionaryRef copy_info(const std::string& path, std::string& problem) {
-  const Owned<CFDataRef> data(copy_file(path, problem));
+  const cf::Owner<CFDataRef> data(copy_file(path, problem));
   if (!data.get()) return nullptr;
   constexpr std::string_view binary = "bplist";
   if (CFDataGetLength(data.get()) >= static_cast<CFIndex>(binary.size()) &&
@@ -109,7 +87,7 @@ CFDictionaryRef copy_info(const std::string& path, std::string& problem) {
   CFPropertyListRef list = CFPropertyListCreateWithData(kCFAllocatorDefault, data.get(),
                                                         kCFPropertyListImmutable, nullptr, &error);
   if (error) {
-    const Owned<CFStringRef> description(CFErrorCopyDescription(error));
+    const cf::Owner<CFStringRef> description(CFErrorCopyDescription(error));
     problem = text_of(description.get());
     CFRelease(error);
   }
@@ -134,7 +112,7 @@ std::unique_ptr<OpaqueAudioComponent> component_of(CFTypeRef entry, const std::s
   }
   const auto dictionary = static_cast<CFDictionaryRef>(entry);
   const auto value = [&](const char* key) -> CFTypeRef {
-    const Owned<CFStringRef> name(
+    const cf::Owner<CFStringRef> name(
         CFStringCreateWithCString(kCFAllocatorDefault, key, kCFStringEncodingUTF8));
     return CFDictionaryGetValue(dictionary, name.get());
   };
@@ -149,12 +127,12 @@ std::unique_ptr<OpaqueAudioComponent> component_of(CFTypeRef entry, const std::s
     return nullptr;
   }
   auto component = std::make_unique<OpaqueAudioComponent>();
-  component->factory_function = text_of(value("factoryFunction"));
+  component->factory_function = string_of(value("factoryFunction"));
   if (component->factory_function.empty()) {
     problem = "has no factoryFunction";
     return nullptr;
   }
-  component->name = text_of(value("name"));
+  component->name = string_of(value("name"));
   if (component->name.empty()) {
     problem = "has no name";
     return nullptr;
@@ -181,12 +159,13 @@ std::vector<std::unique_ptr<OpaqueAudioComponent>> read_bundle(
   };
 
   std::string problem;
-  const Owned<CFDictionaryRef> info(copy_info(bundle + "/Resources/Info-gnustep.plist", problem));
+  const cf::Owner<CFDictionaryRef> info(
+      copy_info(bundle + "/Resources/Info-gnustep.plist", problem));
   if (!info.get()) {
     complain("Resources/Info-gnustep.plist: " + problem);
     return components;
   }
-  const std::string executable = text_of(CFDictionaryGetValue(info.get(), CFSTR("NSExecutable")));
+  const std::string executable = string_of(CFDictionaryGetValue(info.get(), CFSTR("NSExecutable")));
   if (executable.empty() || executable.find('/') != std::string::npos) {
     complain("NSExecutable is no file name");
     return components;

@@ -3,6 +3,7 @@
 #include <string>
 
 #include "audio_toolbox/component_registry.hpp"
+#include "core_foundation/text_of.hpp"
 
 using vesk::platform::ComponentRegistry;
 
@@ -44,14 +45,6 @@ AudioComponent AudioComponentRegister(const AudioComponentDescription* descripti
   if (!description || !factory || !vesk::platform::names_one_component(*description)) {
     return nullptr;
   }
-  std::string text;
-  if (name) {
-    text.resize(static_cast<std::size_t>(CFStringGetMaximumSizeForEncoding(CFStringGetLength(name),
-                                                                           kCFStringEncodingUTF8)) +
-                1);
-    const auto size = static_cast<CFIndex>(text.size());
-    if (!CFStringGetCString(name, text.data(), size, kCFStringEncodingUTF8)) text.clear();
-    text.resize(text.find('\0') == std::string::npos ? 0 : text.find('\0'));
-  }
-  return ComponentRegistry::instance().add(*description, std::move(text), version, factory);
+  return ComponentRegistry::instance().add(*description, vesk::platform::text_of(name), version,
+                                           factory);
 }

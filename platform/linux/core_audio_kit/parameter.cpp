@@ -5,7 +5,7 @@
 #include <cstdio>
 #include <string_view>
 
-#include "core_audio_kit/cf_text.hpp"
+#include "core_foundation/text_of.hpp"
 
 namespace vesk::platform {
 namespace {

@@ -1,6 +1,5 @@
 // Writes the XML form. Equal lists give equal bytes: keys sorted, one spelling for every number.
 
-#include <charconv>
 #include <cmath>
 
 #include "core_foundation/property_list.hpp"
@@ -60,26 +59,13 @@ class XmlWriter {
   void number(std::size_t level, CFNumberRef ref) {
     NumberValue value;
     read_number(ref, value);
-    char text[40];
-    std::to_chars_result end{text, {}};
-    switch (value.kind) {
-      case Number::Kind::integer:
-        end = std::to_chars(text, std::end(text), value.integer);
-        break;
-      case Number::Kind::unsigned_integer:
-        end = std::to_chars(text, std::end(text), value.unsigned_integer);
-        break;
-      case Number::Kind::real:
-        if (std::isnan(value.real)) return element(level, "real", "nan");
-        if (std::isinf(value.real)) {
-          return element(level, "real", value.real < 0 ? "-infinity" : "+infinity");
-        }
-        // The shortest digits that read back as this very double; a float is one exactly.
-        end = std::to_chars(text, std::end(text), value.real);
-        break;
+    if (value.kind != Number::Kind::real) return element(level, "integer", digits_of(value));
+    if (std::isnan(value.real)) return element(level, "real", "nan");
+    if (std::isinf(value.real)) {
+      return element(level, "real", value.real < 0 ? "-infinity" : "+infinity");
     }
-    element(level, value.kind == Number::Kind::real ? "real" : "integer",
-            {text, static_cast<std::size_t>(end.ptr - text)});
+    // A float is a double exactly.
+    element(level, "real", digits_of(value));
   }
 
   void data(std::size_t level, CFDataRef ref) {

@@ -17,24 +17,17 @@ using Limits = std::numeric_limits<std::int64_t>;
 constexpr double two_to_63 = 9223372036854775808.0;
 constexpr double two_to_64 = 18446744073709551616.0;
 
+std::string digits(auto number) {
+  char text[40];
+  const auto end = std::to_chars(text, std::end(text), number);
+  return {text, end.ptr};
+}
+
 CFStringRef describe_number(const Object* object) {
   NumberValue value;
   read_number(as_ref<CFNumberRef>(object), value);
-  char text[40];
-  std::to_chars_result end{text, {}};
-  switch (value.kind) {
-    case Number::Kind::integer:
-      end = std::to_chars(text, std::end(text), value.integer);
-      break;
-    case Number::Kind::unsigned_integer:
-      end = std::to_chars(text, std::end(text), value.unsigned_integer);
-      break;
-    case Number::Kind::real:
-      end = value.is_single ? std::to_chars(text, std::end(text), static_cast<float>(value.real))
-                            : std::to_chars(text, std::end(text), value.real);
-      break;
-  }
-  return make_ascii_string({text, static_cast<std::size_t>(end.ptr - text)});
+  const bool is_float = value.kind == Number::Kind::real && value.is_single;
+  return make_ascii_string(is_float ? digits(static_cast<float>(value.real)) : digits_of(value));
 }
 
 /// Whether a real is a whole number that 64 bits hold, as which it equals an integer.
@@ -254,6 +247,18 @@ bool read_number(CFNumberRef ref, NumberValue& value) {
       break;
   }
   return true;
+}
+
+std::string digits_of(const NumberValue& value) {
+  switch (value.kind) {
+    case Number::Kind::integer:
+      return digits(value.integer);
+    case Number::Kind::unsigned_integer:
+      return digits(value.unsigned_integer);
+    case Number::Kind::real:
+      return digits(value.real);
+  }
+  return {};
 }
 
 CFNumberRef make_unsigned_number(std::uint64_t value) {

@@ -3,6 +3,7 @@
 /// The plain values: bytes, numbers, booleans, dates.
 
 #include <cstdint>
+#include <string>
 
 #include "core_foundation/object.hpp"
 
@@ -55,6 +56,9 @@ struct NumberValue {
   double real = 0;
 };
 bool read_number(CFNumberRef number, NumberValue& value);
+
+/// The shortest digits that read back as this very value: a real's as a double.
+std::string digits_of(const NumberValue& value);
 
 /// A number for any unsigned value (+1), which no CFNumberType names.
 CFNumberRef make_unsigned_number(std::uint64_t value);
