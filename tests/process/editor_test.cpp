@@ -81,6 +81,8 @@ double cpu_seconds(pid_t process) {
   return (user + system) / static_cast<double>(sysconf(_SC_CLK_TCK));
 }
 
+constexpr int screen_middle = 640;
+
 class Editor : public testing::Test {
  protected:
   VirtualDisplay display_;
@@ -153,13 +155,24 @@ TEST_F(Editor, WhatIsChangedIsSavedEveryTenSecondsWhileItIsOpen) {
 }
 
 TEST_F(Editor, TheWindowComesBackWhereItWas) {
-  for (const bool again : {false, true}) {
+  struct Case {
+    const char* name;
+    int x;
+  };
+  const Case cases[] = {
+      {"never shown", screen_middle},
+      {"shown by the host before", 50},
+      {"on a screen that is no longer there", screen_middle},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.name);
+    if (&c == &cases[2]) display_.change_settings("vesk-host", ">50 ", ">5050 ");
     RawHost host({.chain = editors(kCocoaView)});
     ASSERT_TRUE(host.wait_listening());
     host.ask_window(WindowRequest::open, 0, "Moved");
     const auto window = find_window("Moved");
     ASSERT_TRUE(window);
-    EXPECT_NEAR(window->x, again ? 50 : 640 - window->width / 2, 4);
+    EXPECT_NEAR(window->x, c.x == screen_middle ? c.x - window->width / 2 : c.x, 4);
     output_of("xdotool windowmove --sync " + window->id + " 50 60");
     EXPECT_TRUE(host.wait_turns());
     EXPECT_TRUE(host.stop());
@@ -205,13 +218,8 @@ TEST_F(Editor, ThePanelFollowsWhatIsChangedElsewhere) {
   const unsigned long off = display_.colour_at(x, y);
   std::this_thread::sleep_for(100ms);
   ASSERT_EQ(display_.colour_at(x, y), off);
-  const auto start = std::chrono::steady_clock::now();
   host.set_parameter(0, kBright, 1);
   EXPECT_TRUE(wait_until([&] { return display_.colour_at(x, y) != off; }, 1s));
-  const std::chrono::duration<double, std::milli> late = std::chrono::steady_clock::now() - start;
-  RecordProperty("milliseconds", std::to_string(late.count()));
-  // 50 ms on a machine that has nothing else to do; here others may be building.
-  EXPECT_LT(late.count(), 200);
   EXPECT_TRUE(host.stop());
 }
 
@@ -229,16 +237,19 @@ TEST_F(Editor, HostsShowEditorsBesideEachOther) {
 }
 
 TEST_F(Editor, LeavesTheTitleBarToAWindowManagerWhereThereIsOne) {
-  display_.pretend_window_manager();
-  RawHost host({.chain = editors(kCocoaView)});
-  ASSERT_TRUE(host.wait_listening());
-  host.ask_window(WindowRequest::open, 0, "Managed");
-  const auto window = find_window("Managed");
-  ASSERT_TRUE(window);
-  EXPECT_EQ(window->width, 300);
-  EXPECT_EQ(window->height, 120);
-  EXPECT_TRUE(host.stop());
-  EXPECT_EQ(lines_without_workgroup(host), "");
+  for (const bool ended : {true, false}) {
+    SCOPED_TRACE(ended ? "that left its mark as it ended" : "that runs");
+    display_.pretend_window_manager(ended);
+    RawHost host({.chain = editors(kCocoaView)});
+    ASSERT_TRUE(host.wait_listening());
+    host.ask_window(WindowRequest::open, 0, "Managed");
+    const auto window = find_window("Managed");
+    ASSERT_TRUE(window);
+    EXPECT_EQ(ended ? view_width(*window) : window->width, 300);
+    EXPECT_EQ(ended ? view_height(*window) : window->height, 120);
+    EXPECT_TRUE(host.stop());
+    EXPECT_EQ(lines_without_workgroup(host), "");
+  }
 }
 
 TEST_F(Editor, LeavesNoProcessBehindAndPassesWhatPluginsPrint) {
@@ -317,6 +328,23 @@ TEST_F(Editor, AServerThatGoesAwayTakesTheEditorsAndNotTheHost) {
   host.ask_window(WindowRequest::open, 0, "Again");
   EXPECT_TRUE(
       wait_until([&] { return host.standard_error().ends_with("no window for plugin 0\n"); }));
+  EXPECT_TRUE(wait_heard(host, 0.5f));
+  EXPECT_TRUE(host.stop());
+}
+
+TEST_F(Editor, AServerThatGoesAwayWhileAViewTracksThePointerLosesNoEdit) {
+  ScratchFolder folder;
+  RawHost host({.chain = editors(kTracksMouse, empty_preset(folder))});
+  ASSERT_TRUE(host.wait_listening()) << host.block().error;
+  host.ask_window(WindowRequest::open, 0, "Held");
+  const auto window = find_window("Held");
+  ASSERT_TRUE(window);
+  const auto [x, y] = on_screen(*window, 150, 60);
+  output_of("xdotool mousemove " + std::to_string(x) + " " + std::to_string(y) + " mousedown 1");
+  EXPECT_TRUE(wait_heard(host, 0.5f));
+  display_.kill();
+  EXPECT_TRUE(host.wait_open(0));
+  EXPECT_TRUE(wait_until([&] { return host.block().saved_write == 1; }));
   EXPECT_TRUE(wait_heard(host, 0.5f));
   EXPECT_TRUE(host.stop());
 }

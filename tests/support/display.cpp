@@ -13,6 +13,7 @@
 #include <chrono>
 #include <cstdio>
 #include <fstream>
+#include <regex>
 #include <sstream>
 #include <thread>
 
@@ -85,7 +86,15 @@ bool VirtualDisplay::keeps(const std::string& name) const {
   return std::filesystem::exists(settings_ / name);
 }
 
-void VirtualDisplay::pretend_window_manager() {
+void VirtualDisplay::change_settings(const std::string& program, const std::string& pattern,
+                                     const std::string& replacement) {
+  const std::string path = settings_ / ("Defaults/" + program + ".plist");
+  std::ifstream file(path);
+  const std::string text{std::istreambuf_iterator<char>(file), {}};
+  std::ofstream(path) << std::regex_replace(text, std::regex(pattern), replacement);
+}
+
+void VirtualDisplay::pretend_window_manager(bool ended) {
   Display* const display = static_cast<Display*>(connection());
   if (!display) return;
   const Window root = DefaultRootWindow(display);
@@ -95,6 +104,7 @@ void VirtualDisplay::pretend_window_manager() {
     XChangeProperty(display, window, mark, XA_WINDOW, 32, PropModeReplace,
                     reinterpret_cast<const unsigned char*>(&manager), 1);
   }
+  if (ended) XDestroyWindow(display, manager);
   XSync(display, False);
 }
 
@@ -107,6 +117,26 @@ unsigned long VirtualDisplay::colour_at(int x, int y) {
   const unsigned long colour = XGetPixel(image, 0, 0);
   XDestroyImage(image);
   return colour;
+}
+
+std::vector<unsigned long> VirtualDisplay::stacked_windows() {
+  Display* const display = static_cast<Display*>(connection());
+  if (!display) return {};
+  Window root = None;
+  Window parent = None;
+  Window* children = nullptr;
+  unsigned count = 0;
+  XQueryTree(display, DefaultRootWindow(display), &root, &parent, &children, &count);
+  std::vector<unsigned long> shown;
+  for (unsigned i = 0; i < count; ++i) {
+    XWindowAttributes attributes;
+    if (XGetWindowAttributes(display, children[i], &attributes) &&
+        attributes.map_state == IsViewable) {
+      shown.push_back(children[i]);
+    }
+  }
+  if (children) XFree(children);
+  return shown;
 }
 
 void VirtualDisplay::kill() {

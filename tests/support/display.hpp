@@ -5,6 +5,7 @@
 #include <optional>
 #include <string>
 #include <utility>
+#include <vector>
 
 #include "support/scratch_folder.hpp"
 
@@ -23,10 +24,15 @@ class VirtualDisplay {
   bool is_running() const { return pid_ > 0; }
   /// Whether the toolkit keeps `name` in the settings folder.
   bool keeps(const std::string& name) const;
-  /// Leaves the mark by which a window manager is known, as long as the test runs.
-  void pretend_window_manager();
+  /// Changes what the toolkit keeps for `program` in its settings, while no such process uses them.
+  void change_settings(const std::string& program, const std::string& pattern,
+                       const std::string& replacement);
+  /// Leaves the mark by which a window manager is known; one that `ended` left its mark behind.
+  void pretend_window_manager(bool ended = false);
   /// The colour on screen at a point, as the server has it.
   unsigned long colour_at(int x, int y);
+  /// What is shown on it, the lowest window first.
+  std::vector<unsigned long> stacked_windows();
   /// Takes the server away from whoever is using it.
   void kill();
 

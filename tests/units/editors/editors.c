@@ -68,30 +68,14 @@ static const char* class_name(enum EditorVariant variant) {
     case kNoEditor:
     case kControllerOnMainQueue:
     case kControllerFromThread:
-    case kControllerNever:
+    case kControllerTooLate:
     case kControllerNull:
     case kControllerPreferredSize:
+    case kControllerNoSize:
+    case kControllerWithoutView:
       return NULL;
     case kNonconformingClass:
       return "VeskTestNoFactory";
-    case kThrowsInFactory:
-      return "VeskTestThrowingFactory";
-    case kRaisesInFactory:
-      return "VeskTestRaisingFactory";
-    case kThrowsInMouseDown:
-      return "VeskTestThrowingViewFactory";
-    case kCrashesInMouseDown:
-      return "VeskTestCrashingViewFactory";
-    case kBreaksItsDisplay:
-      return "VeskTestDisplayViewFactory";
-    case kBreaksItsDisplayOnThread:
-      return "VeskTestDisplayThreadViewFactory";
-    case kRaisesInDrawing:
-      return "VeskTestRaisingViewFactory";
-    case kThrowsInMainQueueTask:
-      return "VeskTestTaskFactory";
-    case kLogs:
-      return "VeskTestLoggingFactory";
     default:
       return "VeskTestFactory";
   }
@@ -116,8 +100,8 @@ static OSStatus get_cocoa_ui(Editors* editors, void* data, UInt32* size) {
   info->mCocoaAUViewBundleLocation = CFRetain(editors->location);
   for (int i = 0; i < count; ++i) {
     if (!editors->classes[i]) {
-      editors->classes[i] = CFStringCreateWithCString(
-          NULL, i == 0 ? name : "VeskTestThrowingFactory", kCFStringEncodingUTF8);
+      editors->classes[i] = CFStringCreateWithCString(NULL, i == 0 ? name : "VeskTestNoFactory",
+                                                      kCFStringEncodingUTF8);
     }
     info->mCocoaAUViewClass[i] = CFRetain(editors->classes[i]);
   }

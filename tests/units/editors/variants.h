@@ -20,22 +20,32 @@ enum EditorVariant {
   kLocationOnly,          /* a Cocoa UI property without a class, and a controller */
   kControllerOnMainQueue, /* with a view of its own size */
   kControllerFromThread,  /* an empty view and a preferred size of 500 x 0 */
-  kControllerNever,
+  kControllerTooLate,     /* from a thread after 2.2 s */
   kControllerNull,
   kCocoaViewAndController,
   kControllerPreferredSize, /* an empty view and a preferred size of 320 x 200 */
-  kThreeClasses,            /* of which only the first may be used */
-  kThrowsInFactory,         /* C++ */
-  kRaisesInFactory,         /* Objective-C */
+  kControllerNoSize,        /* an empty view and no preferred size */
+  kControllerWithoutView,
+  kThreeClasses,    /* of which only the first may be used */
+  kThrowsInFactory, /* C++ */
+  kRaisesInFactory, /* Objective-C */
   kThrowsInMouseDown,
   kRaisesInDrawing,
   kThrowsInMainQueueTask,
+  kThrowsInClosing, /* while its window closes, before the window manager hears of it */
+  kRaisesInClosing,
+  kThrowsInLeaving, /* when its closed window is let go */
+  kRaisesInLeaving,
+  kRunsOutOfMemory, /* when it is clicked: C++ in its left half, Objective-C in the right */
+  kTracksMouse,     /* waits for the release in a loop of its own, as many views do */
   kLogs,
   kCrashesInMouseDown,
-  kBreaksItsDisplay,         /* its own connection to the X server, when it is clicked */
+  kBreaksItsDisplay, /* its own connection to the X server, when it is clicked */
   kBreaksItsDisplayOnThread,
   kVariantCount
 };
 
-/* The views' bundle exports this: hands a controller for `variant` to `completion`. */
+/* The views' bundle exports these: hands a controller for `variant` to `completion`. */
 #define VESK_EDITOR_CONTROLLER_FUNCTION "vesk_test_deliver_controller"
+/* Says how many of its views and controllers there are (int()). */
+#define VESK_EDITOR_LIVE_FUNCTION "vesk_test_live_objects"

@@ -12,6 +12,8 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <atomic>
+#include <new>
 #include <stdexcept>
 #include <thread>
 
@@ -23,11 +25,21 @@ namespace {
 
 constexpr NSRect view_frame = {{0, 0}, {300, 120}};
 
+/// Views and controllers that nobody has released for good.
+std::atomic<int> live_objects{0};
+
+EditorVariant variant_of(AudioUnit unit) {
+  AudioUnitParameterValue value = 0;
+  AudioUnitGetParameter(unit, kEditor, kAudioUnitScope_Global, 0, &value);
+  return static_cast<EditorVariant>(value);
+}
+
 }  // namespace
 
 /// A bar as long as the level; a click sets it.
 @interface VeskTestView : NSView {
   AudioUnit _unit;
+  EditorVariant _variant;  // read once: a view may outlive its unit
 }
 - (id)initWithUnit:(AudioUnit)unit;
 - (void)clickedAt:(NSPoint)point;
@@ -38,7 +50,14 @@ constexpr NSRect view_frame = {{0, 0}, {300, 120}};
 - (id)initWithUnit:(AudioUnit)unit {
   self = [super initWithFrame:view_frame];
   _unit = unit;
+  _variant = variant_of(unit);
+  ++live_objects;
   return self;
+}
+
+- (void)dealloc {
+  --live_objects;
+  [super dealloc];
 }
 
 - (void)drawRect:(NSRect)dirty {
@@ -64,86 +83,77 @@ constexpr NSRect view_frame = {{0, 0}, {300, 120}};
 
 @end
 
-@interface VeskTestFactory : NSObject <AUCocoaUIBase>
-- (NSView*)viewForUnit:(AudioUnit)unit;
-@end
-
-@implementation VeskTestFactory
-
-- (unsigned)interfaceVersion {
-  return 0;
+/// Draws well until it is clicked; a click, or its window's end, brings out what the unit asks for.
+@interface VeskTestFaultyView : VeskTestView {
+  BOOL _clicked;
 }
-
-- (NSView*)viewForUnit:(AudioUnit)unit {
-  return [[VeskTestView alloc] initWithUnit:unit];
-}
-
-- (NSView*)uiViewForAudioUnit:(AudioUnit)unit withSize:(NSSize)size {
-  // Checks what every factory is promised.
-  if (size.width != 800 || size.height != 600) return nil;
-  return [[self viewForUnit:unit] autorelease];
-}
-
 @end
 
-@interface VeskTestNoFactory : NSObject
-@end
-
-@implementation VeskTestNoFactory
-@end
-
-@interface VeskTestThrowingFactory : VeskTestFactory
-@end
-
-@implementation VeskTestThrowingFactory
-
-- (NSView*)viewForUnit:(AudioUnit)unit {
-  throw std::runtime_error("no view today");
-}
-
-@end
-
-@interface VeskTestRaisingFactory : VeskTestFactory
-@end
-
-@implementation VeskTestRaisingFactory
-
-- (NSView*)viewForUnit:(AudioUnit)unit {
-  [NSException raise:NSGenericException format:@"no view raised"];
-  return nil;
-}
-
-@end
-
-@interface VeskTestThrowingView : VeskTestView
-@end
-
-@implementation VeskTestThrowingView
+@implementation VeskTestFaultyView
 
 - (void)clickedAt:(NSPoint)point {
-  throw std::runtime_error("clicked in vain");
+  _clicked = YES;
+  switch (_variant) {
+    case kThrowsInMouseDown:
+      throw std::runtime_error("clicked in vain");
+    case kCrashesInMouseDown:
+      raise(SIGSEGV);
+      break;
+    case kThrowsInMainQueueTask:
+      dispatch_async(dispatch_get_main_queue(), ^{
+        throw std::runtime_error("task in vain");
+      });
+      break;
+    case kRunsOutOfMemory:
+      if (point.x < [self bounds].size.width / 2) throw std::bad_alloc();
+      [NSException raise:NSMallocException format:@"no memory"];
+      break;
+    case kTracksMouse:
+      [super clickedAt:point];
+      while (NSEvent* event = [NSApp nextEventMatchingMask:NSLeftMouseUpMask
+                                                 untilDate:[NSDate distantFuture]
+                                                    inMode:NSEventTrackingRunLoopMode
+                                                   dequeue:YES]) {
+        if ([event type] == NSLeftMouseUp) break;
+      }
+      break;
+    default:
+      [self setNeedsDisplay:YES];
+  }
 }
 
-@end
-
-@interface VeskTestCrashingView : VeskTestView
-@end
-
-@implementation VeskTestCrashingView
-
-- (void)clickedAt:(NSPoint)point {
-  raise(SIGSEGV);
+- (void)drawRect:(NSRect)dirty {
+  if (_clicked && _variant == kRaisesInDrawing) {
+    [NSException raise:NSGenericException format:@"drawn in vain"];
+  }
+  [super drawRect:dirty];
 }
 
-@end
+- (void)viewDidMoveToWindow {
+  if (![self window]) return;
+  [[NSNotificationCenter defaultCenter] addObserver:self
+                                           selector:@selector(windowCloses:)
+                                               name:NSWindowWillCloseNotification
+                                             object:[self window]];
+}
 
-@interface VeskTestCrashingViewFactory : VeskTestFactory
-@end
+- (void)windowCloses:(NSNotification*)notification {
+  if (_variant == kThrowsInClosing) throw std::runtime_error("closed in vain");
+  if (_variant == kRaisesInClosing) {
+    [NSException raise:NSGenericException format:@"closed in vain"];
+  }
+}
 
-@implementation VeskTestCrashingViewFactory
+- (void)viewWillMoveToWindow:(NSWindow*)window {
+  [super viewWillMoveToWindow:window];
+  if (window) return;
+  if (_variant == kThrowsInLeaving) throw std::runtime_error("left in vain");
+  if (_variant == kRaisesInLeaving) [NSException raise:NSGenericException format:@"left in vain"];
+}
 
-- (NSView*)viewForUnit:(AudioUnit)unit {
-  return [[VeskTestCrashingView alloc] initWithUnit:unit];
+- (void)dealloc {
+  [[NSNotificationCenter defaultCenter] removeObserver:self];
+  [super dealloc];
 }
 
 @end
@@ -168,128 +178,76 @@ constexpr NSRect view_frame = {{0, 0}, {300, 120}};
   [super dealloc];
 }
 
-- (void)breakDisplay {
-  shutdown(ConnectionNumber(_display), SHUT_RDWR);
-  XSync(_display, False);
-}
-
 - (void)clickedAt:(NSPoint)point {
   [super clickedAt:point];
-  [self breakDisplay];
-}
-
-@end
-
-@interface VeskTestDisplayViewFactory : VeskTestFactory
-@end
-
-@implementation VeskTestDisplayViewFactory
-
-- (NSView*)viewForUnit:(AudioUnit)unit {
-  return [[VeskTestDisplayView alloc] initWithUnit:unit];
-}
-
-@end
-
-@interface VeskTestDisplayThreadView : VeskTestDisplayView
-@end
-
-@implementation VeskTestDisplayThreadView
-
-- (void)breakDisplay {
-  std::thread([display = _display] {
+  const auto break_display = [display = _display] {
     shutdown(ConnectionNumber(display), SHUT_RDWR);
     XSync(display, False);
-  }).detach();
+  };
+  if (_variant == kBreaksItsDisplayOnThread) {
+    std::thread(break_display).detach();
+  } else {
+    break_display();
+  }
 }
 
 @end
 
-@interface VeskTestDisplayThreadViewFactory : VeskTestFactory
+@interface VeskTestFactory : NSObject <AUCocoaUIBase>
 @end
 
-@implementation VeskTestDisplayThreadViewFactory
+@implementation VeskTestFactory
 
-- (NSView*)viewForUnit:(AudioUnit)unit {
-  return [[VeskTestDisplayThreadView alloc] initWithUnit:unit];
+- (unsigned)interfaceVersion {
+  return 0;
+}
+
+- (NSView*)uiViewForAudioUnit:(AudioUnit)unit withSize:(NSSize)size {
+  // Checks what every factory is promised.
+  if (size.width != 800 || size.height != 600) return nil;
+  switch (variant_of(unit)) {
+    case kThrowsInFactory:
+      throw std::runtime_error("no view today");
+    case kRaisesInFactory:
+      [NSException raise:NSGenericException format:@"no view raised"];
+      return nil;
+    case kBreaksItsDisplay:
+    case kBreaksItsDisplayOnThread:
+      return [[[VeskTestDisplayView alloc] initWithUnit:unit] autorelease];
+    case kLogs:
+      NSLog(@"a plugin's own message");
+      [[fallthrough]];
+    case kCocoaView:
+    case kCocoaViewAndController:
+    case kThreeClasses:
+      return [[[VeskTestView alloc] initWithUnit:unit] autorelease];
+    default:
+      return [[[VeskTestFaultyView alloc] initWithUnit:unit] autorelease];
+  }
 }
 
 @end
 
-@interface VeskTestThrowingViewFactory : VeskTestFactory
+@interface VeskTestNoFactory : NSObject
 @end
 
-@implementation VeskTestThrowingViewFactory
+@implementation VeskTestNoFactory
+@end
 
-- (NSView*)viewForUnit:(AudioUnit)unit {
-  return [[VeskTestThrowingView alloc] initWithUnit:unit];
+@interface VeskTestController : AUViewController
+@end
+
+@implementation VeskTestController
+
+- (id)init {
+  self = [super init];
+  ++live_objects;
+  return self;
 }
 
-@end
-
-/// Draws well until it is clicked.
-@interface VeskTestRaisingView : VeskTestView {
-  BOOL _clicked;
-}
-@end
-
-@implementation VeskTestRaisingView
-
-- (void)clickedAt:(NSPoint)point {
-  _clicked = YES;
-  [self setNeedsDisplay:YES];
-}
-
-- (void)drawRect:(NSRect)dirty {
-  if (_clicked) [NSException raise:NSGenericException format:@"drawn in vain"];
-  [super drawRect:dirty];
-}
-
-@end
-
-@interface VeskTestRaisingViewFactory : VeskTestFactory
-@end
-
-@implementation VeskTestRaisingViewFactory
-
-- (NSView*)viewForUnit:(AudioUnit)unit {
-  return [[VeskTestRaisingView alloc] initWithUnit:unit];
-}
-
-@end
-
-@interface VeskTestTaskView : VeskTestView
-@end
-
-@implementation VeskTestTaskView
-
-- (void)clickedAt:(NSPoint)point {
-  dispatch_async(dispatch_get_main_queue(), ^{
-    throw std::runtime_error("task in vain");
-  });
-}
-
-@end
-
-@interface VeskTestTaskFactory : VeskTestFactory
-@end
-
-@implementation VeskTestTaskFactory
-
-- (NSView*)viewForUnit:(AudioUnit)unit {
-  return [[VeskTestTaskView alloc] initWithUnit:unit];
-}
-
-@end
-
-@interface VeskTestLoggingFactory : VeskTestFactory
-@end
-
-@implementation VeskTestLoggingFactory
-
-- (NSView*)viewForUnit:(AudioUnit)unit {
-  NSLog(@"a plugin's own message");
-  return [super viewForUnit:unit];
+- (void)dealloc {
+  --live_objects;
+  [super dealloc];
 }
 
 @end
@@ -298,47 +256,64 @@ namespace {
 
 typedef void (^Completion)(void* controller);
 
-NSViewController* controller_with(AudioUnit unit, NSSize view_size, NSSize preferred_size) {
-  NSViewController* controller = [[[AUViewController alloc] init] autorelease];
+/// A size of none is no preference, and no view at all is nil.
+NSViewController* make_controller(EditorVariant variant, AudioUnit unit) {
+  NSViewController* controller = [[VeskTestController alloc] init];
+  if (variant == kControllerWithoutView) return controller;
   NSView* view = [[[VeskTestView alloc] initWithUnit:unit] autorelease];
-  [view setFrameSize:view_size];
+  [view setFrameSize:NSMakeSize(240, 90)];
+  switch (variant) {
+    case kControllerFromThread:
+      [view setFrameSize:NSZeroSize];
+      [controller setPreferredContentSize:NSMakeSize(500, 0)];
+      break;
+    case kControllerPreferredSize:
+      [view setFrameSize:NSZeroSize];
+      [controller setPreferredContentSize:NSMakeSize(320, 200)];
+      break;
+    case kControllerNoSize:
+      [view setFrameSize:NSZeroSize];
+      break;
+    default:
+      [controller setPreferredContentSize:NSMakeSize(320, 200)];
+  }
   [controller setView:view];
-  [controller setPreferredContentSize:preferred_size];
   return controller;
+}
+
+void deliver_from_thread(Completion completion, NSViewController* controller, unsigned after_ms) {
+  std::thread([completion, controller, after_ms] {
+    usleep(after_ms * 1000);
+    @autoreleasepool {
+      completion(controller);
+      [controller release];
+      Block_release(completion);
+    }
+  }).detach();
 }
 
 }  // namespace
 
+extern "C" __attribute__((visibility("default"))) int vesk_test_live_objects(void) {
+  return live_objects;
+}
+
 extern "C" __attribute__((visibility("default"))) void vesk_test_deliver_controller(
     EditorVariant variant, AudioUnit unit, Completion given) {
   Completion completion = Block_copy(given);
-  switch (variant) {
-    case kControllerNever:
-      Block_release(completion);
-      break;
-    case kControllerNull:
-      completion(nullptr);
-      Block_release(completion);
-      break;
-    case kControllerFromThread: {
-      NSViewController* controller = [controller_with(unit, NSZeroSize, NSMakeSize(500, 0)) retain];
-      std::thread([completion, controller] {
-        usleep(100000);
-        completion(controller);
-        Block_release(completion);
-      }).detach();
-      break;
-    }
-    default: {
-      const NSSize view_size =
-          variant == kControllerPreferredSize ? NSZeroSize : NSMakeSize(240, 90);
-      NSViewController* controller =
-          [controller_with(unit, view_size, NSMakeSize(320, 200)) retain];
-      dispatch_async(dispatch_get_main_queue(), ^{
-        completion(controller);
-        [controller release];
-        Block_release(completion);
-      });
-    }
+  if (variant == kControllerNull) {
+    completion(nullptr);
+    Block_release(completion);
+    return;
   }
+  NSViewController* controller = make_controller(variant, unit);
+  if (variant == kControllerFromThread) return deliver_from_thread(completion, controller, 100);
+  if (variant == kControllerTooLate) return deliver_from_thread(completion, controller, 2200);
+  dispatch_async(dispatch_get_main_queue(), ^{
+    completion(controller);
+    [controller release];
+    // The first answer is the one that counts.
+    completion(nullptr);
+    Block_release(completion);
+  });
 }
