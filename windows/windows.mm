@@ -23,8 +23,17 @@ constexpr unsigned mask_bits = 32;
 
 bool wants_offscreen() { return std::getenv(offscreen_variable) != nullptr; }
 
-/// The window system may hold on to a window for a while, and a window does not hold its delegate.
-void release_delegate(NSWindow* window) { [window setDelegate:nil]; }
+/// Takes the view and the delegate out of a closed window. The window system may hold on to a
+/// window for a while, a window does not hold its delegate, and what a view throws as it leaves is
+/// better thrown here than in the middle of the window's end.
+void empty(NSWindow* window) {
+  struct DelegateRelease {
+    NSWindow* window;
+    ~DelegateRelease() { [window setDelegate:nil]; }
+  };
+  const DelegateRelease at_last{window};
+  [window setContentView:nil];
+}
 
 void bring_to_front(NSWindow* window) {
   [NSApp activateIgnoringOtherApps:YES];
@@ -51,7 +60,7 @@ struct Windows::Impl {
 };
 
 Windows::Impl::~Impl() {
-  for (const auto& [plugin, window] : windows) release_delegate(window.get());
+  for (const auto& [plugin, window] : windows) [window.get() setDelegate:nil];
 }
 
 void Windows::Impl::start_application() {
@@ -81,10 +90,11 @@ void Windows::Impl::place(NSWindow* window, NSString* autosave_name) {
 
 void Windows::Impl::remove_closed(unsigned plugin) {
   if (closing.erase(plugin) == 0) return;
-  release_delegate(windows[plugin].get());
-  windows.erase(plugin);
-  delegates.erase(plugin);
-  controllers.erase(plugin);
+  // Out of the maps before any code of the view's runs, which may throw.
+  const auto controller = controllers.extract(plugin);
+  const auto delegate = delegates.extract(plugin);
+  const auto window = windows.extract(plugin);
+  empty(window.mapped().get());
 }
 
 Windows::Windows(std::function<void(unsigned)> on_close) : impl_(std::make_shared<Impl>()) {

@@ -7,6 +7,7 @@
 #include <cstdint>
 #include <initializer_list>
 #include <map>
+#include <mutex>
 
 #include "app_kit/class_additions.hpp"
 
@@ -34,9 +35,32 @@
 
 namespace {
 
-/// The sizes that somebody set, until their controllers end. A category has no room for them.
-std::map<const void*, NSSize>& preferred_sizes() {
-  static std::map<const void*, NSSize> sizes;
+/// The sizes that somebody set, until their controllers end. A category has no room for them. A
+/// unit may make its controller, and let go of it, on a thread of its own.
+class PreferredSizes {
+ public:
+  NSSize of(const void* controller) const {
+    const std::lock_guard lock(mutex_);
+    const auto found = sizes_.find(controller);
+    return found == sizes_.end() ? NSZeroSize : found->second;
+  }
+  void set(const void* controller, NSSize size) {
+    const std::lock_guard lock(mutex_);
+    sizes_[controller] = size;
+  }
+  void forget(const void* controller) {
+    const std::lock_guard lock(mutex_);
+    sizes_.erase(controller);
+  }
+
+ private:
+  mutable std::mutex mutex_;
+  std::map<const void*, NSSize> sizes_;
+};
+
+/// Never destroyed: such a thread may outlive what is destroyed at the process's end.
+PreferredSizes& preferred_sizes() {
+  static auto& sizes = *new PreferredSizes;
   return sizes;
 }
 
@@ -50,17 +74,16 @@ std::map<const void*, NSSize>& preferred_sizes() {
 }
 
 - (NSSize)preferredContentSize {
-  const auto found = preferred_sizes().find(self);
-  return found == preferred_sizes().end() ? NSZeroSize : found->second;
+  return preferred_sizes().of(self);
 }
 
 - (void)setPreferredContentSize:(NSSize)size {
-  preferred_sizes()[self] = size;
+  preferred_sizes().set(self, size);
 }
 
 /// Exchanged with `dealloc`, so that the call of itself in it is one of the original.
 - (void)vesk_deallocWithSize {
-  preferred_sizes().erase(self);
+  preferred_sizes().forget(self);
   [self vesk_deallocWithSize];
 }
 

@@ -35,11 +35,12 @@ class EditorTurn {
 void keep_failure(NSWindow* window, NSException* exception);
 void raise_kept_failure();
 
-/// Calls `visit` with the editor whose note was left behind, or with every one on screen when the
-/// code that threw ran for none in particular. Forgets the note.
+/// Calls `visit` with the editor whose note was left behind, on screen or not, or with every one on
+/// screen when the code that threw ran for none in particular. Forgets the note.
 void failed_editors(const std::function<void(unsigned)>& visit);
 
-/// Drops a note that nobody asked about.
+/// Drops a note that nobody asked about, and what the autorelease pools held that were thrown past.
+/// For the head of what the host asks for, outside of every pool.
 void forget_editor_turns();
 
 }  // namespace vesk::platform

@@ -75,11 +75,20 @@ void failed_editors(const std::function<void(unsigned)>& visit) {
   // What threw while it drew leaves its view focused.
   while (NSView* focused = [NSView focusView]) [focused unlockFocus];
   const auto failed = std::exchange(current, std::nullopt);
-  visible_editors([&](unsigned plugin) {
-    if (!failed || plugin == *failed) visit(plugin);
-  });
+  if (failed) {
+    // Perhaps gone already: what threw while its window closed.
+    visit(*failed);
+  } else {
+    visible_editors(visit);
+  }
 }
 
-void forget_editor_turns() { current.reset(); }
+void forget_editor_turns() {
+  current.reset();
+  // What is thrown past a pool leaves it, and all that is in it, to the pool around it.
+  static NSAutoreleasePool* outermost = nil;
+  [outermost release];
+  outermost = [[NSAutoreleasePool alloc] init];
+}
 
 }  // namespace vesk::platform

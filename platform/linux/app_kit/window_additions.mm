@@ -24,6 +24,29 @@ void exchange(SEL original, SEL replacement) {
   method_exchangeImplementations(method, class_getInstanceMethod([NSWindow class], replacement));
 }
 
+/// A window's closing. What a view throws when it hears of it must keep neither the window on
+/// screen nor the window manager from hearing of it too.
+class Departure {
+ public:
+  explicit Departure(NSWindow* window) : window_([window retain]) {}
+  ~Departure() {
+    if (!is_done_ && [window_ isVisible]) leave();
+    [window_ release];
+  }
+  void end() { is_done_ = true; }
+  Departure(const Departure&) = delete;
+  Departure& operator=(const Departure&) = delete;
+
+ private:
+  void leave() {
+    if (vesk::platform::plugin_of(window_)) [[window_ delegate] windowWillClose:nil];
+    [window_ orderOut:nil];
+  }
+
+  NSWindow* window_;
+  bool is_done_ = false;
+};
+
 }  // namespace
 
 // Each exchanged with the method that it is named after, so that the call of itself in it is one
@@ -32,6 +55,8 @@ void exchange(SEL original, SEL replacement) {
 - (BOOL)vesk_setFrameAutosaveName:(NSString*)name;
 - (void)vesk_saveFrameUsingName:(NSString*)name;
 - (BOOL)vesk_setFrameUsingName:(NSString*)name;
+- (void)vesk_setContentView:(NSView*)view;
+- (void)vesk_close;
 - (void)vesk_update;
 - (void)vesk_handleAutodisplay;
 @end
@@ -60,7 +85,25 @@ void exchange(SEL original, SEL replacement) {
 
 /// Nor is one on a screen that is no longer there: it counts as never saved.
 - (BOOL)vesk_setFrameUsingName:(NSString*)name {
-  return [name length] > 0 && [self vesk_setFrameUsingName:name] && is_on_a_screen([self frame]);
+  return [self vesk_setFrameUsingName:name] && is_on_a_screen([self frame]);
+}
+
+- (void)vesk_setContentView:(NSView*)view {
+  vesk::platform::EditorTurn turn(self);
+  [self retain];
+  [self vesk_setContentView:view];
+  // Not reached when a view throws as it comes or leaves. It would do so again as the window ends,
+  // in the middle of an autorelease pool: such a window is kept for good.
+  [self release];
+  turn.end();
+}
+
+- (void)vesk_close {
+  vesk::platform::EditorTurn turn(self);
+  Departure departure(self);
+  [self vesk_close];
+  departure.end();
+  turn.end();
 }
 
 - (void)vesk_update {
@@ -111,6 +154,8 @@ void install_window_additions() {
   exchange(@selector(setFrameAutosaveName:), @selector(vesk_setFrameAutosaveName:));
   exchange(@selector(saveFrameUsingName:), @selector(vesk_saveFrameUsingName:));
   exchange(@selector(setFrameUsingName:), @selector(vesk_setFrameUsingName:));
+  exchange(@selector(setContentView:), @selector(vesk_setContentView:));
+  exchange(@selector(close), @selector(vesk_close));
   exchange(@selector(update), @selector(vesk_update));
   exchange(NSSelectorFromString(@"_handleAutodisplay"), @selector(vesk_handleAutodisplay));
   [[NSNotificationCenter defaultCenter] addObserver:[VeskFrameKeeper class]

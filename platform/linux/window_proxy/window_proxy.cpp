@@ -11,6 +11,7 @@
 
 #include <bit>
 #include <new>
+#include <optional>
 #include <stdexcept>
 #include <utility>
 #include <vector>
@@ -34,6 +35,9 @@ namespace vesk::host {
 namespace {
 
 using platform::WindowModule;
+
+/// Of editors, while the last of them are let go of.
+constexpr int most_failures = 64;
 
 const WindowModule* open_window_module() {
   const std::string path = platform::module_folder() + "/" + platform::window_module_file;
@@ -96,6 +100,8 @@ struct Windows::Impl {
   void* manager = nullptr;
 
   bool reach_module();
+  /// A turn of the module's pump; false when an editor failed in it.
+  bool pump(double seconds);
 };
 
 bool Windows::Impl::reach_module() {
@@ -105,6 +111,16 @@ bool Windows::Impl::reach_module() {
   return manager != nullptr;
 }
 
+bool Windows::Impl::pump(double seconds) {
+  bool passed = true;
+  guard([&] { module->pump(manager, seconds); },
+        [&](const char* reason) {
+          passed = false;
+          close_failed(module, reason);
+        });
+  return passed;
+}
+
 Windows::Windows(std::function<void(unsigned)> on_close) : impl_(std::make_shared<Impl>()) {
   impl_->on_close = std::move(on_close);
 }
@@ -112,6 +128,10 @@ Windows::Windows(std::function<void(unsigned)> on_close) : impl_(std::make_share
 Windows::~Windows() {
   if (!impl_->manager) return;
   close_all();
+  // Closed windows are let go of by the pump. What a view throws as it leaves its window is caught
+  // there, and ends the turn; out of a destructor it would end the process.
+  for (int failures = 0; failures < most_failures && !impl_->pump(0); ++failures) {
+  }
   guard([&] { impl_->module->destroy(impl_->manager); }, [](const char*) {});
 }
 
@@ -147,15 +167,13 @@ void Windows::pump(double seconds) {
     CFRunLoopRunInMode(kCFRunLoopDefaultMode, seconds, false);
     return;
   }
-  const auto turn = [&] {
-    guard([&] { impl_->module->pump(impl_->manager, seconds); },
-          [&](const char* reason) { close_failed(impl_->module, reason); });
-  };
   // While one editor alone is open, what crashes in a turn is most likely its code.
   const std::uint32_t mask = open_mask();
-  if (!std::has_single_bit(mask)) return turn();
-  const platform::PluginCall call(static_cast<unsigned>(std::countr_zero(mask)), "editor");
-  turn();
+  std::optional<platform::PluginCall> call;
+  if (std::has_single_bit(mask)) {
+    call.emplace(static_cast<unsigned>(std::countr_zero(mask)), "editor");
+  }
+  impl_->pump(seconds);
 }
 
 }  // namespace vesk::host
