@@ -109,6 +109,10 @@ TEST(Components, OfBrokenBundlesAreNamedOnceAndOnlyWhenASearchFails) {
          "for subtype\n"),
         "/f-faulty.component: entry 1 of AudioComponents has no name\n",
         "/f-faulty.component: entry 2 of AudioComponents has no factoryFunction\n",
+        ("/f-faulty.component: entry 4 of AudioComponents has no code of four ASCII characters "
+         "for subtype\n"),
+        ("/f-faulty.component: entry 5 of AudioComponents has no code of four ASCII characters "
+         "for type\n"),
         "/i-pipe.component: Resources/Info-gnustep.plist: no file of at most 1 MiB\n",
         "/not-a-bundle.component: Resources/Info-gnustep.plist: Not a directory\n"}) {
     EXPECT_NE(lines.find("plugin host: component bundle " + folder + wanted), std::string::npos)

@@ -52,7 +52,9 @@ ComponentInstallation::ComponentInstallation(const std::string& tone, const std:
              info_plist("missing", plist_entry("aufx", "toolong", "F", "F") +
                                        plist_entry("aufx", "NoNm", "", "F") +
                                        plist_entry("aufx", "NoFa", "F", "") +
-                                       plist_entry("aufx", "Gone", "F: Gone", "F")));
+                                       plist_entry("aufx", "Gone", "F: Gone", "F") +
+                                       plist_entry("aufx", "<integer>0</integer>", "F: Any", "F") +
+                                       plist_entry("\u00e4ux", "Utf8", "F: Utf8", "F")));
   add_bundle("first/g-symbol",
              info_plist("tone", plist_entry("aufx", "NoSy", "G: Symbol", "None")));
   fs::create_symlink(tone + "/tone", root_ / "first" / "g-symbol.component" / "tone");
