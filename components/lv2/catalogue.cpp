@@ -37,7 +37,7 @@ void Catalogue::assign_codes() {
 
 Bytes encode_record(const PluginRecord& record) {
   ByteWriter to;
-  to.list(record.sources, [&](const Stamped& source) { encode(to, source); });
+  FieldWriter{to}(record.sources);
   encode(to, record.description);
   return to.take();
 }
@@ -45,7 +45,7 @@ Bytes encode_record(const PluginRecord& record) {
 std::optional<PluginRecord> decode_record(std::span<const std::byte> bytes) {
   ByteReader from(bytes);
   PluginRecord record;
-  record.sources = from.list([&] { return decode_stamped(from); });
+  FieldReader{from}(record.sources);
   record.description = decode_description(from);
   if (!from.ok() || !from.at_end()) return {};
   return record;

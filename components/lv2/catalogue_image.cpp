@@ -7,12 +7,36 @@
 #include <cerrno>
 
 #include "components/lv2/catalogue.hpp"
+#include "components/lv2/component_code.hpp"
 #include "components/lv2/record.hpp"
 
 // An image is a header, the index and the records one after another. The header's numbers stand in
 // the machine's own order, so an image from a machine of the other order has a wrong version.
 
 namespace vesk::lv2 {
+
+static void fields(auto& stream, RecordOf<MappedPlugin> auto& plugin) {
+  stream(plugin.uri, plugin.minor_version, plugin.micro_version);
+}
+
+static void fields(auto& stream, RecordOf<BundleMap> auto& map) {
+  stream(map.plugins, map.presets_for);
+}
+
+static void fields(auto& stream, RecordOf<Bundle> auto& bundle) {
+  stream(bundle.folder, bundle.manifest, bundle.failure, bundle.map);
+}
+
+static void fields(auto& stream, RecordOf<Entry> auto& entry) {
+  stream(entry.uri, entry.code, entry.bundle, entry.watched, entry.described, entry.record_offset,
+         entry.record_size, entry.record_check, entry.type, entry.version, entry.title,
+         entry.not_hosted);
+}
+
+static void fields(auto& stream, RecordOf<Catalogue> auto& catalogue) {
+  stream(catalogue.folders, catalogue.bundles, catalogue.entries);
+}
+
 namespace {
 
 constexpr std::array<char, 8> magic = {'v', 'e', 's', 'k', ' ', 'l', 'v', '2'};
@@ -42,66 +66,21 @@ std::optional<Header> decode_header(std::span<const std::byte> bytes) {
   return header;
 }
 
-void encode(ByteWriter& to, const Bundle& bundle) {
-  encode(to, bundle.folder);
-  encode(to, bundle.manifest);
-  to.text(bundle.failure);
-  encode(to, bundle.map);
-}
-
-Bundle decode_bundle(ByteReader& from) {
-  Bundle bundle;
-  bundle.folder = decode_stamped(from);
-  bundle.manifest = decode_stamped(from);
-  bundle.failure = from.text();
-  bundle.map = decode_bundle_map(from);
-  return bundle;
-}
-
-void encode(ByteWriter& to, const Entry& entry) {
-  to.text(entry.uri);
-  to.number(entry.code);
-  to.number(entry.bundle);
-  to.list(entry.watched, [&](std::uint32_t index) { to.number(index); });
-  to.number(static_cast<std::uint8_t>(entry.described));
-  to.number(entry.record_offset);
-  to.number(entry.record_size);
-  to.number(entry.record_check);
-  to.number(entry.type);
-  to.number(entry.version);
-  to.text(entry.title);
-  to.text(entry.not_hosted);
-}
-
-Entry decode_entry(ByteReader& from, std::size_t bundle_count) {
-  const auto bundle_index = [&] {
-    const auto index = from.number<std::uint32_t>();
-    if (index >= bundle_count) from.fail();
-    return index;
-  };
-  Entry entry(from.text());
-  entry.code = from.number<std::uint32_t>();
-  entry.bundle = bundle_index();
-  entry.watched = from.list(bundle_index);
-  entry.described = from.boolean();
-  entry.record_offset = from.number<std::uint64_t>();
-  entry.record_size = from.number<std::uint32_t>();
-  entry.record_check = from.number<std::uint64_t>();
-  entry.type = from.number<std::uint32_t>();
-  entry.version = from.number<std::uint32_t>();
-  entry.title = from.text();
-  entry.not_hosted = from.text();
-  return entry;
+bool has_known_bundles(const Entry& entry, const std::vector<Bundle>& bundles) {
+  return entry.bundle < bundles.size() &&
+         std::ranges::all_of(entry.watched, [&](auto index) { return index < bundles.size(); });
 }
 
 std::optional<Catalogue> decode_index(std::span<const std::byte> bytes) {
   ByteReader from(bytes);
   Catalogue catalogue;
-  catalogue.folders = from.list([&] { return decode_stamped(from); });
-  catalogue.bundles = from.list([&] { return decode_bundle(from); });
-  const std::size_t bundles = catalogue.bundles.size();
-  catalogue.entries = from.list([&] { return decode_entry(from, bundles); });
+  FieldReader{from}(catalogue);
   if (!from.ok() || !from.at_end()) return {};
+  for (Entry& entry : catalogue.entries) {
+    if (!has_known_bundles(entry, catalogue.bundles)) return {};
+    entry.primary = primary_code(entry.uri);
+    entry.alternate = alternate_code(entry.uri);
+  }
   if (!std::ranges::is_sorted(catalogue.entries, {}, &Entry::uri)) return {};
   return catalogue;
 }
@@ -109,24 +88,12 @@ std::optional<Catalogue> decode_index(std::span<const std::byte> bytes) {
 }  // namespace
 
 void encode(ByteWriter& to, const BundleMap& map) {
-  to.list(map.plugins, [&](const MappedPlugin& plugin) {
-    to.text(plugin.uri);
-    to.number(plugin.minor_version);
-    to.number(plugin.micro_version);
-  });
-  to.list(map.presets_for, [&](const std::string& uri) { to.text(uri); });
+  FieldWriter{to}(map);
 }
 
 BundleMap decode_bundle_map(ByteReader& from) {
   BundleMap map;
-  map.plugins = from.list([&] {
-    MappedPlugin plugin;
-    plugin.uri = from.text();
-    plugin.minor_version = from.number<std::int32_t>();
-    plugin.micro_version = from.number<std::int32_t>();
-    return plugin;
-  });
-  map.presets_for = from.list([&] { return from.text(); });
+  FieldReader{from}(map);
   return map;
 }
 
@@ -140,9 +107,7 @@ Bytes encode_image(Catalogue& catalogue, const std::vector<Bytes>& records) {
     offset += records[i].size();
   }
   ByteWriter index;
-  index.list(catalogue.folders, [&](const Stamped& folder) { encode(index, folder); });
-  index.list(catalogue.bundles, [&](const Bundle& bundle) { encode(index, bundle); });
-  index.list(catalogue.entries, [&](const Entry& entry) { encode(index, entry); });
+  FieldWriter{index}(catalogue);
 
   ByteWriter image;
   image.raw(std::as_bytes(std::span(magic)));

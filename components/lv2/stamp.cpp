@@ -51,22 +51,4 @@ bool all_hold(const std::vector<Stamped>& things) {
   return std::ranges::all_of(things, still_holds);
 }
 
-void encode(ByteWriter& to, const Stamped& what) {
-  to.text(what.path);
-  to.number(what.stamp.state);
-  to.number(what.stamp.mtime_ns);
-  to.number(what.stamp.size);
-  to.number(what.stamp.inode);
-}
-
-Stamped decode_stamped(ByteReader& from) {
-  Stamped what;
-  what.path = from.text();
-  what.stamp.state = from.enumerator(Stamp::State::unsettled);
-  what.stamp.mtime_ns = from.number<std::int64_t>();
-  what.stamp.size = from.number<std::uint64_t>();
-  what.stamp.inode = from.number<std::uint64_t>();
-  return what;
-}
-
 }  // namespace vesk::lv2

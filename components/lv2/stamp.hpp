@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "components/lv2/byte_stream.hpp"
+#include "components/lv2/fields.hpp"
 
 namespace vesk::lv2 {
 
@@ -35,7 +35,10 @@ Stamped stamped(std::string path);
 bool still_holds(const Stamped& what);
 bool all_hold(const std::vector<Stamped>& things);
 
-void encode(ByteWriter& to, const Stamped& what);
-Stamped decode_stamped(ByteReader& from);
+void fields(auto& stream, RecordOf<Stamped> auto& what) {
+  stream(what.path);
+  stream.enumerator(what.stamp.state, Stamp::State::unsettled);
+  stream(what.stamp.mtime_ns, what.stamp.size, what.stamp.inode);
+}
 
 }  // namespace vesk::lv2
