@@ -154,6 +154,38 @@ TEST_F(Editor, WhatIsChangedIsSavedEveryTenSecondsWhileItIsOpen) {
   EXPECT_EQ(load_acquire(host.block().saved_write), 1u) << "the file is current when it closes";
 }
 
+TEST_F(Editor, WhatHasChangedSinceItFirstOpenedIsSavedWhenItCloses) {
+  ScratchFolder folder;
+  const std::string preset = empty_preset(folder);
+  const Bytes untouched = file_bytes(preset);
+  RawHost host({.chain = editors(kCocoaView, preset)});
+  ASSERT_TRUE(host.wait_listening()) << host.block().error;
+  const auto set_level = [&](float level) {
+    host.set_parameter(0, kLevel, level);
+    return wait_heard(host, level);
+  };
+  const auto open_and_close = [&] {
+    host.ask_window(WindowRequest::open);
+    const bool opened = host.wait_open(1);
+    host.ask_window(WindowRequest::close_all);
+    return opened && host.wait_open(0);
+  };
+  ASSERT_TRUE(set_level(0.25f));
+  ASSERT_TRUE(open_and_close());
+  EXPECT_EQ(load_acquire(host.block().saved_write), 0u);
+  EXPECT_EQ(file_bytes(preset), untouched) << "nothing was changed in it";
+
+  ASSERT_TRUE(set_level(0.5f));
+  ASSERT_TRUE(open_and_close());
+  EXPECT_EQ(load_acquire(host.block().saved_write), 1u) << "opening again is no new beginning";
+
+  host.ask_window(WindowRequest::open);
+  ASSERT_TRUE(host.wait_open(1));
+  ASSERT_TRUE(set_level(0.75f));
+  EXPECT_TRUE(host.stop());
+  EXPECT_EQ(load_acquire(host.block().saved_write), 2u) << "the end closes it";
+}
+
 TEST_F(Editor, TheWindowComesBackWhereItWas) {
   struct Case {
     const char* name;
