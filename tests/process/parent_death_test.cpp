@@ -1,8 +1,10 @@
 // A parent that is killed leaves no host behind, whatever the host is at.
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <signal.h>
 #include <sys/mman.h>
+#include <sys/prctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -69,10 +71,25 @@ struct Report {
   for (;;) pause();
 }
 
+/// Brings a host into the phase and kills its parent. The block's object stays.
+Report orphan(const Phase& phase) {
+  Report report{};
+  int ends[2];
+  if (pipe(ends) != 0) return report;
+  const pid_t parent = fork();
+  if (parent == 0) be_parent(phase, ends[1]);
+  EXPECT_EQ(read(ends[0], &report, sizeof report), static_cast<ssize_t>(sizeof report));
+  EXPECT_TRUE(is_running(report.host));
+  kill(parent, SIGKILL);
+  waitpid(parent, nullptr, 0);
+  close(ends[0]);
+  close(ends[1]);
+  return report;
+}
+
 TEST(ParentDeath, LeavesNoHostBehind) {
   const Phase phases[] = {
       {"an end that takes long", "aumu:Bad_:Vesk#28=1", "", true, 0, true},
-      {"idle", "aumu:Tone:Vesk", "", true, 0},
       {"rendering", "aumu:Tone:Vesk", "", true, 20},
       {"a slow load", "aumu:Bad_:Vesk", "delay-in-open=1500", false, 0},
       {"a load that hangs", "aumu:Bad_:Vesk#17=1", "", false, 0},
@@ -85,20 +102,10 @@ TEST(ParentDeath, LeavesNoHostBehind) {
   const auto start = Clock::now();
   std::vector<pid_t> hosts;
   for (const Phase& phase : phases) {
-    int ends[2];
-    ASSERT_EQ(pipe(ends), 0);
-    const pid_t parent = fork();
-    if (parent == 0) be_parent(phase, ends[1]);
-    Report report{};
-    EXPECT_EQ(read(ends[0], &report, sizeof report), static_cast<ssize_t>(sizeof report))
-        << phase.name;
-    EXPECT_TRUE(is_running(report.host)) << phase.name;
-    kill(parent, SIGKILL);
-    waitpid(parent, nullptr, 0);
+    SCOPED_TRACE(phase.name);
+    const Report report = orphan(phase);
     shm_unlink(report.object);
     hosts.push_back(report.host);
-    close(ends[0]);
-    close(ends[1]);
   }
   for (std::size_t i = 0; i < hosts.size(); ++i) {
     EXPECT_TRUE(ends_within(hosts[i], 20s)) << phases[i].name;
@@ -106,6 +113,24 @@ TEST(ParentDeath, LeavesNoHostBehind) {
     if (phases[i].quits)
       EXPECT_GT(Clock::now() - start, 10s) << "one that is ending is given time, it may be saving";
   }
+}
+
+TEST(ParentDeath, IsAnOrderlyEndForAHostAtWork) {
+  // Whoever adopts the host learns its status.
+  ASSERT_EQ(prctl(PR_SET_CHILD_SUBREAPER, 1), 0);
+  const Report report = orphan({"rendering", "aumu:Tone:Vesk", "", true, 20});
+  const int object = shm_open(report.object, O_RDONLY, 0);
+  const void* const memory = mmap(nullptr, block_size, PROT_READ, MAP_SHARED, object, 0);
+  close(object);
+  shm_unlink(report.object);
+  ASSERT_NE(memory, MAP_FAILED);
+  EXPECT_TRUE(ends_within(report.host, 4s)) << "long before it would be ended for being stuck";
+  kill(report.host, SIGKILL);
+  int status = -1;
+  EXPECT_EQ(waitpid(report.host, &status, 0), report.host);
+  EXPECT_EQ(status, 0);
+  EXPECT_EQ(load_acquire(static_cast<const Block*>(memory)->quit), 1u);
+  prctl(PR_SET_CHILD_SUBREAPER, 0);
 }
 
 }  // namespace
