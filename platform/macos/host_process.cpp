@@ -4,6 +4,7 @@
 #include <unistd.h>
 #include <xlocale.h>
 #include <csignal>
+#include <initializer_list>
 
 namespace vesk::platform {
 

@@ -11,6 +11,7 @@
 #include <unistd.h>
 #include <clocale>
 #include <csignal>
+#include <initializer_list>
 
 namespace vesk::platform {
 
