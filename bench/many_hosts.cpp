@@ -2,7 +2,9 @@
 
 #include <cstdio>
 #include <memory>
+#include <optional>
 #include <string>
+#include <vector>
 
 #include "bench/benchmarks.hpp"
 #include "bench/measure.hpp"
@@ -13,17 +15,20 @@ namespace {
 
 constexpr unsigned kFrames = 128;
 constexpr unsigned kPeriodUs = 5'000;
-constexpr auto kLimit = std::chrono::seconds(1);
-
 constexpr unsigned kWorkUs = 20;
+constexpr auto kLimit = std::chrono::seconds(1);
+/// The caller's, above that of its hosts.
+constexpr int kDriverPriority = 70;
 
 using Hosts = std::vector<std::unique_ptr<client::HostProcess>>;
 
-Hosts start(int count, bool pinned, Report& report) {
+Hosts start(int count, bool real_time, bool pinned, Report& report) {
   client::Options options;
   options.chain = "aumu:Null:Vesk#0=" + std::to_string(kWorkUs);
   options.max_frames = 240;
-  options.period_frames = 240;
+  // A period of one frame is too short for the real-time policy and asks for ordinary scheduling.
+  options.period_frames = real_time ? 240 : 1;
+  options.driver_priority = real_time ? kDriverPriority : 0;
   options.pinned = pinned;
   options.environment = {"AUDIO_COMPONENT_PATH=" + program_folder() + "/../components"};
   Hosts hosts;
@@ -53,56 +58,84 @@ double measure(int periods, Period period) {
   return quantile(times, 0.5);
 }
 
+void call_one_by_one(Hosts& hosts, double time) {
+  for (auto& host : hosts) host->render(kFrames, time, {}, kLimit);
+}
+
 struct Times {
-  std::vector<double> group, single, ratio;
+  std::vector<double> group, pinned, free;
 };
 
-Times compare(Hosts& hosts, const Plan& plan) {
-  const int periods = plan.quick ? 20 : 200;
+/// Hosts of its own for each way, since the members of a group are placed otherwise.
+Times compare(int count, bool real_time, const Plan& plan, Report& report) {
+  Hosts members = start(count, real_time, true, report);
+  Hosts pinned = start(count, real_time, true, report);
+  Hosts free = start(count, real_time, false, report);
   Times times;
+  if (members.empty() || pinned.empty() || free.empty()) return times;
+  client::HostGroup group;
+  for (auto& host : members) group.add(*host);
+  const int periods = plan.quick ? 20 : 200;
   for (int round = 0; round < plan.rounds; ++round) {
-    times.single.push_back(measure(periods, [&](double time) {
-      for (auto& host : hosts) host->render(kFrames, time, {}, kLimit);
-    }));
-    client::HostGroup group;
-    for (auto& host : hosts) group.add(*host);
-    times.group.push_back(
-        measure(periods, [&](double time) { group.render(kFrames, time, kLimit); }));
-    for (auto& host : hosts) group.remove(*host);
-    times.ratio.push_back(times.group.back() / times.single.back());
+    times.pinned.push_back(measure(periods, [&](double t) { call_one_by_one(pinned, t); }));
+    times.free.push_back(measure(periods, [&](double t) { call_one_by_one(free, t); }));
+    times.group.push_back(measure(periods, [&](double t) { group.render(kFrames, t, kLimit); }));
   }
   return times;
 }
 
-void run(Report& report, const Plan& plan, int count) {
-  for (const bool pinned : {true, false}) {
-    Hosts hosts = start(count, pinned, report);
-    if (hosts.empty()) return;
-    const Times times = compare(hosts, plan);
-    Row row{std::to_string(count) + (pinned ? " hosts, one by one as is" : " hosts, not pinned"),
-            Figure::of(times.group),
-            Figure::of(times.single),
-            Figure::of(times.ratio),
-            "us",
-            {},
-            ""};
-    if (count == 32) row.limit = 0.3;
-    // The plugins' own time shared by all CPUs, with nothing added, against the same reference.
-    const double bound = static_cast<double>(count) * kWorkUs /
-                         static_cast<double>(sysconf(_SC_NPROCESSORS_ONLN)) / row.reference->median;
-    char text[64];
-    std::snprintf(text, sizeof text, "(the work alone would be %.2f)", bound);
-    row.remark = text;
-    report.add(std::move(row));
+Row row(int count, const std::string& reference_name, const std::vector<double>& group,
+        const std::vector<double>& reference) {
+  std::vector<double> ratios;
+  for (std::size_t i = 0; i < group.size(); ++i) ratios.push_back(group[i] / reference[i]);
+  Row row{std::to_string(count) + " hosts, one by one " + reference_name,
+          Figure::of(group),
+          Figure::of(reference),
+          Figure::of(ratios),
+          "us",
+          {},
+          ""};
+  if (count == 32) row.limit = 0.3;
+  // The plugins' own time shared by all CPUs, with nothing added, against the same reference.
+  const double bound = static_cast<double>(count) * kWorkUs /
+                       static_cast<double>(sysconf(_SC_NPROCESSORS_ONLN)) / row.reference->median;
+  char text[64];
+  std::snprintf(text, sizeof text, "(the work alone would be %.2f)", bound);
+  row.remark = text;
+  return row;
+}
+
+void run(Report& report, const Plan& plan, int count, bool real_time) {
+  std::optional<RealTime> policy;
+  if (real_time) {
+    policy.emplace(kDriverPriority);
+    if (!policy->granted()) {
+      report.add({std::to_string(count) + " hosts",
+                  {},
+                  {},
+                  {},
+                  "us",
+                  {},
+                  "SCHED_FIFO not granted: no figure"});
+      return;
+    }
   }
+  const Times times = compare(count, real_time, plan, report);
+  if (times.group.empty()) return;
+  report.add(row(count, "on any CPU", times.group, times.free));
+  report.add(row(count, "beside the caller", times.group, times.pinned));
 }
 
 }  // namespace
 
 void many_hosts(Report& report, const Plan& plan) {
-  report.begin(
-      "Many hosts, 20 us of work each, a period every 5 ms, group call against one by one");
-  for (const int count : {8, 32}) run(report, plan, count);
+  for (const bool real_time : {true, false}) {
+    report.begin(
+        std::string("Many hosts, 20 us of work each, a period every 5 ms, group call against one "
+                    "by one, ") +
+        (real_time ? "real-time policy" : "ordinary scheduling"));
+    for (const int count : {8, 32}) run(report, plan, count, real_time);
+  }
 }
 
 }  // namespace vesk::bench

@@ -34,6 +34,7 @@ export DISPLAY GNUSTEP_USER_DIR_FOLDER="$work" XDG_CACHE_HOME="$work"
 unpack() {
   local folder=$work/$1 file
   [ -d "$folder" ] && return
+  rm -rf "$folder.part"
   mkdir -p "$folder.part"
   mapfile -t needed < <(apt-get install --simulate --no-install-recommends "$1" | awk '/^Inst/ {print $2}')
   (cd "$folder.part" && apt-get download -qq "${needed[@]:-$1}" 2>/dev/null)
@@ -73,15 +74,17 @@ look_at() {
   fi
 }
 
-base=$(LV2_PATH=/usr/lib/lv2 codes)
+# The vocabularies, without the plugins that are installed beside them.
+mkdir -p "$work/vocabularies"
+dpkg -L lv2-dev | grep '\.lv2$' | xargs -I{} ln -sfn {} "$work/vocabularies"
 notes=()
 printf '%-22s %8s %9s %8s %7s\n' package plugins interface rewrote failed
 for package in "$@"; do
   unpack "$package"
-  export LV2_PATH="$work/$package/usr/lib/lv2:/usr/lib/lv2"
+  export LV2_PATH="$work/$package/usr/lib/lv2:$work/vocabularies"
   LD_LIBRARY_PATH=$(printf '%s:' "$work/$package"/usr/lib/*-linux-gnu*{,/*/})
   export LD_LIBRARY_PATH
-  mapfile -t found < <(comm -13 <(echo "$base") <(codes))
+  mapfile -t found < <(codes)
   own=0 rewrote=0 failed=0 done=0
   for code in "${found[@]}"; do
     done=$((done + 1))
