@@ -6,6 +6,7 @@
 
 #import "app_kit/class_additions.hpp"
 #import "app_kit/editors.hpp"
+#include "app_kit/thrown.hpp"
 
 namespace {
 
@@ -112,15 +113,19 @@ class Departure {
   turn.end();
 }
 
-/// What the run loop draws with. It logs what that raises and goes on, and the view would be drawn
-/// in vain again and again: it is kept for the guard instead.
+/// What the run loop draws with. It logs what Objective-C raises and goes on, and the view would be
+/// drawn in vain again and again; what C++ throws past it leaves it unable to draw any window. Both
+/// are kept for the guard instead.
 - (void)vesk_handleAutodisplay {
   vesk::platform::EditorTurn turn(self);
-  @try {
-    [self vesk_handleAutodisplay];
-  } @catch (NSException* exception) {
-    vesk::platform::keep_failure(self, exception);
-  }
+  const auto reason = vesk::platform::thrown_by([self] {
+    @try {
+      [self vesk_handleAutodisplay];
+    } @catch (NSException* exception) {
+      vesk::platform::keep_failure(self, exception);
+    }
+  });
+  if (reason) [self vesk_failEditor:[NSString stringWithUTF8String:reason->c_str()]];
   turn.end();
 }
 

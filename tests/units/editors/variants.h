@@ -24,14 +24,17 @@ enum EditorVariant {
   kControllerNull,
   kCocoaViewAndController,
   kControllerPreferredSize, /* an empty view and a preferred size of 320 x 200 */
-  kControllerNoSize,        /* an empty view and no preferred size */
+  kControllerNoSize,        /* an empty view and no preferred size, in place of one that had one */
   kControllerWithoutView,
   kThreeClasses,    /* of which only the first may be used */
   kThrowsInFactory, /* C++ */
   kRaisesInFactory, /* Objective-C */
   kThrowsInMouseDown,
+  kThrowsInDrawing,
   kRaisesInDrawing,
+  kThrowsInUpdate, /* of its window, after its events */
   kThrowsInMainQueueTask,
+  kThrowsInTimer,
   kThrowsInClosing, /* while its window closes, before the window manager hears of it */
   kRaisesInClosing,
   kThrowsInLeaving, /* when its closed window is let go */

@@ -12,10 +12,13 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <atomic>
 #include <new>
 #include <stdexcept>
 #include <thread>
+#include <utility>
+#include <vector>
 
 extern "C" {
 #include "variants.h"
@@ -104,6 +107,9 @@ EditorVariant variant_of(AudioUnit unit) {
         throw std::runtime_error("task in vain");
       });
       break;
+    case kThrowsInTimer:
+      [self performSelector:@selector(takeTurn) withObject:nil afterDelay:0];
+      break;
     case kRunsOutOfMemory:
       if (point.x < [self bounds].size.width / 2) throw std::bad_alloc();
       [NSException raise:NSMallocException format:@"no memory"];
@@ -122,7 +128,12 @@ EditorVariant variant_of(AudioUnit unit) {
   }
 }
 
+- (void)takeTurn {
+  throw std::runtime_error("timed in vain");
+}
+
 - (void)drawRect:(NSRect)dirty {
+  if (_clicked && _variant == kThrowsInDrawing) throw std::runtime_error("drawn in vain");
   if (_clicked && _variant == kRaisesInDrawing) {
     [NSException raise:NSGenericException format:@"drawn in vain"];
   }
@@ -131,10 +142,19 @@ EditorVariant variant_of(AudioUnit unit) {
 
 - (void)viewDidMoveToWindow {
   if (![self window]) return;
-  [[NSNotificationCenter defaultCenter] addObserver:self
-                                           selector:@selector(windowCloses:)
-                                               name:NSWindowWillCloseNotification
-                                             object:[self window]];
+  NSNotificationCenter* center = [NSNotificationCenter defaultCenter];
+  [center addObserver:self
+             selector:@selector(windowCloses:)
+                 name:NSWindowWillCloseNotification
+               object:[self window]];
+  [center addObserver:self
+             selector:@selector(windowUpdates:)
+                 name:NSWindowDidUpdateNotification
+               object:[self window]];
+}
+
+- (void)windowUpdates:(NSNotification*)notification {
+  if (_clicked && _variant == kThrowsInUpdate) throw std::runtime_error("updated in vain");
 }
 
 - (void)windowCloses:(NSNotification*)notification {
@@ -256,9 +276,27 @@ namespace {
 
 typedef void (^Completion)(void* controller);
 
-/// A size of none is no preference, and no view at all is nil.
+/// Where one was before that preferred a size, as the heap gives its memory out again.
+NSViewController* controller_in_place_of_another() {
+  std::vector<NSViewController*> made;
+  for (int i = 0; i < 20; ++i) {
+    made.push_back([[VeskTestController alloc] init]);
+    [made.back() setPreferredContentSize:NSMakeSize(320, 200)];
+  }
+  const std::vector<NSViewController*> former = std::exchange(made, {});
+  for (NSViewController* controller : former) [controller release];
+  do {
+    made.push_back([[VeskTestController alloc] init]);
+  } while (made.size() < 100 && std::find(former.begin(), former.end(), made.back()) == former.end());
+  NSViewController* last = [made.back() retain];
+  for (NSViewController* controller : made) [controller release];
+  return last;
+}
+
 NSViewController* make_controller(EditorVariant variant, AudioUnit unit) {
-  NSViewController* controller = [[VeskTestController alloc] init];
+  NSViewController* controller = variant == kControllerNoSize
+                                     ? controller_in_place_of_another()
+                                     : [[VeskTestController alloc] init];
   if (variant == kControllerWithoutView) return controller;
   NSView* view = [[[VeskTestView alloc] initWithUnit:unit] autorelease];
   [view setFrameSize:NSMakeSize(240, 90)];
