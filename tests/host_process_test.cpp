@@ -314,23 +314,29 @@ TEST(ParentWatch, sees_a_parent_that_ended_before_the_first_look) {
 }
 
 TEST(ParentWatch, a_spawning_thread_that_ends_is_not_the_parents_end) {
-  int ends[2];
-  ASSERT_EQ(pipe(ends), 0);
+  int to_child[2];
+  int to_parent[2];
+  ASSERT_TRUE(pipe(to_child) == 0 && pipe(to_parent) == 0);
   pid_t child = -1;
+  char byte = 0;
+  // It ends once the child watches.
   std::thread([&] {
     child = fork();
-    if (child != 0) return;
+    if (child != 0) {
+      (void)!read(to_parent[0], &byte, 1);
+      return;
+    }
+    prepare();
     const bool gone_at_first = parent_has_gone();
-    char byte = 0;
-    (void)!read(ends[0], &byte, 1);
+    (void)!write(to_parent[1], "x", 1);
+    (void)!read(to_child[0], &byte, 1);
     _exit(gone_at_first || parent_has_gone() ? 1 : 0);
   }).join();
-  (void)!write(ends[1], "x", 1);
+  (void)!write(to_child[1], "x", 1);
   int status = 0;
   waitpid(child, &status, 0);
   EXPECT_EQ(status, 0);
-  close(ends[0]);
-  close(ends[1]);
+  for (const int end : {to_child[0], to_child[1], to_parent[0], to_parent[1]}) close(end);
 }
 
 TEST(ParentWatch, process_1_as_a_living_parent_has_not_gone) {

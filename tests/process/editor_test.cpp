@@ -255,6 +255,25 @@ TEST_F(Editor, ThePanelFollowsWhatIsChangedElsewhere) {
   EXPECT_TRUE(host.stop());
 }
 
+TEST_F(Editor, ViewsAreFoundInFoldersOfAnyName) {
+  ScratchFolder folder;
+  const std::string components = folder / "Ger\xC3\xA4te \xF0\x9F\x8E\xB9";
+  std::filesystem::create_directory_symlink(build_folder() + "/components", components);
+  for (const char* locale : {"C.UTF-8", "C"}) {
+    SCOPED_TRACE(locale);
+    RawHost host({.chain = editors(kCocoaView),
+                  .environment = {"AUDIO_COMPONENT_PATH=" + components,
+                                  "LC_ALL=" + std::string(locale)}});
+    ASSERT_TRUE(host.wait_listening()) << host.block().error;
+    host.ask_window(WindowRequest::open, 0, "Found");
+    const auto window = find_window("Found");
+    ASSERT_TRUE(window);
+    EXPECT_EQ(view_height(*window), 120);
+    EXPECT_TRUE(host.stop());
+    EXPECT_EQ(lines_without_workgroup(host), "");
+  }
+}
+
 TEST_F(Editor, HostsShowEditorsBesideEachOther) {
   RawHost first({.chain = editors(kCocoaView)});
   RawHost second({.chain = editors(kCocoaView)});
