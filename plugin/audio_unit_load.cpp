@@ -1,11 +1,13 @@
 // Turning a constructed plugin into a live one.
 
 #include <CoreFoundation/CoreFoundation.h>
+#include <fcntl.h>
 #include <mach/mach_time.h>
+#include <unistd.h>
 
+#include <cerrno>
 #include <chrono>
 #include <filesystem>
-#include <fstream>
 #include <memory>
 
 #include "plugin/audio_unit_plugin.hpp"
@@ -88,16 +90,19 @@ bool await(const Completion& completion) {
 
 /// All bytes of a file; empty when it has none, cannot be read or is no preset by its size.
 std::vector<UInt8> read_file(const std::string& path) {
+  // Not to wait for the writer of a pipe, who may never come: without one it is empty.
+  const int descriptor = open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+  if (descriptor < 0) return {};
+  fcntl(descriptor, F_SETFL, 0);
   std::vector<UInt8> bytes;
-  std::ifstream file(path, std::ios::binary);
-  char chunk[16384];
-  while (file) {
-    // read() turns a device's refusal into a stream state, where an iterator would throw.
-    file.read(chunk, sizeof chunk);
-    bytes.insert(bytes.end(), chunk, chunk + file.gcount());
-    if (bytes.size() > kLargestPreset) return {};
-  }
-  return file.bad() ? std::vector<UInt8>() : bytes;
+  UInt8 chunk[16384];
+  ssize_t count = 0;
+  do {
+    count = read(descriptor, chunk, sizeof chunk);
+    if (count > 0) bytes.insert(bytes.end(), chunk, chunk + count);
+  } while ((count > 0 && bytes.size() <= kLargestPreset) || (count < 0 && errno == EINTR));
+  close(descriptor);
+  return count == 0 ? bytes : std::vector<UInt8>();
 }
 
 }  // namespace

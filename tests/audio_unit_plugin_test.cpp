@@ -1,6 +1,7 @@
 #include "plugin/audio_unit_plugin.hpp"
 
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 
 #include <algorithm>
 #include <chrono>
@@ -172,6 +173,8 @@ TEST(AudioUnitPlugin, TellsWhyAPresetWasRefused) {
   const std::string list =
       write(folder, "list", "<?xml version=\"1.0\"?><plist version=\"1.0\"><dict/></plist>");
   const std::string too_long = folder / std::string(300, 'x');
+  const std::string pipe = folder / "pipe";
+  ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
   struct Case {
     std::string path;
     OSStatus set_status;
@@ -183,6 +186,7 @@ TEST(AudioUnitPlugin, TellsWhyAPresetWasRefused) {
       {empty, noErr, "could not read preset " + empty},
       {folder / "folder", noErr, "could not read preset " + folder / "folder"},
       {too_long, noErr, "could not read preset " + too_long},
+      {pipe, noErr, "could not read preset " + pipe},
       {text, noErr, "preset is not a property list"},
       {list, kAudioUnitErr_InvalidPropertyValue, "preset restore failed (OSStatus -10851)"},
   };

@@ -279,6 +279,14 @@ RenderOutcome publish(const RenderArguments& arguments, const RenderReport& repo
   return is_published ? RenderOutcome::done : RenderOutcome::failed;
 }
 
+/// What plugins say of their latency, as far as it can be true: up to a minute.
+std::uint64_t latency_frames(const client::HostProcess& host, double sample_rate) {
+  const double seconds = host.latency_seconds();
+  return seconds > 0 && seconds <= 60
+             ? static_cast<std::uint64_t>(std::llround(seconds * sample_rate))
+             : 0;
+}
+
 }  // namespace
 
 RenderOutcome render_song(const RenderArguments& arguments, RenderReport& report,
@@ -300,8 +308,7 @@ RenderOutcome render_song(const RenderArguments& arguments, RenderReport& report
   const auto host = start_host(arguments, source->sample_rate(), error);
   if (!host) return RenderOutcome::failed;
   report.load_seconds = seconds_since(load_start);
-  report.latency_frames = static_cast<std::uint64_t>(
-      std::llround(std::max(0.0, host->latency_seconds()) * source->sample_rate()));
+  report.latency_frames = latency_frames(*host, source->sample_rate());
   watch_for_interruption();
 
   std::optional<OutputFile> audio = OutputFile::create(arguments.output_path, error);
