@@ -261,9 +261,9 @@ TEST_F(Editor, ViewsAreFoundInFoldersOfAnyName) {
   std::filesystem::create_directory_symlink(build_folder() + "/components", components);
   for (const char* locale : {"C.UTF-8", "C"}) {
     SCOPED_TRACE(locale);
-    RawHost host({.chain = editors(kCocoaView),
-                  .environment = {"AUDIO_COMPONENT_PATH=" + components,
-                                  "LC_ALL=" + std::string(locale)}});
+    RawHost host(
+        {.chain = editors(kCocoaView),
+         .environment = {"AUDIO_COMPONENT_PATH=" + components, "LC_ALL=" + std::string(locale)}});
     ASSERT_TRUE(host.wait_listening()) << host.block().error;
     host.ask_window(WindowRequest::open, 0, "Found");
     const auto window = find_window("Found");
@@ -313,6 +313,9 @@ TEST_F(Editor, LeavesNoProcessBehindAndPassesWhatPluginsPrint) {
 #endif
   EXPECT_EQ(output_of("pgrep --newest gdnc"), "");
   EXPECT_FALSE(display_.keeps("Library/Services")) << "what a search for services leaves";
+  EXPECT_EQ(
+      output_of("grep NSMessagePort/ports/" + std::to_string(host.pid()) + ". /proc/net/unix"), "")
+      << "where services would be offered";
   EXPECT_TRUE(host.stop());
   EXPECT_NE(host.standard_error().find("a plugin's own message"), std::string::npos);
 }
