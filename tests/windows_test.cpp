@@ -4,6 +4,7 @@
 
 #include <dispatch/dispatch.h>
 
+#include <algorithm>
 #include <fstream>
 
 using namespace vesk::tests;
@@ -32,6 +33,15 @@ TEST_F(WindowsTest, CostsNothingBeforeTheFirstEditor) {
   windows_->close_all();
   EXPECT_EQ(windows_->open_mask(), 0u);
   EXPECT_FALSE(maps_window_libraries());
+}
+
+// Two classes of one name are in one process: the proxy's and the module's.
+TEST(WindowModule, OffersOneFunctionAndKeepsItsOwnToItself) {
+  const std::string module = build_folder() + "/lib/vesk/windows.so";
+  const std::string defined = output_of("nm -D --defined-only " + module + " | grep ' T '");
+  EXPECT_TRUE(defined.ends_with(" T vesk_window_module\n")) << defined;
+  EXPECT_EQ(std::count(defined.begin(), defined.end(), '\n'), 1) << defined;
+  EXPECT_NE(output_of("readelf -d " + module + " | grep SYMBOLIC"), "");
 }
 
 // Before the cases that have a server.
