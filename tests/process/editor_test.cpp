@@ -13,6 +13,7 @@
 #include <thread>
 
 #include "host/atomics.hpp"
+#include "support/comma_locale.hpp"
 #include "support/display.hpp"
 #include "support/empty_preset.hpp"
 #include "support/raw_host.hpp"
@@ -272,6 +273,21 @@ TEST_F(Editor, ViewsAreFoundInFoldersOfAnyName) {
     EXPECT_TRUE(host.stop());
     EXPECT_EQ(lines_without_workgroup(host), "");
   }
+}
+
+// The toolkit sets the environment's locale as it starts.
+TEST_F(Editor, ACommaLocaleSpoilsNoNumber) {
+  const CommaLocale locale;
+  if (!locale.is_there()) GTEST_SKIP() << "nothing to make a comma locale from";
+  RawHost host({.chain = editors(kReadsNumber),
+                .environment = {locale.place(), "LC_ALL=" + std::string(CommaLocale::name)}});
+  ASSERT_TRUE(host.wait_listening()) << host.block().error;
+  host.ask_window(WindowRequest::open, 0, "Counts");
+  const auto window = find_window("Counts");
+  ASSERT_TRUE(window);
+  click(*window, 150, 60);
+  EXPECT_TRUE(wait_heard(host, 0.75f)) << heard(host);
+  EXPECT_TRUE(host.stop());
 }
 
 TEST_F(Editor, HostsShowEditorsBesideEachOther) {

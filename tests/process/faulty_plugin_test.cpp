@@ -13,6 +13,7 @@
 #include <map>
 #include <thread>
 
+#include "support/comma_locale.hpp"
 #include "support/raw_host.hpp"
 
 using namespace vesk::host;
@@ -154,20 +155,14 @@ TEST(FaultyPlugin, AMuchPrintingOneLoads) {
 }
 
 TEST(FaultyPlugin, ACommaLocaleSpoilsNoNumber) {
-  const std::string folder = "/tmp/vesk-locale-" + std::to_string(getpid());
-  std::filesystem::create_directory(folder);
-  const std::string make = "localedef -i de_DE -f UTF-8 " + folder + "/de_DE.UTF-8 2>/dev/null";
-  const bool made = std::system(make.c_str()) == 0;
-  if (made) {
-    RawHost host({.chain = "aufx:Bad_:Vesk#13=1|aufx:Gain:Vesk#0=0.5",
-                  .environment = {"LOCPATH=" + folder}});
-    EXPECT_TRUE(host.wait_listening()) << host.block().error;
-    std::fill_n(host.block().input_left, 4, 1.0f);
-    EXPECT_TRUE(host.serve(4));
-    EXPECT_EQ(host.block().output_left[3], 0.5f);
-  }
-  std::filesystem::remove_all(folder);
-  if (!made) GTEST_SKIP() << "localedef has no de_DE to make a comma locale from";
+  const vesk::tests::CommaLocale locale;
+  if (!locale.is_there()) GTEST_SKIP() << "nothing to make a comma locale from";
+  RawHost host(
+      {.chain = "aufx:Bad_:Vesk#13=1|aufx:Gain:Vesk#0=0.5", .environment = {locale.place()}});
+  EXPECT_TRUE(host.wait_listening()) << host.block().error;
+  std::fill_n(host.block().input_left, 4, 1.0f);
+  EXPECT_TRUE(host.serve(4));
+  EXPECT_EQ(host.block().output_left[3], 0.5f);
 }
 
 // Starting a thread is nothing for a render thread to do, and RealtimeSanitizer ends it for that.

@@ -22,6 +22,7 @@ class ScratchFolder {
   }
   ~ScratchFolder() { std::filesystem::remove_all(path_); }
   std::string operator/(const std::string& name) const { return (path_ / name).string(); }
+  std::string path() const { return path_.string(); }
   std::vector<std::string> names() const {
     std::vector<std::string> found;
     for (const auto& entry : std::filesystem::directory_iterator(path_)) {

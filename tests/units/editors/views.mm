@@ -14,6 +14,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <cstdlib>
 #include <new>
 #include <stdexcept>
 #include <thread>
@@ -106,6 +107,9 @@ EditorVariant variant_of(AudioUnit unit) {
       dispatch_async(dispatch_get_main_queue(), ^{
         throw std::runtime_error("task in vain");
       });
+      break;
+    case kReadsNumber:
+      [super clickedAt:NSMakePoint(strtof("0.75", nullptr) * [self bounds].size.width, 0)];
       break;
     case kThrowsInTimer:
       [self performSelector:@selector(takeTurn) withObject:nil afterDelay:0];
