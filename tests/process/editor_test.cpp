@@ -1,65 +1,17 @@
 // Editors of a host process, used as a person does: real pointer events from another process.
 
-#include <fcntl.h>
-#include <gtest/gtest.h>
-#include <signal.h>
-#include <sys/wait.h>
-#include <unistd.h>
-
-#include <cstring>
 #include <filesystem>
 #include <fstream>
-#include <memory>
 #include <thread>
 
-#include "host/atomics.hpp"
 #include "support/comma_locale.hpp"
-#include "support/display.hpp"
-#include "support/empty_preset.hpp"
-#include "support/raw_host.hpp"
-#include "support/scratch_folder.hpp"
-#include "support/wait_until.hpp"
-
-extern "C" {
-#include "units/editors/variants.h"
-}
+#include "support/editor_host.hpp"
 
 using namespace vesk::host;
 using namespace vesk::tests;
 using namespace std::chrono_literals;
 
 namespace {
-
-std::string editors(EditorVariant variant, const std::string& preset = {}) {
-  return "aumu:Edit:Vesk#1=" + std::to_string(variant) + (preset.empty() ? "" : "@" + preset);
-}
-
-/// A preset of the unit that sets nothing.
-std::string empty_preset(const ScratchFolder& folder) {
-  std::string path = folder / "state.aupreset";
-  write_empty_preset(path, 'aumu', 'Edit', 'Vesk');
-  return path;
-}
-
-/// What the unit plays: its level.
-float heard(RawHost& host) {
-  return host.serve(64) ? host.block().output_left[63] : -1;
-}
-
-bool wait_heard(RawHost& host, float level) {
-  return wait_until([&] { return std::abs(heard(host) - level) < 0.02f; });
-}
-
-std::string lines_without_workgroup(const RawHost& host) {
-  std::string lines = host.standard_error();
-  const std::size_t at = lines.find("plugin host " + std::string("aumu"));
-  const std::size_t workgroup = lines.find(": workgroup not shared\n");
-  if (at != lines.npos && workgroup != lines.npos) {
-    const std::size_t start = lines.rfind("plugin host ", workgroup);
-    lines.erase(start, workgroup + std::strlen(": workgroup not shared\n") - start);
-  }
-  return lines;
-}
 
 bool maps_window_libraries(pid_t process) {
   std::ifstream maps("/proc/" + std::to_string(process) + "/maps");
@@ -69,25 +21,7 @@ bool maps_window_libraries(pid_t process) {
   return false;
 }
 
-/// CPU time of a process so far, in seconds.
-double cpu_seconds(pid_t process) {
-  std::ifstream file("/proc/" + std::to_string(process) + "/stat");
-  std::string text{std::istreambuf_iterator<char>(file), {}};
-  std::istringstream fields(text.substr(text.rfind(')') + 2));
-  std::string skipped;
-  for (int field = 3; field < 14; ++field) fields >> skipped;
-  double user = 0;
-  double system = 0;
-  fields >> user >> system;
-  return (user + system) / static_cast<double>(sysconf(_SC_CLK_TCK));
-}
-
 constexpr int screen_middle = 640;
-
-class Editor : public testing::Test {
- protected:
-  VirtualDisplay display_;
-};
 
 TEST_F(Editor, ATurnedKnobIsHeardSavedAndRestored) {
   // Where in the view the level is set, and what a click at 225 points makes it.
@@ -334,125 +268,6 @@ TEST_F(Editor, LeavesNoProcessBehindAndPassesWhatPluginsPrint) {
       << "where services would be offered";
   EXPECT_TRUE(host.stop());
   EXPECT_NE(host.standard_error().find("a plugin's own message"), std::string::npos);
-}
-
-TEST_F(Editor, WhatAViewThrowsDoesNotReachTheSound) {
-  RawHost host({.chain = editors(kThrowsInMouseDown)});
-  ASSERT_TRUE(host.wait_listening());
-  host.ask_window(WindowRequest::open, 0, "Throws");
-  const auto window = find_window("Throws");
-  ASSERT_TRUE(window);
-  click(*window, 30, 60);
-  EXPECT_TRUE(host.wait_open(0));
-  EXPECT_TRUE(wait_heard(host, 0.25f));
-  EXPECT_TRUE(host.stop());
-  EXPECT_EQ(lines_without_workgroup(host), "plugin host " + editors(kThrowsInMouseDown) +
-                                               ": editor of plugin 0 failed: clicked in vain\n");
-}
-
-#if !defined(VESK_SANITIZER)  // which report a crash themselves
-TEST_F(Editor, ACrashInAnEditorIsToldOfItsPlugin) {
-  RawHost host({.chain = editors(kCrashesInMouseDown)});
-  ASSERT_TRUE(host.wait_listening());
-  host.ask_window(WindowRequest::open, 0, "Crashes");
-  const auto window = find_window("Crashes");
-  ASSERT_TRUE(window);
-  click(*window, 30, 60);
-  const int status = host.wait_end();
-  EXPECT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == SIGSEGV) << status;
-  EXPECT_EQ(lines_without_workgroup(host),
-            "plugin host " + editors(kCrashesInMouseDown) + ": plugin 0 died in editor: SIGSEGV\n");
-}
-#endif
-
-TEST_F(Editor, WithoutAServerThereIsNoWindowAndTheSoundGoesOn) {
-  display_.kill();
-  RawHost host({.chain = editors(kCocoaView)});
-  ASSERT_TRUE(host.wait_listening());
-  host.ask_window(WindowRequest::open, 0, "Nowhere");
-  const std::string line = "plugin host " + editors(kCocoaView) + ": no window for plugin 0\n";
-  EXPECT_TRUE(wait_until([&] { return host.standard_error() == line; })) << host.standard_error();
-  EXPECT_EQ(load_acquire(host.block().open_mask), 0u);
-  EXPECT_TRUE(wait_heard(host, 0.25f));
-  EXPECT_TRUE(host.stop());
-}
-
-TEST_F(Editor, AServerThatGoesAwayTakesTheEditorsAndNotTheHost) {
-  ScratchFolder folder;
-  const std::string preset = empty_preset(folder);
-  RawHost host({.chain = editors(kCocoaView, preset)});
-  ASSERT_TRUE(host.wait_listening()) << host.block().error;
-  host.ask_window(WindowRequest::open, 0, "Doomed");
-  const auto window = find_window("Doomed");
-  ASSERT_TRUE(window);
-  click(*window, 150, 60);
-  EXPECT_TRUE(wait_heard(host, 0.5f));
-  display_.kill();
-  EXPECT_TRUE(host.wait_open(0));
-  EXPECT_TRUE(wait_until([&] { return host.block().saved_write == 1; }));
-  // It neither spins on the dead connection nor stops turning.
-  const double before = cpu_seconds(host.pid());
-  std::this_thread::sleep_for(1s);
-  EXPECT_LT(cpu_seconds(host.pid()) - before, 0.1);
-  EXPECT_TRUE(host.wait_turns());
-  host.ask_window(WindowRequest::open, 0, "Again");
-  EXPECT_TRUE(
-      wait_until([&] { return host.standard_error().ends_with("no window for plugin 0\n"); }));
-  EXPECT_TRUE(wait_heard(host, 0.5f));
-  EXPECT_TRUE(host.stop());
-}
-
-TEST_F(Editor, AServerThatGoesAwayWhileAViewTracksThePointerLosesNoEdit) {
-  ScratchFolder folder;
-  RawHost host({.chain = editors(kTracksMouse, empty_preset(folder))});
-  ASSERT_TRUE(host.wait_listening()) << host.block().error;
-  host.ask_window(WindowRequest::open, 0, "Held");
-  const auto window = find_window("Held");
-  ASSERT_TRUE(window);
-  const auto [x, y] = on_screen(*window, 150, 60);
-  output_of("xdotool mousemove " + std::to_string(x) + " " + std::to_string(y) + " mousedown 1");
-  EXPECT_TRUE(wait_heard(host, 0.5f));
-  display_.kill();
-  EXPECT_TRUE(host.wait_open(0));
-  EXPECT_TRUE(wait_until([&] { return host.block().saved_write == 1; }));
-  EXPECT_TRUE(wait_heard(host, 0.5f));
-  EXPECT_TRUE(host.stop());
-}
-
-// Xlib would end the process.
-TEST_F(Editor, AViewThatLosesItsOwnConnectionLosesNoEdit) {
-  struct Case {
-    const char* name;
-    EditorVariant variant;
-    bool closes;
-  };
-  const Case cases[] = {
-      {"OnMainThread", kBreaksItsDisplay, true},
-      {"OnItsThread", kBreaksItsDisplayOnThread, false},
-  };
-  for (const Case& c : cases) {
-    SCOPED_TRACE(c.name);
-    ScratchFolder folder;
-    const std::string preset = empty_preset(folder);
-    RawHost host({.chain = editors(c.variant, preset)});
-    ASSERT_TRUE(host.wait_listening()) << host.block().error;
-    host.ask_window(WindowRequest::open, 0, c.name);
-    const auto window = find_window(c.name);
-    ASSERT_TRUE(window);
-    click(*window, 150, 60);
-    EXPECT_TRUE(wait_heard(host, 0.5f));
-    if (!c.closes) host.ask_window(WindowRequest::close_all);
-    EXPECT_TRUE(host.wait_open(0));
-    EXPECT_TRUE(wait_until([&] { return host.block().saved_write == 1; }));
-    EXPECT_TRUE(wait_heard(host, 0.5f));
-    // It still shows editors.
-    host.ask_window(WindowRequest::open, 0, "Next");
-    EXPECT_TRUE(find_window("Next"));
-    EXPECT_TRUE(host.stop());
-    const std::string line = ": editor of plugin 0 failed: its connection to the X server broke\n";
-    EXPECT_EQ(host.standard_error().find(line) != std::string::npos, c.closes)
-        << host.standard_error();
-  }
 }
 
 #ifndef VESK_SANITIZER

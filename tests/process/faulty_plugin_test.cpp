@@ -7,8 +7,6 @@
 #include <unistd.h>
 
 #include <cmath>
-#include <cstdlib>
-#include <filesystem>
 #include <fstream>
 #include <map>
 #include <thread>
