@@ -83,7 +83,8 @@ for package in "$@"; do
   unpack "$package"
   export LV2_PATH="$work/$package/usr/lib/lv2:$work/vocabularies"
   LD_LIBRARY_PATH=$(printf '%s:' "$work/$package"/usr/lib/*-linux-gnu*{,/*/})
-  export LD_LIBRARY_PATH
+  QT_PLUGIN_PATH=$(printf '%s:' "$work/$package"/usr/lib/*-linux-gnu*/qt?/plugins)
+  export LD_LIBRARY_PATH QT_PLUGIN_PATH
   mapfile -t found < <(codes)
   own=0 rewrote=0 failed=0 done=0
   for code in "${found[@]}"; do

@@ -183,11 +183,10 @@ bool edit_presets(const EditArguments& arguments, std::string& error) {
   if (is_well) watch_editors(*host, presets);
   const double peak = to_dbfs(static_cast<double>(player->peak()));
   player.reset();
-  const bool ended_by_itself = host->has_ended();
   host->stop();
   presets.take_notices(*host);
   presets.sum_up();
-  if (ended_by_itself || !host->ending().orderly()) {
+  if (!host->ending().orderly()) {
     error = host->obituary();
     is_well = false;
   } else if (const std::string failure = save_failure(*host); !failure.empty()) {

@@ -88,6 +88,7 @@ Ending HostImpl::stop() {
   std::unique_lock lock(mutex);
   if (check_ended()) return ending;
   host::Block& shared = block->block();
+  told_to_stop = true;
   host::store_release(shared.quit, 1);
   wake_one(shared.render_request);
   std::int64_t deadline =
@@ -153,6 +154,7 @@ bool HostImpl::check_ended() {
   ended = true;
   ending = result;
   ending.killed = killed;
+  ending.asked = told_to_stop;
   drain_output();
   lines.finish();
   child->close_output();
@@ -192,6 +194,7 @@ std::string HostImpl::describe_ending() const {
            signal_text(ending.signal) + ")";
   } else {
     text = "the host ended with status " + std::to_string(ending.status);
+    if (ending.status == 0 && !ending.asked) text += ", though it was not told to";
   }
   std::string_view line = lines.death_line();
   if (line.empty() && !ending.orderly() && !lines.host_lines().empty())

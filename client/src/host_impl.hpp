@@ -71,6 +71,7 @@ struct HostImpl {
   std::int64_t next_map_look_ns = 0;
   bool ended = false;
   bool killed = false;
+  bool told_to_stop = false;
   std::string start_error;
   int render_thread = 0;
   int placed_cpu = PeriodDriver::unknown;

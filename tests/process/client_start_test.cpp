@@ -90,7 +90,7 @@ TEST(ClientStart, every_failed_start_has_its_sentence_and_leaves_nothing) {
       {"never_ready=1", VESK_FAKE_HOST, "the host took longer than the limit to load its chain"},
       {"deaf=1", VESK_FAKE_HOST, "the host loaded its chain but never answered"},
       {"x=1", "/nowhere/vesk-host", "cannot start /nowhere/vesk-host: No such file or directory"},
-      {"x=1", "/bin/true", "the host did not start: the host ended with status 0"},
+      {"x=1", "/bin/true", "the host did not start: the host ended with status 0, though it was not told to"},
   };
   for (const Case& test : cases) {
     Options start = options(test.commands);

@@ -13,6 +13,10 @@
 #include "support/program.hpp"
 #include "support/scratch_folder.hpp"
 
+extern "C" {
+#include "units/editors/variants.h"
+}
+
 namespace {
 
 using namespace vesk::tests;
@@ -196,6 +200,17 @@ TEST_F(Edit, TellsOfAHostThatDies) {
   EXPECT_EQ(result.status, 1);
   EXPECT_EQ(result.errors, "vesk-edit: the host was ended by signal 9 (Killed)\n");
   EXPECT_EQ(file_bytes(preset_), made);
+}
+
+TEST_F(Edit, TellsOfAPluginThatExits) {
+  const auto result = edit({"aumu:Edit:Vesk#1=" + std::to_string(kExitsInFactory)});
+  EXPECT_EQ(result.status, 1);
+  EXPECT_TRUE(result.errors.starts_with(
+      "vesk-edit: the host ended with status 0, though it was not told to: plugin host "))
+      << result.errors;
+#ifndef VESK_SANITIZER
+  EXPECT_TRUE(result.errors.ends_with(": plugin 0 died in editor: exit\n")) << result.errors;
+#endif
 }
 
 }  // namespace

@@ -95,7 +95,9 @@ struct Ending {
   int status = 0;       ///< exit status, when `signal` is 0
   int signal = 0;       ///< the signal that ended it, or 0
   bool killed = false;  ///< by this client, after a limit had passed
-  bool orderly() const noexcept { return known && status == 0 && signal == 0; }
+  bool asked = false;   ///< it ended after `stop` had told it to
+  /// A plugin that calls `exit(0)` ends its host with the same status as `stop` does.
+  bool orderly() const noexcept { return known && asked && status == 0 && signal == 0; }
 };
 
 /// What loading the chain cost, sums over its plugins, valid once ready.

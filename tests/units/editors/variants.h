@@ -29,6 +29,7 @@ enum EditorVariant {
   kThreeClasses,    /* of which only the first may be used */
   kThrowsInFactory, /* C++ */
   kRaisesInFactory, /* Objective-C */
+  kExitsInFactory,  /* with status 0 */
   kThrowsInMouseDown,
   kThrowsInDrawing,
   kRaisesInDrawing,

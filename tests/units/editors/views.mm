@@ -235,6 +235,8 @@ EditorVariant variant_of(AudioUnit unit) {
     case kRaisesInFactory:
       [NSException raise:NSGenericException format:@"no view raised"];
       return nil;
+    case kExitsInFactory:
+      exit(0);
     case kBreaksItsDisplay:
     case kBreaksItsDisplayOnThread:
       return [[[VeskTestDisplayView alloc] initWithUnit:unit] autorelease];
