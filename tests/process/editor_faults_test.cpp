@@ -14,17 +14,43 @@ using namespace std::chrono_literals;
 namespace {
 
 TEST_F(Editor, WhatAViewThrowsDoesNotReachTheSound) {
-  RawHost host({.chain = editors(kThrowsInMouseDown)});
-  ASSERT_TRUE(host.wait_listening());
-  host.ask_window(WindowRequest::open, 0, "Throws");
-  const auto window = find_window("Throws");
-  ASSERT_TRUE(window);
-  click(*window, 30, 60);
-  EXPECT_TRUE(host.wait_open(0));
-  EXPECT_TRUE(wait_heard(host, 0.25f));
-  EXPECT_TRUE(host.stop());
-  EXPECT_EQ(lines_without_workgroup(host), "plugin host " + editors(kThrowsInMouseDown) +
-                                               ": editor of plugin 0 failed: clicked in vain\n");
+  struct Case {
+    const char* name;
+    EditorVariant variant;
+    bool closes;  ///< by its close box, else clicked
+    const char* line;
+  };
+  const Case cases[] = {
+      {"Clicked", kThrowsInMouseDown, false, ": editor of plugin 0 failed: clicked in vain\n"},
+      {"Told of its end", kThrowsInClosing, true, ": editor of plugin 0 failed: closed in vain\n"},
+      {"Taken out", kThrowsInLeaving, true, ": editor of plugin 0 failed: left in vain\n"},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.name);
+    ScratchFolder folder;
+    const std::string chain = editors(c.variant, empty_preset(folder));
+    RawHost host({.chain = chain});
+    ASSERT_TRUE(host.wait_listening()) << host.block().error;
+    host.ask_window(WindowRequest::open, 0, c.name);
+    const auto window = find_window(c.name);
+    ASSERT_TRUE(window);
+    host.set_parameter(0, kLevel, 0.75f);
+    EXPECT_TRUE(wait_heard(host, 0.75f));
+    if (c.closes) {
+      click_close_box(*window);
+    } else {
+      click(*window, 30, 60);
+    }
+    EXPECT_TRUE(host.wait_open(0));
+    EXPECT_TRUE(wait_until([&] { return load_acquire(host.block().saved_write) == 1; }));
+    EXPECT_TRUE(wait_heard(host, 0.75f));
+    // Also while the host ends.
+    host.ask_window(WindowRequest::open, 0, c.name);
+    EXPECT_TRUE(host.wait_open(1));
+    EXPECT_TRUE(host.stop());
+    const std::string line = "plugin host " + chain + c.line;
+    EXPECT_EQ(lines_without_workgroup(host), c.closes ? line + line : line);
+  }
 }
 
 #if !defined(VESK_SANITIZER)  // which report a crash themselves
