@@ -11,6 +11,7 @@ function(vesk_test name)
   endif()
   string(REGEX REPLACE "^.*/" "" base ${name})
   add_executable(${base}_test ${name}_test.cpp ${arg_SOURCES})
+  target_include_directories(${base}_test PRIVATE "${PROJECT_SOURCE_DIR}/tests")
   target_link_libraries(${base}_test PRIVATE ${arg_LIBRARIES} vesk_compiler GTest::gtest_main)
   set_target_properties(${base}_test PROPERTIES
     RUNTIME_OUTPUT_DIRECTORY "${CMAKE_BINARY_DIR}/tests")

@@ -2,7 +2,7 @@
 #include <os/os_sync_wait_on_address.h>
 
 #include "platform/realtime.hpp"
-#include "tests/support/child_process.hpp"
+#include "support/child_process.hpp"
 
 #include <gtest/gtest.h>
 #include <pthread.h>
@@ -178,7 +178,7 @@ TEST_F(AddressWait, two_processes_hand_a_word_back_and_forth) {
   };
   uint32_t* first = mapping_[0];
   uint32_t* second = mapping_[1] + 1;
-  const vesk::test::ChildEnd end = vesk::test::run_in_child([&] {
+  const vesk::tests::ChildEnd end = vesk::tests::run_in_child([&] {
     const pid_t other = fork();
     if (other == 0) _exit(side(first, second));
     const int own = side(second, first);

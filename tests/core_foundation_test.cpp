@@ -2,7 +2,6 @@
 #include <CoreFoundation/CoreFoundation.h>
 #include <gtest/gtest.h>
 
-#include <clocale>
 #include <map>
 #include <random>
 #include <string>
@@ -11,6 +10,7 @@
 
 #include "platform/linux/core_foundation/object.hpp"
 #include "support/cf_text.hpp"
+#include "support/comma_locale.hpp"
 
 using vesk::tests::make;
 using vesk::tests::taken;
@@ -104,7 +104,8 @@ TEST(CoreFoundation, AStringIsCopiedWholeOrNotAtAll) {
 }
 
 TEST(CoreFoundation, FormatsKnowObjectsPositionsAndNoLocale) {
-  const char* const comma = std::setlocale(LC_ALL, "de_DE.UTF-8");  // "1,5" where it is installed
+  const vesk::tests::CommaLocale locale;
+  locale.enter();
   CFStringRef name = make("é");
   const auto format = [](const char* pattern, auto... values) {
     CFStringRef string = make(pattern);
@@ -122,7 +123,7 @@ TEST(CoreFoundation, FormatsKnowObjectsPositionsAndNoLocale) {
   EXPECT_EQ(format("%C%c", 0xe9, 'x'), "éx");
   EXPECT_EQ(format("%hhd %llu %zu", 300, ~0ull, std::size_t{5}), "44 18446744073709551615 5");
   CFRelease(name);
-  if (comma) std::setlocale(LC_ALL, "C");
+  vesk::tests::CommaLocale::leave();
 }
 
 TEST(CoreFoundation, TextsCompareSearchAndChange) {

@@ -3,7 +3,8 @@
 #include "platform/obituary.hpp"
 #include "platform/parent_watch.hpp"
 #include "platform/render_thread.hpp"
-#include "tests/support/child_process.hpp"
+#include "support/child_process.hpp"
+#include "support/comma_locale.hpp"
 
 #include <vesk/workgroup_record.h>
 
@@ -15,7 +16,6 @@
 #include <algorithm>
 #include <atomic>
 #include <cerrno>
-#include <clocale>
 #include <cstdlib>
 #include <string>
 #include <thread>
@@ -23,8 +23,8 @@
 namespace {
 
 using namespace vesk::platform;
-using vesk::test::ChildEnd;
-using vesk::test::run_in_child;
+using vesk::tests::ChildEnd;
+using vesk::tests::run_in_child;
 using Clock = std::chrono::steady_clock;
 
 void prepare() {
@@ -197,15 +197,13 @@ TEST(HostProcess, a_broken_pipe_is_an_error_and_no_signal) {
 }
 
 TEST(HostProcess, a_comma_locale_does_not_reach_the_main_thread) {
-  const ChildEnd end = run_in_child([] {
+  const vesk::tests::CommaLocale locale;
+  if (!locale.is_there()) GTEST_SKIP() << "nothing to make a comma locale from";
+  const ChildEnd end = run_in_child([&] {
     prepare();
-    if (uselocale(nullptr) == LC_GLOBAL_LOCALE) return 2;
-    for (const char* name : {"de_DE.UTF-8", "fr_FR.UTF-8", "de_DE.utf8", "fr_FR.utf8"})
-      if (setlocale(LC_ALL, name) != nullptr) return std::strtof("0.5", nullptr) == 0.5f ? 0 : 1;
-    return 99;
+    if (!locale.enter()) return 2;
+    return std::strtof("0.5", nullptr) == 0.5f ? 0 : 1;
   });
-  if (end.exited_with(99))
-    GTEST_SKIP() << "the thread has a locale of its own; none with a comma is installed to try it";
   EXPECT_TRUE(end.exited_with(0)) << end.status;
 }
 

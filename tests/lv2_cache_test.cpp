@@ -17,10 +17,10 @@
 namespace vesk::lv2 {
 namespace {
 
-using test::Environment;
-using test::settle;
-using test::TemporaryFolder;
-using test::write_plain_bundle;
+using tests::Environment;
+using tests::settle;
+using tests::TemporaryFolder;
+using tests::write_plain_bundle;
 
 TEST(Lv2Codes, SubtypesAreTheOnesThatSavedTextsHold) {
   const struct {
@@ -195,7 +195,7 @@ TEST_F(Lv2Cache, ADamagedFileIsIgnoredAndReplaced) {
   const std::string path = cache_file_path();
   for (const std::string& damage :
        {std::string(), std::string("vesk lv2"), std::string(4096, 'x')}) {
-    test::write_file(path, damage);
+    tests::write_file(path, damage);
     EXPECT_EQ(look_up("a"), "a");
     EXPECT_EQ(look_up_cached("a"), "a");
   }
@@ -244,12 +244,12 @@ TEST_F(Lv2Cache, ABundleThatCrashesItsReaderCostsItselfOnly) {
   install("a", "a");
   install("z", "z");
   std::filesystem::create_directories(bundle("m.lv2"));
-  test::write_file(bundle("m.lv2/manifest.ttl"),
-                   "@prefix dman: <http://lv2plug.in/ns/ext/dynmanifest#> .\n"
-                   "<urn:vesk:generator> a dman:DynManifest ;\n"
-                   "  <http://lv2plug.in/ns/lv2core#binary> <" VESK_CRASHING_MANIFEST "> .\n");
+  tests::write_file(bundle("m.lv2/manifest.ttl"),
+                    "@prefix dman: <http://lv2plug.in/ns/ext/dynmanifest#> .\n"
+                    "<urn:vesk:generator> a dman:DynManifest ;\n"
+                    "  <http://lv2plug.in/ns/lv2core#binary> <" VESK_CRASHING_MANIFEST "> .\n");
   std::filesystem::create_directories(bundle("n.lv2"));
-  test::write_file(bundle("n.lv2/manifest.ttl"), "<urn:vesk:n> a ; [");
+  tests::write_file(bundle("n.lv2/manifest.ttl"), "<urn:vesk:n> a ; [");
   settle(installed_.path());
   EXPECT_EQ(look_up("z"), "z");
   EXPECT_EQ(listed(), (std::vector<std::string>{"a", "z"}));

@@ -13,8 +13,8 @@
 namespace vesk::lv2 {
 namespace {
 
-using test::Environment;
-using test::TemporaryFolder;
+using tests::Environment;
+using tests::TemporaryFolder;
 
 Port audio(const char* symbol, Direction direction, std::uint32_t properties = 0) {
   Port port;
@@ -176,7 +176,7 @@ class OwnBundle : public Lv2Description {
 
 TEST_F(OwnBundle, EveryPartOfADescriptionArrives) {
   const auto folder = installed_.path() / "with space & 100%.lv2";
-  test::write_bundle(
+  tests::write_bundle(
       folder, "urn:vesk:full",
       "a lv2:ReverbPlugin ; doap:name \"Full\\nname\" ; doap:maintainer [ foaf:name \"Maker\" ] ;\n"
       "lv2:minorVersion 3 ; lv2:microVersion 400 ;\n"
@@ -184,7 +184,7 @@ TEST_F(OwnBundle, EveryPartOfADescriptionArrives) {
       "lv2:extensionData <urn:data> ; patch:writable <urn:vesk:file> ;\n"
       "<http://lv2plug.in/ns/ext/options#requiredOption> <urn:option> ;\n"
       "ui:ui <urn:vesk:full#ui> ;\n" +
-          test::through_ports(
+          tests::through_ports(
               ", [ a lv2:ControlPort, lv2:InputPort ; lv2:index 2 ; lv2:symbol \"cut\" ;\n"
               "lv2:name \"Cut\\u00f6ff\"@en, \"Grenze\"@de ; lv2:default 0.25 ; lv2:minimum 0 ;\n"
               "lv2:maximum 0.5 ; lv2:portProperty lv2:sampleRate, pprops:logarithmic,\n"
@@ -206,13 +206,13 @@ TEST_F(OwnBundle, EveryPartOfADescriptionArrives) {
       "<urn:vesk:full#ui> a ui:X11UI ; lv2:binary <ui.so> ; rdfs:seeAlso <ui.ttl> .\n"
       "<urn:vesk:full#p> a pset:Preset ; lv2:appliesTo <urn:vesk:full> ; rdfs:label \"Deep\" ;\n"
       "rdfs:seeAlso <preset.ttl> .\n");
-  test::write_file(folder / "ui.ttl", std::string(test::prefixes) +
-                                          "<urn:vesk:full#ui> lv2:requiredFeature "
-                                          "<http://lv2plug.in/ns/ext/urid#map> .\n"
-                                          "<urn:vesk:file> rdfs:label \"File\" .\n");
-  test::write_file(
+  tests::write_file(folder / "ui.ttl", std::string(tests::prefixes) +
+                                           "<urn:vesk:full#ui> lv2:requiredFeature "
+                                           "<http://lv2plug.in/ns/ext/urid#map> .\n"
+                                           "<urn:vesk:file> rdfs:label \"File\" .\n");
+  tests::write_file(
       folder / "preset.ttl",
-      std::string(test::prefixes) +
+      std::string(tests::prefixes) +
           "<urn:vesk:full#p> a pset:Preset ; lv2:appliesTo <urn:vesk:full> ; lv2:port\n"
           "[ lv2:symbol \"mode\" ; pset:value 2 ], [ lv2:symbol \"cut\" ; pset:value 0.125 ] ;\n"
           "state:state [ <urn:key:text> \"text\" ; <urn:key:file> <beside.wav> ;\n"
@@ -310,20 +310,20 @@ TEST_F(OwnBundle, EveryPartOfADescriptionArrives) {
 }
 
 TEST_F(OwnBundle, PresetsInAnotherBundleAreFoundAndFollowed) {
-  test::write_plain_bundle(installed_.path() / "a.lv2", "urn:vesk:a", "a");
-  test::settle(installed_.path());
+  tests::write_plain_bundle(installed_.path() / "a.lv2", "urn:vesk:a", "a");
+  tests::settle(installed_.path());
   EXPECT_TRUE(describe("urn:vesk:a")->presets.empty());
   const auto presets = installed_.path() / "my-presets.lv2";
   std::filesystem::create_directories(presets);
-  test::write_file(presets / "manifest.ttl",
-                   std::string(test::prefixes) +
-                       "<urn:vesk:mine> a pset:Preset ; lv2:appliesTo <urn:vesk:a> ;\n"
-                       "rdfs:label \"Mine\" ; rdfs:seeAlso <mine.ttl> .\n");
-  test::write_file(presets / "mine.ttl",
-                   std::string(test::prefixes) +
-                       "<urn:vesk:mine> a pset:Preset ; lv2:appliesTo <urn:vesk:a> ;\n"
-                       "lv2:port [ lv2:symbol \"gain\" ; pset:value -3.5 ] .\n");
-  test::settle(installed_.path());
+  tests::write_file(presets / "manifest.ttl",
+                    std::string(tests::prefixes) +
+                        "<urn:vesk:mine> a pset:Preset ; lv2:appliesTo <urn:vesk:a> ;\n"
+                        "rdfs:label \"Mine\" ; rdfs:seeAlso <mine.ttl> .\n");
+  tests::write_file(presets / "mine.ttl",
+                    std::string(tests::prefixes) +
+                        "<urn:vesk:mine> a pset:Preset ; lv2:appliesTo <urn:vesk:a> ;\n"
+                        "lv2:port [ lv2:symbol \"gain\" ; pset:value -3.5 ] .\n");
+  tests::settle(installed_.path());
   const auto plugin = describe("urn:vesk:a");
   ASSERT_EQ(plugin->presets,
             (std::vector<Preset>{{"urn:vesk:mine", "Mine", presets.string() + "/"}}));
@@ -334,10 +334,10 @@ TEST_F(OwnBundle, PresetsInAnotherBundleAreFoundAndFollowed) {
 }
 
 TEST_F(OwnBundle, PresetsAmongThePluginsOwnDataAreRead) {
-  test::write_bundle(installed_.path() / "a.lv2", "urn:vesk:a",
-                     "doap:name \"a\" ; " + test::through_ports() +
-                         " .\n<urn:vesk:inner> a pset:Preset ; lv2:appliesTo <urn:vesk:a> ;\n"
-                         "rdfs:label \"Inner\" ; state:state [ <urn:key> \"value\" ]");
+  tests::write_bundle(installed_.path() / "a.lv2", "urn:vesk:a",
+                      "doap:name \"a\" ; " + tests::through_ports() +
+                          " .\n<urn:vesk:inner> a pset:Preset ; lv2:appliesTo <urn:vesk:a> ;\n"
+                          "rdfs:label \"Inner\" ; state:state [ <urn:key> \"value\" ]");
   const auto plugin = describe("urn:vesk:a");
   ASSERT_EQ(plugin->presets.size(), 1u);
   std::string error;
@@ -359,7 +359,7 @@ TEST_F(OwnBundle, BrokenTurtleIsRefusedWithAReason) {
   };
   for (const auto& test : cases) {
     const std::string uri = std::string("urn:vesk:") + test.name;
-    test::write_bundle(installed_.path() / (std::string(test.name) + ".lv2"), uri, test.body);
+    tests::write_bundle(installed_.path() / (std::string(test.name) + ".lv2"), uri, test.body);
   }
   for (const auto& test : cases) {
     EXPECT_NE(describe(std::string("urn:vesk:") + test.name)->not_hosted, "") << test.name;

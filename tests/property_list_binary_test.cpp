@@ -1,4 +1,4 @@
-#include "tests/support/property_list_bytes.hpp"
+#include "support/property_list_bytes.hpp"
 
 #include <CoreFoundation/CoreFoundation.h>
 #include <gtest/gtest.h>
@@ -9,11 +9,11 @@
 
 namespace {
 
-using namespace vesk::test;
+using namespace vesk::tests;
 
 // Made by another implementation (Python's plistlib): {"data": b"\x00\x01", "date":
 // 2001-01-01T00:00:01, "list": [True, False, "é", 1.5], "n": -3, "u": 2**64-1}.
-const Bytes foreign_binary(
+const Encoded foreign_binary(
     "bplist00"
     "\xd5\x01\x02\x03\x04\x05\x06\x07\x08\x0d\x0e"                  // the dictionary, 8
     "Tdata"                                                         // 19
@@ -52,37 +52,37 @@ TEST(PropertyListBytes, BinaryListsOfOthersAreRead) {
 }
 
 /// A binary list of objects with one-byte offsets and references.
-Bytes binary_of(const std::vector<Bytes>& objects) {
-  Bytes bytes = "bplist00", table;
-  for (const Bytes& object : objects) {
+Encoded binary_of(const std::vector<Encoded>& objects) {
+  Encoded bytes = "bplist00", table;
+  for (const Encoded& object : objects) {
     table += static_cast<char>(bytes.size());
     bytes += object;
   }
   const auto table_at = static_cast<char>(bytes.size());
-  return bytes + table + Bytes("\0\0\0\0\0\0\x01\x01", 8) + Bytes(7, '\0') +
-         static_cast<char>(objects.size()) + Bytes(8, '\0') + Bytes(7, '\0') + table_at;
+  return bytes + table + Encoded("\0\0\0\0\0\0\x01\x01", 8) + Encoded(7, '\0') +
+         static_cast<char>(objects.size()) + Encoded(8, '\0') + Encoded(7, '\0') + table_at;
 }
 
 TEST(PropertyListBytes, DamagedBinaryListsAreRefused) {
-  std::vector<Bytes> doubling;
+  std::vector<Encoded> doubling;
   for (char i = 1; i < 50; ++i) doubling.push_back({'\xa2', i, i});
   doubling.push_back("Qx");
   const struct {
     const char* name;
-    Bytes bytes;
+    Encoded bytes;
   } cases[] = {
-      {"itself", binary_of({Bytes("\xa1\0", 2)})},
-      {"a circle of two", binary_of({"\xa1\x01", Bytes("\xa1\0", 2)})},
+      {"itself", binary_of({Encoded("\xa1\0", 2)})},
+      {"a circle of two", binary_of({"\xa1\x01", Encoded("\xa1\0", 2)})},
       {"doubling fifty times", binary_of(doubling)},
       {"reference to nowhere", binary_of({"\xa1\x07"})},
       {"key is no text", binary_of({"\xd1\x01\x01", "\x09"})},
-      {"null", binary_of({Bytes("\0", 1)})},
+      {"null", binary_of({Encoded("\0", 1)})},
       {"uid", binary_of({"\x80\x01"})},
       {"text with high bytes", binary_of({"\x51\xe9"})},
       {"length beyond the file", binary_of({"\x5f\x13\x7f\xff\xff\xff\xff\xff\xff\xff"})},
       {"length that is no integer", binary_of({"\x5f\x23\x3f\xf0"})},
-      {"real of eight words", binary_of({Bytes("\x25\0\0\0\0", 5)})},
-      {"integer above 64 bits", binary_of({Bytes("\x14\0\0\0\0\0\0\0\x01\0\0\0\0\0\0\0\0", 17)})},
+      {"real of eight words", binary_of({Encoded("\x25\0\0\0\0", 5)})},
+      {"integer above 64 bits", binary_of({Encoded("\x14\0\0\0\0\0\0\0\x01\0\0\0\0\0\0\0\0", 17)})},
       {"header only", "bplist00"},
       {"no objects", binary_of({})},
   };
@@ -101,30 +101,30 @@ TEST(PropertyListBytes, DamagedBinaryListsAreRefused) {
 
 TEST(PropertyListBytes, NoTruncationOrBitFlipCrashes) {
   CFPropertyListRef sample = read(document(sample_body));
-  const Bytes valid[] = {document(sample_body), write(sample, kCFPropertyListBinaryFormat_v1_0),
-                         foreign_binary};
+  const Encoded valid[] = {document(sample_body), write(sample, kCFPropertyListBinaryFormat_v1_0),
+                           foreign_binary};
   CFRelease(sample);
   int accepted = 0;
-  const auto survive = [&accepted](const Bytes& bytes) {
+  const auto survive = [&accepted](const Encoded& bytes) {
     CFPropertyListRef list = read(bytes);
     if (!list) return;
     ++accepted;
     // What was read can be written and read again.
-    const Bytes binary = write(list, kCFPropertyListBinaryFormat_v1_0);
+    const Encoded binary = write(list, kCFPropertyListBinaryFormat_v1_0);
     CFPropertyListRef again = read(binary);
     EXPECT_NE(again, nullptr);
     if (again) CFRelease(again);
     write(list);
     CFRelease(list);
   };
-  for (const Bytes& bytes : valid) {
+  for (const Encoded& bytes : valid) {
     for (std::size_t length = 0; length < bytes.size(); ++length) {
       EXPECT_TRUE(length + 1 == bytes.size() || !read(bytes.substr(0, length)))
           << "cut at " << length;
     }
     for (std::size_t at = 0; at < bytes.size(); ++at) {
       for (int bit = 0; bit < 8; ++bit) {
-        Bytes flipped = bytes;
+        Encoded flipped = bytes;
         flipped[at] = static_cast<char>(flipped[at] ^ 1 << bit);
         survive(flipped);
       }
@@ -132,7 +132,7 @@ TEST(PropertyListBytes, NoTruncationOrBitFlipCrashes) {
   }
   std::mt19937 random(3);
   for (int i = 0; i < 3000; ++i) {
-    Bytes noise = valid[1];
+    Encoded noise = valid[1];
     for (int k = 0; k < 6; ++k)
       noise[8 + random() % (noise.size() - 8)] = static_cast<char>(random());
     survive(noise);

@@ -1,10 +1,10 @@
-#include "tests/support/property_list_bytes.hpp"
+#include "support/comma_locale.hpp"
+#include "support/property_list_bytes.hpp"
 
 #include <CoreFoundation/CoreFoundation.h>
 #include <gtest/gtest.h>
 
 #include <bit>
-#include <clocale>
 #include <cmath>
 #include <limits>
 #include <random>
@@ -13,7 +13,7 @@
 
 namespace {
 
-using namespace vesk::test;
+using namespace vesk::tests;
 
 TEST(PropertyList, XmlIsReadAndWrittenByteForByte) {
   CFPropertyListRef list = read(document(sample_body));
@@ -34,7 +34,7 @@ TEST(PropertyList, XmlIsReadAndWrittenByteForByte) {
 }
 
 TEST(PropertyList, EqualListsGiveEqualBytesWhateverTheOrder) {
-  Bytes forms[2][2];
+  Encoded forms[2][2];
   for (int order = 0; order < 2; ++order) {
     CFMutableDictionaryRef dictionary = CFDictionaryCreateMutable(
         nullptr, 0, &kCFTypeDictionaryKeyCallBacks, &kCFTypeDictionaryValueCallBacks);
@@ -55,7 +55,8 @@ TEST(PropertyList, EqualListsGiveEqualBytesWhateverTheOrder) {
 }
 
 TEST(PropertyList, NumbersComeBackBitForBit) {
-  const char* const comma = std::setlocale(LC_ALL, "de_DE.UTF-8");  // where it is installed
+  const vesk::tests::CommaLocale locale;
+  locale.enter();
   std::mt19937_64 random(11);
   std::vector<double> reals{0.0,
                             -0.0,
@@ -87,7 +88,7 @@ TEST(PropertyList, NumbersComeBackBitForBit) {
   for (SInt64 integer : integers) add(kCFNumberSInt64Type, &integer);
 
   for (auto format : {kCFPropertyListXMLFormat_v1_0, kCFPropertyListBinaryFormat_v1_0}) {
-    const Bytes bytes = write(list, format);
+    const Encoded bytes = write(list, format);
     auto back = static_cast<CFArrayRef>(read(bytes));
     ASSERT_NE(back, nullptr);
     CFIndex at = 0;
@@ -113,7 +114,7 @@ TEST(PropertyList, NumbersComeBackBitForBit) {
     CFRelease(back);
   }
   CFRelease(list);
-  if (comma) std::setlocale(LC_ALL, "C");
+  vesk::tests::CommaLocale::leave();
 }
 
 TEST(PropertyList, SpellingsThatAreAccepted) {
@@ -140,8 +141,8 @@ TEST(PropertyList, SpellingsThatAreAccepted) {
   };
   for (const auto& c : cases) {
     // With and without declaration and outer element, after a mark or blanks.
-    for (const Bytes& form : {document(c.body), Bytes(c.body), "\xef\xbb\xbf" + document(c.body),
-                              "\n  " + document(c.body)}) {
+    for (const Encoded& form : {document(c.body), Encoded(c.body),
+                                "\xef\xbb\xbf" + document(c.body), "\n  " + document(c.body)}) {
       CFPropertyListRef list = read(form);
       ASSERT_NE(list, nullptr) << form;
       EXPECT_EQ(write(list), document(c.written));
@@ -203,9 +204,10 @@ TEST(PropertyList, DamagedXmlIsRefusedWithAReason) {
     EXPECT_EQ(code, kCFPropertyListReadCorruptError) << c.body;
     EXPECT_NE(message.find(c.reason), std::string::npos) << c.body << ": " << message;
   }
-  for (const Bytes& bytes : {Bytes(), Bytes("  "), Bytes("x"), Bytes("{ a = 1; }"), Bytes("<"),
-                             document("<true/>") + "<true/>", document("<true/>") + "x",
-                             Bytes("\0\0\0\0", 4), Bytes("\xff\xfe", 2)}) {
+  for (const Encoded& bytes :
+       {Encoded(), Encoded("  "), Encoded("x"), Encoded("{ a = 1; }"), Encoded("<"),
+        document("<true/>") + "<true/>", document("<true/>") + "x", Encoded("\0\0\0\0", 4),
+        Encoded("\xff\xfe", 2)}) {
     EXPECT_EQ(read(bytes), nullptr) << bytes;
   }
 }
@@ -219,7 +221,7 @@ TEST(PropertyList, EntityBombsAndDeepNestingAreRefused) {
   EXPECT_NE(message.find("declarations"), std::string::npos) << message;
 
   const auto nested = [](int levels) {
-    Bytes bytes;
+    Encoded bytes;
     for (int i = 0; i < levels; ++i) bytes += "<array>";
     for (int i = 0; i < levels; ++i) bytes += "</array>";
     return bytes;
@@ -227,7 +229,7 @@ TEST(PropertyList, EntityBombsAndDeepNestingAreRefused) {
   CFPropertyListRef deepest = read(document(nested(512)));
   ASSERT_NE(deepest, nullptr);
   // Whatever can be read can be written, in both forms.
-  const Bytes binary = write(deepest, kCFPropertyListBinaryFormat_v1_0);
+  const Encoded binary = write(deepest, kCFPropertyListBinaryFormat_v1_0);
   CFRelease(deepest);
   deepest = read(binary);
   ASSERT_NE(deepest, nullptr);
@@ -280,7 +282,7 @@ TEST(PropertyList, WhatIsNoPropertyListIsNotWritten) {
 TEST(PropertyList, OptionsSayWhatMayBeChanged) {
   for (CFOptionFlags options : {kCFPropertyListImmutable, kCFPropertyListMutableContainers,
                                 kCFPropertyListMutableContainersAndLeaves}) {
-    const Bytes xml = document("<dict><key>s</key><string>x</string></dict>");
+    const Encoded xml = document("<dict><key>s</key><string>x</string></dict>");
     CFPropertyListRef from_xml = read(xml, nullptr, nullptr, options);
     CFPropertyListRef from_binary =
         read(write(from_xml, kCFPropertyListBinaryFormat_v1_0), nullptr, nullptr, options);

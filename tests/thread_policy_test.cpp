@@ -4,8 +4,8 @@
 
 #include "platform/host_process.hpp"
 #include "platform/linux/mach/realtime_priority.hpp"
-#include "tests/support/child_process.hpp"
-#include "tests/support/realtime_kit_service.hpp"
+#include "support/child_process.hpp"
+#include "support/realtime_kit_service.hpp"
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
@@ -18,9 +18,9 @@
 namespace {
 
 using namespace vesk::platform;
-using vesk::test::ChildEnd;
-using vesk::test::RealtimeKitService;
-using vesk::test::run_in_child;
+using vesk::tests::ChildEnd;
+using vesk::tests::RealtimeKitService;
+using vesk::tests::run_in_child;
 
 constexpr uint32_t kMicrosecond = 1'000;
 constexpr uint32_t kMillisecond = 1'000'000;

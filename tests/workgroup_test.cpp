@@ -3,7 +3,7 @@
 #include <vesk/workgroup_record.h>
 
 #include "platform/linux/mach/port_names.hpp"
-#include "tests/support/child_process.hpp"
+#include "support/child_process.hpp"
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
@@ -176,7 +176,7 @@ TEST(Workgroup, a_full_record_takes_no_more_members) {
 }
 
 TEST(Workgroup, leaving_by_another_thread_aborts) {
-  const auto end = vesk::test::run_in_child([] {
+  const auto end = vesk::tests::run_in_child([] {
     Record record;
     const Group group = group_of(record);
     os_workgroup_join_token_s token = {};
@@ -223,7 +223,7 @@ TEST(Workgroup, what_a_member_starts_runs_where_the_member_ran_before) {
   EXPECT_TRUE(with_choice == chosen);
   pthread_attr_destroy(&attributes);
 
-  const auto child = vesk::test::run_in_child([&] { return own_cpus() == before ? 0 : 1; });
+  const auto child = vesk::tests::run_in_child([&] { return own_cpus() == before ? 0 : 1; });
   EXPECT_TRUE(child.exited_with(0));
   os_workgroup_leave(group.get(), &token);
 }
@@ -292,7 +292,7 @@ TEST(RegisteredPorts, the_first_is_the_workgroup_that_descriptor_3_holds) {
   };
   for (const auto& c : cases) {
     SCOPED_TRACE(c.name);
-    const auto end = vesk::test::run_in_child([&] {
+    const auto end = vesk::tests::run_in_child([&] {
       const int opened = c.open();
       if (opened >= 0 && opened != 3) dup2(opened, 3);
       if (opened < 0) close(3);
@@ -329,7 +329,7 @@ TEST(RegisteredPorts, the_first_is_the_workgroup_that_descriptor_3_holds) {
 }
 
 TEST(RegisteredPorts, registering_replaces_what_is_looked_up) {
-  const auto end = vesk::test::run_in_child([] {
+  const auto end = vesk::tests::run_in_child([] {
     Record record;
     const Group group = group_of(record);
     mach_port_t ports[4] = {};

@@ -106,7 +106,7 @@ class StateRefused : public testing::Test {
 
   /// Runs `body`, which returns what went wrong, where it can give up rights for good.
   static void run(const std::function<std::string()>& body) {
-    const test::ChildEnd end = test::run_in_child(
+    const tests::ChildEnd end = tests::run_in_child(
         [&] {
           const std::string wrong = body();
           if (wrong == "not allowed") return not_allowed_here;

@@ -9,7 +9,7 @@
 #include <string>
 #include <utility>
 
-namespace vesk::test {
+namespace vesk::tests {
 
 /// How a forked child ended and what it wrote to standard error.
 struct ChildEnd {
@@ -59,4 +59,4 @@ ChildEnd run_in_child(Body body, std::chrono::seconds limit = std::chrono::secon
   return end;
 }
 
-}  // namespace vesk::test
+}  // namespace vesk::tests

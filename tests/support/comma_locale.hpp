@@ -1,5 +1,6 @@
 #pragma once
 
+#include <clocale>
 #include <cstdlib>
 #include <string>
 
@@ -22,6 +23,12 @@ class CommaLocale {
   bool is_there() const { return is_there_; }
   /// What tells a process where it is, as "NAME=value".
   std::string place() const { return "LOCPATH=" + folder_.path(); }
+  /// Makes it this process's locale, as a careless library does. False where there is none.
+  bool enter() const {
+    return is_there() && setenv("LOCPATH", folder_.path().c_str(), 1) == 0 &&
+           std::setlocale(LC_ALL, name) != nullptr;
+  }
+  static void leave() { std::setlocale(LC_ALL, "C"); }
 
  private:
   ScratchFolder folder_;

@@ -15,7 +15,7 @@
 #include <utility>
 #include <vector>
 
-namespace vesk::test {
+namespace vesk::tests {
 
 class TemporaryFolder {
  public:
@@ -117,4 +117,4 @@ inline void write_plain_bundle(const std::filesystem::path& folder, const std::s
                    std::to_string(micro_version) + " ; " + through_ports());
 }
 
-}  // namespace vesk::test
+}  // namespace vesk::tests

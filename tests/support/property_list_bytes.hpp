@@ -7,17 +7,17 @@
 
 #include <string>
 
-namespace vesk::test {
+namespace vesk::tests {
 
-using Bytes = std::string;
+using Encoded = std::string;
 
-inline CFDataRef data_of(const Bytes& bytes) {
+inline CFDataRef data_of(const Encoded& bytes) {
   return CFDataCreate(nullptr, reinterpret_cast<const UInt8*>(bytes.data()),
                       static_cast<CFIndex>(bytes.size()));
 }
 
 /// The list in `bytes` (+1), or null with the error's code and text.
-inline CFPropertyListRef read(const Bytes& bytes, CFIndex* code = nullptr,
+inline CFPropertyListRef read(const Encoded& bytes, CFIndex* code = nullptr,
                               std::string* message = nullptr,
                               CFOptionFlags options = kCFPropertyListImmutable) {
   CFDataRef data = data_of(bytes);
@@ -36,17 +36,17 @@ inline CFPropertyListRef read(const Bytes& bytes, CFIndex* code = nullptr,
   return list;
 }
 
-inline Bytes write(CFPropertyListRef list,
-                   CFPropertyListFormat format = kCFPropertyListXMLFormat_v1_0) {
+inline Encoded write(CFPropertyListRef list,
+                     CFPropertyListFormat format = kCFPropertyListXMLFormat_v1_0) {
   CFDataRef data = CFPropertyListCreateData(nullptr, list, format, 0, nullptr);
   if (!data) return "(null)";
-  Bytes bytes(reinterpret_cast<const char*>(CFDataGetBytePtr(data)),
-              static_cast<std::size_t>(CFDataGetLength(data)));
+  Encoded bytes(reinterpret_cast<const char*>(CFDataGetBytePtr(data)),
+                static_cast<std::size_t>(CFDataGetLength(data)));
   CFRelease(data);
   return bytes;
 }
 
-inline Bytes document(const std::string& body) {
+inline Encoded document(const std::string& body) {
   return "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
          "<!DOCTYPE plist PUBLIC \"-//Apple//DTD PLIST 1.0//EN\" "
          "\"http://www.apple.com/DTDs/PropertyList-1.0.dtd\">\n"
@@ -67,4 +67,4 @@ inline const std::string sample_body =
     "\t<key>text &amp; more</key>\n\t<string>a&lt;b&gt;\tK\xc3\xa4se &#13;\n</string>\n"
     "</dict>\n";
 
-}  // namespace vesk::test
+}  // namespace vesk::tests

@@ -1,4 +1,4 @@
-#include "tests/support/realtime_kit_service.hpp"
+#include "support/realtime_kit_service.hpp"
 
 #include <dbus/dbus.h>
 #include <fcntl.h>
@@ -13,7 +13,7 @@
 #include <fstream>
 #include <sstream>
 
-namespace vesk::test {
+namespace vesk::tests {
 
 namespace {
 
@@ -206,4 +206,4 @@ std::optional<RealtimeKitService::Request> RealtimeKitService::request() const {
   return request;
 }
 
-}  // namespace vesk::test
+}  // namespace vesk::tests

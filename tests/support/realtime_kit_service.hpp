@@ -5,7 +5,7 @@
 #include <optional>
 #include <string>
 
-namespace vesk::test {
+namespace vesk::tests {
 
 /// A bus of the test's own with RealtimeKit's service on it, in a process each, until destruction.
 /// MaxRealtimePriority is 15 and RTTimeUSecMax 100000.
@@ -44,4 +44,4 @@ class RealtimeKitService {
   int requests_ = -1;
 };
 
-}  // namespace vesk::test
+}  // namespace vesk::tests
