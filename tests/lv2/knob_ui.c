@@ -13,7 +13,7 @@
 void test_throw(void);
 
 enum { kQuestions, kAnswers, kLevel = 4, kReport, kOwn, kHalf, kPorts = 9 };
-enum { kWidth = 240, kHeight = 160, kKey = 60, kGrown = 300 };
+enum { kWidth = 240, kHeight = 160, kKey = 60, kGrown = 300, kGrownHeight = 190 };
 
 typedef struct {
   LV2UI_Write_Function write;
@@ -47,8 +47,8 @@ static void draw(Interface* self) {
 
 static void grow(Interface* self) {
   self->width = kGrown;
-  XResizeWindow(self->display, self->window, kGrown, kHeight);
-  self->resize->ui_resize(self->resize->handle, kGrown, kHeight);
+  XResizeWindow(self->display, self->window, kGrown, kGrownHeight);
+  self->resize->ui_resize(self->resize->handle, kGrown, kGrownHeight);
 }
 
 static void ask(Interface* self, int number) {

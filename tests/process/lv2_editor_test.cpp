@@ -152,7 +152,7 @@ TEST_F(Lv2Editor, TheWindowFollowsTheInterfacesSize) {
   click(knob.window, kGrow, kKeys);
   EXPECT_TRUE(wait_until([&] {
     const auto grown = look_for_window("Knob");
-    return grown && view_width(*grown) == 300 && view_height(*grown) == kHeight;
+    return grown && view_width(*grown) == 300 && view_height(*grown) == 190;
   }));
   const auto grown = look_for_window("Knob");
   ASSERT_TRUE(grown);
