@@ -210,7 +210,7 @@ TEST_F(Editor, ViewsAreFoundInFoldersOfAnyName) {
 }
 
 // The toolkit sets the environment's locale as it starts.
-TEST_F(Editor, ACommaLocaleSpoilsNoNumber) {
+TEST_F(Editor, ViewsReadTheEnvironmentsCharactersAndNoDecimalComma) {
   const CommaLocale locale;
   if (!locale.is_there()) GTEST_SKIP() << "nothing to make a comma locale from";
   RawHost host({.chain = editors(kReadsNumber),

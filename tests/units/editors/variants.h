@@ -42,7 +42,7 @@ enum EditorVariant {
   kRaisesInLeaving,
   kRunsOutOfMemory, /* when it is clicked: C++ in its left half, Objective-C in the right */
   kTracksMouse,     /* waits for the release in a loop of its own, as many views do */
-  kReadsNumber,     /* its level out of a text, at every click */
+  kReadsNumber,     /* its level out of a text, where it can read one, at every click */
   kLogs,
   kCrashesInMouseDown,
   kBreaksItsDisplay, /* its own connection to the X server, when it is clicked */

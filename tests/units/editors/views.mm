@@ -109,6 +109,7 @@ EditorVariant variant_of(AudioUnit unit) {
       });
       break;
     case kReadsNumber:
+      if (mbstowcs(nullptr, "\u20AC", 0) != 1) break;
       [super clickedAt:NSMakePoint(strtof("0.75", nullptr) * [self bounds].size.width, 0)];
       break;
     case kThrowsInTimer:
