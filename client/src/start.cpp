@@ -31,7 +31,7 @@ double milliseconds_since(std::int64_t start) {
 /// How long to sleep between two looks at a loading host: short where most are ready soon, long
 /// for a sampler that reads gigabytes.
 nanoseconds look_interval(std::int64_t waited) {
-  return std::clamp<nanoseconds>(nanoseconds(waited / 32), microseconds(20), milliseconds(10));
+  return std::clamp<nanoseconds>(nanoseconds(waited / 64), microseconds(20), milliseconds(10));
 }
 
 std::string load_error(const host::Block& block) {
