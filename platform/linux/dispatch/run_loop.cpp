@@ -3,7 +3,6 @@
 #include <Block.h>
 #include <linux/futex.h>
 #include <sys/eventfd.h>
-#include <sys/prctl.h>
 #include <sys/syscall.h>
 #include <time.h>
 #include <unistd.h>
@@ -150,24 +149,25 @@ void take_wake(Loop& loop) {
   loop.is_wake_pending.exchange(0, std::memory_order_acq_rel);
 }
 
-/// Lets the kernel end a wait up to a tenth late, for as long as the object lives: the turns of
-/// many idle hosts then share their wake-ups, and each costs a fourth less. Not left on, since
-/// threads inherit it.
-class Tolerance {
- public:
-  explicit Tolerance(std::uint64_t wait) { ::prctl(PR_SET_TIMERSLACK, wait / 10 + 1); }
-  ~Tolerance() { ::prctl(PR_SET_TIMERSLACK, 0); }
-};
+/// The moment at which a wait until `until` ends: up to a fifth of the wait later, where the clock
+/// of every process shows a round number. The turns of many idle hosts then share their wake-ups,
+/// and each costs a fourth less. (The kernel's own slack does that as well, but is two more calls a
+/// turn, since threads inherit it and it must not be left on.)
+std::uint64_t shared_moment(std::uint64_t until, std::uint64_t left) {
+  std::uint64_t grid = 1;
+  while (grid < 10'000'000 && grid * 50 <= left) grid *= 10;
+  return until / grid < UINT64_MAX / grid ? (until + grid - 1) / grid * grid : until;
+}
 
 /// Waits for a wake alone. The word of the flag costs less than a poll of the descriptor beside
 /// it: for a hundred idle turns a second that is most of what can be saved.
-Woken wait_for_wake(Loop& loop, std::uint64_t left, bool has_limit) {
-  const timespec timeout = to_timespec(left);
-  constexpr std::uint64_t longest = 100'000'000;
-  const Tolerance tolerance(std::min(left, longest));
+Woken wait_for_wake(Loop& loop, std::uint64_t until, std::uint64_t left) {
+  const timespec deadline = to_timespec(shared_moment(until, left));
   loop.is_waiting.store(true, std::memory_order_relaxed);
-  const long result = ::syscall(SYS_futex, &loop.is_wake_pending, FUTEX_WAIT_PRIVATE, 0,
-                                has_limit ? &timeout : nullptr, nullptr, 0);
+  const long result = ::syscall(SYS_futex, &loop.is_wake_pending,
+                                FUTEX_WAIT_BITSET | FUTEX_PRIVATE_FLAG, 0,
+                                until != UINT64_MAX ? &deadline : nullptr, nullptr,
+                                FUTEX_BITSET_MATCH_ANY);
   const bool is_over = result != 0 && errno == ETIMEDOUT;
   loop.is_waiting.store(false, std::memory_order_relaxed);
   if (is_over) return Woken::when_time_was_up;
@@ -180,7 +180,7 @@ Woken wait(Loop& loop, ModeSet mode, std::uint64_t time, std::uint64_t until) {
   const std::uint64_t left = until > time ? until - time : 0;
   const bool has_descriptors_too =
       loop.is_main && (loop.common & mode) != 0 && has_descriptors();
-  if (!has_descriptors_too && left > 0) return wait_for_wake(loop, left, until != UINT64_MAX);
+  if (!has_descriptors_too && left > 0) return wait_for_wake(loop, until, left);
 
   loop.polled.clear();
   loop.polled.push_back({loop.wake_descriptor, POLLIN, 0});
