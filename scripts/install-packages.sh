@@ -14,7 +14,7 @@ packages=(
   liblilv-dev lv2-dev libsndfile1-dev libebur128-dev libcairo2-dev libfftw3-dev
   libsamplerate0-dev
   # tests and benchmarks
-  libgtest-dev dbus locales procps xvfb xdotool
+  libgtest-dev dbus locales procps xvfb xdotool openbox
   # what is played, and plugins with interfaces and states of their own for the tests
   mda-lv2 lv2-examples guitarix-lv2 setbfree
 )

@@ -9,6 +9,7 @@
 #include "support/display.hpp"
 #include "support/raw_host.hpp"
 #include "support/scratch_folder.hpp"
+#include "support/wait_until.hpp"
 
 using namespace vesk::host;
 using namespace vesk::tests;
@@ -45,9 +46,16 @@ float loudness_of(const std::string& chain) {
   return peak;
 }
 
-TEST(Lv2InstalledEditor, ATurnedKnobIsHeardSavedAndRestored) {
-  const VirtualDisplay display;
+class Lv2InstalledEditor : public testing::TestWithParam<bool> {};
+
+INSTANTIATE_TEST_SUITE_P(Display, Lv2InstalledEditor, testing::Bool(), [](const auto& test) {
+  return test.param ? "WithAWindowManager" : "WithoutAWindowManager";
+});
+
+TEST_P(Lv2InstalledEditor, ATurnedKnobIsHeardSavedAndRestored) {
+  VirtualDisplay display;
   ASSERT_TRUE(display.is_running());
+  if (GetParam()) ASSERT_TRUE(display.start_window_manager());
   const ScratchFolder folder;
   const std::string preset = folder / "rat.aupreset", chain = std::string(kRat) + "@" + preset;
   const float quiet = loudness_of(kRat);
@@ -61,6 +69,11 @@ TEST(Lv2InstalledEditor, ATurnedKnobIsHeardSavedAndRestored) {
     const auto window = find_window("Rat");
     ASSERT_TRUE(window);
     EXPECT_LT(view_width(*window), 400) << "this is the panel";
+    // Its dark face fills the view up to the edges.
+    for (const int y : {4, view_height(*window) - 4}) {
+      const auto [left, top] = on_screen(*window, 100, y);
+      EXPECT_TRUE(wait_until([&] { return (display.colour_at(left, top) & 0xFF) < 0x60; })) << y;
+    }
     // The knob of the level, which may not be there yet when the window is.
     const auto is_louder = [&] { return loudness(host) > 1.2f * quiet; };
     for (int attempt = 0; attempt < 10 && !is_louder(); ++attempt) {
@@ -71,7 +84,7 @@ TEST(Lv2InstalledEditor, ATurnedKnobIsHeardSavedAndRestored) {
     click_close_box(*window);
     EXPECT_TRUE(host.wait_open(0));
     EXPECT_EQ(load_acquire(host.block().saved_write), 1u);
-    EXPECT_TRUE(host.stop());
+    EXPECT_TRUE(host.stop()) << host.standard_error();
   }
   EXPECT_FLOAT_EQ(loudness_of(chain), loud);
 

@@ -100,7 +100,10 @@ bool edit(const std::string& chain, const std::function<void(RawHost&)>& work) {
   work(host);
   if (!host.wait_turns()) return false;
   host.ask_window(WindowRequest::close_all);
-  return host.wait_open(0) && load_acquire(host.block().saved_write) == 1 && host.stop();
+  EXPECT_TRUE(host.wait_open(0));
+  EXPECT_EQ(load_acquire(host.block().saved_write), 1u);
+  EXPECT_TRUE(host.stop()) << host.standard_error();
+  return true;
 }
 
 TEST(Lv2StateFiles, BringBackWhatWasSetOnInstruments) {

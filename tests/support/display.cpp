@@ -55,7 +55,35 @@ void keep_settings_in(const ScratchFolder& folder) {
   _exit(127);
 }
 
+[[noreturn]] void manage_windows() {
+  prctl(PR_SET_PDEATHSIG, SIGKILL);
+  const int nowhere = open("/dev/null", O_RDWR);
+  for (const int descriptor : {0, 1, 2}) dup2(nowhere, descriptor);
+  execlp("openbox", "openbox", nullptr);
+  _exit(127);
+}
+
+bool has_manager_mark(Display* display) {
+  const Atom mark = XInternAtom(display, "_NET_SUPPORTING_WM_CHECK", False);
+  Atom type = None;
+  int format = 0;
+  unsigned long count = 0;
+  unsigned long rest = 0;
+  unsigned char* data = nullptr;
+  XGetWindowProperty(display, DefaultRootWindow(display), mark, 0, 1, False, XA_WINDOW, &type,
+                     &format, &count, &rest, &data);
+  if (data) XFree(data);
+  return count == 1;
+}
+
+/// Whether windows on the present display are a window manager's.
+bool windows_are_managed = false;
+
 std::string at(const WindowPlace& window, int x, int y) {
+  if (window.is_managed) {
+    return "xdotool mousemove --window " + window.id + " " + std::to_string(x) + " " +
+           std::to_string(y);
+  }
   const auto [screen_x, screen_y] = on_screen(window, x, y);
   return "xdotool mousemove " + std::to_string(screen_x) + " " + std::to_string(screen_y);
 }
@@ -63,6 +91,7 @@ std::string at(const WindowPlace& window, int x, int y) {
 }  // namespace
 
 VirtualDisplay::VirtualDisplay(bool with_gl) {
+  windows_are_managed = false;
   keep_settings_in(settings_);
   int number[2];
   if (pipe2(number, O_CLOEXEC) != 0) return;
@@ -80,6 +109,19 @@ VirtualDisplay::VirtualDisplay(bool with_gl) {
 VirtualDisplay::~VirtualDisplay() {
   // Asked, it removes its socket.
   end(SIGTERM);
+}
+
+bool VirtualDisplay::start_window_manager() {
+  Display* const display = static_cast<Display*>(connection());
+  if (!display) return false;
+  manager_ = fork();
+  if (manager_ == 0) manage_windows();
+  for (const auto end = std::chrono::steady_clock::now() + 10s;
+       !windows_are_managed && std::chrono::steady_clock::now() < end;
+       std::this_thread::sleep_for(20ms)) {
+    windows_are_managed = has_manager_mark(display);
+  }
+  return windows_are_managed;
 }
 
 bool VirtualDisplay::keeps(const std::string& name) const {
@@ -150,6 +192,10 @@ void* VirtualDisplay::connection() {
 
 void VirtualDisplay::end(int signal) {
   if (pid_ <= 0) return;
+  if (manager_ > 0) {
+    ::kill(manager_, SIGTERM);
+    waitpid(manager_, nullptr, 0);
+  }
   // Before the server goes: Xlib ends a process that loses one.
   if (connection_) XCloseDisplay(static_cast<Display*>(connection_));
   connection_ = nullptr;
@@ -171,6 +217,7 @@ std::optional<WindowPlace> look_for_window(const std::string& title) {
   std::istringstream found(
       output_of("xdotool search --onlyvisible --name '" + title + "' 2>/dev/null"));
   WindowPlace window;
+  window.is_managed = windows_are_managed;
   if (!(found >> window.id)) return std::nullopt;
   std::istringstream geometry(output_of("xdotool getwindowgeometry --shell " + window.id));
   for (std::string line; std::getline(geometry, line);) {
@@ -198,6 +245,13 @@ std::string title_of(const WindowPlace& window) {
 }
 
 std::pair<int, int> on_screen(const WindowPlace& window, int x, int y) {
+  if (window.is_managed) {
+    // Of a window within a frame xdotool tells a wrong place, and takes the pointer to the right one.
+    const auto number = [&](const char* name) {
+      return output_of(at(window, x, y) + " getmouselocation --shell | sed -n s/" + name + "=//p");
+    };
+    return {atoi(number("X").c_str()), atoi(number("Y").c_str())};
+  }
   return {window.x + edge + x, window.y + edge + title_bar + y};
 }
 
@@ -220,15 +274,20 @@ void turn_wheel(const WindowPlace& window, int x, int y, int notches) {
 }
 
 void click_close_box(const WindowPlace& window) {
+  // By the key that window managers know: where their buttons are is a matter of taste.
+  if (window.is_managed) {
+    output_of("xdotool windowactivate --sync " + window.id + " key alt+F4");
+    return;
+  }
   click(window, view_width(window) - 10, -title_bar / 2);
 }
 
 int view_width(const WindowPlace& window) {
-  return window.width - 2 * edge;
+  return window.is_managed ? window.width : window.width - 2 * edge;
 }
 
 int view_height(const WindowPlace& window) {
-  return window.height - 2 * edge - title_bar;
+  return window.is_managed ? window.height : window.height - 2 * edge - title_bar;
 }
 
 }  // namespace vesk::tests

@@ -22,6 +22,8 @@ class VirtualDisplay {
   VirtualDisplay& operator=(const VirtualDisplay&) = delete;
 
   bool is_running() const { return pid_ > 0; }
+  /// Runs a real window manager, openbox, from here on. False when it does not come up.
+  bool start_window_manager();
   /// Whether the toolkit keeps `name` in the settings folder.
   bool keeps(const std::string& name) const;
   /// Changes what the toolkit keeps for `program` in its settings, while no such process uses them.
@@ -42,6 +44,7 @@ class VirtualDisplay {
 
   ScratchFolder settings_;
   pid_t pid_ = -1;
+  pid_t manager_ = -1;
   void* connection_ = nullptr;  ///< this process's own, an Xlib Display
 };
 
@@ -51,6 +54,7 @@ struct WindowPlace {
   int y = 0;
   int width = 0;
   int height = 0;
+  bool is_managed = false;  ///< a window manager draws what is around the view
 };
 
 /// The window on screen whose title holds `title` (a regular expression), waited for up to 2 s.
@@ -70,6 +74,7 @@ std::pair<int, int> on_screen(const WindowPlace& window, int x, int y);
 void click(const WindowPlace& window, int x, int y, int count = 1);
 void drag(const WindowPlace& window, int from_x, int from_y, int to_x, int to_y);
 void turn_wheel(const WindowPlace& window, int x, int y, int notches);
+/// Closes the window as its user would.
 void click_close_box(const WindowPlace& window);
 
 /// The size of the view in `window`, without the drawn title bar and edges.

@@ -93,13 +93,17 @@ using vesk::lv2::EditorSession;
   const auto parent = reinterpret_cast<unsigned long>(
       [GSServerForWindow(window) windowDevice:static_cast<int>([window windowNumber])]);
   if (!parent) return;
-  // From the view's upper left corner to the window's; the outermost view fills the X window, with
-  // the title bar in it where the toolkit draws that.
-  NSView* outermost = self;
-  while ([outermost superview]) outermost = [outermost superview];
+  // What fills the X window is the content where a window manager draws the title bar, and the
+  // outermost view, with the title bar in it, where the toolkit does.
+  NSView* filling = [window contentView];
+  while (![GSCurrentServer() handlesWindowDecorations] && [filling superview]) {
+    filling = [filling superview];
+  }
+  const NSRect whole = [filling convertRect:[filling bounds] toView:nil];
   const NSRect frame = [self convertRect:[self bounds] toView:nil];
-  const CGFloat top = NSHeight([outermost frame]) - NSMaxY(frame);
-  _session->put_into(parent, static_cast<int>(NSMinX(frame)), static_cast<int>(top));
+  const CGFloat left = NSMinX(frame) - NSMinX(whole);
+  const CGFloat top = NSMaxY(whole) - NSMaxY(frame);
+  _session->put_into(parent, static_cast<int>(left), static_cast<int>(top));
 }
 
 - (void)takeTurn {

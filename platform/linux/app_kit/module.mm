@@ -45,6 +45,7 @@ void destroy(void* manager) {
 }
 
 bool open(void* manager, unsigned plugin, ComponentInstanceRecord* unit, const std::string& title) {
+  forget_editor_turns();
   bool opened = false;
   with_readable_exceptions(
       [&] { opened = prepare_application() && manager_of(manager).open(plugin, unit, title); });
