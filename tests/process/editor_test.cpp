@@ -38,7 +38,7 @@ TEST_F(Editor, ATurnedKnobIsHeardSavedAndRestored) {
       // The first row of the panel: its slider reaches from 195 to 367 points.
       {"Panel", kNoEditor, 195 + 129, 68 + 14, 0.75f},
   };
-  for (const Case& c : cases) {
+  const auto play = [&](const Case& c) {
     SCOPED_TRACE(c.name);
     ScratchFolder folder;
     const std::string preset = empty_preset(folder);
@@ -65,7 +65,11 @@ TEST_F(Editor, ATurnedKnobIsHeardSavedAndRestored) {
     ASSERT_TRUE(next.wait_listening()) << next.block().error;
     EXPECT_NEAR(heard(next), c.level, 0.02);
     EXPECT_TRUE(next.stop());
-  }
+  };
+  for (const Case& c : cases) play(c);
+  SCOPED_TRACE("under a window manager");
+  ASSERT_TRUE(display_.start_window_manager());
+  for (const Case& c : cases) play(c);
 }
 
 TEST_F(Editor, WhatIsChangedIsSavedEveryTenSecondsWhileItIsOpen) {
