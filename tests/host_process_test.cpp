@@ -176,10 +176,9 @@ TEST(HostProcess, no_file_takes_the_place_of_a_closed_standard_descriptor) {
     close(STDIN_FILENO);
     close(STDERR_FILENO);
     prepare();
-    return open("/dev/zero", O_RDONLY) > STDERR_FILENO &&
-                   open("/dev/zero", O_RDONLY) > STDERR_FILENO
-               ? 0
-               : 1;
+    const int first = open("/dev/zero", O_RDONLY);
+    const int second = open("/dev/zero", O_RDONLY);
+    return first > STDERR_FILENO && second > STDERR_FILENO ? 0 : 1;
   });
   EXPECT_TRUE(end.exited_with(0)) << end.status;
 }

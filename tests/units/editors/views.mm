@@ -249,8 +249,9 @@ EditorVariant variant_of(AudioUnit unit) {
     case kThreeClasses:
       return [[[VeskTestView alloc] initWithUnit:unit] autorelease];
     default:
-      return [[[VeskTestFaultyView alloc] initWithUnit:unit] autorelease];
+      break;
   }
+  return [[[VeskTestFaultyView alloc] initWithUnit:unit] autorelease];
 }
 
 @end
