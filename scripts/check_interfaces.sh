@@ -10,25 +10,14 @@ cd "$(dirname "${BASH_SOURCE[0]}")/.."
   lsp-plugins-lv2 padthv1-lv2 samplv1-lv2 setbfree synthv1-lv2 drumkv1-lv2 x42-plugins zam-plugins \
   zynaddsubfx-lv2
 
-for program in Xvfb xdotool xwininfo; do
-  command -v "$program" >/dev/null ||
-    { echo "$0: $program is missing (packages xvfb, xdotool, x11-utils)" >&2; exit 1; }
-done
+command -v xwininfo >/dev/null || { echo "$0: xwininfo is missing (package x11-utils)" >&2; exit 1; }
 scripts/build.sh release vesk-host vesk-list vesk-edit vesk_lv2 vesk-lv2-scan vesk_windows_module
 bin=$PWD/build/release/bin
 work=$PWD/build/interfaces
 mkdir -p "$work"
 
-rm -f "$work/display"
-Xvfb -displayfd 3 -screen 0 1600x1200x24 -nolisten tcp -noreset 3>"$work/display" >/dev/null 2>&1 &
-server=$!
-trap 'kill $server' EXIT
-for _ in {1..100}; do
-  [ -s "$work/display" ] && break
-  sleep 0.1
-done
-DISPLAY=:$(<"$work/display")
-export DISPLAY GNUSTEP_USER_DIR_FOLDER="$work" XDG_CACHE_HOME="$work"
+. scripts/virtual_display.sh
+export XDG_CACHE_HOME="$work"
 
 # unpack PACKAGE: it and what it needs, into a folder of its own.
 unpack() {

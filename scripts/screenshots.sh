@@ -5,9 +5,9 @@
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 
-for program in Xvfb xdotool import convert; do
+for program in import convert; do
   command -v "$program" >/dev/null ||
-    { echo "$0: $program is missing (packages xvfb, xdotool, imagemagick)" >&2; exit 1; }
+    { echo "$0: $program is missing (package imagemagick)" >&2; exit 1; }
 done
 scripts/build.sh release vesk-host vesk-edit vesk_lv2 vesk-lv2-scan vesk_windows_module
 
@@ -27,16 +27,7 @@ LD_LIBRARY_PATH=$(echo "$work"/root/usr/lib/*-linux-gnu*)
 export LD_LIBRARY_PATH
 export XDG_CACHE_HOME=$work
 
-rm -f "$work/display"
-Xvfb -displayfd 3 -screen 0 1280x1024x24 -nolisten tcp -noreset 3>"$work/display" 2>/dev/null &
-server=$!
-trap 'kill $server' EXIT
-for _ in {1..100}; do
-  [ -s "$work/display" ] && break
-  sleep 0.1
-done
-DISPLAY=:$(<"$work/display")
-export DISPLAY
+. scripts/virtual_display.sh
 
 # picture NAME ELEMENT: the editor of one plugin, while it plays.
 picture() {
