@@ -98,7 +98,7 @@ TEST_P(Lv2InstalledEditor, ATurnedKnobIsHeardSavedAndRestored) {
   ASSERT_TRUE(window);
   click_close_box(*window);
   EXPECT_TRUE(host.wait_open(0));
-  EXPECT_TRUE(host.stop());
+  EXPECT_TRUE(host.stop()) << host.standard_error();
   EXPECT_EQ(load_acquire(host.block().saved_write), 0u);
   EXPECT_EQ(file_bytes(preset), saved);
 }

@@ -76,6 +76,20 @@ bool has_manager_mark(Display* display) {
   return count == 1;
 }
 
+/// As a task bar does it: where a manager's buttons are is a matter of its theme.
+void ask_manager_to_close(const WindowPlace& window) {
+  Display* const display = XOpenDisplay(nullptr);
+  if (!display) return;
+  XEvent event{};
+  event.xclient.type = ClientMessage;
+  event.xclient.window = std::stoul(window.id);
+  event.xclient.message_type = XInternAtom(display, "_NET_CLOSE_WINDOW", False);
+  event.xclient.format = 32;
+  XSendEvent(display, DefaultRootWindow(display), False,
+             SubstructureRedirectMask | SubstructureNotifyMask, &event);
+  XCloseDisplay(display);
+}
+
 /// Whether windows on the present display are a window manager's.
 bool windows_are_managed = false;
 
@@ -274,11 +288,7 @@ void turn_wheel(const WindowPlace& window, int x, int y, int notches) {
 }
 
 void click_close_box(const WindowPlace& window) {
-  // By the key that window managers know: where their buttons are is a matter of taste.
-  if (window.is_managed) {
-    output_of("xdotool windowactivate --sync " + window.id + " key alt+F4");
-    return;
-  }
+  if (window.is_managed) return ask_manager_to_close(window);
   click(window, view_width(window) - 10, -title_bar / 2);
 }
 
