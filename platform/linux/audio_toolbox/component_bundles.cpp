@@ -45,10 +45,13 @@ ComponentBundles::ComponentBundles() {
   }
   folders_.emplace_back("/usr/local/lib/audio-components");
   folders_.emplace_back("/usr/lib/audio-components");
-  folders_.push_back(module_folder() + "/components");
 }
 
 bool ComponentBundles::enter_next_folder() {
+  // Where the program is takes the kernel a while to say, and most searches end before.
+  if (next_folder_ == folders_.size() && !std::exchange(knows_own_folder_, true)) {
+    folders_.push_back(module_folder() + "/components");
+  }
   if (next_folder_ == folders_.size()) return false;
   const auto here = folders_.begin() + static_cast<std::ptrdiff_t>(next_folder_++);
   bundles_.clear();

@@ -30,6 +30,7 @@ class ComponentBundles {
 
   std::vector<std::string> folders_;
   std::size_t next_folder_ = 0;
+  bool knows_own_folder_ = false;
   std::vector<std::string> bundles_;  // paths, of the present folder
   std::size_t next_bundle_ = 0;
   std::vector<std::string> complaints_;
