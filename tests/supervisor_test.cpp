@@ -10,6 +10,7 @@ namespace vesk::host {
 namespace {
 
 constexpr std::uint32_t kMark = 0xFFFFFFFF;
+constexpr std::size_t most_visits = 20'000;
 
 /// A supervisor over a block in this process. Each change of a parameter is a visit of a slot.
 class SupervisorTest : public testing::Test {
@@ -25,12 +26,14 @@ class SupervisorTest : public testing::Test {
   /// visits were made; the visited slots.
   std::vector<std::uint32_t> run(std::uint32_t start, std::uint32_t end, std::size_t quit_at) {
     std::vector<std::uint32_t> visited;
+    // The unit's parameters are set as real-time code may set them.
+    visited.reserve(most_visits);
     store_release(block_->param_write, start);
     store_release(block_->open_mask, kMark);
     Supervisor supervisor(*block_, chain_, "chain");
     store_release(block_->param_write, end);
     script_.on_parameter = [&](AudioUnitParameterID id) {
-      if (visited.size() < 20'000) visited.push_back(id);
+      if (visited.size() < most_visits) visited.push_back(id);
       script_.calls.clear();
       if (load_acquire(block_->open_mask) == kMark) visited_in_first_turn_ = visited.size();
       if (visited.size() == quit_at) store_release(block_->quit, 1);

@@ -183,6 +183,8 @@ TEST(Host, SkipsWhatWasPostedBeforeItListened) {
 TEST(Host, AppliesTheLastSlotsOfAnOverflownRing) {
   RawHost host({.chain = "aufx:Gain:Vesk"});
   ASSERT_TRUE(host.wait_listening());
+  // It may not have looked at its rings yet, and takes as read what is in them then.
+  ASSERT_TRUE(host.wait_turns());
   Block& block = host.block();
   // 40 changes at once into 32 slots: the older ones are overwritten, the last one wins.
   std::uint32_t written = load_relaxed(block.param_write);
