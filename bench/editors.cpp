@@ -90,7 +90,7 @@ void run(Report& report, const Plan& plan, bool real_time) {
   if (!host) return report.add({policy, {}, {}, {}, "us", {}, "no figure: " + error});
 
   const int openings = plan.quick ? 2 : 100 / plan.rounds;
-  std::vector<double> with, without, ratios;
+  std::vector<double> with, without;
   int missed_with = 0, missed_without = 0, opened = 0;
   for (int round = 0; round < plan.rounds; ++round) {
     std::uint64_t took_us = 0;
@@ -109,15 +109,14 @@ void run(Report& report, const Plan& plan, bool real_time) {
         play_during(*host, real_time, [&] { sleep_us(static_cast<unsigned>(took_us)); });
     with.push_back(quantile(during.times, 0.999));
     without.push_back(quantile(quiet.times, 0.999));
-    ratios.push_back(with.back() / without.back());
     missed_with += during.missed;
     missed_without += quiet.missed;
   }
   report.note(std::string(name) + ": " + std::to_string(opened) + " openings and closings; " +
               std::to_string(missed_with) + " periods missed with them, " +
               std::to_string(missed_without) + " without");
-  report.add({"p99.9 of the answers, " + policy, Figure::of(with), Figure::of(without),
-              Figure::of(ratios), "us", real_time ? std::optional(1.5) : std::nullopt, ""});
+  report.add(Row::comparing("p99.9 of the answers, " + policy, with, without, "us",
+                            real_time ? std::optional(1.5) : std::nullopt));
 }
 
 }  // namespace

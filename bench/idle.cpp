@@ -59,16 +59,16 @@ void run(Report& report, const Plan& plan, int count) {
   sleep_us(500'000);
 
   // Both are measured over the same seconds, so that whatever else the machine does meets both.
-  std::vector<double> ours, reference, ratios;
+  std::vector<double> ours, reference;
   for (int round = 0; round < plan.rounds; ++round) {
     const double ours_before = cpu_ms(host_ids), reference_before = cpu_ms(sleepers.processes);
     sleep_us(plan.quick ? 500'000 : 10'000'000 / static_cast<unsigned>(plan.rounds));
     ours.push_back(cpu_ms(host_ids) - ours_before);
     reference.push_back(cpu_ms(sleepers.processes) - reference_before);
-    ratios.push_back(ours.back() / reference.back());
   }
-  report.add({std::to_string(count) + " idle host" + (count == 1 ? "" : "s") + ", CPU a round",
-              Figure::of(ours), Figure::of(reference), Figure::of(ratios), "ms", 1.2, ""});
+  report.add(Row::comparing(
+      std::to_string(count) + " idle host" + (count == 1 ? "" : "s") + ", CPU a round", ours,
+      reference, "ms", 1.2));
 }
 
 /// One host with an open editor that nobody touches, in percent of a core, beside a sleeper.

@@ -86,16 +86,8 @@ Times compare(int count, bool real_time, const Plan& plan, Report& report) {
 
 Row row(int count, const std::string& reference_name, const std::vector<double>& group,
         const std::vector<double>& reference) {
-  std::vector<double> ratios;
-  for (std::size_t i = 0; i < group.size(); ++i) ratios.push_back(group[i] / reference[i]);
-  Row row{std::to_string(count) + " hosts, one by one " + reference_name,
-          Figure::of(group),
-          Figure::of(reference),
-          Figure::of(ratios),
-          "us",
-          {},
-          ""};
-  if (count == 32) row.limit = 0.3;
+  Row row = Row::comparing(std::to_string(count) + " hosts, one by one " + reference_name, group,
+                           reference, "us", count == 32 ? std::optional(0.3) : std::nullopt);
   // The plugins' own time shared by all CPUs, with nothing added, against the same reference.
   const double bound = static_cast<double>(count) * kWorkUs /
                        static_cast<double>(sysconf(_SC_NPROCESSORS_ONLN)) / row.reference->median;

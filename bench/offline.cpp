@@ -73,19 +73,17 @@ void offline(Report& report, const Plan& plan) {
   std::unique_ptr<LilvWorld, decltype(&lilv_world_free)> world(lilv_world_new(), lilv_world_free);
   lilv_world_load_all(world.get());
   for (const unsigned frames : {512u, 128u}) {
-    std::vector<double> ours, reference, ratios;
+    std::vector<double> ours, reference;
     std::string error;
     for (int round = 0; round < plan.rounds && error.empty(); ++round) {
       ours.push_back(render_through_host(song, output, frames, error));
       reference.push_back(render_in_process(song, output, frames, world.get(), error));
-      ratios.push_back(ours.back() / reference.back());
     }
     const std::string name = std::to_string(frames) + " frames";
     if (!error.empty())
       report.add({name, {}, {}, {}, "s", {}, "no figure: " + error});
     else
-      report.add({name, Figure::of(ours), Figure::of(reference), Figure::of(ratios), "s",
-                  frames == 512 ? 1.1 : 1.25, ""});
+      report.add(Row::comparing(name, ours, reference, "s", frames == 512 ? 1.1 : 1.25));
   }
   std::remove(output.c_str());
 }

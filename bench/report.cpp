@@ -35,6 +35,14 @@ Figure Figure::of(std::vector<double> rounds) {
   return {rounds[rounds.size() / 2], rounds.front(), rounds.back()};
 }
 
+Row Row::comparing(const std::string& name, const std::vector<double>& ours,
+                   const std::vector<double>& reference, const std::string& unit,
+                   std::optional<double> limit) {
+  std::vector<double> ratios;
+  for (std::size_t i = 0; i < ours.size(); ++i) ratios.push_back(ours[i] / reference[i]);
+  return {name, Figure::of(ours), Figure::of(reference), Figure::of(ratios), unit, limit, ""};
+}
+
 bool Row::is_reached() const {
   if (!limit) return true;
   const auto& held = reference ? ratio : ours;

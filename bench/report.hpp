@@ -29,6 +29,11 @@ struct Row {
   std::string remark;
 
   bool is_reached() const;
+
+  /// What `ours` and `reference` came to in the same rounds, held against each other.
+  static Row comparing(const std::string& name, const std::vector<double>& ours,
+                       const std::vector<double>& reference, const std::string& unit,
+                       std::optional<double> limit);
 };
 
 /// Prints rows as they come, and keeps them for `--json`.

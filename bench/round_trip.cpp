@@ -68,9 +68,7 @@ struct Figures {
 
 Row row(const std::string& name, const std::vector<double>& ours,
         const std::vector<double>& reference, std::optional<double> limit) {
-  std::vector<double> ratios;
-  for (std::size_t i = 0; i < ours.size(); ++i) ratios.push_back(ours[i] / reference[i]);
-  return {name, Figure::of(ours), Figure::of(reference), Figure::of(ratios), "us", limit, ""};
+  return Row::comparing(name, ours, reference, "us", limit);
 }
 
 void run(Report& report, const Plan& plan, bool real_time, unsigned pause_us) {

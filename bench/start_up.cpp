@@ -99,7 +99,7 @@ void start_up(Report& report, const Plan& plan) {
 
   const std::string load_piano = load_command();
   const int repeats = plan.quick ? 3 : 15;
-  std::vector<double> native, empty, ratios, lv2, plugin, added;
+  std::vector<double> native, empty, lv2, plugin, added;
   for (int round = 0; round < plan.rounds; ++round) {
     std::vector<double> empty_times, native_times, lv2_times, plugin_times;
     for (int i = 0; i < repeats; ++i) {
@@ -110,13 +110,11 @@ void start_up(Report& report, const Plan& plan) {
     }
     native.push_back(quantile(native_times, 0.5));
     empty.push_back(quantile(empty_times, 0.5));
-    ratios.push_back(native.back() / empty.back());
     lv2.push_back(quantile(lv2_times, 0.5));
     plugin.push_back(quantile(plugin_times, 0.5));
     added.push_back(lv2.back() - native.back() - plugin.back());
   }
-  report.add({"native unit, its bundle alone", Figure::of(native), Figure::of(empty),
-              Figure::of(ratios), "ms", 1.5, ""});
+  report.add(Row::comparing("native unit, its bundle alone", native, empty, "ms", 1.5));
   report.add({"LV2 unit (ePiano), warm cache", Figure::of(lv2), {}, {}, "ms", {}, ""});
   report.add({"its plugin's own load, by itself", Figure::of(plugin), {}, {}, "ms", {}, ""});
   report.add({"what LV2 adds beyond that", Figure::of(added), {}, {}, "ms", 10.0, ""});
