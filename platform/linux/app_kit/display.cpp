@@ -14,6 +14,8 @@
 #include <stdexcept>
 #include <vector>
 
+#include "dispatch/run_loop.hpp"
+
 namespace vesk::platform {
 namespace {
 
@@ -55,10 +57,6 @@ void stay_alive(Display*, void*) {}
 /// How many `ViewCode` the main thread is inside of.
 int view_code_depth = 0;
 
-bool is_main_thread() {
-  return gettid() == getpid();
-}
-
 /// Connections of views whose loss is known, until they are closed.
 std::mutex known_mutex;
 std::vector<Display*> known_lost;
@@ -93,9 +91,10 @@ int note_loss(Display* display) {
   }
   if (is_known_lost(display)) return 0;
   // To end in order is better than to throw where nobody catches.
-  if (is_main_thread() && view_code_depth == 0) return 0;
+  const bool is_main = loop::is_main_thread();
+  if (is_main && view_code_depth == 0) return 0;
   remember_lost(display);
-  if (is_main_thread()) throw std::runtime_error("its connection to the X server broke");
+  if (is_main) throw std::runtime_error("its connection to the X server broke");
   // Xlib has locked the display for whoever handles the error, and other threads may want it.
   XUnlockDisplay(display);
   for (;;) pause();

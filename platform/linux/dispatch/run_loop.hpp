@@ -41,7 +41,7 @@ namespace vesk::platform::loop {
 
 /// CLOCK_MONOTONIC in nanoseconds.
 std::uint64_t now();
-bool is_main_thread();
+__attribute__((visibility("default"))) bool is_main_thread();
 
 /// Ends a wait of the main loop. Any thread.
 void wake_main_loop();
