@@ -90,7 +90,8 @@ Row row(int count, const std::string& reference_name, const std::vector<double>&
                            reference, "us", count == 32 ? std::optional(0.3) : std::nullopt);
   // The plugins' own time shared by all CPUs, with nothing added, against the same reference.
   const double bound = static_cast<double>(count) * kWorkUs /
-                       static_cast<double>(sysconf(_SC_NPROCESSORS_ONLN)) / row.reference->median;
+                       static_cast<double>(sysconf(_SC_NPROCESSORS_ONLN)) /
+                       Figure::of(reference).median;
   char text[64];
   std::snprintf(text, sizeof text, "(the work alone would be %.2f)", bound);
   row.remark = text;
