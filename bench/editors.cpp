@@ -4,7 +4,7 @@
 
 #include "bench/benchmarks.hpp"
 #include "bench/measure.hpp"
-#include "support/display.hpp"
+#include "tests/support/display.hpp"
 #include "vesk/host_process.hpp"
 
 namespace vesk::bench {

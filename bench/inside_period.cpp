@@ -5,7 +5,7 @@
 #include "host/chain.hpp"
 #include "host/period_server.hpp"
 #include "platform/render_thread.hpp"
-#include "support/reference_plugin.hpp"
+#include "tests/support/reference_plugin.hpp"
 
 namespace vesk::bench {
 namespace {

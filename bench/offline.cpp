@@ -5,10 +5,10 @@
 
 #include "bench/benchmarks.hpp"
 #include "bench/measure.hpp"
-#include "support/reference_plugin.hpp"
-#include "tools/render_song.hpp"
-#include "tools/song_sink.hpp"
-#include "tools/song_source.hpp"
+#include "tests/support/reference_plugin.hpp"
+#include "tools/render/render_song.hpp"
+#include "tools/render/song_sink.hpp"
+#include "tools/render/song_source.hpp"
 
 namespace vesk::bench {
 namespace {

@@ -1,6 +1,6 @@
 # vesk_test(NAME [LIBRARIES ...] [SOURCES ...] [LABELS ...] [TIMEOUT seconds])
 #
-# A GoogleTest program tests/NAME_test.cpp (and SOURCES), every case of it a CTest test.
+# A GoogleTest program NAME_test.cpp (and SOURCES), every case of it a CTest test.
 find_package(GTest REQUIRED)
 include(GoogleTest)
 
@@ -9,13 +9,12 @@ function(vesk_test name)
   if(NOT arg_TIMEOUT)
     set(arg_TIMEOUT 60)
   endif()
-  string(REGEX REPLACE "^.*/" "" base ${name})
-  add_executable(${base}_test ${name}_test.cpp ${arg_SOURCES})
-  target_include_directories(${base}_test PRIVATE "${PROJECT_SOURCE_DIR}/tests")
-  target_link_libraries(${base}_test PRIVATE ${arg_LIBRARIES} vesk_compiler GTest::gtest_main)
-  set_target_properties(${base}_test PROPERTIES
+  add_executable(${name}_test ${name}_test.cpp ${arg_SOURCES})
+  target_link_libraries(${name}_test PRIVATE
+    ${arg_LIBRARIES} vesk_headers vesk_compiler GTest::gtest_main)
+  set_target_properties(${name}_test PROPERTIES
     RUNTIME_OUTPUT_DIRECTORY "${CMAKE_BINARY_DIR}/tests")
-  gtest_discover_tests(${base}_test DISCOVERY_MODE PRE_TEST
-    TEST_PREFIX "${base}."
+  gtest_discover_tests(${name}_test DISCOVERY_MODE PRE_TEST
+    TEST_PREFIX "${name}."
     PROPERTIES TIMEOUT ${arg_TIMEOUT} LABELS "${arg_LABELS}")
 endfunction()

@@ -4,7 +4,7 @@ cd "$(dirname "${BASH_SOURCE[0]}")/.." || exit
 status=0
 allow() {
   local folder=$1 allowed=$2 found
-  [ -d "$folder" ] || return 0
+  [ -d "$folder" ] || { echo "there is no folder $folder"; status=1; return; }
   found=$(grep -rnE '#\s*(include|import)\s+"[a-z_0-9]+/' --include='*.[ch]pp' --include='*.h' --include='*.mm' --include='*.m' --include='*.c' "$folder" |
     grep -vE "#\s*(include|import)\s+\"($allowed)")
   [ -z "$found" ] || { echo "$folder may include from ($allowed) only:"; echo "$found"; status=1; }
@@ -14,8 +14,22 @@ allow plugin     'plugin/|spec/|platform/'
 allow windows    'windows/|platform/'
 allow host       'host/|plugin/|spec/|windows/|platform/'
 allow client     'vesk/|client/src/|host/block.hpp|host/atomics.hpp|platform/realtime.hpp'
-allow tools      'tools/|vesk/|spec/|host/block.hpp|platform/realtime.hpp'
-allow components/lv2 'components/lv2/|platform/'
+
+lv2=components/lv2
+allow $lv2/catalogue "$lv2/catalogue/|platform/"
+allow $lv2/scan      "$lv2/(scan|catalogue)/|platform/"
+allow $lv2/instance  "$lv2/(instance|catalogue)/|platform/"
+allow $lv2/unit      "$lv2/(unit|instance|catalogue)/|platform/"
+allow $lv2/editor    "$lv2/editor/|$lv2/unit/editor_link.hpp|$lv2/instance/(message_ring|plugin_log).hpp|platform/"
+allow $lv2           "$lv2/|platform/"
+
+allow tools/program  'tools/program/|spec/'
+allow tools/midi     'tools/midi/|host/block.hpp'
+allow tools/audio    'tools/(audio|program)/'
+allow tools/render   'tools/(render|audio|midi|program)/|vesk/|spec/|host/block.hpp'
+allow tools/edit     'tools/(edit|audio|midi|program)/|vesk/|spec/|host/block.hpp'
+allow tools/list     'tools/(list|program)/|spec/'
+
 # The layer knows nothing of the system, but for the windows that its proxy stands in for.
 found=$(grep -rnE '#\s*(include|import)\s+"(host|spec|plugin|windows|client|tools|components)/' platform |
   grep -vE '^platform/linux/(window_proxy|app_kit)/[^:]*:[0-9]+:#\s*(include|import)\s+"windows/(windows.hpp|window_delegate.h)"')

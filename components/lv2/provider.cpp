@@ -7,10 +7,10 @@
 #include <string>
 #include <vector>
 
-#include "components/lv2/component_code.hpp"
-#include "components/lv2/library.hpp"
-#include "components/lv2/plugin_log.hpp"
-#include "components/lv2/unit.hpp"
+#include "components/lv2/catalogue/component_code.hpp"
+#include "components/lv2/catalogue/library.hpp"
+#include "components/lv2/instance/plugin_log.hpp"
+#include "components/lv2/unit/unit.hpp"
 
 namespace vesk::lv2 {
 namespace {

@@ -17,7 +17,7 @@
 #include <os/log.h>
 #include <syslog.h>
 
-#include "headers/unit_author.hpp"
+#include "tests/headers/unit_author.hpp"
 
 #include <cstdint>
 #include <iterator>

@@ -1,4 +1,4 @@
-#include "lv2/lv2_unit.hpp"
+#include "tests/lv2/lv2_unit.hpp"
 
 #include <stdlib.h>
 
@@ -6,8 +6,8 @@
 #include <filesystem>
 #include <map>
 
-#include "components/lv2/library.hpp"
-#include "components/lv2/unit.hpp"
+#include "components/lv2/catalogue/library.hpp"
+#include "components/lv2/unit/unit.hpp"
 
 namespace vesk::tests {
 namespace {

@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-#include "components/lv2/description.hpp"
+#include "components/lv2/catalogue/description.hpp"
 
 namespace vesk::tests {
 
@@ -18,7 +18,7 @@ constexpr UInt32 kFrames = 128;
 /// Makes the scanner see the test's bundles beside the installed ones, and keep a cache apart.
 void use_test_bundles();
 
-/// The description of an installed plugin or one of tests/lv2, as the scanner makes it. Null, with
+/// The description of an installed plugin or one of tests/components/lv2, as the scanner makes it. Null, with
 /// a test failure, when there is none.
 std::shared_ptr<const lv2::Description> describe(const std::string& uri);
 

@@ -1,4 +1,4 @@
-#import "support/bridge_checks.h"
+#import "tests/support/bridge_checks.h"
 
 #import <Foundation/Foundation.h>
 

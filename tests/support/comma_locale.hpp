@@ -4,7 +4,7 @@
 #include <cstdlib>
 #include <string>
 
-#include "support/scratch_folder.hpp"
+#include "tests/support/scratch_folder.hpp"
 
 namespace vesk::tests {
 

@@ -1,4 +1,4 @@
-#include "support/component_installation.hpp"
+#include "tests/support/component_installation.hpp"
 
 #include <sys/stat.h>
 #include <unistd.h>

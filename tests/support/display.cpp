@@ -1,4 +1,4 @@
-#include "support/display.hpp"
+#include "tests/support/display.hpp"
 
 #include <X11/Xatom.h>
 #include <X11/Xlib.h>

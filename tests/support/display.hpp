@@ -7,7 +7,7 @@
 #include <utility>
 #include <vector>
 
-#include "support/scratch_folder.hpp"
+#include "tests/support/scratch_folder.hpp"
 
 namespace vesk::tests {
 

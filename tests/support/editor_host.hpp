@@ -11,14 +11,14 @@
 #include <string>
 
 #include "host/atomics.hpp"
-#include "support/display.hpp"
-#include "support/empty_preset.hpp"
-#include "support/raw_host.hpp"
-#include "support/scratch_folder.hpp"
-#include "support/wait_until.hpp"
+#include "tests/support/display.hpp"
+#include "tests/support/empty_preset.hpp"
+#include "tests/support/raw_host.hpp"
+#include "tests/support/scratch_folder.hpp"
+#include "tests/support/wait_until.hpp"
 
 extern "C" {
-#include "units/editors/variants.h"
+#include "tests/components/editors/variants.h"
 }
 
 namespace vesk::tests {

@@ -1,4 +1,4 @@
-#include "support/program.hpp"
+#include "tests/support/program.hpp"
 
 #include <fcntl.h>
 #include <poll.h>

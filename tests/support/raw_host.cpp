@@ -1,4 +1,4 @@
-#include "support/raw_host.hpp"
+#include "tests/support/raw_host.hpp"
 
 #include <fcntl.h>
 #include <linux/futex.h>
@@ -17,7 +17,7 @@
 #include <stdexcept>
 
 #include "host/atomics.hpp"
-#include "support/wait_until.hpp"
+#include "tests/support/wait_until.hpp"
 
 using namespace std::chrono_literals;
 using namespace vesk::host;

@@ -1,4 +1,4 @@
-#include "support/realtime_kit_service.hpp"
+#include "tests/support/realtime_kit_service.hpp"
 
 #include <dbus/dbus.h>
 #include <fcntl.h>

@@ -1,4 +1,4 @@
-#include "support/recording_unit.hpp"
+#include "tests/support/recording_unit.hpp"
 
 #include <CoreFoundation/CoreFoundation.h>
 

@@ -1,4 +1,4 @@
-#include "support/reference_plugin.hpp"
+#include "tests/support/reference_plugin.hpp"
 
 #include <lv2/atom/atom.h>
 #include <lv2/atom/util.h>

@@ -15,12 +15,12 @@
 #include <thread>
 #include <vector>
 
-#include "support/display.hpp"
-#include "support/raw_host.hpp"
+#include "tests/support/display.hpp"
+#include "tests/support/raw_host.hpp"
 #include "windows/windows.hpp"
 
 extern "C" {
-#include "units/editors/variants.h"
+#include "tests/components/editors/variants.h"
 }
 
 namespace vesk::tests {

@@ -9,7 +9,7 @@
 
 #include "components/lv2/editor/plugin_area.hpp"
 #include "components/lv2/editor/plugin_interface.hpp"
-#include "components/lv2/editor_link.hpp"
+#include "components/lv2/unit/editor_link.hpp"
 
 struct _XDisplay;
 

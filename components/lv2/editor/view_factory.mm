@@ -7,7 +7,7 @@
 
 #include "components/lv2/editor/editor_session.hpp"
 #include "components/lv2/editor/interface_features.hpp"
-#include "components/lv2/editor_link.hpp"
+#include "components/lv2/unit/editor_link.hpp"
 
 using vesk::lv2::AreaSize;
 using vesk::lv2::EditorSession;

@@ -5,7 +5,7 @@
 
 #include <algorithm>
 
-#include "components/lv2/classification.hpp"
+#include "components/lv2/catalogue/classification.hpp"
 
 namespace vesk::lv2::scan {
 namespace {

@@ -11,12 +11,12 @@
 #include <string_view>
 #include <vector>
 
-#include "components/lv2/cache_file.hpp"
-#include "components/lv2/component_code.hpp"
-#include "components/lv2/record.hpp"
+#include "components/lv2/catalogue/cache_file.hpp"
+#include "components/lv2/catalogue/component_code.hpp"
+#include "components/lv2/catalogue/record.hpp"
 #include "components/lv2/scan/update.hpp"
 #include "components/lv2/scan/worker.hpp"
-#include "components/lv2/write_all.hpp"
+#include "components/lv2/catalogue/write_all.hpp"
 
 namespace vesk::lv2::scan {
 namespace {

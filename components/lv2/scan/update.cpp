@@ -5,7 +5,7 @@
 #include <set>
 
 #include "components/lv2/scan/worker.hpp"
-#include "components/lv2/search_path.hpp"
+#include "components/lv2/catalogue/search_path.hpp"
 
 namespace vesk::lv2::scan {
 namespace {

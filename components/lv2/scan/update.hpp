@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-#include "components/lv2/catalogue.hpp"
+#include "components/lv2/catalogue/catalogue.hpp"
 
 namespace vesk::lv2::scan {
 

@@ -13,11 +13,11 @@
 #include <deque>
 #include <memory>
 
-#include "components/lv2/clock.hpp"
-#include "components/lv2/record.hpp"
+#include "components/lv2/catalogue/clock.hpp"
+#include "components/lv2/catalogue/record.hpp"
 #include "components/lv2/scan/bundle_reader.hpp"
-#include "components/lv2/system_text.hpp"
-#include "components/lv2/write_all.hpp"
+#include "components/lv2/catalogue/system_text.hpp"
+#include "components/lv2/catalogue/write_all.hpp"
 
 namespace vesk::lv2::scan {
 namespace {

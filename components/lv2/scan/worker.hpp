@@ -10,7 +10,7 @@
 #include <string>
 #include <vector>
 
-#include "components/lv2/byte_stream.hpp"
+#include "components/lv2/catalogue/byte_stream.hpp"
 
 namespace vesk::lv2::scan {
 

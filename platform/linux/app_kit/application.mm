@@ -1,4 +1,4 @@
-#import "app_kit/application.hpp"
+#import "platform/linux/app_kit/application.hpp"
 
 #import <AppKit/AppKit.h>
 #include <CoreFoundation/CoreFoundation.h>
@@ -8,11 +8,11 @@
 #include <cmath>
 #include <limits>
 
-#import "app_kit/class_additions.hpp"
-#include "app_kit/display.hpp"
-#import "app_kit/editors.hpp"
-#import "app_kit/log_filter.hpp"
-#import "app_kit/main_loop_watch.hpp"
+#import "platform/linux/app_kit/class_additions.hpp"
+#include "platform/linux/app_kit/display.hpp"
+#import "platform/linux/app_kit/editors.hpp"
+#import "platform/linux/app_kit/log_filter.hpp"
+#import "platform/linux/app_kit/main_loop_watch.hpp"
 
 extern char** environ;
 

@@ -9,7 +9,7 @@
 #include <map>
 #include <mutex>
 
-#include "app_kit/class_additions.hpp"
+#include "platform/linux/app_kit/class_additions.hpp"
 
 @interface NSViewController (VeskDealloc)
 - (void)vesk_deallocWithSize;

@@ -1,4 +1,4 @@
-#include "app_kit/display.hpp"
+#include "platform/linux/app_kit/display.hpp"
 
 #include <X11/Xatom.h>
 #include <X11/Xlib.h>
@@ -14,7 +14,7 @@
 #include <stdexcept>
 #include <vector>
 
-#include "dispatch/run_loop.hpp"
+#include "platform/linux/dispatch/run_loop.hpp"
 
 namespace vesk::platform {
 namespace {

@@ -1,4 +1,4 @@
-#import "app_kit/editors.hpp"
+#import "platform/linux/app_kit/editors.hpp"
 
 #include <map>
 #include <utility>

@@ -1,4 +1,4 @@
-#import "app_kit/log_filter.hpp"
+#import "platform/linux/app_kit/log_filter.hpp"
 
 #import <Foundation/Foundation.h>
 #include <dlfcn.h>

@@ -1,4 +1,4 @@
-#import "app_kit/main_loop_watch.hpp"
+#import "platform/linux/app_kit/main_loop_watch.hpp"
 
 #import <AppKit/AppKit.h>
 #include <sys/timerfd.h>
@@ -6,7 +6,7 @@
 
 #include <initializer_list>
 
-#include "dispatch/run_loop.hpp"
+#include "platform/linux/dispatch/run_loop.hpp"
 
 namespace {
 

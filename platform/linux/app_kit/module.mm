@@ -5,11 +5,11 @@
 #include <new>
 #include <stdexcept>
 
-#import "app_kit/application.hpp"
-#import "app_kit/bridge/bridge.hpp"
-#include "app_kit/display.hpp"
-#import "app_kit/editors.hpp"
-#include "window_proxy/window_module.hpp"
+#import "platform/linux/app_kit/application.hpp"
+#import "platform/linux/app_kit/bridge/bridge.hpp"
+#include "platform/linux/app_kit/display.hpp"
+#import "platform/linux/app_kit/editors.hpp"
+#include "platform/linux/window_proxy/window_module.hpp"
 #include "windows/windows.hpp"
 
 namespace vesk::platform {

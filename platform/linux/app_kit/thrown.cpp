@@ -1,4 +1,4 @@
-#include "app_kit/thrown.hpp"
+#include "platform/linux/app_kit/thrown.hpp"
 
 #include <exception>
 #include <new>

@@ -4,9 +4,9 @@
 #include <objc/runtime.h>
 #import <vesk/editor_failure.h>
 
-#import "app_kit/class_additions.hpp"
-#import "app_kit/editors.hpp"
-#include "app_kit/thrown.hpp"
+#import "platform/linux/app_kit/class_additions.hpp"
+#import "platform/linux/app_kit/editors.hpp"
+#include "platform/linux/app_kit/thrown.hpp"
 
 namespace {
 

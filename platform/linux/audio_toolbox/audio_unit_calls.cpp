@@ -2,7 +2,7 @@
 #include <AudioToolbox/AudioOutputUnit.h>
 #include <AudioToolbox/MusicDevice.h>
 
-#include "audio_toolbox/component_instance.hpp"
+#include "platform/linux/audio_toolbox/component_instance.hpp"
 
 // Units declare their methods with a self of their own type, which is another function type to
 // the undefined-behaviour sanitizer, though the same call.

@@ -6,9 +6,9 @@
 #include <cstring>
 #include <optional>
 
-#include "audio_toolbox/component_bundles.hpp"
-#include "core_foundation/object.hpp"
-#include "core_foundation/text_of.hpp"
+#include "platform/linux/audio_toolbox/component_bundles.hpp"
+#include "platform/linux/core_foundation/object.hpp"
+#include "platform/linux/core_foundation/text_of.hpp"
 
 namespace vesk::platform {
 namespace {

@@ -1,8 +1,8 @@
-#include "audio_toolbox/component.hpp"
+#include "platform/linux/audio_toolbox/component.hpp"
 
 #include <dlfcn.h>
 
-#include "audio_toolbox/diagnostics.hpp"
+#include "platform/linux/audio_toolbox/diagnostics.hpp"
 
 namespace vesk::platform {
 namespace {

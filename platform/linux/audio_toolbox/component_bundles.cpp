@@ -1,4 +1,4 @@
-#include "audio_toolbox/component_bundles.hpp"
+#include "platform/linux/audio_toolbox/component_bundles.hpp"
 
 #include <dirent.h>
 
@@ -7,7 +7,7 @@
 #include <string_view>
 #include <utility>
 
-#include "audio_toolbox/module_folder.hpp"
+#include "platform/linux/audio_toolbox/module_folder.hpp"
 
 namespace vesk::platform {
 namespace {

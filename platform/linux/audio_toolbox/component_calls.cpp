@@ -2,8 +2,8 @@
 
 #include <string>
 
-#include "audio_toolbox/component_registry.hpp"
-#include "core_foundation/text_of.hpp"
+#include "platform/linux/audio_toolbox/component_registry.hpp"
+#include "platform/linux/core_foundation/text_of.hpp"
 
 using vesk::platform::ComponentRegistry;
 

@@ -1,12 +1,12 @@
-#include "audio_toolbox/component_instance.hpp"
+#include "platform/linux/audio_toolbox/component_instance.hpp"
 
 #include <Block.h>
 #include <pthread.h>
 
 #include <memory>
 
-#include "audio_toolbox/component.hpp"
-#include "audio_toolbox/parameter_listeners.hpp"
+#include "platform/linux/audio_toolbox/component.hpp"
+#include "platform/linux/audio_toolbox/parameter_listeners.hpp"
 
 namespace vesk::platform {
 namespace {

@@ -1,12 +1,12 @@
-#include "audio_toolbox/component_providers.hpp"
+#include "platform/linux/audio_toolbox/component_providers.hpp"
 
 #include <dlfcn.h>
 #include <unistd.h>
 
 #include <utility>
 
-#include "audio_toolbox/diagnostics.hpp"
-#include "audio_toolbox/module_folder.hpp"
+#include "platform/linux/audio_toolbox/diagnostics.hpp"
+#include "platform/linux/audio_toolbox/module_folder.hpp"
 
 namespace vesk::platform {
 

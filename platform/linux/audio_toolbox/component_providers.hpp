@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "audio_toolbox/component.hpp"
+#include "platform/linux/audio_toolbox/component.hpp"
 
 namespace vesk::platform {
 

@@ -1,11 +1,11 @@
-#include "audio_toolbox/component_registry.hpp"
+#include "platform/linux/audio_toolbox/component_registry.hpp"
 
 #include <AudioToolbox/AUComponent.h>
 
 #include <algorithm>
 #include <utility>
 
-#include "audio_toolbox/diagnostics.hpp"
+#include "platform/linux/audio_toolbox/diagnostics.hpp"
 
 namespace vesk::platform {
 namespace {

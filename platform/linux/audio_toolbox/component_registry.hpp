@@ -4,9 +4,9 @@
 #include <mutex>
 #include <vector>
 
-#include "audio_toolbox/component.hpp"
-#include "audio_toolbox/component_bundles.hpp"
-#include "audio_toolbox/component_providers.hpp"
+#include "platform/linux/audio_toolbox/component.hpp"
+#include "platform/linux/audio_toolbox/component_bundles.hpp"
+#include "platform/linux/audio_toolbox/component_providers.hpp"
 
 namespace vesk::platform {
 

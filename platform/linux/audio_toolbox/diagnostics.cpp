@@ -1,4 +1,4 @@
-#include "audio_toolbox/diagnostics.hpp"
+#include "platform/linux/audio_toolbox/diagnostics.hpp"
 
 #include <unistd.h>
 

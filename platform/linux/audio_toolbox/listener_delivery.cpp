@@ -1,4 +1,4 @@
-#include "audio_toolbox/parameter_listeners.hpp"
+#include "platform/linux/audio_toolbox/parameter_listeners.hpp"
 
 #include <mach/mach_time.h>
 

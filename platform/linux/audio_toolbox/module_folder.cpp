@@ -1,4 +1,4 @@
-#include "audio_toolbox/module_folder.hpp"
+#include "platform/linux/audio_toolbox/module_folder.hpp"
 
 #include <unistd.h>
 

@@ -3,7 +3,7 @@
 
 #include <memory>
 
-#import "core_audio_kit/parameter_panel.hpp"
+#import "platform/linux/core_audio_kit/parameter_panel.hpp"
 
 namespace {
 

@@ -1,4 +1,4 @@
-#include "core_audio_kit/panel_layout.hpp"
+#include "platform/linux/core_audio_kit/panel_layout.hpp"
 
 #include <algorithm>
 

@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "core_audio_kit/parameter.hpp"
+#include "platform/linux/core_audio_kit/parameter.hpp"
 
 namespace vesk::platform {
 

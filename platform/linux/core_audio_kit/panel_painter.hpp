@@ -4,7 +4,7 @@
 
 #include <string>
 
-#include "core_audio_kit/panel_layout.hpp"
+#include "platform/linux/core_audio_kit/panel_layout.hpp"
 
 namespace vesk::platform {
 

@@ -1,4 +1,4 @@
-#import "core_audio_kit/panel_painter.hpp"
+#import "platform/linux/core_audio_kit/panel_painter.hpp"
 
 #include <cmath>
 

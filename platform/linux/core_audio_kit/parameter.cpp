@@ -1,11 +1,11 @@
-#include "core_audio_kit/parameter.hpp"
+#include "platform/linux/core_audio_kit/parameter.hpp"
 
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
 #include <string_view>
 
-#include "core_foundation/text_of.hpp"
+#include "platform/linux/core_foundation/text_of.hpp"
 
 namespace vesk::platform {
 namespace {

@@ -8,8 +8,8 @@
 #include <string>
 #include <vector>
 
-#include "core_audio_kit/panel_layout.hpp"
-#include "core_audio_kit/parameter.hpp"
+#include "platform/linux/core_audio_kit/panel_layout.hpp"
+#include "platform/linux/core_audio_kit/parameter.hpp"
 
 namespace vesk::platform {
 

@@ -1,9 +1,9 @@
-#import "core_audio_kit/parameter_panel.hpp"
+#import "platform/linux/core_audio_kit/parameter_panel.hpp"
 
 #include <algorithm>
 #include <cmath>
 
-#import "core_audio_kit/panel_painter.hpp"
+#import "platform/linux/core_audio_kit/panel_painter.hpp"
 
 namespace vesk::platform {
 namespace {

@@ -1,7 +1,7 @@
 #include <algorithm>
 #include <vector>
 
-#include "core_foundation/string.hpp"
+#include "platform/linux/core_foundation/string.hpp"
 
 namespace vesk::platform::cf {
 

@@ -9,8 +9,8 @@
 #include <mutex>
 #include <vector>
 
-#include "core_foundation/string.hpp"
-#include "core_foundation/url.hpp"
+#include "platform/linux/core_foundation/string.hpp"
+#include "platform/linux/core_foundation/url.hpp"
 
 namespace vesk::platform::cf {
 

@@ -3,9 +3,9 @@
 
 #include <iterator>
 
-#include "core_foundation/object.hpp"
-#include "core_foundation/string.hpp"
-#include "core_foundation/values.hpp"
+#include "platform/linux/core_foundation/object.hpp"
+#include "platform/linux/core_foundation/string.hpp"
+#include "platform/linux/core_foundation/values.hpp"
 
 using namespace vesk::platform::cf;
 

@@ -2,8 +2,8 @@
 #include <cstring>
 #include <functional>
 
-#include "core_foundation/string.hpp"
-#include "core_foundation/values.hpp"
+#include "platform/linux/core_foundation/string.hpp"
+#include "platform/linux/core_foundation/values.hpp"
 
 namespace vesk::platform::cf {
 

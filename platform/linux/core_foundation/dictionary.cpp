@@ -1,6 +1,6 @@
 #include <vector>
 
-#include "core_foundation/string.hpp"
+#include "platform/linux/core_foundation/string.hpp"
 
 namespace vesk::platform::cf {
 

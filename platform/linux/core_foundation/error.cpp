@@ -1,8 +1,8 @@
-#include "core_foundation/error.hpp"
+#include "platform/linux/core_foundation/error.hpp"
 
 #include <cstring>
 
-#include "core_foundation/string.hpp"
+#include "platform/linux/core_foundation/string.hpp"
 
 namespace vesk::platform::cf {
 

@@ -1,4 +1,4 @@
-#include "core_foundation/object.hpp"
+#include "platform/linux/core_foundation/object.hpp"
 
 #include <array>
 #include <cassert>

@@ -8,9 +8,9 @@
 #include <optional>
 #include <string>
 
-#include "core_foundation/error.hpp"
-#include "core_foundation/object.hpp"
-#include "core_foundation/url.hpp"
+#include "platform/linux/core_foundation/error.hpp"
+#include "platform/linux/core_foundation/object.hpp"
+#include "platform/linux/core_foundation/url.hpp"
 
 namespace vesk::platform::cf {
 

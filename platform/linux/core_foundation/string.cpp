@@ -1,4 +1,4 @@
-#include "core_foundation/string.hpp"
+#include "platform/linux/core_foundation/string.hpp"
 
 #include <algorithm>
 #include <charconv>

@@ -6,7 +6,7 @@
 #include <string>
 #include <string_view>
 
-#include "core_foundation/object.hpp"
+#include "platform/linux/core_foundation/object.hpp"
 
 namespace vesk::platform::cf {
 

@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "core_foundation/string.hpp"
+#include "platform/linux/core_foundation/string.hpp"
 
 using namespace vesk::platform::cf;
 

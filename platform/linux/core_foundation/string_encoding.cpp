@@ -2,7 +2,7 @@
 
 #include <cstring>
 
-#include "core_foundation/string.hpp"
+#include "platform/linux/core_foundation/string.hpp"
 
 namespace vesk::platform::cf {
 

@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "core_foundation/string.hpp"
+#include "platform/linux/core_foundation/string.hpp"
 
 namespace vesk::platform::cf {
 

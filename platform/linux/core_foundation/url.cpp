@@ -1,4 +1,4 @@
-#include "core_foundation/url.hpp"
+#include "platform/linux/core_foundation/url.hpp"
 
 #include <unistd.h>
 
@@ -6,8 +6,8 @@
 #include <climits>
 #include <cstring>
 
-#include "core_foundation/error.hpp"
-#include "core_foundation/string.hpp"
+#include "platform/linux/core_foundation/error.hpp"
+#include "platform/linux/core_foundation/string.hpp"
 
 namespace vesk::platform::cf {
 

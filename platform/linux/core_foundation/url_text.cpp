@@ -2,7 +2,7 @@
 
 #include <cctype>
 
-#include "core_foundation/url.hpp"
+#include "platform/linux/core_foundation/url.hpp"
 
 namespace vesk::platform::cf {
 

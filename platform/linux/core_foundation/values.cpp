@@ -1,4 +1,4 @@
-#include "core_foundation/values.hpp"
+#include "platform/linux/core_foundation/values.hpp"
 
 #include <charconv>
 #include <chrono>
@@ -7,7 +7,7 @@
 #include <limits>
 #include <string>
 
-#include "core_foundation/string.hpp"
+#include "platform/linux/core_foundation/string.hpp"
 
 namespace vesk::platform::cf {
 

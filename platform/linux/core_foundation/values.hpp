@@ -5,7 +5,7 @@
 #include <cstdint>
 #include <string>
 
-#include "core_foundation/object.hpp"
+#include "platform/linux/core_foundation/object.hpp"
 
 namespace vesk::platform::cf {
 

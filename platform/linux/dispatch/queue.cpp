@@ -21,7 +21,7 @@
 #include <thread>
 #include <vector>
 
-#include "dispatch/run_loop.hpp"
+#include "platform/linux/dispatch/run_loop.hpp"
 
 using namespace vesk::platform;
 

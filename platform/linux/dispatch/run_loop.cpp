@@ -11,8 +11,8 @@
 #include <cerrno>
 #include <cmath>
 
-#include "core_foundation/object.hpp"
-#include "dispatch/run_loop_items.hpp"
+#include "platform/linux/core_foundation/object.hpp"
+#include "platform/linux/dispatch/run_loop_items.hpp"
 
 namespace vesk::platform::loop {
 

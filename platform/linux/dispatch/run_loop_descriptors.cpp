@@ -5,7 +5,7 @@
 
 #include <algorithm>
 
-#include "dispatch/run_loop_items.hpp"
+#include "platform/linux/dispatch/run_loop_items.hpp"
 
 namespace vesk::platform {
 

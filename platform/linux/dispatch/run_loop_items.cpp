@@ -1,6 +1,6 @@
 // Timers and sources.
 
-#include "dispatch/run_loop_items.hpp"
+#include "platform/linux/dispatch/run_loop_items.hpp"
 
 #include <Block.h>
 

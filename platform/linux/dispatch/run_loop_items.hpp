@@ -17,8 +17,8 @@
 #include <mutex>
 #include <vector>
 
-#include "core_foundation/object.hpp"
-#include "dispatch/run_loop.hpp"
+#include "platform/linux/core_foundation/object.hpp"
+#include "platform/linux/dispatch/run_loop.hpp"
 
 namespace vesk::platform::loop {
 

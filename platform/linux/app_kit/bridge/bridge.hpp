@@ -1,6 +1,6 @@
 #pragma once
 
-#include "core_foundation/object.hpp"
+#include "platform/linux/core_foundation/object.hpp"
 
 namespace vesk::platform {
 

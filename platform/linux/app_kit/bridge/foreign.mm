@@ -5,7 +5,7 @@
 #include <cstring>
 #include <vector>
 
-#import "app_kit/bridge/bridge.hpp"
+#import "platform/linux/app_kit/bridge/bridge.hpp"
 
 namespace vesk::platform {
 namespace {

@@ -1,5 +1,5 @@
-#import "app_kit/bridge/bridge.hpp"
-#import "app_kit/bridge/classes.h"
+#import "platform/linux/app_kit/bridge/bridge.hpp"
+#import "platform/linux/app_kit/bridge/classes.h"
 
 #include <iterator>
 

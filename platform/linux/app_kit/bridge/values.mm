@@ -1,4 +1,4 @@
-#import "app_kit/bridge/classes.h"
+#import "platform/linux/app_kit/bridge/classes.h"
 
 #include <objc/objc.h>
 

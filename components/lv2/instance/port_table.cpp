@@ -1,0 +1,87 @@
+#include "components/lv2/instance/port_table.hpp"
+
+#include <lv2/core/lv2.h>
+#include <lv2/time/time.h>
+
+#include <string_view>
+
+namespace vesk::lv2 {
+namespace {
+
+constexpr std::uint32_t kEffect = 'aufx';
+constexpr std::uint32_t kMusicEffect = 'aumf';
+
+ControlUse use_of(const Port& port) {
+  if (port.kind != PortKind::control) {
+    return ControlUse::none;
+  }
+  const std::string_view designation = port.designation;
+  if (port.direction == Direction::output) {
+    return port.has(property_reports_latency) || designation == LV2_CORE__latency
+               ? ControlUse::latency
+               : ControlUse::meter;
+  }
+  if (designation == LV2_CORE__enabled) {
+    return ControlUse::enabled;
+  }
+  if (designation == LV2_CORE__freeWheeling) {
+    return ControlUse::free_wheeling;
+  }
+  if (designation.starts_with(LV2_TIME_PREFIX)) {
+    return ControlUse::time;
+  }
+  return ControlUse::parameter;
+}
+
+void set_channel(std::vector<std::uint32_t>& channels, std::uint8_t channel, std::uint32_t port) {
+  if (channels.size() <= channel) {
+    channels.resize(channel + 1u, port);
+  }
+  channels[channel] = port;
+}
+
+}  // namespace
+
+PortTable::PortTable(const Description& plugin) {
+  has_input_bus = plugin.type == kEffect || plugin.type == kMusicEffect;
+  for (const Port& port : plugin.ports) {
+    const bool input = port.direction == Direction::input;
+    const ControlUse use = use_of(port);
+    uses.push_back(use);
+    switch (port.kind) {
+      case PortKind::control:
+        (input ? control_inputs : control_outputs).push_back(port.index);
+        if (input && port.has(property_trigger)) triggers.push_back(port.index);
+        if (use == ControlUse::latency && !latency) latency = port.index;
+        if (use == ControlUse::enabled && !enabled) enabled = port.index;
+        if (use == ControlUse::free_wheeling && !free_wheeling) free_wheeling = port.index;
+        if (use == ControlUse::time) time_controls.push_back(port.index);
+        break;
+      case PortKind::audio:
+        if (port.role == AudioRole::main && port.channel < 2 && (!input || has_input_bus)) {
+          set_channel(input ? main_inputs : main_outputs, port.channel, port.index);
+        } else {
+          (input ? silent_inputs : unheard_outputs).push_back(port.index);
+        }
+        break;
+      case PortKind::cv:
+        (input ? cv_inputs : cv_outputs).push_back(port.index);
+        break;
+      case PortKind::atom:
+        (input ? atom_inputs : atom_outputs).push_back(port.index);
+        takes_midi = takes_midi || (input && (port.events & events_midi) != 0);
+        break;
+      case PortKind::event:
+        (input ? event_inputs : event_outputs).push_back(port.index);
+        takes_midi = takes_midi || (input && (port.events & events_midi) != 0);
+        break;
+      case PortKind::unknown:
+        break;
+    }
+  }
+  if (main_inputs.size() == 1 && main_outputs.size() == 1) {
+    instances = 2;
+  }
+}
+
+}  // namespace vesk::lv2

@@ -1,0 +1,188 @@
+#include "components/lv2/unit/plugin_unit.hpp"
+
+#include <algorithm>
+#include <utility>
+
+#include "components/lv2/unit/cf_text.hpp"
+#include "components/lv2/unit/editor_choice.hpp"
+#include "components/lv2/instance/plugin_log.hpp"
+
+namespace vesk::lv2 {
+
+bool HostTransport::operator==(const HostTransport& other) const {
+  return info.hostUserData == other.info.hostUserData &&
+         info.beatAndTempoProc == other.info.beatAndTempoProc &&
+         info.musicalTimeLocationProc == other.info.musicalTimeLocationProc &&
+         info.transportStateProc == other.info.transportStateProc &&
+         info.transportStateProc2 == other.info.transportStateProc2;
+}
+
+PluginUnit::PluginUnit(std::shared_ptr<const Description> plugin,
+                       std::unique_ptr<PluginLibrary> library, AudioComponentInstance instance,
+                       const AudioComponentDescription& codes)
+    : plugin_(std::move(plugin)),
+      library_(std::move(library)),
+      urids_(urids()),
+      codes_(codes),
+      ports_(*plugin_),
+      parameters_(*plugin_, ports_) {
+  listeners_.set_unit(instance);
+  if (ports_.enabled) {
+    parameters_.set(*ports_.enabled, 1);
+  }
+  if (const Editor* editor = embeddable_editor(*plugin_)) {
+    editor_bundle_ = editor_bundle();
+    editor_ = std::make_unique<UnitEditor>(*this, *editor);
+  }
+  for (const PortValue& value : plugin_->default_state.port_values) {
+    for (const Port& port : plugin_->ports) {
+      if (port.symbol == value.symbol && parameters_.is_writable(port.index)) {
+        parameters_.set(port.index, value.value);
+      }
+    }
+  }
+}
+
+PluginUnit::~PluginUnit() {
+  // While everything that a listener or a view may ask for is still there.
+  listeners_.stop();
+  if (editor_ != nullptr) editor_->unit_ends();
+  for (const AUPreset& preset : factory_presets_) {
+    CFRelease(preset.presetName);
+  }
+}
+
+void PluginUnit::complain(const std::string& what) const {
+  say_of(plugin_->name, what);
+}
+
+const std::vector<StateProperty>* PluginUnit::state_to_restore() const {
+  if (properties_) {
+    return &*properties_;
+  }
+  const std::vector<StateProperty>& defaults = plugin_->default_state.properties;
+  return defaults.empty() ? nullptr : &defaults;
+}
+
+std::unique_ptr<Instance> PluginUnit::make_instance(const std::vector<float>& values,
+                                                    const std::vector<StateProperty>* properties) {
+  std::string error;
+  std::unique_ptr<Instance> instance =
+      Instance::create({.plugin = *plugin_,
+                        .ports = ports_,
+                        .descriptor = library_->descriptor(),
+                        .parameters = parameters_,
+                        .blocks = {.sample_rate = sample_rate_, .max_frames = max_frames_},
+                        .controls = values,
+                        .state = properties},
+                       &error);
+  if (instance == nullptr) {
+    complain(error);
+  }
+  return instance;
+}
+
+void PluginUnit::allocate_buffers() {
+  storage_.assign(std::size_t{max_frames_} * 5, 0.0f);
+  float* next = storage_.data();
+  for (float** buffer : {&own_output_.channel[0], &own_output_.channel[1], &own_input_.channel[0],
+                         &own_input_.channel[1], &silence_}) {
+    *buffer = next;
+    next += max_frames_;
+  }
+}
+
+OSStatus PluginUnit::initialize() {
+  if (is_initialized()) {
+    return noErr;
+  }
+  if (parked_ != nullptr) {
+    properties_ = parked_->save();
+    instance_leaves();
+    parked_.reset();
+  }
+  midi_.clear();
+  allocate_buffers();
+  std::unique_ptr<Instance> instance = make_instance(parameters_.snapshot(), state_to_restore());
+  if (instance == nullptr) {
+    return kAudioUnitErr_FailedInitialization;
+  }
+  latency_frames_.store(instance->latency_frames(), std::memory_order_relaxed);
+  slot_.put(std::move(instance));
+  // Release: a render that sees it finds the instance and the buffers.
+  initialized_.store(true, std::memory_order_release);
+  if (latency_seconds() != 0) {
+    listeners_.notify(kAudioUnitProperty_Latency);
+  }
+  return noErr;
+}
+
+void PluginUnit::instance_leaves() const {
+  if (editor_ != nullptr) editor_->instance_leaves();
+}
+
+OSStatus PluginUnit::uninitialize() {
+  if (!is_initialized()) {
+    return noErr;
+  }
+  initialized_.store(false, std::memory_order_release);
+  parked_ = slot_.take();
+  if (slot_.current() != nullptr) {
+    return kAudioUnitErr_CannotDoInCurrentContext;
+  }
+  return noErr;
+}
+
+OSStatus PluginUnit::reset() {
+  if (!is_initialized()) {
+    return noErr;
+  }
+  // A period that comes meanwhile is silent.
+  std::unique_ptr<Instance> instance = slot_.take();
+  if (instance == nullptr) {
+    return kAudioUnitErr_CannotDoInCurrentContext;
+  }
+  instance->reset();
+  midi_.clear();
+  slot_.put(std::move(instance));
+  return noErr;
+}
+
+OSStatus PluginUnit::apply(StateChange change) {
+  const float latency_before = latency_frames_.load(std::memory_order_relaxed);
+  if (is_initialized()) {
+    std::unique_ptr<Instance> instance = make_instance(change.values, &change.properties);
+    if (instance == nullptr) {
+      return kAudioUnitErr_InvalidPropertyValue;
+    }
+    latency_frames_.store(instance->latency_frames(), std::memory_order_relaxed);
+    instance_leaves();
+    slot_.put(std::move(instance));
+  }
+  if (parked_ != nullptr) {
+    instance_leaves();
+    parked_.reset();
+  }
+  // After the exchange: the instance that is being replaced keeps its own values to its end.
+  for (const std::uint32_t port : ports_.control_inputs) {
+    if (parameters_.is_writable(port)) {
+      parameters_.set(port, change.values[port]);
+    }
+  }
+  properties_ = std::move(change.properties);
+  preset_number_ = change.preset_number;
+  preset_name_ = std::move(change.preset_name);
+  listeners_.notify(kAudioUnitProperty_PresentPreset);
+  listeners_.notify(kAudioUnitProperty_ClassInfo);
+  if (latency_frames_.load(std::memory_order_relaxed) != latency_before) {
+    listeners_.notify(kAudioUnitProperty_Latency);
+  }
+  return noErr;
+}
+
+double PluginUnit::latency_seconds() const {
+  const float frames = latency_frames_.load(std::memory_order_relaxed);
+  return is_initialized() && frames > 0 ? static_cast<double>(frames) / sample_rate_ : 0;
+}
+
+}  // namespace vesk::lv2

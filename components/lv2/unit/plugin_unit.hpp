@@ -1,0 +1,171 @@
+#pragma once
+
+// The Audio Unit around one plugin. unit.cpp gives it the component interface; the parts of it are
+// in plugin_unit.cpp (life), unit_render.cpp, unit_properties.cpp, class_info.cpp.
+
+#include <AudioToolbox/AudioToolbox.h>
+
+#include <atomic>
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "components/lv2/catalogue/description.hpp"
+#include "components/lv2/instance/instance_slot.hpp"
+#include "components/lv2/instance/midi_queue.hpp"
+#include "components/lv2/instance/parameters.hpp"
+#include "components/lv2/instance/plugin_library.hpp"
+#include "components/lv2/instance/port_table.hpp"
+#include "components/lv2/unit/property_listeners.hpp"
+#include "components/lv2/unit/render_callbacks.hpp"
+#include "components/lv2/unit/editor.hpp"
+#include "platform/realtime.hpp"
+
+namespace vesk::lv2 {
+
+/// The host's transport functions, as one record for the render thread.
+struct HostTransport {
+  HostCallbackInfo info{};
+
+  bool operator==(const HostTransport& other) const;
+};
+
+/// A change of everything that a preset holds.
+struct StateChange {
+  std::vector<float> values;  ///< by port index
+  std::vector<StateProperty> properties;
+  SInt32 preset_number = -1;
+  std::string preset_name;
+};
+
+class PluginUnit {
+ public:
+  /// `instance` is the handle that listeners get; `codes` are what a saved state names.
+  PluginUnit(std::shared_ptr<const Description> plugin, std::unique_ptr<PluginLibrary> library,
+             AudioComponentInstance instance, const AudioComponentDescription& codes);
+  ~PluginUnit();
+  PluginUnit(const PluginUnit&) = delete;
+  PluginUnit& operator=(const PluginUnit&) = delete;
+
+  // Control thread: one call at a time, but beside rendering.
+
+  OSStatus initialize();
+  OSStatus uninitialize();
+  OSStatus reset();
+  OSStatus property_info(AudioUnitPropertyID id, AudioUnitScope scope, AudioUnitElement element,
+                         UInt32* size, Boolean* writable);
+  OSStatus get_property(AudioUnitPropertyID id, AudioUnitScope scope, AudioUnitElement element,
+                        void* data, UInt32* size);
+  OSStatus set_property(AudioUnitPropertyID id, AudioUnitScope scope, AudioUnitElement element,
+                        const void* data, UInt32 size);
+  PropertyListeners& listeners() { return listeners_; }
+  RenderNotifies& notifies() { return notifies_; }
+
+  // Any thread; real-time safe.
+
+  OSStatus get_parameter(AudioUnitParameterID id, AudioUnitScope scope, AudioUnitElement element,
+                         AudioUnitParameterValue* value) const noexcept VESK_REALTIME;
+  OSStatus set_parameter(AudioUnitParameterID id, AudioUnitScope scope, AudioUnitElement element,
+                         AudioUnitParameterValue value) noexcept VESK_REALTIME;
+  OSStatus schedule(const AudioUnitParameterEvent* events, UInt32 count) noexcept VESK_REALTIME;
+  OSStatus midi(UInt32 status, UInt32 data1, UInt32 data2, UInt32 offset) noexcept VESK_REALTIME;
+  OSStatus sysex(const UInt8* bytes, UInt32 length) noexcept VESK_REALTIME;
+
+  // Render thread; real-time safe as far as the plugin is.
+
+  OSStatus render(AudioUnitRenderActionFlags* flags, const AudioTimeStamp* time, UInt32 bus,
+                  UInt32 frames, AudioBufferList* data) noexcept VESK_REALTIME;
+
+ private:
+  friend struct UnitProperties;
+  friend class UnitEditor;
+
+  struct Buffers {
+    float* channel[2] = {};
+  };
+  /// Room for the two buffers of a stereo list.
+  struct StereoList {
+    AudioBufferList list;
+    AudioBuffer second;
+  };
+
+  // plugin_unit.cpp
+  std::unique_ptr<Instance> make_instance(const std::vector<float>& values,
+                                          const std::vector<StateProperty>* properties);
+  const std::vector<StateProperty>* state_to_restore() const;
+  OSStatus apply(StateChange change);
+  void allocate_buffers();
+  void instance_leaves() const;
+  bool is_initialized() const { return initialized_.load(std::memory_order_acquire); }
+  void complain(const std::string& what) const;
+  double latency_seconds() const;
+
+  // class_info.cpp, unit_presets.cpp
+  std::vector<StateProperty> present_properties() const;
+  CFPropertyListRef copy_class_info() const;
+  OSStatus set_class_info(CFPropertyListRef list);
+  CFDictionaryRef copy_controls() const;
+  CFDataRef copy_control_data() const;
+  void read_controls(CFDictionaryRef saved, std::vector<float>& values) const;
+  OSStatus set_present_preset(const AUPreset& preset);
+  OSStatus load_factory_preset(std::size_t number);
+  CFArrayRef copy_factory_presets();
+
+  // unit_render.cpp
+  OSStatus check_arguments(const AudioTimeStamp* time, UInt32 bus, UInt32 frames,
+                           const AudioBufferList* data) const noexcept VESK_REALTIME;
+  OSStatus render_period(const AudioTimeStamp& time, UInt32 frames,
+                         AudioBufferList& data) noexcept VESK_REALTIME;
+  OSStatus pull_input(const AudioTimeStamp& time, UInt32 frames,
+                      const float* inputs[2]) noexcept VESK_REALTIME;
+  void keep_input_apart(const float* inputs[2], float* const outputs[2],
+                        UInt32 frames) noexcept VESK_REALTIME;
+  Position position_at(const AudioTimeStamp& time) noexcept VESK_REALTIME;
+  void ask_transport(const HostCallbackInfo& host, Position& position) noexcept VESK_REALTIME;
+  void remember_error(OSStatus status) noexcept VESK_REALTIME;
+
+  const std::shared_ptr<const Description> plugin_;
+  const std::unique_ptr<PluginLibrary> library_;
+  const Urids& urids_;
+  const AudioComponentDescription codes_;
+  const PortTable ports_;
+  Parameters parameters_;
+  PropertyListeners listeners_;
+  RenderNotifies notifies_;
+
+  // Control thread.
+  double sample_rate_ = 44100;
+  UInt32 max_frames_ = 1156;
+  std::optional<std::vector<StateProperty>> properties_;  ///< what the next instance restores
+  std::unique_ptr<Instance> parked_;  ///< while uninitialised: still knows its state
+  SInt32 preset_number_ = -1;
+  std::string preset_name_ = "Untitled";
+  std::vector<AUPreset> factory_presets_;
+  RecordStore<InputSource> input_store_;
+  RecordStore<HostTransport> transport_store_;
+  std::string editor_bundle_;  ///< of the view that shows the plugin's interface; empty: none can
+
+  // Both.
+  std::atomic<bool> initialized_{false};
+  InstanceSlot slot_;
+  std::unique_ptr<UnitEditor> editor_;  ///< null: the plugin has no interface that can be shown
+  MidiQueue midi_;
+  std::atomic<const InputSource*> input_{nullptr};
+  std::atomic<const HostTransport*> transport_{nullptr};
+  std::atomic<UInt32> offers_input_{0};
+  std::atomic<UInt32> bypass_{0};
+  std::atomic<UInt32> offline_{0};
+  std::atomic<OSStatus> last_error_{noErr};
+  std::atomic<float> latency_frames_{0};
+
+  // Render thread; sized by initialize.
+  std::vector<float> storage_;
+  Buffers own_output_, own_input_;
+  float* silence_ = nullptr;
+  std::int64_t next_frame_ = 0;
+  UInt32 last_frames_ = 0;
+};
+
+}  // namespace vesk::lv2

@@ -1,0 +1,64 @@
+// Factory presets of a unit.
+
+#include "components/lv2/unit/cf_text.hpp"
+#include "components/lv2/unit/plugin_unit.hpp"
+#include "components/lv2/catalogue/presets.hpp"
+
+namespace vesk::lv2 {
+
+CFArrayRef PluginUnit::copy_factory_presets() {
+  if (factory_presets_.empty()) {
+    for (const Preset& preset : plugin_->presets) {
+      factory_presets_.push_back(
+          {static_cast<SInt32>(factory_presets_.size()), copy_cf_string(preset.label)});
+    }
+  }
+  // The elements are records, not objects: nothing is to be retained.
+  CFMutableArrayRef list = CFArrayCreateMutable(
+      kCFAllocatorDefault, static_cast<CFIndex>(factory_presets_.size()), nullptr);
+  for (const AUPreset& preset : factory_presets_) {
+    CFArrayAppendValue(list, &preset);
+  }
+  return list;
+}
+
+OSStatus PluginUnit::load_factory_preset(std::size_t number) {
+  const Preset& preset = plugin_->presets[number];
+  std::string error;
+  const std::optional<State> state = read_preset(*plugin_, preset, &error);
+  if (!state) {
+    complain("preset " + preset.label + ": " + error);
+    return kAudioUnitErr_InvalidPropertyValue;
+  }
+  StateChange change;
+  change.values = parameters_.snapshot();
+  for (const PortValue& value : state->port_values) {
+    for (const std::uint32_t port : ports_.control_inputs) {
+      if (plugin_->ports[port].symbol == value.symbol && parameters_.is_writable(port)) {
+        change.values[port] = parameters_.legal(port, value.value);
+      }
+    }
+  }
+  // A preset of control values alone leaves the rest of the plugin as it is.
+  change.properties = state->properties.empty() ? present_properties() : state->properties;
+  change.preset_number = static_cast<SInt32>(number);
+  change.preset_name = preset.label;
+  return apply(std::move(change));
+}
+
+OSStatus PluginUnit::set_present_preset(const AUPreset& preset) {
+  if (preset.presetNumber >= 0) {
+    const auto number = static_cast<std::size_t>(preset.presetNumber);
+    return number < plugin_->presets.size() ? load_factory_preset(number)
+                                            : OSStatus{kAudioUnitErr_InvalidPropertyValue};
+  }
+  if (preset.presetName == nullptr) {
+    return kAudioUnitErr_InvalidPropertyValue;
+  }
+  preset_number_ = preset.presetNumber;
+  preset_name_ = text_of(preset.presetName);
+  listeners_.notify(kAudioUnitProperty_PresentPreset);
+  return noErr;
+}
+
+}  // namespace vesk::lv2

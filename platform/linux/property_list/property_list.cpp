@@ -1,0 +1,269 @@
+#include "platform/linux/property_list/property_list.hpp"
+
+#include <algorithm>
+
+#include "platform/linux/core_foundation/error.hpp"
+#include "platform/linux/core_foundation/string.hpp"
+
+namespace vesk::platform::cf {
+
+namespace {
+
+/// Whether XML 1.0 has a way to spell the character.
+bool is_xml_character(char32_t character) {
+  return character == '\t' || character == '\n' || character == '\r' ||
+         (character >= 0x20 && character < 0xd800) || (character >= 0xe000 && character < 0xfffe) ||
+         character >= 0x10000;
+}
+
+std::optional<std::string> check_string(CFStringRef string, CFPropertyListFormat format) {
+  if (format != kCFPropertyListXMLFormat_v1_0) return std::nullopt;
+  const Characters characters(string);
+  for (std::size_t i = 0, units; i < characters.size(); i += units) {
+    const char32_t character = code_point(characters, i, units);
+    if (!is_xml_character(character)) {
+      return "a text holds character " + std::to_string(character) + ", which XML cannot spell";
+    }
+  }
+  return std::nullopt;
+}
+
+std::optional<std::string> check(CFTypeRef object, CFPropertyListFormat format, int nesting) {
+  switch (list_kind(object)) {
+    case ListKind::none: {
+      if (!object) return "there is no object";
+      Owner<CFStringRef> text(CFCopyDescription(object));
+      return "it holds " + utf8(text.get()) + ", which no property list can";
+    }
+    case ListKind::string:
+      return check_string(static_cast<CFStringRef>(object), format);
+    case ListKind::date:
+      if (format == kCFPropertyListXMLFormat_v1_0 &&
+          !write_date(CFDateGetAbsoluteTime(static_cast<CFDateRef>(object)))) {
+        return "a date lies outside the years 1 to 9999";
+      }
+      return std::nullopt;
+    case ListKind::array: {
+      if (nesting == deepest_nesting) return "it is nested too deeply";
+      const auto array = static_cast<CFArrayRef>(object);
+      for (CFIndex i = 0; i < CFArrayGetCount(array); ++i) {
+        if (auto fault = check(CFArrayGetValueAtIndex(array, i), format, nesting + 1)) return fault;
+      }
+      return std::nullopt;
+    }
+    case ListKind::dictionary: {
+      if (nesting == deepest_nesting) return "it is nested too deeply";
+      const auto dictionary = static_cast<CFDictionaryRef>(object);
+      const auto count = static_cast<std::size_t>(CFDictionaryGetCount(dictionary));
+      std::vector<CFTypeRef> keys(count), values(count);
+      CFDictionaryGetKeysAndValues(dictionary, keys.data(), values.data());
+      for (std::size_t i = 0; i < count; ++i) {
+        if (list_kind(keys[i]) != ListKind::string) return "a key is no text";
+        const auto key = static_cast<CFStringRef>(keys[i]);
+        // Readers of the XML form refuse such a key, and with it everything else that was saved.
+        if (format == kCFPropertyListXMLFormat_v1_0 && CFStringGetLength(key) == 0) {
+          return "a key is empty";
+        }
+        if (auto fault = check_string(key, format)) return fault;
+        if (auto fault = check(values[i], format, nesting + 1)) return fault;
+      }
+      return std::nullopt;
+    }
+    default:
+      return std::nullopt;
+  }
+}
+
+CFPropertyListRef copy(CFTypeRef object, const ListBuilder& builder) {
+  switch (list_kind(object)) {
+    case ListKind::string: {
+      const auto string = static_cast<CFStringRef>(object);
+      return builder.leaves_change() ? CFStringCreateMutableCopy(nullptr, 0, string)
+                                     : CFStringCreateCopy(nullptr, string);
+    }
+    case ListKind::data: {
+      const auto data = static_cast<CFDataRef>(object);
+      return builder.leaves_change() ? CFDataCreateMutableCopy(nullptr, 0, data)
+                                     : CFDataCreateCopy(nullptr, data);
+    }
+    case ListKind::array: {
+      const auto array = static_cast<CFArrayRef>(object);
+      std::vector<CFTypeRef> values;
+      values.reserve(static_cast<std::size_t>(CFArrayGetCount(array)));
+      for (CFIndex i = 0; i < CFArrayGetCount(array); ++i) {
+        values.push_back(copy(CFArrayGetValueAtIndex(array, i), builder));
+      }
+      return builder.array(values);
+    }
+    case ListKind::dictionary: {
+      std::vector<CFTypeRef> keys, values;
+      for (const auto& [key, value] : sorted_entries(static_cast<CFDictionaryRef>(object))) {
+        keys.push_back(CFStringCreateCopy(nullptr, key));
+        values.push_back(copy(value, builder));
+      }
+      return builder.dictionary(keys, values);
+    }
+    default:
+      return CFRetain(object);
+  }
+}
+
+void report(CFErrorRef* out, const PropertyListError& error) {
+  if (out) *out = make_error(kCFErrorDomainCocoa, error.code, error.message);
+}
+
+}  // namespace
+
+ListKind list_kind(CFTypeRef object) {
+  const CFTypeID type = CFGetTypeID(object);
+  if (type == CFStringGetTypeID()) return ListKind::string;
+  if (type == CFDataGetTypeID()) return ListKind::data;
+  if (type == CFNumberGetTypeID()) return ListKind::number;
+  if (type == CFBooleanGetTypeID()) return ListKind::boolean;
+  if (type == CFDateGetTypeID()) return ListKind::date;
+  if (type == CFArrayGetTypeID()) return ListKind::array;
+  if (type == CFDictionaryGetTypeID()) return ListKind::dictionary;
+  return ListKind::none;
+}
+
+CFStringRef ListBuilder::string(std::u16string_view units) const {
+  return make_string(units, leaves_change_);
+}
+
+CFStringRef ListBuilder::ascii(std::string_view text) const {
+  if (!leaves_change_) return make_ascii_string(text);
+  return make_string_from_utf8(text, true);
+}
+
+CFDataRef ListBuilder::data(std::string_view bytes) const {
+  const auto* start = reinterpret_cast<const UInt8*>(bytes.data());
+  if (!leaves_change_) return CFDataCreate(nullptr, start, static_cast<CFIndex>(bytes.size()));
+  CFMutableDataRef data = CFDataCreateMutable(nullptr, 0);
+  CFDataAppendBytes(data, start, static_cast<CFIndex>(bytes.size()));
+  return data;
+}
+
+CFArrayRef ListBuilder::array(std::vector<CFTypeRef>& values) const {
+  CFArrayRef array;
+  if (containers_change_) {
+    CFMutableArrayRef changing = CFArrayCreateMutable(nullptr, 0, &kCFTypeArrayCallBacks);
+    for (CFTypeRef value : values) CFArrayAppendValue(changing, value);
+    array = changing;
+  } else {
+    array = CFArrayCreate(nullptr, values.data(), static_cast<CFIndex>(values.size()),
+                          &kCFTypeArrayCallBacks);
+  }
+  release_all(values);
+  return array;
+}
+
+CFDictionaryRef ListBuilder::dictionary(std::vector<CFTypeRef>& keys,
+                                        std::vector<CFTypeRef>& values) const {
+  CFDictionaryRef dictionary;
+  if (containers_change_) {
+    CFMutableDictionaryRef changing = CFDictionaryCreateMutable(
+        nullptr, 0, &kCFTypeDictionaryKeyCallBacks, &kCFTypeDictionaryValueCallBacks);
+    for (std::size_t i = 0; i < keys.size(); ++i) {
+      CFDictionarySetValue(changing, keys[i], values[i]);
+    }
+    dictionary = changing;
+  } else {
+    // At creation the first of equal keys counts.
+    std::reverse(keys.begin(), keys.end());
+    std::reverse(values.begin(), values.end());
+    dictionary =
+        CFDictionaryCreate(nullptr, keys.data(), values.data(), static_cast<CFIndex>(keys.size()),
+                           &kCFTypeDictionaryKeyCallBacks, &kCFTypeDictionaryValueCallBacks);
+  }
+  release_all(keys);
+  release_all(values);
+  return dictionary;
+}
+
+void release_all(std::vector<CFTypeRef>& objects) {
+  for (CFTypeRef object : objects) CFRelease(object);
+  objects.clear();
+}
+
+std::vector<std::pair<CFStringRef, CFTypeRef>> sorted_entries(CFDictionaryRef dictionary) {
+  const auto count = static_cast<std::size_t>(CFDictionaryGetCount(dictionary));
+  std::vector<CFTypeRef> keys(count), values(count);
+  CFDictionaryGetKeysAndValues(dictionary, keys.data(), values.data());
+  std::vector<std::pair<CFStringRef, CFTypeRef>> entries(count);
+  for (std::size_t i = 0; i < count; ++i) {
+    entries[i] = {static_cast<CFStringRef>(keys[i]), values[i]};
+  }
+  std::sort(entries.begin(), entries.end(), [](const auto& first, const auto& second) {
+    return CFStringCompare(first.first, second.first, CFStringCompareFlags{}) == kCFCompareLessThan;
+  });
+  return entries;
+}
+
+std::optional<std::string> check_list(CFPropertyListRef list, CFPropertyListFormat format) {
+  return check(list, format, 0);
+}
+
+}  // namespace vesk::platform::cf
+
+using namespace vesk::platform::cf;
+
+CFPropertyListRef CFPropertyListCreateWithData(CFAllocatorRef, CFDataRef data,
+                                               CFOptionFlags options, CFPropertyListFormat* format,
+                                               CFErrorRef* error) {
+  const std::string_view bytes(reinterpret_cast<const char*>(CFDataGetBytePtr(data)),
+                               static_cast<std::size_t>(CFDataGetLength(data)));
+  PropertyListError fault;
+  const bool is_binary = bytes.starts_with("bplist");
+  const CFPropertyListRef list =
+      is_binary ? read_binary_list(bytes, options, fault) : read_xml_list(bytes, options, fault);
+  if (!list) {
+    report(error, fault);
+    return nullptr;
+  }
+  if (format) {
+    *format = is_binary ? kCFPropertyListBinaryFormat_v1_0 : kCFPropertyListXMLFormat_v1_0;
+  }
+  return list;
+}
+
+CFDataRef CFPropertyListCreateData(CFAllocatorRef, CFPropertyListRef list,
+                                   CFPropertyListFormat format, CFOptionFlags, CFErrorRef* error) {
+  PropertyListError fault{kCFPropertyListWriteStreamError, {}};
+  if (format != kCFPropertyListXMLFormat_v1_0 && format != kCFPropertyListBinaryFormat_v1_0) {
+    fault.message = "property lists are written in the XML and the binary form only";
+  } else if (auto what = check_list(list, format)) {
+    fault.message = "this property list cannot be written: " + *what;
+  } else {
+    const std::string bytes =
+        format == kCFPropertyListXMLFormat_v1_0 ? write_xml_list(list) : write_binary_list(list);
+    return CFDataCreate(nullptr, reinterpret_cast<const UInt8*>(bytes.data()),
+                        static_cast<CFIndex>(bytes.size()));
+  }
+  report(error, fault);
+  return nullptr;
+}
+
+Boolean CFPropertyListIsValid(CFPropertyListRef list, CFPropertyListFormat format) {
+  return format != kCFPropertyListOpenStepFormat && !check_list(list, format);
+}
+
+CFPropertyListRef CFPropertyListCreateDeepCopy(CFAllocatorRef, CFPropertyListRef list,
+                                               CFOptionFlags options) {
+  // Binary: the form that can hold everything a list may hold.
+  if (check_list(list, kCFPropertyListBinaryFormat_v1_0)) return nullptr;
+  return copy(list, ListBuilder(options));
+}
+
+CFDataRef CFPropertyListCreateXMLData(CFAllocatorRef allocator, CFPropertyListRef list) {
+  return CFPropertyListCreateData(allocator, list, kCFPropertyListXMLFormat_v1_0, 0, nullptr);
+}
+
+CFPropertyListRef CFPropertyListCreateFromXMLData(CFAllocatorRef allocator, CFDataRef data,
+                                                  CFOptionFlags options, CFStringRef* message) {
+  CFErrorRef error = nullptr;
+  CFPropertyListRef list =
+      CFPropertyListCreateWithData(allocator, data, options, nullptr, message ? &error : nullptr);
+  if (message) *message = error ? CFErrorCopyDescription(error) : nullptr;
+  if (error) CFRelease(error);
+  return list;
+}

@@ -1,0 +1,79 @@
+#pragma once
+
+/// What the readers and writers of property lists share.
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include "platform/linux/core_foundation/object.hpp"
+#include "platform/linux/core_foundation/values.hpp"
+
+namespace vesk::platform::cf {
+
+/// Containers in containers, the outermost counted. Far more than any state has, and little enough
+/// for recursion on the smallest thread stack in use.
+inline constexpr int deepest_nesting = 512;
+
+/// Why something could not be read or written.
+struct PropertyListError {
+  CFIndex code = kCFPropertyListReadCorruptError;
+  std::string message;
+};
+
+enum class ListKind : std::uint8_t { none, string, data, number, boolean, date, array, dictionary };
+ListKind list_kind(CFTypeRef object);
+
+/// Makes the objects of a list that is being read, changeable or not as the caller wished. Each
+/// result is +1; the containers take over the references given to them.
+class ListBuilder {
+ public:
+  explicit ListBuilder(CFOptionFlags options)
+      : containers_change_(options != kCFPropertyListImmutable),
+        leaves_change_((options & kCFPropertyListMutableContainersAndLeaves) != 0) {}
+
+  bool containers_change() const { return containers_change_; }
+  bool leaves_change() const { return leaves_change_; }
+
+  CFStringRef string(std::u16string_view units) const;
+  CFStringRef ascii(std::string_view text) const;
+  CFDataRef data(std::string_view bytes) const;
+  CFArrayRef array(std::vector<CFTypeRef>& values) const;
+  /// Of equal keys the last one counts.
+  CFDictionaryRef dictionary(std::vector<CFTypeRef>& keys, std::vector<CFTypeRef>& values) const;
+
+ private:
+  bool containers_change_;
+  bool leaves_change_;
+};
+
+/// Releases what a damaged list leaves behind.
+void release_all(std::vector<CFTypeRef>& objects);
+
+/// Keys and values in the order of CFStringCompare, which both forms are written in.
+std::vector<std::pair<CFStringRef, CFTypeRef>> sorted_entries(CFDictionaryRef dictionary);
+
+/// A list (+1) or null with `error`.
+CFPropertyListRef read_xml_list(std::string_view bytes, CFOptionFlags options,
+                                PropertyListError& error);
+CFPropertyListRef read_binary_list(std::string_view bytes, CFOptionFlags options,
+                                   PropertyListError& error);
+
+/// The bytes of a list that `check_list` has found fit for the form.
+std::string write_xml_list(CFPropertyListRef list);
+std::string write_binary_list(CFPropertyListRef list);
+/// Nothing, or what keeps `list` from being written.
+std::optional<std::string> check_list(CFPropertyListRef list, CFPropertyListFormat format);
+
+std::string encode_base64(std::string_view bytes);
+/// White space is skipped; anything else that is no base 64, padding included, is refused.
+std::optional<std::string> decode_base64(std::string_view text);
+
+/// "2001-01-01T00:00:00Z" for whole seconds of the years 1 to 9999, and back.
+std::optional<std::string> write_date(CFAbsoluteTime seconds);
+std::optional<CFAbsoluteTime> read_date(std::string_view text);
+
+}  // namespace vesk::platform::cf

@@ -1,0 +1,122 @@
+// Every system call that a start makes fails once: each time there is a sentence, and nothing is
+// left behind. The linker puts the calls below in place of the system's.
+#include <dirent.h>
+#include <gtest/gtest.h>
+#include <spawn.h>
+#include <sys/mman.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <cerrno>
+#include <cstdarg>
+#include <string_view>
+
+#include "tests/client/client_host.hpp"
+
+using namespace vesk::client;
+using namespace vesk::client_test;
+
+namespace {
+
+/// Calls until the one that fails; negative: none does.
+std::atomic<int> g_calls_left{-1};
+
+bool fails(int error) {
+  if (g_calls_left.load() < 0 || g_calls_left.fetch_sub(1) != 0) return false;
+  errno = error;
+  return true;
+}
+
+int entries(const char* folder, std::string_view start = {}) {
+  int count = 0;
+  DIR* opened = opendir(folder);
+  if (opened == nullptr) return -1;
+  while (const dirent* entry = readdir(opened))
+    count += std::string_view(entry->d_name).starts_with(start);
+  closedir(opened);
+  return count;
+}
+
+}  // namespace
+
+extern "C" {
+int __real_shm_open(const char*, int, mode_t);
+int __wrap_shm_open(const char* name, int flags, mode_t mode) {
+  return fails(EMFILE) ? -1 : __real_shm_open(name, flags, mode);
+}
+int __real_posix_fallocate(int, off_t, off_t);
+int __wrap_posix_fallocate(int descriptor, off_t start, off_t bytes) {
+  return fails(ENOSPC) ? ENOSPC : __real_posix_fallocate(descriptor, start, bytes);
+}
+void* __real_mmap(void*, size_t, int, int, int, off_t);
+void* __wrap_mmap(void* where, size_t bytes, int access, int flags, int file, off_t offset) {
+  return fails(ENOMEM) ? MAP_FAILED : __real_mmap(where, bytes, access, flags, file, offset);
+}
+int __real_memfd_create(const char*, unsigned);
+int __wrap_memfd_create(const char* name, unsigned flags) {
+  return fails(EMFILE) ? -1 : __real_memfd_create(name, flags);
+}
+int __real_ftruncate(int, off_t);
+int __wrap_ftruncate(int descriptor, off_t bytes) {
+  return fails(ENOSPC) ? -1 : __real_ftruncate(descriptor, bytes);
+}
+int __real_pipe2(int*, int);
+int __wrap_pipe2(int* ends, int flags) {
+  return fails(EMFILE) ? -1 : __real_pipe2(ends, flags);
+}
+int __real_posix_spawn(pid_t*, const char*, const posix_spawn_file_actions_t*,
+                       const posix_spawnattr_t*, char* const*, char* const*);
+int __wrap_posix_spawn(pid_t* pid, const char* program, const posix_spawn_file_actions_t* actions,
+                       const posix_spawnattr_t* attributes, char* const* arguments,
+                       char* const* environment) {
+  if (fails(EAGAIN)) return EAGAIN;
+  return __real_posix_spawn(pid, program, actions, attributes, arguments, environment);
+}
+int __real_pidfd_open(pid_t, unsigned);
+int __wrap_pidfd_open(pid_t pid, unsigned flags) {
+  return fails(EMFILE) ? -1 : __real_pidfd_open(pid, flags);
+}
+}
+
+TEST(ClientFailingCalls, each_gives_a_sentence_and_leaves_nothing) {
+  const int descriptors = entries("/proc/self/fd");
+  // A sanitizer starts a thread of its own beside the first of ours.
+  std::thread([] {}).join();
+  const int threads = entries("/proc/self/task");
+  std::vector<std::string> sentences;
+  for (int call = 0;; ++call) {
+    ASSERT_LT(call, 50);
+    std::string error;
+    g_calls_left = call;
+    auto host = HostProcess::start(options("x=1", Mode::real_time), error);
+    const bool reached = g_calls_left.exchange(-1) < 0;
+    if (!reached) {
+      ASSERT_NE(host, nullptr) << error;
+      break;
+    }
+    EXPECT_EQ(host, nullptr) << call;
+    EXPECT_FALSE(error.empty()) << call;
+    EXPECT_EQ(entries("/proc/self/fd"), descriptors) << error;
+    // A joined thread leaves the list a moment later.
+    EXPECT_TRUE(wait_until([&] { return entries("/proc/self/task") <= threads; }))
+        << "a thread is left: " << error;
+    EXPECT_EQ(waitpid(-1, nullptr, WNOHANG), -1) << "a child is left: " << error;
+    sentences.push_back(error);
+  }
+  const std::string_view expected[] = {
+      "cannot create the shared memory /vesk-",
+      "no room for the shared memory in /dev/shm: No space left on device",
+      "cannot map the shared memory: Cannot allocate memory",
+      "cannot create the workgroup record: Too many open files",
+      "cannot create the workgroup record: No space left on device",
+      "cannot map the workgroup record: Cannot allocate memory",
+      "cannot make a pipe: Too many open files",
+      "cannot make a pipe for the host's standard error: Too many open files",
+      "cannot start ",
+      "cannot watch the host process: Too many open files",
+  };
+  ASSERT_EQ(sentences.size(), std::size(expected));
+  for (std::size_t i = 0; i < std::size(expected); ++i)
+    EXPECT_TRUE(sentences[i].starts_with(expected[i])) << sentences[i];
+}

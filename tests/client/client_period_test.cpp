@@ -1,0 +1,144 @@
+// Periods through another process: what is carried over, and the faults a parent must survive.
+#include <gtest/gtest.h>
+#include <signal.h>
+
+#include <array>
+
+#include "tests/client/client_host.hpp"
+#include "vesk/host_group.hpp"
+
+using namespace vesk::client;
+using namespace vesk::client_test;
+using namespace std::chrono_literals;
+
+namespace {
+
+std::unique_ptr<HostProcess> start(const std::string& commands, Mode mode = Mode::offline) {
+  std::string error;
+  auto host = HostProcess::start(options(commands, mode), error);
+  EXPECT_NE(host, nullptr) << error;
+  return host;
+}
+
+const std::array<MidiEvent, 3> kEvents{MidiEvent{0x90, 60, 100, 0, 0}, MidiEvent{0x80, 60, 0, 0, 5},
+                                       MidiEvent{0xb0, 1, 2, 0, 7}};
+
+}  // namespace
+
+class ClientPeriod : public testing::TestWithParam<Mode> {};
+INSTANTIATE_TEST_SUITE_P(modes, ClientPeriod, testing::Values(Mode::real_time, Mode::offline));
+
+TEST_P(ClientPeriod, input_events_and_time_reach_the_host_and_its_output_comes_back) {
+  auto host = start("x=1", GetParam());
+  for (unsigned period = 0; period < 50; ++period) {
+    for (unsigned i = 0; i < 64; ++i) host->input(0)[i] = static_cast<float>(period + i);
+    const std::span<const MidiEvent> events(kEvents.data(), period % 4);
+    ASSERT_EQ(host->render(64, period * 64.0, events, 1s), Answer::answered);
+    ASSERT_EQ(host->output(0)[63], static_cast<float>(period + 63 + period % 4));
+    ASSERT_EQ(host->output(1)[0], static_cast<float>(period * 64));
+  }
+  EXPECT_EQ(host->answer_times().periods, 50u);
+  EXPECT_EQ(host->diagnose(), Health::ready);
+}
+
+TEST(ClientPeriods, a_period_beyond_the_block_is_refused) {
+  Options small = options("x=1");
+  small.max_frames = 64;
+  std::string error;
+  auto host = HostProcess::start(small, error);
+  ASSERT_NE(host, nullptr) << error;
+  const std::vector<MidiEvent> many(129);
+  EXPECT_EQ(host->render(65, 0, {}, 1s), Answer::refused);
+  EXPECT_EQ(host->render(64, 0, many, 1s), Answer::refused);
+  EXPECT_EQ(host->render(64, 0, std::span(many).first(128), 1s), Answer::answered);
+}
+
+TEST(ClientPeriods, a_late_answer_is_kept_for_later_and_nothing_is_sent_before) {
+  auto host = start("late_ms=80");
+  EXPECT_EQ(host->render(16, 1, kEvents, 5ms), Answer::timed_out);
+  EXPECT_TRUE(host->is_pending());
+  EXPECT_EQ(host->render(16, 2, {}, 1ms), Answer::not_sent);
+  EXPECT_EQ(host->request(16, 2, {}), Answer::not_sent);
+  EXPECT_EQ(host->collect(0ns), Answer::timed_out);
+  EXPECT_EQ(host->collect(1s), Answer::answered);
+  EXPECT_EQ(host->output(1)[0], 1.0f);
+  EXPECT_EQ(host->output(0)[0], 3.0f);
+  EXPECT_EQ(host->request(16, 3, {}), Answer::answered);
+  EXPECT_EQ(host->render(16, 4, {}, 1s), Answer::answered) << "waits for the one before";
+  EXPECT_EQ(host->output(1)[0], 4.0f);
+}
+
+TEST_P(ClientPeriod, a_dead_host_is_told_from_a_hung_and_a_slow_one) {
+  struct Case {
+    const char* commands;
+    Answer answer;
+    Health health;
+  };
+  const Case cases[] = {
+      {"die_at=3", Answer::host_gone, Health::dead},
+      {"block_at=3", Answer::timed_out, Health::hung_blocked},
+      {"spin_at=3", Answer::timed_out, Health::hung_spinning},
+  };
+  for (const Case& test : cases) {
+    Options faulty = options(test.commands, GetParam());
+    faulty.hang_limit = 50ms;
+    faulty.stop_limit = 100ms;
+    std::string error;
+    auto host = HostProcess::start(faulty, error);
+    ASSERT_NE(host, nullptr) << error;
+    EXPECT_EQ(host->render(16, 0, {}, 1s), Answer::answered);
+    EXPECT_EQ(host->render(16, 1, {}, 1s), Answer::answered);
+    EXPECT_EQ(host->diagnose(), Health::ready);
+    EXPECT_EQ(host->render(16, 2, {}, 100ms), test.answer) << test.commands;
+    EXPECT_EQ(host->diagnose(), test.health) << test.commands;
+  }
+  auto slow = start("late_ms=20", Mode::real_time);
+  for (int i = 0; i < 4; ++i) EXPECT_EQ(slow->render(16, i, {}, 1s), Answer::answered);
+  EXPECT_EQ(slow->diagnose(), Health::slow);
+}
+
+TEST(ClientPeriods, a_host_killed_while_the_parent_waits_is_seen_at_once) {
+  auto host = start("block_at=1");
+  EXPECT_EQ(host->request(16, 0, {}), Answer::answered);
+  std::thread killer([pid = host->pid()] {
+    std::this_thread::sleep_for(50ms);
+    kill(pid, SIGKILL);
+  });
+  const auto before = std::chrono::steady_clock::now();
+  EXPECT_EQ(host->collect(10s), Answer::host_gone);
+  EXPECT_LT(std::chrono::steady_clock::now() - before, 1s);
+  killer.join();
+  EXPECT_EQ(host->request(16, 0, {}), Answer::host_gone);
+  EXPECT_EQ(host->obituary(), "the host was ended by signal 9 (Killed)");
+}
+
+TEST(ClientPeriods, the_obituary_names_the_plugin_that_died) {
+  auto host = start("segv_at=1");
+  EXPECT_EQ(host->render(16, 0, {}, 5s), Answer::host_gone);
+  EXPECT_EQ(host->obituary(),
+            "the host was ended by signal 11 (Segmentation fault): "
+            "plugin host fake: plugin 0 died in render: SIGSEGV");
+  ASSERT_EQ(host->last_lines().size(), 1u);
+}
+
+TEST(ClientPeriods, a_group_renders_all_and_names_the_one_that_failed) {
+  std::vector<std::unique_ptr<HostProcess>> hosts;
+  HostGroup group;
+  std::string error;
+  for (const char* commands : {"x=1", "die_at=2", "x=1"})
+    hosts.push_back(HostProcess::spawn(options(commands, Mode::real_time), error));
+  for (auto& host : hosts) {
+    ASSERT_TRUE(host != nullptr && host->wait_ready(error)) << error;
+    group.add(*host);
+  }
+  group[2].events = std::span(kEvents);
+  EXPECT_EQ(group.render(32, 7, 1s), Answer::answered);
+  EXPECT_EQ(hosts[2]->output(0)[31], 3.0f);
+  EXPECT_TRUE(group[2].events.empty());
+  EXPECT_EQ(group.render(32, 8, 1s), Answer::host_gone);
+  EXPECT_EQ(group[0].answer, Answer::answered);
+  EXPECT_EQ(group[1].answer, Answer::host_gone);
+  EXPECT_EQ(hosts[2]->output(1)[0], 8.0f);
+  group.remove(*hosts[1]);
+  EXPECT_EQ(group.render(32, 9, 1s), Answer::answered);
+}

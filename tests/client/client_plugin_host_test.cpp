@@ -1,0 +1,116 @@
+// The parent's side against the real host and plugins: a note heard, a parameter obeyed, and what
+// is told of plugins that crash, hang or will not load.
+#include <gtest/gtest.h>
+#include <signal.h>
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+
+#include "tests/client/client_host.hpp"
+
+using namespace vesk::client;
+using namespace vesk::client_test;
+using namespace std::chrono_literals;
+
+namespace {
+
+Options plugin_options(const std::string& chain, Mode mode) {
+  Options result;
+  result.chain = chain;
+  result.mode = mode;
+  result.environment = {"AUDIO_COMPONENT_PATH=" VESK_COMPONENTS};
+  return result;
+}
+
+std::unique_ptr<HostProcess> start(const std::string& chain, Mode mode) {
+  std::string error;
+  auto host = HostProcess::start(plugin_options(chain, mode), error);
+  EXPECT_NE(host, nullptr) << error;
+  return host;
+}
+
+float peak(std::span<const float> samples) {
+  float most = 0;
+  for (const float sample : samples) most = std::max(most, std::abs(sample));
+  return most;
+}
+
+}  // namespace
+
+TEST(ClientPluginHost, a_note_is_heard_and_a_parameter_obeyed) {
+  auto host = start("aumu:Tone:Vesk", Mode::real_time);
+  ASSERT_NE(host, nullptr);
+  const std::array<MidiEvent, 1> note{MidiEvent{0x90, 60, 127, 0, 0}};
+  ASSERT_EQ(host->render(128, 0, note, 5s), Answer::answered);
+  double time = 128;
+  const auto loudness = [&] {
+    float most = 0;
+    for (int period = 0; period < 20; ++period, time += 128) {
+      EXPECT_EQ(host->render(128, time, {}, 5s), Answer::answered);
+      most = std::max(most, peak(host->output(0).first(128)));
+    }
+    return most;
+  };
+  EXPECT_GT(loudness(), 0.01f);
+  host->set_parameter(0, 0, 0.0f);
+  ASSERT_TRUE(host->settle(5s));
+  EXPECT_EQ(host->render(128, time, {}, 5s), Answer::answered);
+  EXPECT_EQ(loudness(), 0.0f);
+  EXPECT_TRUE(host->stop().orderly()) << host->obituary();
+  ASSERT_FALSE(host->last_lines().empty());
+  EXPECT_EQ(host->last_lines().back(), "plugin host aumu:Tone:Vesk: workgroup joined");
+}
+
+TEST(ClientPluginHost, a_chain_that_does_not_load_gives_the_hosts_own_sentence) {
+  std::string error;
+  EXPECT_EQ(HostProcess::start(plugin_options("aumu:None:Vesk", Mode::offline), error), nullptr);
+  EXPECT_TRUE(error.starts_with("aumu:None:Vesk: ")) << error;
+}
+
+TEST(ClientPluginHost, a_plugin_that_crashes_or_hangs_is_named_for_what_it_is) {
+  struct Case {
+    const char* chain;
+    Answer answer;
+    Health health;
+  };
+  // In its 50th render: the empty periods by which a start ends are renders too.
+  const Case cases[] = {
+      {"aumu:Bad_:Vesk#0=50", Answer::host_gone, Health::dead},
+      {"aumu:Bad_:Vesk#2=50", Answer::timed_out, Health::hung_blocked},
+      {"aumu:Bad_:Vesk#3=50", Answer::timed_out, Health::hung_spinning},
+  };
+  for (const Mode mode : {Mode::real_time, Mode::offline}) {
+    for (const Case& test : cases) {
+      Options faulty = plugin_options(test.chain, mode);
+      faulty.hang_limit = 100ms;
+      faulty.stop_limit = 200ms;
+      std::string error;
+      auto host = HostProcess::start(faulty, error);
+      ASSERT_NE(host, nullptr) << error;
+      Answer answer = Answer::answered;
+      for (int period = 0; period < 100 && answer == Answer::answered; ++period)
+        answer = host->render(128, period * 128.0, {}, 500ms);
+      EXPECT_EQ(answer, test.answer) << test.chain;
+      EXPECT_EQ(host->diagnose(), test.health) << test.chain;
+#if !defined(VESK_SANITIZER)
+      // A sanitizer reports a crash itself and ends the process in its own way.
+      if (test.health == Health::dead) {
+        EXPECT_EQ(host->obituary(),
+                  "the host was ended by signal 11 (Segmentation fault): plugin host " +
+                      std::string(test.chain) + ": plugin 0 died in render: SIGSEGV");
+      }
+#endif
+    }
+  }
+}
+
+TEST(ClientPluginHost, a_plugin_that_crashes_while_loading_is_named_in_the_error) {
+  std::string error;
+  EXPECT_EQ(HostProcess::start(plugin_options("aumu:Bad_:Vesk#15=1", Mode::offline), error),
+            nullptr);
+  EXPECT_TRUE(error.starts_with("the host did not start: the host ")) << error;
+#if !defined(VESK_SANITIZER)
+  EXPECT_TRUE(error.ends_with("plugin 0 died in load: SIGSEGV")) << error;
+#endif
+}

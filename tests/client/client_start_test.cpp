@@ -1,0 +1,223 @@
+// Starting and stopping: what the parent learns, what it leaves behind, what it refuses.
+#include <dirent.h>
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <pthread.h>
+#include <signal.h>
+#include <sys/mman.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cmath>
+#include <string_view>
+
+#include "tests/client/client_host.hpp"
+
+using namespace vesk::client;
+using namespace vesk::client_test;
+using namespace std::chrono_literals;
+
+namespace {
+
+std::vector<std::string> our_objects() {
+  std::vector<std::string> found;
+  DIR* folder = opendir("/dev/shm");
+  char tag[32];
+  std::snprintf(tag, sizeof tag, "-%x-", static_cast<unsigned>(getpid()));
+  while (const dirent* entry = readdir(folder)) {
+    const std::string name = entry->d_name;
+    if (name.starts_with("vesk-") && name.find(tag) != std::string::npos) found.push_back(name);
+  }
+  closedir(folder);
+  return found;
+}
+
+bool has_line(const std::vector<std::string>& lines, std::string_view part) {
+  return std::any_of(lines.begin(), lines.end(),
+                     [&](const std::string& line) { return line.find(part) != std::string::npos; });
+}
+
+}  // namespace
+
+TEST(ClientStart, a_host_gets_a_clean_process_and_its_figures_come_back) {
+  // What must not be passed on: a blocked signal, an ignored one, an open descriptor.
+  sigset_t mask, before;
+  sigemptyset(&mask);
+  sigaddset(&mask, SIGTERM);
+  pthread_sigmask(SIG_BLOCK, &mask, &before);
+  signal(SIGINT, SIG_IGN);
+  const int leak = fcntl(2, F_DUPFD, 4);
+  std::string error;
+  auto host = HostProcess::start(options("load_ms=20", Mode::real_time), error);
+  ASSERT_NE(host, nullptr) << error;
+  EXPECT_EQ(our_objects().size(), 0u) << "the name outlived the start";
+  EXPECT_GE(host->load_times().ready_ms, 20);
+  EXPECT_GE(host->load_times().listening_ms, host->load_times().ready_ms);
+  EXPECT_EQ(host->load_times().instantiate_ms, 1.5);
+  EXPECT_EQ(host->latency_seconds(), 0.25);
+  EXPECT_TRUE(wait_until([&] { return host->plugin_lines().size() >= 2; }));
+  const auto lines = host->plugin_lines();
+  EXPECT_TRUE(has_line(lines, "arguments 48000 4096 128"));
+  EXPECT_TRUE(has_line(lines, "group 1 policy 0 descriptor3 1 descriptor4 0")) << lines.back();
+  const pid_t pid = host->pid();
+  EXPECT_TRUE(host->stop().orderly());
+  EXPECT_EQ(kill(pid, 0), -1) << "not reaped";
+  EXPECT_EQ(host->obituary(), "the host ended with status 0");
+  close(leak);
+  signal(SIGINT, SIG_DFL);
+  pthread_sigmask(SIG_SETMASK, &before, nullptr);
+}
+
+TEST(ClientStart, offline_hosts_have_no_period_and_no_record) {
+  std::string error;
+  auto host = HostProcess::start(options("x=1"), error);
+  ASSERT_NE(host, nullptr) << error;
+  EXPECT_TRUE(wait_until([&] { return host->plugin_lines().size() >= 2; }));
+  EXPECT_TRUE(has_line(host->plugin_lines(), "arguments 48000 4096 0"));
+  EXPECT_TRUE(has_line(host->plugin_lines(), "descriptor3 0"));
+}
+
+TEST(ClientStart, every_failed_start_has_its_sentence_and_leaves_nothing) {
+  struct Case {
+    const char* commands;
+    const char* program;
+    const char* expected;
+  };
+  const Case cases[] = {
+      {"fail=fake: no such plugin", VESK_FAKE_HOST, "fake: no such plugin"},
+      {"silent=1", VESK_FAKE_HOST, "the host did not start: the host ended with status 3"},
+      {"never_ready=1", VESK_FAKE_HOST, "the host took longer than the limit to load its chain"},
+      {"deaf=1", VESK_FAKE_HOST, "the host loaded its chain but never answered"},
+      {"x=1", "/nowhere/vesk-host", "cannot start /nowhere/vesk-host: No such file or directory"},
+      {"x=1", "/bin/true", "the host did not start: the host ended with status 0, though it was not told to"},
+  };
+  for (const Case& test : cases) {
+    Options start = options(test.commands);
+    start.host_program = test.program;
+    start.start_limit = 300ms;
+    std::string error;
+    EXPECT_EQ(HostProcess::start(start, error), nullptr) << test.commands;
+    EXPECT_EQ(error, test.expected);
+    EXPECT_EQ(our_objects().size(), 0u) << test.commands;
+  }
+  EXPECT_EQ(waitpid(-1, nullptr, WNOHANG), -1) << "a child is left";
+}
+
+TEST(ClientStart, a_render_thread_that_comes_late_is_waited_for) {
+  std::string error;
+  auto host = HostProcess::start(options("late_probe=5"), error);
+  ASSERT_NE(host, nullptr) << error;
+  EXPECT_EQ(host->render(16, 0, {}, 1s), Answer::answered);
+}
+
+TEST(ClientStart, options_out_of_range_are_refused_in_words) {
+  struct Case {
+    double rate;
+    unsigned most, period;
+    const char* chain;
+    const char* expected;
+  };
+  const Case cases[] = {
+      {7999, 64, 64, "x", "a sample rate of 7999 Hz is not between 8000 and 384000"},
+      {std::nan(""), 64, 64, "x", "a sample rate of nan Hz is not between 8000 and 384000"},
+      {48000, 0, 64, "x", "a largest period of 0 frames is not between 1 and 4096"},
+      {48000, 4097, 64, "x", "a largest period of 4097 frames is not between 1 and 4096"},
+      {48000, 64, 65, "x", "a period of 65 frames is not between 1 and the largest, 64"},
+      {48000, 64, 64, "", "the chain names no plugin"},
+  };
+  for (const Case& test : cases) {
+    Options start = options(test.chain, Mode::real_time);
+    start.sample_rate_hz = test.rate;
+    start.max_frames = test.most;
+    start.period_frames = test.period;
+    std::string error;
+    EXPECT_EQ(HostProcess::spawn(start, error), nullptr);
+    EXPECT_EQ(error, test.expected);
+  }
+}
+
+TEST(ClientStart, two_live_hosts_never_share_a_preset) {
+  const std::string chain = "aufx:abcd:abcd#1=2@/tmp/./vesk-client-test.aupreset";
+  std::string error;
+  auto first = HostProcess::start(options(chain), error);
+  ASSERT_NE(first, nullptr) << error;
+  EXPECT_EQ(HostProcess::start(options("x|aufx:abcd:abcd@/tmp/vesk-client-test.aupreset"), error),
+            nullptr);
+  EXPECT_EQ(error, "the preset /tmp/vesk-client-test.aupreset is in use by another plugin");
+  first->stop();
+  EXPECT_NE(HostProcess::start(options(chain), error), nullptr) << error;
+}
+
+TEST(ClientStart, objects_of_dead_parents_are_swept) {
+  // The name this process would use, but of a process that has ended.
+  int ready[2];
+  ASSERT_EQ(pipe(ready), 0);
+  const pid_t parent = fork();
+  if (parent == 0) {
+    std::string error;
+    const auto host = HostProcess::spawn(options("never_ready=1"), error);
+    const char byte = host != nullptr ? 1 : 0;
+    [[maybe_unused]] const auto written = write(ready[1], &byte, 1);
+    raise(SIGKILL);
+  }
+  char byte = 0;
+  ASSERT_EQ(read(ready[0], &byte, 1), 1);
+  ASSERT_EQ(byte, 1);
+  waitpid(parent, nullptr, 0);
+  char tag[32];
+  std::snprintf(tag, sizeof tag, "-%x-", static_cast<unsigned>(parent));
+  const auto left = [&] {
+    bool found = false;
+    DIR* folder = opendir("/dev/shm");
+    while (const dirent* entry = readdir(folder))
+      found |= std::string_view(entry->d_name).find(tag) != std::string_view::npos;
+    closedir(folder);
+    return found;
+  };
+  ASSERT_TRUE(left());
+  std::string error;
+  EXPECT_NE(HostProcess::start(options("x=1"), error), nullptr) << error;
+  EXPECT_FALSE(left());
+  close(ready[0]);
+  close(ready[1]);
+}
+
+TEST(ClientStop, a_host_that_does_not_quit_is_killed_after_the_limit) {
+  Options start = options("stubborn=1");
+  start.stop_limit = 100ms;
+  std::string error;
+  auto host = HostProcess::start(start, error);
+  ASSERT_NE(host, nullptr) << error;
+  const auto before = std::chrono::steady_clock::now();
+  const Ending ending = host->stop();
+  EXPECT_LT(std::chrono::steady_clock::now() - before, 1s);
+  EXPECT_TRUE(ending.killed);
+  EXPECT_EQ(ending.signal, SIGKILL);
+  EXPECT_EQ(host->obituary().substr(0, 52), "the host was killed, as it did not stop in time");
+}
+
+TEST(ClientStop, saving_open_editors_is_given_its_time) {
+  Options start = options("save_ms=700");
+  start.stop_limit = 100ms;
+  std::string error;
+  auto host = HostProcess::start(start, error);
+  ASSERT_NE(host, nullptr) << error;
+  host->open_editor(0, "a");
+  ASSERT_TRUE(host->settle(2s));
+  EXPECT_EQ(host->open_mask(), 1u);
+  EXPECT_TRUE(host->stop().orderly());
+  EXPECT_EQ(host->next_saved_notice(), std::optional<unsigned>(0));
+}
+
+TEST(ClientStop, a_parent_that_ignores_its_children_still_sees_them_end) {
+  signal(SIGCHLD, SIG_IGN);
+  std::string error;
+  auto host = HostProcess::start(options("x=1"), error);
+  ASSERT_NE(host, nullptr) << error;
+  const Ending ending = host->stop();
+  signal(SIGCHLD, SIG_DFL);
+  EXPECT_FALSE(ending.known);
+  EXPECT_FALSE(ending.killed);
+  EXPECT_EQ(host->diagnose(), Health::dead);
+}

@@ -1,0 +1,140 @@
+// The parent's side and the render loop as two threads on one mapping: what ThreadSanitizer cannot
+// see across processes it sees here.
+#include <gtest/gtest.h>
+
+#include <array>
+#include <atomic>
+#include <chrono>
+#include <memory>
+#include <thread>
+
+#include "client/src/period_driver.hpp"
+#include "client/src/request_rings.hpp"
+#include "host/atomics.hpp"
+#include "host/chain.hpp"
+#include "host/render_loop.hpp"
+#include "tests/support/recording_unit.hpp"
+
+using namespace std::chrono_literals;
+using namespace vesk;
+using client::Answer;
+using client::PeriodDriver;
+
+namespace {
+
+constexpr unsigned kFrames = 64;
+
+/// A render thread over a block in this process and the driver of a parent before it.
+class PeriodThreads : public testing::Test {
+ protected:
+  void start(const char* chain_text, bool spins) {
+    std::string error;
+    ASSERT_TRUE(host::load_chain(chain_text, 48000, kFrames, *block_, chain_, error)) << error;
+    block_->open_mask = ~0u;
+    PeriodDriver::Settings settings;
+    settings.max_frames = kFrames;
+    settings.spins = spins;
+    driver_ = std::make_unique<PeriodDriver>(*block_, settings);
+    renderer_ = std::thread(host::render_loop, block_.get(), std::ref(chain_.plugins),
+                            chain_.first_is_effect, 48000.0, kFrames, 0u, nullptr);
+    const auto deadline = std::chrono::steady_clock::now() + 10s;
+    while (!driver_->probe(1ms)) ASSERT_LT(std::chrono::steady_clock::now(), deadline);
+  }
+
+  void TearDown() override {
+    host::store_release(block_->quit, 1);
+    if (renderer_.joinable()) renderer_.join();
+  }
+
+  UnitScript script_;
+  std::unique_ptr<host::Block> block_ = std::make_unique<host::Block>();
+  host::Chain chain_;
+  std::unique_ptr<PeriodDriver> driver_;
+  std::thread renderer_;
+};
+
+}  // namespace
+
+class PeriodThreadsSpin : public PeriodThreads, public testing::WithParamInterface<bool> {};
+INSTANTIATE_TEST_SUITE_P(spin, PeriodThreadsSpin, testing::Bool());
+
+TEST_P(PeriodThreadsSpin, thousands_of_periods_come_back_each_with_its_own_audio) {
+  script_.render = [this](UInt32 frames, AudioBufferList* data) {
+    AudioUnitRenderActionFlags flags = 0;
+    return script_.pull_input(&flags, frames, data);
+  };
+  start(UnitScript::effect, GetParam());
+  const client::MidiEvent note{0x90, 60, 100, 0, kFrames - 1};
+  for (unsigned period = 0; period < 5000; ++period) {
+    for (unsigned i = 0; i < kFrames; ++i) {
+      driver_->input(0)[i] = static_cast<float>(period);
+      driver_->input(1)[i] = static_cast<float>(i);
+    }
+    const unsigned events = period % 3;
+    const client::MidiEvent notes[] = {note, note};
+    ASSERT_EQ(driver_->render(kFrames, period * 64.0, std::span(notes, events), 10s),
+              Answer::answered);
+    ASSERT_EQ(driver_->output(0)[kFrames - 1], static_cast<float>(period));
+    ASSERT_EQ(driver_->output(1)[1], 1.0f);
+  }
+  EXPECT_EQ(driver_->answer_times().periods, 5000u);
+}
+
+TEST_F(PeriodThreads, a_driver_one_period_ahead_never_touches_what_the_host_reads) {
+  start(UnitScript::effect, false);
+  ASSERT_EQ(driver_->request(kFrames, 0, {}), Answer::answered);
+  for (unsigned period = 1; period < 2000; ++period) {
+    ASSERT_EQ(driver_->collect(10s), Answer::answered);
+    driver_->input(0)[0] = driver_->output(0)[0] + 1;
+    ASSERT_EQ(driver_->request(kFrames, period * 64.0, {}), Answer::answered);
+    // Asked while the answer is under way: nothing of it may reach the block.
+    const Answer early = driver_->request(kFrames, -1, {});
+    ASSERT_TRUE(early == Answer::not_sent || early == Answer::answered);
+  }
+  EXPECT_EQ(driver_->collect(10s), Answer::answered);
+}
+
+TEST_F(PeriodThreads, rings_and_periods_run_beside_each_other) {
+  start(UnitScript::effect, false);
+  std::atomic<bool> ends{false};
+  // The host's main loop, as far as the rings go. (The recording unit takes no calls from two
+  // threads.)
+  std::array<float, 8> values{};
+  std::thread main_loop([&] {
+    std::uint32_t read = 0;
+    while (!ends) {
+      for (const std::uint32_t end = host::load_acquire(block_->param_write); read != end; ++read) {
+        const host::ParamChange change = block_->params[read % host::param_slots];
+        values[change.id] = change.value;
+      }
+      host::store_release(block_->open_mask, 0);
+    }
+  });
+  client::RequestRings rings(*block_, 1);
+  std::int64_t now = 0;
+  for (unsigned period = 0; period < 1000; ++period, now += 2'000'000) {
+    rings.set_parameter(0, period % 8, static_cast<float>(period));
+    rings.turn(now);
+    ASSERT_EQ(driver_->render(kFrames, period * 64.0, {}, 10s), Answer::answered);
+  }
+  const auto deadline = std::chrono::steady_clock::now() + 10s;
+  while (!rings.is_settled() && std::chrono::steady_clock::now() < deadline)
+    rings.turn(now += 2'000'000);
+  EXPECT_TRUE(rings.is_settled());
+  ends = true;
+  main_loop.join();
+  for (unsigned id = 0; id < 8; ++id) EXPECT_EQ(values[id], static_cast<float>(992 + id));
+}
+
+TEST_F(PeriodThreads, a_waiting_driver_is_released_when_the_host_is_gone) {
+  start(UnitScript::instrument, false);
+  host::store_release(block_->quit, 1);
+  renderer_.join();
+  ASSERT_EQ(driver_->request(kFrames, 0, {}), Answer::answered);
+  std::thread watcher([&] {
+    std::this_thread::sleep_for(20ms);
+    driver_->mark_gone();
+  });
+  EXPECT_EQ(driver_->collect(30s), Answer::host_gone);
+  watcher.join();
+}

@@ -1,0 +1,193 @@
+// Plugins that misbehave take their host down, or not even that, and never more.
+
+#include <gtest/gtest.h>
+#include <sched.h>
+#include <signal.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cmath>
+#include <fstream>
+#include <map>
+#include <thread>
+
+#include "tests/support/comma_locale.hpp"
+#include "tests/support/raw_host.hpp"
+
+using namespace vesk::host;
+using namespace std::chrono_literals;
+
+namespace {
+
+#if defined(VESK_SANITIZER)
+// A sanitizer reports a crash itself and ends the process in its own way.
+constexpr bool kTellsCrashes = false;
+#else
+constexpr bool kTellsCrashes = true;
+#endif
+
+struct TemporaryFile {
+  TemporaryFile() { close(mkstemp(path)); }
+  ~TemporaryFile() { unlink(path); }
+  char path[32] = "/tmp/vesk-report-XXXXXX";
+
+  /// "name value" lines.
+  std::map<std::string, long> values() const {
+    std::map<std::string, long> result;
+    std::ifstream file(path);
+    std::string name;
+    long value = 0;
+    while (file >> name >> value) result[name] = value;
+    return result;
+  }
+};
+
+TEST(FaultyPlugin, ACrashIsToldInOneLine) {
+  struct Case {
+    const char* chain;
+    const char* environment;
+    int signal;  // 0: it exits
+    const char* line;
+  };
+  const Case cases[] = {
+      {"aumu:Bad_:Vesk#0=3", "VESK_MISBEHAVE=", SIGSEGV, "plugin 0 died in render: SIGSEGV\n"},
+      {"aufx:Gain:Vesk|aufx:Bad_:Vesk#0=1", "VESK_MISBEHAVE=", SIGSEGV,
+       "plugin 1 died in render: SIGSEGV\n"},
+      {"aumu:Bad_:Vesk#27=2", "VESK_MISBEHAVE=", SIGSEGV, "plugin 0 died in render: SIGSEGV\n"},
+      {"aumu:Bad_:Vesk#15=1", "VESK_MISBEHAVE=", SIGSEGV, "plugin 0 died in load: SIGSEGV\n"},
+      {"aumu:Bad_:Vesk", "VESK_MISBEHAVE=crash-in-load=2", SIGSEGV,
+       "plugin 0 died in load: SIGSEGV\n"},
+      {"aumu:Bad_:Vesk#1=2", "VESK_MISBEHAVE=", 0, ""},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.chain);
+    RawHost host({.chain = c.chain, .environment = {c.environment}});
+    if (host.wait_state() == ready)
+      for (int period = 0; period < 100 && !host.has_ended(); ++period)
+        host.serve(16, 16 * period, 100ms);
+    const int status = host.wait_end();
+    if (c.signal == 0) {
+      EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 3) << status;
+    } else if (kTellsCrashes) {
+      EXPECT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == c.signal) << status;
+      EXPECT_EQ(host.standard_error(), std::string("plugin host ") + c.chain + ": " + c.line);
+    } else {
+      EXPECT_NE(status, 0);
+    }
+  }
+}
+
+TEST(FaultyPlugin, AHangInRenderLeavesTheMainThreadAtWork) {
+  // In its 50th render: empty periods are renders too, and some are needed until it listens.
+  for (const char* chain : {"aumu:Bad_:Vesk#2=50", "aumu:Bad_:Vesk#3=50"}) {
+    SCOPED_TRACE(chain);
+    RawHost host({.chain = chain});
+    ASSERT_TRUE(host.wait_listening());
+    int answered = 0;
+    while (answered < 100 && host.serve(16, 16 * answered, 300ms)) ++answered;
+    EXPECT_LT(answered, 50);
+    EXPECT_TRUE(host.wait_turns()) << "parameters and windows are still served";
+    EXPECT_FALSE(host.has_ended());
+  }
+}
+
+TEST(FaultyPlugin, AHangInLoadStaysUnready) {
+  RawHost host({.chain = "aumu:Bad_:Vesk#17=1"});
+  EXPECT_EQ(host.wait_state(300ms), starting);
+  EXPECT_FALSE(host.has_ended());
+}
+
+TEST(FaultyPlugin, AFailedLoadIsToldWithItsStatus) {
+  const std::tuple<const char*, const char*, const char*> cases[] = {
+      {"aumu:Bad_:Vesk#19=1", "", "aumu:Bad_:Vesk: initialize failed (OSStatus -10875)"},
+      {"aumu:Bad_:Vesk", "fail-in-load=2",
+       "aumu:Bad_:Vesk: instantiation failed (OSStatus -10875)"},
+      {"aumu:Asyn:Vesk", "fail-in-load=2",
+       "aumu:Asyn:Vesk: instantiation failed (OSStatus -10875)"},
+      {"aumu:Bad_:Vesk", "refuse-stream-format",
+       "aumu:Bad_:Vesk: stream format rejected (OSStatus -10868)"},
+      {"aufx:Bad_:Vesk", "refuse-render-callback",
+       "aufx:Bad_:Vesk: effect input rejected (OSStatus -10879)"},
+  };
+  for (const auto& [chain, commands, error] : cases) {
+    SCOPED_TRACE(error);
+    RawHost host({.chain = chain, .environment = {std::string("VESK_MISBEHAVE=") + commands}});
+    EXPECT_EQ(host.wait_state(), failed);
+    EXPECT_EQ(host.block().error, std::string(error));
+  }
+}
+
+TEST(FaultyPlugin, WhatItRefusesNeedNotFailTheLoad) {
+  RawHost host({.chain = "aumu:Bad_:Vesk#25=10|aumf:none:Here",
+                .environment = {"VESK_MISBEHAVE=refuse-max-frames=1,refuse-latency=1"}});
+  EXPECT_EQ(host.wait_state(), failed) << "the second element";
+  EXPECT_EQ(host.block().latency_seconds_total, 0) << "not reported";
+  RawHost telling({.chain = "aumu:Bad_:Vesk#25=10"});
+  EXPECT_EQ(telling.wait_state(), ready);
+  EXPECT_NEAR(telling.block().latency_seconds_total, 0.01, 1e-6);
+}
+
+TEST(FaultyPlugin, AFailedRenderSilencesThePluginAlone) {
+  RawHost host({.chain = "aufx:Bad_:Vesk#10=3|aufx:Gain:Vesk#0=0.5"});
+  ASSERT_TRUE(host.wait_listening());
+  for (int period = 0; period < 6; ++period) {
+    std::fill_n(host.block().input_left, 16, 1.0f);
+    ASSERT_TRUE(host.serve(16, 16 * period));
+    EXPECT_EQ(host.block().output_left[15], 0.5f) << "its input passes through";
+  }
+  EXPECT_TRUE(host.stop());
+}
+
+TEST(FaultyPlugin, WhatIsNoNumberPasses) {
+  RawHost host({.chain = "aumu:Bad_:Vesk#7=1|aufx:Gain:Vesk"});
+  ASSERT_TRUE(host.wait_listening());
+  ASSERT_TRUE(host.serve(16));
+  EXPECT_TRUE(std::isnan(host.block().output_left[15]));
+  EXPECT_TRUE(host.serve(16, 16));
+}
+
+TEST(FaultyPlugin, AMuchPrintingOneLoads) {
+  RawHost host({.chain = "aumu:Bad_:Vesk#14=300"});
+  EXPECT_TRUE(host.wait_listening());
+  EXPECT_GE(host.standard_error().size(), 300u * 1024);
+}
+
+TEST(FaultyPlugin, ACommaLocaleSpoilsNoNumber) {
+  const vesk::tests::CommaLocale locale;
+  if (!locale.is_there()) GTEST_SKIP() << "nothing to make a comma locale from";
+  RawHost host(
+      {.chain = "aufx:Bad_:Vesk#13=1|aufx:Gain:Vesk#0=0.5", .environment = {locale.place()}});
+  EXPECT_TRUE(host.wait_listening()) << host.block().error;
+  std::fill_n(host.block().input_left, 4, 1.0f);
+  EXPECT_TRUE(host.serve(4));
+  EXPECT_EQ(host.block().output_left[3], 0.5f);
+}
+
+// Starting a thread is nothing for a render thread to do, and RealtimeSanitizer ends it for that.
+#if !__has_feature(realtime_sanitizer)
+TEST(FaultyPlugin, ThreadsItStartsInRenderAreOrdinary) {
+  const TemporaryFile report;
+  cpu_set_t cpus;
+  sched_getaffinity(0, sizeof cpus, &cpus);
+  RawHost host({.chain = "aumu:Bad_:Vesk#12=2",
+                .period_frames = "128",
+                .environment = {std::string("VESK_MISBEHAVE_REPORT=") + report.path}});
+  ASSERT_TRUE(host.wait_listening());
+  for (int period = 0; period < 4; ++period) ASSERT_TRUE(host.serve(16, 16 * period));
+  std::this_thread::sleep_for(100ms);
+  ASSERT_TRUE(host.stop());
+  auto values = report.values();
+  EXPECT_EQ(values.at("thread_policy"), SCHED_OTHER);
+  EXPECT_EQ(values.at("thread_cpus"), CPU_COUNT(&cpus));
+  EXPECT_EQ(values.at("flushes_denormals"), 1);
+}
+
+#endif
+
+TEST(FaultyPlugin, AnAsynchronousOneLoadsWhenItCompletes) {
+  RawHost host({.chain = "aumu:Asyn:Vesk", .environment = {"VESK_MISBEHAVE=delay-in-open=200"}});
+  ASSERT_TRUE(host.wait_listening()) << host.block().error;
+  EXPECT_GE(host.block().instantiate_ms_total, 200);
+}
+
+}  // namespace

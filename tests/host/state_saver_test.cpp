@@ -1,0 +1,120 @@
+#include "host/state_saver.hpp"
+
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <filesystem>
+#include <fstream>
+
+#include "tests/support/recording_unit.hpp"
+
+namespace vesk::host {
+namespace {
+
+namespace fs = std::filesystem;
+
+class StateSaverTest : public testing::Test {
+ protected:
+  void SetUp() override {
+    char pattern[] = "/tmp/vesk-state-XXXXXX";
+    folder_ = mkdtemp(pattern);
+    preset_ = folder_ / "p.aupreset";
+    const std::string unit = UnitScript::instrument;
+    std::string error;
+    ASSERT_TRUE(load_chain(unit + "@" + preset_.string(), 48000, 64, *block_, chain_, error));
+  }
+  void TearDown() override { fs::remove_all(folder_); }
+
+  std::string content() const {
+    std::ifstream file(preset_, std::ios::binary);
+    return {std::istreambuf_iterator<char>(file), {}};
+  }
+
+  UnitScript script_;
+  std::unique_ptr<Block> block_ = std::make_unique<Block>();
+  Chain chain_;
+  fs::path folder_, preset_;
+  StateSaver saver_{block_.get(), &chain_.plugins};
+};
+
+TEST_F(StateSaverTest, WritesWhatChangedSinceTheBaseline) {
+  saver_.capture_baseline(0);
+  saver_.save(0);
+  EXPECT_FALSE(fs::exists(preset_)) << "nothing has changed";
+
+  script_.state_text = "one";
+  saver_.capture_baseline(0);
+  saver_.save(0);
+  saver_.save(0);
+  EXPECT_NE(content().find("one"), std::string::npos);
+  EXPECT_EQ(load_acquire(block_->saved_write), 1u);
+
+  script_.state_text = "two";
+  saver_.save(0);
+  EXPECT_NE(content().find("two"), std::string::npos);
+  EXPECT_EQ(load_acquire(block_->saved_write), 2u);
+  EXPECT_FALSE(fs::exists(preset_.string() + ".saving"));
+}
+
+TEST_F(StateSaverTest, NoticesWrapAroundTheRing) {
+  store_release(block_->saved_write, 4294967295u);
+  block_->saved[15] = 99;
+  script_.state_text = "wrapped";
+  saver_.save(0);
+  EXPECT_EQ(block_->saved[15], 0u);
+  EXPECT_EQ(load_acquire(block_->saved_write), 0u);
+}
+
+TEST_F(StateSaverTest, LeavesOthersAlone) {
+  std::string error;
+  ASSERT_TRUE(load_chain(UnitScript::effect, 48000, 64, *block_, chain_, error));
+  saver_.save(1);  // names no preset file
+  script_.class_info_get_status = kAudioUnitErr_InvalidProperty;
+  saver_.save(0);  // its state cannot be captured
+  EXPECT_TRUE(fs::is_empty(folder_));
+  EXPECT_EQ(load_acquire(block_->saved_write), 0u);
+}
+
+TEST_F(StateSaverTest, AFullDiskKeepsTheOldFileAndIsTriedAgain) {
+  script_.state_text = "old";
+  saver_.save(0);
+  const std::string old = content();
+  // The temporary file is a device that takes nothing.
+  const std::string temporary = preset_.string() + ".saving";
+  fs::create_symlink("/dev/full", temporary);
+  script_.state_text = "new";
+  for (int attempt = 0; attempt < 2; ++attempt) {
+    testing::internal::CaptureStderr();
+    saver_.save(0);
+    EXPECT_EQ(testing::internal::GetCapturedStderr(),
+              "plugin host: could not save state to " + preset_.string() + "\n");
+    EXPECT_EQ(content(), old);
+  }
+  EXPECT_EQ(load_acquire(block_->saved_write), 1u);
+  fs::remove(temporary);
+  saver_.save(0);
+  EXPECT_NE(content().find("new"), std::string::npos);
+}
+
+TEST_F(StateSaverTest, AFolderThatIsGoneIsTold) {
+  fs::remove_all(folder_);
+  script_.state_text = "new";
+  testing::internal::CaptureStderr();
+  saver_.save(0);
+  EXPECT_EQ(testing::internal::GetCapturedStderr(),
+            "plugin host: could not save state to " + preset_.string() + "\n");
+}
+
+TEST_F(StateSaverTest, ARefusedRenameIsTriedAgain) {
+  fs::create_directory(preset_);
+  script_.state_text = "new";
+  saver_.save(0);
+  EXPECT_EQ(load_acquire(block_->saved_write), 0u);
+  fs::remove(preset_);
+  saver_.save(0);
+  EXPECT_EQ(load_acquire(block_->saved_write), 1u);
+}
+
+}  // namespace
+}  // namespace vesk::host

@@ -1,0 +1,233 @@
+// Plugins' own interfaces in a host process, used with real pointer events from another process.
+
+#include <gtest/gtest.h>
+#include <stdlib.h>
+
+#include <cmath>
+#include <fstream>
+#include <thread>
+
+#include "components/lv2/catalogue/component_code.hpp"
+#include "tests/support/display.hpp"
+#include "tests/support/empty_preset.hpp"
+#include "tests/support/raw_host.hpp"
+#include "tests/support/scratch_folder.hpp"
+#include "tests/support/wait_until.hpp"
+
+using namespace vesk::host;
+using namespace vesk::tests;
+using namespace std::chrono_literals;
+
+namespace {
+
+// The keys of the test's interface and what is beside them (see lv2/knob_ui.c).
+constexpr int kWidth = 240;
+constexpr int kHeight = 160;
+constexpr int kKeys = 120;
+enum Key { kAsk = 30, kReportOwn = 90, kReportHalf = 150, kGrow = 210, kThrow = 270 };
+constexpr const char* kUri = "urn:vesk:test:knob";
+constexpr const char* kGlUri = "urn:vesk:test:gl-knob";
+constexpr float kOwnDefault = 0.125f;
+constexpr std::uint32_t kLevel = 4;
+
+std::string knob_chain(const std::string& preset, const char* uri) {
+  return "aumu:" + vesk::lv2::code_text(vesk::lv2::primary_code(uri)) + ":LV2_" +
+         (preset.empty() ? "" : "@" + preset);
+}
+
+/// A host that plays the knob, with its editor on screen.
+class KnobHost {
+ public:
+  explicit KnobHost(const std::string& preset = {}, const char* uri = kUri)
+      : host({.chain = knob_chain(preset, uri)}) {}
+
+  void open() {
+    ASSERT_TRUE(host.wait_listening()) << host.block().error << host.standard_error();
+    host.ask_window(WindowRequest::open, 0, "Knob");
+    ASSERT_TRUE(host.wait_open(1)) << host.standard_error();
+    const auto found = find_window("Knob");
+    ASSERT_TRUE(found);
+    window = *found;
+    // For the interface to be drawn and told its values.
+    serve();
+    std::this_thread::sleep_for(150ms);
+  }
+  void close() {
+    click_close_box(window);
+    EXPECT_TRUE(host.wait_open(0));
+    EXPECT_TRUE(host.wait_turns());
+  }
+  bool serve() { return host.serve(64); }
+  float level() { return serve() ? host.block().output_left[63] : -1; }
+  float report() { return serve() ? host.block().output_right[63] : -1; }
+  bool wait_level(float value) {
+    return wait_until([&] { return std::abs(level() - value) < 0.01f; });
+  }
+  bool wait_report(float value) {
+    return wait_until([&] { return std::abs(report() - value) < 0.005f; });
+  }
+
+  RawHost host;
+  WindowPlace window;
+};
+
+class Lv2Editor : public testing::Test {
+ public:
+  static void SetUpTestSuite() {
+    setenv("LV2_PATH", VESK_TEST_LV2, 1);
+    setenv("XDG_CACHE_HOME", VESK_TEST_CACHE, 1);
+  }
+
+ protected:
+  VirtualDisplay display_;
+  ScratchFolder folder_;
+  const std::string preset_ = folder_ / "knob.aupreset";
+};
+
+std::string content_of(const std::string& path) {
+  std::ifstream file(path);
+  return {std::istreambuf_iterator<char>(file), {}};
+}
+
+TEST_F(Lv2Editor, ATurnedKnobIsHeardSavedAndRestored) {
+  write_empty_preset(preset_, 'aumu', vesk::lv2::primary_code(kUri), 'LV2_');
+  {
+    KnobHost knob(preset_);
+    knob.open();
+    EXPECT_EQ(view_width(knob.window), kWidth);
+    EXPECT_EQ(view_height(knob.window), kHeight);
+    click(knob.window, 180, 40);
+    EXPECT_TRUE(knob.wait_level(0.75f)) << knob.level();
+    EXPECT_EQ(knob.host.block().saved_write, 0u);
+    knob.close();
+    EXPECT_EQ(knob.host.block().saved_write, 1u);
+    EXPECT_TRUE(knob.host.stop());
+  }
+  KnobHost next(preset_);
+  ASSERT_TRUE(next.host.wait_listening());
+  EXPECT_TRUE(next.wait_level(0.75f)) << next.level();
+  EXPECT_TRUE(next.host.stop());
+}
+
+// The interface sets a control of its own accord while it opens.
+TEST_F(Lv2Editor, WhatAnInterfaceSetsByItselfIsNoEdit) {
+  write_empty_preset(preset_, 'aumu', vesk::lv2::primary_code(kUri), 'LV2_');
+  const std::string before = content_of(preset_);
+  KnobHost knob(preset_);
+  knob.open();
+  // A press beside the view is none in it.
+  click(knob.window, kWidth / 2, -11);
+  knob.close();
+  EXPECT_EQ(knob.host.block().saved_write, 0u);
+  EXPECT_EQ(content_of(preset_), before);
+  knob.open();
+  // And it has been told what the control really is.
+  click(knob.window, kReportOwn, kKeys);
+  EXPECT_TRUE(knob.wait_report(kOwnDefault)) << knob.report();
+  EXPECT_TRUE(knob.host.stop());
+}
+
+TEST_F(Lv2Editor, TheInterfaceHearsOfChangesMadeElsewhere) {
+  KnobHost knob;
+  knob.open();
+  knob.host.set_parameter(0, kLevel, 0.5f);
+  EXPECT_TRUE(knob.wait_level(0.5f));
+  std::this_thread::sleep_for(100ms);
+  click(knob.window, kReportHalf, kKeys);
+  EXPECT_TRUE(knob.wait_report(0.25f)) << knob.report();
+  EXPECT_TRUE(knob.host.stop());
+}
+
+TEST_F(Lv2Editor, AtomsGoToThePluginAndBack) {
+  KnobHost knob;
+  knob.open();
+  click(knob.window, kAsk, kKeys);
+  EXPECT_TRUE(knob.wait_report(0.42f)) << knob.report();
+  EXPECT_TRUE(knob.host.stop());
+}
+
+TEST_F(Lv2Editor, TheWindowFollowsTheInterfacesSize) {
+  KnobHost knob;
+  knob.open();
+  click(knob.window, kGrow, kKeys);
+  EXPECT_TRUE(wait_until([&] {
+    const auto grown = look_for_window("Knob");
+    return grown && view_width(*grown) == 300 && view_height(*grown) == 190;
+  }));
+  const auto grown = look_for_window("Knob");
+  ASSERT_TRUE(grown);
+  EXPECT_EQ(grown->x, knob.window.x);
+  EXPECT_EQ(grown->y, knob.window.y);
+  // What it draws in is as large.
+  click(*grown, 285, 40);
+  EXPECT_TRUE(knob.wait_level(0.95f)) << knob.level();
+  EXPECT_TRUE(knob.host.stop());
+}
+
+TEST_F(Lv2Editor, WhatAnInterfaceThrowsClosesItsEditorAlone) {
+  write_empty_preset(preset_, 'aumu', vesk::lv2::primary_code(kUri), 'LV2_');
+  KnobHost knob(preset_);
+  knob.open();
+  click(knob.window, 120, 40);
+  EXPECT_TRUE(knob.wait_level(0.5f)) << knob.level();
+  click(knob.window, kGrow, kKeys);
+  const auto grown = [&] {
+    const auto window = look_for_window("Knob");
+    return window && view_width(*window) == 300;
+  };
+  ASSERT_TRUE(wait_until(grown));
+  click(knob.window, kThrow, kKeys);
+  EXPECT_TRUE(knob.host.wait_open(0));
+  EXPECT_TRUE(wait_until([&] { return knob.host.block().saved_write == 1; }));
+  EXPECT_TRUE(knob.wait_level(0.5f));
+  EXPECT_TRUE(knob.host.stop());
+  EXPECT_NE(knob.host.standard_error().find(": editor of plugin 0 failed: pressed in vain\n"),
+            std::string::npos)
+      << knob.host.standard_error();
+}
+
+// The interface makes an X error at each opening, too.
+TEST_F(Lv2Editor, OpensAgainAndAgain) {
+  KnobHost knob;
+  for (int opening = 0; opening < 5; ++opening) {
+    SCOPED_TRACE(opening);
+    const float level = 0.2f + 0.1f * static_cast<float>(opening);
+    knob.open();
+    click(knob.window, static_cast<int>(level * kWidth), 40);
+    EXPECT_TRUE(knob.wait_level(level)) << knob.level();
+    knob.close();
+  }
+  EXPECT_TRUE(knob.host.stop());
+  EXPECT_EQ(knob.host.standard_error().find("editor"), std::string::npos)
+      << knob.host.standard_error();
+}
+
+// The interface has a connection of its own, whose loss ends a process.
+TEST_F(Lv2Editor, AServerThatGoesAwayTakesTheEditorAndNotTheHost) {
+  write_empty_preset(preset_, 'aumu', vesk::lv2::primary_code(kUri), 'LV2_');
+  KnobHost knob(preset_);
+  knob.open();
+  click(knob.window, 120, 40);
+  EXPECT_TRUE(knob.wait_level(0.5f)) << knob.level();
+  display_.kill();
+  EXPECT_TRUE(knob.host.wait_open(0));
+  EXPECT_TRUE(wait_until([&] { return knob.host.block().saved_write == 1; }));
+  EXPECT_TRUE(knob.wait_level(0.5f));
+  EXPECT_TRUE(knob.host.stop());
+}
+
+// Most interfaces that draw with OpenGL crash where there is none.
+TEST(Lv2EditorOnADisplay, OpenGlInterfacesAreShownWhereThereIsOpenGl) {
+  Lv2Editor::SetUpTestSuite();
+  for (const bool has_gl : {true, false}) {
+    SCOPED_TRACE(has_gl);
+    const VirtualDisplay display(has_gl);
+    KnobHost knob({}, kGlUri);
+    knob.open();
+    // Without it there is the panel, which is wider.
+    EXPECT_EQ(view_width(knob.window) == kWidth, has_gl) << view_width(knob.window);
+    EXPECT_TRUE(knob.host.stop());
+  }
+}
+
+}  // namespace

@@ -1,0 +1,245 @@
+// Units around LV2 plugins, through the public Audio Unit calls: sound and events.
+
+#include <CoreFoundation/CoreFoundation.h>
+#include <dlfcn.h>
+
+#include <algorithm>
+#include <cmath>
+
+#include "tests/lv2/lv2_unit.hpp"
+#include "tests/support/reference_plugin.hpp"
+
+using namespace vesk::tests;
+using BarePlugin = vesk::reference::ReferencePlugin;
+
+namespace {
+
+constexpr const char* kPiano = "http://drobilla.net/plugins/mda/EPiano";
+constexpr const char* kAmbience = "http://drobilla.net/plugins/mda/Ambience";
+constexpr const char* kAmp = "http://lv2plug.in/plugins/eg-amp";
+
+class Lilv {
+ public:
+  Lilv() { lilv_world_load_all(world_.get()); }
+  std::unique_ptr<BarePlugin> load(const char* uri) {
+    return BarePlugin::load(world_.get(), uri, kRate, kFrames);
+  }
+
+ private:
+  std::unique_ptr<LilvWorld, decltype(&lilv_world_free)> world_{lilv_world_new(), lilv_world_free};
+};
+
+float peak_of(const std::vector<float>& samples) {
+  float peak = 0;
+  for (const float sample : samples) peak = std::max(peak, std::fabs(sample));
+  return peak;
+}
+
+TEST(Lv2UnitSound, AnInstrumentIsBitEqualToTheBarePlugin) {
+  Lv2Unit unit(kPiano);
+  ASSERT_TRUE(unit.initialize());
+  Lilv lilv;
+  const auto bare = lilv.load(kPiano);
+  ASSERT_TRUE(bare);
+  float peak = 0;
+  for (UInt32 period = 0; period < 200; ++period) {
+    std::vector<vesk::host::MidiEvent> events;
+    const auto key = static_cast<std::uint8_t>(40 + period % 40);
+    if (period % 10 == 0) events = {{0x90, key, 100, 0, 0}, {0x90, 90, 50, 0, 127}};
+    if (period % 10 == 6) events = {{0x80, 90, 0, 0, 5}, {0xb0, 64, 127, 0, 64}};
+    for (const auto& event : events) {
+      unit.midi(event.status, event.data1, event.data2, event.offset);
+    }
+    ASSERT_EQ(unit.render(), noErr);
+    bare->run(kFrames, events);
+    for (int channel = 0; channel < 2; ++channel) {
+      for (UInt32 i = 0; i < kFrames; ++i) {
+        ASSERT_EQ(unit.output[channel][i], bare->output[channel][i]) << period << ", " << i;
+      }
+    }
+    peak = std::max(peak, peak_of(unit.output[0]));
+  }
+  EXPECT_GT(peak, 0.01f);
+}
+
+TEST(Lv2UnitSound, AnEffectIsBitEqualToTheBarePlugin) {
+  Lv2Unit unit(kAmbience);
+  ASSERT_TRUE(unit.initialize());
+  Lilv lilv;
+  const auto bare = lilv.load(kAmbience);
+  ASSERT_TRUE(bare);
+  for (UInt32 period = 0; period < 60; ++period) {
+    for (UInt32 channel = 0; channel < 2; ++channel) {
+      unit.input[channel] = noise(period * 2 + channel);
+      bare->input[channel] = unit.input[channel];
+    }
+    ASSERT_EQ(unit.render(), noErr);
+    bare->run(kFrames, {});
+    ASSERT_EQ(unit.output[0], bare->output[0]) << period;
+    ASSERT_EQ(unit.output[1], bare->output[1]) << period;
+  }
+}
+
+TEST(Lv2UnitSound, AOneChannelPluginTakesEachSideForItself) {
+  Lv2Unit unit(kAmp);
+  ASSERT_EQ(unit.set("gain", 6.0f), noErr);
+  ASSERT_TRUE(unit.initialize());
+  unit.input[0] = noise(1);
+  unit.input[1] = noise(2);
+  ASSERT_EQ(unit.render(), noErr);
+  const float gain = std::pow(10.0f, 6.0f * 0.05f);
+  for (int side = 0; side < 2; ++side) {
+    for (UInt32 i = 0; i < kFrames; ++i) {
+      ASSERT_FLOAT_EQ(unit.output[side][i], unit.input[side][i] * gain) << side << ", " << i;
+    }
+  }
+}
+
+TEST(Lv2UnitSound, TheSideInputOfAnEffectIsSilent) {
+  Lv2Unit unit("urn:vesk:test:mono");
+  ASSERT_TRUE(unit.initialize());
+  unit.input[0] = noise(3);
+  unit.input[1] = noise(4);
+  ASSERT_EQ(unit.set("gain", 2.0f), noErr);
+  ASSERT_EQ(unit.render(), noErr);
+  for (int side = 0; side < 2; ++side) {
+    for (UInt32 i = 0; i < kFrames; ++i) {
+      ASSERT_EQ(unit.output[side][i], unit.input[side][i] * 2) << side << ", " << i;
+    }
+  }
+}
+
+TEST(Lv2UnitSound, TheCallersInputIsReadWhereItLies) {
+  Lv2Unit unit("urn:vesk:test:mono");
+  ASSERT_TRUE(unit.initialize());
+  ASSERT_EQ(unit.render(), noErr);
+  void* library = dlopen(unit.plugin().library.c_str(), RTLD_NOW | RTLD_NOLOAD);
+  ASSERT_NE(library, nullptr);
+  auto* seen = static_cast<const void**>(dlsym(library, "test_mono_last_inputs"));
+  ASSERT_NE(seen, nullptr);
+  EXPECT_EQ(seen[0], unit.input[0].data());
+  EXPECT_EQ(seen[1], unit.input[1].data());
+  // Where the caller renders in place, the plugin must not.
+  unit.input[0] = noise(5);
+  unit.input[1] = noise(6);
+  const std::vector<float> given[2] = {unit.input[0], unit.input[1]};
+  unit.output[0] = unit.input[0];
+  unit.output[1] = unit.input[1];
+  unit.supply = [&](AudioUnitRenderActionFlags*, AudioBufferList* data) -> OSStatus {
+    data->mBuffers[0].mData = unit.output[0].data();
+    data->mBuffers[1].mData = unit.output[1].data();
+    return noErr;
+  };
+  ASSERT_EQ(unit.render(), noErr);
+  EXPECT_EQ(unit.output[0], given[0]);
+  EXPECT_EQ(unit.output[1], given[1]);
+  dlclose(library);
+}
+
+TEST(Lv2UnitSound, AConnectedUnitIsTheInput) {
+  Lv2Unit source("urn:vesk:test:events");
+  Lv2Unit effect("urn:vesk:test:mono");
+  ASSERT_TRUE(source.initialize());
+  const AudioUnitConnection connection{source.unit(), 0, 0};
+  ASSERT_EQ(
+      effect.set_property(kAudioUnitProperty_MakeConnection, connection, kAudioUnitScope_Input),
+      noErr);
+  ASSERT_TRUE(effect.initialize());
+  source.midi(0x90, 64, 32, 17);
+  ASSERT_EQ(effect.render(), noErr);
+  EXPECT_EQ(effect.output[0][17], 0.5f);
+  EXPECT_EQ(effect.output[1][17], 0.25f);
+}
+
+TEST(Lv2UnitEvents, KeepTheirFrameAndOrder) {
+  Lv2Unit unit("urn:vesk:test:events");
+  ASSERT_TRUE(unit.initialize());
+  unit.midi(0x90, 10, 1, 100);
+  unit.midi(0x90, 20, 2, 3);
+  unit.midi(0x90, 30, 3, 100);
+  unit.midi(0x90, 40, 4, 5000);  // beyond the period: at its end
+  unit.midi(0xc0, 1, 0, 50);     // two bytes
+  unit.midi(0xff, 0, 0, 0);      // no message at all
+  const UInt8 sysex[] = {0xf0, 1, 2, 3, 4, 0xf7};
+  EXPECT_EQ(MusicDeviceSysEx(unit.unit(), sysex, sizeof sysex), noErr);
+  ASSERT_EQ(unit.render(), noErr);
+  EXPECT_EQ(unit.output[0][3], 20.0f / 128);
+  EXPECT_EQ(unit.output[0][100], 40.0f / 128);
+  EXPECT_EQ(unit.output[1][100], 4.0f / 128);
+  EXPECT_EQ(unit.output[0][127], 40.0f / 128);
+  EXPECT_EQ(unit.get("other"), 8.0f);
+  EXPECT_EQ(unit.get("disorder"), 0.0f);
+  ASSERT_EQ(unit.render(), noErr);
+  EXPECT_EQ(peak_of(unit.output[0]), 0.0f) << "an event is played once";
+}
+
+TEST(Lv2UnitEvents, AFloodIsPlayedOrRefusedAndLeavesOrder) {
+  Lv2Unit unit("urn:vesk:test:events");
+  ASSERT_TRUE(unit.initialize());
+  int refused = 0;
+  for (UInt32 i = 0; i < 10'000; ++i) {
+    refused += MusicDeviceMIDIEvent(unit.unit(), 0x90, 1, 1, i % kFrames) != noErr;
+  }
+  EXPECT_GT(refused, 0);
+  ASSERT_EQ(unit.render(), noErr);
+  EXPECT_EQ(unit.get("disorder"), 0.0f);
+  unit.midi(0x90, 64, 64, 9);
+  ASSERT_EQ(unit.render(), noErr);
+  EXPECT_EQ(unit.output[0][9], 0.5f);
+}
+
+TEST(Lv2UnitEvents, APositionIsToldAtTheStartAndAfterAJump) {
+  Lv2Unit unit("urn:vesk:test:events");
+  ASSERT_TRUE(unit.initialize());
+  unit.sample_time = 4096;
+  for (int i = 0; i < 3; ++i) ASSERT_EQ(unit.render(), noErr);
+  EXPECT_EQ(unit.get("positions"), 1.0f);
+  EXPECT_EQ(unit.get("frame"), 4096.0f);
+  unit.sample_time = 0;
+  for (int i = 0; i < 3; ++i) ASSERT_EQ(unit.render(), noErr);
+  EXPECT_EQ(unit.get("positions"), 2.0f);
+  EXPECT_EQ(unit.get("frame"), 0.0f);
+}
+
+TEST(Lv2UnitEvents, NotesAreStartedAndStoppedById) {
+  Lv2Unit unit("urn:vesk:test:events");
+  ASSERT_TRUE(unit.initialize());
+  const MusicDeviceNoteParams note{2, 64, 32, {}};
+  NoteInstanceID id = 0;
+  ASSERT_EQ(
+      MusicDeviceStartNote(unit.unit(), kMusicNoteEvent_UseGroupInstrument, 3, &id, 11, &note),
+      noErr);
+  EXPECT_NE(id, 0u);
+  ASSERT_EQ(unit.render(), noErr);
+  EXPECT_EQ(unit.output[0][11], 0.5f);
+  EXPECT_EQ(unit.output[1][11], 0.25f);
+  ASSERT_EQ(MusicDeviceStopNote(unit.unit(), 3, id, 0), noErr);
+  ASSERT_EQ(unit.render(), noErr);
+  EXPECT_EQ(unit.get("other"), 3.0f);
+}
+
+TEST(Lv2UnitSound, RenderIsObservedBeforeAndAfter) {
+  Lv2Unit unit("urn:vesk:test:events");
+  ASSERT_TRUE(unit.initialize());
+  static std::vector<AudioUnitRenderActionFlags> seen;
+  seen.clear();
+  seen.reserve(8);  // the callbacks run in real time
+  const auto observe = [](void*, AudioUnitRenderActionFlags* flags, const AudioTimeStamp*, UInt32,
+                          UInt32, AudioBufferList*) -> OSStatus {
+    seen.push_back(*flags);
+    return noErr;
+  };
+  // A test's observer may allocate.
+  const auto callback = (AURenderCallback)(+observe);
+  for (int i = 0; i < 2; ++i) {
+    ASSERT_EQ(AudioUnitAddRenderNotify(unit.unit(), callback, nullptr), noErr);
+  }
+  ASSERT_EQ(unit.render(), noErr);
+  EXPECT_EQ(seen, (std::vector<AudioUnitRenderActionFlags>{kAudioUnitRenderAction_PreRender,
+                                                           kAudioUnitRenderAction_PostRender}));
+  ASSERT_EQ(AudioUnitRemoveRenderNotify(unit.unit(), callback, nullptr), noErr);
+  ASSERT_EQ(unit.render(), noErr);
+  EXPECT_EQ(seen.size(), 2u);
+}
+
+}  // namespace

@@ -1,0 +1,189 @@
+// Units around LV2 plugins with several threads at them: work beside rendering, presets and
+// parameters that change while a period is under way.
+
+#include <CoreFoundation/CoreFoundation.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <set>
+#include <thread>
+
+#include "components/lv2/unit/cf_object.hpp"
+#include "components/lv2/instance/message_ring.hpp"
+#include "components/lv2/instance/urid_map.hpp"
+#include "tests/lv2/lv2_unit.hpp"
+
+using namespace vesk::tests;
+using vesk::lv2::CfObject;
+using vesk::lv2::MessageRing;
+
+namespace {
+
+TEST(Lv2UnitWorker, AnswersArriveWithoutHoldingUpTheRender) {
+  Lv2Unit unit("urn:vesk:test:worker");
+  ASSERT_TRUE(unit.initialize());
+  unit.midi(0x90, 64, 1, 0);
+  ASSERT_EQ(unit.render(), noErr);
+  EXPECT_EQ(unit.output[0][0], 0.0f);
+  for (int i = 0; i < 2000 && unit.output[0][0] == 0; ++i) {
+    usleep(1000);
+    ASSERT_EQ(unit.render(), noErr);
+  }
+  EXPECT_EQ(unit.output[0][0], 0.5f);
+  EXPECT_EQ(unit.get("faults"), 0.0f);
+}
+
+TEST(Lv2UnitWorker, RenderingOfflineDoesNotDependOnTheWorkersSpeed) {
+  Lv2Unit unit("urn:vesk:test:worker");
+  ASSERT_EQ(unit.set_property(kAudioUnitProperty_OfflineRender, UInt32{1}), noErr);
+  ASSERT_TRUE(unit.initialize());
+  for (UInt32 key = 1; key < 100; ++key) {
+    unit.midi(0x90, key, 1, 0);
+    ASSERT_EQ(unit.render(), noErr);
+    ASSERT_EQ(unit.render(), noErr);  // the answer is handed over at the end of this one
+    ASSERT_EQ(unit.render(), noErr);
+    ASSERT_EQ(unit.output[0][0], static_cast<float>(key) / 128);
+  }
+  EXPECT_EQ(unit.get("faults"), 0.0f);
+}
+
+TEST(Lv2UnitWorker, UnitsEndWhileWorkIsUnderWay) {
+  for (int i = 0; i < 20; ++i) {
+    Lv2Unit unit("urn:vesk:test:worker");
+    ASSERT_TRUE(unit.initialize());
+    for (UInt32 key = 0; key < 50; ++key) unit.midi(0x90, key, 1, 0);
+    ASSERT_EQ(unit.render(), noErr);
+  }
+}
+
+/// Renders on a thread of its own until told to stop.
+class Renderer {
+ public:
+  explicit Renderer(Lv2Unit& unit)
+      : thread_([this, &unit] {
+          while (!stop_.load(std::memory_order_relaxed)) {
+            if (unit.render() != noErr) ++failures_;
+            last_.store(unit.output[0][0], std::memory_order_relaxed);
+            if (unit.output[0][0] != unit.output[0][kFrames - 1]) ++torn_;
+            ++periods_;
+          }
+        }) {}
+  ~Renderer() {
+    stop_ = true;
+    thread_.join();
+  }
+  void wait_for_a_period() const {
+    const int before = periods_;
+    while (periods_ < before + 2) std::this_thread::yield();
+  }
+  std::atomic<int> periods_{0}, failures_{0}, torn_{0};
+  std::atomic<float> last_{0};
+
+ private:
+  std::atomic<bool> stop_{false};
+  std::thread thread_;
+};
+
+TEST(Lv2UnitThreads, AStateIsExchangedBetweenPeriods) {
+  Lv2Unit unit("urn:vesk:test:state");
+  ASSERT_TRUE(unit.initialize());
+  unit.input[0].assign(kFrames, 1.0f);
+  std::vector<CfObject<CFPropertyListRef>> states;
+  for (const float factor : {2.0f, 3.0f, 5.0f}) {
+    ASSERT_EQ(unit.set("next", factor), noErr);
+    ASSERT_EQ(unit.render(), noErr);
+    states.emplace_back(unit.property<CFPropertyListRef>(kAudioUnitProperty_ClassInfo));
+  }
+  Renderer renderer(unit);
+  const float factors[] = {2.0f, 3.0f, 5.0f};
+  for (std::size_t i = 0; i < 100; ++i) {
+    const CFPropertyListRef state = states[i % 3].get();
+    ASSERT_EQ(unit.set_property(kAudioUnitProperty_ClassInfo, state), noErr);
+    renderer.wait_for_a_period();
+    ASSERT_EQ(renderer.last_, factors[i % 3]) << i;
+    if (i % 16 == 0) {
+      const CfObject<CFPropertyListRef> saved(
+          unit.property<CFPropertyListRef>(kAudioUnitProperty_ClassInfo));
+      EXPECT_NE(saved.get(), nullptr);
+    }
+  }
+  EXPECT_EQ(renderer.failures_, 0);
+  EXPECT_EQ(renderer.torn_, 0);
+}
+
+TEST(Lv2UnitThreads, ParametersPresetsAndResetsDoNotDisturbARender) {
+  Lv2Unit unit("http://drobilla.net/plugins/mda/EPiano");
+  ASSERT_TRUE(unit.initialize());
+  Renderer renderer(unit);
+  for (int i = 0; i < 60; ++i) {
+    ASSERT_EQ(unit.set("hardness", static_cast<float>(i % 10) / 10), noErr);
+    unit.midi(0x90, static_cast<UInt32>(40 + i % 40), 90, 0);
+    if (i % 20 == 0) {
+      const AUPreset preset{i / 20, nullptr};
+      ASSERT_EQ(unit.set_property(kAudioUnitProperty_PresentPreset, preset), noErr);
+    }
+    if (i % 10 == 5) ASSERT_EQ(AudioUnitReset(unit.unit(), kAudioUnitScope_Global, 0), noErr);
+    renderer.wait_for_a_period();
+  }
+  EXPECT_EQ(renderer.failures_, 0);
+}
+
+TEST(MessageRing, ProducersLoseNothingAndKeepTheirOrder) {
+  constexpr std::uint32_t kProducers = 3, kMessages = 5'000;
+  MessageRing ring(64);
+  std::vector<std::thread> producers;
+  for (std::uint32_t who = 0; who < kProducers; ++who) {
+    producers.emplace_back([&ring, who] {
+      std::vector<std::uint32_t> body(7, who);
+      for (std::uint32_t i = 0; i < kMessages; ++i) {
+        std::fill(body.begin(), body.end(), i);
+        const std::uint32_t size = 4 * (1 + i % 7);
+        while (!ring.push(who, body.data(), size)) std::this_thread::yield();
+      }
+    });
+  }
+  std::uint32_t next[kProducers] = {};
+  MessageRing::Message message;
+  for (std::uint32_t received = 0; received < kProducers * kMessages;) {
+    MessageRing::Cursor cursor = ring.begin();
+    while (ring.next(cursor, message)) {
+      ASSERT_LT(message.tag, kProducers);
+      // NOLINTNEXTLINE(clang-analyzer-security.ArrayBound): the tag is checked above
+      const std::uint32_t expected = next[message.tag]++;
+      ASSERT_EQ(message.size, 4 * (1 + expected % 7));
+      for (std::uint32_t at = 0; at < message.size; at += 4) {
+        std::uint32_t word = 0;
+        std::memcpy(&word, message.data + at, 4);
+        ASSERT_EQ(word, expected);
+      }
+      ++received;
+    }
+    ring.release(cursor);
+  }
+  for (std::thread& producer : producers) producer.join();
+  EXPECT_FALSE(ring.push(0, next, 8 * 65)) << "longer than the ring";
+}
+
+TEST(UridMap, ThreadsAgreeOnEveryNumber) {
+  constexpr int kThreads = 4, kUris = 500;
+  std::vector<std::vector<std::uint32_t>> numbers(kThreads);
+  std::vector<std::thread> threads;
+  for (int t = 0; t < kThreads; ++t) {
+    threads.emplace_back([&numbers, t] {
+      for (int i = 0; i < kUris; ++i) {
+        const std::string uri = "urn:vesk:test:uri" + std::to_string(i);
+        numbers[static_cast<std::size_t>(t)].push_back(vesk::lv2::map_uri(uri.c_str()));
+      }
+    });
+  }
+  for (std::thread& thread : threads) thread.join();
+  for (const auto& other : numbers) EXPECT_EQ(other, numbers[0]);
+  EXPECT_EQ(std::set<std::uint32_t>(numbers[0].begin(), numbers[0].end()).size(),
+            std::size_t{kUris});
+  EXPECT_STREQ(vesk::lv2::unmap_urid(numbers[0][7]), "urn:vesk:test:uri7");
+  EXPECT_EQ(vesk::lv2::unmap_urid(0), nullptr);
+  EXPECT_EQ(vesk::lv2::unmap_urid(0xffffffff), nullptr);
+  EXPECT_EQ(vesk::lv2::map_uri(nullptr), 0u);
+}
+
+}  // namespace

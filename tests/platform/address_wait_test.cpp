@@ -1,0 +1,244 @@
+#include <mach/mach_time.h>
+#include <os/os_sync_wait_on_address.h>
+
+#include "platform/realtime.hpp"
+#include "tests/support/child_process.hpp"
+
+#include <gtest/gtest.h>
+#include <pthread.h>
+#include <sys/mman.h>
+#include <unistd.h>
+#include <atomic>
+#include <cerrno>
+#include <csignal>
+#include <thread>
+
+namespace {
+
+constexpr uint64_t kSecond = 1'000'000'000;
+constexpr auto kShared = OS_SYNC_WAIT_ON_ADDRESS_SHARED;
+constexpr auto kClock = OS_CLOCK_MACH_ABSOLUTE_TIME;
+
+/// One shared page, mapped twice.
+class TwoMappings : public testing::Test {
+ protected:
+  void SetUp() override {
+    const int file = memfd_create("words", MFD_CLOEXEC);
+    ASSERT_GE(file, 0);
+    ASSERT_EQ(ftruncate(file, 4096), 0);
+    for (uint32_t*& words : mapping_)
+      words =
+          static_cast<uint32_t*>(mmap(nullptr, 4096, PROT_READ | PROT_WRITE, MAP_SHARED, file, 0));
+    close(file);
+  }
+  void TearDown() override {
+    for (uint32_t* words : mapping_) munmap(words, 4096);
+  }
+
+  static int wait(uint32_t* word, uint32_t value, uint64_t limit = 10 * kSecond) {
+    return os_sync_wait_on_address_with_timeout(word, value, 4, kShared, kClock, limit);
+  }
+
+  static int wake(uint32_t* word) {
+    return os_sync_wake_by_address_any(word, 4, OS_SYNC_WAKE_BY_ADDRESS_SHARED);
+  }
+
+  /// Wakes as soon as somebody waits; false when nobody did for ten seconds.
+  static bool wake_a_waiter(uint32_t* word) {
+    const uint64_t deadline = mach_absolute_time() + 10 * kSecond;
+    while (wake(word) != 0) {
+      if (errno != ENOENT || mach_absolute_time() > deadline) return false;
+      std::this_thread::yield();
+    }
+    return true;
+  }
+
+  uint32_t* mapping_[2] = {};
+};
+
+using AddressWait = TwoMappings;
+
+TEST_F(AddressWait, refuses_what_the_call_does_not_take) {
+  uint32_t* word = mapping_[0];
+  void* misaligned = reinterpret_cast<char*>(word) + 2;
+  void* unmapped = mmap(nullptr, 4096, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+  munmap(unmapped, 4096);
+  struct Case {
+    const char* name;
+    void* address;
+    size_t size;
+    uint32_t flags;
+    uint32_t clock;
+    uint64_t limit;
+    bool wake_is_refused;
+  };
+  const Case cases[] = {
+      {"flags beyond the first", word, 4, 2, kClock, kSecond, true},
+      {"size 2", word, 2, 1, kClock, kSecond, true},
+      {"size 8", word, 8, 1, kClock, kSecond, true},
+      {"no address", nullptr, 4, 1, kClock, kSecond, true},
+      {"misaligned", misaligned, 4, 1, kClock, kSecond, true},
+      {"unmapped", unmapped, 4, 1, kClock, kSecond, true},
+      {"another clock", word, 4, 1, 1, kSecond, false},
+      {"no time", word, 4, 1, kClock, 0, false},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.name);
+    errno = 0;
+    EXPECT_EQ(os_sync_wait_on_address_with_timeout(c.address, 0, c.size, c.flags, c.clock, c.limit),
+              -1);
+    EXPECT_EQ(errno, EINVAL);
+    errno = 0;
+    EXPECT_EQ(
+        os_sync_wait_on_address_with_deadline(c.address, 0, c.size, c.flags, c.clock,
+                                              c.limit == 0 ? 0 : mach_absolute_time() + c.limit),
+        -1);
+    EXPECT_EQ(errno, EINVAL);
+    if (!c.wake_is_refused) continue;
+    errno = 0;
+    EXPECT_EQ(os_sync_wake_by_address_all(c.address, c.size, c.flags), -1);
+    EXPECT_EQ(errno, EINVAL);
+  }
+}
+
+TEST_F(AddressWait, returns_at_once_when_the_word_differs) {
+  *mapping_[0] = 7;
+  EXPECT_EQ(wait(mapping_[0], 6), 0);
+  EXPECT_EQ(os_sync_wait_on_address(mapping_[0], 6, 4, kShared), 0);
+  // Only the low half counts for a word of four bytes.
+  EXPECT_EQ(os_sync_wait_on_address_with_timeout(mapping_[0], (uint64_t{6} << 32) | 7, 4, kShared,
+                                                 kClock, 1),
+            -1);
+  EXPECT_EQ(errno, ETIMEDOUT);
+}
+
+TEST_F(AddressWait, a_timeout_lasts_its_time_and_not_much_longer) {
+  const uint64_t limit = kSecond / 20;
+  const uint64_t start = mach_absolute_time();
+  EXPECT_EQ(wait(mapping_[0], 0, limit), -1);
+  EXPECT_EQ(errno, ETIMEDOUT);
+  const uint64_t middle = mach_absolute_time();
+  EXPECT_EQ(
+      os_sync_wait_on_address_with_deadline(mapping_[0], 0, 4, kShared, kClock, middle + limit),
+      -1);
+  EXPECT_EQ(errno, ETIMEDOUT);
+  const uint64_t end = mach_absolute_time();
+  EXPECT_GE(middle - start, limit);
+  EXPECT_GE(end - middle, limit);
+  EXPECT_LT(end - start, 5 * kSecond);
+  EXPECT_EQ(os_sync_wait_on_address_with_deadline(mapping_[0], 0, 4, kShared, kClock, 1), -1);
+  EXPECT_EQ(errno, ETIMEDOUT);
+}
+
+TEST_F(AddressWait, a_wake_without_waiters_says_so) {
+  EXPECT_EQ(wake(mapping_[0]), -1);
+  EXPECT_EQ(errno, ENOENT);
+}
+
+TEST_F(AddressWait, a_wake_through_one_mapping_reaches_a_waiter_on_another) {
+  std::atomic<int> result = -2;
+  std::thread waiter([&] { result = wait(mapping_[0] + 3, 0); });
+  EXPECT_TRUE(wake_a_waiter(mapping_[1] + 3));
+  waiter.join();
+  EXPECT_EQ(result, 0);
+}
+
+TEST_F(AddressWait, a_wake_of_all_wakes_every_waiter) {
+  std::atomic<int> woken = 0;
+  std::thread waiters[3];
+  for (std::thread& waiter : waiters)
+    waiter = std::thread([&] {
+      if (os_sync_wait_on_address(mapping_[0], 0, 4, OS_SYNC_WAIT_ON_ADDRESS_NONE) == 0) ++woken;
+    });
+  // Threads that come late find the word changed and return as well.
+  std::this_thread::sleep_for(std::chrono::milliseconds(50));
+  std::atomic_ref<uint32_t>(*mapping_[0]).store(1);
+  os_sync_wake_by_address_all(mapping_[0], 4, OS_SYNC_WAKE_BY_ADDRESS_NONE);
+  for (std::thread& waiter : waiters) waiter.join();
+  EXPECT_EQ(woken, 3);
+}
+
+TEST_F(AddressWait, two_processes_hand_a_word_back_and_forth) {
+  constexpr uint32_t kRounds = 2000;
+  const auto await = [](uint32_t* word, uint32_t value) {
+    const std::atomic_ref<uint32_t> seen(*word);
+    const uint64_t deadline = mach_absolute_time() + 20 * kSecond;
+    // The other side may be a round ahead.
+    for (uint32_t now = seen.load(); now < value; now = seen.load())
+      if (wait(word, now, kSecond) != 0 && mach_absolute_time() > deadline) return false;
+    return true;
+  };
+  const auto side = [&](uint32_t* own, uint32_t* other) {
+    for (uint32_t round = 1; round <= kRounds; ++round) {
+      std::atomic_ref<uint32_t>(*other).store(round);
+      wake(other);
+      if (!await(own, round)) return 1;
+    }
+    return 0;
+  };
+  uint32_t* first = mapping_[0];
+  uint32_t* second = mapping_[1] + 1;
+  const vesk::tests::ChildEnd end = vesk::tests::run_in_child([&] {
+    const pid_t other = fork();
+    if (other == 0) _exit(side(first, second));
+    const int own = side(second, first);
+    int status = 0;
+    waitpid(other, &status, 0);
+    return own != 0 || status != 0 ? 1 : 0;
+  });
+  EXPECT_TRUE(end.exited_with(0)) << end.status;
+}
+
+/// What a render thread does between periods. That it compiles is half of the test; the other half
+/// runs under RealtimeSanitizer.
+bool serve_in_real_time(uint32_t* request, uint32_t* done) VESK_REALTIME {
+  const uint64_t start = mach_absolute_time();
+  const int waited = os_sync_wait_on_address_with_timeout(request, 0, 4, kShared, kClock, 1000);
+  const int woken = os_sync_wake_by_address_any(done, 4, OS_SYNC_WAKE_BY_ADDRESS_SHARED);
+  return waited == -1 && woken == -1 && mach_absolute_time() - start >= 1000;
+}
+
+TEST_F(AddressWait, real_time_code_may_wait_and_wake) {
+  EXPECT_TRUE(serve_in_real_time(mapping_[0], mapping_[0] + 1));
+  EXPECT_EQ(errno, ENOENT);
+}
+
+TEST_F(AddressWait, a_signal_ends_a_wait_early) {
+  struct sigaction action = {};
+  action.sa_handler = [](int) {};
+  action.sa_flags = SA_RESTART;
+  struct sigaction before = {};
+  sigaction(SIGUSR1, &action, &before);
+  std::atomic<int> error = 0;
+  std::atomic<bool> done = false;
+  std::thread waiter([&] {
+    if (wait(mapping_[0], 0) == -1) error = errno;
+    done = true;
+  });
+  while (!done) {
+    pthread_kill(waiter.native_handle(), SIGUSR1);
+    std::this_thread::sleep_for(std::chrono::milliseconds(1));
+  }
+  waiter.join();
+  sigaction(SIGUSR1, &before, nullptr);
+  EXPECT_EQ(error, EINTR);
+}
+
+TEST(MachTime, counts_nanoseconds_of_the_monotonic_clock) {
+  mach_timebase_info_data_t base = {};
+  ASSERT_EQ(mach_timebase_info(&base), KERN_SUCCESS);
+  EXPECT_EQ(base.numer, base.denom);
+  EXPECT_EQ(mach_timebase_info(nullptr), KERN_INVALID_ARGUMENT);
+  timespec now = {};
+  clock_gettime(CLOCK_MONOTONIC, &now);
+  const uint64_t before =
+      static_cast<uint64_t>(now.tv_sec) * kSecond + static_cast<uint64_t>(now.tv_nsec);
+  const uint64_t ticks = mach_absolute_time();
+  EXPECT_GE(ticks, before);
+  EXPECT_LT(ticks - before, kSecond);
+  EXPECT_GE(mach_continuous_time() + kSecond, ticks);
+  EXPECT_EQ(mach_wait_until(ticks + 20'000'000), KERN_SUCCESS);
+  EXPECT_GE(mach_absolute_time(), ticks + 20'000'000);
+}
+
+}  // namespace

@@ -1,0 +1,143 @@
+#include "tests/support/property_list_bytes.hpp"
+
+#include <CoreFoundation/CoreFoundation.h>
+#include <gtest/gtest.h>
+
+#include <random>
+#include <string>
+#include <vector>
+
+namespace {
+
+using namespace vesk::tests;
+
+// Made by another implementation (Python's plistlib): {"data": b"\x00\x01", "date":
+// 2001-01-01T00:00:01, "list": [True, False, "é", 1.5], "n": -3, "u": 2**64-1}.
+const Encoded foreign_binary(
+    "bplist00"
+    "\xd5\x01\x02\x03\x04\x05\x06\x07\x08\x0d\x0e"                  // the dictionary, 8
+    "Tdata"                                                         // 19
+    "Tdate"                                                         // 24
+    "Tlist"                                                         // 29
+    "Qn"                                                            // 34
+    "Qu"                                                            // 36
+    "\x42\x00\x01"                                                  // 38
+    "\x33\x3f\xf0\0\0\0\0\0\0"                                      // 41
+    "\xa4\x09\x0a\x0b\x0c"                                          // 50
+    "\x09"                                                          // 55
+    "\x08"                                                          // 56
+    "\x61\x00\xe9"                                                  // 57
+    "\x23\x3f\xf8\0\0\0\0\0\0"                                      // 60
+    "\x13\xff\xff\xff\xff\xff\xff\xff\xfd"                          // 69
+    "\x14\0\0\0\0\0\0\0\0\xff\xff\xff\xff\xff\xff\xff\xff"          // 78
+    "\x08\x13\x18\x1d\x22\x24\x26\x29\x32\x37\x38\x39\x3c\x45\x4e"  // offsets, 95
+    "\0\0\0\0\0\0\x01\x01\0\0\0\0\0\0\0\x0f\0\0\0\0\0\0\0\0\0\0\0\0\0\0\0\x5f",
+    142);
+
+TEST(PropertyListBytes, BinaryListsOfOthersAreRead) {
+  CFPropertyListFormat format{};
+  CFDataRef data = data_of(foreign_binary);
+  CFPropertyListRef list = CFPropertyListCreateWithData(nullptr, data, 0, &format, nullptr);
+  CFRelease(data);
+  ASSERT_NE(list, nullptr);
+  EXPECT_EQ(format, kCFPropertyListBinaryFormat_v1_0);
+  EXPECT_EQ(write(list), document("<dict>\n\t<key>data</key>\n\t<data>\n\tAAE=\n\t</data>\n"
+                                  "\t<key>date</key>\n\t<date>2001-01-01T00:00:01Z</date>\n"
+                                  "\t<key>list</key>\n\t<array>\n\t\t<true/>\n\t\t<false/>\n"
+                                  "\t\t<string>é</string>\n\t\t<real>1.5</real>\n\t</array>\n"
+                                  "\t<key>n</key>\n\t<integer>-3</integer>\n"
+                                  "\t<key>u</key>\n\t<integer>18446744073709551615</integer>\n"
+                                  "</dict>\n"));
+  CFRelease(list);
+}
+
+/// A binary list of objects with one-byte offsets and references.
+Encoded binary_of(const std::vector<Encoded>& objects) {
+  Encoded bytes = "bplist00", table;
+  for (const Encoded& object : objects) {
+    table += static_cast<char>(bytes.size());
+    bytes += object;
+  }
+  const auto table_at = static_cast<char>(bytes.size());
+  return bytes + table + Encoded("\0\0\0\0\0\0\x01\x01", 8) + Encoded(7, '\0') +
+         static_cast<char>(objects.size()) + Encoded(8, '\0') + Encoded(7, '\0') + table_at;
+}
+
+TEST(PropertyListBytes, DamagedBinaryListsAreRefused) {
+  std::vector<Encoded> doubling;
+  for (char i = 1; i < 50; ++i) doubling.push_back({'\xa2', i, i});
+  doubling.push_back("Qx");
+  const struct {
+    const char* name;
+    Encoded bytes;
+  } cases[] = {
+      {"itself", binary_of({Encoded("\xa1\0", 2)})},
+      {"a circle of two", binary_of({"\xa1\x01", Encoded("\xa1\0", 2)})},
+      {"doubling fifty times", binary_of(doubling)},
+      {"reference to nowhere", binary_of({"\xa1\x07"})},
+      {"key is no text", binary_of({"\xd1\x01\x01", "\x09"})},
+      {"null", binary_of({Encoded("\0", 1)})},
+      {"uid", binary_of({"\x80\x01"})},
+      {"text with high bytes", binary_of({"\x51\xe9"})},
+      {"length beyond the file", binary_of({"\x5f\x13\x7f\xff\xff\xff\xff\xff\xff\xff"})},
+      {"length that is no integer", binary_of({"\x5f\x23\x3f\xf0"})},
+      {"real of eight words", binary_of({Encoded("\x25\0\0\0\0", 5)})},
+      {"integer above 64 bits", binary_of({Encoded("\x14\0\0\0\0\0\0\0\x01\0\0\0\0\0\0\0\0", 17)})},
+      {"header only", "bplist00"},
+      {"no objects", binary_of({})},
+  };
+  for (const auto& c : cases) {
+    CFIndex code = 0;
+    EXPECT_EQ(read(c.bytes, &code), nullptr) << c.name;
+    EXPECT_EQ(code, kCFPropertyListReadCorruptError) << c.name;
+  }
+  std::string message;
+  read(cases[1].bytes, nullptr, &message);
+  EXPECT_NE(message.find("contains itself"), std::string::npos) << message;
+  CFIndex code = 0;
+  EXPECT_EQ(read("bplist15" + foreign_binary.substr(8), &code), nullptr);
+  EXPECT_EQ(code, kCFPropertyListReadUnknownVersionError);
+}
+
+TEST(PropertyListBytes, NoTruncationOrBitFlipCrashes) {
+  CFPropertyListRef sample = read(document(sample_body));
+  const Encoded valid[] = {document(sample_body), write(sample, kCFPropertyListBinaryFormat_v1_0),
+                           foreign_binary};
+  CFRelease(sample);
+  int accepted = 0;
+  const auto survive = [&accepted](const Encoded& bytes) {
+    CFPropertyListRef list = read(bytes);
+    if (!list) return;
+    ++accepted;
+    // What was read can be written and read again.
+    const Encoded binary = write(list, kCFPropertyListBinaryFormat_v1_0);
+    CFPropertyListRef again = read(binary);
+    EXPECT_NE(again, nullptr);
+    if (again) CFRelease(again);
+    write(list);
+    CFRelease(list);
+  };
+  for (const Encoded& bytes : valid) {
+    for (std::size_t length = 0; length < bytes.size(); ++length) {
+      EXPECT_TRUE(length + 1 == bytes.size() || !read(bytes.substr(0, length)))
+          << "cut at " << length;
+    }
+    for (std::size_t at = 0; at < bytes.size(); ++at) {
+      for (int bit = 0; bit < 8; ++bit) {
+        Encoded flipped = bytes;
+        flipped[at] = static_cast<char>(flipped[at] ^ 1 << bit);
+        survive(flipped);
+      }
+    }
+  }
+  std::mt19937 random(3);
+  for (int i = 0; i < 3000; ++i) {
+    Encoded noise = valid[1];
+    for (int k = 0; k < 6; ++k)
+      noise[8 + random() % (noise.size() - 8)] = static_cast<char>(random());
+    survive(noise);
+  }
+  EXPECT_GT(accepted, 0);
+}
+
+}  // namespace

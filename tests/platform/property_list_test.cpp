@@ -1,0 +1,343 @@
+#include "tests/support/comma_locale.hpp"
+#include "tests/support/property_list_bytes.hpp"
+
+#include <CoreFoundation/CoreFoundation.h>
+#include <gtest/gtest.h>
+
+#include <bit>
+#include <cmath>
+#include <limits>
+#include <random>
+#include <string>
+#include <vector>
+
+namespace {
+
+using namespace vesk::tests;
+
+TEST(PropertyList, XmlIsReadAndWrittenByteForByte) {
+  CFPropertyListRef list = read(document(sample_body));
+  ASSERT_NE(list, nullptr);
+  EXPECT_EQ(write(list), document(sample_body));
+  const auto* text = static_cast<CFStringRef>(
+      CFDictionaryGetValue(static_cast<CFDictionaryRef>(list), CFSTR("text & more")));
+  EXPECT_TRUE(CFEqual(text, CFSTR("a<b>\tKäse \r\n")));
+
+  // The binary form holds the same, and so does a copy.
+  CFPropertyListRef binary = read(write(list, kCFPropertyListBinaryFormat_v1_0));
+  ASSERT_NE(binary, nullptr);
+  EXPECT_TRUE(CFEqual(list, binary));
+  EXPECT_EQ(write(binary), document(sample_body));
+  CFPropertyListRef copy = CFPropertyListCreateDeepCopy(nullptr, list, kCFPropertyListImmutable);
+  EXPECT_EQ(write(copy), document(sample_body));
+  for (CFPropertyListRef made : {list, binary, copy}) CFRelease(made);
+}
+
+TEST(PropertyList, EqualListsGiveEqualBytesWhateverTheOrder) {
+  Encoded forms[2][2];
+  for (int order = 0; order < 2; ++order) {
+    CFMutableDictionaryRef dictionary = CFDictionaryCreateMutable(
+        nullptr, 0, &kCFTypeDictionaryKeyCallBacks, &kCFTypeDictionaryValueCallBacks);
+    for (int i = 0; i < 50; ++i) {
+      const int n = order == 0 ? i : 49 - i;
+      CFStringRef key = CFStringCreateWithFormat(nullptr, nullptr, CFSTR("key %d"), n);
+      CFNumberRef value = CFNumberCreate(nullptr, kCFNumberIntType, &n);
+      CFDictionarySetValue(dictionary, key, value);
+      CFRelease(key);
+      CFRelease(value);
+    }
+    forms[order][0] = write(dictionary);
+    forms[order][1] = write(dictionary, kCFPropertyListBinaryFormat_v1_0);
+    CFRelease(dictionary);
+  }
+  EXPECT_EQ(forms[0][0], forms[1][0]);
+  EXPECT_EQ(forms[0][1], forms[1][1]);
+}
+
+TEST(PropertyList, NumbersComeBackBitForBit) {
+  const vesk::tests::CommaLocale locale;
+  locale.enter();
+  std::mt19937_64 random(11);
+  std::vector<double> reals{0.0,
+                            -0.0,
+                            0.1 + 0.2,
+                            1.0 / 3,
+                            123456789.12345679,
+                            5e-324,
+                            1e22,
+                            std::numeric_limits<double>::max(),
+                            std::numeric_limits<double>::infinity(),
+                            -std::numeric_limits<double>::infinity()};
+  std::vector<SInt64> integers{0, -1, INT64_MIN, INT64_MAX, 255, 256, 65536, SInt64{1} << 32};
+  for (int i = 0; i < 500; ++i) {
+    const auto real = std::bit_cast<double>(random());
+    if (!std::isnan(real)) reals.push_back(real);
+    integers.push_back(static_cast<SInt64>(random() >> (random() % 64)));
+  }
+  CFMutableArrayRef list = CFArrayCreateMutable(nullptr, 0, &kCFTypeArrayCallBacks);
+  const auto add = [list](CFNumberType type, const void* value) {
+    CFNumberRef number = CFNumberCreate(nullptr, type, value);
+    CFArrayAppendValue(list, number);
+    CFRelease(number);
+  };
+  for (double real : reals) add(kCFNumberDoubleType, &real);
+  for (double real : reals) {
+    const auto single = static_cast<float>(real);
+    add(kCFNumberFloatType, &single);
+  }
+  for (SInt64 integer : integers) add(kCFNumberSInt64Type, &integer);
+
+  for (auto format : {kCFPropertyListXMLFormat_v1_0, kCFPropertyListBinaryFormat_v1_0}) {
+    const Encoded bytes = write(list, format);
+    auto back = static_cast<CFArrayRef>(read(bytes));
+    ASSERT_NE(back, nullptr);
+    CFIndex at = 0;
+    const auto number = [&] {
+      return static_cast<CFNumberRef>(CFArrayGetValueAtIndex(back, at++));
+    };
+    for (double real : reals) {
+      double value;
+      ASSERT_TRUE(CFNumberGetValue(number(), kCFNumberDoubleType, &value));
+      EXPECT_EQ(std::bit_cast<UInt64>(value), std::bit_cast<UInt64>(real)) << real;
+    }
+    for (double real : reals) {
+      float value;
+      ASSERT_TRUE(CFNumberGetValue(number(), kCFNumberFloatType, &value));
+      EXPECT_EQ(std::bit_cast<UInt32>(value), std::bit_cast<UInt32>(static_cast<float>(real)));
+    }
+    for (SInt64 integer : integers) {
+      SInt64 value;
+      ASSERT_TRUE(CFNumberGetValue(number(), kCFNumberSInt64Type, &value));
+      EXPECT_EQ(value, integer);
+    }
+    EXPECT_EQ(write(back, format), bytes);
+    CFRelease(back);
+  }
+  CFRelease(list);
+  vesk::tests::CommaLocale::leave();
+}
+
+TEST(PropertyList, SpellingsThatAreAccepted) {
+  const struct {
+    const char* body;
+    const char* written;
+  } cases[] = {
+      {"<integer> -0x1F </integer>", "<integer>-31</integer>\n"},
+      {"<integer>+7</integer>", "<integer>7</integer>\n"},
+      {"<real>+INFinity</real>", "<real>+infinity</real>\n"},
+      {"<real>-inf</real>", "<real>-infinity</real>\n"},
+      {"<real>NaN</real>", "<real>nan</real>\n"},
+      {"<real> 1e3 </real>", "<real>1000</real>\n"},
+      {"<string/>", "<string></string>\n"},
+      {"<string>a<!-- no -->b<![CDATA[<&]]></string>", "<string>ab&lt;&amp;</string>\n"},
+      {"<string>&#x1F3B5;&quot;</string>", "<string>\xf0\x9f\x8e\xb5\"</string>\n"},
+      {"<data>A A\n\tE=</data>", "<data>\nAAE=\n</data>\n"},
+      {"<date>0001-01-01T00:00:00Z</date>", "<date>0001-01-01T00:00:00Z</date>\n"},
+      {"<date>9999-12-31T23:59:59Z</date>", "<date>9999-12-31T23:59:59Z</date>\n"},
+      {"<date>2000-02-29T00:00:00Z</date>", "<date>2000-02-29T00:00:00Z</date>\n"},
+      {"<true></true>", "<true/>\n"},
+      {"<dict><key>a</key><true/><key>a</key><false/></dict>",
+       "<dict>\n\t<key>a</key>\n\t<false/>\n</dict>\n"},
+  };
+  for (const auto& c : cases) {
+    // With and without declaration and outer element, after a mark or blanks.
+    for (const Encoded& form : {document(c.body), Encoded(c.body),
+                                "\xef\xbb\xbf" + document(c.body), "\n  " + document(c.body)}) {
+      CFPropertyListRef list = read(form);
+      ASSERT_NE(list, nullptr) << form;
+      EXPECT_EQ(write(list), document(c.written));
+      CFRelease(list);
+    }
+  }
+}
+
+TEST(PropertyList, DamagedXmlIsRefusedWithAReason) {
+  const struct {
+    const char* body;
+    const char* reason;
+  } cases[] = {
+      {"", "holds no object"},
+      {"<integer></integer>", "holds no integer"},
+      {"<integer>zz</integer>", "holds no integer"},
+      {"<integer>1.5</integer>", "holds no integer"},
+      {"<integer>- 1</integer>", "holds no integer"},
+      {"<integer>--1</integer>", "holds no integer"},
+      {"<integer>0x</integer>", "holds no integer"},
+      {"<integer>18446744073709551616</integer>", "holds no integer"},
+      {"<integer>-9223372036854775809</integer>", "holds no integer"},
+      {"<real/>", "holds no number"},
+      {"<real>1,5</real>", "holds no number"},
+      {"<real>0x1p3</real>", "holds no number"},
+      {"<real>nan(1)</real>", "holds no number"},
+      {"<real>1e999</real>", "holds no number"},
+      {"<data>!!</data>", "not base 64"},
+      {"<data>AAE</data>", "not base 64"},
+      {"<data>AA=E</data>", "not base 64"},
+      {"<data>A===</data>", "not base 64"},
+      {"<data>====</data>", "not base 64"},
+      {"<date>2001-02-29T00:00:00Z</date>", "holds no date"},
+      {"<date>2001-01-01 00:00:00Z</date>", "holds no date"},
+      {"<date>2001-01-01T24:00:00Z</date>", "holds no date"},
+      {"<dict><key>a</key></dict>", "a key has no value"},
+      {"<dict><key>a</key><key>b</key><true/></dict>", "a key has no value"},
+      {"<dict><key></key><true/></dict>", "<key> is empty"},
+      {"<dict><true/></dict>", "a value has no key"},
+      {"<key>a</key>", "outside a dictionary"},
+      {"<array><key>a</key></array>", "outside a dictionary"},
+      {"<true/><true/>", "more than one object"},
+      {"<array/><array/>", "more than one object"},
+      {"<array>x</array>", "text stands outside"},
+      {"<string>a<string/></string>", "inside a value"},
+      {"<true>x</true>", "a boolean has contents"},
+      {"<plist><true/></plist>", "<plist> stands inside"},
+      {"<array><plist/></array>", "<plist> stands inside"},
+      {"<set/>", "no element <set>"},
+      {"<string>&nope;</string>", "no entity"},
+      {"<array>", "mismatched tag"},
+      {"<string>\x01</string>", "not well-formed"},
+      {"<string>\xff</string>", "not well-formed"},
+  };
+  for (const auto& c : cases) {
+    CFIndex code = 0;
+    std::string message;
+    EXPECT_EQ(read(document(c.body), &code, &message), nullptr) << c.body;
+    EXPECT_EQ(code, kCFPropertyListReadCorruptError) << c.body;
+    EXPECT_NE(message.find(c.reason), std::string::npos) << c.body << ": " << message;
+  }
+  for (const Encoded& bytes :
+       {Encoded(), Encoded("  "), Encoded("x"), Encoded("{ a = 1; }"), Encoded("<"),
+        document("<true/>") + "<true/>", document("<true/>") + "x", Encoded("\0\0\0\0", 4),
+        Encoded("\xff\xfe", 2)}) {
+    EXPECT_EQ(read(bytes), nullptr) << bytes;
+  }
+}
+
+TEST(PropertyList, EntityBombsAndDeepNestingAreRefused) {
+  std::string message;
+  EXPECT_EQ(read("<!DOCTYPE plist [<!ENTITY a \"aaaaaaaa\"><!ENTITY b \"&a;&a;&a;&a;\">]>"
+                 "<plist><string>&b;</string></plist>",
+                 nullptr, &message),
+            nullptr);
+  EXPECT_NE(message.find("declarations"), std::string::npos) << message;
+
+  const auto nested = [](int levels) {
+    Encoded bytes;
+    for (int i = 0; i < levels; ++i) bytes += "<array>";
+    for (int i = 0; i < levels; ++i) bytes += "</array>";
+    return bytes;
+  };
+  CFPropertyListRef deepest = read(document(nested(512)));
+  ASSERT_NE(deepest, nullptr);
+  // Whatever can be read can be written, in both forms.
+  const Encoded binary = write(deepest, kCFPropertyListBinaryFormat_v1_0);
+  CFRelease(deepest);
+  deepest = read(binary);
+  ASSERT_NE(deepest, nullptr);
+  EXPECT_NE(write(deepest), "(null)");
+  const void* values[] = {deepest};
+  CFArrayRef deeper = CFArrayCreate(nullptr, values, 1, &kCFTypeArrayCallBacks);
+  EXPECT_EQ(write(deeper), "(null)");
+  CFRelease(deeper);
+  CFRelease(deepest);
+  EXPECT_EQ(read(document(nested(513))), nullptr);
+  EXPECT_EQ(read(document(nested(200000))), nullptr);
+}
+
+TEST(PropertyList, WhatIsNoPropertyListIsNotWritten) {
+  CFMutableArrayRef circle = CFArrayCreateMutable(nullptr, 0, nullptr);
+  CFArrayAppendValue(circle, circle);
+  CFMutableDictionaryRef keyed = CFDictionaryCreateMutable(
+      nullptr, 0, &kCFTypeDictionaryKeyCallBacks, &kCFTypeDictionaryValueCallBacks);
+  CFDictionarySetValue(keyed, kCFBooleanTrue, kCFBooleanTrue);
+  // The reader's own refusal: written all the same, it would cost the rest of the state.
+  CFMutableDictionaryRef unnamed = CFDictionaryCreateMutable(
+      nullptr, 0, &kCFTypeDictionaryKeyCallBacks, &kCFTypeDictionaryValueCallBacks);
+  CFDictionarySetValue(unnamed, CFSTR(""), kCFBooleanTrue);
+  const UniChar half = 0xd800;
+  CFStringRef surrogate = CFStringCreateWithCharacters(nullptr, &half, 1);
+  CFDateRef far = CFDateCreate(nullptr, 1e18);
+  for (CFTypeRef list :
+       {CFTypeRef(circle), CFTypeRef(keyed), CFTypeRef(unnamed), CFTypeRef(surrogate),
+        CFTypeRef(far), CFTypeRef(kCFNull), CFTypeRef(nullptr)}) {
+    CFErrorRef error = nullptr;
+    EXPECT_EQ(CFPropertyListCreateData(nullptr, list, kCFPropertyListXMLFormat_v1_0, 0, &error),
+              nullptr);
+    ASSERT_NE(error, nullptr);
+    EXPECT_EQ(CFErrorGetCode(error), kCFPropertyListWriteStreamError);
+    CFRelease(error);
+  }
+  EXPECT_EQ(write(kCFBooleanTrue, kCFPropertyListOpenStepFormat), "(null)");
+  CFRelease(circle);
+  CFRelease(keyed);
+  // The binary form has room for these.
+  for (CFTypeRef list : {CFTypeRef(unnamed), CFTypeRef(surrogate), CFTypeRef(far)}) {
+    CFPropertyListRef back = read(write(list, kCFPropertyListBinaryFormat_v1_0));
+    ASSERT_NE(back, nullptr);
+    EXPECT_TRUE(CFEqual(list, back));
+    CFRelease(back);
+    CFRelease(list);
+  }
+}
+
+TEST(PropertyList, OptionsSayWhatMayBeChanged) {
+  for (CFOptionFlags options : {kCFPropertyListImmutable, kCFPropertyListMutableContainers,
+                                kCFPropertyListMutableContainersAndLeaves}) {
+    const Encoded xml = document("<dict><key>s</key><string>x</string></dict>");
+    CFPropertyListRef from_xml = read(xml, nullptr, nullptr, options);
+    CFPropertyListRef from_binary =
+        read(write(from_xml, kCFPropertyListBinaryFormat_v1_0), nullptr, nullptr, options);
+    for (CFPropertyListRef list : {from_xml, from_binary}) {
+      auto dictionary = static_cast<CFMutableDictionaryRef>(const_cast<void*>(list));
+      CFDictionarySetValue(dictionary, CFSTR("new"), kCFBooleanTrue);
+      EXPECT_EQ(CFDictionaryGetCount(dictionary), options == kCFPropertyListImmutable ? 1 : 2);
+      auto text = static_cast<CFMutableStringRef>(
+          const_cast<void*>(CFDictionaryGetValue(dictionary, CFSTR("s"))));
+      CFStringAppend(text, CFSTR("y"));
+      EXPECT_EQ(CFStringGetLength(text),
+                options == kCFPropertyListMutableContainersAndLeaves ? 2 : 1);
+      CFRelease(list);
+    }
+  }
+}
+
+TEST(PropertyList, StreamsCarryWhatDataDoes) {
+  CFPropertyListRef list = read(document(sample_body));
+  CFWriteStreamRef out = CFWriteStreamCreateWithAllocatedBuffers(nullptr, nullptr);
+  EXPECT_EQ(CFPropertyListWrite(list, out, kCFPropertyListXMLFormat_v1_0, 0, nullptr),
+            0);  // not open
+  ASSERT_TRUE(CFWriteStreamOpen(out));
+  const auto size = static_cast<CFIndex>(document(sample_body).size());
+  EXPECT_EQ(CFPropertyListWrite(list, out, kCFPropertyListXMLFormat_v1_0, 0, nullptr), size);
+  auto data = static_cast<CFDataRef>(CFWriteStreamCopyProperty(out, kCFStreamPropertyDataWritten));
+  ASSERT_EQ(CFDataGetLength(data), size);
+  const struct {
+    CFIndex length;
+    bool is_whole;
+  } cases[] = {{0, true}, {size, true}, {size - 20, false}};
+  for (const auto& c : cases) {
+    CFReadStreamRef in =
+        CFReadStreamCreateWithBytesNoCopy(nullptr, CFDataGetBytePtr(data), size, kCFAllocatorNull);
+    CFReadStreamOpen(in);
+    CFPropertyListRef back =
+        CFPropertyListCreateWithStream(nullptr, in, c.length, 0, nullptr, nullptr);
+    EXPECT_EQ(back != nullptr, c.is_whole) << c.length;
+    if (back) {
+      EXPECT_TRUE(CFEqual(back, list));
+      CFRelease(back);
+    }
+    CFRelease(in);
+  }
+  CFURLRef absent =
+      CFURLCreateWithFileSystemPath(nullptr, CFSTR("/no/such/file"), kCFURLPOSIXPathStyle, false);
+  CFReadStreamRef in = CFReadStreamCreateWithFile(nullptr, absent);
+  EXPECT_FALSE(CFReadStreamOpen(in));
+  CFErrorRef error = nullptr;
+  EXPECT_EQ(CFPropertyListCreateWithStream(nullptr, in, 0, 0, nullptr, &error), nullptr);
+  EXPECT_EQ(CFErrorGetCode(error), kCFPropertyListReadStreamError);
+  for (CFTypeRef made : {list, CFTypeRef(out), CFTypeRef(data), CFTypeRef(absent), CFTypeRef(in),
+                         CFTypeRef(error)}) {
+    CFRelease(made);
+  }
+}
+
+}  // namespace

@@ -1,0 +1,253 @@
+#include <mach/mach.h>
+#include <mach/mach_time.h>
+#include <vesk/workgroup_record.h>
+
+#include "platform/host_process.hpp"
+#include "platform/linux/mach/realtime_priority.hpp"
+#include "tests/support/child_process.hpp"
+#include "tests/support/realtime_kit_service.hpp"
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <pthread.h>
+#include <sched.h>
+#include <sys/mman.h>
+#include <sys/resource.h>
+#include <thread>
+
+namespace {
+
+using namespace vesk::platform;
+using vesk::tests::ChildEnd;
+using vesk::tests::RealtimeKitService;
+using vesk::tests::run_in_child;
+
+constexpr uint32_t kMicrosecond = 1'000;
+constexpr uint32_t kMillisecond = 1'000'000;
+constexpr int kNotGranted = 99;  // a child's word for "this machine does not let me"
+
+kern_return_t set_period(uint32_t period, uint32_t computation, uint32_t constraint,
+                         mach_msg_type_number_t count = THREAD_TIME_CONSTRAINT_POLICY_COUNT) {
+  thread_time_constraint_policy_data_t policy = {period, computation, constraint, TRUE};
+  return thread_policy_set(pthread_mach_thread_np(pthread_self()), THREAD_TIME_CONSTRAINT_POLICY,
+                           reinterpret_cast<thread_policy_t>(&policy), count);
+}
+
+kern_return_t set_ten_milliseconds() {
+  return set_period(10 * kMillisecond, 9 * kMillisecond, 10 * kMillisecond);
+}
+
+int own_priority() {
+  sched_param parameters = {};
+  sched_getparam(0, &parameters);
+  return parameters.sched_priority;
+}
+
+/// Leaves the calling process no way to real-time scheduling but up to `priority`.
+bool give_up_privileges(rlim_t priority) {
+  const rlimit limit = {priority, priority};
+  if (setrlimit(RLIMIT_RTPRIO, &limit) != 0) return false;
+  constexpr uid_t kNobody = 65534;
+  return getuid() != 0 || setuid(kNobody) == 0;
+}
+
+void give_descriptor_3_a_record(int driver_priority) {
+  VeskWorkgroupRecord record = {};
+  record.magic = VESK_WORKGROUP_MAGIC;
+  record.version = VESK_WORKGROUP_VERSION;
+  record.driver_priority = driver_priority;
+  const int file = memfd_create("workgroup", MFD_ALLOW_SEALING);
+  (void)!write(file, &record, sizeof record);
+  fcntl(file, F_ADD_SEALS, F_SEAL_SHRINK | F_SEAL_GROW);
+  if (file != 3) dup2(file, 3);
+}
+
+void no_bus() {
+  setenv("DBUS_SYSTEM_BUS_ADDRESS", "unix:path=/nonexistent/bus", 1);
+}
+
+TEST(ThreadPolicy, refuses_where_macos_refuses) {
+  const struct {
+    const char* name;
+    uint32_t period, computation, constraint;
+    mach_msg_type_number_t count;
+  } cases[] = {
+      {"no period: ordinary scheduling is wanted", 0, 0, 0, 4},
+      {"computation below 50 us", kMillisecond, 49'999, kMillisecond, 4},
+      {"computation above 50 ms", 60 * kMillisecond, 50'000'001, 60 * kMillisecond, 4},
+      {"4096 frames at 48 kHz", 85'333'333, 76'799'999, 85'333'333, 4},
+      {"constraint below computation", kMillisecond, 600 * kMicrosecond, 500 * kMicrosecond, 4},
+      {"fewer fields", kMillisecond, 900 * kMicrosecond, kMillisecond, 3},
+  };
+  for (const auto& c : cases) {
+    EXPECT_EQ(set_period(c.period, c.computation, c.constraint, c.count), KERN_INVALID_ARGUMENT)
+        << c.name;
+  }
+  EXPECT_EQ(thread_policy_set(MACH_PORT_NULL, THREAD_STANDARD_POLICY, nullptr, 0),
+            KERN_INVALID_ARGUMENT);
+  EXPECT_EQ(thread_policy_set(mach_thread_self(), 77, nullptr, 0), KERN_INVALID_ARGUMENT);
+  EXPECT_EQ(sched_getscheduler(0), SCHED_OTHER);
+  EXPECT_TRUE(is_acceptable({kMillisecond, 50 * kMicrosecond, 50 * kMicrosecond, 1}));
+  EXPECT_TRUE(is_acceptable({0, 50 * kMillisecond, 50 * kMillisecond, 1}));
+}
+
+TEST(ThreadPolicy, shorter_periods_and_drivers_set_the_priority) {
+  const struct {
+    uint32_t period;
+    int priority;
+  } cases[] = {
+      {0, 40},          {333 * kMicrosecond, 60}, {kMillisecond, 60},      {kMillisecond + 1, 56},
+      {2'666'667, 52},  {5'333'333, 48},          {10 * kMillisecond, 44}, {20 * kMillisecond, 40},
+      {UINT32_MAX, 40},
+  };
+  for (const auto& c : cases) EXPECT_EQ(priority_for_period(c.period), c.priority) << c.period;
+  EXPECT_EQ(priority_below_driver(48, 0), 48);
+  EXPECT_EQ(priority_below_driver(48, 88), 48);
+  EXPECT_EQ(priority_below_driver(48, 20), 19);
+  EXPECT_EQ(priority_below_driver(48, 1), 1);
+  EXPECT_EQ(soft_limit_under(RLIM_INFINITY), 500'000u);
+  EXPECT_EQ(soft_limit_under(200'000), 150'000u);
+}
+
+TEST(ThreadPolicy, a_granted_policy_is_fifo_below_the_driver_and_not_inherited) {
+  const ChildEnd end = run_in_child([] {
+    no_bus();
+    give_descriptor_3_a_record(30);
+    if (const kern_return_t result = set_ten_milliseconds(); result != KERN_SUCCESS)
+      return result == KERN_DENIED && sched_getscheduler(0) == SCHED_OTHER ? kNotGranted : 1;
+    if (sched_getscheduler(0) != (SCHED_FIFO | SCHED_RESET_ON_FORK)) return 2;
+    if (own_priority() != 29) return 3;
+    int inherited = -1;
+    std::thread([&] { inherited = sched_getscheduler(0); }).join();
+    if (inherited != SCHED_OTHER) return 4;
+    rlimit time = {};
+    getrlimit(RLIMIT_RTTIME, &time);
+    if (time.rlim_cur > 500'000 || time.rlim_cur >= time.rlim_max) return 5;
+    thread_time_constraint_policy_data_t read = {};
+    mach_msg_type_number_t count = THREAD_TIME_CONSTRAINT_POLICY_COUNT;
+    boolean_t is_default = FALSE;
+    if (thread_policy_get(mach_thread_self(), THREAD_TIME_CONSTRAINT_POLICY,
+                          reinterpret_cast<thread_policy_t>(&read), &count,
+                          &is_default) != KERN_SUCCESS)
+      return 6;
+    if (is_default || read.period != 10 * kMillisecond || read.computation != 9 * kMillisecond)
+      return 7;
+    if (thread_policy_set(mach_thread_self(), THREAD_STANDARD_POLICY, nullptr, 0) != KERN_SUCCESS)
+      return 8;
+    return (sched_getscheduler(0) & ~SCHED_RESET_ON_FORK) == SCHED_OTHER ? 0 : 9;
+  });
+  if (end.exited_with(kNotGranted)) GTEST_SKIP() << "this process gets no SCHED_FIFO";
+  EXPECT_TRUE(end.exited_with(0)) << "step " << WEXITSTATUS(end.status);
+}
+
+TEST(ThreadPolicy, without_rights_and_bus_it_is_denied) {
+  const ChildEnd end = run_in_child([] {
+    no_bus();
+    if (!give_up_privileges(0)) return kNotGranted;
+    if (set_ten_milliseconds() != KERN_DENIED) return 1;
+    return sched_getscheduler(0) == SCHED_OTHER ? 0 : 2;
+  });
+  if (end.exited_with(kNotGranted)) GTEST_SKIP() << "could not give up this user's rights";
+  EXPECT_TRUE(end.exited_with(0)) << "step " << WEXITSTATUS(end.status);
+}
+
+TEST(ThreadPolicy, a_limit_on_the_priority_is_used_up_and_not_exceeded) {
+  const ChildEnd end = run_in_child([] {
+    no_bus();
+    if (!give_up_privileges(7)) return kNotGranted;
+    if (set_ten_milliseconds() != KERN_SUCCESS) return 1;
+    return own_priority() == 7 ? 0 : 2;
+  });
+  if (end.exited_with(kNotGranted)) GTEST_SKIP() << "RLIMIT_RTPRIO cannot be raised here";
+  EXPECT_TRUE(end.exited_with(0)) << "step " << WEXITSTATUS(end.status);
+}
+
+TEST(ThreadPolicy, a_thread_that_spins_loses_its_policy_and_nothing_else) {
+  const ChildEnd end = run_in_child([] {
+    no_bus();
+    vesk::platform::prepare_host_process("aumu:Test:Test");
+    const rlimit limit = {30'000, RLIM_INFINITY};
+    setrlimit(RLIMIT_RTTIME, &limit);
+    int result = 1;
+    std::thread([&] {
+      if (set_ten_milliseconds() != KERN_SUCCESS) {
+        result = kNotGranted;
+        return;
+      }
+      const uint64_t deadline = mach_absolute_time() + 5'000'000'000;
+      while (mach_absolute_time() < deadline)
+        if ((sched_getscheduler(0) & ~SCHED_RESET_ON_FORK) == SCHED_OTHER) {
+          result = 0;
+          return;
+        }
+    }).join();
+    return result;
+  });
+  if (end.exited_with(kNotGranted)) GTEST_SKIP() << "this process gets no SCHED_FIFO";
+  EXPECT_TRUE(end.exited_with(0)) << end.status;
+  EXPECT_EQ(end.standard_error,
+            "plugin host aumu:Test:Test: real-time limit reached, ordinary scheduling\n");
+}
+
+TEST(ThreadNames, are_kernel_ids_also_of_other_threads) {
+  EXPECT_EQ(pthread_mach_thread_np(pthread_self()), static_cast<mach_port_t>(gettid()));
+  pid_t id = 0;
+  int ends[2];
+  ASSERT_EQ(pipe(ends), 0);
+  std::thread other([&] {
+    id = gettid();
+    char byte = 0;
+    (void)!read(ends[0], &byte, 1);
+  });
+  const mach_port_t name = pthread_mach_thread_np(other.native_handle());
+  (void)!write(ends[1], "x", 1);
+  other.join();
+  EXPECT_EQ(name, static_cast<mach_port_t>(id));
+  close(ends[0]);
+  close(ends[1]);
+}
+
+/// RealtimeKit on a bus of its own, asked by a process without rights.
+class ThreadPolicyByRealtimeKit : public testing::Test {
+ protected:
+  /// What the child's `thread_policy_set` returned; the child checks the time it took.
+  ChildEnd ask(const std::string& bus, rlim_t hard_limit = RLIM_INFINITY) {
+    return run_in_child([&] {
+      setenv("DBUS_SYSTEM_BUS_ADDRESS", bus.c_str(), 1);
+      const rlimit limit = {hard_limit, hard_limit};
+      setrlimit(RLIMIT_RTTIME, &limit);
+      if (!give_up_privileges(0)) return kNotGranted;
+      const uint64_t start = mach_absolute_time();
+      const kern_return_t result = set_ten_milliseconds();
+      if (mach_absolute_time() - start > 2'000'000'000) return 98;
+      return static_cast<int>(result);
+    });
+  }
+};
+
+TEST_F(ThreadPolicyByRealtimeKit, is_used_where_the_process_may_not_help_itself) {
+  RealtimeKitService service(RealtimeKitService::kGrants);
+  if (!service.why_not().empty()) GTEST_SKIP() << service.why_not();
+  const ChildEnd end = ask(service.bus());
+  ASSERT_TRUE(end.exited_with(KERN_SUCCESS)) << WEXITSTATUS(end.status) << end.standard_error;
+  const std::optional<RealtimeKitService::Request> request = service.request();
+  ASSERT_TRUE(request.has_value());
+  // The service's own bound is 15, and it refuses a hard limit above its 100 ms.
+  EXPECT_EQ(request->priority, 15u);
+  EXPECT_EQ(request->hard_limit_us, 100'000u);
+  EXPECT_EQ(request->soft_limit_us, 75'000u);
+  EXPECT_TRUE(request->is_thread_of_sender);
+}
+
+TEST_F(ThreadPolicyByRealtimeKit, is_denied_when_the_service_refuses_is_silent_or_missing) {
+  for (const auto mode : {RealtimeKitService::kRefuses, RealtimeKitService::kIsSilent,
+                          RealtimeKitService::kIsMissing}) {
+    SCOPED_TRACE(mode);
+    RealtimeKitService service(mode);
+    if (!service.why_not().empty()) GTEST_SKIP() << service.why_not();
+    const ChildEnd end = ask(service.bus());
+    EXPECT_TRUE(end.exited_with(KERN_DENIED)) << WEXITSTATUS(end.status);
+  }
+}
+
+}  // namespace

@@ -1,0 +1,148 @@
+// How a load waits for its unit. The linker puts the three calls below in the place of the
+// platform's, so that a minute passes at once and a unit arrives when a case says so. The times
+// that the test program prints are of that clock too.
+
+#include <AudioToolbox/AudioToolbox.h>
+#include <Block.h>
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <chrono>
+#include <functional>
+#include <utility>
+
+#include "plugin/audio_unit_plugin.hpp"
+#include "tests/support/recording_unit.hpp"
+
+using namespace vesk;
+
+namespace {
+
+using Handler = void (^)(AudioComponentInstance, OSStatus);
+using Clock = std::chrono::steady_clock;
+
+constexpr int kAllSlices = 6001;  // of 10 ms: the deadline itself is still in time
+constexpr int kWhileGivingUp = kAllSlices + 1;
+constexpr int kAfterTheLoad = kAllSlices + 2;
+constexpr int kNever = kAllSlices + 3;
+
+Clock::time_point g_now;
+int g_slices = 0;
+std::function<void()> g_at_last_reading;
+std::function<void()> g_in_slice;
+std::function<void(AudioComponentInstantiationOptions, Handler)> g_instantiate;
+
+}  // namespace
+
+Clock::time_point fake_now() asm("__wrap__ZNSt6chrono3_V212steady_clock3nowEv");
+Clock::time_point fake_now() {
+  if (g_slices == kAllSlices && g_at_last_reading) std::exchange(g_at_last_reading, nullptr)();
+  return g_now;
+}
+
+extern "C" {
+
+CFRunLoopRunResult run_slice(CFStringRef mode, CFTimeInterval seconds,
+                             Boolean) asm("__wrap_CFRunLoopRunInMode");
+CFRunLoopRunResult run_slice(CFStringRef mode, CFTimeInterval seconds, Boolean) {
+  EXPECT_EQ(mode, kCFRunLoopDefaultMode);
+  ++g_slices;
+  g_now += std::chrono::round<Clock::duration>(std::chrono::duration<double>(seconds));
+  g_in_slice();
+  return kCFRunLoopRunTimedOut;
+}
+
+void instantiate(AudioComponent, AudioComponentInstantiationOptions options,
+                 Handler handler) asm("__wrap_AudioComponentInstantiate");
+void instantiate(AudioComponent, AudioComponentInstantiationOptions options, Handler handler) {
+  g_instantiate(options, handler);
+}
+
+}  // extern "C"
+
+namespace {
+
+AudioComponentInstance open_unit() {
+  std::string error;
+  const auto spec = PluginSpec::parse(UnitScript::instrument, error);
+  AudioComponentInstance instance = nullptr;
+  AudioComponentInstanceNew(AudioComponentFindNext(nullptr, &spec->desc), &instance);
+  return instance;
+}
+
+TEST(Instantiation, CompletesAtOnceLaterOrNotAtAll) {
+  struct Case {
+    const char* name;
+    int slice;  // in which it completes, 0 for at once
+    bool has_instance;
+    OSStatus status;
+    const char* error;  // null: the load succeeds
+    int slices;
+  };
+  const char* const timed_out = "instantiation timed out";
+  const Case cases[] = {
+      {"at once", 0, true, noErr, nullptr, 0},
+      {"in the third slice", 3, true, noErr, nullptr, 3},
+      {"in the last slice", kAllSlices, true, noErr, nullptr, kAllSlices},
+      {"while it gives up", kWhileGivingUp, true, noErr, timed_out, kAllSlices},
+      {"too late", kAfterTheLoad, true, noErr, timed_out, kAllSlices},
+      {"too late and failed", kAfterTheLoad, false, -50, timed_out, kAllSlices},
+      {"never", kNever, true, noErr, timed_out, kAllSlices},
+      {"nothing", 0, false, noErr, "instantiation failed (OSStatus 0)", 0},
+      {"a status", 2, false, -66748, "instantiation failed (OSStatus -66748)", 2},
+      {"a unit with a status", 0, true, -50, "instantiation failed (OSStatus -50)", 0},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.name);
+    UnitScript script;
+    Handler kept = nullptr;
+    const auto complete = [&](Handler handler) {
+      handler(c.has_instance ? open_unit() : nullptr, c.status);
+      handler(nullptr, -1);  // of two completions the first counts
+    };
+    g_slices = 0;
+    g_in_slice = [&] {
+      if (g_slices == c.slice) complete(kept);
+    };
+    // The clock is read once more after the last look at the completion.
+    if (c.slice == kWhileGivingUp) g_at_last_reading = [&] { complete(kept); };
+    g_instantiate = [&](AudioComponentInstantiationOptions options, Handler handler) {
+      EXPECT_EQ(options,
+                AudioComponentInstantiationOptions{kAudioComponentInstantiation_LoadInProcess});
+      kept = Block_copy(handler);
+      if (c.slice == 0) complete(handler);
+    };
+    std::string error;
+    {
+      AudioUnitPlugin plugin(*PluginSpec::parse(UnitScript::instrument, error), false);
+      EXPECT_EQ(plugin.load(48000, 64, error), c.error == nullptr);
+      EXPECT_EQ(error, c.error == nullptr ? "" : c.error);
+      EXPECT_EQ(g_slices, c.slices);
+      EXPECT_EQ(plugin.unit() != nullptr, c.error == nullptr);
+      EXPECT_EQ(plugin.timings().instantiate_ms, c.error == nullptr ? 10.0 * c.slices : 0);
+    }
+    if (c.slice == kAfterTheLoad) complete(kept);
+    Block_release(kept);
+    const auto count = [&](const char* call) {
+      return std::count(script.calls.begin(), script.calls.end(), call);
+    };
+    EXPECT_EQ(count("open"), c.has_instance && c.slice != kNever);
+    EXPECT_EQ(count("close"), count("open")) << "whoever ends up with the unit closes it";
+  }
+}
+
+TEST(Instantiation, AsksForTheProcessThatIsWanted) {
+  UnitScript script;
+  AudioComponentInstantiationOptions asked = 0;
+  g_instantiate = [&](AudioComponentInstantiationOptions options, Handler handler) {
+    asked = options;
+    handler(open_unit(), noErr);
+  };
+  std::string error;
+  AudioUnitPlugin plugin(*PluginSpec::parse(UnitScript::instrument, error), true);
+  EXPECT_TRUE(plugin.load(48000, 64, error)) << error;
+  EXPECT_EQ(asked,
+            AudioComponentInstantiationOptions{kAudioComponentInstantiation_LoadOutOfProcess});
+}
+
+}  // namespace

@@ -1,0 +1,100 @@
+// What vesk-list prints, without the components of this machine.
+
+#include <AudioToolbox/AudioToolbox.h>
+#include <gtest/gtest.h>
+
+#include <cmath>
+
+#include "tools/list/component_listing.hpp"
+#include "tools/list/json_text.hpp"
+#include "tools/list/arguments.hpp"
+#include "tools/list/parameter_listing.hpp"
+
+namespace vesk::tools {
+namespace {
+
+ComponentInfo component(const char* type, const char* subtype, const char* manufacturer,
+                        const std::string& name) {
+  ComponentInfo info;
+  info.desc = {pack_four_cc(type), pack_four_cc(subtype), pack_four_cc(manufacturer), 0, 0};
+  info.name = name;
+  return info;
+}
+
+TEST(listing, a_line_holds_what_can_be_pasted_and_the_name) {
+  const std::vector<ComponentInfo> components{component("aumu", "Sm48", "LV2_", "MDA ePiano"),
+                                              component("aufx", "a|b#", "LV2_", "Bad codes"),
+                                              component("aumi", "abcd", "LV2_", "Arpeggiator"),
+                                              component("auou", "genr", "appl", "Output"),
+                                              component("augn", "ab\nd", "LV2_", "two\nlines")};
+  EXPECT_EQ(listing_text(components),
+            "aumu:Sm48:LV2_  MDA ePiano\n"
+            "aufx:a|b#:LV2_  Bad codes  (its codes cannot be written in a chain)\n"
+            "aumi:abcd:LV2_  Arpeggiator  (MIDI processor, not hosted)\n"
+            "auou:genr:appl  Output  (not hosted)\n"
+            "augn:ab d:LV2_  two lines  (its codes cannot be written in a chain)\n");
+  EXPECT_EQ(listing_json({components[0]}),
+            "[\n  {\"specification\": \"aumu:Sm48:LV2_\", \"name\": \"MDA ePiano\", "
+            "\"type\": \"aumu\", \"subtype\": \"Sm48\", \"manufacturer\": \"LV2_\", "
+            "\"hosted\": true, \"v3\": false, \"sandbox_safe\": false}\n]\n");
+  EXPECT_EQ(listing_json({}), "[\n]\n");
+}
+
+TEST(json, any_bytes_become_a_valid_string) {
+  const struct {
+    std::string bytes;
+    const char* json;
+  } cases[] = {
+      {"plain", "\"plain\""},
+      {"a\"b\\c\n\x01", "\"a\\\"b\\\\c\\u000a\\u0001\""},
+      {"Gitarre \u00e4 \u2192 \U0001F3B9", "\"Gitarre \u00e4 \u2192 \U0001F3B9\""},
+      {"\xff", "\"\uFFFD\""},
+      {"a\xc3", "\"a\uFFFD\""},
+      {"\xc0\x80", "\"\uFFFD\uFFFD\""},                      // overlong
+      {"\xed\xa0\x80", "\"\uFFFD\uFFFD\uFFFD\""},            // a surrogate
+      {"\xf4\x90\x80\x80", "\"\uFFFD\uFFFD\uFFFD\uFFFD\""},  // beyond U+10FFFF
+      {std::string("a\0b", 3), "\"a\\u0000b\""},
+  };
+  for (const auto& test : cases) EXPECT_EQ(json_string(test.bytes), test.json);
+  EXPECT_EQ(json_number(0.1f), "0.1");
+  EXPECT_EQ(json_number(-0.5f), "-0.5");
+  EXPECT_EQ(json_number(INFINITY), "null");
+  EXPECT_EQ(json_number(NAN), "null");
+}
+
+TEST(parameters, stand_in_a_table_with_their_value_names) {
+  const std::vector<ParameterDescription> parameters{
+      {1, "Cutoff", 20.0f, 20'000.0f, 1'000.0f, "Hz", true, {}},
+      {12, "Mode \u00e4", 0.0f, 1.0f, 1.0f, "", true, {"low", "high"}},
+      {13, "Level", -60.0f, 0.0f, -60.0f, "dB", false, {}}};
+  EXPECT_EQ(parameters_text(parameters),
+            "id  name    range        default  unit\n"
+            "1   Cutoff  20 to 20000  1000     Hz\n"
+            "12  Mode \u00e4  0 to 1       1\n"
+            "      0 = low\n"
+            "      1 = high\n"
+            "13  Level   -60 to 0     -60      dB, read only\n");
+  EXPECT_EQ(parameters_json("aufx:abcd:efgh", "Filter", {parameters[1]}),
+            "{\"specification\": \"aufx:abcd:efgh\", \"name\": \"Filter\", \"parameters\": [\n"
+            "  {\"id\": 12, \"name\": \"Mode \u00e4\", \"minimum\": 0, \"maximum\": 1, "
+            "\"default\": 1, \"unit\": \"\", \"writable\": true, \"values\": [\"low\", \"high\"]}"
+            "\n]}\n");
+}
+
+TEST(list_arguments, are_read_or_refused_in_words) {
+  std::string error;
+  auto arguments = parse_list_arguments({"--json", "-p", "aumu:Sm48:LV2_"}, error);
+  ASSERT_TRUE(arguments);
+  EXPECT_TRUE(arguments->as_json);
+  EXPECT_EQ(arguments->parameters_of, "aumu:Sm48:LV2_");
+  EXPECT_EQ(parse_list_arguments({"--parameters=x"}, error)->parameters_of, "x");
+  EXPECT_FALSE(parse_list_arguments({"-p"}, error));
+  EXPECT_EQ(error, "-p needs a specification, such as aumu:Sm48:LV2_");
+  EXPECT_FALSE(parse_list_arguments({"--all"}, error));
+  EXPECT_EQ(error, "unknown option --all");
+  EXPECT_FALSE(parse_list_arguments({"piano"}, error));
+  EXPECT_EQ(error, "cannot use piano");
+}
+
+}  // namespace
+}  // namespace vesk::tools

@@ -1,0 +1,244 @@
+// Songs as files: into timed events, and dealt out to periods.
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <cstdlib>
+#include <random>
+
+#include "tests/support/scratch_folder.hpp"
+#include "tools/midi/midi_file.hpp"
+#include "tools/midi/period_events.hpp"
+
+namespace vesk::tools {
+namespace {
+
+using tests::Bytes;
+using tests::file_bytes;
+using tests::ScratchFolder;
+
+Bytes header(int format, int tracks, int division) {
+  return {'M',
+          'T',
+          'h',
+          'd',
+          0,
+          0,
+          0,
+          6,
+          0,
+          std::uint8_t(format),
+          0,
+          std::uint8_t(tracks),
+          std::uint8_t(division >> 8),
+          std::uint8_t(division)};
+}
+
+Bytes operator+(Bytes a, const Bytes& b) {
+  a.insert(a.end(), b.begin(), b.end());
+  return a;
+}
+
+Bytes track(const Bytes& body, const char* tag = "MTrk") {
+  return Bytes{std::uint8_t(tag[0]),
+               std::uint8_t(tag[1]),
+               std::uint8_t(tag[2]),
+               std::uint8_t(tag[3]),
+               0,
+               0,
+               std::uint8_t(body.size() >> 8),
+               std::uint8_t(body.size())} +
+         body;
+}
+
+const Bytes end_of_track{0, 0xFF, 0x2F, 0};
+const Bytes one_note{0, 0x90, 60, 100, 96, 0x80, 60, 0};
+
+struct Timed {
+  double seconds;
+  std::uint8_t status, data1, data2;
+};
+
+TEST(midi_file, events_come_at_their_times) {
+  const Bytes tempo_1s{0, 0xFF, 0x51, 3, 0x0F, 0x42, 0x40};   // 1,000,000 us a quarter
+  const Bytes tempo_2s{96, 0xFF, 0x51, 3, 0x1E, 0x84, 0x80};  // 2,000,000 us, one quarter later
+  const struct {
+    const char* name;
+    Bytes bytes;
+    std::vector<Timed> events;
+    double length;
+  } cases[] = {
+      {"120 beats a minute when no tempo is given",
+       header(0, 1, 96) + track(one_note + end_of_track),
+       {{0, 0x90, 60, 100}, {0.5, 0x80, 60, 0}},
+       0.5},
+      {"running status, also across a meta event",
+       header(0, 1, 96) + track(Bytes{0, 0x90, 60, 1, 96, 61, 2, 0, 0xFF, 1, 1, 'x', 0, 62, 3}),
+       {{0, 0x90, 60, 1}, {0.5, 0x90, 61, 2}, {0.5, 0x90, 62, 3}},
+       0.5},
+      {"a tempo in one track moves the notes of another",
+       header(1, 2, 96) + track(tempo_1s + tempo_2s + end_of_track) +
+           track(Bytes{48, 0x90, 60, 1, 96, 0x80, 60, 0} + end_of_track),
+       {{0.5, 0x90, 60, 1}, {2.0, 0x80, 60, 0}},
+       2.0},
+      {"one data byte for programs and channel pressure; a 2-byte time",
+       header(0, 1, 96) + track(Bytes{0, 0xC3, 7, 0x81, 0x40, 0xD0, 9} + end_of_track),
+       {{0, 0xC3, 7, 0}, {1.0, 0xD0, 9, 0}},
+       1.0},
+      {"SMPTE time base, 25 frames of 40",
+       header(0, 1, 0xE728) + track(Bytes{0x87, 0x68, 0x90, 60, 1} + end_of_track),
+       {{1.0, 0x90, 60, 1}},
+       1.0},
+      {"foreign chunks and bytes after the last track are skipped",
+       header(0, 1, 96) + track({1, 2, 3}, "XFIH") + track(one_note + end_of_track) + Bytes{1, 2},
+       {{0, 0x90, 60, 100}, {0.5, 0x80, 60, 0}},
+       0.5},
+      {"at one time the file's order holds, track by track",
+       header(1, 2, 96) + track(Bytes{0, 0x80, 60, 0} + end_of_track) +
+           track(Bytes{0, 0x90, 60, 1, 0, 0x90, 50, 1} + end_of_track),
+       {{0, 0x80, 60, 0}, {0, 0x90, 60, 1}, {0, 0x90, 50, 1}},
+       0.0},
+      {"what follows the end of a track is not played",
+       header(0, 1, 96) + track(end_of_track + one_note),
+       {},
+       0.0},
+  };
+  for (const auto& test : cases) {
+    SCOPED_TRACE(test.name);
+    std::string error;
+    const auto song = parse_midi(test.bytes, error);
+    ASSERT_TRUE(song) << error;
+    ASSERT_EQ(song->events.size(), test.events.size());
+    for (std::size_t i = 0; i < test.events.size(); ++i) {
+      const TimedMidiEvent& event = song->events[i];
+      EXPECT_NEAR(event.seconds, test.events[i].seconds, 1e-9);
+      EXPECT_EQ(event.status, test.events[i].status);
+      EXPECT_EQ(event.data1, test.events[i].data1);
+      EXPECT_EQ(event.data2, test.events[i].data2);
+    }
+    EXPECT_NEAR(song->length_seconds, test.length, 1e-9);
+  }
+}
+
+TEST(midi_file, damaged_files_are_refused_in_words) {
+  const Bytes good = header(0, 1, 96) + track(one_note + end_of_track);
+  const auto cut = [&](std::ptrdiff_t from_end) {
+    return Bytes(good.begin(), good.end() - from_end);
+  };
+  const struct {
+    Bytes bytes;
+    const char* message;
+  } cases[] = {
+      {{}, "not a MIDI file"},
+      {Bytes(100, 'x'), "not a MIDI file"},
+      {cut(3), "damaged MIDI file: the file ends inside track 1"},
+      {header(0, 2, 96) + track(one_note + end_of_track),
+       "damaged MIDI file: the file ends after 1 of 2 tracks"},
+      {header(2, 1, 96) + track(end_of_track),
+       "MIDI file of format 2; formats 0 and 1 can be played"},
+      {header(0, 1, 0) + track(end_of_track), "damaged MIDI file: no usable time base (0)"},
+      {header(0, 0, 96), "damaged MIDI file: no tracks"},
+      {header(0, 1, 96) + track({0, 0x90, 60}),
+       "damaged MIDI file: track 1 ends inside an event (byte 2 of 3)"},
+      {header(0, 1, 96) + track({0, 60, 1}),
+       "damaged MIDI file: track 1 has a data byte where an event should begin (byte 1 of 3)"},
+      {header(0, 1, 96) + track({0, 0x90, 0x90, 1}),
+       "damaged MIDI file: track 1 has a status byte where a data byte should be (byte 2 of 4)"},
+      {header(0, 1, 96) + track({0, 0xFF, 1, 100, 'x'}),
+       "damaged MIDI file: track 1 ends inside an event (byte 4 of 5)"},
+      {header(0, 1, 96) + track({0xFF, 0xFF, 0xFF, 0xFF, 0, 0x90, 1, 1}),
+       "damaged MIDI file: track 1 ends inside a time (byte 4 of 8)"},
+      {header(0, 1, 1) + track({0xFF, 0xFF, 0xFF, 0x7F, 0x90, 1, 1}),
+       "the song lasts 37282 hours; at most 24 can be played"},
+  };
+  for (const auto& test : cases) {
+    SCOPED_TRACE(test.message);
+    std::string error;
+    EXPECT_FALSE(parse_midi(test.bytes, error));
+    EXPECT_EQ(error, test.message);
+  }
+}
+
+TEST(midi_file, no_damage_crashes_the_reader) {
+  const Bytes original = file_bytes(VESK_SONGS "/demo.mid");
+  ASSERT_FALSE(original.empty());
+  std::mt19937 random(1);
+  int refused = 0;
+  for (int round = 0; round < 20'000; ++round) {
+    Bytes bytes = original;
+    for (unsigned i = 0; i <= random() % 4; ++i) {
+      bytes[random() % (random() % 2 ? bytes.size() : 60)] = std::uint8_t(random());
+    }
+    if (round % 5 == 0) bytes.resize(random() % bytes.size());
+    std::string error;
+    const auto song = parse_midi(bytes, error);
+    if (!song) {
+      ++refused;
+      ASSERT_FALSE(error.empty());
+      continue;
+    }
+    ASSERT_TRUE(std::isfinite(song->length_seconds));
+    double before = 0.0;
+    for (const TimedMidiEvent& event : song->events) {
+      ASSERT_GE(event.seconds, before);
+      ASSERT_LE(event.seconds, song->length_seconds + 1e-6);
+      ASSERT_LT(event.data1 | event.data2, 0x80);
+      before = event.seconds;
+    }
+  }
+  EXPECT_GT(refused, 5'000);
+}
+
+TEST(demo_song, is_long_enough_and_lets_every_key_go) {
+  std::string error;
+  const auto song = read_midi_file(VESK_SONGS "/demo.mid", error);
+  ASSERT_TRUE(song) << error;
+  EXPECT_GE(song->length_seconds, 30.0);
+  std::vector<int> held(128);
+  for (const TimedMidiEvent& event : song->events) {
+    if ((event.status & 0xF0) == 0x90) ++held[event.data1];
+    if ((event.status & 0xF0) == 0x80) --held[event.data1];
+  }
+  for (int count : held) EXPECT_EQ(count, 0);
+}
+
+TEST(demo_song, is_what_its_source_makes) {
+  const ScratchFolder folder;
+  const std::string made = folder / "made.mid";
+  ASSERT_EQ(std::system((std::string(VESK_MAKE_DEMO_SONG) + " " + made).c_str()), 0);
+  EXPECT_EQ(file_bytes(made), file_bytes(VESK_SONGS "/demo.mid"));
+}
+
+TEST(period_events, each_event_falls_into_the_period_of_its_frame) {
+  const std::vector<TimedMidiEvent> events{
+      {0.0, 0x90, 1, 1}, {0.0999, 0x90, 2, 1}, {0.1, 0x90, 3, 1}, {0.35, 0x90, 4, 1}};
+  PeriodEvents periods(events, 1000.0);
+  std::vector<std::pair<int, std::uint32_t>> seen;  // period, offset
+  for (int period = 0; period < 4; ++period) {
+    for (const host::MidiEvent& event : periods.next(100)) seen.push_back({period, event.offset});
+  }
+  // 99.9 frames is nearest to frame 100, the first of the second period.
+  EXPECT_EQ(seen, (std::vector<std::pair<int, std::uint32_t>>{{0, 0}, {1, 0}, {1, 0}, {3, 50}}));
+  EXPECT_TRUE(periods.is_done());
+}
+
+TEST(period_events, what_a_period_cannot_hold_opens_the_next) {
+  std::vector<TimedMidiEvent> events;
+  for (int i = 0; i < 300; ++i) events.push_back({0.01, 0x90, std::uint8_t(i % 128), 1});
+  events.push_back({0.15, 0x80, 0, 0});
+  PeriodEvents periods(events, 1000.0);
+  std::vector<std::size_t> counts;
+  std::vector<std::uint8_t> keys;
+  for (int period = 0; period < 4; ++period) {
+    const auto got = periods.next(100);
+    counts.push_back(got.size());
+    for (const auto& event : got) keys.push_back(event.data1);
+    if (period == 1) EXPECT_EQ(got[0].offset, 0u);
+    if (period == 2) EXPECT_EQ(got.back().offset, 0u);  // late itself by then
+  }
+  EXPECT_EQ(counts, (std::vector<std::size_t>{128, 128, 45, 0}));
+  for (std::size_t i = 0; i < 300; ++i) ASSERT_EQ(keys[i], i % 128);
+}
+
+}  // namespace
+}  // namespace vesk::tools

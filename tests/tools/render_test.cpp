@@ -1,0 +1,290 @@
+// vesk-render and vesk-list as a person runs them, with real plugins in real host processes.
+
+#include <gtest/gtest.h>
+#include <signal.h>
+#include <sndfile.h>
+
+#include <algorithm>
+#include <cmath>
+#include <fstream>
+#include <map>
+
+#include "tests/support/program.hpp"
+#include "tests/support/scratch_folder.hpp"
+
+namespace {
+
+using namespace vesk::tests;
+using namespace std::chrono_literals;
+
+constexpr const char* piano = "aumu:Sm48:LV2_";
+constexpr const char* delay = "aufx:jvLs:LV2_";
+constexpr const char* demo_chain = "aumu:Sm48:LV2_#4=0.6|aufx:jvLs:LV2_#2=0.3|aufx:kZu9:LV2_";
+const std::string song = VESK_SONGS "/demo.mid";
+
+ProgramResult render(std::vector<std::string> words, const ProgramOptions& options = {}) {
+  words.insert(words.begin(), build_tree() + "/bin/vesk-render");
+  return run_program(words, options);
+}
+
+/// Finds the units that misbehave on command (tests/components/misbehaving/commands.h).
+const ProgramOptions test_units{
+    .environment = {"AUDIO_COMPONENT_PATH=" + build_tree() + "/components"}};
+
+struct Audio {
+  int rate = 0;
+  std::vector<float> samples;  // left and right in turn
+};
+
+Audio read_audio(const std::string& path) {
+  SF_INFO info{};
+  SNDFILE* file = sf_open(path.c_str(), SFM_READ, &info);
+  Audio audio;
+  if (!file) return audio;
+  audio.rate = info.samplerate;
+  audio.samples.resize(static_cast<std::size_t>(info.frames * info.channels));
+  sf_readf_float(file, audio.samples.data(), info.frames);
+  sf_close(file);
+  return audio;
+}
+
+void write_noise(const std::string& path, int rate, double seconds) {
+  SF_INFO info{};
+  info.samplerate = rate;
+  info.channels = 2;
+  info.format = SF_FORMAT_WAV | SF_FORMAT_FLOAT;
+  SNDFILE* file = sf_open(path.c_str(), SFM_WRITE, &info);
+  std::vector<float> samples(static_cast<std::size_t>(seconds * rate) * 2);
+  std::uint32_t state = 1;
+  for (float& sample : samples) {
+    state = state * 1664525u + 1013904223u;
+    sample = static_cast<float>(state >> 8) / 16'777'216.0f - 0.5f;
+  }
+  sf_writef_float(file, samples.data(), static_cast<sf_count_t>(samples.size() / 2));
+  sf_close(file);
+}
+
+TEST(Render, PlaysTheDemoSongTheSameEveryTime) {
+  const ScratchFolder folder;
+  for (const char* name : {"one", "two"}) {
+    const auto result =
+        render({demo_chain, "--midi", song, "-o", folder / (std::string(name) + ".wav"), "--plot",
+                folder / (std::string(name) + ".png")});
+    ASSERT_EQ(result.status, 0) << result.errors;
+    EXPECT_EQ(result.errors, "");
+    EXPECT_NE(result.output.find("LUFS integrated"), std::string::npos) << result.output;
+  }
+  EXPECT_TRUE(file_bytes(folder / "one.wav") == file_bytes(folder / "two.wav"));
+  EXPECT_TRUE(file_bytes(folder / "one.png") == file_bytes(folder / "two.png"));
+
+  const Audio audio = read_audio(folder / "one.wav");
+  EXPECT_EQ(audio.rate, 48'000);
+  EXPECT_GT(audio.samples.size(), 2u * 30u * 48'000u);
+  double square = 0.0;
+  float peak = 0.0f;
+  for (const float sample : audio.samples) {
+    ASSERT_TRUE(std::isfinite(sample));
+    square += static_cast<double>(sample) * static_cast<double>(sample);
+    peak = std::max(peak, std::fabs(sample));
+  }
+  EXPECT_GT(std::sqrt(square / static_cast<double>(audio.samples.size())), 0.01);
+  EXPECT_LT(peak, 1.0f);
+  // It rings out: the last half second lies below -60 dBFS.
+  for (std::size_t i = audio.samples.size() - 48'000; i < audio.samples.size(); ++i) {
+    ASSERT_LT(std::fabs(audio.samples[i]), 0.001f);
+  }
+}
+
+TEST(Render, SendsAudioThroughAnEffectAtItsOwnRateAndAnother) {
+  const ScratchFolder folder;
+  write_noise(folder / "in.wav", 44'100, 1.0);
+  auto result =
+      render({delay, "--input", folder / "in.wav", "-o", folder / "own.flac", "--tail", "0"});
+  ASSERT_EQ(result.status, 0) << result.errors;
+  Audio audio = read_audio(folder / "own.flac");
+  EXPECT_EQ(audio.rate, 44'100);
+  EXPECT_EQ(audio.samples.size(), 2u * 44'100u);
+
+  result = render({delay, "--input", folder / "in.wav", "-o", folder / "other.wav", "-r", "48000",
+                   "--tail", "1.5"});
+  ASSERT_EQ(result.status, 0) << result.errors;
+  EXPECT_NE(result.errors.find("converted from 44100 to 48000 Hz"), std::string::npos);
+  audio = read_audio(folder / "other.wav");
+  EXPECT_EQ(audio.rate, 48'000);
+  EXPECT_NEAR(static_cast<double>(audio.samples.size()), 2.0 * 2.5 * 48'000, 8);
+}
+
+TEST(Render, TakesAnyPeriodLength) {
+  const ScratchFolder folder;
+  Audio reference;
+  for (const char* period : {"64", "1000", "4096"}) {
+    SCOPED_TRACE(period);
+    const std::string path = folder / (std::string(period) + ".wav");
+    const auto result =
+        render({piano, "--midi", song, "-o", path, "--period", period, "--tail", "0"});
+    ASSERT_EQ(result.status, 0) << result.errors;
+    const Audio audio = read_audio(path);
+    if (reference.samples.empty()) reference = audio;
+    ASSERT_EQ(audio.samples.size(), reference.samples.size());
+    // The piano's own filters run a period at a time; its notes must not move.
+    double difference = 0.0, whole = 0.0;
+    for (std::size_t i = 0; i < audio.samples.size(); ++i) {
+      difference += std::pow(static_cast<double>(audio.samples[i] - reference.samples[i]), 2);
+      whole += std::pow(static_cast<double>(reference.samples[i]), 2);
+    }
+    EXPECT_LT(std::sqrt(difference / whole), 1e-4);
+  }
+}
+
+TEST(Render, SaysInOneLineWhatIsWrongAndLeavesNothing) {
+  const ScratchFolder folder;
+  std::ofstream(folder / "text.mid") << "no song";
+  write_noise(folder / "in.wav", 48'000, 20.0);
+  const std::string out = folder / "out.wav";
+  const struct {
+    std::vector<std::string> words;
+    std::string message;
+    int status = 1;
+    std::size_t largest_file = 0;
+  } cases[] = {
+      {{piano, "--midi", folder / "none.mid", "-o", out},
+       folder / "none.mid: No such file or directory"},
+      {{piano, "--midi", folder / "text.mid", "-o", out}, folder / "text.mid: not a MIDI file"},
+      {{delay, "--input", folder / "text.mid", "-o", out},
+       folder / "text.mid: not an audio file that can be read"},
+      {{"aumu:none:Here", "--midi", song, "-o", out}, "component not found"},
+      {{std::string(piano) + "@" + (folder / "text.mid"), "--midi", song, "-o", out},
+       "preset is not a property list"},
+      {{piano, "--midi", song, "-o", folder / "none/out.wav"},
+       folder / "none/out.wav: cannot be written: No such file or directory"},
+      {{piano, "--midi", song, "-o", out, "--plot", folder / "none/out.png"},
+       folder / "none/out.png: cannot be written: No such file or directory"},
+      {{delay, "--input", folder / "in.wav", "-o", out},
+       out + ": cannot be written: File too large",
+       1,
+       1'000'000},
+      {{piano, "--midi", song}, "no output given (-o FILE); vesk-render --help tells how", 2},
+  };
+  for (const auto& test : cases) {
+    SCOPED_TRACE(test.message);
+    ProgramOptions options;
+    options.largest_file = test.largest_file;
+    const auto result = render(test.words, options);
+    EXPECT_EQ(result.status, test.status);
+    EXPECT_TRUE(result.errors.starts_with("vesk-render: ")) << result.errors;
+    EXPECT_NE(result.errors.find(test.message), std::string::npos) << result.errors;
+    EXPECT_EQ(std::ranges::count(result.errors, '\n'), 1) << result.errors;
+    EXPECT_EQ(result.output, "");
+    auto names = folder.names();
+    std::ranges::sort(names);
+    EXPECT_EQ(names, (std::vector<std::string>{"in.wav", "text.mid"}));
+  }
+}
+
+struct Fault {
+  const char* chain;
+  const char* message;
+};
+
+/// What a broken plugin does to a rendering, told in one line.
+const std::map<std::string, Fault> faults{
+    {"crash", {"aumu:Bad_:Vesk#0=200", "period 1"}},
+    {"exit", {"aumu:Null:Vesk|aufx:Bad_:Vesk#1=200", "period 1"}},
+    {"hang", {"aumu:Bad_:Vesk#2=200", "waits for something that does not come"}},
+    {"spin", {"aumu:Bad_:Vesk#3=200", "does not come back from its work"}},
+    {"refusal", {"aumu:Bad_:Vesk#19=1", "OSStatus -10875"}},
+    {"crash_in_load", {"aumu:Bad_:Vesk#15=1", "the host did not start"}},
+};
+
+class BrokenPlugin : public testing::TestWithParam<std::string> {};
+
+TEST_P(BrokenPlugin, IsToldAndLeavesNothing) {
+  const Fault& fault = faults.at(GetParam());
+  const ScratchFolder folder;
+  const auto result = render({fault.chain, "--midi", song, "-o", folder / "out.wav"}, test_units);
+  EXPECT_EQ(result.status, 1);
+  EXPECT_TRUE(result.errors.starts_with("vesk-render: ")) << result.errors;
+  EXPECT_NE(result.errors.find(fault.message), std::string::npos) << result.errors;
+  EXPECT_EQ(std::ranges::count(result.errors, '\n'), 1) << result.errors;
+  EXPECT_TRUE(folder.names().empty());
+}
+
+INSTANTIATE_TEST_SUITE_P(Render, BrokenPlugin,
+                         testing::Values("crash", "exit", "hang", "spin", "refusal",
+                                         "crash_in_load"),
+                         [](const auto& info) { return info.param; });
+
+TEST(Render, RemarksOnAPresetThatIsNotThere) {
+  const ScratchFolder folder;
+  const auto result = render({std::string(piano) + "@" + (folder / "none"), "--midi", song, "-o",
+                              folder / "out.wav", "--tail", "0"});
+  EXPECT_EQ(result.status, 0);
+  EXPECT_EQ(result.errors, "vesk-render: " + (folder / "none") +
+                               " does not exist; aumu:Sm48:LV2_ starts with its own settings\n");
+}
+
+TEST(Render, RemarksOnWhatIsNoNumber) {
+  const ScratchFolder folder;
+  const auto result =
+      render({"aumu:Bad_:Vesk#7=100", "--midi", song, "-o", folder / "out.flac", "--tail", "0"},
+             test_units);
+  EXPECT_EQ(result.status, 0) << result.errors;
+  EXPECT_NE(result.errors.find("are infinite or not a number"), std::string::npos) << result.errors;
+  for (const float sample : read_audio(folder / "out.flac").samples) {
+    ASSERT_TRUE(std::isfinite(sample));
+  }
+}
+
+TEST(Render, TrimsTheLatencyOfTheChainUnlessAskedNotTo) {
+  const ScratchFolder folder;
+  write_noise(folder / "in.wav", 48'000, 1.0);
+  const std::vector<std::string> words{
+      "aufx:Bad_:Vesk#25=100", "--input", folder / "in.wav", "--tail", "0", "-o"};
+  const auto with = [&](std::vector<std::string> more) {
+    std::vector<std::string> all = words;
+    all.insert(all.end(), more.begin(), more.end());
+    return all;
+  };
+  ASSERT_EQ(render(with({folder / "trimmed.wav"}), test_units).status, 0);
+  ASSERT_EQ(render(with({folder / "whole.wav", "--keep-latency"}), test_units).status, 0);
+  const auto trimmed = read_audio(folder / "trimmed.wav").samples;
+  const auto whole = read_audio(folder / "whole.wav").samples;
+  ASSERT_EQ(trimmed.size(), 96'000u);
+  ASSERT_EQ(whole.size(), 96'000u);
+  EXPECT_TRUE(std::equal(trimmed.begin(), trimmed.end() - 9'600, whole.begin() + 9'600));
+  EXPECT_NE(whole[0], trimmed[0]);
+}
+
+TEST(Render, RemovesHalfAFileWhenInterrupted) {
+  const ScratchFolder folder;
+  std::ofstream(folder / "out.wav") << "the one before";
+  // A tail of an hour: the run lasts long enough to be interrupted, whatever the machine.
+  ProgramOptions options;
+  options.signal = SIGINT;
+  options.signal_after = 1500ms;
+  const auto result = render(
+      {demo_chain, "--midi", song, "-o", folder / "out.wav", "--tail", "3600", "--period", "16"},
+      options);
+  EXPECT_EQ(result.status, 128 + SIGINT) << result.output << result.errors;
+  EXPECT_EQ(folder.names(), std::vector<std::string>{"out.wav"});
+  EXPECT_EQ(file_bytes(folder / "out.wav").size(), 14u);
+}
+
+TEST(List, NamesTheDemoPluginsAndTheirParameters) {
+  const std::string program = build_tree() + "/bin/vesk-list";
+  auto result = run_program({program});
+  ASSERT_EQ(result.status, 0) << result.errors;
+  EXPECT_NE(result.output.find("aumu:Sm48:LV2_  "), std::string::npos);
+  EXPECT_NE(result.output.find("aufx:jvLs:LV2_  "), std::string::npos);
+  result = run_program({program, "--parameters", delay});
+  ASSERT_EQ(result.status, 0) << result.errors;
+  EXPECT_NE(result.output.find("Feedback"), std::string::npos) << result.output;
+  EXPECT_NE(result.output.find("0 to 1"), std::string::npos) << result.output;
+  result = run_program({program, "--parameters", "aumu:none:Here"});
+  EXPECT_EQ(result.status, 1);
+  EXPECT_EQ(result.errors,
+            "vesk-list: aumu:none:Here is not installed; vesk-list without arguments shows what "
+            "is\n");
+}
+
+}  // namespace

@@ -1,0 +1,356 @@
+// The parts of vesk-render, each alone: audio in and out, measuring, drawing, the command line.
+
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <cmath>
+#include <filesystem>
+#include <fstream>
+#include <numbers>
+
+#include "tests/support/scratch_folder.hpp"
+#include "tools/audio/analysis.hpp"
+#include "tools/audio/reader.hpp"
+#include "tools/audio/writer.hpp"
+#include "tools/audio/loudness.hpp"
+#include "tools/program/output_file.hpp"
+#include "tools/audio/picture.hpp"
+#include "tools/render/arguments.hpp"
+#include "tools/render/song_sink.hpp"
+#include "tools/render/song_source.hpp"
+#include "tools/audio/tail.hpp"
+
+namespace vesk::tools {
+namespace {
+
+namespace fs = std::filesystem;
+using tests::Bytes;
+using tests::file_bytes;
+using tests::ScratchFolder;
+
+TEST(tail, ends_after_a_quiet_second_wherever_the_periods_fall) {
+  const double rate = 8'000;
+  std::vector<float> sound(5 * 8'000, 0.0f);
+  for (int i = 0; i < 12'345; ++i) sound[i] = 1e-4f;  // -80 dBFS, then silence
+  for (std::uint32_t period : {1u, 64u, 777u, 4096u}) {
+    SCOPED_TRACE(period);
+    Tail tail(std::nullopt, rate);
+    std::size_t taken = 0;
+    while (!tail.is_over()) {
+      taken += tail.take(&sound[taken], &sound[taken], period);
+    }
+    EXPECT_EQ(taken, 12'345u + 8'000u);
+    EXPECT_FALSE(tail.was_cut());
+  }
+  std::vector<float> loud(31 * 8'000, 0.5f);
+  Tail endless(std::nullopt, rate);
+  EXPECT_EQ(endless.take(loud.data(), loud.data(), 31 * 8'000), 30u * 8'000u);
+  EXPECT_TRUE(endless.was_cut());
+  Tail fixed(2.5, rate);
+  EXPECT_EQ(fixed.take(loud.data(), loud.data(), 31 * 8'000), 20'000u);
+  EXPECT_FALSE(fixed.was_cut());
+}
+
+// ---- Audio in and out ----
+
+std::vector<float> sine(double hz, double rate, std::size_t frames, double amplitude) {
+  std::vector<float> samples(frames);
+  for (std::size_t i = 0; i < frames; ++i) {
+    samples[i] = float(amplitude * std::sin(2.0 * std::numbers::pi * hz * double(i) / rate));
+  }
+  return samples;
+}
+
+/// Writes two channels; the test fails when that fails.
+void write_audio(const std::string& path, const std::vector<float>& left,
+                 const std::vector<float>& right, int rate, std::uint64_t* clipped = nullptr) {
+  std::string error;
+  AudioFormat format{};
+  ASSERT_TRUE(format_of_name(path, format));
+  auto file = OutputFile::create(path, error);
+  ASSERT_TRUE(file) << error;
+  auto writer = AudioWriter::open(*file, format, rate, error);
+  ASSERT_TRUE(writer) << error;
+  ASSERT_TRUE(writer->write(left.data(), right.data(), std::uint32_t(left.size()), error)) << error;
+  ASSERT_TRUE(writer->finish(error)) << error;
+  if (clipped) *clipped = writer->clipped_samples();
+  ASSERT_TRUE(file->commit(error)) << error;
+}
+
+TEST(audio_files, a_wav_comes_back_bit_for_bit_and_holds_no_time_stamp) {
+  const ScratchFolder folder;
+  const auto left = sine(440, 48'000, 10'000, 1.5);
+  const auto right = sine(330, 48'000, 10'000, 0.5);
+  write_audio(folder / "a.wav", left, right, 48'000);
+  std::string error;
+  const auto reader = AudioReader::open(folder / "a.wav", 0, error);
+  ASSERT_TRUE(reader) << error;
+  std::vector<float> left_back(20'000), right_back(20'000);
+  EXPECT_EQ(reader->read(left_back.data(), right_back.data(), 20'000), 10'000u);
+  EXPECT_TRUE(std::equal(left.begin(), left.end(), left_back.begin()));
+  EXPECT_TRUE(std::equal(right.begin(), right.end(), right_back.begin()));
+  const Bytes bytes = file_bytes(folder / "a.wav");
+  const std::string text(bytes.begin(), bytes.end());
+  EXPECT_EQ(text.substr(0, 200).find("PEAK"), std::string::npos);
+}
+
+TEST(audio_files, a_flac_clips_and_counts) {
+  const ScratchFolder folder;
+  std::uint64_t clipped = 0;
+  const std::vector<float> left{0.5f, 1.0f, 1.5f, -2.0f, NAN};
+  write_audio(folder / "a.flac", left, std::vector<float>(5, -0.25f), 48'000, &clipped);
+  EXPECT_EQ(clipped, 2u);
+  std::string error;
+  const auto reader = AudioReader::open(folder / "a.flac", 0, error);
+  ASSERT_TRUE(reader) << error;
+  float left_back[5], right_back[5];
+  ASSERT_EQ(reader->read(left_back, right_back, 5), 5u);
+  const float expected[]{0.5f, 1.0f, 1.0f, -1.0f, 0.0f};
+  for (int i = 0; i < 5; ++i) EXPECT_NEAR(left_back[i], expected[i], 1e-6);
+}
+
+TEST(audio_files, another_rate_is_converted) {
+  const ScratchFolder folder;
+  const auto tone = sine(1'000, 44'100, 44'100, 0.5);
+  write_audio(folder / "a.wav", tone, tone, 44'100);
+  std::string error;
+  const auto reader = AudioReader::open(folder / "a.wav", 48'000, error);
+  ASSERT_TRUE(reader) << error;
+  std::vector<float> left(60'000), right(60'000);
+  const auto got = reader->read(left.data(), right.data(), 60'000);
+  EXPECT_NEAR(got, 48'000, 2);
+  EXPECT_EQ(reader->length_frames(), 48'000u);
+  const auto expected = sine(1'000, 48'000, 48'000, 0.5);
+  for (std::size_t i = 2'000; i < 46'000; ++i) ASSERT_NEAR(left[i], expected[i], 1e-4) << i;
+}
+
+TEST(audio_files, what_is_no_audio_is_refused_in_words) {
+  const ScratchFolder folder;
+  std::ofstream(folder / "text.wav") << "this is no audio at all, only text";
+  const struct {
+    std::string path;
+    std::string message;
+  } cases[] = {
+      {folder / "none.wav", folder / "none.wav: No such file or directory"},
+      {folder / "", folder / ": is a folder"},
+      {folder / "text.wav", folder / "text.wav: not an audio file that can be read ("},
+  };
+  for (const auto& test : cases) {
+    std::string error;
+    EXPECT_FALSE(AudioReader::open(test.path, 0, error));
+    EXPECT_TRUE(error.starts_with(test.message)) << error;
+  }
+}
+
+TEST(output_file, appears_whole_or_not_at_all) {
+  const ScratchFolder folder;
+  std::string error;
+  std::ofstream(folder / "a.wav") << "old";
+  {
+    auto file = OutputFile::create(folder / "a.wav", error);
+    ASSERT_TRUE(file) << error;
+    ASSERT_TRUE(file->write("new", 3, error));
+  }
+  EXPECT_EQ(file_bytes(folder / "a.wav"), (Bytes{'o', 'l', 'd'}));
+  EXPECT_EQ(folder.names(), std::vector<std::string>{"a.wav"});
+  fs::create_symlink(folder / "a.wav", folder / "link.wav");
+  auto file = OutputFile::create(folder / "link.wav", error);
+  ASSERT_TRUE(file && file->write("new", 3, error) && file->commit(error)) << error;
+  EXPECT_EQ(file_bytes(folder / "a.wav"), (Bytes{'n', 'e', 'w'}));
+  EXPECT_TRUE(fs::is_symlink(folder / "link.wav"));
+  EXPECT_FALSE(OutputFile::create("/dev/null", error));
+  EXPECT_EQ(error, "/dev/null: cannot be written: not a regular file");
+  EXPECT_FALSE(OutputFile::create(folder / "none/a.wav", error));
+  EXPECT_EQ(error, folder / "none/a.wav: cannot be written: No such file or directory");
+}
+
+TEST(output_file, a_full_disk_is_told) {
+  if (access("/dev/full", W_OK) != 0) GTEST_SKIP() << "no /dev/full here";
+  // The descriptor of a temporary file is put on the device that is always full.
+  const ScratchFolder folder;
+  std::string error;
+  auto file = OutputFile::create(folder / "a.wav", error);
+  ASSERT_TRUE(file);
+  std::FILE* full = std::fopen("/dev/full", "r+");
+  ASSERT_EQ(dup2(fileno(full), file->descriptor()), file->descriptor());
+  std::fclose(full);
+  auto writer = AudioWriter::open(*file, AudioFormat::wav_float, 48'000, error);
+  const std::vector<float> silence(100'000);
+  const bool is_written = writer && writer->write(silence.data(), silence.data(), 100'000, error) &&
+                          writer->finish(error);
+  EXPECT_FALSE(is_written);
+  EXPECT_EQ(error, folder / "a.wav: cannot be written: No space left on device");
+}
+
+// ---- Measuring and drawing ----
+
+TEST(loudness, a_calibrated_tone_measures_right) {
+  // 997 Hz at -20 dBFS on both sides is -20 LUFS by BS.1770 (EBU Tech 3341, case 1's principle).
+  LoudnessMeter meter(48'000);
+  const auto tone = sine(997, 48'000, 48'000 * 5, 0.1);
+  meter.add(tone.data(), tone.data(), std::uint32_t(tone.size()));
+  EXPECT_NEAR(to_dbfs(double(meter.peak())), -20.0, 0.01);
+  ASSERT_TRUE(meter.integrated_lufs());
+  EXPECT_NEAR(*meter.integrated_lufs(), -20.0, 0.1);
+
+  LoudnessMeter broken(48'000);
+  const float bad[]{NAN, INFINITY, 0.25f};
+  broken.add(bad, bad, 3);
+  EXPECT_EQ(broken.bad_samples(), 4u);
+  EXPECT_EQ(broken.peak(), 0.25f);
+  EXPECT_FALSE(broken.integrated_lufs());
+}
+
+TEST(analysis, a_tone_stands_in_its_row_and_its_time) {
+  const ScratchFolder folder;
+  auto tone = sine(1'000, 48'000, 96'000, 0.5);
+  std::fill(tone.begin() + 48'000, tone.end(), 0.0f);
+  write_audio(folder / "a.wav", tone, tone, 48'000);
+  std::string error;
+  const auto analysis = analyse_audio(folder / "a.wav", 100, 200, error);
+  ASSERT_TRUE(analysis) << error;
+  unsigned loudest = 0;
+  for (unsigned row = 0; row < 200; ++row) {
+    if (analysis->level(25, row) > analysis->level(25, loudest)) loudest = row;
+  }
+  const double hz = analysis->highest_hz *
+                    std::pow(analysis->lowest_hz / analysis->highest_hz, (loudest + 0.5) / 200);
+  EXPECT_NEAR(hz, 1'000, 30);
+  EXPECT_NEAR(analysis->level(25, loudest), -6.0, 1.5);
+  EXPECT_LT(analysis->level(75, loudest), -150);
+  EXPECT_NEAR(analysis->left[25].high, 0.5, 0.01);
+  EXPECT_EQ(analysis->right[75].high, 0.0f);
+}
+
+TEST(picture, is_drawn_for_any_length) {
+  for (std::size_t frames : {0u, 1u, 1000u, 200'000u}) {
+    SCOPED_TRACE(frames);
+    const ScratchFolder folder;
+    const auto tone = sine(440, 48'000, frames, 0.5);
+    write_audio(folder / "a.wav", tone, tone, 48'000);
+    std::string error;
+    auto png = OutputFile::create(folder / "a.png", error);
+    ASSERT_TRUE(png) << error;
+    EXPECT_TRUE(draw_picture(folder / "a.wav", {"a", std::string(2'000, 'x') + "\u2192", "1 s"},
+                             *png, error))
+        << error;
+    ASSERT_TRUE(png->commit(error));
+    const Bytes bytes = file_bytes(folder / "a.png");
+    ASSERT_GT(bytes.size(), 2'000u);
+    EXPECT_EQ(bytes[1], 'P');
+  }
+}
+
+// ---- Whole songs without a host ----
+
+TEST(song_sink, drops_the_latency_and_ends_where_the_song_does) {
+  const ScratchFolder folder;
+  std::string error;
+  auto file = OutputFile::create(folder / "a.wav", error);
+  SongSink::Settings settings;
+  settings.sample_rate = 48'000;
+  settings.dropped_frames = 150;
+  settings.tail_seconds = 0.0;
+  auto sink = SongSink::open(*file, settings, error);
+  ASSERT_TRUE(sink) << error;
+  float next = 0.0f;
+  std::vector<float> period(100);
+  while (!sink->is_over()) {
+    for (float& sample : period) sample = next++ / 1024.0f;
+    ASSERT_TRUE(sink->take(period.data(), period.data(), 100, 333, error));
+  }
+  ASSERT_TRUE(sink->finish(error) && file->commit(error));
+  const auto reader = AudioReader::open(folder / "a.wav", 0, error);
+  std::vector<float> left(1'000), right(1'000);
+  ASSERT_EQ(reader->read(left.data(), right.data(), 1'000), 333u);
+  EXPECT_EQ(left[0], 150.0f / 1024.0f);
+  EXPECT_EQ(left[332], 482.0f / 1024.0f);
+}
+
+TEST(song_source, a_song_ends_where_its_file_says) {
+  const ScratchFolder folder;
+  for (std::size_t frames : {1u, 99u, 100u, 101u, 5'000u}) {
+    SCOPED_TRACE(frames);
+    const auto tone = sine(440, 48'000, frames, 0.5);
+    write_audio(folder / "a.wav", tone, tone, 48'000);
+    std::string error;
+    const auto source = SongSource::open("", folder / "a.wav", 0, error);
+    ASSERT_TRUE(source) << error;
+    std::vector<float> heard;
+    while (!source->end_frame()) {
+      ASSERT_TRUE(source->prepare(100, error));
+      heard.insert(heard.end(), source->left().begin(), source->left().end());
+    }
+    EXPECT_EQ(*source->end_frame(), frames);
+    ASSERT_GE(heard.size(), frames);
+    EXPECT_TRUE(std::equal(tone.begin(), tone.end(), heard.begin()));
+  }
+}
+
+// ---- The command line ----
+
+TEST(render_arguments, sensible_command_lines_are_read) {
+  std::string error;
+  auto arguments = parse_render_arguments(
+      {"aumu:Sm48:LV2_#5=0.7|aufx:jvLs:LV2_", "--midi", "a.mid", "-o", "OUT.FLAC", "--period=64",
+       "--tail", "2.5", "--sample-rate", "96000", "--plot", "a.png", "--keep-latency", "-q"},
+      error);
+  ASSERT_TRUE(arguments) << error;
+  EXPECT_EQ(arguments->chain, "aumu:Sm48:LV2_#5=0.7|aufx:jvLs:LV2_");
+  EXPECT_EQ(arguments->format, AudioFormat::flac);
+  EXPECT_EQ(arguments->period, 64u);
+  EXPECT_EQ(arguments->tail_seconds, 2.5);
+  EXPECT_EQ(arguments->sample_rate, 96'000);
+  EXPECT_TRUE(arguments->keep_latency && arguments->quiet);
+  arguments = parse_render_arguments(
+      {"-i", "a.wav", "-o", "b.wav", "aumf:abcd:efgh", "-m", "c.mid"}, error);
+  ASSERT_TRUE(arguments) << error;
+  EXPECT_FALSE(arguments->tail_seconds);
+  EXPECT_TRUE(parse_render_arguments({"nonsense", "-h"}, error)->wants_help);
+}
+
+TEST(render_arguments, senseless_command_lines_are_refused_in_words) {
+  const std::vector<std::string> instrument{"aumu:Sm48:LV2_", "-m", "a.mid", "-o", "a.wav"};
+  const auto with = [&](std::vector<std::string> more) {
+    std::vector<std::string> words = instrument;
+    words.insert(words.end(), more.begin(), more.end());
+    return words;
+  };
+  const struct {
+    std::vector<std::string> words;
+    const char* message;
+  } cases[] = {
+      {{}, "no chain given"},
+      {{"aumu:Sm48:LV2_", "-o", "a.wav"}, "nothing to play: give --midi FILE or --input FILE"},
+      {{"aumu:Sm48:LV2_", "-m", "a.mid"}, "no output given (-o FILE)"},
+      {{"aumu:Sm48:LV2_", "-m", "a.mid", "-o", "a.mp3"},
+       "-o a.mp3: the name must end in .wav or .flac"},
+      {with({"--plot", "a.jpg"}), "--plot a.jpg: the name must end in .png"},
+      {with({"--period", "0"}), "--period takes 1 to 4096 frames, not \"0\""},
+      {with({"--period", "12x"}), "--period takes 1 to 4096 frames, not \"12x\""},
+      {with({"-r", "7999"}), "-r takes 8000 to 384000 Hz, not \"7999\""},
+      {with({"--tail", "nan"}), "--tail takes 0 to 3600 seconds, not \"nan\""},
+      {with({"--tail"}), "--tail needs a value"},
+      {with({"--loud"}), "unknown option --loud"},
+      {with({"--quiet=1"}), "--quiet takes no value"},
+      {with({"again"}), "one chain at a time; \"again\" is a second one (quote a chain with '|')"},
+      {with({"-i", "a.wav"}), "aumu:Sm48:LV2_ is no effect and takes no --input"},
+      {{"aufx:jvLs:LV2_", "-m", "a.mid", "-o", "a.wav"},
+       "aufx:jvLs:LV2_ is an effect and needs --input"},
+      {{"aufx:jvLs:LV2_", "-m", "a.mid", "-i", "b.wav", "-o", "a.wav"},
+       "aufx:jvLs:LV2_ takes no MIDI events (effects of type aumf do)"},
+      {{"piano", "-m", "a.mid", "-o", "a.wav"},
+       "chain \"piano\": expected type:subtype:manufacturer, e.g. aumu:Pt7q:Mdrt"},
+      {{"aumu:Sm48:LV2_|aumu:Sm48:LV2_", "-m", "a.mid", "-o", "a.wav"},
+       "chain \"aumu:Sm48:LV2_|aumu:Sm48:LV2_\": aumu:Sm48:LV2_ is not an effect"},
+  };
+  for (const auto& test : cases) {
+    SCOPED_TRACE(test.message);
+    std::string error;
+    EXPECT_FALSE(parse_render_arguments(test.words, error));
+    EXPECT_EQ(error, test.message);
+  }
+}
+
+}  // namespace
+}  // namespace vesk::tools

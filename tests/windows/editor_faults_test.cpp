@@ -1,0 +1,161 @@
+// Editors whose code fails and X servers that do: neither reaches the sound, and no edit is lost.
+
+#include <signal.h>
+#include <sys/wait.h>
+
+#include <thread>
+
+#include "tests/support/editor_host.hpp"
+
+using namespace vesk::host;
+using namespace vesk::tests;
+using namespace std::chrono_literals;
+
+namespace {
+
+TEST_F(Editor, WhatAViewThrowsDoesNotReachTheSound) {
+  struct Case {
+    const char* name;
+    EditorVariant variant;
+    bool closes;  ///< by its close box, else clicked
+    const char* line;
+  };
+  const Case cases[] = {
+      {"Clicked", kThrowsInMouseDown, false, ": editor of plugin 0 failed: clicked in vain\n"},
+      {"Told of its end", kThrowsInClosing, true, ": editor of plugin 0 failed: closed in vain\n"},
+      {"Taken out", kThrowsInLeaving, true, ": editor of plugin 0 failed: left in vain\n"},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.name);
+    ScratchFolder folder;
+    const std::string chain = editors(c.variant, empty_preset(folder));
+    RawHost host({.chain = chain});
+    ASSERT_TRUE(host.wait_listening()) << host.block().error;
+    host.ask_window(WindowRequest::open, 0, c.name);
+    const auto window = find_window(c.name);
+    ASSERT_TRUE(window);
+    host.set_parameter(0, kLevel, 0.75f);
+    EXPECT_TRUE(wait_heard(host, 0.75f));
+    if (c.closes) {
+      click_close_box(*window);
+    } else {
+      click(*window, 30, 60);
+    }
+    EXPECT_TRUE(host.wait_open(0));
+    EXPECT_TRUE(wait_until([&] { return load_acquire(host.block().saved_write) == 1; }));
+    EXPECT_TRUE(wait_heard(host, 0.75f));
+    // Also while the host ends.
+    host.ask_window(WindowRequest::open, 0, c.name);
+    EXPECT_TRUE(host.wait_open(1));
+    EXPECT_TRUE(host.stop());
+    const std::string line = "plugin host " + chain + c.line;
+    EXPECT_EQ(lines_without_workgroup(host), c.closes ? line + line : line);
+  }
+}
+
+#if !defined(VESK_SANITIZER)  // which report a crash themselves
+TEST_F(Editor, ACrashInAnEditorIsToldOfItsPlugin) {
+  RawHost host({.chain = editors(kCrashesInMouseDown)});
+  ASSERT_TRUE(host.wait_listening());
+  host.ask_window(WindowRequest::open, 0, "Crashes");
+  const auto window = find_window("Crashes");
+  ASSERT_TRUE(window);
+  click(*window, 30, 60);
+  const int status = host.wait_end();
+  EXPECT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == SIGSEGV) << status;
+  EXPECT_EQ(lines_without_workgroup(host),
+            "plugin host " + editors(kCrashesInMouseDown) + ": plugin 0 died in editor: SIGSEGV\n");
+}
+#endif
+
+TEST_F(Editor, WithoutAServerThereIsNoWindowAndTheSoundGoesOn) {
+  display_.kill();
+  RawHost host({.chain = editors(kCocoaView)});
+  ASSERT_TRUE(host.wait_listening());
+  host.ask_window(WindowRequest::open, 0, "Nowhere");
+  const std::string line = "plugin host " + editors(kCocoaView) + ": no window for plugin 0\n";
+  EXPECT_TRUE(wait_until([&] { return host.standard_error() == line; })) << host.standard_error();
+  EXPECT_EQ(load_acquire(host.block().open_mask), 0u);
+  EXPECT_TRUE(wait_heard(host, 0.25f));
+  EXPECT_TRUE(host.stop());
+}
+
+TEST_F(Editor, AServerThatGoesAwayTakesTheEditorsAndNotTheHost) {
+  ScratchFolder folder;
+  const std::string preset = empty_preset(folder);
+  RawHost host({.chain = editors(kCocoaView, preset)});
+  ASSERT_TRUE(host.wait_listening()) << host.block().error;
+  host.ask_window(WindowRequest::open, 0, "Doomed");
+  const auto window = find_window("Doomed");
+  ASSERT_TRUE(window);
+  click(*window, 150, 60);
+  EXPECT_TRUE(wait_heard(host, 0.5f));
+  display_.kill();
+  EXPECT_TRUE(host.wait_open(0));
+  EXPECT_TRUE(wait_until([&] { return host.block().saved_write == 1; }));
+  // It neither spins on the dead connection nor stops turning.
+  const double before = cpu_seconds(host.pid());
+  std::this_thread::sleep_for(1s);
+  EXPECT_LT(cpu_seconds(host.pid()) - before, 0.1);
+  EXPECT_TRUE(host.wait_turns());
+  host.ask_window(WindowRequest::open, 0, "Again");
+  EXPECT_TRUE(
+      wait_until([&] { return host.standard_error().ends_with("no window for plugin 0\n"); }));
+  EXPECT_TRUE(wait_heard(host, 0.5f));
+  EXPECT_TRUE(host.stop());
+}
+
+TEST_F(Editor, AServerThatGoesAwayWhileAViewTracksThePointerLosesNoEdit) {
+  ScratchFolder folder;
+  RawHost host({.chain = editors(kTracksMouse, empty_preset(folder))});
+  ASSERT_TRUE(host.wait_listening()) << host.block().error;
+  host.ask_window(WindowRequest::open, 0, "Held");
+  const auto window = find_window("Held");
+  ASSERT_TRUE(window);
+  const auto [x, y] = on_screen(*window, 150, 60);
+  output_of("xdotool mousemove " + std::to_string(x) + " " + std::to_string(y) + " mousedown 1");
+  EXPECT_TRUE(wait_heard(host, 0.5f));
+  display_.kill();
+  EXPECT_TRUE(host.wait_open(0));
+  EXPECT_TRUE(wait_until([&] { return host.block().saved_write == 1; }));
+  EXPECT_TRUE(wait_heard(host, 0.5f));
+  EXPECT_TRUE(host.stop());
+}
+
+// Xlib would end the process.
+TEST_F(Editor, AViewThatLosesItsOwnConnectionLosesNoEdit) {
+  struct Case {
+    const char* name;
+    EditorVariant variant;
+    bool closes;
+  };
+  const Case cases[] = {
+      {"OnMainThread", kBreaksItsDisplay, true},
+      {"OnItsThread", kBreaksItsDisplayOnThread, false},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.name);
+    ScratchFolder folder;
+    const std::string preset = empty_preset(folder);
+    RawHost host({.chain = editors(c.variant, preset)});
+    ASSERT_TRUE(host.wait_listening()) << host.block().error;
+    host.ask_window(WindowRequest::open, 0, c.name);
+    const auto window = find_window(c.name);
+    ASSERT_TRUE(window);
+    click(*window, 150, 60);
+    EXPECT_TRUE(wait_heard(host, 0.5f));
+    if (!c.closes) host.ask_window(WindowRequest::close_all);
+    EXPECT_TRUE(host.wait_open(0));
+    EXPECT_TRUE(wait_until([&] { return host.block().saved_write == 1; }));
+    EXPECT_TRUE(wait_heard(host, 0.5f));
+    // It still shows editors.
+    host.ask_window(WindowRequest::open, 0, "Next");
+    EXPECT_TRUE(find_window("Next"));
+    EXPECT_TRUE(host.stop());
+    const std::string line = ": editor of plugin 0 failed: its connection to the X server broke\n";
+    EXPECT_EQ(host.standard_error().find(line) != std::string::npos, c.closes)
+        << host.standard_error();
+  }
+}
+
+}  // namespace

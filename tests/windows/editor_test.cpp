@@ -1,0 +1,295 @@
+// Editors of a host process, used as a person does: real pointer events from another process.
+
+#include <filesystem>
+#include <fstream>
+#include <thread>
+
+#include "tests/support/comma_locale.hpp"
+#include "tests/support/editor_host.hpp"
+
+using namespace vesk::host;
+using namespace vesk::tests;
+using namespace std::chrono_literals;
+
+namespace {
+
+bool maps_window_libraries(pid_t process) {
+  std::ifstream maps("/proc/" + std::to_string(process) + "/maps");
+  for (std::string line; std::getline(maps, line);) {
+    if (line.find("gnustep") != line.npos || line.find("/libX11") != line.npos) return true;
+  }
+  return false;
+}
+
+constexpr int screen_middle = 640;
+
+TEST_F(Editor, ATurnedKnobIsHeardSavedAndRestored) {
+  // Where in the view the level is set, and what a click at 225 points makes it.
+  struct Case {
+    const char* name;
+    EditorVariant variant;
+    int x;
+    int y;
+    float level;
+  };
+  const Case cases[] = {
+      {"Cocoa", kCocoaView, 225, 60, 225.0f / 300},
+      {"Controller", kControllerOnMainQueue, 180, 45, 180.0f / 240},
+      // The first row of the panel: its slider reaches from 195 to 367 points.
+      {"Panel", kNoEditor, 195 + 129, 68 + 14, 0.75f},
+  };
+  const auto play = [&](const Case& c) {
+    SCOPED_TRACE(c.name);
+    ScratchFolder folder;
+    const std::string preset = empty_preset(folder);
+    const std::string chain = editors(c.variant, preset);
+    {
+      RawHost host({.chain = chain});
+      ASSERT_TRUE(host.wait_listening()) << host.block().error;
+      EXPECT_FALSE(maps_window_libraries(host.pid()));
+      host.ask_window(WindowRequest::open, 0, c.name);
+      ASSERT_TRUE(host.wait_open(1)) << host.standard_error();
+      const auto window = find_window(c.name);
+      ASSERT_TRUE(window);
+      click(*window, c.x, c.y);
+      EXPECT_TRUE(wait_heard(host, c.level)) << heard(host);
+      EXPECT_EQ(host.block().saved_write, 0u);
+      click_close_box(*window);
+      EXPECT_TRUE(host.wait_open(0));
+      EXPECT_TRUE(wait_until([&] { return host.block().saved_write == 1; }));
+      EXPECT_EQ(host.block().saved[0], 0u);
+      EXPECT_TRUE(host.stop());
+      EXPECT_EQ(lines_without_workgroup(host), "");
+    }
+    RawHost next({.chain = chain});
+    ASSERT_TRUE(next.wait_listening()) << next.block().error;
+    EXPECT_NEAR(heard(next), c.level, 0.02);
+    EXPECT_TRUE(next.stop());
+  };
+  for (const Case& c : cases) play(c);
+  SCOPED_TRACE("under a window manager");
+  ASSERT_TRUE(display_.start_window_manager());
+  for (const Case& c : cases) play(c);
+}
+
+TEST_F(Editor, WhatIsChangedIsSavedEveryTenSecondsWhileItIsOpen) {
+  ScratchFolder folder;
+  const std::string preset = empty_preset(folder);
+  const auto start = std::chrono::steady_clock::now();
+  RawHost host({.chain = editors(kCocoaView, preset)});
+  ASSERT_TRUE(host.wait_listening()) << host.block().error;
+  // As long as the block holds: no NUL ends it.
+  const std::string title(title_bytes, 'L');
+  host.ask_window(WindowRequest::open, 0, title);
+  const auto window = find_window(title);
+  ASSERT_TRUE(window);
+  EXPECT_EQ(title_of(*window), title);
+  click(*window, 150, 60);
+  EXPECT_TRUE(wait_heard(host, 0.5f));
+  EXPECT_TRUE(wait_until([&] { return load_acquire(host.block().saved_write) == 1; }, 15s));
+  EXPECT_GE(std::chrono::steady_clock::now() - start, 10s);
+  EXPECT_EQ(load_acquire(host.block().open_mask), 1u);
+  EXPECT_TRUE(host.stop());
+  EXPECT_EQ(load_acquire(host.block().saved_write), 1u) << "the file is current when it closes";
+}
+
+TEST_F(Editor, WhatHasChangedSinceItFirstOpenedIsSavedWhenItCloses) {
+  ScratchFolder folder;
+  const std::string preset = empty_preset(folder);
+  const Bytes untouched = file_bytes(preset);
+  RawHost host({.chain = editors(kCocoaView, preset)});
+  ASSERT_TRUE(host.wait_listening()) << host.block().error;
+  const auto set_level = [&](float level) {
+    host.set_parameter(0, kLevel, level);
+    return wait_heard(host, level);
+  };
+  const auto open_and_close = [&] {
+    host.ask_window(WindowRequest::open);
+    const bool opened = host.wait_open(1);
+    host.ask_window(WindowRequest::close_all);
+    return opened && host.wait_open(0);
+  };
+  ASSERT_TRUE(set_level(0.25f));
+  ASSERT_TRUE(open_and_close());
+  EXPECT_EQ(load_acquire(host.block().saved_write), 0u);
+  EXPECT_EQ(file_bytes(preset), untouched) << "nothing was changed in it";
+
+  ASSERT_TRUE(set_level(0.5f));
+  ASSERT_TRUE(open_and_close());
+  EXPECT_EQ(load_acquire(host.block().saved_write), 1u) << "opening again is no new beginning";
+
+  host.ask_window(WindowRequest::open);
+  ASSERT_TRUE(host.wait_open(1));
+  ASSERT_TRUE(set_level(0.75f));
+  EXPECT_TRUE(host.stop());
+  EXPECT_EQ(load_acquire(host.block().saved_write), 2u) << "the end closes it";
+}
+
+TEST_F(Editor, TheWindowComesBackWhereItWas) {
+  struct Case {
+    const char* name;
+    int x;
+  };
+  const Case cases[] = {
+      {"never shown", screen_middle},
+      {"shown by the host before", 50},
+      {"on a screen that is no longer there", screen_middle},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.name);
+    if (&c == &cases[2]) display_.change_settings("vesk-host", ">50 ", ">5050 ");
+    RawHost host({.chain = editors(kCocoaView)});
+    ASSERT_TRUE(host.wait_listening());
+    host.ask_window(WindowRequest::open, 0, "Moved");
+    const auto window = find_window("Moved");
+    ASSERT_TRUE(window);
+    EXPECT_NEAR(window->x, c.x == screen_middle ? c.x - window->width / 2 : c.x, 4);
+    output_of("xdotool windowmove --sync " + window->id + " 50 60");
+    EXPECT_TRUE(host.wait_turns());
+    EXPECT_TRUE(host.stop());
+  }
+}
+
+// Rows of 28 points from 68; sliders from 195 to 367.
+constexpr int first_row = 68 + 14;
+constexpr int row_height = 28;
+
+TEST_F(Editor, ThePanelIsPlayedWithThePointer) {
+  RawHost host({.chain = editors(kNoEditor)});
+  ASSERT_TRUE(host.wait_listening());
+  host.ask_window(WindowRequest::open, 0, "Panel");
+  const auto window = find_window("Panel");
+  ASSERT_TRUE(window);
+  drag(*window, 195 + 86, first_row, 195 + 172, first_row);
+  EXPECT_TRUE(wait_heard(host, 1)) << heard(host);
+  // Beyond its end is its end.
+  drag(*window, 195 + 172, first_row, 30, first_row + 100);
+  EXPECT_TRUE(wait_heard(host, 0)) << heard(host);
+  click(*window, 195 + 129, first_row, 2);
+  EXPECT_TRUE(wait_heard(host, 0.25f)) << "a double click is the default: " << heard(host);
+  // The host is not held up while a button is down.
+  const auto [x, y] = on_screen(*window, 195 + 43, first_row);
+  output_of("xdotool mousemove " + std::to_string(x) + " " + std::to_string(y) + " mousedown 1");
+  EXPECT_TRUE(wait_heard(host, 0.25f));
+  host.set_parameter(0, kLevel, 0.9f);
+  EXPECT_TRUE(wait_heard(host, 0.9f));
+  output_of("xdotool mouseup 1");
+  EXPECT_TRUE(host.stop());
+}
+
+TEST_F(Editor, ThePanelFollowsWhatIsChangedElsewhere) {
+  RawHost host({.chain = editors(kNoEditor)});
+  ASSERT_TRUE(host.wait_listening());
+  host.ask_window(WindowRequest::open, 0, "Follows");
+  const auto window = find_window("Follows");
+  ASSERT_TRUE(window);
+  std::this_thread::sleep_for(300ms);
+  // The switch of "Bright", the fifth row: its colour tells.
+  const auto [x, y] = on_screen(*window, 188 + 10, first_row + 4 * row_height);
+  const unsigned long off = display_.colour_at(x, y);
+  std::this_thread::sleep_for(100ms);
+  ASSERT_EQ(display_.colour_at(x, y), off);
+  host.set_parameter(0, kBright, 1);
+  EXPECT_TRUE(wait_until([&] { return display_.colour_at(x, y) != off; }, 1s));
+  EXPECT_TRUE(host.stop());
+}
+
+TEST_F(Editor, ViewsAreFoundInFoldersOfAnyName) {
+  ScratchFolder folder;
+  const std::string components = folder / "Ger\xC3\xA4te \xF0\x9F\x8E\xB9";
+  std::filesystem::create_directory_symlink(build_folder() + "/components", components);
+  for (const char* locale : {"C.UTF-8", "C"}) {
+    SCOPED_TRACE(locale);
+    RawHost host(
+        {.chain = editors(kCocoaView),
+         .environment = {"AUDIO_COMPONENT_PATH=" + components, "LC_ALL=" + std::string(locale)}});
+    ASSERT_TRUE(host.wait_listening()) << host.block().error;
+    host.ask_window(WindowRequest::open, 0, "Found");
+    const auto window = find_window("Found");
+    ASSERT_TRUE(window);
+    EXPECT_EQ(view_height(*window), 120);
+    EXPECT_TRUE(host.stop());
+    EXPECT_EQ(lines_without_workgroup(host), "");
+  }
+}
+
+// The toolkit sets the environment's locale as it starts.
+TEST_F(Editor, ViewsReadTheEnvironmentsCharactersAndNoDecimalComma) {
+  const CommaLocale locale;
+  if (!locale.is_there()) GTEST_SKIP() << "nothing to make a comma locale from";
+  RawHost host({.chain = editors(kReadsNumber),
+                .environment = {locale.place(), "LC_ALL=" + std::string(CommaLocale::name)}});
+  ASSERT_TRUE(host.wait_listening()) << host.block().error;
+  host.ask_window(WindowRequest::open, 0, "Counts");
+  const auto window = find_window("Counts");
+  ASSERT_TRUE(window);
+  click(*window, 150, 60);
+  EXPECT_TRUE(wait_heard(host, 0.75f)) << heard(host);
+  EXPECT_TRUE(host.stop());
+}
+
+TEST_F(Editor, HostsShowEditorsBesideEachOther) {
+  RawHost first({.chain = editors(kCocoaView)});
+  RawHost second({.chain = editors(kCocoaView)});
+  ASSERT_TRUE(first.wait_listening() && second.wait_listening());
+  first.ask_window(WindowRequest::open, 0, "Left");
+  second.ask_window(WindowRequest::open, 0, "Right");
+  EXPECT_TRUE(first.wait_open(1));
+  EXPECT_TRUE(second.wait_open(1));
+  EXPECT_TRUE(first.stop());
+  EXPECT_TRUE(second.stop());
+  EXPECT_EQ(lines_without_workgroup(second), "");
+}
+
+TEST_F(Editor, LeavesTheTitleBarToAWindowManagerWhereThereIsOne) {
+  for (const bool ended : {true, false}) {
+    SCOPED_TRACE(ended ? "that left its mark as it ended" : "that runs");
+    display_.pretend_window_manager(ended);
+    RawHost host({.chain = editors(kCocoaView)});
+    ASSERT_TRUE(host.wait_listening());
+    host.ask_window(WindowRequest::open, 0, "Managed");
+    const auto window = find_window("Managed");
+    ASSERT_TRUE(window);
+    EXPECT_EQ(ended ? view_width(*window) : window->width, 300);
+    EXPECT_EQ(ended ? view_height(*window) : window->height, 120);
+    EXPECT_TRUE(host.stop());
+    EXPECT_EQ(lines_without_workgroup(host), "");
+  }
+}
+
+TEST_F(Editor, LeavesNoProcessBehindAndPassesWhatPluginsPrint) {
+  RawHost host({.chain = editors(kLogs)});
+  ASSERT_TRUE(host.wait_listening());
+  host.ask_window(WindowRequest::open, 0, "Talks");
+  ASSERT_TRUE(host.wait_open(1));
+#if !__has_feature(thread_sanitizer)  // which has a child of its own to name functions with
+  EXPECT_EQ(output_of("pgrep --parent " + std::to_string(host.pid())), "");
+#endif
+  EXPECT_EQ(output_of("pgrep --newest gdnc"), "");
+  EXPECT_FALSE(display_.keeps("Library/Services")) << "what a search for services leaves";
+  EXPECT_EQ(
+      output_of("grep NSMessagePort/ports/" + std::to_string(host.pid()) + ". /proc/net/unix"), "")
+      << "where services would be offered";
+  EXPECT_TRUE(host.stop());
+  EXPECT_NE(host.standard_error().find("a plugin's own message"), std::string::npos);
+}
+
+#ifndef VESK_SANITIZER
+TEST_F(Editor, AnIdleEditorCostsNextToNothing) {
+  for (const EditorVariant variant : {kCocoaView, kNoEditor}) {
+    RawHost host({.chain = editors(variant)});
+    ASSERT_TRUE(host.wait_listening());
+    host.ask_window(WindowRequest::open, 0, "Idle");
+    ASSERT_TRUE(host.wait_open(1));
+    std::this_thread::sleep_for(500ms);
+    const double before = cpu_seconds(host.pid());
+    std::this_thread::sleep_for(3s);
+    // A hundred times less than a host that spins, and several times more than is measured alone:
+    // a busy machine makes every turn dearer.
+    EXPECT_LT(cpu_seconds(host.pid()) - before, 0.12);
+    EXPECT_TRUE(host.stop());
+  }
+}
+#endif
+
+}  // namespace

@@ -1,0 +1,323 @@
+// The window manager on an X server of its own, with the editors of the test unit.
+
+#include "tests/support/windows_fixture.hpp"
+
+#include <dispatch/dispatch.h>
+
+#include <algorithm>
+#include <fstream>
+
+using namespace vesk::tests;
+
+namespace {
+
+bool maps_window_libraries() {
+  std::ifstream maps("/proc/self/maps");
+  for (std::string line; std::getline(maps, line);) {
+    if (line.find("gnustep") != line.npos) return true;
+  }
+  return false;
+}
+
+// Stays the first: later cases of one process have the libraries.
+TEST_F(WindowsTest, CostsNothingBeforeTheFirstEditor) {
+  EXPECT_FALSE(maps_window_libraries());
+  __block bool ran = false;
+  dispatch_async(dispatch_get_main_queue(), ^{
+    ran = true;
+  });
+  const auto start = Clock::now();
+  windows_->pump(0.02);
+  EXPECT_GE(seconds_since(start), 0.019);
+  EXPECT_TRUE(ran);
+  windows_->close_all();
+  EXPECT_EQ(windows_->open_mask(), 0u);
+  EXPECT_FALSE(maps_window_libraries());
+}
+
+// Two classes of one name are in one process: the proxy's and the module's.
+TEST(WindowModule, OffersOneFunctionAndKeepsItsOwnToItself) {
+  const std::string module = build_folder() + "/lib/vesk/windows.so";
+  const std::string defined = output_of("nm -D --defined-only " + module + " | grep ' T '");
+  EXPECT_TRUE(defined.ends_with(" T vesk_window_module\n")) << defined;
+  EXPECT_EQ(std::count(defined.begin(), defined.end(), '\n'), 1) << defined;
+  EXPECT_NE(output_of("readelf -d " + module + " | grep SYMBOLIC"), "");
+}
+
+// Before the cases that have a server.
+TEST_F(WindowsTest, WhatCannotBeShownForWantOfAServerIsShownOnceThereIsOne) {
+  EditorsUnit unit(kCocoaView);
+  const std::string name = getenv("DISPLAY");
+  unsetenv("DISPLAY");
+  EXPECT_FALSE(windows_->open(0, unit.get(), "Late"));
+  pump(0.05);
+  EXPECT_EQ(windows_->open_mask(), 0u);
+  setenv("DISPLAY", name.c_str(), 1);
+  EXPECT_TRUE(windows_->open(0, unit.get(), "Late"));
+  EXPECT_TRUE(find("Late"));
+}
+
+TEST_F(WindowsTest, ShowsTheViewThatTheUnitOffersFirstAtItsSize) {
+  constexpr int panel_width = 500;
+  struct Case {
+    const char* name;
+    EditorVariant variant;
+    int width;
+    int height;  ///< 0: as the panel likes
+    int requests;
+    int live;  ///< views and controllers of the unit's while the window is there
+    double least_seconds = 0;
+  };
+  const Case cases[] = {
+      {"nothing offered", kNoEditor, panel_width, 0, 1, 0},
+      {"a Cocoa view", kCocoaView, 300, 120, 0, 1},
+      {"a Cocoa view and a controller", kCocoaViewAndController, 300, 120, 0, 1},
+      {"three classes", kThreeClasses, 300, 120, 0, 1},
+      {"a class that is no factory", kNonconformingClass, 240, 90, 1, 2},
+      {"a location without a class", kLocationOnly, 240, 90, 1, 2},
+      {"a controller by way of the main queue", kControllerOnMainQueue, 240, 90, 1, 2},
+      {"a controller from a thread, half a preferred size", kControllerFromThread, 600, 400, 1, 2,
+       0.1},
+      {"an empty view and a preferred size", kControllerPreferredSize, 320, 200, 1, 2},
+      {"an empty view and no size", kControllerNoSize, 600, 400, 1, 2},
+      {"a controller without a view", kControllerWithoutView, panel_width, 0, 1, 1},
+      {"no controller after all", kControllerNull, panel_width, 0, 1, 0},
+      {"a controller that comes too late", kControllerTooLate, panel_width, 0, 1, 2, 2.0},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.name);
+    EditorsUnit unit(c.variant);
+    const auto start = Clock::now();
+    ASSERT_TRUE(windows_->open(0, unit.get(), c.name));
+    EXPECT_GE(seconds_since(start), c.least_seconds);
+    EXPECT_LT(seconds_since(start), c.least_seconds + 1);
+    EXPECT_EQ(windows_->open_mask(), 1u);
+    const auto window = find(c.name);
+    ASSERT_TRUE(window);
+    EXPECT_EQ(view_width(*window), c.width);
+    if (c.height) {
+      EXPECT_EQ(view_height(*window), c.height);
+    }
+    EXPECT_EQ(unit.value(kControllerRequests), c.requests);
+    EXPECT_EQ(unit.held_references(), 0);
+    EXPECT_EQ(live_objects(), c.live);
+    windows_->close_all();
+    pump(0.05);
+    EXPECT_TRUE(pump_until([] { return live_objects() == 0; })) << "left: " << live_objects();
+  }
+}
+
+TEST_F(WindowsTest, ASecondOpenRetitlesAndBringsToTheFront) {
+  EditorsUnit unit(kCocoaView);
+  for (const bool offscreen : {false, true}) {
+    SCOPED_TRACE(offscreen ? "off screen" : "on screen");
+    if (offscreen) setenv("VESK_PLUGIN_WINDOWS_OFFSCREEN", "", 1);
+    ASSERT_TRUE(windows_->open(0, unit.get(), "First"));
+    unsetenv("VESK_PLUGIN_WINDOWS_OFFSCREEN");
+    ASSERT_TRUE(windows_->open(1, unit.get(), "Other"));
+    const auto first = find("First");
+    const auto other = find("Other");
+    ASSERT_TRUE(first && other);
+    // Nothing but the two: no icon, no menu.
+    EXPECT_EQ(display_->stacked_windows(), stack({*first, *other}));
+    EXPECT_EQ(focused(), other->id);
+
+    if (offscreen) setenv("VESK_PLUGIN_WINDOWS_OFFSCREEN", "", 1);
+    EXPECT_TRUE(windows_->open(0, unit.get(), "Second"));
+    const auto second = find("Second");
+    unsetenv("VESK_PLUGIN_WINDOWS_OFFSCREEN");
+    ASSERT_TRUE(second);
+    EXPECT_EQ(display_->stacked_windows(), stack({*other, *first}));
+    EXPECT_EQ(focused(), first->id);
+    EXPECT_EQ(second->x, first->x);
+    EXPECT_FALSE(look("First"));
+    windows_->close_all();
+    pump(0.05);
+  }
+}
+
+TEST_F(WindowsTest, TellsInOrderWhichEditorsCloseAndForgetsThemLater) {
+  EditorsUnit unit(kCocoaView);
+  for (const unsigned plugin : {32u, 5u, 31u, 0u}) {
+    ASSERT_TRUE(windows_->open(plugin, unit.get(), "Plugin " + std::to_string(plugin)));
+  }
+  EXPECT_EQ(windows_->open_mask(), (1u << 31) | (1u << 5) | 1u);
+  windows_->close_all();
+  EXPECT_EQ(closed_, (std::vector<unsigned>{0, 5, 31, 32}));
+  EXPECT_EQ(windows_->open_mask(), 0u);
+  // Closed but not yet removed: telling it again may repeat each, not more than once.
+  windows_->close_all();
+  EXPECT_LE(closed_.size(), 8u);
+  pump(0.05);
+  closed_.clear();
+  windows_->close_all();
+  EXPECT_TRUE(closed_.empty());
+}
+
+TEST_F(WindowsTest, AWindowShownAgainBeforeItsRemovalStays) {
+  EditorsUnit unit(kCocoaView);
+  ASSERT_TRUE(windows_->open(3, unit.get(), "Kept"));
+  windows_->close_all();
+  ASSERT_TRUE(windows_->open(3, unit.get(), "Kept again"));
+  pump(0.1);
+  EXPECT_EQ(windows_->open_mask(), 1u << 3);
+  EXPECT_TRUE(find("Kept again"));
+  closed_.clear();
+  windows_->close_all();
+  EXPECT_EQ(closed_, std::vector<unsigned>{3});
+  pump(0.05);
+  EXPECT_EQ(windows_->open_mask(), 0u);
+}
+
+TEST_F(WindowsTest, ARemovalThatIsStillPendingOutlivesTheManager) {
+  EditorsUnit unit(kCocoaView);
+  ASSERT_TRUE(windows_->open(0, unit.get(), "Gone"));
+  windows_.reset();
+  EXPECT_EQ(closed_, std::vector<unsigned>{0});
+  CFRunLoopRunInMode(kCFRunLoopDefaultMode, 0.05, false);
+}
+
+TEST_F(WindowsTest, ShowsATitleThatIsNoText) {
+  EditorsUnit unit(kCocoaView);
+  ASSERT_TRUE(windows_->open(0, unit.get(), "Caf\xE9 \xF0\x9F\x8E\xB9 bar"));
+  const auto window = find("bar");
+  ASSERT_TRUE(window);
+  EXPECT_EQ(title_of(*window), "Caf\xEF\xBF\xBD \xF0\x9F\x8E\xB9 bar");
+}
+
+TEST_F(WindowsTest, PlacesWindowsOffScreenBehindTheOthersWhenTold) {
+  EditorsUnit unit(kCocoaView);
+  ASSERT_TRUE(windows_->open(1, unit.get(), "Here"));
+  const auto here = find("Here");
+  setenv("VESK_PLUGIN_WINDOWS_OFFSCREEN", "", 1);
+  const bool opened = windows_->open(0, unit.get(), "Far away");
+  unsetenv("VESK_PLUGIN_WINDOWS_OFFSCREEN");
+  ASSERT_TRUE(opened);
+  EXPECT_EQ(windows_->open_mask(), 3u);
+  pump(0.1);
+  const auto window = find("Far away");
+  ASSERT_TRUE(here && window);
+  EXPECT_LT(window->x, -9000);
+  EXPECT_EQ(display_->stacked_windows(), stack({*window, *here}));
+  EXPECT_EQ(focused(), here->id);
+}
+
+constexpr int screen_middle = 640;
+constexpr int middle = screen_middle - 302 / 2;
+
+TEST_F(WindowsTest, RemembersAFrameUnderTheFirstTitleAndIndex) {
+  EditorsUnit unit(kCocoaView);
+  for (const unsigned plugin : {0u, 1u}) {
+    ASSERT_TRUE(windows_->open(plugin, unit.get(), "Framed"));
+    const auto window = find("Framed");
+    ASSERT_TRUE(window);
+    EXPECT_NEAR(window->x, middle, 4) << "a name never seen is centred";
+    move_to(*window, 100 + 300 * static_cast<int>(plugin), 150);
+    windows_->close_all();
+    pump(0.05);
+  }
+  for (const unsigned plugin : {0u, 1u}) {
+    ASSERT_TRUE(windows_->open(plugin, unit.get(), "Framed"));
+    const auto window = find("Framed");
+    ASSERT_TRUE(window);
+    EXPECT_NEAR(window->x, 100 + 300 * static_cast<int>(plugin), 4);
+    EXPECT_NEAR(window->y, 150, 4);
+    windows_->close_all();
+    pump(0.05);
+  }
+  // A place that nobody sees is not remembered: neither the first nor after one that is.
+  for (const auto& [title, place] : {std::pair{"Framed", 100}, std::pair{"Unframed", middle}}) {
+    setenv("VESK_PLUGIN_WINDOWS_OFFSCREEN", "", 1);
+    EXPECT_LT(shown_at(unit, title), -9000);
+    unsetenv("VESK_PLUGIN_WINDOWS_OFFSCREEN");
+    EXPECT_NEAR(shown_at(unit, title), place, 4);
+  }
+  // A window that gets another title keeps the name of its first.
+  ASSERT_TRUE(windows_->open(0, unit.get(), "Framed"));
+  EXPECT_NEAR(shown_at(unit, "Renamed", 300), 100, 4);
+  EXPECT_NEAR(shown_at(unit, "Framed"), 300, 4);
+  EXPECT_NEAR(shown_at(unit, "Renamed"), middle, 4);
+}
+
+TEST_F(WindowsTest, RunsTasksAndTimersWhileItWaitsForEvents) {
+  EditorsUnit unit(kCocoaView);
+  ASSERT_TRUE(windows_->open(0, unit.get(), "Busy"));
+  pump(0.2);
+  const auto start = Clock::now();
+  double times[] = {-1, -1};
+  double* const task_at = &times[0];
+  double* const timer_at = &times[1];
+  std::thread poster([&] {
+    usleep(20000);
+    dispatch_async(dispatch_get_main_queue(), ^{
+      *task_at = seconds_since(start);
+    });
+  });
+  dispatch_after(dispatch_time(DISPATCH_TIME_NOW, 50 * static_cast<int64_t>(NSEC_PER_MSEC)),
+                 dispatch_get_main_queue(), ^{
+                   *timer_at = seconds_since(start);
+                 });
+  // One wait for both: it is they that must end it, not its own limit.
+  windows_->pump(0.5);
+  poster.join();
+  EXPECT_GE(*task_at, 0.019);
+  EXPECT_LT(*task_at, 0.3);
+  EXPECT_GE(*timer_at, 0.049);
+  EXPECT_LT(*timer_at, 0.3);
+}
+
+TEST_F(WindowsTest, RunsTasksWhileAViewTracksThePointer) {
+  EditorsUnit unit(kTracksMouse);
+  ASSERT_TRUE(windows_->open(0, unit.get(), "Tracked"));
+  const auto window = find("Tracked");
+  ASSERT_TRUE(window);
+  const auto ran = std::make_shared<std::atomic<bool>>(false);
+  const bool ran_before_release = pump_while([&] {
+    const auto [x, y] = on_screen(*window, 225, 60);
+    output_of("xdotool mousemove " + std::to_string(x) + " " + std::to_string(y) + " mousedown 1");
+    for (int i = 0; i < 200 && unit.value(kLevel) < 0.7f; ++i) usleep(10000);
+    dispatch_async(dispatch_get_main_queue(), ^{
+      *ran = true;
+    });
+    for (int i = 0; i < 200 && !*ran; ++i) usleep(10000);
+    const bool in_time = *ran;
+    output_of("xdotool mouseup 1");
+    return in_time;
+  });
+  EXPECT_NEAR(unit.value(kLevel), 0.75, 0.02);
+  EXPECT_TRUE(ran_before_release);
+}
+
+TEST_F(WindowsTest, ThePanelShowsAChangeMadeElsewhereWithinAFewTurns) {
+  EditorsUnit unit(kNoEditor);
+  ASSERT_TRUE(windows_->open(0, unit.get(), "Follows"));
+  const auto window = find("Follows");
+  ASSERT_TRUE(window);
+  pump(0.2);
+  // The switch of "Bright", the fifth row: its colour tells.
+  const auto [x, y] = on_screen(*window, 188 + 10, 68 + 28 * 4 + 14);
+  for (const float bright : {1.0f, 0.0f, 1.0f}) {
+    const unsigned long before = display_->colour_at(x, y);
+    unit.set(kBright, bright);
+    // Turns of 10 ms: 50 ms on a machine that keeps up, and no more of them on one that does not.
+    int turns = 0;
+    for (; turns < 50 && display_->colour_at(x, y) == before; ++turns) windows_->pump(0.01);
+    EXPECT_LE(turns, 5);
+    EXPECT_GT(turns, 0);
+  }
+}
+
+TEST_F(WindowsTest, AClickAndTheCloseBoxReachTheView) {
+  EditorsUnit unit(kCocoaView);
+  ASSERT_TRUE(windows_->open(0, unit.get(), "Clicked"));
+  const auto window = find("Clicked");
+  ASSERT_TRUE(window);
+  pump_while([&] { return click(*window, 225, 60), 0; });
+  EXPECT_TRUE(pump_until([&] { return unit.value(kLevel) > 0.7f; }));
+  EXPECT_NEAR(unit.value(kLevel), 0.75, 0.02);
+  pump_while([&] { return click_close_box(*window), 0; });
+  EXPECT_TRUE(pump_until([&] { return closed_ == std::vector<unsigned>{0}; }));
+  EXPECT_EQ(windows_->open_mask(), 0u);
+}
+
+}  // namespace

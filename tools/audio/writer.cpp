@@ -1,0 +1,152 @@
+#include "tools/audio/writer.hpp"
+
+#include <sndfile.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cctype>
+#include <cerrno>
+#include <cmath>
+#include <cstring>
+#include <utility>
+
+namespace vesk::tools {
+namespace {
+
+// A WAV file counts its bytes in 32 bits; the margin holds the header.
+constexpr std::uint64_t longest_wav_frames = (0xFFFF'FFFFull - 4096) / (2 * sizeof(float));
+
+constexpr std::size_t chunk_samples = 16'384;
+
+bool ends_with(const std::string& text, const char* ending) {
+  const std::size_t length = std::strlen(ending);
+  return text.size() > length &&
+         std::equal(text.end() - static_cast<std::ptrdiff_t>(length), text.end(), ending,
+                    [](unsigned char a, unsigned char b) { return std::tolower(a) == b; });
+}
+
+}  // namespace
+
+bool format_of_name(const std::string& path, AudioFormat& format) {
+  if (ends_with(path, ".wav")) {
+    format = AudioFormat::wav_float;
+    return true;
+  }
+  if (ends_with(path, ".flac")) {
+    format = AudioFormat::flac;
+    return true;
+  }
+  return false;
+}
+
+/// libsndfile's way to the file. It forgets why a write failed, so the writes are ours and the
+/// first failure is kept.
+struct AudioWriter::Sink {
+  OutputFile& file;
+  SNDFILE* handle = nullptr;
+  std::string failure;
+
+  explicit Sink(OutputFile& output) : file(output) {}
+  ~Sink() {
+    if (handle) sf_close(handle);
+  }
+
+  static sf_count_t length(void* self) {
+    struct stat status{};
+    return fstat(static_cast<Sink*>(self)->file.descriptor(), &status) == 0 ? status.st_size : -1;
+  }
+  static sf_count_t seek(sf_count_t offset, int whence, void* self) {
+    return lseek(static_cast<Sink*>(self)->file.descriptor(), offset, whence);
+  }
+  static sf_count_t read(void* bytes, sf_count_t count, void* self) {
+    return ::read(static_cast<Sink*>(self)->file.descriptor(), bytes,
+                  static_cast<std::size_t>(count));
+  }
+  static sf_count_t write(const void* bytes, sf_count_t count, void* self) {
+    auto* sink = static_cast<Sink*>(self);
+    std::string error;
+    if (sink->file.write(bytes, static_cast<std::size_t>(count), error)) return count;
+    if (sink->failure.empty()) sink->failure = std::move(error);
+    return 0;
+  }
+  static sf_count_t tell(void* self) {
+    return lseek(static_cast<Sink*>(self)->file.descriptor(), 0, SEEK_CUR);
+  }
+};
+
+std::unique_ptr<AudioWriter> AudioWriter::open(OutputFile& file, AudioFormat format,
+                                               int sample_rate, std::string& error) {
+  auto sink = std::make_unique<Sink>(file);
+  SF_VIRTUAL_IO calls{Sink::length, Sink::seek, Sink::read, Sink::write, Sink::tell};
+  SF_INFO info{};
+  info.samplerate = sample_rate;
+  info.channels = 2;
+  info.format = format == AudioFormat::wav_float ? SF_FORMAT_WAV | SF_FORMAT_FLOAT
+                                                 : SF_FORMAT_FLAC | SF_FORMAT_PCM_24;
+  sink->handle = sf_open_virtual(&calls, SFM_WRITE, &info, sink.get());
+  if (!sink->handle) {
+    error = !sink->failure.empty() ? sink->failure
+                                   : file.path() + ": " + sf_strerror(nullptr) + " (" +
+                                         std::to_string(sample_rate) + " Hz)";
+    return nullptr;
+  }
+  sf_command(sink->handle, SFC_SET_ADD_PEAK_CHUNK, nullptr, SF_FALSE);
+  sf_command(sink->handle, SFC_SET_CLIPPING, nullptr, SF_TRUE);
+  return std::unique_ptr<AudioWriter>(new AudioWriter(std::move(sink), format));
+}
+
+AudioWriter::AudioWriter(std::unique_ptr<Sink> sink, AudioFormat format)
+    : sink_(std::move(sink)), format_(format) {}
+
+AudioWriter::~AudioWriter() = default;
+
+bool AudioWriter::write(const float* left, const float* right, std::uint32_t frames,
+                        std::string& error) {
+  if (format_ == AudioFormat::wav_float && frames_written_ + frames > longest_wav_frames) {
+    error = sink_->file.path() + ": longer than a WAV file can be (4 GB); write a .flac file";
+    return false;
+  }
+  const bool clips = format_ == AudioFormat::flac;
+  for (std::uint32_t i = 0; i < frames; ++i) {
+    interleaved_.push_back(clips ? clip(left[i]) : left[i]);
+    interleaved_.push_back(clips ? clip(right[i]) : right[i]);
+  }
+  frames_written_ += frames;
+  return interleaved_.size() < chunk_samples || flush(error);
+}
+
+float AudioWriter::clip(float sample) {
+  if (std::fabs(sample) <= 1.0f) return sample;
+  const bool is_number = !std::isnan(sample);
+  clipped_samples_ += is_number ? 1 : 0;
+  return is_number ? std::copysign(1.0f, sample) : 0.0f;
+}
+
+/// Hands over what has gathered: a call for every short period would cost more than the audio.
+bool AudioWriter::flush(std::string& error) {
+  const auto frames = static_cast<sf_count_t>(interleaved_.size() / 2);
+  const bool is_written = sf_writef_float(sink_->handle, interleaved_.data(), frames) == frames &&
+                          sink_->failure.empty();
+  interleaved_.clear();
+  if (is_written) return true;
+  error = !sink_->failure.empty() ? sink_->failure
+                                  : sink_->file.path() + ": " + sf_strerror(sink_->handle);
+  return false;
+}
+
+bool AudioWriter::finish(std::string& error) {
+  if (!flush(error)) return false;
+  const int status = sf_close(std::exchange(sink_->handle, nullptr));
+  if (!sink_->failure.empty()) {
+    error = sink_->failure;
+    return false;
+  }
+  if (status != 0) {
+    error = sink_->file.path() + ": " + sf_error_number(status);
+    return false;
+  }
+  return true;
+}
+
+}  // namespace vesk::tools

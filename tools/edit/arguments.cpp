@@ -1,0 +1,114 @@
+#include "tools/edit/arguments.hpp"
+
+#include <set>
+
+#include "host/block.hpp"
+#include "spec/plugin_spec.hpp"
+#include "tools/program/chain_text.hpp"
+#include "tools/program/command_line.hpp"
+#include "tools/edit/preset_file.hpp"
+
+namespace vesk::tools {
+
+const char* const edit_help =
+    R"(vesk-edit opens the editors of a chain of plugins, keeps what is changed in them in the
+chain's preset files, and ends when the last editor is closed.
+
+usage: vesk-edit CHAIN [options]
+
+CHAIN is one plugin or several, separated by '|', as for vesk-render. A plugin is
+TYPE:SUBTYPE:MANUFACTURER as vesk-list prints it, optionally with parameters (#id=value,id=value)
+and a preset file (@path). What is changed in a plugin's editor goes to its preset file, which is
+made when it is not there; without a preset file it is lost. Quote the chain: the shell takes '|'
+and '#' for its own.
+
+A preset file that exists is said to be rewritten before it is opened, and what it held is kept
+beside it, with a '~' after its name.
+
+      --copy-to FILE      leave the chain's preset file as it is and work on a copy, FILE, which
+                          must not exist
+      --play SONG.mid     play a MIDI file meanwhile, over and over
+      --notes             play test notes meanwhile: an arpeggio, over and over. A chain that
+                          starts with an effect is sent plucked tones of the same notes
+  -r, --sample-rate HZ    8000 to 384000 (48000)
+      --period FRAMES     frames a period, 1 to 4096 (512)
+  -h, --help              this text
+
+Periods are rendered at the pace at which they would be heard; nothing is heard. Ctrl-C closes the
+editors, which saves, and ends. A second one does not wait for that.
+
+examples:
+  vesk-edit aumu:Sm48:LV2_@piano.aupreset --notes
+  vesk-edit aumu:Sm48:LV2_@piano.aupreset --copy-to bright.aupreset
+  vesk-edit 'aumu:Sm48:LV2_@p.aupreset|aufx:kZu9:LV2_@hall.aupreset' --play song.mid
+
+Exit status: 0 when everything is saved, 1 when something failed (one line says what), 2 for a
+command line that makes no sense.
+)";
+
+namespace {
+
+/// The mask of open editors has a bit for each.
+constexpr std::size_t longest_chain = 32;
+
+std::vector<Option> options_for(EditArguments& arguments) {
+  return {
+      {"--copy-to", nullptr, takes_path(arguments.copy_path)},
+      {"--play", nullptr, takes_path(arguments.midi_path)},
+      {"--notes", nullptr, nullptr, &arguments.plays_notes},
+      {"--sample-rate", "-r", takes_whole(8'000, 384'000, " Hz", arguments.sample_rate)},
+      {"--period", nullptr,
+       takes_whole(1, static_cast<int>(host::buffer_frames), " frames", arguments.period)},
+      {"--help", "-h", nullptr, &arguments.wants_help},
+  };
+}
+
+bool check_chain(const EditArguments& arguments, std::string& error) {
+  std::string reason;
+  const auto whole = parse_whole_chain(arguments.chain, reason);
+  if (!whole) {
+    error = "chain \"" + arguments.chain + "\": " + reason;
+    return false;
+  }
+  if (PluginSpec::split_chain(arguments.chain).size() > longest_chain) {
+    error = "a chain of more than " + std::to_string(longest_chain) + " plugins cannot be shown";
+    return false;
+  }
+  if (!arguments.midi_path.empty() && !takes_midi(*whole)) {
+    error = "the chain starts with an effect that takes no MIDI events; --notes sends it tones";
+    return false;
+  }
+  std::set<std::string> paths;
+  for (const NamedPreset& preset : presets_of(arguments.chain)) {
+    if (!paths.insert(preset.path).second) {
+      error = "two plugins of the chain name the preset file " + preset.path;
+      return false;
+    }
+  }
+  return true;
+}
+
+}  // namespace
+
+std::optional<EditArguments> parse_edit_arguments(const std::vector<std::string>& words,
+                                                  std::string& error) {
+  EditArguments arguments;
+  arguments.wants_help = asks_for_help(words);
+  if (arguments.wants_help) return arguments;
+  if (!read_command_line(words, options_for(arguments), arguments.chain, error)) {
+    return std::nullopt;
+  }
+  std::string ignored;
+  if (arguments.chain.empty()) {
+    error = "no chain given";
+  } else if (arguments.plays_notes && !arguments.midi_path.empty()) {
+    error = "--play or --notes, not both";
+  } else if (check_chain(arguments, error) &&
+             (arguments.copy_path.empty() ||
+              with_preset(arguments.chain, arguments.copy_path, ignored, error))) {
+    return arguments;
+  }
+  return std::nullopt;
+}
+
+}  // namespace vesk::tools

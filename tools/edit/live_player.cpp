@@ -1,0 +1,109 @@
+#include "tools/edit/live_player.hpp"
+
+#include <algorithm>
+#include <array>
+#include <chrono>
+#include <cmath>
+#include <span>
+#include <utility>
+
+#include "tools/midi/period_events.hpp"
+#include "tools/edit/test_notes.hpp"
+
+namespace vesk::tools {
+namespace {
+
+using client::Answer;
+using host::MidiEvent;
+using Clock = std::chrono::steady_clock;
+
+constexpr std::size_t channels = 16;
+
+/// What is still held when a song ends must not sound into its next round.
+std::array<MidiEvent, channels> all_notes_off() {
+  std::array<MidiEvent, channels> events{};
+  for (std::size_t channel = 0; channel < channels; ++channel) {
+    events[channel].status = static_cast<std::uint8_t>(0xB0 + channel);
+    events[channel].data1 = 123;
+  }
+  return events;
+}
+
+/// The periods of a song that begins again when it has ended.
+class Rounds {
+ public:
+  Rounds(const Song& song, double sample_rate)
+      : song_(song), sample_rate_(sample_rate), events_(song.events, sample_rate) {}
+
+  std::span<const MidiEvent> next(std::uint32_t frames) {
+    if (song_.events.empty()) return {};
+    const double seconds = static_cast<double>(frame_) / sample_rate_;
+    if (events_.is_done() && seconds >= song_.length_seconds) {
+      events_ = PeriodEvents(song_.events, sample_rate_);
+      frame_ = 0;
+      return silence_;
+    }
+    frame_ += frames;
+    return events_.next(frames);
+  }
+
+ private:
+  const Song& song_;
+  double sample_rate_;
+  PeriodEvents events_;
+  std::uint64_t frame_ = 0;
+  const std::array<MidiEvent, channels> silence_ = all_notes_off();
+};
+
+}  // namespace
+
+LivePlayer::LivePlayer(client::HostProcess& host, Song song, bool as_tones)
+    : host_(host),
+      song_(std::move(song)),
+      as_tones_(as_tones),
+      period_(host.options().period_frames),
+      sample_rate_(host.options().sample_rate_hz),
+      thread_([this] { run(); }) {}
+
+LivePlayer::~LivePlayer() {
+  ends_.store(true, std::memory_order_relaxed);
+  thread_.join();
+}
+
+void LivePlayer::listen() {
+  float peak = peak_.load(std::memory_order_relaxed);
+  for (const unsigned channel : {0u, 1u}) {
+    for (const float sample : host_.output(channel).first(period_)) {
+      peak = std::max(peak, std::abs(sample));
+    }
+  }
+  peak_.store(peak, std::memory_order_relaxed);
+}
+
+void LivePlayer::run() {
+  const auto period = std::chrono::duration_cast<Clock::duration>(
+      std::chrono::duration<double>(period_ / sample_rate_));
+  Rounds rounds(song_, sample_rate_);
+  PluckedTone tone(sample_rate_);
+  auto due = Clock::now();
+  bool is_sent = true;
+  std::span<const MidiEvent> events;
+  for (double time = 0.0; !ends_.load(std::memory_order_relaxed); time += period_) {
+    // What a late host could not be given goes with the next period: a lost note-off sounds on.
+    if (is_sent) events = rounds.next(period_);
+    if (as_tones_ && is_sent && !host_.is_pending()) {
+      tone.play(events, host_.input(0).first(period_));
+      std::ranges::copy(host_.input(0).first(period_), host_.input(1).begin());
+    }
+    const Answer answer = host_.render(period_, time, events, period);
+    if (answer == Answer::host_gone || answer == Answer::refused) return;
+    is_sent = answer != Answer::not_sent;
+    if (answer == Answer::answered) listen();
+    due += period;
+    // After a pause of the whole machine there is nothing to catch up with.
+    if (Clock::now() - due > std::chrono::seconds(1)) due = Clock::now();
+    std::this_thread::sleep_until(due);
+  }
+}
+
+}  // namespace vesk::tools

@@ -1,0 +1,125 @@
+#include "tools/edit/preset_file.hpp"
+
+#include <unistd.h>
+
+#include <cerrno>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <system_error>
+#include <utility>
+
+#include "spec/plugin_spec.hpp"
+#include "tools/program/output_file.hpp"
+
+namespace vesk::tools {
+namespace {
+
+namespace fs = std::filesystem;
+using Bytes = std::vector<std::uint8_t>;
+
+std::optional<Bytes> read_bytes(const std::string& path, std::string& error) {
+  std::error_code unknown;
+  if (fs::is_directory(path, unknown)) {
+    error = path + ": is a folder";
+    return std::nullopt;
+  }
+  errno = 0;
+  std::ifstream file(path, std::ios::binary);
+  Bytes bytes{std::istreambuf_iterator<char>(file), {}};
+  if (!file.is_open() || file.bad()) {
+    error = path + ": cannot be read: " + std::generic_category().message(errno);
+    return std::nullopt;
+  }
+  return bytes;
+}
+
+bool write_bytes(const std::string& path, const Bytes& bytes, std::string& error) {
+  auto file = OutputFile::create(path, error);
+  return file && file->write(bytes.data(), bytes.size(), error) && file->commit(error);
+}
+
+}  // namespace
+
+std::vector<NamedPreset> presets_of(const std::string& chain) {
+  std::vector<NamedPreset> presets;
+  unsigned plugin = 0;
+  for (const std::string& element : PluginSpec::split_chain(chain)) {
+    std::string ignored;
+    const auto spec = PluginSpec::parse(element, ignored);
+    if (spec && !spec->preset_path.empty()) presets.push_back({plugin, spec->preset_path});
+    ++plugin;
+  }
+  return presets;
+}
+
+std::optional<std::string> with_preset(const std::string& chain, const std::string& path,
+                                       std::string& old, std::string& error) {
+  const std::vector<NamedPreset> presets = presets_of(chain);
+  if (presets.size() != 1) {
+    error = presets.empty() ? "the chain names no preset file to copy"
+                            : "the chain names " + std::to_string(presets.size()) +
+                                  " preset files, and one can be copied";
+    return std::nullopt;
+  }
+  if (path.find('|') != std::string::npos) {
+    error = "a chain cannot name " + path + ", because of its '|'";
+    return std::nullopt;
+  }
+  old = presets.front().path;
+  std::string changed;
+  unsigned plugin = 0;
+  for (std::string element : PluginSpec::split_chain(chain)) {
+    // A preset path is all that follows its '@', to the element's end.
+    if (plugin == presets.front().plugin) {
+      element.replace(element.size() - old.size(), old.size(), path);
+    }
+    if (plugin++ > 0) changed += '|';
+    changed += element;
+  }
+  return changed;
+}
+
+bool copy_preset(const std::string& from, const std::string& to, std::string& error) {
+  std::error_code unknown;
+  if (fs::exists(fs::symlink_status(to, unknown))) {
+    error = to + ": exists already";
+    return false;
+  }
+  const std::optional<Bytes> bytes = read_bytes(from, error);
+  return bytes && write_bytes(to, *bytes, error);
+}
+
+std::optional<OldPreset> OldPreset::keep(const std::string& path, std::string& error) {
+  std::optional<Bytes> content = read_bytes(path, error);
+  if (!content) return std::nullopt;
+  std::string none;
+  std::optional<Bytes> earlier = read_bytes(path + "~", none);
+  if (!write_bytes(path + "~", *content, error)) return std::nullopt;
+  return OldPreset(path, std::move(*content), std::move(earlier));
+}
+
+OldPreset::OldPreset(std::string path, Bytes content, std::optional<Bytes> earlier)
+    : path_(std::move(path)), content_(std::move(content)), earlier_(std::move(earlier)) {}
+
+OldPreset::OldPreset(OldPreset&& other) noexcept
+    : path_(std::exchange(other.path_, {})),
+      content_(std::move(other.content_)),
+      earlier_(std::move(other.earlier_)) {}
+
+bool OldPreset::has_changed() const {
+  std::string ignored;
+  return read_bytes(path_, ignored) != content_;
+}
+
+OldPreset::~OldPreset() {
+  if (path_.empty() || has_changed()) return;
+  std::string ignored;
+  if (earlier_) {
+    write_bytes(kept_path(), *earlier_, ignored);
+  } else {
+    unlink(kept_path().c_str());
+  }
+}
+
+}  // namespace vesk::tools

@@ -1,0 +1,204 @@
+#include "tools/edit/session.hpp"
+
+#include <chrono>
+#include <cmath>
+#include <cstdio>
+#include <filesystem>
+#include <map>
+#include <memory>
+#include <optional>
+#include <set>
+#include <thread>
+#include <utility>
+#include <vector>
+
+#include "spec/plugin_spec.hpp"
+#include "tools/program/chain_text.hpp"
+#include "tools/program/interruption.hpp"
+#include "tools/edit/live_player.hpp"
+#include "tools/audio/loudness.hpp"
+#include "tools/midi/midi_file.hpp"
+#include "tools/edit/preset_file.hpp"
+#include "tools/edit/test_notes.hpp"
+#include "vesk/host_process.hpp"
+
+namespace vesk::tools {
+namespace {
+
+namespace fs = std::filesystem;
+using client::HostProcess;
+using namespace std::chrono_literals;
+
+constexpr auto look_interval = 20ms;
+/// An editor that does not answer holds the host for two seconds; some read samples first.
+constexpr std::chrono::seconds longest_opening = 30s;
+
+void say(const std::string& line) {
+  std::printf("%s\n", line.c_str());
+  std::fflush(stdout);
+}
+
+/// The chain's preset files: what was in them, and which have been rewritten.
+class Presets {
+ public:
+  /// Says what will happen to each, before it can, and keeps what they hold.
+  bool prepare(const std::string& chain, std::string& error) {
+    for (const NamedPreset& preset : presets_of(chain)) {
+      paths_[preset.plugin] = preset.path;
+      std::error_code unknown;
+      if (!fs::exists(preset.path, unknown)) {
+        say(preset.path + ": does not exist yet");
+        continue;
+      }
+      auto old = OldPreset::keep(preset.path, error);
+      if (!old) return false;
+      say(preset.path + ": exists and will be rewritten; what it holds now is kept as " +
+          old->kept_path());
+      old_.emplace(preset.plugin, std::move(*old));
+    }
+    if (paths_.empty()) say("the chain names no preset file (@path): no change will be kept");
+    return true;
+  }
+
+  void take_notices(HostProcess& host) {
+    while (const auto plugin = host.next_saved_notice()) {
+      const auto path = paths_.find(*plugin);
+      if (path != paths_.end() && rewritten_.insert(*plugin).second) {
+        say(path->second + ": rewritten");
+      }
+    }
+  }
+
+  void sum_up() const {
+    if (rewritten_.empty() && !paths_.empty()) say("no preset file was rewritten");
+  }
+
+ private:
+  std::map<unsigned, std::string> paths_;
+  std::map<unsigned, OldPreset> old_;
+  std::set<unsigned> rewritten_;
+};
+
+std::string title_of(const PluginSpec& spec) {
+  if (spec.preset_path.empty()) return spec.name;
+  return spec.name + " - " + fs::path(spec.preset_path).filename().string();
+}
+
+/// Opens every editor and tells which could not be. False when none could, or the host ended.
+bool open_editors(HostProcess& host, const std::string& chain, std::string& error) {
+  unsigned plugins = 0;
+  for (const std::string& element : PluginSpec::split_chain(chain)) {
+    std::string ignored;
+    const auto spec = PluginSpec::parse(element, ignored);
+    host.open_editor(plugins, spec ? title_of(*spec) : element);
+    ++plugins;
+  }
+  // In small steps, so that Ctrl-C is heard while an editor takes its time.
+  const auto deadline = std::chrono::steady_clock::now() + longest_opening * plugins;
+  while (!host.settle(100ms)) {
+    if (interruption() != 0 || host.has_ended()) return true;
+    if (std::chrono::steady_clock::now() > deadline) {
+      error = "the editors did not open within " +
+              std::to_string((longest_opening * plugins).count()) + " seconds";
+      return false;
+    }
+  }
+  const std::uint32_t open = host.open_mask();
+  if (open == 0 && !host.has_ended()) {
+    error = "no editor could be opened (is there a display?)";
+    return false;
+  }
+  for (unsigned plugin = 0; plugin < plugins && !host.has_ended(); ++plugin) {
+    if ((open >> plugin & 1) == 0) {
+      say("plugin " + std::to_string(plugin) + " of the chain has no editor to show");
+    }
+  }
+  return true;
+}
+
+/// Until the last editor is closed, the host ends or somebody interrupts.
+void watch_editors(HostProcess& host, Presets& presets) {
+  while (host.open_mask() != 0 && !host.has_ended()) {
+    if (interruption() != 0) return;
+    presets.take_notices(host);
+    std::this_thread::sleep_for(look_interval);
+  }
+}
+
+/// The host's own lines about files that it could not write.
+std::string save_failure(HostProcess& host) {
+  constexpr std::string_view own = "plugin host: ";
+  for (const std::string& line : host.last_lines()) {
+    if (line.starts_with("plugin host: could not save ")) return line.substr(own.size());
+  }
+  return {};
+}
+
+std::optional<Song> song_of(const EditArguments& arguments, std::string& error) {
+  if (!arguments.midi_path.empty()) return read_midi_file(arguments.midi_path, error);
+  return arguments.plays_notes ? test_notes() : Song{};
+}
+
+bool starts_with_effect(const std::string& chain) {
+  std::string ignored;
+  const auto whole = parse_whole_chain(chain, ignored);
+  return whole && whole->is_effect();
+}
+
+std::unique_ptr<HostProcess> start_host(const EditArguments& arguments, const std::string& chain,
+                                        std::string& error) {
+  client::Options options;
+  options.chain = chain;
+  options.sample_rate_hz = arguments.sample_rate;
+  options.max_frames = arguments.period;
+  options.period_frames = arguments.period;
+  return HostProcess::start(options, error);
+}
+
+}  // namespace
+
+bool edit_presets(const EditArguments& arguments, std::string& error) {
+  std::optional<Song> song = song_of(arguments, error);
+  if (!song) return false;
+  std::string chain = arguments.chain;
+  if (!arguments.copy_path.empty()) {
+    std::string original;
+    const auto changed = with_preset(chain, arguments.copy_path, original, error);
+    if (!changed || !copy_preset(original, arguments.copy_path, error)) return false;
+    say(arguments.copy_path + ": copied from " + original + ", which stays as it is");
+    chain = *changed;
+  }
+  Presets presets;
+  if (!presets.prepare(chain, error)) return false;
+
+  // From here on Ctrl-C is a wish; it is looked at between the steps.
+  watch_for_interruption();
+  const auto host = start_host(arguments, chain, error);
+  if (!host) return false;
+  const bool as_tones = arguments.plays_notes && starts_with_effect(chain);
+  std::optional<LivePlayer> player;
+  player.emplace(*host, std::move(*song), as_tones);
+
+  bool is_well = open_editors(*host, chain, error);
+  if (is_well) watch_editors(*host, presets);
+  const double peak = to_dbfs(static_cast<double>(player->peak()));
+  player.reset();
+  host->stop();
+  presets.take_notices(*host);
+  presets.sum_up();
+  if (!host->ending().orderly()) {
+    error = host->obituary();
+    is_well = false;
+  } else if (const std::string failure = save_failure(*host); !failure.empty()) {
+    error = failure;
+    is_well = false;
+  }
+  if (is_well && (arguments.plays_notes || !arguments.midi_path.empty())) {
+    char line[64];
+    std::snprintf(line, sizeof line, "played with a peak of %.1f dBFS", peak);
+    say(std::isfinite(peak) ? line : "played, and nothing was to be heard");
+  }
+  return is_well;
+}
+
+}  // namespace vesk::tools

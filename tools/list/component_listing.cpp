@@ -1,0 +1,79 @@
+#include "tools/list/component_listing.hpp"
+
+#include <AudioToolbox/AudioToolbox.h>
+
+#include <algorithm>
+
+#include "spec/plugin_spec.hpp"
+#include "tools/list/json_text.hpp"
+
+namespace vesk::tools {
+namespace {
+
+/// A name that cannot break its line.
+std::string one_line(std::string text) {
+  std::ranges::replace_if(text, [](unsigned char c) { return c < 0x20 || c == 0x7F; }, ' ');
+  return text;
+}
+
+bool can_be_written(const ComponentInfo& component) {
+  const std::string text = specification_of(component);
+  const bool is_printable =
+      std::ranges::all_of(text, [](unsigned char c) { return c >= 0x20 && c < 0x7F; });
+  std::string ignored;
+  const auto spec = PluginSpec::parse(text, ignored);
+  return is_printable && PluginSpec::split_chain(text).size() == 1 && spec && spec->name == text;
+}
+
+}  // namespace
+
+std::string specification_of(const ComponentInfo& component) {
+  return four_cc(component.desc.componentType) + ":" + four_cc(component.desc.componentSubType) +
+         ":" + four_cc(component.desc.componentManufacturer);
+}
+
+std::string why_not_hosted(const ComponentInfo& component) {
+  switch (component.desc.componentType) {
+    case kAudioUnitType_MusicDevice:
+    case kAudioUnitType_MusicEffect:
+    case kAudioUnitType_Effect:
+    case kAudioUnitType_Generator:
+      return can_be_written(component) ? "" : "its codes cannot be written in a chain";
+    case kAudioUnitType_MIDIProcessor:
+      return "MIDI processor, not hosted";
+    default:
+      return "not hosted";
+  }
+}
+
+std::string listing_text(const std::vector<ComponentInfo>& components) {
+  std::string text;
+  for (const ComponentInfo& component : components) {
+    text += one_line(specification_of(component)) + "  " + one_line(component.name);
+    const std::string remark = why_not_hosted(component);
+    if (!remark.empty()) text += "  (" + remark + ")";
+    text += '\n';
+  }
+  return text;
+}
+
+std::string listing_json(const std::vector<ComponentInfo>& components) {
+  std::string text = "[";
+  const char* separator = "\n";
+  for (const ComponentInfo& component : components) {
+    const auto flag = [](bool value) { return value ? "true" : "false"; };
+    text += separator;
+    text += "  {\"specification\": " + json_string(specification_of(component)) +
+            ", \"name\": " + json_string(component.name) +
+            ", \"type\": " + json_string(four_cc(component.desc.componentType)) +
+            ", \"subtype\": " + json_string(four_cc(component.desc.componentSubType)) +
+            ", \"manufacturer\": " + json_string(four_cc(component.desc.componentManufacturer)) +
+            ", \"hosted\": " + flag(why_not_hosted(component).empty()) +
+            ", \"v3\": " + flag(component.is_v3) +
+            ", \"sandbox_safe\": " + flag(component.sandbox_safe) + "}";
+    separator = ",\n";
+  }
+  return text + "\n]\n";
+}
+
+}  // namespace vesk::tools

@@ -1,0 +1,135 @@
+#include "tools/list/component_parameters.hpp"
+
+#include <AudioToolbox/AudioToolbox.h>
+
+#include <chrono>
+#include <cstring>
+#include <future>
+#include <memory>
+
+namespace vesk::tools {
+namespace {
+
+constexpr auto longest_start = std::chrono::seconds(60);
+
+/// An open instance, closed with its owner.
+class Unit {
+ public:
+  explicit Unit(AudioUnit unit) : unit_(unit) {}
+  ~Unit() {
+    if (unit_) AudioComponentInstanceDispose(unit_);
+  }
+  Unit(const Unit&) = delete;
+  Unit& operator=(const Unit&) = delete;
+  AudioUnit get() const { return unit_; }
+
+ private:
+  AudioUnit unit_;
+};
+
+struct Opened {
+  AudioUnit unit = nullptr;
+  OSStatus status = noErr;
+};
+
+/// Opens an instance, waiting for those that come later on a thread of their own.
+Opened open(AudioComponent component) {
+  const auto result = std::make_shared<std::promise<Opened>>();
+  std::future<Opened> opened = result->get_future();
+  AudioComponentInstantiate(component, kAudioComponentInstantiation_LoadInProcess,
+                            ^(AudioComponentInstance unit, OSStatus status) {
+                              result->set_value({unit, status});
+                            });
+  if (opened.wait_for(longest_start) != std::future_status::ready) {
+    return {nullptr, kAudioComponentErr_InstanceTimedOut};
+  }
+  return opened.get();
+}
+
+std::string text_of(CFStringRef string) {
+  char buffer[1024];
+  return string && CFStringGetCString(string, buffer, sizeof buffer, kCFStringEncodingUTF8) ? buffer
+                                                                                            : "";
+}
+
+std::vector<std::string> read_value_names(AudioUnit unit, AudioUnitParameterID id) {
+  CFArrayRef strings = nullptr;
+  UInt32 size = sizeof(CFArrayRef);
+  if (AudioUnitGetProperty(unit, kAudioUnitProperty_ParameterValueStrings, kAudioUnitScope_Global,
+                           id, static_cast<void*>(&strings), &size) != noErr ||
+      !strings) {
+    return {};
+  }
+  const CFIndex count = CFArrayGetCount(strings);
+  std::vector<std::string> names;
+  names.reserve(static_cast<std::size_t>(count));
+  for (CFIndex i = 0; i < count; ++i) {
+    names.push_back(text_of(static_cast<CFStringRef>(CFArrayGetValueAtIndex(strings, i))));
+  }
+  CFRelease(strings);
+  return names;
+}
+
+ParameterDescription describe(AudioUnit unit, AudioUnitParameterID id,
+                              const AudioUnitParameterInfo& info) {
+  ParameterDescription parameter;
+  parameter.id = id;
+  const bool has_long_name = (info.flags & kAudioUnitParameterFlag_HasCFNameString) != 0;
+  parameter.name = has_long_name ? text_of(info.cfNameString)
+                                 : std::string(info.name, strnlen(info.name, sizeof info.name));
+  parameter.minimum = info.minValue;
+  parameter.maximum = info.maxValue;
+  parameter.default_value = info.defaultValue;
+  parameter.is_writable = (info.flags & kAudioUnitParameterFlag_IsWritable) != 0;
+  const bool has_own_unit = info.unit == kAudioUnitParameterUnit_CustomUnit;
+  parameter.unit = has_own_unit ? text_of(info.unitName) : unit_text(info.unit);
+  parameter.value_names = read_value_names(unit, id);
+  if (info.flags & kAudioUnitParameterFlag_CFNameRelease) {
+    if (has_long_name && info.cfNameString) CFRelease(info.cfNameString);
+    if (has_own_unit && info.unitName) CFRelease(info.unitName);
+  }
+  return parameter;
+}
+
+}  // namespace
+
+std::optional<std::vector<ParameterDescription>> read_parameters(
+    const AudioComponentDescription& wanted, const std::string& label, std::string& error) {
+  const AudioComponent component = AudioComponentFindNext(nullptr, &wanted);
+  if (!component) {
+    error = label + " is not installed; vesk-list without arguments shows what is";
+    return std::nullopt;
+  }
+  const Opened opened = open(component);
+  if (!opened.unit) {
+    error = label + " cannot be opened (OSStatus " + std::to_string(opened.status) + ")";
+    return std::nullopt;
+  }
+  const Unit unit(opened.unit);
+  UInt32 size = 0;
+  Boolean is_writable = false;
+  std::vector<AudioUnitParameterID> ids;
+  if (AudioUnitGetPropertyInfo(unit.get(), kAudioUnitProperty_ParameterList, kAudioUnitScope_Global,
+                               0, &size, &is_writable) == noErr &&
+      size > 0) {
+    ids.resize(size / sizeof(AudioUnitParameterID));
+    if (AudioUnitGetProperty(unit.get(), kAudioUnitProperty_ParameterList, kAudioUnitScope_Global,
+                             0, ids.data(), &size) != noErr) {
+      error = label + " does not tell its parameters";
+      return std::nullopt;
+    }
+    ids.resize(size / sizeof(AudioUnitParameterID));
+  }
+  std::vector<ParameterDescription> parameters;
+  for (const AudioUnitParameterID id : ids) {
+    AudioUnitParameterInfo info{};
+    UInt32 info_size = sizeof info;
+    if (AudioUnitGetProperty(unit.get(), kAudioUnitProperty_ParameterInfo, kAudioUnitScope_Global,
+                             id, &info, &info_size) == noErr) {
+      parameters.push_back(describe(unit.get(), id, info));
+    }
+  }
+  return parameters;
+}
+
+}  // namespace vesk::tools

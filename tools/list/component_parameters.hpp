@@ -1,0 +1,19 @@
+#pragma once
+
+#include <AudioToolbox/AudioComponent.h>
+
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "tools/list/parameter_listing.hpp"
+
+namespace vesk::tools {
+
+/// Makes an instance of the component with the three codes of `wanted` in this process and reads
+/// its parameters (global scope). Empty with a sentence in `error`, which begins with `label`: no
+/// such component, or it cannot be opened. Main thread.
+std::optional<std::vector<ParameterDescription>> read_parameters(
+    const AudioComponentDescription& wanted, const std::string& label, std::string& error);
+
+}  // namespace vesk::tools

@@ -1,0 +1,94 @@
+#include "tools/program/command_line.hpp"
+
+#include <charconv>
+#include <cmath>
+#include <cstddef>
+#include <system_error>
+
+namespace vesk::tools {
+
+bool to_number(const std::string& text, double& value) {
+  const char* end = text.data() + text.size();
+  const auto [stopped, status] = std::from_chars(text.data(), end, value);
+  return status == std::errc() && stopped == end && std::isfinite(value);
+}
+
+bool to_whole(const std::string& text, int low, int high, int& value) {
+  const char* end = text.data() + text.size();
+  const auto [stopped, status] = std::from_chars(text.data(), end, value);
+  return status == std::errc() && stopped == end && value >= low && value <= high;
+}
+
+Option::Setter takes_path(std::string& target) {
+  return [&target](const std::string& value, std::string& error) {
+    if (value.empty()) error = "needs a file name";
+    target = value;
+    return !value.empty();
+  };
+}
+
+bool asks_for_help(const std::vector<std::string>& words) {
+  for (const std::string& word : words) {
+    if (word == "--") return false;
+    if (word == "--help" || word == "-h") return true;
+  }
+  return false;
+}
+
+bool read_command_line(const std::vector<std::string>& words, std::span<const Option> options,
+                       std::string& chain, std::string& error) {
+  bool only_operands = false;
+  for (std::size_t i = 0; i < words.size(); ++i) {
+    const std::string& word = words[i];
+    if (only_operands || word.size() < 2 || word[0] != '-') {
+      if (!chain.empty()) {
+        error = "one chain at a time; \"" + word + "\" is a second one (quote a chain with '|')";
+        return false;
+      }
+      chain = word;
+      continue;
+    }
+    if (word == "--") {
+      only_operands = true;
+      continue;
+    }
+    const std::size_t equals = word.starts_with("--") ? word.find('=') : std::string::npos;
+    const std::string name = word.substr(0, equals);
+    const Option* option = nullptr;
+    for (const Option& candidate : options) {
+      if (name == candidate.name || (candidate.short_name && name == candidate.short_name)) {
+        option = &candidate;
+      }
+    }
+    if (!option) {
+      error = "unknown option " + name;
+      return false;
+    }
+    if (option->flag) {
+      if (equals != std::string::npos) {
+        error = name + " takes no value";
+        return false;
+      }
+      *option->flag = true;
+      continue;
+    }
+    std::string value;
+    if (equals != std::string::npos) {
+      value = word.substr(equals + 1);
+    } else if (i + 1 < words.size()) {
+      value = words[++i];
+    } else {
+      error = name + " needs a value";
+      return false;
+    }
+    std::string reason;
+    if (!option->take(value, reason)) {
+      error = name;
+      error += " " + reason;
+      return false;
+    }
+  }
+  return true;
+}
+
+}  // namespace vesk::tools

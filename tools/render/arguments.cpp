@@ -1,0 +1,122 @@
+#include "tools/render/arguments.hpp"
+
+#include "host/block.hpp"
+#include "spec/plugin_spec.hpp"
+#include "tools/program/chain_text.hpp"
+#include "tools/program/command_line.hpp"
+
+namespace vesk::tools {
+
+const char* const render_help =
+    R"(vesk-render plays a MIDI file or an audio file through a chain of plugins, each period of it
+in a host process of its own, and writes what comes back.
+
+usage: vesk-render CHAIN --midi SONG.mid -o OUT.wav [options]
+       vesk-render CHAIN --input IN.wav  -o OUT.wav [options]
+
+CHAIN is one plugin or several, separated by '|': an instrument or an effect, then effects.
+A plugin is TYPE:SUBTYPE:MANUFACTURER as vesk-list prints it, optionally with parameters
+(#id=value,id=value) and a preset file (@path). Quote the chain: the shell takes '|' and '#'
+for its own.
+
+  -m, --midi FILE         Standard MIDI File to play (instruments, and effects of type aumf)
+  -i, --input FILE        audio file to send through a chain that starts with an effect
+  -o, --output FILE       .wav (32-bit float) or .flac (24-bit); written when all went well
+  -p, --plot FILE.png     draw the waveform over the spectrogram
+  -r, --sample-rate HZ    8000 to 384000; without it the input's rate, or 48000. Input at
+                          another rate is converted
+      --period FRAMES     frames a period, 1 to 4096 (512)
+      --tail SECONDS      go on this long after the song's end. Without it until the sound has
+                          stayed below -90 dBFS for a second, at most 30 seconds
+      --keep-latency      leave the chain's latency at the start of the output
+  -q, --quiet             no progress bar, no figures
+  -h, --help              this text
+
+examples:
+  vesk-render 'aumu:Sm48:LV2_' --midi song.mid -o song.wav --plot song.png
+  vesk-render 'aumu:Sm48:LV2_#4=0.7|aufx:jvLs:LV2_#2=0.4' --midi song.mid -o song.flac
+  vesk-render 'aufx:kZu9:LV2_' --input voice.wav -o hall.wav --tail 4
+
+Exit status: 0 when the output is written, 1 when something failed (one line says what, and no
+output is left behind), 2 for a command line that makes no sense.
+)";
+
+namespace {
+
+std::vector<Option> options_for(RenderArguments& arguments) {
+  const auto seconds = [&arguments](const std::string& value, std::string& error) {
+    double number = 0.0;
+    if (!to_number(value, number) || number < 0.0 || number > 3600.0) {
+      error = "takes 0 to 3600 seconds, not \"" + value + "\"";
+      return false;
+    }
+    arguments.tail_seconds = number;
+    return true;
+  };
+  return {
+      {"--midi", "-m", takes_path(arguments.midi_path)},
+      {"--input", "-i", takes_path(arguments.input_path)},
+      {"--output", "-o", takes_path(arguments.output_path)},
+      {"--plot", "-p", takes_path(arguments.plot_path)},
+      {"--sample-rate", "-r", takes_whole(8'000, 384'000, " Hz", arguments.sample_rate)},
+      {"--period", nullptr,
+       takes_whole(1, static_cast<int>(host::buffer_frames), " frames", arguments.period)},
+      {"--tail", nullptr, seconds},
+      {"--keep-latency", nullptr, nullptr, &arguments.keep_latency},
+      {"--quiet", "-q", nullptr, &arguments.quiet},
+      {"--help", "-h", nullptr, &arguments.wants_help},
+  };
+}
+
+/// Whether the chain parses and can take what it is to be given.
+bool check_chain(const RenderArguments& arguments, std::string& error) {
+  std::string reason;
+  const auto first = PluginSpec::parse(PluginSpec::split_chain(arguments.chain).front(), reason);
+  if (first) {
+    if (parse_whole_chain(arguments.chain, reason)) {
+      if (first->is_effect() && arguments.input_path.empty()) {
+        error = first->name + " is an effect and needs --input";
+        return false;
+      }
+      if (!first->is_effect() && !arguments.input_path.empty()) {
+        error = first->name + " is no effect and takes no --input";
+        return false;
+      }
+      if (!takes_midi(*first) && !arguments.midi_path.empty()) {
+        error = first->name + " takes no MIDI events (effects of type aumf do)";
+        return false;
+      }
+      return true;
+    }
+  }
+  error = "chain \"" + arguments.chain + "\": " + reason;
+  return false;
+}
+
+}  // namespace
+
+std::optional<RenderArguments> parse_render_arguments(const std::vector<std::string>& words,
+                                                      std::string& error) {
+  RenderArguments arguments;
+  arguments.wants_help = asks_for_help(words);
+  if (arguments.wants_help) return arguments;
+  if (!read_command_line(words, options_for(arguments), arguments.chain, error)) {
+    return std::nullopt;
+  }
+  if (arguments.chain.empty()) {
+    error = "no chain given";
+  } else if (arguments.midi_path.empty() && arguments.input_path.empty()) {
+    error = "nothing to play: give --midi FILE or --input FILE";
+  } else if (arguments.output_path.empty()) {
+    error = "no output given (-o FILE)";
+  } else if (!format_of_name(arguments.output_path, arguments.format)) {
+    error = "-o " + arguments.output_path + ": the name must end in .wav or .flac";
+  } else if (!arguments.plot_path.empty() && !arguments.plot_path.ends_with(".png")) {
+    error = "--plot " + arguments.plot_path + ": the name must end in .png";
+  } else if (check_chain(arguments, error)) {
+    return arguments;
+  }
+  return std::nullopt;
+}
+
+}  // namespace vesk::tools

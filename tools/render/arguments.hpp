@@ -1,0 +1,39 @@
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "tools/audio/writer.hpp"
+
+namespace vesk::tools {
+
+/// What a command line of vesk-render asks for.
+struct RenderArguments {
+  std::string chain;
+  std::string midi_path;    ///< empty: none
+  std::string input_path;   ///< empty: none
+  std::string output_path;  ///< ends in .wav or .flac
+  std::string plot_path;    ///< empty: no picture
+  AudioFormat format = AudioFormat::wav_float;
+  int sample_rate = 0;  ///< Hz; 0: the input's, or 48,000 without one
+  std::uint32_t period = 512;
+  std::optional<double> tail_seconds;  ///< empty: by listening
+  bool keep_latency = false;
+  bool quiet = false;
+  bool wants_help = false;
+};
+
+inline constexpr int default_sample_rate = 48'000;
+
+/// Reads the arguments after the program's name. Empty with a sentence in `error` for anything
+/// that cannot be meant: an unknown option, a number out of range, something missing, a chain that
+/// does not parse, a source that the chain cannot take. With `wants_help` set nothing else counts.
+std::optional<RenderArguments> parse_render_arguments(const std::vector<std::string>& words,
+                                                      std::string& error);
+
+/// The text of `vesk-render --help`.
+extern const char* const render_help;
+
+}  // namespace vesk::tools

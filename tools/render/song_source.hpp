@@ -1,0 +1,63 @@
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <span>
+#include <string>
+#include <vector>
+
+#include "host/block.hpp"
+#include "tools/audio/reader.hpp"
+#include "tools/midi/midi_file.hpp"
+#include "tools/midi/period_events.hpp"
+
+namespace vesk::tools {
+
+/// What is played: a MIDI song, an audio file, or both at once, cut into periods.
+class SongSource {
+ public:
+  /// Opens what has a path. `sample_rate` in Hz; 0 takes the audio file's if that is one a host
+  /// can have (8,000 to 384,000), otherwise 48,000. Null with a sentence in `error`.
+  static std::unique_ptr<SongSource> open(const std::string& midi_path,
+                                          const std::string& input_path, int sample_rate,
+                                          std::string& error);
+
+  int sample_rate() const { return sample_rate_; }
+
+  /// Makes the next `frames` frames ready in `left`, `right` and `events`; zeros beyond the end.
+  /// False with a sentence in `error` when the audio file turns out to be damaged.
+  bool prepare(std::uint32_t frames, std::string& error);
+
+  std::span<const float> left() const { return left_; }
+  std::span<const float> right() const { return right_; }
+  std::span<const host::MidiEvent> events() const { return events_; }
+
+  /// The frame at which the song is over, once it is known: at the latest when the period that
+  /// holds it has been prepared.
+  std::optional<std::uint64_t> end_frame() const;
+
+  /// The end as far as the files tell beforehand, for a progress bar.
+  std::uint64_t expected_frames() const { return expected_frames_; }
+
+  /// Sentences a listener should know: input converted, channels or messages left out.
+  const std::vector<std::string>& remarks() const { return remarks_; }
+
+ private:
+  SongSource() = default;
+
+  int sample_rate_ = 0;
+  Song song_;
+  std::optional<PeriodEvents> song_events_;
+  std::unique_ptr<AudioReader> reader_;
+  std::uint64_t song_end_ = 0;
+  std::uint64_t reader_position_ = 0;
+  bool reader_ended_ = true;
+  std::uint64_t expected_frames_ = 0;
+  std::vector<float> left_;
+  std::vector<float> right_;
+  std::span<const host::MidiEvent> events_;
+  std::vector<std::string> remarks_;
+};
+
+}  // namespace vesk::tools
