@@ -10,17 +10,17 @@
 namespace vesk::bench {
 namespace {
 
-constexpr unsigned kFrames = 128;
-constexpr double kRate = 48'000;
-constexpr double kPeriodUs = kFrames / kRate * 1e6;
-constexpr int kDriverPriority = 50;
+constexpr unsigned period_frames = 128;
+constexpr double rate = 48'000;
+constexpr double period_us = period_frames / rate * 1e6;
+constexpr int driver_priority = 50;
 
 /// Chains whose first plugin has an interface of its own, the best known first.
 struct Candidate {
   const char* chain;
   const char* name;
 };
-constexpr Candidate kCandidates[] = {
+constexpr Candidate candidates[] = {
     {"aufx:xsUI:LV2_", "guitarix gx_aclipper"},
     {"aumu:Sm48:LV2_", "mda ePiano in the generic panel"},
 };
@@ -37,14 +37,15 @@ Answers play(client::HostProcess& host, const std::atomic<bool>& done) {
   const std::uint64_t start = now_ns();
   for (std::uint64_t period = 0; !done.load(std::memory_order_relaxed); ++period) {
     const auto due =
-        start + static_cast<std::uint64_t>(static_cast<double>(period) * kPeriodUs * 1e3);
+        start + static_cast<std::uint64_t>(static_cast<double>(period) * period_us * 1e3);
     if (const std::uint64_t now = now_ns(); now < due)
       sleep_us(static_cast<unsigned>((due - now) / 1000));
     const std::uint64_t asked = now_ns();
-    host.render(kFrames, static_cast<double>(period) * kFrames, {}, std::chrono::seconds(1));
+    host.render(period_frames, static_cast<double>(period) * period_frames, {},
+                std::chrono::seconds(1));
     const double time = static_cast<double>(now_ns() - asked) / 1000;
     answers.times.push_back(time);
-    answers.missed += time > kPeriodUs;
+    answers.missed += time > period_us;
   }
   return answers;
 }
@@ -63,7 +64,7 @@ Answers play_during(client::HostProcess& host, bool real_time, Work work) {
     done.store(true, std::memory_order_relaxed);
   });
   std::unique_ptr<RealTime> driver;
-  if (real_time) driver = std::make_unique<RealTime>(kDriverPriority);
+  if (real_time) driver = std::make_unique<RealTime>(driver_priority);
   Answers answers = play(host, done);
   driver.reset();
   worker.join();
@@ -72,16 +73,16 @@ Answers play_during(client::HostProcess& host, bool real_time, Work work) {
 
 void run(Report& report, const Plan& plan, bool real_time) {
   const std::string policy = real_time ? "real-time policy" : "ordinary scheduling, told only";
-  if (real_time && !RealTime(kDriverPriority).granted())
+  if (real_time && !RealTime(driver_priority).granted())
     return report.add({policy, {}, {}, {}, "us", {}, "SCHED_FIFO not granted: no figure"});
   client::Options options;
-  options.max_frames = kFrames;
-  options.period_frames = real_time ? kFrames : 1;
-  options.driver_priority = real_time ? kDriverPriority : 0;
+  options.max_frames = period_frames;
+  options.period_frames = real_time ? period_frames : 1;
+  options.driver_priority = real_time ? driver_priority : 0;
   std::string error;
   std::unique_ptr<client::HostProcess> host;
   const char* name = "";
-  for (const Candidate& candidate : kCandidates) {
+  for (const Candidate& candidate : candidates) {
     options.chain = candidate.chain;
     name = candidate.name;
     host = client::HostProcess::start(options, error);

@@ -10,10 +10,10 @@
 namespace vesk::bench {
 namespace {
 
-constexpr double kRate = 48'000;
-constexpr unsigned kFrames = 128;
-constexpr const char* kPianoUri = "http://drobilla.net/plugins/mda/EPiano";
-constexpr const char* kPianoSpec = "aumu:Sm48:LV2_";
+constexpr double rate = 48'000;
+constexpr unsigned period_frames = 128;
+constexpr const char* piano_uri = "http://drobilla.net/plugins/mda/EPiano";
+constexpr const char* piano_spec = "aumu:Sm48:LV2_";
 
 std::vector<host::MidiEvent> chord() {
   std::vector<host::MidiEvent> events;
@@ -34,11 +34,11 @@ double timed_ns(Call call) {
 void compare_piano(Report& report, const Plan& plan) {
   std::unique_ptr<LilvWorld, decltype(&lilv_world_free)> world(lilv_world_new(), lilv_world_free);
   lilv_world_load_all(world.get());
-  const auto bare = reference::ReferencePlugin::load(world.get(), kPianoUri, kRate, kFrames);
+  const auto bare = reference::ReferencePlugin::load(world.get(), piano_uri, rate, period_frames);
   host::Block block{};
   host::Chain chain;
   std::string error;
-  if (!bare || !host::load_chain(kPianoSpec, kRate, kFrames, block, chain, error))
+  if (!bare || !host::load_chain(piano_spec, rate, period_frames, block, chain, error))
     return report.add({"mda-lv2 ePiano", {}, {}, {}, "ns", {}, "no figure: " + error});
 
   const AudioComponentInstance unit = chain.plugins[0]->unit();
@@ -48,7 +48,7 @@ void compare_piano(Report& report, const Plan& plan) {
   double sample_time = 0;
   for (int round = 0; round < plan.rounds; ++round) {
     std::vector<double> our_times, their_times;
-    for (int period = 0; period < periods; ++period, sample_time += kFrames) {
+    for (int period = 0; period < periods; ++period, sample_time += period_frames) {
       const bool strike = period % 256 == 0;
       const std::span<const host::MidiEvent> events =
           strike ? std::span(notes) : std::span<const host::MidiEvent>();
@@ -56,7 +56,7 @@ void compare_piano(Report& report, const Plan& plan) {
         AudioBufferList list;
         AudioBuffer second;
       } buffers{};
-      float left[kFrames], right[kFrames];
+      float left[period_frames], right[period_frames];
       AudioBuffer* const buffer = buffers.list.mBuffers;
       buffers.list.mNumberBuffers = 2;
       buffer[0] = {1, sizeof left, left};
@@ -68,9 +68,9 @@ void compare_piano(Report& report, const Plan& plan) {
       const auto render_ours = [&] {
         for (const host::MidiEvent& event : events)
           MusicDeviceMIDIEvent(unit, event.status, event.data1, event.data2, event.offset);
-        AudioUnitRender(unit, &flags, &stamp, 0, kFrames, &buffers.list);
+        AudioUnitRender(unit, &flags, &stamp, 0, period_frames, &buffers.list);
       };
-      const auto render_theirs = [&] { bare->run(kFrames, events); };
+      const auto render_theirs = [&] { bare->run(period_frames, events); };
       // In turn first and second, so that neither always finds the caches warm.
       if (period % 2 == 0) our_times.push_back(timed_ns(render_ours));
       their_times.push_back(timed_ns(render_theirs));
@@ -87,10 +87,10 @@ void serving_step(Report& report, const Plan& plan) {
   auto block = std::make_unique<host::Block>();
   host::Chain chain;
   std::string error;
-  if (!host::load_chain("aumu:Null:Vesk", kRate, kFrames, *block, chain, error))
+  if (!host::load_chain("aumu:Null:Vesk", rate, period_frames, *block, chain, error))
     return report.add({"serving step", {}, {}, {}, "ns", {}, "no figure: " + error});
-  host::PeriodServer server(*block, chain.plugins, false, kFrames);
-  block->frames = kFrames;
+  host::PeriodServer server(*block, chain.plugins, false, period_frames);
+  block->frames = period_frames;
   std::vector<double> rounds;
   std::uint32_t request = 0;
   for (int round = 0; round < plan.rounds; ++round) {

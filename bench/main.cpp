@@ -16,7 +16,7 @@ struct Benchmark {
   void (*run)(Report&, const Plan&);
 };
 
-constexpr Benchmark kBenchmarks[] = {
+constexpr Benchmark all_benchmarks[] = {
     {"round-trip", round_trip},
     {"many-hosts", many_hosts},
     {"inside-period", inside_period},
@@ -30,13 +30,13 @@ constexpr Benchmark kBenchmarks[] = {
 int usage(const char* program) {
   std::fprintf(stderr, "usage: %s [--json] [--quick] [--rounds N] [BENCHMARK ...]\n", program);
   std::fprintf(stderr, "benchmarks (all unless named):");
-  for (const Benchmark& benchmark : kBenchmarks) std::fprintf(stderr, " %s", benchmark.name);
+  for (const Benchmark& benchmark : all_benchmarks) std::fprintf(stderr, " %s", benchmark.name);
   std::fprintf(stderr, "\n");
   return 2;
 }
 
 const Benchmark* find(const char* name) {
-  for (const Benchmark& benchmark : kBenchmarks)
+  for (const Benchmark& benchmark : all_benchmarks)
     if (std::strcmp(benchmark.name, name) == 0) return &benchmark;
   return nullptr;
 }
@@ -49,20 +49,19 @@ int main(int argc, char** argv) {
   std::vector<const Benchmark*> wanted;
   for (int i = 1; i < argc; ++i) {
     const std::string argument = argv[i];
-    if (argument == "--json") {
+    if (argument == "--json")
       as_json = true;
-    } else if (argument == "--quick") {
+    else if (argument == "--quick")
       plan.quick = true;
-    } else if (argument == "--rounds" && i + 1 < argc) {
+    else if (argument == "--rounds" && i + 1 < argc)
       plan.rounds = std::max(1, std::atoi(argv[++i]));
-    } else if (const Benchmark* benchmark = find(argv[i])) {
+    else if (const Benchmark* benchmark = find(argv[i]))
       wanted.push_back(benchmark);
-    } else {
+    else
       return usage(argv[0]);
-    }
   }
   Report report(as_json);
-  for (const Benchmark& benchmark : kBenchmarks) {
+  for (const Benchmark& benchmark : all_benchmarks) {
     bool selected = wanted.empty();
     for (const Benchmark* one : wanted) selected |= one == &benchmark;
     if (selected) benchmark.run(report, plan);

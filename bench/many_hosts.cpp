@@ -13,22 +13,22 @@
 namespace vesk::bench {
 namespace {
 
-constexpr unsigned kFrames = 128;
-constexpr unsigned kPeriodUs = 5'000;
-constexpr unsigned kWorkUs = 20;
-constexpr auto kLimit = std::chrono::seconds(1);
+constexpr unsigned period_frames = 128;
+constexpr unsigned period_us = 5'000;
+constexpr unsigned work_us = 20;
+constexpr auto limit = std::chrono::seconds(1);
 /// The caller's, above that of its hosts.
-constexpr int kDriverPriority = 70;
+constexpr int driver_priority = 70;
 
 using Hosts = std::vector<std::unique_ptr<client::HostProcess>>;
 
 Hosts start(int count, bool real_time, bool pinned, Report& report) {
   client::Options options;
-  options.chain = "aumu:Null:Vesk#0=" + std::to_string(kWorkUs);
+  options.chain = "aumu:Null:Vesk#0=" + std::to_string(work_us);
   options.max_frames = 240;
   // A period of one frame is too short for the real-time policy and asks for ordinary scheduling.
   options.period_frames = real_time ? 240 : 1;
-  options.driver_priority = real_time ? kDriverPriority : 0;
+  options.driver_priority = real_time ? driver_priority : 0;
   options.pinned = pinned;
   options.environment = {"AUDIO_COMPONENT_PATH=" + program_folder() + "/../components"};
   Hosts hosts;
@@ -50,16 +50,16 @@ template <typename Period>
 double measure(int periods, Period period) {
   std::vector<double> times;
   for (int i = 0; i < periods; ++i) {
-    sleep_us(kPeriodUs);
+    sleep_us(period_us);
     const std::uint64_t start = now_ns();
-    period(i * static_cast<double>(kFrames));
+    period(i * static_cast<double>(period_frames));
     times.push_back(static_cast<double>(now_ns() - start) / 1000);
   }
   return quantile(times, 0.5);
 }
 
 void call_one_by_one(Hosts& hosts, double time) {
-  for (auto& host : hosts) host->render(kFrames, time, {}, kLimit);
+  for (auto& host : hosts) host->render(period_frames, time, {}, limit);
 }
 
 struct Times {
@@ -79,7 +79,8 @@ Times compare(int count, bool real_time, const Plan& plan, Report& report) {
   for (int round = 0; round < plan.rounds; ++round) {
     times.pinned.push_back(measure(periods, [&](double t) { call_one_by_one(pinned, t); }));
     times.free.push_back(measure(periods, [&](double t) { call_one_by_one(free, t); }));
-    times.group.push_back(measure(periods, [&](double t) { group.render(kFrames, t, kLimit); }));
+    times.group.push_back(
+        measure(periods, [&](double t) { group.render(period_frames, t, limit); }));
   }
   return times;
 }
@@ -89,7 +90,7 @@ Row row(int count, const std::string& reference_name, const std::vector<double>&
   Row row = Row::comparing(std::to_string(count) + " hosts, one by one " + reference_name, group,
                            reference, "us", count == 32 ? std::optional(0.3) : std::nullopt);
   // The plugins' own time shared by all CPUs, with nothing added, against the same reference.
-  const double bound = static_cast<double>(count) * kWorkUs /
+  const double bound = static_cast<double>(count) * work_us /
                        static_cast<double>(sysconf(_SC_NPROCESSORS_ONLN)) /
                        Figure::of(reference).median;
   char text[64];
@@ -101,7 +102,7 @@ Row row(int count, const std::string& reference_name, const std::vector<double>&
 void run(Report& report, const Plan& plan, int count, bool real_time) {
   std::optional<RealTime> policy;
   if (real_time) {
-    policy.emplace(kDriverPriority);
+    policy.emplace(driver_priority);
     if (!policy->granted()) {
       report.add({std::to_string(count) + " hosts",
                   {},

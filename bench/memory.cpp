@@ -28,7 +28,7 @@ void memory(Report& report, const Plan&) {
   client::Options options;
   options.chain = "aumu:Null:Vesk";
   options.environment = {"AUDIO_COMPONENT_PATH=" + program_folder() + "/../components"};
-  constexpr int kHosts = 16;
+  constexpr int host_count = 16;
   std::vector<std::unique_ptr<client::HostProcess>> hosts;
   const auto sum = [&] {
     double total = 0;
@@ -37,7 +37,7 @@ void memory(Report& report, const Plan&) {
   };
   std::string error;
   std::vector<double> first, further;
-  for (int i = 0; i < kHosts; ++i) {
+  for (int i = 0; i < host_count; ++i) {
     const double before = sum();
     hosts.push_back(client::HostProcess::start(options, error));
     if (!hosts.back()) return report.note(error);

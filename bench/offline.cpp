@@ -13,10 +13,10 @@
 namespace vesk::bench {
 namespace {
 
-constexpr const char* kChain = "aumu:Sm48:LV2_|aufx:jvLs:LV2_|aufx:kZu9:LV2_";
-constexpr const char* kUris[] = {"http://drobilla.net/plugins/mda/EPiano",
-                                 "http://drobilla.net/plugins/mda/Delay",
-                                 "http://drobilla.net/plugins/mda/Ambience"};
+constexpr const char* chain_text = "aumu:Sm48:LV2_|aufx:jvLs:LV2_|aufx:kZu9:LV2_";
+constexpr const char* uris[] = {"http://drobilla.net/plugins/mda/EPiano",
+                                "http://drobilla.net/plugins/mda/Delay",
+                                "http://drobilla.net/plugins/mda/Ambience"};
 
 /// Seconds from the first period to the last sample written, the same song through the same
 /// plugins run by lilv in this process, with the same reader, writer and loudness meter.
@@ -29,7 +29,7 @@ double render_in_process(const std::string& song, const std::string& output, uns
   settings.sample_rate = 48'000;
   auto sink = tools::SongSink::open(*file, settings, error);
   std::vector<std::unique_ptr<reference::ReferencePlugin>> chain;
-  for (const char* uri : kUris)
+  for (const char* uri : uris)
     chain.push_back(reference::ReferencePlugin::load(world, uri, 48'000, frames));
   if (!sink || !chain[0] || !chain[1] || !chain[2]) return 0;
 
@@ -52,7 +52,7 @@ double render_in_process(const std::string& song, const std::string& output, uns
 double render_through_host(const std::string& song, const std::string& output, unsigned frames,
                            std::string& error) {
   tools::RenderArguments arguments;
-  arguments.chain = kChain;
+  arguments.chain = chain_text;
   arguments.midi_path = song;
   arguments.output_path = output;
   arguments.sample_rate = 48'000;

@@ -13,9 +13,9 @@
 namespace vesk::bench {
 namespace {
 
-constexpr unsigned kFrames = 128;
-constexpr int kDriverPriority = 50;
-constexpr int kAnswererPriority = 49;
+constexpr unsigned period_frames = 128;
+constexpr int driver_priority = 50;
+constexpr int answerer_priority = 49;
 
 /// One round of one contestant: answer times in microseconds, and CPU of both sides a period.
 struct Round {
@@ -41,11 +41,11 @@ Round measure(int periods, unsigned pause_us, pid_t other, const std::function<v
 std::unique_ptr<client::HostProcess> start_host(bool real_time, unsigned pause_us, Report& report) {
   client::Options options;
   options.chain = "aumu:Null:Vesk";
-  options.max_frames = kFrames;
+  options.max_frames = period_frames;
   options.mode = pause_us == 0 ? client::Mode::offline : client::Mode::real_time;
   // A period of one frame is too short for the real-time policy and asks for ordinary scheduling.
-  options.period_frames = real_time ? kFrames : 1;
-  options.driver_priority = real_time ? kDriverPriority : 0;
+  options.period_frames = real_time ? period_frames : 1;
+  options.driver_priority = real_time ? driver_priority : 0;
   options.environment = {"AUDIO_COMPONENT_PATH=" + program_folder() + "/../components"};
   std::string error;
   auto host = client::HostProcess::start(options, error);
@@ -78,7 +78,7 @@ void run(Report& report, const Plan& plan, bool real_time, unsigned pause_us) {
   report.begin("Round trip, " + pace + ", " + policy + " (a: bare, any CPU; b: bare, one CPU)");
   std::unique_ptr<RealTime> driver;
   if (real_time) {
-    driver = std::make_unique<RealTime>(kDriverPriority);
+    driver = std::make_unique<RealTime>(driver_priority);
     if (!driver->granted()) {
       report.add({"answer time", {}, {}, {}, "us", {}, "SCHED_FIFO not granted: no figure"});
       return;
@@ -86,15 +86,15 @@ void run(Report& report, const Plan& plan, bool real_time, unsigned pause_us) {
   }
   const int total = plan.quick ? 400 : pause_us == 0 ? 20'000 : 4'000;
   const int periods = total / plan.rounds;
-  const int answerer = real_time ? kAnswererPriority : 0;
+  const int answerer = real_time ? answerer_priority : 0;
   auto host = start_host(real_time, pause_us, report);
   if (!host) return;
 
   Figures ours, free_running, one_cpu;
   double sample_time = 0;
   const auto ask_host = [&] {
-    host->render(kFrames, sample_time, {}, std::chrono::seconds(1));
-    sample_time += kFrames;
+    host->render(period_frames, sample_time, {}, std::chrono::seconds(1));
+    sample_time += period_frames;
   };
   for (int i = 0; i < plan.rounds; ++i) {
     measure(periods / 10 + 1, pause_us, host->pid(), ask_host);  // until placement has settled

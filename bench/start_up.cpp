@@ -14,7 +14,7 @@
 namespace vesk::bench {
 namespace {
 
-constexpr const char* kPianoUri = "http://drobilla.net/plugins/mda/EPiano";
+constexpr const char* piano_uri = "http://drobilla.net/plugins/mda/EPiano";
 
 /// Milliseconds from spawn until `main` of an empty program runs.
 double empty_program_ms() {
@@ -36,13 +36,13 @@ double empty_program_ms() {
 std::string load_command() {
   LilvWorld* const world = lilv_world_new();
   lilv_world_load_all(world);
-  LilvNode* const uri = lilv_new_uri(world, kPianoUri);
+  LilvNode* const uri = lilv_new_uri(world, piano_uri);
   const LilvPlugin* const plugin = lilv_plugins_get_by_uri(lilv_world_get_all_plugins(world), uri);
   std::string command;
   if (plugin) {
     char* const library = lilv_node_get_path(lilv_plugin_get_library_uri(plugin), nullptr);
     char* const bundle = lilv_node_get_path(lilv_plugin_get_bundle_uri(plugin), nullptr);
-    command = program_folder() + "/vesk-bench-load-plugin '" + library + "' " + kPianoUri + " '" +
+    command = program_folder() + "/vesk-bench-load-plugin '" + library + "' " + piano_uri + " '" +
               bundle + "'";
     lilv_free(library);
     lilv_free(bundle);

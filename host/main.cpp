@@ -18,11 +18,11 @@
 namespace vesk::host {
 namespace {
 
-constexpr int kExitFailure = 1;
-constexpr int kExitUsage = 2;
+constexpr int exit_failure = 1;
+constexpr int exit_usage = 2;
 // Some 20 seconds of audio. A larger number, such as -1, was not meant, and plugins that were told
 // to make room for such a period would have no memory.
-constexpr unsigned kLongestPeriod = 1u << 20;
+constexpr unsigned longest_period = 1u << 20;
 
 void report_workgroup(const std::string& label, os_workgroup_t workgroup) {
   const bool joined = g_joined_workgroup.load(std::memory_order_acquire);
@@ -60,16 +60,16 @@ int run_host(int argc, char** argv) {
   if (argc != 6) {
     print_line(std::string("usage: ") + argv[0] +
                " SHM_NAME PLUGIN SAMPLE_RATE MAX_FRAMES PERIOD_FRAMES");
-    return kExitUsage;
+    return exit_usage;
   }
   const std::string label = argv[2];
   platform::prepare_host_process(argv[2]);
   Block* const block = map_block(argv[1]);
-  if (block == nullptr) return kExitFailure;
+  if (block == nullptr) return exit_failure;
 
   // The client wrote them. NOLINTBEGIN(bugprone-unchecked-string-to-number-conversion)
   const double sample_rate = std::atof(argv[3]);
-  const auto max_frames = std::min(static_cast<unsigned>(std::atoi(argv[4])), kLongestPeriod);
+  const auto max_frames = std::min(static_cast<unsigned>(std::atoi(argv[4])), longest_period);
   const auto period_frames = static_cast<unsigned>(std::atoi(argv[5]));
   // NOLINTEND(bugprone-unchecked-string-to-number-conversion)
 
@@ -77,7 +77,7 @@ int run_host(int argc, char** argv) {
   std::string error;
   if (!load_chain(label, sample_rate, max_frames, *block, chain, error)) {
     publish_failure(*block, error);
-    return kExitFailure;
+    return exit_failure;
   }
   // Before `ready`, so that the first period meets no page fault.
   platform::touch_pages(block, block_size);

@@ -18,7 +18,7 @@ namespace host {
 namespace {
 
 // A parent that posts a request without a wake, or a quit, is noticed this much later at most.
-constexpr std::uint64_t kWaitLimitNs = 100'000'000;
+constexpr std::uint64_t wait_limit_ns = 100'000'000;
 
 std::uint32_t saturate(double value) {
   constexpr auto limit = std::numeric_limits<std::uint32_t>::max();
@@ -94,7 +94,7 @@ void render_loop(Block* block, std::vector<std::unique_ptr<AudioUnitPlugin>>& pl
       // was served last. Whatever ends the wait, the word is looked at again.
       os_sync_wait_on_address_with_timeout(&block->render_request, served, sizeof served,
                                            OS_SYNC_WAIT_ON_ADDRESS_SHARED,
-                                           OS_CLOCK_MACH_ABSOLUTE_TIME, kWaitLimitNs);
+                                           OS_CLOCK_MACH_ABSOLUTE_TIME, wait_limit_ns);
     }
     if (load_acquire(block->quit) != 0) return;
   }

@@ -10,12 +10,12 @@
 namespace vesk::host {
 namespace {
 
-constexpr std::chrono::seconds kPeriodicSave{10};
-constexpr double kTurnSeconds = 0.01;
-constexpr unsigned kMaskBits = 32;
+constexpr std::chrono::seconds periodic_save{10};
+constexpr double turn_seconds = 0.01;
+constexpr unsigned mask_bits = 32;
 // A parent that sets a counter further ahead than its ring has the slots acted on again and again;
 // after this many rounds the rest waits for the next turn, so that the turn comes to its end.
-constexpr unsigned kLapsPerTurn = 128;
+constexpr unsigned laps_per_turn = 128;
 
 }  // namespace
 
@@ -41,7 +41,7 @@ void Supervisor::run() {
       store_release(block_.quit, 1);
       break;
     }
-    windows_.pump(kTurnSeconds);
+    windows_.pump(turn_seconds);
   }
   platform::announce_end();
 }
@@ -56,7 +56,7 @@ void Supervisor::follow(const std::uint32_t& counter, std::uint32_t slots, std::
   // Acquire: pairs with the parent's release store after it filled the slots. Should it have run
   // ahead by more than the ring, slots are acted on more than once: the last values still win.
   const std::uint32_t written = load_acquire(counter);
-  for (unsigned lap = 0; read != written && lap < kLapsPerTurn; ++lap) {
+  for (unsigned lap = 0; read != written && lap < laps_per_turn; ++lap) {
     // A ring's worth is never cut short; what lies beyond must not keep the host from ending.
     if (lap > 0 && load_acquire(block_.quit) != 0) return;
     for (std::uint32_t i = 0; read != written && i < slots; ++i, ++read) act(read % slots);
@@ -92,9 +92,9 @@ void Supervisor::open_editor(unsigned plugin, const WindowRequest& request) {
 
 void Supervisor::save_open_editors(std::uint32_t open_mask) {
   if (open_mask == 0) return;
-  if (Clock::now() - last_periodic_save_ <= kPeriodicSave) return;
+  if (Clock::now() - last_periodic_save_ <= periodic_save) return;
   last_periodic_save_ = Clock::now();
-  for (unsigned plugin = 0; plugin < plugins_.size() && plugin < kMaskBits; ++plugin)
+  for (unsigned plugin = 0; plugin < plugins_.size() && plugin < mask_bits; ++plugin)
     if ((open_mask >> plugin & 1) != 0) saver_.save(plugin);
 }
 

@@ -17,10 +17,10 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-constexpr std::chrono::seconds kInstantiationLimit{60};
-constexpr CFTimeInterval kRunLoopSlice = 0.01;  // seconds
+constexpr std::chrono::seconds instantiation_limit{60};
+constexpr CFTimeInterval run_loop_slice = 0.01;  // seconds
 // A preset beyond this is no preset: without a bound, a path such as /dev/zero would eat memory.
-constexpr std::size_t kLargestPreset = std::size_t{256} << 20;
+constexpr std::size_t largest_preset = std::size_t{256} << 20;
 
 double milliseconds_since(Clock::time_point start) {
   return static_cast<double>((Clock::now() - start) / std::chrono::nanoseconds(1)) / 1e6;
@@ -80,10 +80,10 @@ struct Completion {
 
 /// Runs the thread's run loop until the instantiation has completed. False when time is up.
 bool await(const Completion& completion) {
-  const auto deadline = Clock::now() + kInstantiationLimit;
+  const auto deadline = Clock::now() + instantiation_limit;
   while (!completion.is_complete()) {
     if (deadline < Clock::now()) return false;
-    CFRunLoopRunInMode(kCFRunLoopDefaultMode, kRunLoopSlice, false);
+    CFRunLoopRunInMode(kCFRunLoopDefaultMode, run_loop_slice, false);
   }
   return true;
 }
@@ -100,7 +100,7 @@ std::vector<UInt8> read_file(const std::string& path) {
   do {
     count = read(descriptor, chunk, sizeof chunk);
     if (count > 0) bytes.insert(bytes.end(), chunk, chunk + count);
-  } while ((count > 0 && bytes.size() <= kLargestPreset) || (count < 0 && errno == EINTR));
+  } while ((count > 0 && bytes.size() <= largest_preset) || (count < 0 && errno == EINTR));
   close(descriptor);
   return count == 0 ? bytes : std::vector<UInt8>();
 }

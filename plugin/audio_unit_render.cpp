@@ -12,7 +12,7 @@
 namespace vesk {
 namespace {
 
-constexpr auto kRelaxed = std::memory_order_relaxed;
+constexpr auto relaxed = std::memory_order_relaxed;
 
 /// Truncates towards zero. The times come from the parent, so any double can arrive here.
 std::int64_t whole_frames(double frames) noexcept {
@@ -49,7 +49,7 @@ const float* rendered_channel(const AudioBuffer& buffer, float* own, unsigned fr
 bool AudioUnitPlugin::render(unsigned frames, double sample_time, const float*& left,
                              const float*& right) noexcept VESK_REALTIME {
   const AudioComponentInstance unit = live_unit_.load(std::memory_order_acquire);
-  if (unit == nullptr || failed_.load(kRelaxed)) return false;
+  if (unit == nullptr || failed_.load(relaxed)) return false;
   // More than the unit was told at load: refused, since its buffers and ours hold no more.
   if (frames > buffer_left_.size()) return false;
 
@@ -69,8 +69,8 @@ bool AudioUnitPlugin::render(unsigned frames, double sample_time, const float*& 
   account(mach_absolute_time() - start, frames);
 
   if (status != noErr) {
-    if (render_errors_.fetch_add(1, kRelaxed) == 0) first_error_.store(status, kRelaxed);
-    failed_.store(true, kRelaxed);
+    if (render_errors_.fetch_add(1, relaxed) == 0) first_error_.store(status, relaxed);
+    failed_.store(true, relaxed);
     return false;
   }
   left = rendered_channel(buffers[0], buffer_left_.data(), frames);
@@ -79,7 +79,7 @@ bool AudioUnitPlugin::render(unsigned frames, double sample_time, const float*& 
 }
 
 void AudioUnitPlugin::account(std::uint64_t elapsed_ticks, unsigned frames) noexcept VESK_REALTIME {
-  renders_.fetch_add(1, kRelaxed);
+  renders_.fetch_add(1, relaxed);
   // A render of no frames has no real time to be measured against and adds nothing.
   const double budget_ticks = ticks_per_frame_ * frames;
   if (!(budget_ticks > 0)) return;
@@ -87,15 +87,15 @@ void AudioUnitPlugin::account(std::uint64_t elapsed_ticks, unsigned frames) noex
   constexpr double most = 1e12;
   const double load_of_budget = static_cast<double>(elapsed_ticks) / budget_ticks * 1000.0;
   const auto load = static_cast<std::uint64_t>(std::min(load_of_budget, most));
-  total_load_.fetch_add(load, kRelaxed);
-  if (load > max_load_.load(kRelaxed)) max_load_.store(load, kRelaxed);
+  total_load_.fetch_add(load, relaxed);
+  if (load > max_load_.load(relaxed)) max_load_.store(load, relaxed);
 }
 
 void AudioUnitPlugin::measure_note(double sound_time) noexcept VESK_REALTIME {
   const std::int64_t latency = whole_frames(sound_time - note_on_time_);
-  const std::int64_t shortest = min_note_latency_.load(kRelaxed);
-  if (shortest < 0 || shortest > latency) min_note_latency_.store(latency, kRelaxed);
-  if (max_note_latency_.load(kRelaxed) < latency) max_note_latency_.store(latency, kRelaxed);
+  const std::int64_t shortest = min_note_latency_.load(relaxed);
+  if (shortest < 0 || shortest > latency) min_note_latency_.store(latency, relaxed);
+  if (max_note_latency_.load(relaxed) < latency) max_note_latency_.store(latency, relaxed);
   note_on_time_ = -1.0;
 }
 
@@ -110,14 +110,14 @@ bool AudioUnitPlugin::render_add(float* left, float* right, unsigned frames,
     const float* const sound = std::find_if(rendered_left, end, [](float s) { return s != 0; });
     if (sound != end) measure_note(sample_time + static_cast<double>(sound - rendered_left));
   }
-  float peak = peak_.load(kRelaxed);
+  float peak = peak_.load(relaxed);
   for (unsigned i = 0; i < frames; ++i) {
     const float level = std::fabs(rendered_left[i]);
     if (level > peak) peak = level;
     left[i] += rendered_left[i];
     right[i] += rendered_right[i];
   }
-  peak_.store(peak, kRelaxed);
+  peak_.store(peak, relaxed);
   return true;
 }
 
@@ -138,7 +138,7 @@ bool AudioUnitPlugin::process(float* left, float* right, unsigned frames, double
   // A failed effect lets its input through: the arrays still hold it.
   if (!rendered) return false;
 
-  float peak = peak_.load(kRelaxed);
+  float peak = peak_.load(relaxed);
   for (unsigned i = 0; i < frames; ++i) {
     // Both are read before either is written: a unit may hand back its input's own arrays.
     const float l = rendered_left[i];
@@ -148,7 +148,7 @@ bool AudioUnitPlugin::process(float* left, float* right, unsigned frames, double
     left[i] = l;
     right[i] = r;
   }
-  peak_.store(peak, kRelaxed);
+  peak_.store(peak, relaxed);
   return true;
 }
 
@@ -167,7 +167,7 @@ OSStatus AudioUnitPlugin::supply_input(void* ref, AudioUnitRenderActionFlags* fl
 void AudioUnitPlugin::midi(std::uint8_t status, std::uint8_t data1, std::uint8_t data2,
                            double sample_time, unsigned offset) noexcept VESK_REALTIME {
   const AudioComponentInstance unit = live_unit_.load(std::memory_order_acquire);
-  if (unit == nullptr || failed_.load(kRelaxed)) return;
+  if (unit == nullptr || failed_.load(relaxed)) return;
   MusicDeviceMIDIEvent(unit, status, data1, data2, offset);
   const bool is_note_on = (status & 0xF0) == 0x90 && data2 != 0;
   if (is_note_on && note_on_time_ < 0) note_on_time_ = sample_time + offset;

@@ -97,9 +97,8 @@ class Track {
   static std::uint8_t byte(int value) { return static_cast<std::uint8_t>(value & 0xFF); }
   static long ticks(double beat) { return std::lround(beat * ticks_per_beat); }
   static void append_length(std::vector<std::uint8_t>& body, long value) {
-    for (int shift = 21; shift > 0; shift -= 7) {
+    for (int shift = 21; shift > 0; shift -= 7)
       if (value >> shift) body.push_back(static_cast<std::uint8_t>((value >> shift & 0x7F) | 0x80));
-    }
     body.push_back(static_cast<std::uint8_t>(value & 0x7F));
   }
   void add(long tick, int order, std::vector<std::uint8_t> bytes) {
@@ -313,9 +312,8 @@ Arrangement arrange() {
       play_bass(music.bass, inside, harmony, pitch(next), bar.loudness + 4);
       inside += harmony.beats;
     }
-    for (const Note& note : bar.melody) {
+    for (const Note& note : bar.melody)
       music.melody.note(start + note.beat, note.length * 0.95, note.pitch, bar.loudness + 14);
-    }
     start += beats_per_bar;
   }
   // The last bar before the end slows down.
@@ -325,9 +323,8 @@ Arrangement arrange() {
     tempo *= 0.97;
   }
   const double end = play_ending(music, start);
-  for (Track* track : {&music.conductor, &music.melody, &music.chords, &music.bass}) {
+  for (Track* track : {&music.conductor, &music.melody, &music.chords, &music.bass})
     track->end(end);
-  }
   return music;
 }
 

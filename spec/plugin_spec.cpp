@@ -8,10 +8,10 @@
 namespace vesk {
 namespace {
 
-constexpr std::string_view kSamplerPrefix = "exs:";
-constexpr std::size_t kComponentTextLength = 14;  // three codes and two colons
-constexpr const char* kParametersExpected = "expected parameters as id=value,id=value, e.g. #2=800";
-constexpr const char* kComponentExpected =
+constexpr std::string_view sampler_prefix = "exs:";
+constexpr std::size_t component_text_length = 14;  // three codes and two colons
+constexpr const char* parameters_expected = "expected parameters as id=value,id=value, e.g. #2=800";
+constexpr const char* component_expected =
     "expected type:subtype:manufacturer, e.g. aumu:Pt7q:Mdrt";
 
 using Params = std::vector<std::pair<std::uint32_t, float>>;
@@ -22,7 +22,7 @@ PluginSpec sampler_spec(std::string_view text) {
   spec.desc.componentType = pack_four_cc("aumu");
   spec.desc.componentSubType = pack_four_cc("samp");
   spec.desc.componentManufacturer = pack_four_cc("appl");
-  spec.exs_path = text.substr(kSamplerPrefix.size());
+  spec.exs_path = text.substr(sampler_prefix.size());
   // Without a '/' find_last_of gives npos, and npos + 1 is the whole path.
   spec.name = "AUSampler: " + spec.exs_path.substr(spec.exs_path.find_last_of('/') + 1);
   return spec;
@@ -75,27 +75,27 @@ bool PluginSpec::is_effect() const {
 }
 
 std::optional<PluginSpec> PluginSpec::parse(std::string_view text, std::string& error) {
-  if (text.starts_with(kSamplerPrefix)) return sampler_spec(text);
+  if (text.starts_with(sampler_prefix)) return sampler_spec(text);
 
   PluginSpec spec;
   spec.text = text;
 
   // An '@' among the first 14 bytes is part of a code.
   std::string_view rest = text;
-  if (const std::size_t at = text.find('@', kComponentTextLength); at != std::string_view::npos) {
+  if (const std::size_t at = text.find('@', component_text_length); at != std::string_view::npos) {
     spec.preset_path = text.substr(at + 1);
     rest = text.substr(0, at);
   }
   // Before the component text: a text wrong in both is told about its parameters.
   if (const std::size_t hash = rest.find('#'); hash != std::string_view::npos) {
     if (!parse_parameters(rest.substr(hash + 1), spec.params)) {
-      error = kParametersExpected;
+      error = parameters_expected;
       return std::nullopt;
     }
     rest = rest.substr(0, hash);
   }
-  if (rest.size() != kComponentTextLength || rest[4] != ':' || rest[9] != ':') {
-    error = kComponentExpected;
+  if (rest.size() != component_text_length || rest[4] != ':' || rest[9] != ':') {
+    error = component_expected;
     return std::nullopt;
   }
   spec.desc.componentType = pack_four_cc(rest.substr(0, 4));

@@ -46,9 +46,8 @@ class CocoaUI {
   }
 
   ~CocoaUI() {
-    for (UInt32 entry = 0; entry < count_; ++entry) {
+    for (UInt32 entry = 0; entry < count_; ++entry)
       if (entries_[entry]) CFRelease(entries_[entry]);
-    }
   }
 
   CocoaUI(const CocoaUI&) = delete;

@@ -34,11 +34,10 @@ std::string readable_utf8(std::string_view bytes) {
   text.reserve(bytes.size());
   while (!bytes.empty()) {
     const std::size_t length = character_length(bytes);
-    if (length == 0) {
+    if (length == 0)
       text += "\xEF\xBF\xBD";
-    } else {
+    else
       text += bytes.substr(0, length);
-    }
     bytes.remove_prefix(length == 0 ? 1 : length);
   }
   return text;

@@ -81,11 +81,10 @@ void Windows::Impl::show_again(unsigned plugin, NSString* title) {
 void Windows::Impl::place(NSWindow* window, NSString* autosave_name) {
   // Named before it is placed, so that the placing itself is what is remembered.
   [window setFrameAutosaveName:autosave_name];
-  if (wants_offscreen()) {
+  if (wants_offscreen())
     [window setFrameOrigin:offscreen_origin];
-  } else if (![window setFrameUsingName:[window frameAutosaveName]]) {
+  else if (![window setFrameUsingName:[window frameAutosaveName]])
     [window center];
-  }
 }
 
 void Windows::Impl::remove_closed(unsigned plugin) {
@@ -146,11 +145,10 @@ bool Windows::open(unsigned plugin, ComponentInstanceRecord* unit, const std::st
     impl_->delegates[plugin] = delegate;
     if (editor.controller) impl_->controllers[plugin] = editor.controller;
 
-    if (wants_offscreen()) {
+    if (wants_offscreen())
       [window.get() orderBack:nil];
-    } else {
+    else
       bring_to_front(window.get());
-    }
     return true;
   }
 }
@@ -164,9 +162,8 @@ void Windows::close_all() {
 
 std::uint32_t Windows::open_mask() const {
   std::uint32_t mask = 0;
-  for (const auto& [plugin, window] : impl_->windows) {
+  for (const auto& [plugin, window] : impl_->windows)
     if (plugin < mask_bits && [window.get() isVisible]) mask |= std::uint32_t{1} << plugin;
-  }
   return mask;
 }
 

@@ -21,9 +21,9 @@ using std::chrono::nanoseconds;
 namespace {
 
 /// Capturing a plugin's state and writing its file.
-constexpr nanoseconds kSaving = std::chrono::seconds(3);
+constexpr nanoseconds saving_allowance = std::chrono::seconds(3);
 /// A killed process is gone at once, unless it hangs in the kernel.
-constexpr nanoseconds kAfterKill = std::chrono::seconds(2);
+constexpr nanoseconds after_kill = std::chrono::seconds(2);
 
 PeriodDriver::Settings driver_settings(const Options& options, int notify_descriptor) {
   const bool real_time = options.mode == Mode::real_time;
@@ -91,20 +91,20 @@ Ending HostImpl::stop() {
   told_to_stop = true;
   host::store_release(shared.quit, 1);
   wake_one(shared.render_request);
-  std::int64_t deadline =
-      now_ns() + nanoseconds(options.stop_limit).count() + kSaving.count() * rings.editors();
+  std::int64_t deadline = now_ns() + nanoseconds(options.stop_limit).count() +
+                          saving_allowance.count() * rings.editors();
   std::uint32_t saved = rings.saved_seen();
   while (!check_ended()) {
     rings.read_saved();
     // Every file written is a sign of life, and the next may take as long.
     if (std::exchange(saved, rings.saved_seen()) != rings.saved_seen())
-      deadline = std::max(deadline, now_ns() + kSaving.count());
+      deadline = std::max(deadline, now_ns() + saving_allowance.count());
     std::int64_t left = deadline - now_ns();
     if (left <= 0) {
       if (killed) break;
       killed = true;
       child->kill();
-      left = kAfterKill.count();
+      left = after_kill.count();
       deadline = now_ns() + left;
     }
     lock.unlock();
@@ -137,13 +137,12 @@ void HostImpl::drain_output() {
     // The descriptor does not block.
     // NOLINTNEXTLINE(clang-analyzer-unix.BlockInCriticalSection)
     const ssize_t count = read(child->output_descriptor(), bytes, sizeof bytes);
-    if (count > 0) {
+    if (count > 0)
       lines.feed({bytes, static_cast<std::size_t>(count)});
-    } else if (count == 0) {
+    else if (count == 0)
       child->close_output();
-    } else if (errno != EINTR) {
+    else if (errno != EINTR)
       return;
-    }
   }
 }
 

@@ -15,28 +15,28 @@ namespace {
 
 /// No period of a parent has a negative time, so a plugin that looks takes a probe for what it is:
 /// something before the start.
-constexpr double kProbeTime = -1e15;
+constexpr double probe_time = -1e15;
 
 /// The end of the host is told by a wake that may come just before the driving thread sleeps; it
 /// looks again after this long.
-constexpr std::int64_t kSlice = 10'000'000;
+constexpr std::int64_t wait_slice_ns = 10'000'000;
 
 /// Spinning pays while it is of the order of what sleeping costs. A host that has fallen asleep on
 /// another CPU takes about 40 us to wake, and must be met awake: a parent that sleeps by then is
 /// late with its next request, finds the host asleep again, and so on.
-constexpr float kWaking = 50;
-constexpr float kLongestSpin = 200;
+constexpr float waking = 50;
+constexpr float longest_spin = 200;
 /// A spin cut to less than this is none.
-constexpr float kShortestSpin = 4;
+constexpr float shortest_spin = 4;
 /// After this many periods a spin that had been cut short is given its length again.
-constexpr std::uint32_t kSpinRetry = 64;
+constexpr std::uint32_t spin_retry = 64;
 
 float full_spin_us(float recent_us) noexcept {
-  return std::min(2 * recent_us + kWaking, kLongestSpin);
+  return std::min(2 * recent_us + waking, longest_spin);
 }
 
 /// A thread not seen on its CPU for this many periods in a row has moved for good.
-constexpr unsigned kMovedForGood = 8;
+constexpr unsigned moved_for_good = 8;
 
 /// A limit beyond the end of the clock is none.
 std::int64_t after(std::int64_t now, nanoseconds limit) noexcept {
@@ -49,7 +49,7 @@ bool PeriodDriver::probe(nanoseconds limit) noexcept {
   if (sent_ == 0) {
     block_.frames = 0;
     block_.midi_count = 0;
-    block_.sample_time = kProbeTime;
+    block_.sample_time = probe_time;
   }
   const std::uint32_t done = host::load_acquire(block_.render_done);
   // Once one has been heard, no more are sent: the rest will be answered.
@@ -128,7 +128,7 @@ Answer PeriodDriver::wait(std::int64_t now, std::int64_t deadline,
     }
     if (is_gone()) return Answer::host_gone;
     if (now >= deadline) return Answer::timed_out;
-    wait_while(block_.render_done, done, nanoseconds(std::min(kSlice, deadline - now)));
+    wait_while(block_.render_done, done, nanoseconds(std::min(wait_slice_ns, deadline - now)));
     if (look()) return Answer::answered;
     now = now_ns();
   }
@@ -137,8 +137,8 @@ Answer PeriodDriver::wait(std::int64_t now, std::int64_t deadline,
 bool PeriodDriver::spin_for_answer(std::int64_t start,
                                    std::int64_t deadline) noexcept VESK_REALTIME {
   const std::uint32_t periods = periods_.load(std::memory_order_relaxed);
-  if (periods % kSpinRetry == 0) spin_us_ = full_spin_us(recent_us_);
-  if (spin_us_ < kShortestSpin) return false;
+  if (periods % spin_retry == 0) spin_us_ = full_spin_us(recent_us_);
+  if (spin_us_ < shortest_spin) return false;
   const std::int64_t end =
       std::min(deadline, start + static_cast<std::int64_t>(spin_us_ * 1000.0f));
   while (now_ns() < end) {
@@ -175,7 +175,7 @@ void PeriodDriver::note_place(int cpu) noexcept VESK_REALTIME {
     away_ = 0;
     return;
   }
-  if (++away_ < kMovedForGood) return;
+  if (++away_ < moved_for_good) return;
   away_ = 0;
   // The moving itself is left to the background thread: it takes system calls that may sleep.
   driver_.store(current_thread(), std::memory_order_relaxed);

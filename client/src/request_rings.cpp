@@ -10,13 +10,13 @@ namespace vesk::client {
 
 namespace {
 
-constexpr std::int64_t kMillisecond = 1'000'000;
+constexpr std::int64_t millisecond_ns = 1'000'000;
 /// The host's main loop turns about every 10 ms.
-constexpr std::int64_t kLook = 4 * kMillisecond;
-constexpr std::int64_t kLookForNotices = 100 * kMillisecond;
+constexpr std::int64_t look_interval_ns = 4 * millisecond_ns;
+constexpr std::int64_t look_for_notices = 100 * millisecond_ns;
 /// After this long without a replacement another mark is tried: the first may be the true mask,
 /// in a chain of 32 plugins with all editors open.
-constexpr std::int64_t kOtherMark = 200 * kMillisecond;
+constexpr std::int64_t other_mark = 200 * millisecond_ns;
 
 /// Bytes of `title` that fit, not cutting a UTF-8 character.
 std::size_t fitting_bytes(std::string_view title) {
@@ -62,8 +62,8 @@ std::optional<std::int64_t> RequestRings::turn(std::int64_t now) {
       mark(now);
     }
   }
-  if (!is_settled()) return now + kLook;
-  if (mask_ != 0) return now + kLookForNotices;
+  if (!is_settled()) return now + look_interval_ns;
+  if (mask_ != 0) return now + look_for_notices;
   return std::nullopt;
 }
 
@@ -80,7 +80,7 @@ void RequestRings::read_mask(std::int64_t now) {
     return;
   }
   if (mask == mark_) {
-    if (now - marked_ns_ < kOtherMark) return;
+    if (now - marked_ns_ < other_mark) return;
     mark_ ^= 1;
     mark(now);
     return;

@@ -16,13 +16,13 @@ using std::chrono::nanoseconds;
 namespace {
 
 /// A host that has said "failed" disposes of its plugins and ends by itself.
-constexpr nanoseconds kAfterFailure = std::chrono::seconds(2);
+constexpr nanoseconds after_failure = std::chrono::seconds(2);
 /// Between two probes: a render thread starts within a millisecond of "ready", but may first ask
 /// a bus service for its policy.
-constexpr nanoseconds kFirstProbe = microseconds(200);
-constexpr nanoseconds kLongestProbe = milliseconds(4);
+constexpr nanoseconds first_probe = microseconds(200);
+constexpr nanoseconds longest_probe = milliseconds(4);
 /// How long a host is left alone before its memory map is looked at.
-constexpr nanoseconds kFirstMapLook = milliseconds(2);
+constexpr nanoseconds first_map_look = milliseconds(2);
 
 double milliseconds_since(std::int64_t start) {
   return static_cast<double>(now_ns() - start) / 1e6;
@@ -44,11 +44,11 @@ std::string load_error(const host::Block& block) {
 
 bool HostImpl::wait_ready(std::string& error) {
   const std::int64_t deadline = spawned_ns + start_limit(options).count();
-  nanoseconds probe_wait = kFirstProbe;
+  nanoseconds probe_wait = first_probe;
   for (;;) {
     const StartLook look = look_at_start();
     if (look == StartLook::failed) {
-      child->wait_for_exit(kAfterFailure);
+      child->wait_for_exit(after_failure);
       return end_start(error, load_error(block->block()));
     }
     if (look == StartLook::ended) return end_start(error, "the host did not start");
@@ -63,7 +63,7 @@ bool HostImpl::wait_ready(std::string& error) {
       note_listening();
       return true;
     } else {
-      probe_wait = std::min(probe_wait * 2, kLongestProbe);
+      probe_wait = std::min(probe_wait * 2, longest_probe);
     }
   }
 }
@@ -92,8 +92,8 @@ void HostImpl::unlink_when_mapped(std::uint32_t state) {
   const std::int64_t now = now_ns();
   if (state == host::starting) {
     if (now < next_map_look_ns) return;
-    next_map_look_ns = now + std::max<std::int64_t>(kFirstMapLook.count(), (now - spawned_ns) / 4);
-    if (now - spawned_ns < kFirstMapLook.count() || !has_mapped(child->pid(), block->name()))
+    next_map_look_ns = now + std::max<std::int64_t>(first_map_look.count(), (now - spawned_ns) / 4);
+    if (now - spawned_ns < first_map_look.count() || !has_mapped(child->pid(), block->name()))
       return;
   }
   block->unlink();
@@ -115,7 +115,7 @@ bool HostImpl::end_start(std::string& error, std::string reason) {
     killed = true;
     child->kill();
     lock.unlock();
-    child->wait_for_exit(kAfterFailure);
+    child->wait_for_exit(after_failure);
     lock.lock();
     check_ended();
     if (!lines.host_lines().empty()) reason += "; its last line was: " + lines.host_lines().back();

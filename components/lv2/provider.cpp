@@ -28,9 +28,8 @@ class Recent {
   }
   std::shared_ptr<const Description> take(const std::string& uri) {
     const std::lock_guard lock(mutex_);
-    for (const auto& plugin : plugins_) {
+    for (const auto& plugin : plugins_)
       if (plugin->uri == uri) return plugin;
-    }
     return nullptr;
   }
 
@@ -63,7 +62,7 @@ void present(const Entry& entry, OSType subtype, VeskComponentVisitor visit, voi
 void look_up(const AudioComponentDescription& wanted, VeskComponentVisitor visit, void* context) {
   const OSType code = wanted.componentSubType;
   std::string error;
-  const auto plugin = find_by_code(code, &error);
+  const auto plugin = find_by_code(code, error);
   if (!error.empty()) say("LV2 plugin " + code_text(code) + " cannot be looked up: " + error);
   if (!plugin) return;
   if (!can_be_hosted(plugin->entry)) {
@@ -78,7 +77,7 @@ void look_up(const AudioComponentDescription& wanted, VeskComponentVisitor visit
 
 void list(const AudioComponentDescription& wanted, VeskComponentVisitor visit, void* context) {
   std::string error;
-  const auto catalogue = list_all(&error);
+  const auto catalogue = list_all(error);
   if (!catalogue) {
     say("LV2 plugins cannot be listed: " + error);
     return;
@@ -93,11 +92,10 @@ void list(const AudioComponentDescription& wanted, VeskComponentVisitor visit, v
 void enumerate(const AudioComponentDescription* wanted, VeskComponentVisitor visit, void* context) {
   if (wanted->componentManufacturer != 0 && wanted->componentManufacturer != manufacturer) return;
   try {
-    if (wanted->componentSubType != 0) {
+    if (wanted->componentSubType != 0)
       look_up(*wanted, visit, context);
-    } else {
+    else
       list(*wanted, visit, context);
-    }
   } catch (const std::exception& failure) {
     say(std::string("LV2 plugins cannot be listed: ") + failure.what());
   }
@@ -105,11 +103,10 @@ void enumerate(const AudioComponentDescription* wanted, VeskComponentVisitor vis
 
 AudioComponentPlugInInterface* create(const char* identity, OSStatus* status) {
   try {
-    if (auto description = recent().take(identity)) {
+    if (auto description = recent().take(identity))
       return make_unit(std::move(description), status);
-    }
     std::string error;
-    const auto plugin = find_by_uri(identity, &error);
+    const auto plugin = find_by_uri(identity, error);
     if (plugin && can_be_hosted(plugin->entry)) return make_unit(plugin->description, status);
     say(std::string("LV2 plugin ") + identity + " cannot be started: " +
         (!error.empty() ? error

@@ -10,9 +10,9 @@ namespace {
 
 /// A frame as large as what is to be touched, written once a page or more.
 [[gnu::noinline]] void touch_stack() {
-  constexpr std::size_t kTouchedStack = 256 * 1024;
-  volatile char frame[kTouchedStack];
-  for (std::size_t at = kTouchedStack; at >= 1024; at -= 1024) frame[at - 1] = 0;
+  constexpr std::size_t touched_stack = 256 * 1024;
+  volatile char frame[touched_stack];
+  for (std::size_t at = touched_stack; at >= 1024; at -= 1024) frame[at - 1] = 0;
 }
 
 }  // namespace

@@ -79,7 +79,7 @@ int __wrap_pidfd_open(pid_t pid, unsigned flags) {
 }
 }
 
-TEST(ClientFailingCalls, each_gives_a_sentence_and_leaves_nothing) {
+TEST(ClientFailingCalls, EachGivesASentenceAndLeavesNothing) {
   const int descriptors = entries("/proc/self/fd");
   // A sanitizer starts a thread of its own beside the first of ours.
   std::thread([] {}).join();

@@ -20,19 +20,19 @@ std::unique_ptr<HostProcess> start(const std::string& commands, Mode mode = Mode
   return host;
 }
 
-const std::array<MidiEvent, 3> kEvents{MidiEvent{0x90, 60, 100, 0, 0}, MidiEvent{0x80, 60, 0, 0, 5},
-                                       MidiEvent{0xb0, 1, 2, 0, 7}};
+const std::array<MidiEvent, 3> note_events{
+    MidiEvent{0x90, 60, 100, 0, 0}, MidiEvent{0x80, 60, 0, 0, 5}, MidiEvent{0xb0, 1, 2, 0, 7}};
 
 }  // namespace
 
 class ClientPeriod : public testing::TestWithParam<Mode> {};
 INSTANTIATE_TEST_SUITE_P(modes, ClientPeriod, testing::Values(Mode::real_time, Mode::offline));
 
-TEST_P(ClientPeriod, input_events_and_time_reach_the_host_and_its_output_comes_back) {
+TEST_P(ClientPeriod, InputEventsAndTimeReachTheHostAndItsOutputComesBack) {
   auto host = start("x=1", GetParam());
   for (unsigned period = 0; period < 50; ++period) {
     for (unsigned i = 0; i < 64; ++i) host->input(0)[i] = static_cast<float>(period + i);
-    const std::span<const MidiEvent> events(kEvents.data(), period % 4);
+    const std::span<const MidiEvent> events(note_events.data(), period % 4);
     ASSERT_EQ(host->render(64, period * 64.0, events, 1s), Answer::answered);
     ASSERT_EQ(host->output(0)[63], static_cast<float>(period + 63 + period % 4));
     ASSERT_EQ(host->output(1)[0], static_cast<float>(period * 64));
@@ -41,7 +41,7 @@ TEST_P(ClientPeriod, input_events_and_time_reach_the_host_and_its_output_comes_b
   EXPECT_EQ(host->diagnose(), Health::ready);
 }
 
-TEST(ClientPeriods, a_period_beyond_the_block_is_refused) {
+TEST(ClientPeriods, APeriodBeyondTheBlockIsRefused) {
   Options small = options("x=1");
   small.max_frames = 64;
   std::string error;
@@ -53,9 +53,9 @@ TEST(ClientPeriods, a_period_beyond_the_block_is_refused) {
   EXPECT_EQ(host->render(64, 0, std::span(many).first(128), 1s), Answer::answered);
 }
 
-TEST(ClientPeriods, a_late_answer_is_kept_for_later_and_nothing_is_sent_before) {
+TEST(ClientPeriods, ALateAnswerIsKeptForLaterAndNothingIsSentBefore) {
   auto host = start("late_ms=80");
-  EXPECT_EQ(host->render(16, 1, kEvents, 5ms), Answer::timed_out);
+  EXPECT_EQ(host->render(16, 1, note_events, 5ms), Answer::timed_out);
   EXPECT_TRUE(host->is_pending());
   EXPECT_EQ(host->render(16, 2, {}, 1ms), Answer::not_sent);
   EXPECT_EQ(host->request(16, 2, {}), Answer::not_sent);
@@ -68,7 +68,7 @@ TEST(ClientPeriods, a_late_answer_is_kept_for_later_and_nothing_is_sent_before) 
   EXPECT_EQ(host->output(1)[0], 4.0f);
 }
 
-TEST_P(ClientPeriod, a_dead_host_is_told_from_a_hung_and_a_slow_one) {
+TEST_P(ClientPeriod, ADeadHostIsToldFromAHungAndASlowOne) {
   struct Case {
     const char* commands;
     Answer answer;
@@ -97,7 +97,7 @@ TEST_P(ClientPeriod, a_dead_host_is_told_from_a_hung_and_a_slow_one) {
   EXPECT_EQ(slow->diagnose(), Health::slow);
 }
 
-TEST(ClientPeriods, a_host_killed_while_the_parent_waits_is_seen_at_once) {
+TEST(ClientPeriods, AHostKilledWhileTheParentWaitsIsSeenAtOnce) {
   auto host = start("block_at=1");
   EXPECT_EQ(host->request(16, 0, {}), Answer::answered);
   std::thread killer([pid = host->pid()] {
@@ -112,7 +112,7 @@ TEST(ClientPeriods, a_host_killed_while_the_parent_waits_is_seen_at_once) {
   EXPECT_EQ(host->obituary(), "the host was ended by signal 9 (Killed)");
 }
 
-TEST(ClientPeriods, the_obituary_names_the_plugin_that_died) {
+TEST(ClientPeriods, TheObituaryNamesThePluginThatDied) {
   auto host = start("segv_at=1");
   EXPECT_EQ(host->render(16, 0, {}, 5s), Answer::host_gone);
   EXPECT_EQ(host->obituary(),
@@ -121,7 +121,7 @@ TEST(ClientPeriods, the_obituary_names_the_plugin_that_died) {
   ASSERT_EQ(host->last_lines().size(), 1u);
 }
 
-TEST(ClientPeriods, a_group_renders_all_and_names_the_one_that_failed) {
+TEST(ClientPeriods, AGroupRendersAllAndNamesTheOneThatFailed) {
   std::vector<std::unique_ptr<HostProcess>> hosts;
   HostGroup group;
   std::string error;
@@ -131,7 +131,7 @@ TEST(ClientPeriods, a_group_renders_all_and_names_the_one_that_failed) {
     ASSERT_TRUE(host != nullptr && host->wait_ready(error)) << error;
     group.add(*host);
   }
-  group[2].events = std::span(kEvents);
+  group[2].events = std::span(note_events);
   EXPECT_EQ(group.render(32, 7, 1s), Answer::answered);
   EXPECT_EQ(hosts[2]->output(0)[31], 3.0f);
   EXPECT_TRUE(group[2].events.empty());

@@ -78,7 +78,7 @@ class ClientPlacement : public testing::Test {
 
 }  // namespace
 
-TEST_F(ClientPlacement, a_host_follows_the_thread_that_drives_it_and_is_let_go_when_work_overlaps) {
+TEST_F(ClientPlacement, AHostFollowsTheThreadThatDrivesItAndIsLetGoWhenWorkOverlaps) {
   start("join=1");
   // The test's main thread keeps its CPUs, as the process's set is read from it.
   std::thread driver([&] {
@@ -96,7 +96,7 @@ TEST_F(ClientPlacement, a_host_follows_the_thread_that_drives_it_and_is_let_go_w
   EXPECT_TRUE(member_moves_to(all_));
 }
 
-TEST_F(ClientPlacement, a_group_lets_its_members_run_anywhere) {
+TEST_F(ClientPlacement, AGroupLetsItsMembersRunAnywhere) {
   start("join=1");
   HostGroup group;
   group.add(*host_);
@@ -106,12 +106,11 @@ TEST_F(ClientPlacement, a_group_lets_its_members_run_anywhere) {
   EXPECT_TRUE(member_moves_to(all_));
 }
 
-TEST_F(ClientPlacement, a_real_time_driver_is_kept_beside_its_host_and_given_back) {
+TEST_F(ClientPlacement, ARealTimeDriverIsKeptBesideItsHostAndGivenBack) {
   std::thread driver([&] {
     const sched_param priority{10};
-    if (sched_setscheduler(0, SCHED_FIFO, &priority) != 0) {
+    if (sched_setscheduler(0, SCHED_FIFO, &priority) != 0)
       GTEST_SKIP() << "no real-time priority here";
-    }
     start("join=1,fifo=9");
     render(40);
     const cpu_set_t member = cpus_of(member_);
@@ -125,7 +124,7 @@ TEST_F(ClientPlacement, a_real_time_driver_is_kept_beside_its_host_and_given_bac
   driver.join();
 }
 
-TEST_F(ClientPlacement, a_host_started_from_a_confined_thread_has_the_cpus_of_the_process) {
+TEST_F(ClientPlacement, AHostStartedFromAConfinedThreadHasTheCpusOfTheProcess) {
   std::thread starter([&] {
     confine(only(first_));
     std::string error;

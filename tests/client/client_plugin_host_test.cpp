@@ -38,7 +38,7 @@ float peak(std::span<const float> samples) {
 
 }  // namespace
 
-TEST(ClientPluginHost, a_note_is_heard_and_a_parameter_obeyed) {
+TEST(ClientPluginHost, ANoteIsHeardAndAParameterObeyed) {
   auto host = start("aumu:Tone:Vesk", Mode::real_time);
   ASSERT_NE(host, nullptr);
   const std::array<MidiEvent, 1> note{MidiEvent{0x90, 60, 127, 0, 0}};
@@ -62,13 +62,13 @@ TEST(ClientPluginHost, a_note_is_heard_and_a_parameter_obeyed) {
   EXPECT_EQ(host->last_lines().back(), "plugin host aumu:Tone:Vesk: workgroup joined");
 }
 
-TEST(ClientPluginHost, a_chain_that_does_not_load_gives_the_hosts_own_sentence) {
+TEST(ClientPluginHost, AChainThatDoesNotLoadGivesTheHostsOwnSentence) {
   std::string error;
   EXPECT_EQ(HostProcess::start(plugin_options("aumu:None:Vesk", Mode::offline), error), nullptr);
   EXPECT_TRUE(error.starts_with("aumu:None:Vesk: ")) << error;
 }
 
-TEST(ClientPluginHost, a_plugin_that_crashes_or_hangs_is_named_for_what_it_is) {
+TEST(ClientPluginHost, APluginThatCrashesOrHangsIsNamedForWhatItIs) {
   struct Case {
     const char* chain;
     Answer answer;
@@ -105,7 +105,7 @@ TEST(ClientPluginHost, a_plugin_that_crashes_or_hangs_is_named_for_what_it_is) {
   }
 }
 
-TEST(ClientPluginHost, a_plugin_that_crashes_while_loading_is_named_in_the_error) {
+TEST(ClientPluginHost, APluginThatCrashesWhileLoadingIsNamedInTheError) {
   std::string error;
   EXPECT_EQ(HostProcess::start(plugin_options("aumu:Bad_:Vesk#15=1", Mode::offline), error),
             nullptr);

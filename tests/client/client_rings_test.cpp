@@ -18,7 +18,7 @@ std::vector<std::string> lines_with(HostProcess& host, const std::string& start)
 
 }  // namespace
 
-TEST(ClientRings, changes_set_while_an_editor_opens_arrive_merged_and_none_is_lost) {
+TEST(ClientRings, ChangesSetWhileAnEditorOpensArriveMergedAndNoneIsLost) {
   std::string error;
   auto host = HostProcess::start(options("open_ms=300"), error);
   ASSERT_NE(host, nullptr) << error;
@@ -37,7 +37,7 @@ TEST(ClientRings, changes_set_while_an_editor_opens_arrive_merged_and_none_is_lo
   for (std::size_t i = 1; i < params.size(); ++i) EXPECT_TRUE(params[i].ends_with(" 999"));
 }
 
-TEST(ClientRings, twenty_window_requests_in_a_row_are_all_served) {
+TEST(ClientRings, TwentyWindowRequestsInARowAreAllServed) {
   std::string error;
   auto host = HostProcess::start(options("x=1"), error);
   ASSERT_NE(host, nullptr) << error;
@@ -49,7 +49,7 @@ TEST(ClientRings, twenty_window_requests_in_a_row_are_all_served) {
       << "a title is cut at a character";
 }
 
-TEST(ClientRings, a_window_that_does_not_come_stops_nothing) {
+TEST(ClientRings, AWindowThatDoesNotComeStopsNothing) {
   std::string error;
   auto host = HostProcess::start(options("no_window=1"), error);
   ASSERT_NE(host, nullptr) << error;
@@ -60,7 +60,7 @@ TEST(ClientRings, a_window_that_does_not_come_stops_nothing) {
   EXPECT_TRUE(host->settle(2s));
 }
 
-TEST(ClientRings, saved_notices_come_in_order_and_an_overrun_is_told) {
+TEST(ClientRings, SavedNoticesComeInOrderAndAnOverrunIsTold) {
   std::string error;
   auto host = HostProcess::start(options("a|b|c,crowd=40"), error);
   ASSERT_NE(host, nullptr) << error;
@@ -76,7 +76,7 @@ TEST(ClientRings, saved_notices_come_in_order_and_an_overrun_is_told) {
   EXPECT_GE(notices, 16u);
 }
 
-TEST(ClientRings, a_flood_of_lines_neither_stops_the_host_nor_pushes_out_its_own) {
+TEST(ClientRings, AFloodOfLinesNeitherStopsTheHostNorPushesOutItsOwn) {
   std::string error;
   auto host = HostProcess::start(options("flood=5000,segv_at=1"), error);
   ASSERT_NE(host, nullptr) << error;
@@ -86,7 +86,7 @@ TEST(ClientRings, a_flood_of_lines_neither_stops_the_host_nor_pushes_out_its_own
   EXPECT_EQ(host->plugin_lines().size(), 32u);
 }
 
-TEST(ClientRings, garbage_from_the_host_is_taken_for_nothing) {
+TEST(ClientRings, GarbageFromTheHostIsTakenForNothing) {
   std::string error;
   auto host = HostProcess::start(options("garbage=1"), error);
   ASSERT_NE(host, nullptr) << error;

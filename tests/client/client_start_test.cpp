@@ -40,7 +40,7 @@ bool has_line(const std::vector<std::string>& lines, std::string_view part) {
 
 }  // namespace
 
-TEST(ClientStart, a_host_gets_a_clean_process_and_its_figures_come_back) {
+TEST(ClientStart, AHostGetsACleanProcessAndItsFiguresComeBack) {
   // What must not be passed on: a blocked signal, an ignored one, an open descriptor.
   sigset_t mask, before;
   sigemptyset(&mask);
@@ -69,7 +69,7 @@ TEST(ClientStart, a_host_gets_a_clean_process_and_its_figures_come_back) {
   pthread_sigmask(SIG_SETMASK, &before, nullptr);
 }
 
-TEST(ClientStart, offline_hosts_have_no_period_and_no_record) {
+TEST(ClientStart, OfflineHostsHaveNoPeriodAndNoRecord) {
   std::string error;
   auto host = HostProcess::start(options("x=1"), error);
   ASSERT_NE(host, nullptr) << error;
@@ -78,7 +78,7 @@ TEST(ClientStart, offline_hosts_have_no_period_and_no_record) {
   EXPECT_TRUE(has_line(host->plugin_lines(), "descriptor3 0"));
 }
 
-TEST(ClientStart, every_failed_start_has_its_sentence_and_leaves_nothing) {
+TEST(ClientStart, EveryFailedStartHasItsSentenceAndLeavesNothing) {
   struct Case {
     const char* commands;
     const char* program;
@@ -90,7 +90,8 @@ TEST(ClientStart, every_failed_start_has_its_sentence_and_leaves_nothing) {
       {"never_ready=1", VESK_FAKE_HOST, "the host took longer than the limit to load its chain"},
       {"deaf=1", VESK_FAKE_HOST, "the host loaded its chain but never answered"},
       {"x=1", "/nowhere/vesk-host", "cannot start /nowhere/vesk-host: No such file or directory"},
-      {"x=1", "/bin/true", "the host did not start: the host ended with status 0, though it was not told to"},
+      {"x=1", "/bin/true",
+       "the host did not start: the host ended with status 0, though it was not told to"},
   };
   for (const Case& test : cases) {
     Options start = options(test.commands);
@@ -104,14 +105,14 @@ TEST(ClientStart, every_failed_start_has_its_sentence_and_leaves_nothing) {
   EXPECT_EQ(waitpid(-1, nullptr, WNOHANG), -1) << "a child is left";
 }
 
-TEST(ClientStart, a_render_thread_that_comes_late_is_waited_for) {
+TEST(ClientStart, ARenderThreadThatComesLateIsWaitedFor) {
   std::string error;
   auto host = HostProcess::start(options("late_probe=5"), error);
   ASSERT_NE(host, nullptr) << error;
   EXPECT_EQ(host->render(16, 0, {}, 1s), Answer::answered);
 }
 
-TEST(ClientStart, options_out_of_range_are_refused_in_words) {
+TEST(ClientStart, OptionsOutOfRangeAreRefusedInWords) {
   struct Case {
     double rate;
     unsigned most, period;
@@ -137,7 +138,7 @@ TEST(ClientStart, options_out_of_range_are_refused_in_words) {
   }
 }
 
-TEST(ClientStart, two_live_hosts_never_share_a_preset) {
+TEST(ClientStart, TwoLiveHostsNeverShareAPreset) {
   const std::string chain = "aufx:abcd:abcd#1=2@/tmp/./vesk-client-test.aupreset";
   std::string error;
   auto first = HostProcess::start(options(chain), error);
@@ -149,7 +150,7 @@ TEST(ClientStart, two_live_hosts_never_share_a_preset) {
   EXPECT_NE(HostProcess::start(options(chain), error), nullptr) << error;
 }
 
-TEST(ClientStart, objects_of_dead_parents_are_swept) {
+TEST(ClientStart, ObjectsOfDeadParentsAreSwept) {
   // The name this process would use, but of a process that has ended.
   int ready[2];
   ASSERT_EQ(pipe(ready), 0);
@@ -183,7 +184,7 @@ TEST(ClientStart, objects_of_dead_parents_are_swept) {
   close(ready[1]);
 }
 
-TEST(ClientStop, a_host_that_does_not_quit_is_killed_after_the_limit) {
+TEST(ClientStop, AHostThatDoesNotQuitIsKilledAfterTheLimit) {
   Options start = options("stubborn=1");
   start.stop_limit = 100ms;
   std::string error;
@@ -197,7 +198,7 @@ TEST(ClientStop, a_host_that_does_not_quit_is_killed_after_the_limit) {
   EXPECT_EQ(host->obituary().substr(0, 52), "the host was killed, as it did not stop in time");
 }
 
-TEST(ClientStop, saving_open_editors_is_given_its_time) {
+TEST(ClientStop, SavingOpenEditorsIsGivenItsTime) {
   Options start = options("save_ms=700");
   start.stop_limit = 100ms;
   std::string error;
@@ -210,7 +211,7 @@ TEST(ClientStop, saving_open_editors_is_given_its_time) {
   EXPECT_EQ(host->next_saved_notice(), std::optional<unsigned>(0));
 }
 
-TEST(ClientStop, a_parent_that_ignores_its_children_still_sees_them_end) {
+TEST(ClientStop, AParentThatIgnoresItsChildrenStillSeesThemEnd) {
   signal(SIGCHLD, SIG_IGN);
   std::string error;
   auto host = HostProcess::start(options("x=1"), error);

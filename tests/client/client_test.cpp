@@ -13,7 +13,7 @@ using namespace vesk::client;
 
 namespace {
 
-constexpr std::int64_t kMillisecond = 1'000'000;
+constexpr std::int64_t millisecond_ns = 1'000'000;
 
 /// What the host's main loop does with the rings, a turn at a time, in two halves: the mask is
 /// stored later than the rings were read, and a parent may come in between.
@@ -41,7 +41,7 @@ struct Host {
 
 }  // namespace
 
-TEST(RequestRings, nothing_is_sent_before_the_hosts_main_loop_runs) {
+TEST(RequestRings, NothingIsSentBeforeTheHostsMainLoopRuns) {
   Host host;
   RequestRings rings(*host.block, 1);
   rings.set_parameter(0, 1, 2);
@@ -55,7 +55,7 @@ TEST(RequestRings, nothing_is_sent_before_the_hosts_main_loop_runs) {
   EXPECT_EQ(host.block->window_write, 1u);
 }
 
-TEST(RequestRings, one_replaced_mark_is_not_taken_for_a_turn) {
+TEST(RequestRings, OneReplacedMarkIsNotTakenForATurn) {
   Host host;
   RequestRings rings(*host.block, 1);
   host.turn();
@@ -72,18 +72,18 @@ TEST(RequestRings, one_replaced_mark_is_not_taken_for_a_turn) {
   ASSERT_EQ(host.taken.size(), 1u);
 }
 
-TEST(RequestRings, however_slow_the_host_no_slot_is_overrun_and_the_last_values_arrive) {
+TEST(RequestRings, HoweverSlowTheHostNoSlotIsOverrunAndTheLastValuesArrive) {
   Host host;
   RequestRings rings(*host.block, 1);
   host.turn();
   std::int64_t now = 0;
-  for (int step = 0; step < 4000; ++step, now += kMillisecond) {
+  for (int step = 0; step < 4000; ++step, now += millisecond_ns) {
     for (unsigned id = 0; id < 100; ++id) rings.set_parameter(0, id, static_cast<float>(step));
     if (step % 50 == 0) rings.open_editor(0, "a");
     rings.turn(now);
     if (step % (step < 2000 ? 10 : 700) == 0) host.turn();
   }
-  for (int step = 0; step < 1000 && !rings.is_settled(); ++step, now += kMillisecond) {
+  for (int step = 0; step < 1000 && !rings.is_settled(); ++step, now += millisecond_ns) {
     rings.turn(now);
     if (step % 10 == 0) host.turn();
   }
@@ -96,13 +96,13 @@ TEST(RequestRings, however_slow_the_host_no_slot_is_overrun_and_the_last_values_
   for (const auto& [id, value] : last) EXPECT_EQ(value, 3999.0f) << id;
 }
 
-TEST(RequestRings, at_most_sixteen_changes_go_in_25_ms) {
+TEST(RequestRings, AtMostSixteenChangesGoIn25Ms) {
   Host host;
   RequestRings rings(*host.block, 1);
   host.turn();
   std::vector<std::int64_t> sent;
   std::uint32_t before = 0;
-  for (std::int64_t now = 0; now < 500 * kMillisecond; now += kMillisecond) {
+  for (std::int64_t now = 0; now < 500 * millisecond_ns; now += millisecond_ns) {
     for (unsigned id = 0; id < 40; ++id) rings.set_parameter(0, id, static_cast<float>(now));
     rings.turn(now);
     for (; before != host.block->param_write; ++before) sent.push_back(now);
@@ -110,10 +110,10 @@ TEST(RequestRings, at_most_sixteen_changes_go_in_25_ms) {
   }
   ASSERT_GT(sent.size(), 200u);
   for (std::size_t i = 16; i < sent.size(); ++i)
-    EXPECT_GE(sent[i] - sent[i - 16], 25 * kMillisecond);
+    EXPECT_GE(sent[i] - sent[i - 16], 25 * millisecond_ns);
 }
 
-TEST(RequestRings, a_mask_of_all_ones_is_no_dead_end) {
+TEST(RequestRings, AMaskOfAllOnesIsNoDeadEnd) {
   Host host;
   RequestRings rings(*host.block, 40);
   host.turn();
@@ -121,7 +121,7 @@ TEST(RequestRings, a_mask_of_all_ones_is_no_dead_end) {
   host.mask = ~0u;
   std::int64_t now = 0;
   rings.set_parameter(0, 1, 1);
-  for (int step = 0; step < 1000 && !rings.is_settled(); ++step, now += kMillisecond) {
+  for (int step = 0; step < 1000 && !rings.is_settled(); ++step, now += millisecond_ns) {
     rings.turn(now);
     host.turn();
   }
@@ -129,7 +129,7 @@ TEST(RequestRings, a_mask_of_all_ones_is_no_dead_end) {
   EXPECT_EQ(rings.open_mask(), ~0u);
 }
 
-TEST(LineStore, lines_are_sorted_cut_and_kept_to_the_last) {
+TEST(LineStore, LinesAreSortedCutAndKeptToTheLast) {
   LineStore lines;
   lines.feed("plugin host");
   lines.feed(" fake: plugin 2 died in load: SIGSEGV\nhello\n\n");
@@ -146,7 +146,7 @@ TEST(LineStore, lines_are_sorted_cut_and_kept_to_the_last) {
   EXPECT_EQ(lines.host_lines().size(), 2u);
 }
 
-TEST(PresetClaims, only_a_written_preset_is_claimed) {
+TEST(PresetClaims, OnlyAWrittenPresetIsClaimed) {
   struct Case {
     const char* chain;
     bool is_free;  // while /tmp/one is claimed

@@ -22,21 +22,22 @@ using client::PeriodDriver;
 
 namespace {
 
-constexpr unsigned kFrames = 64;
+constexpr unsigned period_frames = 64;
 
 /// A render thread over a block in this process and the driver of a parent before it.
 class PeriodThreads : public testing::Test {
  protected:
   void start(const char* chain_text, bool spins) {
     std::string error;
-    ASSERT_TRUE(host::load_chain(chain_text, 48000, kFrames, *block_, chain_, error)) << error;
+    ASSERT_TRUE(host::load_chain(chain_text, 48000, period_frames, *block_, chain_, error))
+        << error;
     block_->open_mask = ~0u;
     PeriodDriver::Settings settings;
-    settings.max_frames = kFrames;
+    settings.max_frames = period_frames;
     settings.spins = spins;
     driver_ = std::make_unique<PeriodDriver>(*block_, settings);
     renderer_ = std::thread(host::render_loop, block_.get(), std::ref(chain_.plugins),
-                            chain_.first_is_effect, 48000.0, kFrames, 0u, nullptr);
+                            chain_.first_is_effect, 48000.0, period_frames, 0u, nullptr);
     const auto deadline = std::chrono::steady_clock::now() + 10s;
     while (!driver_->probe(1ms)) ASSERT_LT(std::chrono::steady_clock::now(), deadline);
   }
@@ -58,43 +59,43 @@ class PeriodThreads : public testing::Test {
 class PeriodThreadsSpin : public PeriodThreads, public testing::WithParamInterface<bool> {};
 INSTANTIATE_TEST_SUITE_P(spin, PeriodThreadsSpin, testing::Bool());
 
-TEST_P(PeriodThreadsSpin, thousands_of_periods_come_back_each_with_its_own_audio) {
+TEST_P(PeriodThreadsSpin, ThousandsOfPeriodsComeBackEachWithItsOwnAudio) {
   script_.render = [this](UInt32 frames, AudioBufferList* data) {
     AudioUnitRenderActionFlags flags = 0;
     return script_.pull_input(&flags, frames, data);
   };
   start(UnitScript::effect, GetParam());
-  const client::MidiEvent note{0x90, 60, 100, 0, kFrames - 1};
+  const client::MidiEvent note{0x90, 60, 100, 0, period_frames - 1};
   for (unsigned period = 0; period < 5000; ++period) {
-    for (unsigned i = 0; i < kFrames; ++i) {
+    for (unsigned i = 0; i < period_frames; ++i) {
       driver_->input(0)[i] = static_cast<float>(period);
       driver_->input(1)[i] = static_cast<float>(i);
     }
     const unsigned events = period % 3;
     const client::MidiEvent notes[] = {note, note};
-    ASSERT_EQ(driver_->render(kFrames, period * 64.0, std::span(notes, events), 10s),
+    ASSERT_EQ(driver_->render(period_frames, period * 64.0, std::span(notes, events), 10s),
               Answer::answered);
-    ASSERT_EQ(driver_->output(0)[kFrames - 1], static_cast<float>(period));
+    ASSERT_EQ(driver_->output(0)[period_frames - 1], static_cast<float>(period));
     ASSERT_EQ(driver_->output(1)[1], 1.0f);
   }
   EXPECT_EQ(driver_->answer_times().periods, 5000u);
 }
 
-TEST_F(PeriodThreads, a_driver_one_period_ahead_never_touches_what_the_host_reads) {
+TEST_F(PeriodThreads, ADriverOnePeriodAheadNeverTouchesWhatTheHostReads) {
   start(UnitScript::effect, false);
-  ASSERT_EQ(driver_->request(kFrames, 0, {}), Answer::answered);
+  ASSERT_EQ(driver_->request(period_frames, 0, {}), Answer::answered);
   for (unsigned period = 1; period < 2000; ++period) {
     ASSERT_EQ(driver_->collect(10s), Answer::answered);
     driver_->input(0)[0] = driver_->output(0)[0] + 1;
-    ASSERT_EQ(driver_->request(kFrames, period * 64.0, {}), Answer::answered);
+    ASSERT_EQ(driver_->request(period_frames, period * 64.0, {}), Answer::answered);
     // Asked while the answer is under way: nothing of it may reach the block.
-    const Answer early = driver_->request(kFrames, -1, {});
+    const Answer early = driver_->request(period_frames, -1, {});
     ASSERT_TRUE(early == Answer::not_sent || early == Answer::answered);
   }
   EXPECT_EQ(driver_->collect(10s), Answer::answered);
 }
 
-TEST_F(PeriodThreads, rings_and_periods_run_beside_each_other) {
+TEST_F(PeriodThreads, RingsAndPeriodsRunBesideEachOther) {
   start(UnitScript::effect, false);
   std::atomic<bool> ends{false};
   // The host's main loop, as far as the rings go. (The recording unit takes no calls from two
@@ -115,7 +116,7 @@ TEST_F(PeriodThreads, rings_and_periods_run_beside_each_other) {
   for (unsigned period = 0; period < 1000; ++period, now += 2'000'000) {
     rings.set_parameter(0, period % 8, static_cast<float>(period));
     rings.turn(now);
-    ASSERT_EQ(driver_->render(kFrames, period * 64.0, {}, 10s), Answer::answered);
+    ASSERT_EQ(driver_->render(period_frames, period * 64.0, {}, 10s), Answer::answered);
   }
   const auto deadline = std::chrono::steady_clock::now() + 10s;
   while (!rings.is_settled() && std::chrono::steady_clock::now() < deadline)
@@ -126,11 +127,11 @@ TEST_F(PeriodThreads, rings_and_periods_run_beside_each_other) {
   for (unsigned id = 0; id < 8; ++id) EXPECT_EQ(values[id], static_cast<float>(992 + id));
 }
 
-TEST_F(PeriodThreads, a_waiting_driver_is_released_when_the_host_is_gone) {
+TEST_F(PeriodThreads, AWaitingDriverIsReleasedWhenTheHostIsGone) {
   start(UnitScript::instrument, false);
   host::store_release(block_->quit, 1);
   renderer_.join();
-  ASSERT_EQ(driver_->request(kFrames, 0, {}), Answer::answered);
+  ASSERT_EQ(driver_->request(period_frames, 0, {}), Answer::answered);
   std::thread watcher([&] {
     std::this_thread::sleep_for(20ms);
     driver_->mark_gone();

@@ -5,9 +5,8 @@
 #include <string.h>
 
 static void free_unit(BasicUnit* unit) {
-  for (UInt32 i = 0; i < unit->kind->preset_count; ++i) {
+  for (UInt32 i = 0; i < unit->kind->preset_count; ++i)
     CFRelease(unit->factory_presets[i].presetName);
-  }
   CFRelease(unit->preset_name);
   free(unit);
 }
@@ -47,9 +46,8 @@ static OSStatus unit_initialize(void* self) {
       unit->input_format.mChannelsPerFrame != unit->output_format.mChannelsPerFrame) {
     return kAudioUnitErr_FormatNotSupported;
   }
-  for (UInt32 i = 0; i < 2 * kMaxChannels; ++i) {
+  for (UInt32 i = 0; i < 2 * kMaxChannels; ++i)
     unit->buffers[i] = calloc(unit->max_frames ? unit->max_frames : 1, sizeof(float));
-  }
   const OSStatus status = unit->kind->initialize ? unit->kind->initialize(unit) : noErr;
   unit->initialized = status == noErr;
   return status;
@@ -65,9 +63,8 @@ static OSStatus unit_reset(void* self, AudioUnitScope scope, AudioUnitElement el
 
 /* Index in the table, or -1. */
 static int index_of(const BasicUnit* unit, AudioUnitParameterID id) CA_REALTIME_API {
-  for (UInt32 i = 0; i < unit->kind->parameter_count; ++i) {
+  for (UInt32 i = 0; i < unit->kind->parameter_count; ++i)
     if (unit->kind->parameters[i].id == id) return (int)i;
-  }
   return -1;
 }
 
@@ -154,9 +151,8 @@ void property_changed(BasicUnit* unit, AudioUnitPropertyID id) {
 
 static OSStatus unit_add_render_notify(void* self, AURenderCallback proc, void* user_data) {
   BasicUnit* unit = self;
-  for (UInt32 i = 0; i < unit->notify_count; ++i) {
+  for (UInt32 i = 0; i < unit->notify_count; ++i)
     if (unit->notifies[i].proc == proc && unit->notifies[i].user_data == user_data) return noErr;
-  }
   if (unit->notify_count == kMaxListeners) return kAudio_MemFullError;
   unit->notifies[unit->notify_count].proc = proc;
   unit->notifies[unit->notify_count++].user_data = user_data;
@@ -235,11 +231,9 @@ static OSStatus unit_render(void* self, AudioUnitRenderActionFlags* flags,
   if (!time || !data) return kAudio_ParamError;
   if (frames > unit->max_frames) return kAudioUnitErr_TooManyFramesToProcess;
   if (data->mNumberBuffers != unit->output_format.mChannelsPerFrame) return kAudio_ParamError;
-  for (UInt32 i = 0; i < data->mNumberBuffers; ++i) {
-    if (data->mBuffers[i].mData && data->mBuffers[i].mDataByteSize < frames * sizeof(float)) {
+  for (UInt32 i = 0; i < data->mNumberBuffers; ++i)
+    if (data->mBuffers[i].mData && data->mBuffers[i].mDataByteSize < frames * sizeof(float))
       return kAudio_ParamError;
-    }
-  }
 
   AudioUnitRenderActionFlags own_flags = 0;
   if (!flags) flags = &own_flags;
@@ -324,8 +318,7 @@ AudioComponentPlugInInterface* make_unit(const UnitKind* kind,
     unit->factory_presets[i].presetName = CFStringCreateWithCString(
         kCFAllocatorDefault, kind->presets[i].name, kCFStringEncodingUTF8);
   }
-  for (UInt32 i = 0; i < kind->parameter_count; ++i) {
+  for (UInt32 i = 0; i < kind->parameter_count; ++i)
     atomic_init(&unit->values[i], kind->parameters[i].initial);
-  }
   return &unit->interface;
 }

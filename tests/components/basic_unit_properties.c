@@ -22,19 +22,16 @@ static const PropertyShape kGlobalProperties[] = {
 };
 
 static const UnitParameter* parameter_of(const BasicUnit* unit, AudioUnitParameterID id) {
-  for (UInt32 i = 0; i < unit->kind->parameter_count; ++i) {
+  for (UInt32 i = 0; i < unit->kind->parameter_count; ++i)
     if (unit->kind->parameters[i].id == id) return &unit->kind->parameters[i];
-  }
   return NULL;
 }
 
 static OSStatus check_bus(const BasicUnit* unit, AudioUnitScope scope, AudioUnitElement element) {
-  if (scope == kAudioUnitScope_Input) {
+  if (scope == kAudioUnitScope_Input)
     return unit->kind->has_input && element == 0 ? (OSStatus)noErr : kAudioUnitErr_InvalidElement;
-  }
-  if (scope != kAudioUnitScope_Output && scope != kAudioUnitScope_Global) {
+  if (scope != kAudioUnitScope_Output && scope != kAudioUnitScope_Global)
     return kAudioUnitErr_InvalidScope;
-  }
   return element == 0 ? (OSStatus)noErr : kAudioUnitErr_InvalidElement;
 }
 
@@ -98,9 +95,8 @@ static OSStatus get_parameter_info(const BasicUnit* unit, AudioUnitParameterID i
   info->defaultValue = parameter->initial;
   info->flags = parameter->flags | kAudioUnitParameterFlag_IsReadable |
                 kAudioUnitParameterFlag_HasCFNameString | kAudioUnitParameterFlag_CFNameRelease;
-  if (!(parameter->flags & kAudioUnitParameterFlag_MeterReadOnly)) {
+  if (!(parameter->flags & kAudioUnitParameterFlag_MeterReadOnly))
     info->flags |= kAudioUnitParameterFlag_IsWritable;
-  }
   return noErr;
 }
 
@@ -169,9 +165,8 @@ static OSStatus read_property(BasicUnit* unit, AudioUnitPropertyID id, AudioUnit
       ((AUPreset*)data)->presetName = CFRetain(unit->preset_name);
       return noErr;
     case kAudioUnitProperty_ParameterList:
-      for (UInt32 i = 0; i < unit->kind->parameter_count; ++i) {
+      for (UInt32 i = 0; i < unit->kind->parameter_count; ++i)
         ((AudioUnitParameterID*)data)[i] = unit->kind->parameters[i].id;
-      }
       return noErr;
     case kAudioUnitProperty_ParameterInfo:
       return get_parameter_info(unit, element, data);

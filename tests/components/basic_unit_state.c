@@ -33,9 +33,8 @@ OSStatus copy_state(BasicUnit* unit, CFPropertyListRef* state) {
   CFDictionarySetValue(dictionary, CFSTR(kAUPresetNameKey), unit->preset_name);
 
   UInt32 count = 0;
-  for (UInt32 i = 0; i < unit->kind->parameter_count; ++i) {
+  for (UInt32 i = 0; i < unit->kind->parameter_count; ++i)
     count += is_kept(&unit->kind->parameters[i]);
-  }
   CFMutableDataRef data = CFDataCreateMutable(kCFAllocatorDefault, 0);
   append_word(data, kAudioUnitScope_Global);
   append_word(data, 0);
@@ -105,9 +104,8 @@ OSStatus restore_state(BasicUnit* unit, CFPropertyListRef state) {
 
 CFArrayRef copy_factory_presets(BasicUnit* unit) {
   CFMutableArrayRef array = CFArrayCreateMutable(kCFAllocatorDefault, 0, NULL);
-  for (UInt32 i = 0; i < unit->kind->preset_count; ++i) {
+  for (UInt32 i = 0; i < unit->kind->preset_count; ++i)
     CFArrayAppendValue(array, &unit->factory_presets[i]);
-  }
   return array;
 }
 
@@ -117,9 +115,8 @@ OSStatus select_preset(BasicUnit* unit, const AUPreset* preset) {
     set_name(unit, preset->presetNumber, preset->presetName);
     return noErr;
   }
-  if ((UInt32)preset->presetNumber >= unit->kind->preset_count) {
+  if ((UInt32)preset->presetNumber >= unit->kind->preset_count)
     return kAudioUnitErr_InvalidPropertyValue;
-  }
   const UnitPreset* chosen = &unit->kind->presets[preset->presetNumber];
   for (UInt32 i = 0; i < unit->kind->parameter_count; ++i) {
     AudioUnitSetParameter(unit->instance, unit->kind->parameters[i].id, kAudioUnitScope_Global, 0,

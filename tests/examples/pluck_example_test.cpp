@@ -52,9 +52,8 @@ float loudness_of(const std::vector<float>& sound) {
 /// How well the sound repeats itself after `lag` frames.
 double likeness(const std::vector<float>& sound, std::size_t lag) {
   double product = 0;
-  for (std::size_t i = lag; i < sound.size(); ++i) {
+  for (std::size_t i = lag; i < sound.size(); ++i)
     product += static_cast<double>(sound[i]) * static_cast<double>(sound[i - lag]);
-  }
   return product;
 }
 
@@ -104,9 +103,8 @@ TEST(PluckExample, ItsEditorChangesWhatIsHeardAndSaved) {
     EXPECT_EQ(view_height(*window), 3 * 44 + 16);
     // From the default, -6 dB, to the middle of -40..6, by a press and a drag.
     drag(*window, bar_left + bar_width / 4, gain_bar_y, bar_left + bar_width / 2, gain_bar_y);
-    for (int i = 0; i < 100 && !(quiet > 0 && quiet < loud / 3); ++i) {
+    for (int i = 0; i < 100 && !(quiet > 0 && quiet < loud / 3); ++i)
       quiet = loudness_of(pluck(host, 60, 0.3));
-    }
     EXPECT_NEAR(20 * std::log10(quiet / loud), -11, 0.5);
     click_close_box(*window);
     EXPECT_TRUE(host.wait_open(0));

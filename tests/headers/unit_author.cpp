@@ -139,9 +139,8 @@ std::size_t vesk::tests::count_what_unit_authors_use() {
   if (flags != kAudioUnitRenderAction_OutputIsSilence) return 0;
   if (AudioChannelLayoutTag_GetNumberOfChannels(kAudioChannelLayoutTag_Stereo) != 2) return 0;
   if (CFSwapInt32BigToHost(CFSwapInt32HostToBig(1)) != 1) return 0;
-  for (const CFStringRef key : preset_keys) {
+  for (const CFStringRef key : preset_keys)
     if (CFGetTypeID(key) != CFStringGetTypeID()) return 0;
-  }
   const auto logs = [](int status) { os_log_error(OS_LOG_DEFAULT, "status %d", status); };
   const std::size_t functions = count_functions(
       AudioComponentGetDescription, AudioComponentInstanceGetComponent, AudioComponentRegister,

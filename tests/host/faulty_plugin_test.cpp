@@ -21,9 +21,9 @@ namespace {
 
 #if defined(VESK_SANITIZER)
 // A sanitizer reports a crash itself and ends the process in its own way.
-constexpr bool kTellsCrashes = false;
+constexpr bool tells_crashes = false;
 #else
-constexpr bool kTellsCrashes = true;
+constexpr bool tells_crashes = true;
 #endif
 
 struct TemporaryFile {
@@ -68,7 +68,7 @@ TEST(FaultyPlugin, ACrashIsToldInOneLine) {
     const int status = host.wait_end();
     if (c.signal == 0) {
       EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 3) << status;
-    } else if (kTellsCrashes) {
+    } else if (tells_crashes) {
       EXPECT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == c.signal) << status;
       EXPECT_EQ(host.standard_error(), std::string("plugin host ") + c.chain + ": " + c.line);
     } else {

@@ -19,9 +19,8 @@ std::vector<std::pair<AudioUnitParameterID, std::string>> documented_commands() 
     std::istringstream row(line);
     std::string bar, name, next_bar;
     AudioUnitParameterID id = 0;
-    if (row >> bar >> id >> next_bar >> name && bar == "|" && name.find('-') != std::string::npos) {
+    if (row >> bar >> id >> next_bar >> name && bar == "|" && name.find('-') != std::string::npos)
       commands.emplace_back(id, name);
-    }
   }
   return commands;
 }

@@ -44,9 +44,8 @@ class EditedHost {
     host_.ask_window(WindowRequest::open);
     if (!host_.wait_open(1)) return false;
     host_.set_parameter(0, 0, level);
-    if (!wait_until([&] { return host_.serve(16) && host_.block().output_left[15] == level; })) {
+    if (!wait_until([&] { return host_.serve(16) && host_.block().output_left[15] == level; }))
       return false;
-    }
     host_.ask_window(WindowRequest::close_all);
     return host_.wait_open(0);
   }
@@ -68,9 +67,8 @@ class EditedHost {
     const std::string said = host_.standard_error();
     if (said.size() % complaint.size() != 0) return -1;
     int count = 0;
-    for (std::size_t at = 0; at < said.size(); at += complaint.size(), ++count) {
+    for (std::size_t at = 0; at < said.size(); at += complaint.size(), ++count)
       if (said.compare(at, complaint.size(), complaint) != 0) return -1;
-    }
     return count;
   }
 
@@ -160,9 +158,8 @@ TEST_F(StateRefused, AFolderThatRefusesKeepsTheOldFile) {
   ASSERT_EQ(chmod(folder.c_str(), 0555), 0);
   run([&]() -> std::string {
     // The superuser's host could write there all the same.
-    if (geteuid() == 0 && prctl(PR_CAPBSET_DROP, CAP_DAC_OVERRIDE, 0, 0, 0) != 0) {
+    if (geteuid() == 0 && prctl(PR_CAPBSET_DROP, CAP_DAC_OVERRIDE, 0, 0, 0) != 0)
       return "not allowed";
-    }
     EditedHost host(preset);
     if (!host.is_listening()) return "the host does not start";
     return host.refused_then_saved([&] { chmod(folder.c_str(), 0755); });

@@ -9,7 +9,7 @@
 namespace vesk::host {
 namespace {
 
-constexpr std::uint32_t kMark = 0xFFFFFFFF;
+constexpr std::uint32_t mark = 0xFFFFFFFF;
 constexpr std::size_t most_visits = 20'000;
 
 /// A supervisor over a block in this process. Each change of a parameter is a visit of a slot.
@@ -29,13 +29,13 @@ class SupervisorTest : public testing::Test {
     // The unit's parameters are set as real-time code may set them.
     visited.reserve(most_visits);
     store_release(block_->param_write, start);
-    store_release(block_->open_mask, kMark);
+    store_release(block_->open_mask, mark);
     Supervisor supervisor(*block_, chain_, "chain");
     store_release(block_->param_write, end);
     script_.on_parameter = [&](AudioUnitParameterID id) {
       if (visited.size() < most_visits) visited.push_back(id);
       script_.calls.clear();
-      if (load_acquire(block_->open_mask) == kMark) visited_in_first_turn_ = visited.size();
+      if (load_acquire(block_->open_mask) == mark) visited_in_first_turn_ = visited.size();
       if (visited.size() == quit_at) store_release(block_->quit, 1);
     };
     supervisor.run();

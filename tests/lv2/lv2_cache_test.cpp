@@ -86,7 +86,7 @@ class Lv2Cache : public testing::Test {
   /// The plugin's name as a look-up by code gives it; empty when none is found.
   std::string look_up(const std::string& name) {
     std::string error;
-    const auto plugin = find_by_code(primary_code("urn:vesk:" + name), &error);
+    const auto plugin = find_by_code(primary_code("urn:vesk:" + name), error);
     EXPECT_EQ(error, "");
     return plugin ? plugin->description->name : std::string();
   }
@@ -95,19 +95,18 @@ class Lv2Cache : public testing::Test {
   std::optional<std::string> look_up_cached(const std::string& name) {
     const Environment no_scanner("VESK_LV2_SCAN", "/bin/false");
     std::string error;
-    const auto plugin = find_by_uri("urn:vesk:" + name, &error);
+    const auto plugin = find_by_uri("urn:vesk:" + name, error);
     if (!error.empty()) return {};
     return plugin ? plugin->description->name : std::string();
   }
 
   std::vector<std::string> listed() {
     std::string error;
-    const auto catalogue = list_all(&error);
+    const auto catalogue = list_all(error);
     EXPECT_EQ(error, "");
     std::vector<std::string> names;
-    for (const Entry& entry : catalogue ? catalogue->entries : std::vector<Entry>()) {
+    for (const Entry& entry : catalogue ? catalogue->entries : std::vector<Entry>())
       names.push_back(entry.title);
-    }
     return names;
   }
 
@@ -209,7 +208,7 @@ TEST_F(Lv2Cache, AScannerThatGivesNonsenseIsReported) {
   for (const char* scanner : {"/bin/false", "/bin/echo", "/no such program"}) {
     const Environment broken("VESK_LV2_SCAN", scanner);
     std::string error;
-    EXPECT_FALSE(find_by_code(primary_code("urn:vesk:a"), &error)) << scanner;
+    EXPECT_FALSE(find_by_code(primary_code("urn:vesk:a"), error)) << scanner;
     EXPECT_NE(error, "") << scanner;
   }
 }
@@ -221,7 +220,7 @@ TEST_F(Lv2Cache, ManyScannersAtOnceLeaveOneWholeFile) {
     const pid_t child = ::fork();
     if (child == 0) {
       std::string error;
-      const auto plugin = find_by_uri("urn:vesk:p" + std::to_string(i), &error);
+      const auto plugin = find_by_uri("urn:vesk:p" + std::to_string(i), error);
       ::_exit(plugin && plugin->description->name == "p" ? 0 : 1);
     }
     children.push_back(child);
@@ -264,7 +263,7 @@ class Lv2Image : public Lv2Cache {
  protected:
   void SetUp() override {
     for (const char* name : {"a", "b", "c"}) install(name, name);
-    const auto answer = ask_scanner({}, 10'000, &error_);
+    const auto answer = ask_scanner({}, 10'000, error_);
     ASSERT_TRUE(answer) << error_;
     std::ifstream file(cache_file_path(), std::ios::binary);
     const std::string text{std::istreambuf_iterator<char>(file), {}};
@@ -288,11 +287,10 @@ class Lv2Image : public Lv2Cache {
     for (std::size_t i = 0; i < originals_.size(); ++i) {
       const Entry* entry = image->catalogue().find_uri(originals_[i].uri);
       const auto record = entry ? image->record(*entry) : std::nullopt;
-      if (!record) {
+      if (!record)
         refused = true;
-      } else {
+      else
         EXPECT_EQ(record->description, originals_[i]);
-      }
     }
     return refused;
   }
@@ -324,9 +322,8 @@ TEST_F(Lv2Image, RecordsThatPassTheirCheckValueByAccidentAreReadWithinBounds) {
   ASSERT_TRUE(decode_record(record));
   for (int round = 0; round < 20'000; ++round) {
     Bytes damaged = record;
-    for (unsigned change = random() % 4 + 1; change > 0; --change) {
+    for (unsigned change = random() % 4 + 1; change > 0; --change)
       damaged[random() % damaged.size()] = std::byte(random() % 256);
-    }
     if (random() % 4 == 0) damaged.resize(random() % damaged.size());
     if (const auto read = decode_record(damaged)) EXPECT_EQ(encode_record(*read), damaged);
   }

@@ -13,15 +13,15 @@ using vesk::reference::ReferencePlugin;
 
 namespace {
 
-constexpr unsigned kFrames = 128;
-constexpr double kRate = 48'000;
+constexpr unsigned period_frames = 128;
+constexpr double rate = 48'000;
 
 class Lv2Chain : public testing::Test {
  protected:
   void SetUp() override { lilv_world_load_all(world_.get()); }
 
   std::unique_ptr<ReferencePlugin> load(const char* uri) {
-    return ReferencePlugin::load(world_.get(), uri, kRate, kFrames);
+    return ReferencePlugin::load(world_.get(), uri, rate, period_frames);
   }
 
   std::unique_ptr<LilvWorld, decltype(&lilv_world_free)> world_{lilv_world_new(), lilv_world_free};
@@ -51,17 +51,17 @@ TEST_F(Lv2Chain, AnInstrumentThroughEffectsIsBitEqual) {
     const std::vector<MidiEvent> events = events_of(period);
     std::copy(events.begin(), events.end(), host.block().midi);
     host.block().midi_count = static_cast<std::uint32_t>(events.size());
-    ASSERT_TRUE(host.serve(kFrames, period * static_cast<double>(kFrames)));
+    ASSERT_TRUE(host.serve(period_frames, period * static_cast<double>(period_frames)));
 
-    piano->run(kFrames, events);
+    piano->run(period_frames, events);
     ReferencePlugin* before = piano.get();
     for (ReferencePlugin* effect : {delay.get(), ambience.get()}) {
       for (int channel = 0; channel < 2; ++channel)
-        std::copy_n(before->output[channel].begin(), kFrames, effect->input[channel].begin());
-      effect->run(kFrames, {});
+        std::copy_n(before->output[channel].begin(), period_frames, effect->input[channel].begin());
+      effect->run(period_frames, {});
       before = effect;
     }
-    for (unsigned i = 0; i < kFrames; ++i) {
+    for (unsigned i = 0; i < period_frames; ++i) {
       ASSERT_EQ(host.block().output_left[i], before->output[0][i]) << period << ", frame " << i;
       ASSERT_EQ(host.block().output_right[i], before->output[1][i]) << period << ", frame " << i;
       peak = std::max(peak, before->output[0][i]);
@@ -78,15 +78,15 @@ TEST_F(Lv2Chain, AChainOfEffectsReadsItsInput) {
   ASSERT_TRUE(host.wait_listening()) << host.block().error << host.standard_error();
   std::uint32_t noise = 1;
   for (int period = 0; period < 50; ++period) {
-    for (unsigned i = 0; i < kFrames; ++i) {
+    for (unsigned i = 0; i < period_frames; ++i) {
       noise = noise * 1664525 + 1013904223;
       const float sample = static_cast<float>(noise >> 8) / 16777216.0f - 0.5f;
       host.block().input_left[i] = delay->input[0][i] = sample;
       host.block().input_right[i] = delay->input[1][i] = sample / 2;
     }
-    ASSERT_TRUE(host.serve(kFrames, period * static_cast<double>(kFrames)));
-    delay->run(kFrames, {});
-    for (unsigned i = 0; i < kFrames; ++i)
+    ASSERT_TRUE(host.serve(period_frames, period * static_cast<double>(period_frames)));
+    delay->run(period_frames, {});
+    for (unsigned i = 0; i < period_frames; ++i)
       ASSERT_EQ(host.block().output_right[i], delay->output[1][i]) << period << ", frame " << i;
   }
 }

@@ -66,9 +66,7 @@ TEST(Lv2Classification, TheTypeFollowsFromPortsUnlessTheClassSaysInstrument) {
     Description plugin;
     plugin.library = "/x.so";
     plugin.ports = test.ports;
-    if (test.instrument_class) {
-      plugin.classes = {"http://lv2plug.in/ns/lv2core#InstrumentPlugin"};
-    }
+    if (test.instrument_class) plugin.classes = {"http://lv2plug.in/ns/lv2core#InstrumentPlugin"};
     classify(plugin);
     EXPECT_EQ(plugin.type == 0 ? "" : code_text(plugin.type), test.type) << test.name;
     EXPECT_EQ(plugin.not_hosted.empty(), test.hosted) << test.name << plugin.not_hosted;
@@ -109,9 +107,8 @@ TEST(Lv2Classification, SideInputsAreToldFromMainOnes) {
     for (int i = 0; i < static_cast<int>(plugin.ports.size()); ++i) {
       const Port& port = plugin.ports[static_cast<std::size_t>(i)];
       EXPECT_EQ(port.role, i == test.side ? AudioRole::side : AudioRole::main) << test.name << i;
-      if (port.direction == input && port.role == AudioRole::main) {
+      if (port.direction == input && port.role == AudioRole::main)
         EXPECT_EQ(port.channel, channel++) << test.name;
-      }
     }
     EXPECT_EQ(plugin.main_inputs, channel) << test.name;
   }
@@ -158,7 +155,7 @@ class Lv2Description : public testing::Test {
  protected:
   std::shared_ptr<const Description> describe(const std::string& uri) {
     std::string error;
-    const auto plugin = find_by_uri(uri, &error);
+    const auto plugin = find_by_uri(uri, error);
     EXPECT_EQ(error, "");
     EXPECT_TRUE(plugin) << uri;
     return plugin ? plugin->description : std::make_shared<const Description>();
@@ -277,7 +274,7 @@ TEST_F(OwnBundle, EveryPartOfADescriptionArrives) {
   ASSERT_EQ(plugin->presets, (std::vector<Preset>{{"urn:vesk:full#p", "Deep", bundle}}));
 
   std::string error;
-  const auto state = read_preset(*plugin, plugin->presets[0], &error);
+  const auto state = read_preset(*plugin, plugin->presets[0], error);
   ASSERT_TRUE(state) << error;
   EXPECT_EQ(state->port_values, (std::vector<PortValue>{{"cut", 0.125f}, {"mode", 2}}));
   ASSERT_EQ(state->properties.size(), 5u);
@@ -305,7 +302,7 @@ TEST_F(OwnBundle, EveryPartOfADescriptionArrives) {
   const std::int32_t elements[] = {7, 8};
   EXPECT_EQ(text_of(vector), std::string(reinterpret_cast<const char*>(elements), sizeof elements));
 
-  EXPECT_FALSE(read_preset(*plugin, {"urn:vesk:missing", "", bundle}, &error));
+  EXPECT_FALSE(read_preset(*plugin, {"urn:vesk:missing", "", bundle}, error));
   EXPECT_NE(error, "");
 }
 
@@ -328,7 +325,7 @@ TEST_F(OwnBundle, PresetsInAnotherBundleAreFoundAndFollowed) {
   ASSERT_EQ(plugin->presets,
             (std::vector<Preset>{{"urn:vesk:mine", "Mine", presets.string() + "/"}}));
   std::string error;
-  const auto state = read_preset(*plugin, plugin->presets[0], &error);
+  const auto state = read_preset(*plugin, plugin->presets[0], error);
   ASSERT_TRUE(state) << error;
   EXPECT_EQ(state->port_values, (std::vector<PortValue>{{"gain", -3.5f}}));
 }
@@ -341,7 +338,7 @@ TEST_F(OwnBundle, PresetsAmongThePluginsOwnDataAreRead) {
   const auto plugin = describe("urn:vesk:a");
   ASSERT_EQ(plugin->presets.size(), 1u);
   std::string error;
-  const auto state = read_preset(*plugin, plugin->presets[0], &error);
+  const auto state = read_preset(*plugin, plugin->presets[0], error);
   ASSERT_TRUE(state) << error;
   EXPECT_EQ(state->properties.size(), 1u);
 }
@@ -361,9 +358,8 @@ TEST_F(OwnBundle, BrokenTurtleIsRefusedWithAReason) {
     const std::string uri = std::string("urn:vesk:") + test.name;
     tests::write_bundle(installed_.path() / (std::string(test.name) + ".lv2"), uri, test.body);
   }
-  for (const auto& test : cases) {
+  for (const auto& test : cases)
     EXPECT_NE(describe(std::string("urn:vesk:") + test.name)->not_hosted, "") << test.name;
-  }
 }
 
 class DebiansPlugins : public Lv2Description {
@@ -383,7 +379,7 @@ TEST_F(DebiansPlugins, TheMdaPianoIsDescribedInFull) {
   EXPECT_EQ(std::ranges::count(plugin->ports, events_midi, &Port::events), 1);
   for (const Preset& preset : plugin->presets) {
     std::string error;
-    const auto state = read_preset(*plugin, preset, &error);
+    const auto state = read_preset(*plugin, preset, error);
     ASSERT_TRUE(state) << error;
     EXPECT_EQ(state->port_values.size(), 12u) << preset.label;
   }

@@ -20,11 +20,11 @@ using Clock = std::chrono::steady_clock;
 
 namespace {
 
-constexpr UInt32 kFrames = 64;
-constexpr std::uint32_t kQuestions = 0;
-constexpr std::uint32_t kLevel = 4;
-constexpr std::uint32_t kHalf = 7;
-constexpr std::uint32_t kConnected = 8;
+constexpr UInt32 period_frames = 64;
+constexpr std::uint32_t questions = 0;
+constexpr std::uint32_t level_id = 4;
+constexpr std::uint32_t half_level = 7;
+constexpr std::uint32_t connected = 8;
 
 AudioUnit open_unit(const char* uri, OSType type) {
   setenv("LV2_PATH", VESK_TEST_LV2, 1);
@@ -52,7 +52,7 @@ class EditorLinkTest : public testing::Test {
     ASSERT_NE(unit_, nullptr);
     UInt32 size = sizeof link_;
     ASSERT_EQ(
-        AudioUnitGetProperty(unit_, kEditorLinkProperty, kAudioUnitScope_Global, 0, &link_, &size),
+        AudioUnitGetProperty(unit_, editor_link_property, kAudioUnitScope_Global, 0, &link_, &size),
         noErr);
     ASSERT_EQ(AudioUnitInitialize(unit_), noErr);
   }
@@ -70,11 +70,11 @@ class EditorLinkTest : public testing::Test {
     data.list.mNumberBuffers = 2;
     AudioUnitRenderActionFlags flags = 0;
     AudioTimeStamp time{};
-    ASSERT_EQ(AudioUnitRender(unit_, &flags, &time, 0, kFrames, &data.list), noErr);
+    ASSERT_EQ(AudioUnitRender(unit_, &flags, &time, 0, period_frames, &data.list), noErr);
   }
   void ask(std::int32_t number) {
     const LV2_Atom_Int question{{sizeof number, link_->map(LV2_ATOM__Int)}, number};
-    EXPECT_TRUE(link_->send(kQuestions, &question.atom));
+    EXPECT_TRUE(link_->send(questions, &question.atom));
   }
   std::vector<std::int32_t> answers() {
     std::vector<std::int32_t> numbers;
@@ -103,7 +103,7 @@ TEST_F(EditorLinkTest, NamesTheInterfaceThatCanBeShown) {
   // One without an interface of its own has the panel that every unit has.
   const AudioUnit plain = open_unit("urn:vesk:test:mono", kAudioUnitType_Effect);
   for (const AudioUnitPropertyID id :
-       {AudioUnitPropertyID{kAudioUnitProperty_CocoaUI}, kEditorLinkProperty}) {
+       {AudioUnitPropertyID{kAudioUnitProperty_CocoaUI}, editor_link_property}) {
     EXPECT_EQ(AudioUnitGetPropertyInfo(plain, id, kAudioUnitScope_Global, 0, nullptr, nullptr),
               kAudioUnitErr_InvalidProperty);
   }
@@ -113,15 +113,15 @@ TEST_F(EditorLinkTest, NamesTheInterfaceThatCanBeShown) {
 TEST_F(EditorLinkTest, AnOptionalOutputIsConnectedOnlyWhileItIsWatched) {
   for (int view = 0; view < 2; ++view) {
     render();
-    EXPECT_EQ(link_->value(kConnected), 0);
+    EXPECT_EQ(link_->value(connected), 0);
     ASSERT_TRUE(link_->attach(&viewer_));
     EXPECT_FALSE(link_->attach(&viewer_));
     render();
-    EXPECT_EQ(link_->value(kConnected), 1);
+    EXPECT_EQ(link_->value(connected), 1);
     link_->detach(&viewer_);
   }
   render();
-  EXPECT_EQ(link_->value(kConnected), 0);
+  EXPECT_EQ(link_->value(connected), 0);
 }
 
 TEST_F(EditorLinkTest, AtomsArriveWithThePeriodAndInOrder) {
@@ -134,7 +134,7 @@ TEST_F(EditorLinkTest, AtomsArriveWithThePeriodAndInOrder) {
   EXPECT_EQ(answers(), (std::vector<std::int32_t>{2, 4}));
   render();
   EXPECT_TRUE(answers().empty());
-  EXPECT_FALSE(link_->send(kLevel, nullptr));
+  EXPECT_FALSE(link_->send(level_id, nullptr));
   link_->detach(&viewer_);
 }
 
@@ -194,14 +194,14 @@ TEST_F(EditorLinkTest, ValuesSetAreHeardByListenersAndPlayed) {
         kAudioUnitEvent_EndParameterChangeGesture}) {
     AudioUnitEvent event{};
     event.mEventType = type;
-    event.mArgument.mParameter = {unit_, kLevel, kAudioUnitScope_Global, 0};
+    event.mArgument.mParameter = {unit_, level_id, kAudioUnitScope_Global, 0};
     ASSERT_EQ(AUEventListenerAddEventType(listener, nullptr, &event), noErr);
   }
-  link_->touch(kLevel, true);
-  link_->set_value(kLevel, 0.5f);
-  link_->touch(kLevel, false);
+  link_->touch(level_id, true);
+  link_->set_value(level_id, 0.5f);
+  link_->touch(level_id, false);
   render();
-  EXPECT_EQ(link_->value(kHalf), 0.25f);
+  EXPECT_EQ(link_->value(half_level), 0.25f);
   CFRunLoopRunInMode(kCFRunLoopDefaultMode, 0.05, false);
   EXPECT_EQ(heard, (std::vector<AudioUnitEventType>{kAudioUnitEvent_BeginParameterChangeGesture,
                                                     kAudioUnitEvent_ParameterValueChange,
@@ -226,7 +226,7 @@ TEST_F(EditorLinkTest, TellsWhenThePluginsHandleGoes) {
   EXPECT_EQ(viewer_.leaves, 1);
   // The new one serves the view that is still there.
   render();
-  EXPECT_EQ(link_->value(kConnected), 1);
+  EXPECT_EQ(link_->value(connected), 1);
   EXPECT_EQ(viewer_.ends, 0);
   dispose();
   EXPECT_EQ(viewer_.ends, 1);

@@ -21,14 +21,14 @@ using namespace std::chrono_literals;
 namespace {
 
 // The keys of the test's interface and what is beside them (see lv2/knob_ui.c).
-constexpr int kWidth = 240;
-constexpr int kHeight = 160;
-constexpr int kKeys = 120;
-enum Key { kAsk = 30, kReportOwn = 90, kReportHalf = 150, kGrow = 210, kThrow = 270 };
-constexpr const char* kUri = "urn:vesk:test:knob";
-constexpr const char* kGlUri = "urn:vesk:test:gl-knob";
-constexpr float kOwnDefault = 0.125f;
-constexpr std::uint32_t kLevel = 4;
+constexpr int width = 240;
+constexpr int height = 160;
+constexpr int key_count = 120;
+enum Key { ask = 30, report_own = 90, report_half = 150, grow = 210, throw_id = 270 };
+constexpr const char* knob_uri = "urn:vesk:test:knob";
+constexpr const char* gl_uri = "urn:vesk:test:gl-knob";
+constexpr float own_default = 0.125f;
+constexpr std::uint32_t level_id = 4;
 
 std::string knob_chain(const std::string& preset, const char* uri) {
   return "aumu:" + vesk::lv2::code_text(vesk::lv2::primary_code(uri)) + ":LV2_" +
@@ -38,7 +38,7 @@ std::string knob_chain(const std::string& preset, const char* uri) {
 /// A host that plays the knob, with its editor on screen.
 class KnobHost {
  public:
-  explicit KnobHost(const std::string& preset = {}, const char* uri = kUri)
+  explicit KnobHost(const std::string& preset = {}, const char* uri = knob_uri)
       : host({.chain = knob_chain(preset, uri)}) {}
 
   void open() {
@@ -90,12 +90,12 @@ std::string content_of(const std::string& path) {
 }
 
 TEST_F(Lv2Editor, ATurnedKnobIsHeardSavedAndRestored) {
-  write_empty_preset(preset_, 'aumu', vesk::lv2::primary_code(kUri), 'LV2_');
+  write_empty_preset(preset_, 'aumu', vesk::lv2::primary_code(knob_uri), 'LV2_');
   {
     KnobHost knob(preset_);
     knob.open();
-    EXPECT_EQ(view_width(knob.window), kWidth);
-    EXPECT_EQ(view_height(knob.window), kHeight);
+    EXPECT_EQ(view_width(knob.window), width);
+    EXPECT_EQ(view_height(knob.window), height);
     click(knob.window, 180, 40);
     EXPECT_TRUE(knob.wait_level(0.75f)) << knob.level();
     EXPECT_EQ(knob.host.block().saved_write, 0u);
@@ -111,29 +111,29 @@ TEST_F(Lv2Editor, ATurnedKnobIsHeardSavedAndRestored) {
 
 // The interface sets a control of its own accord while it opens.
 TEST_F(Lv2Editor, WhatAnInterfaceSetsByItselfIsNoEdit) {
-  write_empty_preset(preset_, 'aumu', vesk::lv2::primary_code(kUri), 'LV2_');
+  write_empty_preset(preset_, 'aumu', vesk::lv2::primary_code(knob_uri), 'LV2_');
   const std::string before = content_of(preset_);
   KnobHost knob(preset_);
   knob.open();
   // A press beside the view is none in it.
-  click(knob.window, kWidth / 2, -11);
+  click(knob.window, width / 2, -11);
   knob.close();
   EXPECT_EQ(knob.host.block().saved_write, 0u);
   EXPECT_EQ(content_of(preset_), before);
   knob.open();
   // And it has been told what the control really is.
-  click(knob.window, kReportOwn, kKeys);
-  EXPECT_TRUE(knob.wait_report(kOwnDefault)) << knob.report();
+  click(knob.window, report_own, key_count);
+  EXPECT_TRUE(knob.wait_report(own_default)) << knob.report();
   EXPECT_TRUE(knob.host.stop());
 }
 
 TEST_F(Lv2Editor, TheInterfaceHearsOfChangesMadeElsewhere) {
   KnobHost knob;
   knob.open();
-  knob.host.set_parameter(0, kLevel, 0.5f);
+  knob.host.set_parameter(0, level_id, 0.5f);
   EXPECT_TRUE(knob.wait_level(0.5f));
   std::this_thread::sleep_for(100ms);
-  click(knob.window, kReportHalf, kKeys);
+  click(knob.window, report_half, key_count);
   EXPECT_TRUE(knob.wait_report(0.25f)) << knob.report();
   EXPECT_TRUE(knob.host.stop());
 }
@@ -141,7 +141,7 @@ TEST_F(Lv2Editor, TheInterfaceHearsOfChangesMadeElsewhere) {
 TEST_F(Lv2Editor, AtomsGoToThePluginAndBack) {
   KnobHost knob;
   knob.open();
-  click(knob.window, kAsk, kKeys);
+  click(knob.window, ask, key_count);
   EXPECT_TRUE(knob.wait_report(0.42f)) << knob.report();
   EXPECT_TRUE(knob.host.stop());
 }
@@ -149,7 +149,7 @@ TEST_F(Lv2Editor, AtomsGoToThePluginAndBack) {
 TEST_F(Lv2Editor, TheWindowFollowsTheInterfacesSize) {
   KnobHost knob;
   knob.open();
-  click(knob.window, kGrow, kKeys);
+  click(knob.window, grow, key_count);
   EXPECT_TRUE(wait_until([&] {
     const auto grown = look_for_window("Knob");
     return grown && view_width(*grown) == 300 && view_height(*grown) == 190;
@@ -165,18 +165,18 @@ TEST_F(Lv2Editor, TheWindowFollowsTheInterfacesSize) {
 }
 
 TEST_F(Lv2Editor, WhatAnInterfaceThrowsClosesItsEditorAlone) {
-  write_empty_preset(preset_, 'aumu', vesk::lv2::primary_code(kUri), 'LV2_');
+  write_empty_preset(preset_, 'aumu', vesk::lv2::primary_code(knob_uri), 'LV2_');
   KnobHost knob(preset_);
   knob.open();
   click(knob.window, 120, 40);
   EXPECT_TRUE(knob.wait_level(0.5f)) << knob.level();
-  click(knob.window, kGrow, kKeys);
+  click(knob.window, grow, key_count);
   const auto grown = [&] {
     const auto window = look_for_window("Knob");
     return window && view_width(*window) == 300;
   };
   ASSERT_TRUE(wait_until(grown));
-  click(knob.window, kThrow, kKeys);
+  click(knob.window, throw_id, key_count);
   EXPECT_TRUE(knob.host.wait_open(0));
   EXPECT_TRUE(wait_until([&] { return knob.host.block().saved_write == 1; }));
   EXPECT_TRUE(knob.wait_level(0.5f));
@@ -193,7 +193,7 @@ TEST_F(Lv2Editor, OpensAgainAndAgain) {
     SCOPED_TRACE(opening);
     const float level = 0.2f + 0.1f * static_cast<float>(opening);
     knob.open();
-    click(knob.window, static_cast<int>(level * kWidth), 40);
+    click(knob.window, static_cast<int>(level * width), 40);
     EXPECT_TRUE(knob.wait_level(level)) << knob.level();
     knob.close();
   }
@@ -204,7 +204,7 @@ TEST_F(Lv2Editor, OpensAgainAndAgain) {
 
 // The interface has a connection of its own, whose loss ends a process.
 TEST_F(Lv2Editor, AServerThatGoesAwayTakesTheEditorAndNotTheHost) {
-  write_empty_preset(preset_, 'aumu', vesk::lv2::primary_code(kUri), 'LV2_');
+  write_empty_preset(preset_, 'aumu', vesk::lv2::primary_code(knob_uri), 'LV2_');
   KnobHost knob(preset_);
   knob.open();
   click(knob.window, 120, 40);
@@ -222,10 +222,10 @@ TEST(Lv2EditorOnADisplay, OpenGlInterfacesAreShownWhereThereIsOpenGl) {
   for (const bool has_gl : {true, false}) {
     SCOPED_TRACE(has_gl);
     const VirtualDisplay display(has_gl);
-    KnobHost knob({}, kGlUri);
+    KnobHost knob({}, gl_uri);
     knob.open();
     // Without it there is the panel, which is wider.
-    EXPECT_EQ(view_width(knob.window) == kWidth, has_gl) << view_width(knob.window);
+    EXPECT_EQ(view_width(knob.window) == width, has_gl) << view_width(knob.window);
     EXPECT_TRUE(knob.host.stop());
   }
 }

@@ -16,21 +16,22 @@ using namespace vesk::tests;
 
 namespace {
 
-constexpr const char* kRat = "aufx:xsUI:LV2_";
-constexpr unsigned kFrames = 128;
+constexpr const char* rat_code = "aufx:xsUI:LV2_";
+constexpr unsigned period_frames = 128;
 
 /// The loudest sample that comes back of a tone played into the host, once what glides has arrived.
 float loudness(RawHost& host) {
   float peak = 0;
   for (unsigned period = 0; period < 560; ++period) {
     Block& block = host.block();
-    for (unsigned i = 0; i < kFrames; ++i) {
-      const double phase = (period * kFrames + i) * 2 * M_PI * 330 / 48'000;
+    for (unsigned i = 0; i < period_frames; ++i) {
+      const double phase = (period * period_frames + i) * 2 * M_PI * 330 / 48'000;
       block.input_left[i] = block.input_right[i] = 0.1f * static_cast<float>(std::sin(phase));
     }
-    if (!host.serve(kFrames, period * static_cast<double>(kFrames))) return -1;
+    if (!host.serve(period_frames, period * static_cast<double>(period_frames))) return -1;
     if (period < 300) continue;
-    for (unsigned i = 0; i < kFrames; ++i) peak = std::max(peak, std::abs(block.output_left[i]));
+    for (unsigned i = 0; i < period_frames; ++i)
+      peak = std::max(peak, std::abs(block.output_left[i]));
   }
   return peak;
 }
@@ -57,8 +58,8 @@ TEST_P(Lv2InstalledEditor, ATurnedKnobIsHeardSavedAndRestored) {
   ASSERT_TRUE(display.is_running());
   if (GetParam()) ASSERT_TRUE(display.start_window_manager());
   const ScratchFolder folder;
-  const std::string preset = folder / "rat.aupreset", chain = std::string(kRat) + "@" + preset;
-  const float quiet = loudness_of(kRat);
+  const std::string preset = folder / "rat.aupreset", chain = std::string(rat_code) + "@" + preset;
+  const float quiet = loudness_of(rat_code);
   ASSERT_GT(quiet, 0.01f);
   float loud = 0;
   {
@@ -76,9 +77,7 @@ TEST_P(Lv2InstalledEditor, ATurnedKnobIsHeardSavedAndRestored) {
     }
     // The knob of the level, which may not be there yet when the window is.
     const auto is_louder = [&] { return loudness(host) > 1.2f * quiet; };
-    for (int attempt = 0; attempt < 10 && !is_louder(); ++attempt) {
-      drag(*window, 280, 93, 280, 43);
-    }
+    for (int attempt = 0; attempt < 10 && !is_louder(); ++attempt) drag(*window, 280, 93, 280, 43);
     loud = loudness(host);
     EXPECT_GT(loud, 1.2f * quiet);
     click_close_box(*window);

@@ -12,7 +12,7 @@
 namespace vesk::tests {
 namespace {
 
-constexpr OSType kManufacturer = 'LV2_';
+constexpr OSType manufacturer = 'LV2_';
 
 std::map<OSType, std::shared_ptr<const lv2::Description>>& registered() {
   static std::map<OSType, std::shared_ptr<const lv2::Description>> plugins;
@@ -31,7 +31,7 @@ AudioComponent component_of(const std::shared_ptr<const lv2::Description>& plugi
   if (component == nullptr) {
     const OSType subtype = 'T000' + static_cast<OSType>(components.size());
     registered()[subtype] = plugin;
-    const AudioComponentDescription codes{plugin->type, subtype, kManufacturer, 0, 0};
+    const AudioComponentDescription codes{plugin->type, subtype, manufacturer, 0, 0};
     component = AudioComponentRegister(&codes, CFSTR("Test: LV2"), 0x10000, &make);
   }
   return component;
@@ -56,7 +56,7 @@ std::shared_ptr<const lv2::Description> describe(const std::string& uri) {
   auto& plugin = known[uri];
   if (plugin == nullptr) {
     std::string error;
-    const auto found = lv2::find_by_uri(uri, &error);
+    const auto found = lv2::find_by_uri(uri, error);
     EXPECT_TRUE(found) << uri << ": " << error;
     if (found) plugin = found->description;
   }
@@ -72,7 +72,7 @@ Lv2Unit::Lv2Unit(const std::string& uri, UInt32 max_frames) : plugin_(describe(u
   if (open_status_ != noErr) return;
   auto format = property<AudioStreamBasicDescription>(kAudioUnitProperty_StreamFormat,
                                                       kAudioUnitScope_Output);
-  format.mSampleRate = kRate;
+  format.mSampleRate = rate;
   EXPECT_EQ(set_property(kAudioUnitProperty_StreamFormat, format, kAudioUnitScope_Output), noErr);
   if (plugin_->type == kAudioUnitType_Effect || plugin_->type == kAudioUnitType_MusicEffect) {
     EXPECT_EQ(set_property(kAudioUnitProperty_StreamFormat, format, kAudioUnitScope_Input), noErr);
@@ -105,9 +105,8 @@ OSStatus Lv2Unit::render(UInt32 frames) {
     AudioBuffer second;
   } buffers{};
   buffers.list.mNumberBuffers = 2;
-  for (UInt32 channel = 0; channel < 2; ++channel) {
+  for (UInt32 channel = 0; channel < 2; ++channel)
     buffers.list.mBuffers[channel] = {1, frames * 4, output[channel].data()};
-  }
   AudioTimeStamp stamp{};
   stamp.mSampleTime = sample_time;
   stamp.mFlags = kAudioTimeStampSampleTimeValid;

@@ -12,21 +12,21 @@
 
 namespace vesk::tests {
 
-constexpr double kRate = 48'000;
-constexpr UInt32 kFrames = 128;
+constexpr double rate = 48'000;
+constexpr UInt32 period_frames = 128;
 
 /// Makes the scanner see the test's bundles beside the installed ones, and keep a cache apart.
 void use_test_bundles();
 
-/// The description of an installed plugin or one of tests/components/lv2, as the scanner makes it. Null, with
-/// a test failure, when there is none.
+/// The description of an installed plugin or one of tests/components/lv2, as the scanner makes it.
+/// Null, with a test failure, when there is none.
 std::shared_ptr<const lv2::Description> describe(const std::string& uri);
 
 /// A unit around one plugin, driven through the public calls alone, as a host drives it.
 class Lv2Unit {
  public:
   /// Opens it and sets format, input and maximum frames.
-  explicit Lv2Unit(const std::string& uri, UInt32 max_frames = kFrames);
+  explicit Lv2Unit(const std::string& uri, UInt32 max_frames = period_frames);
   ~Lv2Unit();
   Lv2Unit(const Lv2Unit&) = delete;
   Lv2Unit& operator=(const Lv2Unit&) = delete;
@@ -37,7 +37,7 @@ class Lv2Unit {
   bool initialize() { return AudioUnitInitialize(unit_) == noErr; }
 
   /// Renders the next period into `output`; an effect reads `input`.
-  OSStatus render(UInt32 frames = kFrames);
+  OSStatus render(UInt32 frames = period_frames);
   std::vector<float> input[2];
   std::vector<float> output[2];
   double sample_time = 0;
@@ -74,6 +74,6 @@ class Lv2Unit {
 };
 
 /// Repeatable noise in -0.5..0.5.
-std::vector<float> noise(UInt32 seed, UInt32 frames = kFrames);
+std::vector<float> noise(UInt32 seed, UInt32 frames = period_frames);
 
 }  // namespace vesk::tests

@@ -7,8 +7,8 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "components/lv2/unit/cf_object.hpp"
 #include "components/lv2/catalogue/library.hpp"
+#include "components/lv2/unit/cf_object.hpp"
 #include "tests/lv2/lv2_unit.hpp"
 
 using namespace vesk::tests;
@@ -27,16 +27,15 @@ namespace {
 std::vector<std::string> installed_plugins() {
   use_test_bundles();
   std::string error;
-  const auto catalogue = vesk::lv2::list_all(&error);
+  const auto catalogue = vesk::lv2::list_all(error);
   EXPECT_TRUE(catalogue) << error;
   std::vector<std::string> uris;
   if (!catalogue) return uris;
   for (const vesk::lv2::Entry& entry : catalogue->entries) {
     const bool is_known = entry.uri.starts_with("http://drobilla.net/plugins/mda/") ||
                           entry.uri.starts_with("http://lv2plug.in/plugins/eg-");
-    if (is_known && entry.not_hosted.empty() && entry.type != kAudioUnitType_MIDIProcessor) {
+    if (is_known && entry.not_hosted.empty() && entry.type != kAudioUnitType_MIDIProcessor)
       uris.push_back(entry.uri);
-    }
   }
   return uris;
 }
@@ -47,18 +46,15 @@ std::vector<float> play(Lv2Unit& unit) {
   // Some take their noise from the process's own generator.
   std::srand(1);
   for (UInt32 period = 0; period < 100; ++period) {
-    if (period % 16 == 0) {
-      for (const UInt32 key : {48u, 60u, 67u}) {
-        MusicDeviceMIDIEvent(unit.unit(), 0x90, key, 100, period % kFrames);
-      }
-    }
+    if (period % 16 == 0)
+      for (const UInt32 key : {48u, 60u, 67u})
+        MusicDeviceMIDIEvent(unit.unit(), 0x90, key, 100, period % period_frames);
     if (period % 16 == 11) MusicDeviceMIDIEvent(unit.unit(), 0x80, 60, 0, 9);
     unit.input[0] = noise(2 * period);
     unit.input[1] = noise(2 * period + 1);
     EXPECT_EQ(unit.render(), noErr);
-    for (const auto& channel : unit.output) {
+    for (const auto& channel : unit.output)
       heard.insert(heard.end(), channel.begin(), channel.end());
-    }
   }
   return heard;
 }
@@ -82,7 +78,7 @@ void turn_knobs(Lv2Unit& unit) {
 
 // Two plugins read memory that they never wrote. The C library's allocator can be told what it is
 // to hold; those of the sanitizers cannot.
-constexpr int kFill = 0x55;
+constexpr int fill = 0x55;
 bool depends_on_old_memory([[maybe_unused]] const std::string& uri) {
 #ifdef VESK_SANITIZER
   return uri == "http://drobilla.net/plugins/mda/JX10" ||
@@ -99,7 +95,7 @@ bool same(const std::vector<float>& first, const std::vector<float>& second) {
 }
 
 TEST(Lv2UnitInstalled, PluginsPlayAndComeBackAsTheyWere) {
-  mallopt(M_PERTURB, kFill);
+  mallopt(M_PERTURB, fill);
   const std::vector<std::string> uris = installed_plugins();
   ASSERT_GT(uris.size(), 35u);
   for (const std::string& uri : uris) {

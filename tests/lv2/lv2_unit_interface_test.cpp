@@ -9,8 +9,8 @@
 #include <cstring>
 #include <limits>
 
-#include "components/lv2/unit/cf_text.hpp"
 #include "components/lv2/instance/plugin_log.hpp"
+#include "components/lv2/unit/cf_text.hpp"
 #include "components/lv2/unit/unit.hpp"
 #include "tests/lv2/lv2_unit.hpp"
 
@@ -18,10 +18,10 @@ using namespace vesk::tests;
 
 namespace {
 
-constexpr const char* kPiano = "http://drobilla.net/plugins/mda/EPiano";
+constexpr const char* piano_uri = "http://drobilla.net/plugins/mda/EPiano";
 
 TEST(Lv2UnitParameters, AreListedWithWhatDescribesThem) {
-  Lv2Unit piano(kPiano);
+  Lv2Unit piano(piano_uri);
   UInt32 size = 0;
   ASSERT_EQ(AudioUnitGetPropertyInfo(piano.unit(), kAudioUnitProperty_ParameterList,
                                      kAudioUnitScope_Global, 0, &size, nullptr),
@@ -47,8 +47,8 @@ TEST(Lv2UnitParameters, AreListedWithWhatDescribesThem) {
 
 TEST(Lv2UnitParameters, SayTheirUnitsCurvesAndWords) {
   Lv2Unit unit("urn:vesk:test:mono");
-  constexpr UInt32 kLog = kAudioUnitParameterFlag_DisplayLogarithmic;
-  constexpr UInt32 kWords = kAudioUnitParameterFlag_ValuesHaveStrings;
+  constexpr UInt32 logarithmic_flag = kAudioUnitParameterFlag_DisplayLogarithmic;
+  constexpr UInt32 strings_flag = kAudioUnitParameterFlag_ValuesHaveStrings;
   const struct {
     const char* symbol;
     AudioUnitParameterUnit unit;
@@ -56,9 +56,9 @@ TEST(Lv2UnitParameters, SayTheirUnitsCurvesAndWords) {
     UInt32 flags;
     const char* default_text;
   } cases[] = {
-      {"mode", kAudioUnitParameterUnit_Indexed, 3, 2, 4, kWords, "two"},
+      {"mode", kAudioUnitParameterUnit_Indexed, 3, 2, 4, strings_flag, "two"},
       {"level", kAudioUnitParameterUnit_Decibels, 0, 0, 1, 0, "0 dB"},
-      {"cutoff", kAudioUnitParameterUnit_Hertz, 12'000, 48, 24'000, kLog, "12000 Hz"},
+      {"cutoff", kAudioUnitParameterUnit_Hertz, 12'000, 48, 24'000, logarithmic_flag, "12000 Hz"},
       {"go", kAudioUnitParameterUnit_Boolean, 0, 0, 1, 0, "0"},
   };
   for (const auto& c : cases) {
@@ -68,7 +68,7 @@ TEST(Lv2UnitParameters, SayTheirUnitsCurvesAndWords) {
     EXPECT_FLOAT_EQ(info.defaultValue, c.def) << c.symbol;
     EXPECT_FLOAT_EQ(info.minValue, c.min) << c.symbol;
     EXPECT_FLOAT_EQ(info.maxValue, c.max) << c.symbol;
-    EXPECT_EQ(info.flags & (kLog | kWords), c.flags) << c.symbol;
+    EXPECT_EQ(info.flags & (logarithmic_flag | strings_flag), c.flags) << c.symbol;
     EXPECT_FLOAT_EQ(unit.get(c.symbol), c.def) << c.symbol;
     CFRelease(info.cfNameString);
     AudioUnitParameterStringFromValue asked{unit.id_of(c.symbol), nullptr, nullptr};
@@ -95,7 +95,7 @@ TEST(Lv2UnitParameters, SayTheirUnitsCurvesAndWords) {
 }
 
 TEST(Lv2UnitParameters, HaveNamesOfTheLengthThatIsAskedFor) {
-  Lv2Unit piano(kPiano);
+  Lv2Unit piano(piano_uri);
   AudioUnitParameterIDName asked{};
   UInt32 size = sizeof asked;
   const auto name_in = [&](SInt32 characters) {
@@ -128,15 +128,14 @@ TEST(Lv2UnitParameters, HaveNamesOfTheLengthThatIsAskedFor) {
       {"--", 1, "-"},
       {"", 4, ""},
   };
-  for (const auto& c : cases) {
+  for (const auto& c : cases)
     EXPECT_EQ(vesk::lv2::first_words(c.name, c.characters), c.words) << c.name;
-  }
 }
 
 TEST(Lv2UnitParameters, AreScheduledAndReleased) {
   Lv2Unit unit("urn:vesk:test:mono");
   ASSERT_TRUE(unit.initialize());
-  unit.input[0].assign(kFrames, 1.0f);
+  unit.input[0].assign(period_frames, 1.0f);
   AudioUnitParameterEvent event{};
   event.parameter = unit.id_of("gain");
   event.eventType = kParameterEvent_Immediate;
@@ -173,7 +172,7 @@ TEST(Lv2UnitParameters, SetBeforeInitializeAreThereFromTheFirstPeriodOn) {
   Lv2Unit unit("urn:vesk:test:mono");
   ASSERT_EQ(unit.set("gain", 3), noErr);
   ASSERT_TRUE(unit.initialize());
-  unit.input[0].assign(kFrames, 1.0f);
+  unit.input[0].assign(period_frames, 1.0f);
   ASSERT_EQ(unit.render(), noErr);
   EXPECT_EQ(unit.output[0][0], 3.0f);
   EXPECT_EQ(unit.get("peak"), 3.0f);
@@ -186,7 +185,7 @@ TEST(Lv2UnitProperties, LatencyIsTrueAfterInitializeAndToldWhenItChanges) {
   Lv2Unit unit("urn:vesk:test:latency");
   EXPECT_EQ(unit.property<Float64>(kAudioUnitProperty_Latency), 0);
   ASSERT_TRUE(unit.initialize());
-  EXPECT_EQ(unit.property<Float64>(kAudioUnitProperty_Latency), 32 / kRate);
+  EXPECT_EQ(unit.property<Float64>(kAudioUnitProperty_Latency), 32 / rate);
   std::atomic<int> told{0};
   const auto listener = [](void* user, AudioUnit, AudioUnitPropertyID, AudioUnitScope,
                            AudioUnitElement) { ++*static_cast<std::atomic<int>*>(user); };
@@ -195,10 +194,10 @@ TEST(Lv2UnitProperties, LatencyIsTrueAfterInitializeAndToldWhenItChanges) {
   ASSERT_EQ(unit.render(), noErr);
   ASSERT_EQ(unit.set("setting", 64), noErr);
   ASSERT_EQ(unit.render(), noErr);
-  EXPECT_EQ(unit.property<Float64>(kAudioUnitProperty_Latency), 64 / kRate);
+  EXPECT_EQ(unit.property<Float64>(kAudioUnitProperty_Latency), 64 / rate);
   for (int i = 0; i < 2000 && told == 0; ++i) usleep(1000);
   EXPECT_EQ(told, 1) << "once, and not for the period that changed nothing";
-  EXPECT_EQ(unit.get("longest"), kFrames) << "what is announced is what was set";
+  EXPECT_EQ(unit.get("longest"), period_frames) << "what is announced is what was set";
 }
 
 TEST(Lv2UnitProperties, BypassIsThePluginsOwnSwitchWhereItHasOne) {
@@ -206,8 +205,8 @@ TEST(Lv2UnitProperties, BypassIsThePluginsOwnSwitchWhereItHasOne) {
   Lv2Unit none("urn:vesk:test:mono");
   for (Lv2Unit* unit : {&own, &none}) {
     ASSERT_TRUE(unit->initialize());
-    unit->input[0].assign(kFrames, 0.5f);
-    unit->input[1].assign(kFrames, 0.25f);
+    unit->input[0].assign(period_frames, 0.5f);
+    unit->input[1].assign(period_frames, 0.25f);
     ASSERT_EQ(unit->set_property(kAudioUnitProperty_BypassEffect, UInt32{1}), noErr);
     EXPECT_EQ(unit->property<UInt32>(kAudioUnitProperty_BypassEffect), 1u);
   }
@@ -231,7 +230,7 @@ TEST(Lv2UnitStatuses, OfRendering) {
   ASSERT_TRUE(unit.initialize());
   EXPECT_EQ(AudioUnitInitialize(unit.unit()), noErr);
   EXPECT_EQ(unit.render(0), noErr);
-  EXPECT_EQ(unit.render(kFrames + 1), kAudioUnitErr_TooManyFramesToProcess);
+  EXPECT_EQ(unit.render(period_frames + 1), kAudioUnitErr_TooManyFramesToProcess);
   unit.supply = [](AudioUnitRenderActionFlags*, AudioBufferList*) -> OSStatus { return -1234; };
   EXPECT_EQ(unit.render(), -1234);
   unit.supply = [](AudioUnitRenderActionFlags*, AudioBufferList*) -> OSStatus { return noErr; };
@@ -240,9 +239,9 @@ TEST(Lv2UnitStatuses, OfRendering) {
     *flags |= kAudioUnitRenderAction_OutputIsSilence;
     return noErr;
   };
-  unit.output[0].assign(kFrames, 9.0f);
+  unit.output[0].assign(period_frames, 9.0f);
   EXPECT_EQ(unit.render(), noErr);
-  EXPECT_EQ(unit.output[0], std::vector<float>(kFrames, 0.0f));
+  EXPECT_EQ(unit.output[0], std::vector<float>(period_frames, 0.0f));
   EXPECT_EQ(unit.property<OSStatus>(kAudioUnitProperty_LastRenderError),
             kAudioUnitErr_Uninitialized);
   EXPECT_EQ(unit.property<OSStatus>(kAudioUnitProperty_LastRenderError), noErr);
@@ -256,7 +255,7 @@ TEST(Lv2UnitStatuses, OfFormatsAndProperties) {
   Lv2Unit unit("urn:vesk:test:mono");
   auto format = unit.property<AudioStreamBasicDescription>(kAudioUnitProperty_StreamFormat,
                                                            kAudioUnitScope_Output);
-  EXPECT_EQ(format.mSampleRate, kRate);
+  EXPECT_EQ(format.mSampleRate, rate);
   auto mono = format;
   mono.mChannelsPerFrame = 1;
   auto integer = format;
@@ -319,8 +318,8 @@ TEST(Lv2UnitRefusals, NameWhatIsMissing) {
 }
 
 TEST(PluginLog, PutsThePluginsNameBeforeEveryLineAndLeavesTracesOut) {
-  constexpr LV2_URID kTrace = 7;
-  vesk::lv2::PluginLog log("Tape", kTrace);
+  constexpr LV2_URID trace = 7;
+  vesk::lv2::PluginLog log("Tape", trace);
   const LV2_Log_Log& feature = *log.feature();
   const struct {
     LV2_URID type;
@@ -329,14 +328,14 @@ TEST(PluginLog, PutsThePluginsNameBeforeEveryLineAndLeavesTracesOut) {
   } cases[] = {
       {1, "no tape", "plugin host: Tape: no tape\n"},
       {1, "\n100%s tape\n\n  gone\n", "plugin host: Tape: 100%s tape\nplugin host: Tape:   gone\n"},
-      {kTrace, "frame 3\n", ""},
+      {trace, "frame 3\n", ""},
       {1, "", ""},
   };
   for (const auto& c : cases) {
     testing::internal::CaptureStderr();
     const int count = feature.printf(feature.handle, c.type, "%s", c.text);
     EXPECT_EQ(testing::internal::GetCapturedStderr(), c.written);
-    EXPECT_EQ(count, c.type == kTrace ? 0 : static_cast<int>(std::strlen(c.text)));
+    EXPECT_EQ(count, c.type == trace ? 0 : static_cast<int>(std::strlen(c.text)));
   }
   testing::internal::CaptureStderr();
   feature.printf(feature.handle, 1, "%5000d", 1);

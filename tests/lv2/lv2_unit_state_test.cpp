@@ -15,8 +15,8 @@ using vesk::lv2::CfObject;
 
 namespace {
 
-constexpr const char* kPiano = "http://drobilla.net/plugins/mda/EPiano";
-constexpr const char* kState = "urn:vesk:test:state";
+constexpr const char* piano_uri = "http://drobilla.net/plugins/mda/EPiano";
+constexpr const char* state_uri = "urn:vesk:test:state";
 
 /// The state as a file holds it.
 std::vector<UInt8> saved_bytes(const Lv2Unit& unit) {
@@ -43,15 +43,15 @@ OSStatus restore(Lv2Unit& unit, const std::vector<UInt8>& bytes) {
 }
 
 float factor_of(Lv2Unit& unit) {
-  unit.input[0].assign(kFrames, 1.0f);
+  unit.input[0].assign(period_frames, 1.0f);
   EXPECT_EQ(unit.render(), noErr);
-  return unit.output[0][kFrames - 1];
+  return unit.output[0][period_frames - 1];
 }
 
 TEST(Lv2UnitState, ControlsAndThePluginsOwnStateComeBack) {
   std::vector<UInt8> bytes;
   {
-    Lv2Unit unit(kState);
+    Lv2Unit unit(state_uri);
     ASSERT_TRUE(unit.initialize());
     EXPECT_EQ(factor_of(unit), 1.0f);
     ASSERT_EQ(unit.set("next", 2.71828174591064453125f), noErr);
@@ -60,7 +60,7 @@ TEST(Lv2UnitState, ControlsAndThePluginsOwnStateComeBack) {
     ASSERT_FALSE(bytes.empty());
   }
   for (const bool initialized_before : {false, true}) {
-    Lv2Unit unit(kState);
+    Lv2Unit unit(state_uri);
     if (initialized_before) {
       ASSERT_TRUE(unit.initialize());
       EXPECT_EQ(factor_of(unit), 1.0f);
@@ -80,9 +80,9 @@ void check_in_this_process(const char* path) {
   bytes.resize(std::fread(bytes.data(), 1, bytes.size(), file));
   std::fclose(file);
   // Maps other URIs first, so that numbers of the first process would be wrong ones here.
-  Lv2Unit piano(kPiano);
+  Lv2Unit piano(piano_uri);
   ASSERT_TRUE(piano.initialize());
-  Lv2Unit unit(kState);
+  Lv2Unit unit(state_uri);
   ASSERT_EQ(restore(unit, bytes), noErr);
   ASSERT_TRUE(unit.initialize());
   EXPECT_EQ(factor_of(unit), 5.5f);
@@ -90,12 +90,12 @@ void check_in_this_process(const char* path) {
 
 TEST(Lv2UnitState, ComesBackInAnotherProcess) {
   // The program starts itself for this one test, with the file's path.
-  constexpr const char* kVariable = "VESK_TEST_PRESET";
-  if (const char* given = std::getenv(kVariable)) {
+  constexpr const char* variable = "VESK_TEST_PRESET";
+  if (const char* given = std::getenv(variable)) {
     check_in_this_process(given);
     return;
   }
-  Lv2Unit unit(kState);
+  Lv2Unit unit(state_uri);
   ASSERT_TRUE(unit.initialize());
   ASSERT_EQ(unit.set("next", 5.5f), noErr);
   ASSERT_EQ(unit.render(), noErr);
@@ -107,14 +107,14 @@ TEST(Lv2UnitState, ComesBackInAnotherProcess) {
   std::fclose(file);
   char program[4096] = {};
   ASSERT_GT(readlink("/proc/self/exe", program, sizeof program - 1), 0);
-  const std::string command = std::string(kVariable) + "='" + path + "' '" + program +
+  const std::string command = std::string(variable) + "='" + path + "' '" + program +
                               "' --gtest_filter=Lv2UnitState.ComesBackInAnotherProcess >/dev/null";
   EXPECT_EQ(std::system(command.c_str()), 0);
   std::remove(path.c_str());
 }
 
 TEST(Lv2UnitState, SurvivesUninitializing) {
-  Lv2Unit unit(kState);
+  Lv2Unit unit(state_uri);
   ASSERT_TRUE(unit.initialize());
   ASSERT_EQ(unit.set("next", 3.0f), noErr);
   ASSERT_EQ(unit.render(), noErr);
@@ -125,7 +125,7 @@ TEST(Lv2UnitState, SurvivesUninitializing) {
 }
 
 TEST(Lv2UnitState, WhatIsDamagedIsRefusedAndChangesNothing) {
-  Lv2Unit unit(kState);
+  Lv2Unit unit(state_uri);
   ASSERT_TRUE(unit.initialize());
   ASSERT_EQ(unit.set("next", 4.0f), noErr);
   ASSERT_EQ(unit.render(), noErr);
@@ -175,20 +175,20 @@ TEST(Lv2UnitState, WhatIsDamagedIsRefusedAndChangesNothing) {
 }
 
 TEST(Lv2UnitState, ControlsAreReadByNumberWhereTheirSymbolsAreMissing) {
-  Lv2Unit unit(kPiano);
+  Lv2Unit unit(piano_uri);
   ASSERT_EQ(unit.set("hardness", 0.75f), noErr);
   const CfObject<CFPropertyListRef> list = read_list(saved_bytes(unit));
   const CfObject<CFMutableDictionaryRef> plain(CFDictionaryCreateMutableCopy(
       kCFAllocatorDefault, 0, static_cast<CFDictionaryRef>(list.get())));
   CFDictionaryRemoveValue(plain.get(), CFSTR("lv2-controls"));
-  Lv2Unit other(kPiano);
+  Lv2Unit other(piano_uri);
   const CFPropertyListRef value = plain.get();
   ASSERT_EQ(other.set_property(kAudioUnitProperty_ClassInfo, value), noErr);
   EXPECT_EQ(other.get("hardness"), 0.75f);
 }
 
 TEST(Lv2UnitPresets, AreListedAndLoaded) {
-  Lv2Unit unit(kPiano);
+  Lv2Unit unit(piano_uri);
   ASSERT_EQ(unit.set("env_decay", 0.125f), noErr);
   const CfObject<CFArrayRef> presets(unit.property<CFArrayRef>(kAudioUnitProperty_FactoryPresets));
   ASSERT_EQ(CFArrayGetCount(presets.get()), 5);

@@ -14,15 +14,15 @@ using BarePlugin = vesk::reference::ReferencePlugin;
 
 namespace {
 
-constexpr const char* kPiano = "http://drobilla.net/plugins/mda/EPiano";
-constexpr const char* kAmbience = "http://drobilla.net/plugins/mda/Ambience";
-constexpr const char* kAmp = "http://lv2plug.in/plugins/eg-amp";
+constexpr const char* piano_uri = "http://drobilla.net/plugins/mda/EPiano";
+constexpr const char* ambience = "http://drobilla.net/plugins/mda/Ambience";
+constexpr const char* amp_uri = "http://lv2plug.in/plugins/eg-amp";
 
 class Lilv {
  public:
   Lilv() { lilv_world_load_all(world_.get()); }
   std::unique_ptr<BarePlugin> load(const char* uri) {
-    return BarePlugin::load(world_.get(), uri, kRate, kFrames);
+    return BarePlugin::load(world_.get(), uri, rate, period_frames);
   }
 
  private:
@@ -36,10 +36,10 @@ float peak_of(const std::vector<float>& samples) {
 }
 
 TEST(Lv2UnitSound, AnInstrumentIsBitEqualToTheBarePlugin) {
-  Lv2Unit unit(kPiano);
+  Lv2Unit unit(piano_uri);
   ASSERT_TRUE(unit.initialize());
   Lilv lilv;
-  const auto bare = lilv.load(kPiano);
+  const auto bare = lilv.load(piano_uri);
   ASSERT_TRUE(bare);
   float peak = 0;
   for (UInt32 period = 0; period < 200; ++period) {
@@ -47,26 +47,23 @@ TEST(Lv2UnitSound, AnInstrumentIsBitEqualToTheBarePlugin) {
     const auto key = static_cast<std::uint8_t>(40 + period % 40);
     if (period % 10 == 0) events = {{0x90, key, 100, 0, 0}, {0x90, 90, 50, 0, 127}};
     if (period % 10 == 6) events = {{0x80, 90, 0, 0, 5}, {0xb0, 64, 127, 0, 64}};
-    for (const auto& event : events) {
+    for (const auto& event : events)
       unit.midi(event.status, event.data1, event.data2, event.offset);
-    }
     ASSERT_EQ(unit.render(), noErr);
-    bare->run(kFrames, events);
-    for (int channel = 0; channel < 2; ++channel) {
-      for (UInt32 i = 0; i < kFrames; ++i) {
+    bare->run(period_frames, events);
+    for (int channel = 0; channel < 2; ++channel)
+      for (UInt32 i = 0; i < period_frames; ++i)
         ASSERT_EQ(unit.output[channel][i], bare->output[channel][i]) << period << ", " << i;
-      }
-    }
     peak = std::max(peak, peak_of(unit.output[0]));
   }
   EXPECT_GT(peak, 0.01f);
 }
 
 TEST(Lv2UnitSound, AnEffectIsBitEqualToTheBarePlugin) {
-  Lv2Unit unit(kAmbience);
+  Lv2Unit unit(ambience);
   ASSERT_TRUE(unit.initialize());
   Lilv lilv;
-  const auto bare = lilv.load(kAmbience);
+  const auto bare = lilv.load(ambience);
   ASSERT_TRUE(bare);
   for (UInt32 period = 0; period < 60; ++period) {
     for (UInt32 channel = 0; channel < 2; ++channel) {
@@ -74,25 +71,23 @@ TEST(Lv2UnitSound, AnEffectIsBitEqualToTheBarePlugin) {
       bare->input[channel] = unit.input[channel];
     }
     ASSERT_EQ(unit.render(), noErr);
-    bare->run(kFrames, {});
+    bare->run(period_frames, {});
     ASSERT_EQ(unit.output[0], bare->output[0]) << period;
     ASSERT_EQ(unit.output[1], bare->output[1]) << period;
   }
 }
 
 TEST(Lv2UnitSound, AOneChannelPluginTakesEachSideForItself) {
-  Lv2Unit unit(kAmp);
+  Lv2Unit unit(amp_uri);
   ASSERT_EQ(unit.set("gain", 6.0f), noErr);
   ASSERT_TRUE(unit.initialize());
   unit.input[0] = noise(1);
   unit.input[1] = noise(2);
   ASSERT_EQ(unit.render(), noErr);
   const float gain = std::pow(10.0f, 6.0f * 0.05f);
-  for (int side = 0; side < 2; ++side) {
-    for (UInt32 i = 0; i < kFrames; ++i) {
+  for (int side = 0; side < 2; ++side)
+    for (UInt32 i = 0; i < period_frames; ++i)
       ASSERT_FLOAT_EQ(unit.output[side][i], unit.input[side][i] * gain) << side << ", " << i;
-    }
-  }
 }
 
 TEST(Lv2UnitSound, TheSideInputOfAnEffectIsSilent) {
@@ -102,11 +97,9 @@ TEST(Lv2UnitSound, TheSideInputOfAnEffectIsSilent) {
   unit.input[1] = noise(4);
   ASSERT_EQ(unit.set("gain", 2.0f), noErr);
   ASSERT_EQ(unit.render(), noErr);
-  for (int side = 0; side < 2; ++side) {
-    for (UInt32 i = 0; i < kFrames; ++i) {
+  for (int side = 0; side < 2; ++side)
+    for (UInt32 i = 0; i < period_frames; ++i)
       ASSERT_EQ(unit.output[side][i], unit.input[side][i] * 2) << side << ", " << i;
-    }
-  }
 }
 
 TEST(Lv2UnitSound, TheCallersInputIsReadWhereItLies) {
@@ -177,9 +170,8 @@ TEST(Lv2UnitEvents, AFloodIsPlayedOrRefusedAndLeavesOrder) {
   Lv2Unit unit("urn:vesk:test:events");
   ASSERT_TRUE(unit.initialize());
   int refused = 0;
-  for (UInt32 i = 0; i < 10'000; ++i) {
-    refused += MusicDeviceMIDIEvent(unit.unit(), 0x90, 1, 1, i % kFrames) != noErr;
-  }
+  for (UInt32 i = 0; i < 10'000; ++i)
+    refused += MusicDeviceMIDIEvent(unit.unit(), 0x90, 1, 1, i % period_frames) != noErr;
   EXPECT_GT(refused, 0);
   ASSERT_EQ(unit.render(), noErr);
   EXPECT_EQ(unit.get("disorder"), 0.0f);
@@ -231,9 +223,8 @@ TEST(Lv2UnitSound, RenderIsObservedBeforeAndAfter) {
   };
   // A test's observer may allocate.
   const auto callback = (AURenderCallback)(+observe);
-  for (int i = 0; i < 2; ++i) {
+  for (int i = 0; i < 2; ++i)
     ASSERT_EQ(AudioUnitAddRenderNotify(unit.unit(), callback, nullptr), noErr);
-  }
   ASSERT_EQ(unit.render(), noErr);
   EXPECT_EQ(seen, (std::vector<AudioUnitRenderActionFlags>{kAudioUnitRenderAction_PreRender,
                                                            kAudioUnitRenderAction_PostRender}));

@@ -8,9 +8,9 @@
 #include <set>
 #include <thread>
 
-#include "components/lv2/unit/cf_object.hpp"
 #include "components/lv2/instance/message_ring.hpp"
 #include "components/lv2/instance/urid_map.hpp"
+#include "components/lv2/unit/cf_object.hpp"
 #include "tests/lv2/lv2_unit.hpp"
 
 using namespace vesk::tests;
@@ -64,7 +64,7 @@ class Renderer {
           while (!stop_.load(std::memory_order_relaxed)) {
             if (unit.render() != noErr) ++failures_;
             last_.store(unit.output[0][0], std::memory_order_relaxed);
-            if (unit.output[0][0] != unit.output[0][kFrames - 1]) ++torn_;
+            if (unit.output[0][0] != unit.output[0][period_frames - 1]) ++torn_;
             ++periods_;
           }
         }) {}
@@ -87,7 +87,7 @@ class Renderer {
 TEST(Lv2UnitThreads, AStateIsExchangedBetweenPeriods) {
   Lv2Unit unit("urn:vesk:test:state");
   ASSERT_TRUE(unit.initialize());
-  unit.input[0].assign(kFrames, 1.0f);
+  unit.input[0].assign(period_frames, 1.0f);
   std::vector<CfObject<CFPropertyListRef>> states;
   for (const float factor : {2.0f, 3.0f, 5.0f}) {
     ASSERT_EQ(unit.set("next", factor), noErr);
@@ -129,10 +129,10 @@ TEST(Lv2UnitThreads, ParametersPresetsAndResetsDoNotDisturbARender) {
 }
 
 TEST(MessageRing, ProducersLoseNothingAndKeepTheirOrder) {
-  constexpr std::uint32_t kProducers = 3, kMessages = 5'000;
+  constexpr std::uint32_t producer_count = 3, kMessages = 5'000;
   MessageRing ring(64);
   std::vector<std::thread> producers;
-  for (std::uint32_t who = 0; who < kProducers; ++who) {
+  for (std::uint32_t who = 0; who < producer_count; ++who) {
     producers.emplace_back([&ring, who] {
       std::vector<std::uint32_t> body(7, who);
       for (std::uint32_t i = 0; i < kMessages; ++i) {
@@ -142,12 +142,12 @@ TEST(MessageRing, ProducersLoseNothingAndKeepTheirOrder) {
       }
     });
   }
-  std::uint32_t next[kProducers] = {};
+  std::uint32_t next[producer_count] = {};
   MessageRing::Message message;
-  for (std::uint32_t received = 0; received < kProducers * kMessages;) {
+  for (std::uint32_t received = 0; received < producer_count * kMessages;) {
     MessageRing::Cursor cursor = ring.begin();
     while (ring.next(cursor, message)) {
-      ASSERT_LT(message.tag, kProducers);
+      ASSERT_LT(message.tag, producer_count);
       // NOLINTNEXTLINE(clang-analyzer-security.ArrayBound): the tag is checked above
       const std::uint32_t expected = next[message.tag]++;
       ASSERT_EQ(message.size, 4 * (1 + expected % 7));
@@ -165,12 +165,12 @@ TEST(MessageRing, ProducersLoseNothingAndKeepTheirOrder) {
 }
 
 TEST(UridMap, ThreadsAgreeOnEveryNumber) {
-  constexpr int kThreads = 4, kUris = 500;
-  std::vector<std::vector<std::uint32_t>> numbers(kThreads);
+  constexpr int thread_count = 4, uris = 500;
+  std::vector<std::vector<std::uint32_t>> numbers(thread_count);
   std::vector<std::thread> threads;
-  for (int t = 0; t < kThreads; ++t) {
+  for (int t = 0; t < thread_count; ++t) {
     threads.emplace_back([&numbers, t] {
-      for (int i = 0; i < kUris; ++i) {
+      for (int i = 0; i < uris; ++i) {
         const std::string uri = "urn:vesk:test:uri" + std::to_string(i);
         numbers[static_cast<std::size_t>(t)].push_back(vesk::lv2::map_uri(uri.c_str()));
       }
@@ -179,7 +179,7 @@ TEST(UridMap, ThreadsAgreeOnEveryNumber) {
   for (std::thread& thread : threads) thread.join();
   for (const auto& other : numbers) EXPECT_EQ(other, numbers[0]);
   EXPECT_EQ(std::set<std::uint32_t>(numbers[0].begin(), numbers[0].end()).size(),
-            std::size_t{kUris});
+            std::size_t{uris});
   EXPECT_STREQ(vesk::lv2::unmap_urid(numbers[0][7]), "urn:vesk:test:uri7");
   EXPECT_EQ(vesk::lv2::unmap_urid(0), nullptr);
   EXPECT_EQ(vesk::lv2::unmap_urid(0xffffffff), nullptr);

@@ -15,9 +15,9 @@
 
 namespace {
 
-constexpr uint64_t kSecond = 1'000'000'000;
-constexpr auto kShared = OS_SYNC_WAIT_ON_ADDRESS_SHARED;
-constexpr auto kClock = OS_CLOCK_MACH_ABSOLUTE_TIME;
+constexpr uint64_t second_ns = 1'000'000'000;
+constexpr auto shared_flag = OS_SYNC_WAIT_ON_ADDRESS_SHARED;
+constexpr auto mach_clock = OS_CLOCK_MACH_ABSOLUTE_TIME;
 
 /// One shared page, mapped twice.
 class TwoMappings : public testing::Test {
@@ -35,8 +35,8 @@ class TwoMappings : public testing::Test {
     for (uint32_t* words : mapping_) munmap(words, 4096);
   }
 
-  static int wait(uint32_t* word, uint32_t value, uint64_t limit = 10 * kSecond) {
-    return os_sync_wait_on_address_with_timeout(word, value, 4, kShared, kClock, limit);
+  static int wait(uint32_t* word, uint32_t value, uint64_t limit = 10 * second_ns) {
+    return os_sync_wait_on_address_with_timeout(word, value, 4, shared_flag, mach_clock, limit);
   }
 
   static int wake(uint32_t* word) {
@@ -45,7 +45,7 @@ class TwoMappings : public testing::Test {
 
   /// Wakes as soon as somebody waits; false when nobody did for ten seconds.
   static bool wake_a_waiter(uint32_t* word) {
-    const uint64_t deadline = mach_absolute_time() + 10 * kSecond;
+    const uint64_t deadline = mach_absolute_time() + 10 * second_ns;
     while (wake(word) != 0) {
       if (errno != ENOENT || mach_absolute_time() > deadline) return false;
       std::this_thread::yield();
@@ -58,7 +58,7 @@ class TwoMappings : public testing::Test {
 
 using AddressWait = TwoMappings;
 
-TEST_F(AddressWait, refuses_what_the_call_does_not_take) {
+TEST_F(AddressWait, RefusesWhatTheCallDoesNotTake) {
   uint32_t* word = mapping_[0];
   void* misaligned = reinterpret_cast<char*>(word) + 2;
   void* unmapped = mmap(nullptr, 4096, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
@@ -73,14 +73,14 @@ TEST_F(AddressWait, refuses_what_the_call_does_not_take) {
     bool wake_is_refused;
   };
   const Case cases[] = {
-      {"flags beyond the first", word, 4, 2, kClock, kSecond, true},
-      {"size 2", word, 2, 1, kClock, kSecond, true},
-      {"size 8", word, 8, 1, kClock, kSecond, true},
-      {"no address", nullptr, 4, 1, kClock, kSecond, true},
-      {"misaligned", misaligned, 4, 1, kClock, kSecond, true},
-      {"unmapped", unmapped, 4, 1, kClock, kSecond, true},
-      {"another clock", word, 4, 1, 1, kSecond, false},
-      {"no time", word, 4, 1, kClock, 0, false},
+      {"flags beyond the first", word, 4, 2, mach_clock, second_ns, true},
+      {"size 2", word, 2, 1, mach_clock, second_ns, true},
+      {"size 8", word, 8, 1, mach_clock, second_ns, true},
+      {"no address", nullptr, 4, 1, mach_clock, second_ns, true},
+      {"misaligned", misaligned, 4, 1, mach_clock, second_ns, true},
+      {"unmapped", unmapped, 4, 1, mach_clock, second_ns, true},
+      {"another clock", word, 4, 1, 1, second_ns, false},
+      {"no time", word, 4, 1, mach_clock, 0, false},
   };
   for (const Case& c : cases) {
     SCOPED_TRACE(c.name);
@@ -101,41 +101,42 @@ TEST_F(AddressWait, refuses_what_the_call_does_not_take) {
   }
 }
 
-TEST_F(AddressWait, returns_at_once_when_the_word_differs) {
+TEST_F(AddressWait, ReturnsAtOnceWhenTheWordDiffers) {
   *mapping_[0] = 7;
   EXPECT_EQ(wait(mapping_[0], 6), 0);
-  EXPECT_EQ(os_sync_wait_on_address(mapping_[0], 6, 4, kShared), 0);
+  EXPECT_EQ(os_sync_wait_on_address(mapping_[0], 6, 4, shared_flag), 0);
   // Only the low half counts for a word of four bytes.
-  EXPECT_EQ(os_sync_wait_on_address_with_timeout(mapping_[0], (uint64_t{6} << 32) | 7, 4, kShared,
-                                                 kClock, 1),
+  EXPECT_EQ(os_sync_wait_on_address_with_timeout(mapping_[0], (uint64_t{6} << 32) | 7, 4,
+                                                 shared_flag, mach_clock, 1),
             -1);
   EXPECT_EQ(errno, ETIMEDOUT);
 }
 
-TEST_F(AddressWait, a_timeout_lasts_its_time_and_not_much_longer) {
-  const uint64_t limit = kSecond / 20;
+TEST_F(AddressWait, ATimeoutLastsItsTimeAndNotMuchLonger) {
+  const uint64_t limit = second_ns / 20;
   const uint64_t start = mach_absolute_time();
   EXPECT_EQ(wait(mapping_[0], 0, limit), -1);
   EXPECT_EQ(errno, ETIMEDOUT);
   const uint64_t middle = mach_absolute_time();
-  EXPECT_EQ(
-      os_sync_wait_on_address_with_deadline(mapping_[0], 0, 4, kShared, kClock, middle + limit),
-      -1);
+  EXPECT_EQ(os_sync_wait_on_address_with_deadline(mapping_[0], 0, 4, shared_flag, mach_clock,
+                                                  middle + limit),
+            -1);
   EXPECT_EQ(errno, ETIMEDOUT);
   const uint64_t end = mach_absolute_time();
   EXPECT_GE(middle - start, limit);
   EXPECT_GE(end - middle, limit);
-  EXPECT_LT(end - start, 5 * kSecond);
-  EXPECT_EQ(os_sync_wait_on_address_with_deadline(mapping_[0], 0, 4, kShared, kClock, 1), -1);
+  EXPECT_LT(end - start, 5 * second_ns);
+  EXPECT_EQ(os_sync_wait_on_address_with_deadline(mapping_[0], 0, 4, shared_flag, mach_clock, 1),
+            -1);
   EXPECT_EQ(errno, ETIMEDOUT);
 }
 
-TEST_F(AddressWait, a_wake_without_waiters_says_so) {
+TEST_F(AddressWait, AWakeWithoutWaitersSaysSo) {
   EXPECT_EQ(wake(mapping_[0]), -1);
   EXPECT_EQ(errno, ENOENT);
 }
 
-TEST_F(AddressWait, a_wake_through_one_mapping_reaches_a_waiter_on_another) {
+TEST_F(AddressWait, AWakeThroughOneMappingReachesAWaiterOnAnother) {
   std::atomic<int> result = -2;
   std::thread waiter([&] { result = wait(mapping_[0] + 3, 0); });
   EXPECT_TRUE(wake_a_waiter(mapping_[1] + 3));
@@ -143,7 +144,7 @@ TEST_F(AddressWait, a_wake_through_one_mapping_reaches_a_waiter_on_another) {
   EXPECT_EQ(result, 0);
 }
 
-TEST_F(AddressWait, a_wake_of_all_wakes_every_waiter) {
+TEST_F(AddressWait, AWakeOfAllWakesEveryWaiter) {
   std::atomic<int> woken = 0;
   std::thread waiters[3];
   for (std::thread& waiter : waiters)
@@ -158,18 +159,18 @@ TEST_F(AddressWait, a_wake_of_all_wakes_every_waiter) {
   EXPECT_EQ(woken, 3);
 }
 
-TEST_F(AddressWait, two_processes_hand_a_word_back_and_forth) {
-  constexpr uint32_t kRounds = 2000;
+TEST_F(AddressWait, TwoProcessesHandAWordBackAndForth) {
+  constexpr uint32_t rounds = 2000;
   const auto await = [](uint32_t* word, uint32_t value) {
     const std::atomic_ref<uint32_t> seen(*word);
-    const uint64_t deadline = mach_absolute_time() + 20 * kSecond;
+    const uint64_t deadline = mach_absolute_time() + 20 * second_ns;
     // The other side may be a round ahead.
     for (uint32_t now = seen.load(); now < value; now = seen.load())
-      if (wait(word, now, kSecond) != 0 && mach_absolute_time() > deadline) return false;
+      if (wait(word, now, second_ns) != 0 && mach_absolute_time() > deadline) return false;
     return true;
   };
   const auto side = [&](uint32_t* own, uint32_t* other) {
-    for (uint32_t round = 1; round <= kRounds; ++round) {
+    for (uint32_t round = 1; round <= rounds; ++round) {
       std::atomic_ref<uint32_t>(*other).store(round);
       wake(other);
       if (!await(own, round)) return 1;
@@ -193,17 +194,18 @@ TEST_F(AddressWait, two_processes_hand_a_word_back_and_forth) {
 /// runs under RealtimeSanitizer.
 bool serve_in_real_time(uint32_t* request, uint32_t* done) VESK_REALTIME {
   const uint64_t start = mach_absolute_time();
-  const int waited = os_sync_wait_on_address_with_timeout(request, 0, 4, kShared, kClock, 1000);
+  const int waited =
+      os_sync_wait_on_address_with_timeout(request, 0, 4, shared_flag, mach_clock, 1000);
   const int woken = os_sync_wake_by_address_any(done, 4, OS_SYNC_WAKE_BY_ADDRESS_SHARED);
   return waited == -1 && woken == -1 && mach_absolute_time() - start >= 1000;
 }
 
-TEST_F(AddressWait, real_time_code_may_wait_and_wake) {
+TEST_F(AddressWait, RealTimeCodeMayWaitAndWake) {
   EXPECT_TRUE(serve_in_real_time(mapping_[0], mapping_[0] + 1));
   EXPECT_EQ(errno, ENOENT);
 }
 
-TEST_F(AddressWait, a_signal_ends_a_wait_early) {
+TEST_F(AddressWait, ASignalEndsAWaitEarly) {
   struct sigaction action = {};
   action.sa_handler = [](int) {};
   action.sa_flags = SA_RESTART;
@@ -224,7 +226,7 @@ TEST_F(AddressWait, a_signal_ends_a_wait_early) {
   EXPECT_EQ(error, EINTR);
 }
 
-TEST(MachTime, counts_nanoseconds_of_the_monotonic_clock) {
+TEST(MachTime, CountsNanosecondsOfTheMonotonicClock) {
   mach_timebase_info_data_t base = {};
   ASSERT_EQ(mach_timebase_info(&base), KERN_SUCCESS);
   EXPECT_EQ(base.numer, base.denom);
@@ -232,11 +234,11 @@ TEST(MachTime, counts_nanoseconds_of_the_monotonic_clock) {
   timespec now = {};
   clock_gettime(CLOCK_MONOTONIC, &now);
   const uint64_t before =
-      static_cast<uint64_t>(now.tv_sec) * kSecond + static_cast<uint64_t>(now.tv_nsec);
+      static_cast<uint64_t>(now.tv_sec) * second_ns + static_cast<uint64_t>(now.tv_nsec);
   const uint64_t ticks = mach_absolute_time();
   EXPECT_GE(ticks, before);
-  EXPECT_LT(ticks - before, kSecond);
-  EXPECT_GE(mach_continuous_time() + kSecond, ticks);
+  EXPECT_LT(ticks - before, second_ns);
+  EXPECT_GE(mach_continuous_time() + second_ns, ticks);
   EXPECT_EQ(mach_wait_until(ticks + 20'000'000), KERN_SUCCESS);
   EXPECT_GE(mach_absolute_time(), ticks + 20'000'000);
 }

@@ -260,11 +260,9 @@ std::vector<float> play(UInt32 frames) {
     const struct {
       UInt32 frame, status;
     } events[] = {{100, 0x90}, {700, 0x80}};
-    for (const auto& event : events) {
-      if (event.frame >= start && event.frame < start + frames) {
+    for (const auto& event : events)
+      if (event.frame >= start && event.frame < start + frames)
         MusicDeviceMIDIEvent(tone.get(), event.status, 69, 127, event.frame - start);
-      }
-    }
     Stereo data{{2, {{1, frames * 4, &sound[start]}}}, {1, frames * 4, right.data()}};
     AudioTimeStamp time{};
     time.mSampleTime = start;
@@ -289,9 +287,8 @@ TEST(TestUnits, ReadTheCallersInputWithoutACopyUnlessTold) {
   const auto supply = [](void*, AudioUnitRenderActionFlags*, const AudioTimeStamp*, UInt32, UInt32,
                          AudioBufferList* data) CA_REALTIME_API -> OSStatus {
     offered = data->mBuffers[0].mData;
-    for (UInt32 i = 0; i < data->mNumberBuffers; ++i) {
+    for (UInt32 i = 0; i < data->mNumberBuffers; ++i)
       if (!data->mBuffers[i].mData) data->mBuffers[i].mData = input[i];
-    }
     return noErr;
   };
   const Instance gain(kAudioUnitType_Effect, 'Gain', 64);

@@ -336,9 +336,8 @@ TEST(CoreFoundation, ObjectsJoinALateRuntimeAndForeignOnesAreForwarded) {
     return static_cast<CFIndex>(as_foreign(string).characters.size());
   };
   table.string_get_characters = [](CFStringRef string, CFRange range, UniChar* units) {
-    for (CFIndex i = 0; i < range.length; ++i) {
+    for (CFIndex i = 0; i < range.length; ++i)
       units[i] = as_foreign(string).characters[static_cast<std::size_t>(range.location + i)];
-    }
   };
   table.string_replace = [](CFMutableStringRef string, CFRange range, const UniChar* units,
                             CFIndex count) {

@@ -48,7 +48,7 @@ void write_to_nowhere() {
   *nowhere = 1;  // NOLINT(clang-analyzer-core.NullDereference): what is tested
 }
 
-TEST(HostProcess, a_crash_leaves_one_line_and_the_signal_as_status) {
+TEST(HostProcess, ACrashLeavesOneLineAndTheSignalAsStatus) {
 #ifdef VESK_SANITIZER
   GTEST_SKIP() << "sanitizers bring reports of their own";
 #endif
@@ -127,7 +127,7 @@ TEST(HostProcess, a_crash_leaves_one_line_and_the_signal_as_status) {
   }
 }
 
-TEST(HostProcess, a_plugin_that_exits_is_named_and_keeps_its_status) {
+TEST(HostProcess, APluginThatExitsIsNamedAndKeepsItsStatus) {
 #ifdef VESK_SANITIZER
   GTEST_SKIP() << "sanitizers bring reports of their own";
 #endif
@@ -142,7 +142,7 @@ TEST(HostProcess, a_plugin_that_exits_is_named_and_keeps_its_status) {
             std::string::npos);
 }
 
-TEST(HostProcess, two_threads_that_crash_at_once_leave_one_line) {
+TEST(HostProcess, TwoThreadsThatCrashAtOnceLeaveOneLine) {
 #ifdef VESK_SANITIZER
   GTEST_SKIP() << "sanitizers bring reports of their own";
 #endif
@@ -171,7 +171,7 @@ TEST(HostProcess, two_threads_that_crash_at_once_leave_one_line) {
 
 // --- Descriptors, signals, locale
 
-TEST(HostProcess, no_file_takes_the_place_of_a_closed_standard_descriptor) {
+TEST(HostProcess, NoFileTakesThePlaceOfAClosedStandardDescriptor) {
   const ChildEnd end = run_in_child([] {
     close(STDIN_FILENO);
     close(STDERR_FILENO);
@@ -183,7 +183,7 @@ TEST(HostProcess, no_file_takes_the_place_of_a_closed_standard_descriptor) {
   EXPECT_TRUE(end.exited_with(0)) << end.status;
 }
 
-TEST(HostProcess, a_broken_pipe_is_an_error_and_no_signal) {
+TEST(HostProcess, ABrokenPipeIsAnErrorAndNoSignal) {
   const ChildEnd end = run_in_child([] {
     prepare();
     int ends[2];
@@ -195,7 +195,7 @@ TEST(HostProcess, a_broken_pipe_is_an_error_and_no_signal) {
   EXPECT_EQ(end.standard_error, "");
 }
 
-TEST(HostProcess, a_comma_locale_does_not_reach_the_main_thread) {
+TEST(HostProcess, ACommaLocaleDoesNotReachTheMainThread) {
   const vesk::tests::CommaLocale locale;
   if (!locale.is_there()) GTEST_SKIP() << "nothing to make a comma locale from";
   const ChildEnd end = run_in_child([&] {
@@ -289,15 +289,15 @@ int watch_until_gone(int out, int started) {
   return 0;
 }
 
-TEST(ParentWatch, sees_the_parents_end_without_a_subreaper) {
+TEST(ParentWatch, SeesTheParentsEndWithoutASubreaper) {
   EXPECT_EQ(run_orphan(watch_until_gone, false).written, "gone");
 }
 
-TEST(ParentWatch, sees_the_parents_end_under_a_subreaper) {
+TEST(ParentWatch, SeesTheParentsEndUnderASubreaper) {
   EXPECT_EQ(run_orphan(watch_until_gone, true).written, "gone");
 }
 
-TEST(ParentWatch, sees_a_parent_that_ended_before_the_first_look) {
+TEST(ParentWatch, SeesAParentThatEndedBeforeTheFirstLook) {
   const auto host = [](int out, int started) {
     const pid_t parent = getppid();
     (void)!write(started, "s", 1);
@@ -312,7 +312,7 @@ TEST(ParentWatch, sees_a_parent_that_ended_before_the_first_look) {
 
 // ThreadSanitizer lets no child of a second thread start threads of its own.
 #if !__has_feature(thread_sanitizer)
-TEST(ParentWatch, a_spawning_thread_that_ends_is_not_the_parents_end) {
+TEST(ParentWatch, ASpawningThreadThatEndsIsNotTheParentsEnd) {
   int to_child[2];
   int to_parent[2];
   ASSERT_TRUE(pipe(to_child) == 0 && pipe(to_parent) == 0);
@@ -339,7 +339,7 @@ TEST(ParentWatch, a_spawning_thread_that_ends_is_not_the_parents_end) {
 }
 #endif
 
-TEST(ParentWatch, process_1_as_a_living_parent_has_not_gone) {
+TEST(ParentWatch, Process1AsALivingParentHasNotGone) {
   const ChildEnd end = run_in_child([] {
     if (unshare(CLONE_NEWPID) != 0 && unshare(CLONE_NEWUSER | CLONE_NEWPID) != 0) return 99;
     const pid_t first = fork();
@@ -362,7 +362,7 @@ TEST(ParentWatch, process_1_as_a_living_parent_has_not_gone) {
   EXPECT_TRUE(end.exited_with(0)) << end.status;
 }
 
-TEST(ParentGuard, ends_a_host_whose_main_thread_is_stuck) {
+TEST(ParentGuard, EndsAHostWhoseMainThreadIsStuck) {
   const Orphan orphan = run_orphan(
       [](int, int started) {
         prepare();
@@ -376,7 +376,7 @@ TEST(ParentGuard, ends_a_host_whose_main_thread_is_stuck) {
   EXPECT_LT(orphan.seconds, 8);
 }
 
-TEST(ParentGuard, lets_a_host_that_is_ending_finish_its_saving) {
+TEST(ParentGuard, LetsAHostThatIsEndingFinishItsSaving) {
   const Orphan orphan = run_orphan(
       [](int out, int started) {
         prepare();
@@ -393,7 +393,7 @@ TEST(ParentGuard, lets_a_host_that_is_ending_finish_its_saving) {
 
 // --- The render thread
 
-TEST(RenderThread, flushes_denormal_numbers_on_its_own_thread_only) {
+TEST(RenderThread, FlushesDenormalNumbersOnItsOwnThreadOnly) {
   const auto tiny_product = [] {
     volatile float small = 1e-30f;
     return small * 1e-10f;
@@ -407,7 +407,7 @@ TEST(RenderThread, flushes_denormal_numbers_on_its_own_thread_only) {
   EXPECT_GT(tiny_product(), 0.0f);
 }
 
-TEST(RenderThread, has_a_signal_stack_while_it_lives) {
+TEST(RenderThread, HasASignalStackWhileItLives) {
 #ifdef VESK_SANITIZER
   GTEST_SKIP() << "sanitizers bring stacks of their own";
 #endif
@@ -423,7 +423,7 @@ TEST(RenderThread, has_a_signal_stack_while_it_lives) {
   }).join();
 }
 
-TEST(TouchPages, makes_pages_resident_and_keeps_their_contents) {
+TEST(TouchPages, MakesPagesResidentAndKeepsTheirContents) {
   const auto page = static_cast<std::size_t>(sysconf(_SC_PAGESIZE));
   const std::size_t pages = 17;
   auto* memory = static_cast<unsigned char*>(

@@ -107,9 +107,9 @@ void hear_event(void* list, void* object, const AudioUnitEvent* event, UInt64 ti
       {object, event->mEventType, event->mArgument.mParameter.mParameterID, value});
 }
 
-constexpr AudioUnitEventType kValue = kAudioUnitEvent_ParameterValueChange;
-constexpr AudioUnitEventType kBegin = kAudioUnitEvent_BeginParameterChangeGesture;
-constexpr AudioUnitEventType kEnd = kAudioUnitEvent_EndParameterChangeGesture;
+constexpr AudioUnitEventType value_change = kAudioUnitEvent_ParameterValueChange;
+constexpr AudioUnitEventType gesture_begin = kAudioUnitEvent_BeginParameterChangeGesture;
+constexpr AudioUnitEventType gesture_end = kAudioUnitEvent_EndParameterChangeGesture;
 
 class ParameterListener : public testing::Test {
  protected:
@@ -161,13 +161,14 @@ TEST_F(ParameterListener, HearsAtOnceWhatItAskedForAndNothingElse) {
   set(1, 0.5f);
   set(3, 0.6f);
   EXPECT_EQ(values[3], 0.6f);
-  EXPECT_EQ(heard, (HeardList{{&object, kValue, 1, 0.5f}}));
+  EXPECT_EQ(heard, (HeardList{{&object, value_change, 1, 0.5f}}));
   AudioUnitSetParameter(unit_, 1, kAudioUnitScope_Global, 0, 0.7f, 0);
   EXPECT_EQ(heard.size(), 1u) << "a bare set tells nobody";
 
   const AudioUnitParameter first = parameter(1);
   EXPECT_EQ(AUParameterListenerNotify(nullptr, nullptr, &first), noErr);
-  EXPECT_EQ(heard.back(), (Heard{&object, kValue, 1, 0.7f})) << "with the unit's present value";
+  EXPECT_EQ(heard.back(), (Heard{&object, value_change, 1, 0.7f}))
+      << "with the unit's present value";
 
   heard.clear();
   AUListenerRemoveParameter(listener, &object, &first);
@@ -189,7 +190,7 @@ TEST_F(ParameterListener, IsNotToldOfWhatItSent) {
   AUListenerAddParameter(listener, &two, &wanted);
   auto other = listen(others, 0, {1}, &one);
   set(1, 1, listener, &one);
-  EXPECT_EQ(heard, (HeardList{{&two, kValue, 1, 1}})) << "its other object hears";
+  EXPECT_EQ(heard, (HeardList{{&two, value_change, 1, 1}})) << "its other object hears";
   set(1, 2, listener, nullptr);
   EXPECT_EQ(heard.size(), 1u) << "no object: all of the listener's are silenced";
   EXPECT_EQ(others.size(), 2u);
@@ -204,7 +205,7 @@ TEST_F(ParameterListener, HearsEveryParameterWhenAnyHasChanged) {
   values[2] = 0.2f;
   const AudioUnitParameter any = parameter(kAUParameterListener_AnyParameter);
   EXPECT_EQ(AUParameterListenerNotify(nullptr, nullptr, &any), noErr);
-  EXPECT_EQ(heard, (HeardList{{nullptr, kValue, 1, 0.1f}, {nullptr, kValue, 2, 0.2f}}));
+  EXPECT_EQ(heard, (HeardList{{nullptr, value_change, 1, 0.1f}, {nullptr, value_change, 2, 0.2f}}));
   AUListenerDispose(listener);
 }
 
@@ -215,7 +216,7 @@ TEST_F(ParameterListener, HearsTheLastValueOncePerInterval) {
   set(2, 7);
   EXPECT_TRUE(heard.empty()) << "not on the changing thread";
   run_loop(0.01);
-  EXPECT_EQ(heard, (HeardList{{nullptr, kValue, 1, 100}, {nullptr, kValue, 2, 7}}));
+  EXPECT_EQ(heard, (HeardList{{nullptr, value_change, 1, 100}, {nullptr, value_change, 2, 7}}));
 
   set(1, 101);
   run_loop(0.005);
@@ -236,21 +237,21 @@ TEST_F(ParameterListener, HearsGesturesAroundTheirValues) {
   AUEventListenerRef listener = nullptr;
   ASSERT_EQ(AUEventListenerCreate(hear_event, &heard, nullptr, nullptr, 0.01f, 60, &listener),
             noErr);
-  for (AudioUnitEventType type : {kBegin, kValue, kEnd}) {
+  for (AudioUnitEventType type : {gesture_begin, value_change, gesture_end}) {
     const AudioUnitEvent wanted = event(type, 1);
     ASSERT_EQ(AUEventListenerAddEventType(listener, nullptr, &wanted), noErr);
   }
-  const AudioUnitEvent begin = event(kBegin, 1), end = event(kEnd, 1);
+  const AudioUnitEvent begin = event(gesture_begin, 1), end = event(gesture_end, 1);
   AUEventListenerNotify(nullptr, nullptr, &begin);
   for (float value : {1.0f, 2.0f, 3.0f}) set(1, value);
   AUEventListenerNotify(nullptr, nullptr, &end);
   set(1, 4);
   run_loop(0.1);
   // Within the granularity the values collapse, but not across the gesture's end.
-  EXPECT_EQ(heard, (HeardList{{nullptr, kBegin, 1, 0},
-                              {nullptr, kValue, 1, 3},
-                              {nullptr, kEnd, 1, 3},
-                              {nullptr, kValue, 1, 4}}));
+  EXPECT_EQ(heard, (HeardList{{nullptr, gesture_begin, 1, 0},
+                              {nullptr, value_change, 1, 3},
+                              {nullptr, gesture_end, 1, 3},
+                              {nullptr, value_change, 1, 4}}));
   AUListenerDispose(listener);
 }
 
@@ -258,7 +259,7 @@ TEST_F(ParameterListener, KeepsValuesThatAreFurtherApartThanTheGranularity) {
   HeardList heard;
   AUEventListenerRef listener = nullptr;
   AUEventListenerCreate(hear_event, &heard, nullptr, nullptr, 0.01f, 0, &listener);
-  const AudioUnitEvent wanted = event(kValue, 1);
+  const AudioUnitEvent wanted = event(value_change, 1);
   AUEventListenerAddEventType(listener, nullptr, &wanted);
   for (float value : {1.0f, 2.0f, 3.0f}) set(1, value);
   run_loop(0.1);

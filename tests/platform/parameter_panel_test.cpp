@@ -63,9 +63,8 @@ TEST(ParameterPanel, ChoosesAControlThatSuitsTheUnit) {
   ASSERT_EQ(parameters.size(), 7u);
   const Control controls[] = {Control::slider, Control::slider, Control::slider, Control::menu,
                               Control::toggle, Control::meter,  Control::meter};
-  for (std::size_t i = 0; i < parameters.size(); ++i) {
+  for (std::size_t i = 0; i < parameters.size(); ++i)
     EXPECT_EQ(parameters[i].control, controls[i]) << parameters[i].name;
-  }
   EXPECT_EQ(parameters[kShape].value_names, (std::vector<std::string>{"Round", "Square", "Star"}));
   EXPECT_EQ(value_text(unit, parameters[kShape], 2), "Star");
   EXPECT_EQ(value_text(unit, parameters[kCutoff], 632), "632.0 Hz");
@@ -102,9 +101,8 @@ TEST(ParameterPanel, ScrollsToEveryParameterAndNoFurther) {
 TEST(ParameterPanel, SlidersAndMenusMeetThePointer) {
   PanelLayout layout(std::vector<Parameter>(3), {});
   const auto& row = layout.rows()[1];
-  for (const double position : {0.0, 0.25, 1.0}) {
+  for (const double position : {0.0, 0.25, 1.0})
     EXPECT_NEAR(layout.slider_position(row, layout.slider_x(row, position)), position, 1e-9);
-  }
   EXPECT_EQ(layout.slider_position(row, -50), 0);
 
   const Area field = layout.control_area(row);

@@ -22,9 +22,9 @@ using vesk::tests::ChildEnd;
 using vesk::tests::RealtimeKitService;
 using vesk::tests::run_in_child;
 
-constexpr uint32_t kMicrosecond = 1'000;
-constexpr uint32_t kMillisecond = 1'000'000;
-constexpr int kNotGranted = 99;  // a child's word for "this machine does not let me"
+constexpr uint32_t microsecond_ns = 1'000;
+constexpr uint32_t millisecond_ns = 1'000'000;
+constexpr int not_granted = 99;  // a child's word for "this machine does not let me"
 
 kern_return_t set_period(uint32_t period, uint32_t computation, uint32_t constraint,
                          mach_msg_type_number_t count = THREAD_TIME_CONSTRAINT_POLICY_COUNT) {
@@ -34,7 +34,7 @@ kern_return_t set_period(uint32_t period, uint32_t computation, uint32_t constra
 }
 
 kern_return_t set_ten_milliseconds() {
-  return set_period(10 * kMillisecond, 9 * kMillisecond, 10 * kMillisecond);
+  return set_period(10 * millisecond_ns, 9 * millisecond_ns, 10 * millisecond_ns);
 }
 
 int own_priority() {
@@ -47,8 +47,8 @@ int own_priority() {
 bool give_up_privileges(rlim_t priority) {
   const rlimit limit = {priority, priority};
   if (setrlimit(RLIMIT_RTPRIO, &limit) != 0) return false;
-  constexpr uid_t kNobody = 65534;
-  return getuid() != 0 || setuid(kNobody) == 0;
+  constexpr uid_t nobody = 65534;
+  return getuid() != 0 || setuid(nobody) == 0;
 }
 
 void give_descriptor_3_a_record(int driver_priority) {
@@ -66,18 +66,19 @@ void no_bus() {
   setenv("DBUS_SYSTEM_BUS_ADDRESS", "unix:path=/nonexistent/bus", 1);
 }
 
-TEST(ThreadPolicy, refuses_where_macos_refuses) {
+TEST(ThreadPolicy, RefusesWhereMacosRefuses) {
   const struct {
     const char* name;
     uint32_t period, computation, constraint;
     mach_msg_type_number_t count;
   } cases[] = {
       {"no period: ordinary scheduling is wanted", 0, 0, 0, 4},
-      {"computation below 50 us", kMillisecond, 49'999, kMillisecond, 4},
-      {"computation above 50 ms", 60 * kMillisecond, 50'000'001, 60 * kMillisecond, 4},
+      {"computation below 50 us", millisecond_ns, 49'999, millisecond_ns, 4},
+      {"computation above 50 ms", 60 * millisecond_ns, 50'000'001, 60 * millisecond_ns, 4},
       {"4096 frames at 48 kHz", 85'333'333, 76'799'999, 85'333'333, 4},
-      {"constraint below computation", kMillisecond, 600 * kMicrosecond, 500 * kMicrosecond, 4},
-      {"fewer fields", kMillisecond, 900 * kMicrosecond, kMillisecond, 3},
+      {"constraint below computation", millisecond_ns, 600 * microsecond_ns, 500 * microsecond_ns,
+       4},
+      {"fewer fields", millisecond_ns, 900 * microsecond_ns, millisecond_ns, 3},
   };
   for (const auto& c : cases) {
     EXPECT_EQ(set_period(c.period, c.computation, c.constraint, c.count), KERN_INVALID_ARGUMENT)
@@ -87,17 +88,23 @@ TEST(ThreadPolicy, refuses_where_macos_refuses) {
             KERN_INVALID_ARGUMENT);
   EXPECT_EQ(thread_policy_set(mach_thread_self(), 77, nullptr, 0), KERN_INVALID_ARGUMENT);
   EXPECT_EQ(sched_getscheduler(0), SCHED_OTHER);
-  EXPECT_TRUE(is_acceptable({kMillisecond, 50 * kMicrosecond, 50 * kMicrosecond, 1}));
-  EXPECT_TRUE(is_acceptable({0, 50 * kMillisecond, 50 * kMillisecond, 1}));
+  EXPECT_TRUE(is_acceptable({millisecond_ns, 50 * microsecond_ns, 50 * microsecond_ns, 1}));
+  EXPECT_TRUE(is_acceptable({0, 50 * millisecond_ns, 50 * millisecond_ns, 1}));
 }
 
-TEST(ThreadPolicy, shorter_periods_and_drivers_set_the_priority) {
+TEST(ThreadPolicy, ShorterPeriodsAndDriversSetThePriority) {
   const struct {
     uint32_t period;
     int priority;
   } cases[] = {
-      {0, 40},          {333 * kMicrosecond, 60}, {kMillisecond, 60},      {kMillisecond + 1, 56},
-      {2'666'667, 52},  {5'333'333, 48},          {10 * kMillisecond, 44}, {20 * kMillisecond, 40},
+      {0, 40},
+      {333 * microsecond_ns, 60},
+      {millisecond_ns, 60},
+      {millisecond_ns + 1, 56},
+      {2'666'667, 52},
+      {5'333'333, 48},
+      {10 * millisecond_ns, 44},
+      {20 * millisecond_ns, 40},
       {UINT32_MAX, 40},
   };
   for (const auto& c : cases) EXPECT_EQ(priority_for_period(c.period), c.priority) << c.period;
@@ -109,12 +116,12 @@ TEST(ThreadPolicy, shorter_periods_and_drivers_set_the_priority) {
   EXPECT_EQ(soft_limit_under(200'000), 150'000u);
 }
 
-TEST(ThreadPolicy, a_granted_policy_is_fifo_below_the_driver_and_not_inherited) {
+TEST(ThreadPolicy, AGrantedPolicyIsFifoBelowTheDriverAndNotInherited) {
   const ChildEnd end = run_in_child([] {
     no_bus();
     give_descriptor_3_a_record(30);
     if (const kern_return_t result = set_ten_milliseconds(); result != KERN_SUCCESS)
-      return result == KERN_DENIED && sched_getscheduler(0) == SCHED_OTHER ? kNotGranted : 1;
+      return result == KERN_DENIED && sched_getscheduler(0) == SCHED_OTHER ? not_granted : 1;
     if (sched_getscheduler(0) != (SCHED_FIFO | SCHED_RESET_ON_FORK)) return 2;
     if (own_priority() != 29) return 3;
     int inherited = -1;
@@ -130,39 +137,39 @@ TEST(ThreadPolicy, a_granted_policy_is_fifo_below_the_driver_and_not_inherited) 
                           reinterpret_cast<thread_policy_t>(&read), &count,
                           &is_default) != KERN_SUCCESS)
       return 6;
-    if (is_default || read.period != 10 * kMillisecond || read.computation != 9 * kMillisecond)
+    if (is_default || read.period != 10 * millisecond_ns || read.computation != 9 * millisecond_ns)
       return 7;
     if (thread_policy_set(mach_thread_self(), THREAD_STANDARD_POLICY, nullptr, 0) != KERN_SUCCESS)
       return 8;
     return (sched_getscheduler(0) & ~SCHED_RESET_ON_FORK) == SCHED_OTHER ? 0 : 9;
   });
-  if (end.exited_with(kNotGranted)) GTEST_SKIP() << "this process gets no SCHED_FIFO";
+  if (end.exited_with(not_granted)) GTEST_SKIP() << "this process gets no SCHED_FIFO";
   EXPECT_TRUE(end.exited_with(0)) << "step " << WEXITSTATUS(end.status);
 }
 
-TEST(ThreadPolicy, without_rights_and_bus_it_is_denied) {
+TEST(ThreadPolicy, WithoutRightsAndBusItIsDenied) {
   const ChildEnd end = run_in_child([] {
     no_bus();
-    if (!give_up_privileges(0)) return kNotGranted;
+    if (!give_up_privileges(0)) return not_granted;
     if (set_ten_milliseconds() != KERN_DENIED) return 1;
     return sched_getscheduler(0) == SCHED_OTHER ? 0 : 2;
   });
-  if (end.exited_with(kNotGranted)) GTEST_SKIP() << "could not give up this user's rights";
+  if (end.exited_with(not_granted)) GTEST_SKIP() << "could not give up this user's rights";
   EXPECT_TRUE(end.exited_with(0)) << "step " << WEXITSTATUS(end.status);
 }
 
-TEST(ThreadPolicy, a_limit_on_the_priority_is_used_up_and_not_exceeded) {
+TEST(ThreadPolicy, ALimitOnThePriorityIsUsedUpAndNotExceeded) {
   const ChildEnd end = run_in_child([] {
     no_bus();
-    if (!give_up_privileges(7)) return kNotGranted;
+    if (!give_up_privileges(7)) return not_granted;
     if (set_ten_milliseconds() != KERN_SUCCESS) return 1;
     return own_priority() == 7 ? 0 : 2;
   });
-  if (end.exited_with(kNotGranted)) GTEST_SKIP() << "RLIMIT_RTPRIO cannot be raised here";
+  if (end.exited_with(not_granted)) GTEST_SKIP() << "RLIMIT_RTPRIO cannot be raised here";
   EXPECT_TRUE(end.exited_with(0)) << "step " << WEXITSTATUS(end.status);
 }
 
-TEST(ThreadPolicy, a_thread_that_spins_loses_its_policy_and_nothing_else) {
+TEST(ThreadPolicy, AThreadThatSpinsLosesItsPolicyAndNothingElse) {
   const ChildEnd end = run_in_child([] {
     no_bus();
     vesk::platform::prepare_host_process("aumu:Test:Test");
@@ -171,7 +178,7 @@ TEST(ThreadPolicy, a_thread_that_spins_loses_its_policy_and_nothing_else) {
     int result = 1;
     std::thread([&] {
       if (set_ten_milliseconds() != KERN_SUCCESS) {
-        result = kNotGranted;
+        result = not_granted;
         return;
       }
       const uint64_t deadline = mach_absolute_time() + 5'000'000'000;
@@ -183,13 +190,13 @@ TEST(ThreadPolicy, a_thread_that_spins_loses_its_policy_and_nothing_else) {
     }).join();
     return result;
   });
-  if (end.exited_with(kNotGranted)) GTEST_SKIP() << "this process gets no SCHED_FIFO";
+  if (end.exited_with(not_granted)) GTEST_SKIP() << "this process gets no SCHED_FIFO";
   EXPECT_TRUE(end.exited_with(0)) << end.status;
   EXPECT_EQ(end.standard_error,
             "plugin host aumu:Test:Test: real-time limit reached, ordinary scheduling\n");
 }
 
-TEST(ThreadNames, are_kernel_ids_also_of_other_threads) {
+TEST(ThreadNames, AreKernelIdsAlsoOfOtherThreads) {
   EXPECT_EQ(pthread_mach_thread_np(pthread_self()), static_cast<mach_port_t>(gettid()));
   pid_t id = 0;
   int ends[2];
@@ -216,7 +223,7 @@ class ThreadPolicyByRealtimeKit : public testing::Test {
       setenv("DBUS_SYSTEM_BUS_ADDRESS", bus.c_str(), 1);
       const rlimit limit = {hard_limit, hard_limit};
       setrlimit(RLIMIT_RTTIME, &limit);
-      if (!give_up_privileges(0)) return kNotGranted;
+      if (!give_up_privileges(0)) return not_granted;
       const uint64_t start = mach_absolute_time();
       const kern_return_t result = set_ten_milliseconds();
       if (mach_absolute_time() - start > 2'000'000'000) return 98;
@@ -225,8 +232,8 @@ class ThreadPolicyByRealtimeKit : public testing::Test {
   }
 };
 
-TEST_F(ThreadPolicyByRealtimeKit, is_used_where_the_process_may_not_help_itself) {
-  RealtimeKitService service(RealtimeKitService::kGrants);
+TEST_F(ThreadPolicyByRealtimeKit, IsUsedWhereTheProcessMayNotHelpItself) {
+  RealtimeKitService service(RealtimeKitService::grants);
   if (!service.why_not().empty()) GTEST_SKIP() << service.why_not();
   const ChildEnd end = ask(service.bus());
   ASSERT_TRUE(end.exited_with(KERN_SUCCESS)) << WEXITSTATUS(end.status) << end.standard_error;
@@ -239,9 +246,9 @@ TEST_F(ThreadPolicyByRealtimeKit, is_used_where_the_process_may_not_help_itself)
   EXPECT_TRUE(request->is_thread_of_sender);
 }
 
-TEST_F(ThreadPolicyByRealtimeKit, is_denied_when_the_service_refuses_is_silent_or_missing) {
-  for (const auto mode : {RealtimeKitService::kRefuses, RealtimeKitService::kIsSilent,
-                          RealtimeKitService::kIsMissing}) {
+TEST_F(ThreadPolicyByRealtimeKit, IsDeniedWhenTheServiceRefusesIsSilentOrMissing) {
+  for (const auto mode : {RealtimeKitService::refuses_grants, RealtimeKitService::is_silent,
+                          RealtimeKitService::is_missing}) {
     SCOPED_TRACE(mode);
     RealtimeKitService service(mode);
     if (!service.why_not().empty()) GTEST_SKIP() << service.why_not();

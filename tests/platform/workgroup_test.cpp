@@ -102,7 +102,7 @@ Group group_of(const Record& record) {
   return Group(os_workgroup_create_with_port("test", name_of_descriptor(record.descriptor())));
 }
 
-TEST(Workgroup, a_member_runs_on_the_groups_cpus_until_it_leaves) {
+TEST(Workgroup, AMemberRunsOnTheGroupsCpusUntilItLeaves) {
   Record record;
   const int cpu = usable_cpus().back();
   record.set_cpus(just(cpu));
@@ -123,7 +123,7 @@ TEST(Workgroup, a_member_runs_on_the_groups_cpus_until_it_leaves) {
   os_workgroup_leave(group.get(), &second);
 }
 
-TEST(Workgroup, a_damaged_record_makes_the_join_fail_and_changes_nothing) {
+TEST(Workgroup, ADamagedRecordMakesTheJoinFailAndChangesNothing) {
   const struct {
     const char* name;
     void (*damage)(Record&);
@@ -150,7 +150,7 @@ TEST(Workgroup, a_damaged_record_makes_the_join_fail_and_changes_nothing) {
   }
 }
 
-TEST(Workgroup, a_cancelled_object_takes_no_members_and_others_do) {
+TEST(Workgroup, ACancelledObjectTakesNoMembersAndOthersDo) {
   Record record;
   const Group group = group_of(record);
   const Group other(os_workgroup_create_with_workgroup(nullptr, group.get()));
@@ -164,7 +164,7 @@ TEST(Workgroup, a_cancelled_object_takes_no_members_and_others_do) {
   os_workgroup_leave(other.get(), &token);
 }
 
-TEST(Workgroup, a_full_record_takes_no_more_members) {
+TEST(Workgroup, AFullRecordTakesNoMoreMembers) {
   Record record;
   for (uint64_t& slot : record->members) slot = 1;
   const Group group = group_of(record);
@@ -175,7 +175,7 @@ TEST(Workgroup, a_full_record_takes_no_more_members) {
   os_workgroup_leave(group.get(), &token);
 }
 
-TEST(Workgroup, leaving_by_another_thread_aborts) {
+TEST(Workgroup, LeavingByAnotherThreadAborts) {
   const auto end = vesk::tests::run_in_child([] {
     Record record;
     const Group group = group_of(record);
@@ -187,7 +187,7 @@ TEST(Workgroup, leaving_by_another_thread_aborts) {
   EXPECT_TRUE(end.died_of(SIGABRT)) << end.status;
 }
 
-TEST(Workgroup, what_a_member_starts_runs_where_the_member_ran_before) {
+TEST(Workgroup, WhatAMemberStartsRunsWhereTheMemberRanBefore) {
   const cpu_set_t before = own_cpus();
   if (CPU_COUNT(&before) < 2) GTEST_SKIP() << "needs two CPUs to tell the sets apart";
   Record record;
@@ -228,7 +228,7 @@ TEST(Workgroup, what_a_member_starts_runs_where_the_member_ran_before) {
   os_workgroup_leave(group.get(), &token);
 }
 
-TEST(Workgroup, a_thread_that_joins_while_the_group_moves_ends_on_the_new_cpus) {
+TEST(Workgroup, AThreadThatJoinsWhileTheGroupMovesEndsOnTheNewCpus) {
   const std::vector<int> cpus = usable_cpus();
   if (cpus.size() < 2) GTEST_SKIP() << "needs two CPUs to move between";
   for (int round = 0; round < 300; ++round) {
@@ -257,38 +257,38 @@ TEST(Workgroup, a_thread_that_joins_while_the_group_moves_ends_on_the_new_cpus) 
   }
 }
 
-TEST(RegisteredPorts, the_first_is_the_workgroup_that_descriptor_3_holds) {
-  enum Expected { kNone, kJoins, kJoinFails };
+TEST(RegisteredPorts, TheFirstIsTheWorkgroupThatDescriptor3Holds) {
+  enum Expected { none, joins, join_fails };
   const struct {
     const char* name;
     int (*open)();
     Expected expected;
   } cases[] = {
-      {"nothing", [] { return -1; }, kNone},
-      {"a record", [] { return dup((new Record)->descriptor()); }, kJoins},
+      {"nothing", [] { return -1; }, none},
+      {"a record", [] { return dup((new Record)->descriptor()); }, joins},
       {"a damaged record",
        [] {
          auto* record = new Record;
          (*record)->version = 9;
          return dup(record->descriptor());
        },
-       kJoinFails},
+       join_fails},
       {"a record without seals",
-       [] { return dup((new Record(sizeof(VeskWorkgroupRecord), 0))->descriptor()); }, kNone},
+       [] { return dup((new Record(sizeof(VeskWorkgroupRecord), 0))->descriptor()); }, none},
       {"a memory file of somebody else",
        [] {
          auto* record = new Record;
          (*record)->magic = 1;
          return dup(record->descriptor());
        },
-       kNone},
+       none},
       {"a pipe",
        [] {
          int ends[2];
          if (pipe(ends) != 0 || write(ends[1], "x", 1) != 1) return -1;
          return ends[0];
        },
-       kNone},
+       none},
   };
   for (const auto& c : cases) {
     SCOPED_TRACE(c.name);
@@ -301,10 +301,10 @@ TEST(RegisteredPorts, the_first_is_the_workgroup_that_descriptor_3_holds) {
       if (mach_ports_lookup(mach_task_self(), &ports, &count) != KERN_SUCCESS || count != 3)
         return 1;
       if (ports[1] != MACH_PORT_NULL || ports[2] != MACH_PORT_NULL) return 2;
-      if ((ports[0] != MACH_PORT_NULL) != (c.expected != kNone)) return 3;
+      if ((ports[0] != MACH_PORT_NULL) != (c.expected != none)) return 3;
       const mach_port_t port = ports[0];
       const os_workgroup_t group = os_workgroup_create_with_port(nullptr, port);
-      if ((group != nullptr) != (c.expected != kNone)) return 4;
+      if ((group != nullptr) != (c.expected != none)) return 4;
       if (group != nullptr && mach_port_deallocate(mach_task_self(), port) != KERN_SUCCESS)
         return 5;
       if (group != nullptr && mach_port_deallocate(mach_task_self(), port) != KERN_INVALID_NAME)
@@ -315,9 +315,9 @@ TEST(RegisteredPorts, the_first_is_the_workgroup_that_descriptor_3_holds) {
           mincore(ports, 1, &resident) == 0)
         return 7;
       os_workgroup_join_token_s token = {};
-      if (group != nullptr && (os_workgroup_join(group, &token) == 0) != (c.expected == kJoins))
+      if (group != nullptr && (os_workgroup_join(group, &token) == 0) != (c.expected == joins))
         return 8;
-      if (c.expected == kJoins) os_workgroup_leave(group, &token);
+      if (c.expected == joins) os_workgroup_leave(group, &token);
       os_release(group);
       // Whatever it is, it is still there, and nothing was read from it.
       char byte = 0;
@@ -328,7 +328,7 @@ TEST(RegisteredPorts, the_first_is_the_workgroup_that_descriptor_3_holds) {
   }
 }
 
-TEST(RegisteredPorts, registering_replaces_what_is_looked_up) {
+TEST(RegisteredPorts, RegisteringReplacesWhatIsLookedUp) {
   const auto end = vesk::tests::run_in_child([] {
     Record record;
     const Group group = group_of(record);
@@ -347,7 +347,7 @@ TEST(RegisteredPorts, registering_replaces_what_is_looked_up) {
   EXPECT_TRUE(end.exited_with(0)) << "step " << WEXITSTATUS(end.status);
 }
 
-TEST(RegisteredPorts, names_that_are_no_workgroup_make_none) {
+TEST(RegisteredPorts, NamesThatAreNoWorkgroupMakeNone) {
   for (const mach_port_t port : {MACH_PORT_NULL, MACH_PORT_DEAD, mach_task_self(),
                                  mach_thread_self(), name_of_descriptor(STDIN_FILENO)}) {
     errno = 0;

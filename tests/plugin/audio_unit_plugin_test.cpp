@@ -16,8 +16,8 @@ namespace {
 
 using tests::ScratchFolder;
 
-constexpr double kRate = 48000;
-constexpr unsigned kMaxFrames = 64;
+constexpr double rate = 48000;
+constexpr unsigned max_frames = 64;
 
 AudioUnitPlugin make_plugin(const std::string& text) {
   std::string error;
@@ -56,7 +56,7 @@ TEST(AudioUnitPlugin, LoadsAnInstrumentInOrder) {
   {
     auto plugin = make_plugin(std::string(UnitScript::instrument) + "#2=800,3=0.5");
     std::string error = "left alone";
-    ASSERT_TRUE(plugin.load(kRate, kMaxFrames, error)) << error;
+    ASSERT_TRUE(plugin.load(rate, max_frames, error)) << error;
     EXPECT_EQ(error, "left alone");
     EXPECT_EQ(plugin.latency_seconds(), 0.25);
     EXPECT_FALSE(plugin.set_parameter(4, 1)) << "refused";
@@ -74,12 +74,12 @@ TEST(AudioUnitPlugin, LoadsAnInstrumentInOrder) {
                               "parameter 2=800", "parameter 3=0.5", "initialize", "parameter 4=1",
                               "parameter 5=1", "uninitialize", "close"}));
   const AudioStreamBasicDescription& format = script.output_format;
-  EXPECT_EQ(format.mSampleRate, kRate);
+  EXPECT_EQ(format.mSampleRate, rate);
   EXPECT_EQ((std::vector{format.mFormatID, format.mFormatFlags, format.mBytesPerPacket,
                          format.mFramesPerPacket, format.mBytesPerFrame, format.mChannelsPerFrame,
                          format.mBitsPerChannel, format.mReserved}),
             (std::vector<UInt32>{0x6C70636D, 0x29, 4, 1, 4, 2, 32, 0}));
-  EXPECT_EQ(script.max_frames, kMaxFrames);
+  EXPECT_EQ(script.max_frames, max_frames);
 }
 
 TEST(AudioUnitPlugin, TellsHowLongEachPhaseOfItsLoadTook) {
@@ -91,7 +91,7 @@ TEST(AudioUnitPlugin, TellsHowLongEachPhaseOfItsLoadTook) {
   auto plugin = make_plugin(std::string(UnitScript::instrument) + "@" + preset);
   std::string error;
   const auto start = std::chrono::steady_clock::now();
-  ASSERT_TRUE(plugin.load(kRate, kMaxFrames, error)) << error;
+  ASSERT_TRUE(plugin.load(rate, max_frames, error)) << error;
   const std::chrono::duration<double, std::milli> all = std::chrono::steady_clock::now() - start;
   const Timings& t = plugin.timings();
   for (const double phase : {t.instantiate_ms, t.initialize_ms, t.restore_ms}) EXPECT_GE(phase, 2);
@@ -102,7 +102,7 @@ TEST(AudioUnitPlugin, WiresAnEffectsInput) {
   UnitScript script;
   auto plugin = make_plugin(UnitScript::effect);
   std::string error;
-  ASSERT_TRUE(plugin.load(kRate, kMaxFrames, error)) << error;
+  ASSERT_TRUE(plugin.load(rate, max_frames, error)) << error;
   EXPECT_EQ(script.calls,
             (std::vector<std::string>{"open", "property 8 scope 2 size 40",
                                       "property 8 scope 1 size 40", "property 23 scope 1 size 16",
@@ -135,14 +135,14 @@ TEST(AudioUnitPlugin, TellsWhyALoadFailed) {
     script.*c.status = kAudio_ParamError;
     auto plugin = make_plugin(c.spec);
     std::string error = "replaced";
-    EXPECT_FALSE(plugin.load(kRate, kMaxFrames, error));
+    EXPECT_FALSE(plugin.load(rate, max_frames, error));
     EXPECT_EQ(error, c.error);
     float left[1], right[1];
     EXPECT_FALSE(plugin.render_add(left, right, 1, 0));
   }
   auto missing = make_plugin("aumu:none:Here");
   std::string error;
-  EXPECT_FALSE(missing.load(kRate, kMaxFrames, error));
+  EXPECT_FALSE(missing.load(rate, max_frames, error));
   EXPECT_EQ(error, "component not found: aumu:none:Here");
 }
 
@@ -152,7 +152,7 @@ TEST(AudioUnitPlugin, RestoresThePresetThatItSaved) {
   script.state_text = "tuned <&> \xC3\xBC";
   std::string error;
   auto first = make_plugin(UnitScript::instrument);
-  ASSERT_TRUE(first.load(kRate, kMaxFrames, error));
+  ASSERT_TRUE(first.load(rate, max_frames, error));
   const auto bytes = first.state();
   const std::string_view text(reinterpret_cast<const char*>(bytes.data()), bytes.size());
   ASSERT_TRUE(text.starts_with("<?xml")) << text;
@@ -160,7 +160,7 @@ TEST(AudioUnitPlugin, RestoresThePresetThatItSaved) {
 
   script.state_text = "fresh";
   auto second = make_plugin(std::string(UnitScript::instrument) + "@" + preset);
-  ASSERT_TRUE(second.load(kRate, kMaxFrames, error)) << error;
+  ASSERT_TRUE(second.load(rate, max_frames, error)) << error;
   EXPECT_EQ(script.state_text, "tuned <&> \xC3\xBC");
   EXPECT_EQ(second.state(), bytes);
 }
@@ -196,7 +196,7 @@ TEST(AudioUnitPlugin, TellsWhyAPresetWasRefused) {
     script.class_info_set_status = c.set_status;
     auto plugin = make_plugin(std::string(UnitScript::instrument) + "@" + c.path);
     std::string error;
-    EXPECT_EQ(plugin.load(kRate, kMaxFrames, error), c.error.empty());
+    EXPECT_EQ(plugin.load(rate, max_frames, error), c.error.empty());
     EXPECT_EQ(error, c.error);
   }
 }
@@ -226,7 +226,7 @@ TEST(AudioUnitPlugin, LoadsASamplerInstrument) {
     std::string error;
     {
       AudioUnitPlugin plugin(*PluginSpec::parse(spec, error), c.out_of_process);
-      EXPECT_EQ(plugin.load(kRate, kMaxFrames, error), c.error == nullptr);
+      EXPECT_EQ(plugin.load(rate, max_frames, error), c.error == nullptr);
       EXPECT_EQ(error, c.error == nullptr ? "" : c.error);
     }
     EXPECT_EQ(script.sampler_path, "/instruments/Grand Piano.exs");
@@ -242,7 +242,7 @@ TEST(AudioUnitPlugin, LoadsASamplerInstrument) {
 
   UnitScript script;
   std::string error;
-  EXPECT_TRUE(make_plugin(UnitScript::sampler).load(kRate, kMaxFrames, error)) << error;
+  EXPECT_TRUE(make_plugin(UnitScript::sampler).load(rate, max_frames, error)) << error;
   EXPECT_EQ(script.sampler_path, "") << "without a path nothing is loaded";
 }
 

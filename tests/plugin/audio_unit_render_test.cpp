@@ -17,7 +17,7 @@ using Clock = std::chrono::steady_clock;
 
 namespace {
 
-constexpr unsigned kMaxFrames = 48;  // a millisecond at the rate below
+constexpr unsigned max_frames = 48;  // a millisecond at the rate below
 
 /// A unit's output: both channels from one value a frame.
 void fill(AudioBufferList* data, UInt32 frames, float left, float right) {
@@ -31,22 +31,22 @@ class AudioUnitRendering : public testing::Test {
   AudioUnitPlugin& load(const char* text) {
     std::string error;
     plugin_ = std::make_unique<AudioUnitPlugin>(*PluginSpec::parse(text, error), false);
-    EXPECT_TRUE(plugin_->load(48000, kMaxFrames, error)) << error;
+    EXPECT_TRUE(plugin_->load(48000, max_frames, error)) << error;
     return *plugin_;
   }
 
   UnitScript script_;
   std::unique_ptr<AudioUnitPlugin> plugin_;
-  float left_[kMaxFrames] = {};
-  float right_[kMaxFrames] = {};
+  float left_[max_frames] = {};
+  float right_[max_frames] = {};
 };
 
 TEST_F(AudioUnitRendering, AddsAnInstrumentsAudioAndKeepsThePeakOfItsLeft) {
   AudioUnitPlugin& plugin = load(UnitScript::instrument);
   left_[2] = left_[3] = 1;
-  ASSERT_TRUE(plugin.render_add(left_, right_, kMaxFrames, 0)) << "zeros, which the unit leaves";
-  EXPECT_EQ(std::count(left_, left_ + kMaxFrames, 0.0f), kMaxFrames - 2);
-  EXPECT_EQ(std::count(right_, right_ + kMaxFrames, 0.0f), kMaxFrames);
+  ASSERT_TRUE(plugin.render_add(left_, right_, max_frames, 0)) << "zeros, which the unit leaves";
+  EXPECT_EQ(std::count(left_, left_ + max_frames, 0.0f), max_frames - 2);
+  EXPECT_EQ(std::count(right_, right_ + max_frames, 0.0f), max_frames);
 
   script_.render = [](UInt32 frames, AudioBufferList* data) {
     fill(data, frames, -0.5f, 2.0f);
@@ -60,8 +60,8 @@ TEST_F(AudioUnitRendering, AddsAnInstrumentsAudioAndKeepsThePeakOfItsLeft) {
   EXPECT_EQ(script_.render_time.mFlags, UInt32{kAudioTimeStampSampleTimeValid});
   EXPECT_EQ(plugin.stats().peak, 0.5f);
 
-  float big[kMaxFrames + 1] = {};
-  EXPECT_FALSE(plugin.render_add(big, big, kMaxFrames + 1, 0)) << "more than it was loaded for";
+  float big[max_frames + 1] = {};
+  EXPECT_FALSE(plugin.render_add(big, big, max_frames + 1, 0)) << "more than it was loaded for";
   EXPECT_FALSE(plugin.failed());
   EXPECT_EQ(plugin.stats().renders, 2u);
 }
@@ -132,7 +132,7 @@ TEST_F(AudioUnitRendering, NoteLatenciesAreMeasured) {
     SCOPED_TRACE(step.note_time);
     plugin.midi(step.status, 60, step.velocity, step.note_time, step.offset);
     sound_at = step.sound_at;
-    ASSERT_TRUE(plugin.finish_render(left_, right_, kMaxFrames, step.render_time, 0));
+    ASSERT_TRUE(plugin.finish_render(left_, right_, max_frames, step.render_time, 0));
     EXPECT_EQ(plugin.stats().min_note_latency, step.shortest);
     EXPECT_EQ(plugin.stats().max_note_latency, step.longest);
   }
@@ -205,8 +205,8 @@ TEST_F(AudioUnitRendering, AnEffectIsGivenItsInputInListsOfAnyLength) {
   for (const Case& c : cases) {
     SCOPED_TRACE(testing::Message() << c.buffers << c.has_memory << c.inside_process);
     script_.render = [&](UInt32 frames, AudioBufferList*) {
-      float memory[3][kMaxFrames];
-      std::fill_n(&memory[0][0], 3 * kMaxFrames, 9.0f);
+      float memory[3][max_frames];
+      std::fill_n(&memory[0][0], 3 * max_frames, 9.0f);
       struct {
         AudioBufferList list;
         AudioBuffer more[2];
@@ -230,9 +230,9 @@ TEST_F(AudioUnitRendering, AnEffectIsGivenItsInputInListsOfAnyLength) {
       }
       return noErr;
     };
-    std::fill_n(left_, kMaxFrames, 1.0f);
-    std::fill_n(right_, kMaxFrames, 2.0f);
-    constexpr unsigned frames = kMaxFrames / 2;
+    std::fill_n(left_, max_frames, 1.0f);
+    std::fill_n(right_, max_frames, 2.0f);
+    constexpr unsigned frames = max_frames / 2;
     ASSERT_TRUE(c.inside_process ? plugin.process(left_, right_, frames, 0, 0)
                                  : plugin.render_add(left_, right_, frames, 0));
   }
@@ -249,8 +249,8 @@ TEST_F(AudioUnitRendering, IsWatchedAndCutOffFromAnotherThread) {
     double time = 0;
     do {
       plugin.midi(0x90, 60, 100, time, 0);
-      time += kMaxFrames;
-    } while (plugin.render_add(left_, right_, kMaxFrames, time));
+      time += max_frames;
+    } while (plugin.render_add(left_, right_, max_frames, time));
   });
   const auto deadline = Clock::now() + 10s;
   Stats stats;
@@ -261,7 +261,7 @@ TEST_F(AudioUnitRendering, IsWatchedAndCutOffFromAnotherThread) {
   renderer.join();
   EXPECT_GE(stats.renders, 1000u);
   EXPECT_EQ(stats.peak, 0.5f);
-  EXPECT_EQ(plugin.stats().max_note_latency, kMaxFrames);
+  EXPECT_EQ(plugin.stats().max_note_latency, max_frames);
   plugin.dispose();
   EXPECT_EQ(script_.calls.back(), "close");
 }

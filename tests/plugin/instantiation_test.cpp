@@ -21,10 +21,10 @@ namespace {
 using Handler = void (^)(AudioComponentInstance, OSStatus);
 using Clock = std::chrono::steady_clock;
 
-constexpr int kAllSlices = 6001;  // of 10 ms: the deadline itself is still in time
-constexpr int kWhileGivingUp = kAllSlices + 1;
-constexpr int kAfterTheLoad = kAllSlices + 2;
-constexpr int kNever = kAllSlices + 3;
+constexpr int all_slices = 6001;  // of 10 ms: the deadline itself is still in time
+constexpr int while_giving_up = all_slices + 1;
+constexpr int after_the_load = all_slices + 2;
+constexpr int never_answers = all_slices + 3;
 
 Clock::time_point g_now;
 int g_slices = 0;
@@ -36,7 +36,7 @@ std::function<void(AudioComponentInstantiationOptions, Handler)> g_instantiate;
 
 Clock::time_point fake_now() asm("__wrap__ZNSt6chrono3_V212steady_clock3nowEv");
 Clock::time_point fake_now() {
-  if (g_slices == kAllSlices && g_at_last_reading) std::exchange(g_at_last_reading, nullptr)();
+  if (g_slices == all_slices && g_at_last_reading) std::exchange(g_at_last_reading, nullptr)();
   return g_now;
 }
 
@@ -83,11 +83,11 @@ TEST(Instantiation, CompletesAtOnceLaterOrNotAtAll) {
   const Case cases[] = {
       {"at once", 0, true, noErr, nullptr, 0},
       {"in the third slice", 3, true, noErr, nullptr, 3},
-      {"in the last slice", kAllSlices, true, noErr, nullptr, kAllSlices},
-      {"while it gives up", kWhileGivingUp, true, noErr, timed_out, kAllSlices},
-      {"too late", kAfterTheLoad, true, noErr, timed_out, kAllSlices},
-      {"too late and failed", kAfterTheLoad, false, -50, timed_out, kAllSlices},
-      {"never", kNever, true, noErr, timed_out, kAllSlices},
+      {"in the last slice", all_slices, true, noErr, nullptr, all_slices},
+      {"while it gives up", while_giving_up, true, noErr, timed_out, all_slices},
+      {"too late", after_the_load, true, noErr, timed_out, all_slices},
+      {"too late and failed", after_the_load, false, -50, timed_out, all_slices},
+      {"never", never_answers, true, noErr, timed_out, all_slices},
       {"nothing", 0, false, noErr, "instantiation failed (OSStatus 0)", 0},
       {"a status", 2, false, -66748, "instantiation failed (OSStatus -66748)", 2},
       {"a unit with a status", 0, true, -50, "instantiation failed (OSStatus -50)", 0},
@@ -105,7 +105,7 @@ TEST(Instantiation, CompletesAtOnceLaterOrNotAtAll) {
       if (g_slices == c.slice) complete(kept);
     };
     // The clock is read once more after the last look at the completion.
-    if (c.slice == kWhileGivingUp) g_at_last_reading = [&] { complete(kept); };
+    if (c.slice == while_giving_up) g_at_last_reading = [&] { complete(kept); };
     g_instantiate = [&](AudioComponentInstantiationOptions options, Handler handler) {
       EXPECT_EQ(options,
                 AudioComponentInstantiationOptions{kAudioComponentInstantiation_LoadInProcess});
@@ -121,12 +121,12 @@ TEST(Instantiation, CompletesAtOnceLaterOrNotAtAll) {
       EXPECT_EQ(plugin.unit() != nullptr, c.error == nullptr);
       EXPECT_EQ(plugin.timings().instantiate_ms, c.error == nullptr ? 10.0 * c.slices : 0);
     }
-    if (c.slice == kAfterTheLoad) complete(kept);
+    if (c.slice == after_the_load) complete(kept);
     Block_release(kept);
     const auto count = [&](const char* call) {
       return std::count(script.calls.begin(), script.calls.end(), call);
     };
-    EXPECT_EQ(count("open"), c.has_instance && c.slice != kNever);
+    EXPECT_EQ(count("open"), c.has_instance && c.slice != never_answers);
     EXPECT_EQ(count("close"), count("open")) << "whoever ends up with the unit closes it";
   }
 }

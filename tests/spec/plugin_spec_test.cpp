@@ -11,8 +11,8 @@ namespace {
 
 using Params = std::vector<std::pair<std::uint32_t, float>>;
 
-constexpr const char* kParametersExpected = "expected parameters as id=value,id=value, e.g. #2=800";
-constexpr const char* kComponentExpected =
+constexpr const char* parameters_expected = "expected parameters as id=value,id=value, e.g. #2=800";
+constexpr const char* component_expected =
     "expected type:subtype:manufacturer, e.g. aumu:Pt7q:Mdrt";
 
 TEST(PluginSpec, ComponentFormIsRead) {
@@ -92,23 +92,23 @@ TEST(PluginSpec, SamplerFormTakesEverythingAsThePath) {
 
 TEST(PluginSpec, FaultyTextsAreRefusedInWords) {
   const std::pair<const char*, const char*> cases[] = {
-      {"", kComponentExpected},
-      {"EXS:/a/x", kComponentExpected},
-      {"aumu:Pt7q:Mdr", kComponentExpected},
-      {" aumu:Pt7q:Mdrt", kComponentExpected},
-      {"aumu:Pt7q:Mdrt ", kComponentExpected},
-      {"aumuXPt7q:Mdrt", kComponentExpected},
-      {"aumu:Pt7qXMdrt", kComponentExpected},
-      {"bad#1=1", kComponentExpected},
-      {"aumu:Pt7q:Mdrt#2=800,,3=1", kParametersExpected},
-      {"aumu:Pt7q:Mdrt#,2=800", kParametersExpected},
-      {"aumu:Pt7q:Mdrt#x=1", kParametersExpected},
-      {"aumu:Pt7q:Mdrt#0x10=1", kParametersExpected},
-      {"aumu:Pt7q:Mdrt#1 =1", kParametersExpected},
-      {"aumu:Pt7q:Mdrt#1=1 ", kParametersExpected},
-      {"aumu:Pt7q:Mdrt#1=2=3", kParametersExpected},
-      {"aumu:Pt7q:Md#t", kParametersExpected},
-      {"bad#x", kParametersExpected},
+      {"", component_expected},
+      {"EXS:/a/x", component_expected},
+      {"aumu:Pt7q:Mdr", component_expected},
+      {" aumu:Pt7q:Mdrt", component_expected},
+      {"aumu:Pt7q:Mdrt ", component_expected},
+      {"aumuXPt7q:Mdrt", component_expected},
+      {"aumu:Pt7qXMdrt", component_expected},
+      {"bad#1=1", component_expected},
+      {"aumu:Pt7q:Mdrt#2=800,,3=1", parameters_expected},
+      {"aumu:Pt7q:Mdrt#,2=800", parameters_expected},
+      {"aumu:Pt7q:Mdrt#x=1", parameters_expected},
+      {"aumu:Pt7q:Mdrt#0x10=1", parameters_expected},
+      {"aumu:Pt7q:Mdrt#1 =1", parameters_expected},
+      {"aumu:Pt7q:Mdrt#1=1 ", parameters_expected},
+      {"aumu:Pt7q:Mdrt#1=2=3", parameters_expected},
+      {"aumu:Pt7q:Md#t", parameters_expected},
+      {"bad#x", parameters_expected},
   };
   for (const auto& [text, message] : cases) {
     SCOPED_TRACE(text);
@@ -149,16 +149,16 @@ TEST(PluginSpec, ChainsAndChannelsAreValidatedInOrder) {
       {chain, "aufx:aaaa:Mdrt", "aufx:aaaa:Mdrt", ""},
       {chain, "aufx:aaaa:Mdrt#1=2@/p|aumf:bbbb:Mdrt", "aufx:aaaa:Mdrt \xE2\x86\x92 aumf:bbbb:Mdrt",
        ""},
-      {chain, "", nullptr, kComponentExpected},
+      {chain, "", nullptr, component_expected},
       {chain, "aumu:aaaa:Mdrt|aufx:bbbb:Mdrt", nullptr, "aumu:aaaa:Mdrt is not an effect"},
-      {chain, "aufx:aaaa:Mdrt||aufx:bbbb:Mdrt", nullptr, kComponentExpected},
+      {chain, "aufx:aaaa:Mdrt||aufx:bbbb:Mdrt", nullptr, component_expected},
       {chain, "aufx:aaaa:Mdrt|exs:/p/Piano", nullptr, "AUSampler: Piano is not an effect"},
       {channel, "aumu:aaaa:Mdrt", "aumu:aaaa:Mdrt", ""},
       {channel, "exs:/p/Piano|aufx:bbbb:Mdrt|aufx:cccc:Mdrt",
        "AUSampler: Piano \xE2\x86\x92 aufx:bbbb:Mdrt \xE2\x86\x92 aufx:cccc:Mdrt", ""},
       {channel, "aufx:aaaa:Mdrt", nullptr, "aufx:aaaa:Mdrt is an effect, not an instrument"},
       {channel, "aumu:aaaa:Mdrt|aumu:bbbb:Mdrt", nullptr, "aumu:bbbb:Mdrt is not an effect"},
-      {channel, "aumu:aaaa:Mdrt|aufx:bbbb:Mdrt#x|aumu:cccc:Mdrt", nullptr, kParametersExpected},
+      {channel, "aumu:aaaa:Mdrt|aufx:bbbb:Mdrt#x|aumu:cccc:Mdrt", nullptr, parameters_expected},
   };
   for (const Case& c : cases) {
     SCOPED_TRACE(c.text);

@@ -260,7 +260,8 @@ std::string title_of(const WindowPlace& window) {
 
 std::pair<int, int> on_screen(const WindowPlace& window, int x, int y) {
   if (window.is_managed) {
-    // Of a window within a frame xdotool tells a wrong place, and takes the pointer to the right one.
+    // Of a window within a frame xdotool tells a wrong place, and takes the pointer to the right
+    // one.
     const auto number = [&](const char* name) {
       return output_of(at(window, x, y) + " getmouselocation --shell | sed -n s/" + name + "=//p");
     };

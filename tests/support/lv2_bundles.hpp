@@ -44,11 +44,10 @@ class Environment {
     ::setenv(name_.c_str(), value.c_str(), 1);
   }
   ~Environment() {
-    if (before_) {
+    if (before_)
       ::setenv(name_.c_str(), before_->c_str(), 1);
-    } else {
+    else
       ::unsetenv(name_.c_str());
-    }
   }
   Environment(const Environment&) = delete;
   Environment& operator=(const Environment&) = delete;
@@ -68,9 +67,8 @@ inline void settle(const std::filesystem::path& folder) {
   static int calls = 0;
   const auto time = std::filesystem::file_time_type::clock::now() - std::chrono::seconds(1000) +
                     std::chrono::seconds(++calls);
-  for (const auto& entry : std::filesystem::recursive_directory_iterator(folder)) {
+  for (const auto& entry : std::filesystem::recursive_directory_iterator(folder))
     std::filesystem::last_write_time(entry.path(), time);
-  }
   std::filesystem::last_write_time(folder, time);
 }
 

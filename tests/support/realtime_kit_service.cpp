@@ -17,10 +17,10 @@ namespace vesk::tests {
 
 namespace {
 
-constexpr char kName[] = "org.freedesktop.RealtimeKit1";
+constexpr char service_name[] = "org.freedesktop.RealtimeKit1";
 
 /// Everybody may connect, own and call: the caller under test is another user.
-constexpr char kConfiguration[] = R"(<busconfig>
+constexpr char bus_configuration[] = R"(<busconfig>
   <type>session</type>
   <listen>unix:path=%/bus</listen>
   <auth>EXTERNAL</auth>
@@ -99,19 +99,19 @@ RealtimeKitService::Request read_request(DBusConnection* connection, DBusMessage
                         int ready) {
   DBusConnection* connection = dbus_connection_open_private(address.c_str(), nullptr);
   if (connection == nullptr || !dbus_bus_register(connection, nullptr) ||
-      dbus_bus_request_name(connection, kName, 0, nullptr) < 0)
+      dbus_bus_request_name(connection, service_name, 0, nullptr) < 0)
     _exit(1);
   if (write(ready, "r", 1) != 1) _exit(1);
   while (dbus_connection_read_write(connection, -1)) {
     while (DBusMessage* call = dbus_connection_pop_message(connection)) {
       DBusMessage* answer = nullptr;
-      if (mode != RealtimeKitService::kIsSilent) {
+      if (mode != RealtimeKitService::is_silent) {
         if (dbus_message_is_method_call(call, DBUS_INTERFACE_PROPERTIES, "Get"))
           answer = answer_property(call);
-        if (dbus_message_is_method_call(call, kName, "MakeThreadRealtime")) {
+        if (dbus_message_is_method_call(call, service_name, "MakeThreadRealtime")) {
           const RealtimeKitService::Request request = read_request(connection, call);
           if (write(requests, &request, sizeof request) != sizeof request) _exit(1);
-          answer = mode == RealtimeKitService::kGrants
+          answer = mode == RealtimeKitService::grants
                        ? dbus_message_new_method_return(call)
                        : dbus_message_new_error(call, DBUS_ERROR_ACCESS_DENIED, "no");
         }
@@ -144,7 +144,7 @@ void end(pid_t process) {
 
 RealtimeKitService::RealtimeKitService(Mode mode) {
   start_bus();
-  if (why_not_.empty() && mode != kIsMissing) start_service(mode);
+  if (why_not_.empty() && mode != is_missing) start_service(mode);
 }
 
 RealtimeKitService::~RealtimeKitService() {
@@ -163,7 +163,7 @@ void RealtimeKitService::start_bus() {
   folder_ = folder;
   std::filesystem::permissions(folder_, std::filesystem::perms(0755));
   address_ = "unix:path=" + folder_ + "/bus";
-  std::string configuration = kConfiguration;
+  std::string configuration = bus_configuration;
   configuration.replace(configuration.find('%'), 1, folder_);
   std::ofstream(folder_ + "/bus.conf") << configuration;
   int ends[2];

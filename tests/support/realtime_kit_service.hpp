@@ -11,7 +11,7 @@ namespace vesk::tests {
 /// MaxRealtimePriority is 15 and RTTimeUSecMax 100000.
 class RealtimeKitService {
  public:
-  enum Mode { kGrants, kRefuses, kIsSilent, kIsMissing };
+  enum Mode { grants, refuses_grants, is_silent, is_missing };
 
   explicit RealtimeKitService(Mode mode);
   ~RealtimeKitService();

@@ -14,7 +14,7 @@
 namespace vesk::reference {
 namespace {
 
-constexpr std::size_t kSequenceBytes = 65'536;
+constexpr std::size_t sequence_bytes = 65'536;
 
 LV2_URID map_uri(LV2_URID_Map_Handle, const char* uri) {
   static std::map<std::string, LV2_URID> ids;
@@ -70,7 +70,7 @@ std::unique_ptr<ReferencePlugin> ReferencePlugin::load(LilvWorld* world, const s
 
   std::unique_ptr<ReferencePlugin> result(new ReferencePlugin);
   result->instance_ = instance;
-  result->sequence_.resize(kSequenceBytes / 8);
+  result->sequence_.resize(sequence_bytes / 8);
   for (auto* channels : {result->input, result->output})
     for (int channel = 0; channel < 2; ++channel) channels[channel].resize(max_frames);
   const auto ports = lilv_plugin_get_num_ports(plugin);
@@ -91,7 +91,7 @@ std::unique_ptr<ReferencePlugin> ReferencePlugin::load(LilvWorld* world, const s
     } else if (is_input) {
       location = result->sequence_.data();
     } else {
-      result->atom_outputs_.emplace_back(kSequenceBytes / 8);
+      result->atom_outputs_.emplace_back(sequence_bytes / 8);
       location = result->atom_outputs_.back().data();
     }
     lilv_instance_connect_port(instance, index, location);
@@ -123,7 +123,7 @@ void ReferencePlugin::write_sequence(std::span<const host::MidiEvent> events) {
     atom.bytes[0] = event.status;
     atom.bytes[1] = event.data1;
     atom.bytes[2] = event.data2;
-    lv2_atom_sequence_append_event(sequence, kSequenceBytes - sizeof(LV2_Atom), &atom.header);
+    lv2_atom_sequence_append_event(sequence, sequence_bytes - sizeof(LV2_Atom), &atom.header);
   }
 }
 

@@ -25,9 +25,8 @@ class ScratchFolder {
   std::string path() const { return path_.string(); }
   std::vector<std::string> names() const {
     std::vector<std::string> found;
-    for (const auto& entry : std::filesystem::directory_iterator(path_)) {
+    for (const auto& entry : std::filesystem::directory_iterator(path_))
       found.push_back(entry.path().filename().string());
-    }
     return found;
   }
 

@@ -49,9 +49,8 @@ class EditorsUnit {
   explicit EditorsUnit(EditorVariant variant) {
     const AudioComponentDescription description{'aumu', 'Edit', 'Vesk', 0, 0};
     const AudioComponent component = AudioComponentFindNext(nullptr, &description);
-    if (component && AudioComponentInstanceNew(component, &unit_) == noErr) {
+    if (component && AudioComponentInstanceNew(component, &unit_) == noErr)
       set(kEditor, static_cast<float>(variant));
-    }
   }
   ~EditorsUnit() {
     if (unit_) AudioComponentInstanceDispose(unit_);

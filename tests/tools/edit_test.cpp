@@ -48,9 +48,8 @@ class Edit : public testing::Test {
   }
 
   static std::optional<WindowPlace> editor() {
-    for (int attempt = 0; attempt < 5; ++attempt) {
+    for (int attempt = 0; attempt < 5; ++attempt)
       if (const auto window = find_window(title)) return window;
-    }
     ADD_FAILURE() << "no window " << title;
     return std::nullopt;
   }

@@ -8,9 +8,9 @@
 
 #include "tests/support/scratch_folder.hpp"
 #include "tools/edit/arguments.hpp"
-#include "tools/midi/period_events.hpp"
 #include "tools/edit/preset_file.hpp"
 #include "tools/edit/test_notes.hpp"
+#include "tools/midi/period_events.hpp"
 
 namespace vesk::tools {
 namespace {
@@ -26,7 +26,7 @@ std::string content_of(const std::string& path) {
   return {std::istreambuf_iterator<char>(file), {}};
 }
 
-TEST(edit_arguments, take_what_can_be_meant) {
+TEST(edit_arguments, TakeWhatCanBeMeant) {
   std::string error;
   const auto all = parse_edit_arguments({"aumu:Sm48:LV2_#1=2@a@b|aufx:kZu9:LV2_", "--copy-to=c",
                                          "--play", "s.mid", "-r", "44100", "--period=64"},
@@ -45,7 +45,7 @@ TEST(edit_arguments, take_what_can_be_meant) {
   EXPECT_TRUE(help && help->wants_help);
 }
 
-TEST(edit_arguments, refuse_the_rest_in_words) {
+TEST(edit_arguments, RefuseTheRestInWords) {
   std::string long_chain = "aumu:Sm48:LV2_";
   for (int i = 0; i < 32; ++i) long_chain += "|aufx:kZu9:LV2_";
   const struct {
@@ -79,7 +79,7 @@ TEST(edit_arguments, refuse_the_rest_in_words) {
   }
 }
 
-TEST(edit_presets, stand_where_the_chain_names_them) {
+TEST(edit_presets, StandWhereTheChainNamesThem) {
   const std::string chain = "exs:/a.exs@x|aufx:kZu9:LV2_|aufx:kZu9:LV2_#1=2@/p@q#1,2";
   const auto presets = presets_of(chain);
   ASSERT_EQ(presets.size(), 1u);
@@ -91,7 +91,7 @@ TEST(edit_presets, stand_where_the_chain_names_them) {
   EXPECT_EQ(old, "/p@q#1,2");
 }
 
-TEST(edit_presets, a_copy_never_replaces_a_file) {
+TEST(edit_presets, ACopyNeverReplacesAFile) {
   const ScratchFolder folder;
   std::string error;
   EXPECT_FALSE(copy_preset(folder / "a", folder / "b", error));
@@ -105,7 +105,7 @@ TEST(edit_presets, a_copy_never_replaces_a_file) {
   EXPECT_EQ(content_of(folder / "b"), "one");
 }
 
-TEST(edit_presets, the_old_content_is_kept_only_of_a_file_that_changes) {
+TEST(edit_presets, TheOldContentIsKeptOnlyOfAFileThatChanges) {
   const ScratchFolder folder;
   const std::string preset = folder / "p", kept = folder / "p~";
   std::string error;
@@ -130,14 +130,13 @@ TEST(edit_presets, the_old_content_is_kept_only_of_a_file_that_changes) {
   EXPECT_EQ(folder.names().size(), 2u);
 }
 
-TEST(edit_notes, become_tones_at_their_frames) {
+TEST(edit_notes, BecomeTonesAtTheirFrames) {
   const Song song = test_notes();
   PeriodEvents events(song.events, 48'000);
   PluckedTone tone(48'000);
   std::vector<float> sound(96'000);
-  for (std::size_t start = 0; start < sound.size(); start += 96) {
+  for (std::size_t start = 0; start < sound.size(); start += 96)
     tone.play(events.next(96), std::span(sound).subspan(start, 96));
-  }
   const auto peak = [&](std::size_t from, std::size_t count) {
     float most = 0;
     for (std::size_t i = from; i < from + count; ++i) most = std::max(most, std::abs(sound[i]));

@@ -5,9 +5,9 @@
 
 #include <cmath>
 
+#include "tools/list/arguments.hpp"
 #include "tools/list/component_listing.hpp"
 #include "tools/list/json_text.hpp"
-#include "tools/list/arguments.hpp"
 #include "tools/list/parameter_listing.hpp"
 
 namespace vesk::tools {
@@ -21,7 +21,7 @@ ComponentInfo component(const char* type, const char* subtype, const char* manuf
   return info;
 }
 
-TEST(listing, a_line_holds_what_can_be_pasted_and_the_name) {
+TEST(listing, ALineHoldsWhatCanBePastedAndTheName) {
   const std::vector<ComponentInfo> components{component("aumu", "Sm48", "LV2_", "MDA ePiano"),
                                               component("aufx", "a|b#", "LV2_", "Bad codes"),
                                               component("aumi", "abcd", "LV2_", "Arpeggiator"),
@@ -40,7 +40,7 @@ TEST(listing, a_line_holds_what_can_be_pasted_and_the_name) {
   EXPECT_EQ(listing_json({}), "[\n]\n");
 }
 
-TEST(json, any_bytes_become_a_valid_string) {
+TEST(json, AnyBytesBecomeAValidString) {
   const struct {
     std::string bytes;
     const char* json;
@@ -62,7 +62,7 @@ TEST(json, any_bytes_become_a_valid_string) {
   EXPECT_EQ(json_number(NAN), "null");
 }
 
-TEST(parameters, stand_in_a_table_with_their_value_names) {
+TEST(parameters, StandInATableWithTheirValueNames) {
   const std::vector<ParameterDescription> parameters{
       {1, "Cutoff", 20.0f, 20'000.0f, 1'000.0f, "Hz", true, {}},
       {12, "Mode \u00e4", 0.0f, 1.0f, 1.0f, "", true, {"low", "high"}},
@@ -81,7 +81,7 @@ TEST(parameters, stand_in_a_table_with_their_value_names) {
             "\n]}\n");
 }
 
-TEST(list_arguments, are_read_or_refused_in_words) {
+TEST(list_arguments, AreReadOrRefusedInWords) {
   std::string error;
   auto arguments = parse_list_arguments({"--json", "-p", "aumu:Sm48:LV2_"}, error);
   ASSERT_TRUE(arguments);

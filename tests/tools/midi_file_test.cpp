@@ -59,7 +59,7 @@ struct Timed {
   std::uint8_t status, data1, data2;
 };
 
-TEST(midi_file, events_come_at_their_times) {
+TEST(midi_file, EventsComeAtTheirTimes) {
   const Bytes tempo_1s{0, 0xFF, 0x51, 3, 0x0F, 0x42, 0x40};   // 1,000,000 us a quarter
   const Bytes tempo_2s{96, 0xFF, 0x51, 3, 0x1E, 0x84, 0x80};  // 2,000,000 us, one quarter later
   const struct {
@@ -120,7 +120,7 @@ TEST(midi_file, events_come_at_their_times) {
   }
 }
 
-TEST(midi_file, damaged_files_are_refused_in_words) {
+TEST(midi_file, DamagedFilesAreRefusedInWords) {
   const Bytes good = header(0, 1, 96) + track(one_note + end_of_track);
   const auto cut = [&](std::ptrdiff_t from_end) {
     return Bytes(good.begin(), good.end() - from_end);
@@ -159,16 +159,15 @@ TEST(midi_file, damaged_files_are_refused_in_words) {
   }
 }
 
-TEST(midi_file, no_damage_crashes_the_reader) {
+TEST(midi_file, NoDamageCrashesTheReader) {
   const Bytes original = file_bytes(VESK_SONGS "/demo.mid");
   ASSERT_FALSE(original.empty());
   std::mt19937 random(1);
   int refused = 0;
   for (int round = 0; round < 20'000; ++round) {
     Bytes bytes = original;
-    for (unsigned i = 0; i <= random() % 4; ++i) {
+    for (unsigned i = 0; i <= random() % 4; ++i)
       bytes[random() % (random() % 2 ? bytes.size() : 60)] = std::uint8_t(random());
-    }
     if (round % 5 == 0) bytes.resize(random() % bytes.size());
     std::string error;
     const auto song = parse_midi(bytes, error);
@@ -189,7 +188,7 @@ TEST(midi_file, no_damage_crashes_the_reader) {
   EXPECT_GT(refused, 5'000);
 }
 
-TEST(demo_song, is_long_enough_and_lets_every_key_go) {
+TEST(demo_song, IsLongEnoughAndLetsEveryKeyGo) {
   std::string error;
   const auto song = read_midi_file(VESK_SONGS "/demo.mid", error);
   ASSERT_TRUE(song) << error;
@@ -202,27 +201,26 @@ TEST(demo_song, is_long_enough_and_lets_every_key_go) {
   for (int count : held) EXPECT_EQ(count, 0);
 }
 
-TEST(demo_song, is_what_its_source_makes) {
+TEST(demo_song, IsWhatItsSourceMakes) {
   const ScratchFolder folder;
   const std::string made = folder / "made.mid";
   ASSERT_EQ(std::system((std::string(VESK_MAKE_DEMO_SONG) + " " + made).c_str()), 0);
   EXPECT_EQ(file_bytes(made), file_bytes(VESK_SONGS "/demo.mid"));
 }
 
-TEST(period_events, each_event_falls_into_the_period_of_its_frame) {
+TEST(period_events, EachEventFallsIntoThePeriodOfItsFrame) {
   const std::vector<TimedMidiEvent> events{
       {0.0, 0x90, 1, 1}, {0.0999, 0x90, 2, 1}, {0.1, 0x90, 3, 1}, {0.35, 0x90, 4, 1}};
   PeriodEvents periods(events, 1000.0);
   std::vector<std::pair<int, std::uint32_t>> seen;  // period, offset
-  for (int period = 0; period < 4; ++period) {
+  for (int period = 0; period < 4; ++period)
     for (const host::MidiEvent& event : periods.next(100)) seen.push_back({period, event.offset});
-  }
   // 99.9 frames is nearest to frame 100, the first of the second period.
   EXPECT_EQ(seen, (std::vector<std::pair<int, std::uint32_t>>{{0, 0}, {1, 0}, {1, 0}, {3, 50}}));
   EXPECT_TRUE(periods.is_done());
 }
 
-TEST(period_events, what_a_period_cannot_hold_opens_the_next) {
+TEST(period_events, WhatAPeriodCannotHoldOpensTheNext) {
   std::vector<TimedMidiEvent> events;
   for (int i = 0; i < 300; ++i) events.push_back({0.01, 0x90, std::uint8_t(i % 128), 1});
   events.push_back({0.15, 0x80, 0, 0});

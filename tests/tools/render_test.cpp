@@ -90,9 +90,8 @@ TEST(Render, PlaysTheDemoSongTheSameEveryTime) {
   EXPECT_GT(std::sqrt(square / static_cast<double>(audio.samples.size())), 0.01);
   EXPECT_LT(peak, 1.0f);
   // It rings out: the last half second lies below -60 dBFS.
-  for (std::size_t i = audio.samples.size() - 48'000; i < audio.samples.size(); ++i) {
+  for (std::size_t i = audio.samples.size() - 48'000; i < audio.samples.size(); ++i)
     ASSERT_LT(std::fabs(audio.samples[i]), 0.001f);
-  }
 }
 
 TEST(Render, SendsAudioThroughAnEffectAtItsOwnRateAndAnother) {
@@ -230,9 +229,8 @@ TEST(Render, RemarksOnWhatIsNoNumber) {
              test_units);
   EXPECT_EQ(result.status, 0) << result.errors;
   EXPECT_NE(result.errors.find("are infinite or not a number"), std::string::npos) << result.errors;
-  for (const float sample : read_audio(folder / "out.flac").samples) {
+  for (const float sample : read_audio(folder / "out.flac").samples)
     ASSERT_TRUE(std::isfinite(sample));
-  }
 }
 
 TEST(Render, TrimsTheLatencyOfTheChainUnlessAskedNotTo) {

@@ -10,15 +10,15 @@
 
 #include "tests/support/scratch_folder.hpp"
 #include "tools/audio/analysis.hpp"
-#include "tools/audio/reader.hpp"
-#include "tools/audio/writer.hpp"
 #include "tools/audio/loudness.hpp"
-#include "tools/program/output_file.hpp"
 #include "tools/audio/picture.hpp"
+#include "tools/audio/reader.hpp"
+#include "tools/audio/tail.hpp"
+#include "tools/audio/writer.hpp"
+#include "tools/program/output_file.hpp"
 #include "tools/render/arguments.hpp"
 #include "tools/render/song_sink.hpp"
 #include "tools/render/song_source.hpp"
-#include "tools/audio/tail.hpp"
 
 namespace vesk::tools {
 namespace {
@@ -28,7 +28,7 @@ using tests::Bytes;
 using tests::file_bytes;
 using tests::ScratchFolder;
 
-TEST(tail, ends_after_a_quiet_second_wherever_the_periods_fall) {
+TEST(tail, EndsAfterAQuietSecondWhereverThePeriodsFall) {
   const double rate = 8'000;
   std::vector<float> sound(5 * 8'000, 0.0f);
   for (int i = 0; i < 12'345; ++i) sound[i] = 1e-4f;  // -80 dBFS, then silence
@@ -36,9 +36,7 @@ TEST(tail, ends_after_a_quiet_second_wherever_the_periods_fall) {
     SCOPED_TRACE(period);
     Tail tail(std::nullopt, rate);
     std::size_t taken = 0;
-    while (!tail.is_over()) {
-      taken += tail.take(&sound[taken], &sound[taken], period);
-    }
+    while (!tail.is_over()) taken += tail.take(&sound[taken], &sound[taken], period);
     EXPECT_EQ(taken, 12'345u + 8'000u);
     EXPECT_FALSE(tail.was_cut());
   }
@@ -55,9 +53,8 @@ TEST(tail, ends_after_a_quiet_second_wherever_the_periods_fall) {
 
 std::vector<float> sine(double hz, double rate, std::size_t frames, double amplitude) {
   std::vector<float> samples(frames);
-  for (std::size_t i = 0; i < frames; ++i) {
+  for (std::size_t i = 0; i < frames; ++i)
     samples[i] = float(amplitude * std::sin(2.0 * std::numbers::pi * hz * double(i) / rate));
-  }
   return samples;
 }
 
@@ -77,7 +74,7 @@ void write_audio(const std::string& path, const std::vector<float>& left,
   ASSERT_TRUE(file->commit(error)) << error;
 }
 
-TEST(audio_files, a_wav_comes_back_bit_for_bit_and_holds_no_time_stamp) {
+TEST(audio_files, AWavComesBackBitForBitAndHoldsNoTimeStamp) {
   const ScratchFolder folder;
   const auto left = sine(440, 48'000, 10'000, 1.5);
   const auto right = sine(330, 48'000, 10'000, 0.5);
@@ -94,7 +91,7 @@ TEST(audio_files, a_wav_comes_back_bit_for_bit_and_holds_no_time_stamp) {
   EXPECT_EQ(text.substr(0, 200).find("PEAK"), std::string::npos);
 }
 
-TEST(audio_files, a_flac_clips_and_counts) {
+TEST(audio_files, AFlacClipsAndCounts) {
   const ScratchFolder folder;
   std::uint64_t clipped = 0;
   const std::vector<float> left{0.5f, 1.0f, 1.5f, -2.0f, NAN};
@@ -109,7 +106,7 @@ TEST(audio_files, a_flac_clips_and_counts) {
   for (int i = 0; i < 5; ++i) EXPECT_NEAR(left_back[i], expected[i], 1e-6);
 }
 
-TEST(audio_files, another_rate_is_converted) {
+TEST(audio_files, AnotherRateIsConverted) {
   const ScratchFolder folder;
   const auto tone = sine(1'000, 44'100, 44'100, 0.5);
   write_audio(folder / "a.wav", tone, tone, 44'100);
@@ -124,7 +121,7 @@ TEST(audio_files, another_rate_is_converted) {
   for (std::size_t i = 2'000; i < 46'000; ++i) ASSERT_NEAR(left[i], expected[i], 1e-4) << i;
 }
 
-TEST(audio_files, what_is_no_audio_is_refused_in_words) {
+TEST(audio_files, WhatIsNoAudioIsRefusedInWords) {
   const ScratchFolder folder;
   std::ofstream(folder / "text.wav") << "this is no audio at all, only text";
   const struct {
@@ -142,7 +139,7 @@ TEST(audio_files, what_is_no_audio_is_refused_in_words) {
   }
 }
 
-TEST(output_file, appears_whole_or_not_at_all) {
+TEST(output_file, AppearsWholeOrNotAtAll) {
   const ScratchFolder folder;
   std::string error;
   std::ofstream(folder / "a.wav") << "old";
@@ -164,7 +161,7 @@ TEST(output_file, appears_whole_or_not_at_all) {
   EXPECT_EQ(error, folder / "none/a.wav: cannot be written: No such file or directory");
 }
 
-TEST(output_file, a_full_disk_is_told) {
+TEST(output_file, AFullDiskIsTold) {
   if (access("/dev/full", W_OK) != 0) GTEST_SKIP() << "no /dev/full here";
   // The descriptor of a temporary file is put on the device that is always full.
   const ScratchFolder folder;
@@ -184,7 +181,7 @@ TEST(output_file, a_full_disk_is_told) {
 
 // ---- Measuring and drawing ----
 
-TEST(loudness, a_calibrated_tone_measures_right) {
+TEST(loudness, ACalibratedToneMeasuresRight) {
   // 997 Hz at -20 dBFS on both sides is -20 LUFS by BS.1770 (EBU Tech 3341, case 1's principle).
   LoudnessMeter meter(48'000);
   const auto tone = sine(997, 48'000, 48'000 * 5, 0.1);
@@ -201,7 +198,7 @@ TEST(loudness, a_calibrated_tone_measures_right) {
   EXPECT_FALSE(broken.integrated_lufs());
 }
 
-TEST(analysis, a_tone_stands_in_its_row_and_its_time) {
+TEST(analysis, AToneStandsInItsRowAndItsTime) {
   const ScratchFolder folder;
   auto tone = sine(1'000, 48'000, 96'000, 0.5);
   std::fill(tone.begin() + 48'000, tone.end(), 0.0f);
@@ -210,9 +207,8 @@ TEST(analysis, a_tone_stands_in_its_row_and_its_time) {
   const auto analysis = analyse_audio(folder / "a.wav", 100, 200, error);
   ASSERT_TRUE(analysis) << error;
   unsigned loudest = 0;
-  for (unsigned row = 0; row < 200; ++row) {
+  for (unsigned row = 0; row < 200; ++row)
     if (analysis->level(25, row) > analysis->level(25, loudest)) loudest = row;
-  }
   const double hz = analysis->highest_hz *
                     std::pow(analysis->lowest_hz / analysis->highest_hz, (loudest + 0.5) / 200);
   EXPECT_NEAR(hz, 1'000, 30);
@@ -222,7 +218,7 @@ TEST(analysis, a_tone_stands_in_its_row_and_its_time) {
   EXPECT_EQ(analysis->right[75].high, 0.0f);
 }
 
-TEST(picture, is_drawn_for_any_length) {
+TEST(picture, IsDrawnForAnyLength) {
   for (std::size_t frames : {0u, 1u, 1000u, 200'000u}) {
     SCOPED_TRACE(frames);
     const ScratchFolder folder;
@@ -243,7 +239,7 @@ TEST(picture, is_drawn_for_any_length) {
 
 // ---- Whole songs without a host ----
 
-TEST(song_sink, drops_the_latency_and_ends_where_the_song_does) {
+TEST(song_sink, DropsTheLatencyAndEndsWhereTheSongDoes) {
   const ScratchFolder folder;
   std::string error;
   auto file = OutputFile::create(folder / "a.wav", error);
@@ -267,7 +263,7 @@ TEST(song_sink, drops_the_latency_and_ends_where_the_song_does) {
   EXPECT_EQ(left[332], 482.0f / 1024.0f);
 }
 
-TEST(song_source, a_song_ends_where_its_file_says) {
+TEST(song_source, ASongEndsWhereItsFileSays) {
   const ScratchFolder folder;
   for (std::size_t frames : {1u, 99u, 100u, 101u, 5'000u}) {
     SCOPED_TRACE(frames);
@@ -289,7 +285,7 @@ TEST(song_source, a_song_ends_where_its_file_says) {
 
 // ---- The command line ----
 
-TEST(render_arguments, sensible_command_lines_are_read) {
+TEST(render_arguments, SensibleCommandLinesAreRead) {
   std::string error;
   auto arguments = parse_render_arguments(
       {"aumu:Sm48:LV2_#5=0.7|aufx:jvLs:LV2_", "--midi", "a.mid", "-o", "OUT.FLAC", "--period=64",
@@ -309,7 +305,7 @@ TEST(render_arguments, sensible_command_lines_are_read) {
   EXPECT_TRUE(parse_render_arguments({"nonsense", "-h"}, error)->wants_help);
 }
 
-TEST(render_arguments, senseless_command_lines_are_refused_in_words) {
+TEST(render_arguments, SenselessCommandLinesAreRefusedInWords) {
   const std::vector<std::string> instrument{"aumu:Sm48:LV2_", "-m", "a.mid", "-o", "a.wav"};
   const auto with = [&](std::vector<std::string> more) {
     std::vector<std::string> words = instrument;

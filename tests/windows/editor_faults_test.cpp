@@ -36,11 +36,10 @@ TEST_F(Editor, WhatAViewThrowsDoesNotReachTheSound) {
     ASSERT_TRUE(window);
     host.set_parameter(0, kLevel, 0.75f);
     EXPECT_TRUE(wait_heard(host, 0.75f));
-    if (c.closes) {
+    if (c.closes)
       click_close_box(*window);
-    } else {
+    else
       click(*window, 30, 60);
-    }
     EXPECT_TRUE(host.wait_open(0));
     EXPECT_TRUE(wait_until([&] { return load_acquire(host.block().saved_write) == 1; }));
     EXPECT_TRUE(wait_heard(host, 0.75f));

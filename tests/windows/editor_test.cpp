@@ -15,9 +15,8 @@ namespace {
 
 bool maps_window_libraries(pid_t process) {
   std::ifstream maps("/proc/" + std::to_string(process) + "/maps");
-  for (std::string line; std::getline(maps, line);) {
+  for (std::string line; std::getline(maps, line);)
     if (line.find("gnustep") != line.npos || line.find("/libX11") != line.npos) return true;
-  }
   return false;
 }
 

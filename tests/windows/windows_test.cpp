@@ -13,9 +13,8 @@ namespace {
 
 bool maps_window_libraries() {
   std::ifstream maps("/proc/self/maps");
-  for (std::string line; std::getline(maps, line);) {
+  for (std::string line; std::getline(maps, line);)
     if (line.find("gnustep") != line.npos) return true;
-  }
   return false;
 }
 
@@ -95,9 +94,7 @@ TEST_F(WindowsTest, ShowsTheViewThatTheUnitOffersFirstAtItsSize) {
     const auto window = find(c.name);
     ASSERT_TRUE(window);
     EXPECT_EQ(view_width(*window), c.width);
-    if (c.height) {
-      EXPECT_EQ(view_height(*window), c.height);
-    }
+    if (c.height) EXPECT_EQ(view_height(*window), c.height);
     EXPECT_EQ(unit.value(kControllerRequests), c.requests);
     EXPECT_EQ(unit.held_references(), 0);
     EXPECT_EQ(live_objects(), c.live);
@@ -138,9 +135,8 @@ TEST_F(WindowsTest, ASecondOpenRetitlesAndBringsToTheFront) {
 
 TEST_F(WindowsTest, TellsInOrderWhichEditorsCloseAndForgetsThemLater) {
   EditorsUnit unit(kCocoaView);
-  for (const unsigned plugin : {32u, 5u, 31u, 0u}) {
+  for (const unsigned plugin : {32u, 5u, 31u, 0u})
     ASSERT_TRUE(windows_->open(plugin, unit.get(), "Plugin " + std::to_string(plugin)));
-  }
   EXPECT_EQ(windows_->open_mask(), (1u << 31) | (1u << 5) | 1u);
   windows_->close_all();
   EXPECT_EQ(closed_, (std::vector<unsigned>{0, 5, 31, 32}));

@@ -177,9 +177,8 @@ class Analyser {
         spectrum.raise(mono, power);
       }
       float* levels = &result_.levels_db[std::size_t{column} * result_.rows];
-      for (unsigned row = 0; row < result_.rows; ++row) {
+      for (unsigned row = 0; row < result_.rows; ++row)
         levels[row] = row_level(power, edges[row + 1], edges[row]);
-      }
     }
   }
 
@@ -193,9 +192,8 @@ class Analyser {
     const float share = 1.0f / static_cast<float>(channels_);
     for (sf_count_t i = 0; i < got; ++i) {
       float sum = 0.0f;
-      for (std::size_t c = 0; c < channels_; ++c) {
+      for (std::size_t c = 0; c < channels_; ++c)
         sum += finite(samples_[static_cast<std::size_t>(i) * channels_ + c]);
-      }
       mono[static_cast<std::size_t>(skip + i)] = sum * share;
     }
   }

@@ -118,9 +118,8 @@ std::string clock_text(double seconds, bool with_tenths) {
 double time_step(double duration) {
   static constexpr std::array<double, 14> steps{0.1, 0.2, 0.5, 1,   2,   5,   10,
                                                 15,  30,  60,  120, 300, 600, 1800};
-  for (double step : steps) {
+  for (double step : steps)
     if (duration / step <= 16.0) return step;
-  }
   return 3600.0 * std::ceil(duration / (16.0 * 3600.0));
 }
 

@@ -85,9 +85,8 @@ AudioReader::~AudioReader() = default;
 long AudioReader::read_file(float** data) {
   chunk_.resize(static_cast<std::size_t>(chunk_frames) * static_cast<std::size_t>(channels_));
   const sf_count_t got = sf_readf_float(source_->file, chunk_.data(), chunk_frames);
-  if (sf_error(source_->file) != SF_ERR_NO_ERROR) {
+  if (sf_error(source_->file) != SF_ERR_NO_ERROR)
     failure_ = path_ + ": " + sf_strerror(source_->file);
-  }
   interleaved_.resize(static_cast<std::size_t>(2 * got));
   const std::size_t stride = static_cast<std::size_t>(channels_);
   const std::size_t right = channels_ > 1 ? 1 : 0;

@@ -4,9 +4,9 @@
 
 #include "host/block.hpp"
 #include "spec/plugin_spec.hpp"
+#include "tools/edit/preset_file.hpp"
 #include "tools/program/chain_text.hpp"
 #include "tools/program/command_line.hpp"
-#include "tools/edit/preset_file.hpp"
 
 namespace vesk::tools {
 
@@ -95,9 +95,8 @@ std::optional<EditArguments> parse_edit_arguments(const std::vector<std::string>
   EditArguments arguments;
   arguments.wants_help = asks_for_help(words);
   if (arguments.wants_help) return arguments;
-  if (!read_command_line(words, options_for(arguments), arguments.chain, error)) {
+  if (!read_command_line(words, options_for(arguments), arguments.chain, error))
     return std::nullopt;
-  }
   std::string ignored;
   if (arguments.chain.empty()) {
     error = "no chain given";

@@ -7,8 +7,8 @@
 #include <span>
 #include <utility>
 
-#include "tools/midi/period_events.hpp"
 #include "tools/edit/test_notes.hpp"
+#include "tools/midi/period_events.hpp"
 
 namespace vesk::tools {
 namespace {
@@ -72,11 +72,9 @@ LivePlayer::~LivePlayer() {
 
 void LivePlayer::listen() {
   float peak = peak_.load(std::memory_order_relaxed);
-  for (const unsigned channel : {0u, 1u}) {
-    for (const float sample : host_.output(channel).first(period_)) {
+  for (const unsigned channel : {0u, 1u})
+    for (const float sample : host_.output(channel).first(period_))
       peak = std::max(peak, std::abs(sample));
-    }
-  }
   peak_.store(peak, std::memory_order_relaxed);
 }
 

@@ -71,9 +71,8 @@ std::optional<std::string> with_preset(const std::string& chain, const std::stri
   unsigned plugin = 0;
   for (std::string element : PluginSpec::split_chain(chain)) {
     // A preset path is all that follows its '@', to the element's end.
-    if (plugin == presets.front().plugin) {
+    if (plugin == presets.front().plugin)
       element.replace(element.size() - old.size(), old.size(), path);
-    }
     if (plugin++ > 0) changed += '|';
     changed += element;
   }
@@ -115,11 +114,10 @@ bool OldPreset::has_changed() const {
 OldPreset::~OldPreset() {
   if (path_.empty() || has_changed()) return;
   std::string ignored;
-  if (earlier_) {
+  if (earlier_)
     write_bytes(kept_path(), *earlier_, ignored);
-  } else {
+  else
     unlink(kept_path().c_str());
-  }
 }
 
 }  // namespace vesk::tools

@@ -13,13 +13,13 @@
 #include <vector>
 
 #include "spec/plugin_spec.hpp"
-#include "tools/program/chain_text.hpp"
-#include "tools/program/interruption.hpp"
-#include "tools/edit/live_player.hpp"
 #include "tools/audio/loudness.hpp"
-#include "tools/midi/midi_file.hpp"
+#include "tools/edit/live_player.hpp"
 #include "tools/edit/preset_file.hpp"
 #include "tools/edit/test_notes.hpp"
+#include "tools/midi/midi_file.hpp"
+#include "tools/program/chain_text.hpp"
+#include "tools/program/interruption.hpp"
 #include "vesk/host_process.hpp"
 
 namespace vesk::tools {
@@ -63,9 +63,8 @@ class Presets {
   void take_notices(HostProcess& host) {
     while (const auto plugin = host.next_saved_notice()) {
       const auto path = paths_.find(*plugin);
-      if (path != paths_.end() && rewritten_.insert(*plugin).second) {
+      if (path != paths_.end() && rewritten_.insert(*plugin).second)
         say(path->second + ": rewritten");
-      }
     }
   }
 
@@ -108,11 +107,9 @@ bool open_editors(HostProcess& host, const std::string& chain, std::string& erro
     error = "no editor could be opened (is there a display?)";
     return false;
   }
-  for (unsigned plugin = 0; plugin < plugins && !host.has_ended(); ++plugin) {
-    if ((open >> plugin & 1) == 0) {
+  for (unsigned plugin = 0; plugin < plugins && !host.has_ended(); ++plugin)
+    if ((open >> plugin & 1) == 0)
       say("plugin " + std::to_string(plugin) + " of the chain has no editor to show");
-    }
-  }
   return true;
 }
 
@@ -128,9 +125,8 @@ void watch_editors(HostProcess& host, Presets& presets) {
 /// The host's own lines about files that it could not write.
 std::string save_failure(HostProcess& host) {
   constexpr std::string_view own = "plugin host: ";
-  for (const std::string& line : host.last_lines()) {
+  for (const std::string& line : host.last_lines())
     if (line.starts_with("plugin host: could not save ")) return line.substr(own.size());
-  }
   return {};
 }
 

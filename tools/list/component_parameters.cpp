@@ -40,9 +40,8 @@ Opened open(AudioComponent component) {
                             ^(AudioComponentInstance unit, OSStatus status) {
                               result->set_value({unit, status});
                             });
-  if (opened.wait_for(longest_start) != std::future_status::ready) {
+  if (opened.wait_for(longest_start) != std::future_status::ready)
     return {nullptr, kAudioComponentErr_InstanceTimedOut};
-  }
   return opened.get();
 }
 
@@ -63,9 +62,8 @@ std::vector<std::string> read_value_names(AudioUnit unit, AudioUnitParameterID i
   const CFIndex count = CFArrayGetCount(strings);
   std::vector<std::string> names;
   names.reserve(static_cast<std::size_t>(count));
-  for (CFIndex i = 0; i < count; ++i) {
+  for (CFIndex i = 0; i < count; ++i)
     names.push_back(text_of(static_cast<CFStringRef>(CFArrayGetValueAtIndex(strings, i))));
-  }
   CFRelease(strings);
   return names;
 }

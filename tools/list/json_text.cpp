@@ -19,9 +19,8 @@ std::size_t character_length(std::string_view text) {
                              : first < 0xF5 ? 4
                                             : 0;
   if (length == 0 || length > text.size()) return 0;
-  for (std::size_t i = 1; i < length; ++i) {
+  for (std::size_t i = 1; i < length; ++i)
     if ((byte(i) & 0xC0) != 0x80) return 0;
-  }
   // Overlong forms, surrogates and what lies beyond U+10FFFF.
   if (length > 2) {
     const std::uint8_t second = byte(1);

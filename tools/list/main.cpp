@@ -4,9 +4,9 @@
 
 #include "spec/catalogue.hpp"
 #include "spec/plugin_spec.hpp"
+#include "tools/list/arguments.hpp"
 #include "tools/list/component_listing.hpp"
 #include "tools/list/component_parameters.hpp"
-#include "tools/list/arguments.hpp"
 #include "tools/list/parameter_listing.hpp"
 
 namespace {

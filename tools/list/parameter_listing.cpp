@@ -88,15 +88,13 @@ std::string parameters_text(const std::vector<ParameterDescription>& parameters)
                     number(parameter.default_value), remark});
   }
   std::array<std::size_t, 5> widths{};
-  for (const Row& row : rows) {
+  for (const Row& row : rows)
     for (std::size_t i = 0; i < row.size(); ++i) widths[i] = std::max(widths[i], width(row[i]));
-  }
   std::string text;
   for (std::size_t r = 0; r < rows.size(); ++r) {
     std::string line;
-    for (std::size_t i = 0; i < rows[r].size(); ++i) {
+    for (std::size_t i = 0; i < rows[r].size(); ++i)
       line += rows[r][i] + std::string(widths[i] - width(rows[r][i]) + 2, ' ');
-    }
     line.erase(line.find_last_not_of(' ') + 1);
     text += line + '\n';
     if (r == 0) continue;
@@ -123,9 +121,8 @@ std::string parameters_json(const std::string& specification, const std::string&
             ", \"default\": " + json_number(parameter.default_value) +
             ", \"unit\": " + json_string(parameter.unit) +
             ", \"writable\": " + (parameter.is_writable ? "true" : "false") + ", \"values\": [";
-    for (std::size_t i = 0; i < parameter.value_names.size(); ++i) {
+    for (std::size_t i = 0; i < parameter.value_names.size(); ++i)
       text += (i ? ", " : "") + json_string(parameter.value_names[i]);
-    }
     text += "]}";
     separator = ",\n";
   }

@@ -102,9 +102,8 @@ class TrackReader {
     if (bytes_.size() - position_ < wanted) return fail("ends inside an event", error);
     TickEvent event{tick, score.events.size(), running_status_, bytes_[position_], 0};
     if (wanted == 2) event.data2 = bytes_[position_ + 1];
-    if ((event.data1 | event.data2) & 0x80) {
+    if ((event.data1 | event.data2) & 0x80)
       return fail("has a status byte where a data byte should be", error);
-    }
     position_ += wanted;
     score.events.push_back(event);
     return true;
@@ -115,9 +114,8 @@ class TrackReader {
     if (position_ >= bytes_.size()) return fail("ends inside an event", error);
     const std::uint8_t type = bytes_[position_++];
     std::uint32_t length = 0;
-    if (!read_length(length) || bytes_.size() - position_ < length) {
+    if (!read_length(length) || bytes_.size() - position_ < length)
       return fail("ends inside an event", error);
-    }
     const Bytes body = bytes_.subspan(position_, length);
     position_ += length;
     if (type == 0x2F) ended = true;
@@ -267,9 +265,8 @@ std::optional<Song> parse_midi(std::span<const std::uint8_t> bytes, std::string&
     return std::nullopt;
   }
   song.events.reserve(score.events.size());
-  for (const TickEvent& event : score.events) {
+  for (const TickEvent& event : score.events)
     song.events.push_back({clock.seconds(event.tick), event.status, event.data1, event.data2});
-  }
   return song;
 }
 

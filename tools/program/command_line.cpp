@@ -55,11 +55,9 @@ bool read_command_line(const std::vector<std::string>& words, std::span<const Op
     const std::size_t equals = word.starts_with("--") ? word.find('=') : std::string::npos;
     const std::string name = word.substr(0, equals);
     const Option* option = nullptr;
-    for (const Option& candidate : options) {
-      if (name == candidate.name || (candidate.short_name && name == candidate.short_name)) {
+    for (const Option& candidate : options)
+      if (name == candidate.name || (candidate.short_name && name == candidate.short_name))
         option = &candidate;
-      }
-    }
     if (!option) {
       error = "unknown option " + name;
       return false;

@@ -100,22 +100,20 @@ std::optional<RenderArguments> parse_render_arguments(const std::vector<std::str
   RenderArguments arguments;
   arguments.wants_help = asks_for_help(words);
   if (arguments.wants_help) return arguments;
-  if (!read_command_line(words, options_for(arguments), arguments.chain, error)) {
+  if (!read_command_line(words, options_for(arguments), arguments.chain, error))
     return std::nullopt;
-  }
-  if (arguments.chain.empty()) {
+  if (arguments.chain.empty())
     error = "no chain given";
-  } else if (arguments.midi_path.empty() && arguments.input_path.empty()) {
+  else if (arguments.midi_path.empty() && arguments.input_path.empty())
     error = "nothing to play: give --midi FILE or --input FILE";
-  } else if (arguments.output_path.empty()) {
+  else if (arguments.output_path.empty())
     error = "no output given (-o FILE)";
-  } else if (!format_of_name(arguments.output_path, arguments.format)) {
+  else if (!format_of_name(arguments.output_path, arguments.format))
     error = "-o " + arguments.output_path + ": the name must end in .wav or .flac";
-  } else if (!arguments.plot_path.empty() && !arguments.plot_path.ends_with(".png")) {
+  else if (!arguments.plot_path.empty() && !arguments.plot_path.ends_with(".png"))
     error = "--plot " + arguments.plot_path + ": the name must end in .png";
-  } else if (check_chain(arguments, error)) {
+  else if (check_chain(arguments, error))
     return arguments;
-  }
   return std::nullopt;
 }
 

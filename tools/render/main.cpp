@@ -3,8 +3,8 @@
 #include <string>
 #include <vector>
 
-#include "tools/program/interruption.hpp"
 #include "tools/audio/loudness.hpp"
+#include "tools/program/interruption.hpp"
 #include "tools/render/arguments.hpp"
 #include "tools/render/render_song.hpp"
 
@@ -16,9 +16,8 @@ void print_figures(const RenderArguments& arguments, const RenderReport& report)
   const double seconds = static_cast<double>(report.frames) / report.sample_rate;
   std::printf("%s: %.3f s, %d Hz, %s\n", arguments.output_path.c_str(), seconds, report.sample_rate,
               arguments.format == AudioFormat::wav_float ? "32-bit float WAV" : "24-bit FLAC");
-  if (!arguments.plot_path.empty()) {
+  if (!arguments.plot_path.empty())
     std::printf("%s: waveform and spectrogram\n", arguments.plot_path.c_str());
-  }
   std::printf("chain: %s\n", report.chain_name.c_str());
   if (report.latency_frames > 0) {
     std::printf("latency: %llu frames, %s\n",
@@ -26,16 +25,14 @@ void print_figures(const RenderArguments& arguments, const RenderReport& report)
                 arguments.keep_latency ? "left in" : "trimmed from the start");
   }
   const double peak = to_dbfs(static_cast<double>(report.peak));
-  if (std::isfinite(peak)) {
+  if (std::isfinite(peak))
     std::printf("peak: %.1f dBFS\n", peak);
-  } else {
+  else
     std::printf("peak: silence\n");
-  }
-  if (report.loudness_lufs) {
+  if (report.loudness_lufs)
     std::printf("loudness: %.1f LUFS integrated\n", *report.loudness_lufs);
-  } else {
+  else
     std::printf("loudness: nothing loud or long enough to measure\n");
-  }
   std::printf(
       "rendered: %llu periods of %u frames in %.3f s, %.0f times as fast as played, "
       "after %.3f s of loading\n",
@@ -67,9 +64,8 @@ int main(int argc, char** argv) {
     case RenderOutcome::done:
       break;
   }
-  for (const std::string& remark : report.remarks) {
+  for (const std::string& remark : report.remarks)
     std::fprintf(stderr, "vesk-render: %s\n", remark.c_str());
-  }
   if (!arguments->quiet) print_figures(*arguments, report);
   return 0;
 }

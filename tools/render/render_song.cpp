@@ -11,10 +11,10 @@
 #include <utility>
 
 #include "spec/plugin_spec.hpp"
+#include "tools/audio/picture.hpp"
 #include "tools/program/chain_text.hpp"
 #include "tools/program/interruption.hpp"
 #include "tools/program/output_file.hpp"
-#include "tools/audio/picture.hpp"
 #include "tools/program/progress_bar.hpp"
 #include "tools/render/song_sink.hpp"
 #include "tools/render/song_source.hpp"
@@ -95,9 +95,8 @@ class Rendering {
     while (!sink_.is_over()) {
       if (!source_.prepare(period_, error)) return RenderOutcome::failed;
       if (!work_while_host_renders(error)) return RenderOutcome::failed;
-      if (const RenderOutcome outcome = collect(error); outcome != RenderOutcome::done) {
+      if (const RenderOutcome outcome = collect(error); outcome != RenderOutcome::done)
         return outcome;
-      }
       keep_output();
       if (!send(error)) return RenderOutcome::failed;
       was_drained_ = backlog_[0].size() - done_ >= longest_backlog;
@@ -130,9 +129,8 @@ class Rendering {
   void keep_output() {
     for (unsigned side : {0u, 1u}) {
       std::vector<float>& waiting = backlog_[side];
-      if (done_ >= longest_backlog) {
+      if (done_ >= longest_backlog)
         waiting.erase(waiting.begin(), waiting.begin() + static_cast<std::ptrdiff_t>(done_));
-      }
       const auto output = host_.output(side).first(period_);
       waiting.insert(waiting.end(), output.begin(), output.end());
     }
@@ -155,9 +153,8 @@ class Rendering {
   }
 
   bool work_while_host_renders(std::string& error) {
-    while (done_ < backlog_[0].size() && Clock::now() - last_sent_ < allowance_ - margin) {
+    while (done_ < backlog_[0].size() && Clock::now() - last_sent_ < allowance_ - margin)
       if (!work(work_slice, error)) return false;
-    }
     return true;
   }
 
@@ -270,9 +267,8 @@ RenderOutcome publish(const RenderArguments& arguments, const RenderReport& repo
         arguments.midi_path.empty() ? arguments.input_path : arguments.midi_path;
     const Caption caption{source.substr(source.rfind('/') + 1), report.chain_name,
                           figures_text(report)};
-    if (!draw_picture(audio.temporary_path(), caption, *picture, error)) {
+    if (!draw_picture(audio.temporary_path(), caption, *picture, error))
       return RenderOutcome::failed;
-    }
   }
   if (interruption() != 0) return RenderOutcome::interrupted;
   const bool is_published = audio.commit(error) && (!picture || picture->commit(error));
@@ -293,10 +289,8 @@ RenderOutcome render_song(const RenderArguments& arguments, RenderReport& report
                           std::string& error) {
   const auto source =
       SongSource::open(arguments.midi_path, arguments.input_path, arguments.sample_rate, error);
-  if (!source || !can_write(arguments.output_path, error) ||
-      !can_write(arguments.plot_path, error)) {
+  if (!source || !can_write(arguments.output_path, error) || !can_write(arguments.plot_path, error))
     return RenderOutcome::failed;
-  }
   report.chain_name = chain_name(arguments.chain);
   report.sample_rate = source->sample_rate();
   report.remarks = source->remarks();

@@ -55,9 +55,8 @@ std::vector<std::string> SongSink::remarks() const {
                   to_dbfs(static_cast<double>(meter_.peak())));
     remarks.push_back(text);
   }
-  if (tail_.was_cut()) {
+  if (tail_.was_cut())
     remarks.push_back("still sounding 30 seconds after the song's end, where the output stops");
-  }
   return remarks;
 }
 

@@ -6,10 +6,10 @@
 #include <string>
 #include <vector>
 
-#include "tools/audio/writer.hpp"
 #include "tools/audio/loudness.hpp"
-#include "tools/program/output_file.hpp"
 #include "tools/audio/tail.hpp"
+#include "tools/audio/writer.hpp"
+#include "tools/program/output_file.hpp"
 
 namespace vesk::tools {
 

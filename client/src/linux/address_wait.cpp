@@ -10,7 +10,7 @@
 namespace vesk::client {
 
 namespace {
-constexpr std::int64_t kNanosPerSecond = 1'000'000'000;
+constexpr std::int64_t nanos_per_second = 1'000'000'000;
 }
 
 // Neither call has the private flag: the other side sleeps and wakes in its own process.
@@ -20,8 +20,8 @@ void wait_while(const std::uint32_t& word, std::uint32_t value,
   // The one place where the driving thread means to sleep.
   VESK_TRUSTED_CALL;
   const std::int64_t nanos = limit.count();
-  const timespec time{static_cast<time_t>(nanos / kNanosPerSecond),
-                      static_cast<long>(nanos % kNanosPerSecond)};
+  const timespec time{static_cast<time_t>(nanos / nanos_per_second),
+                      static_cast<long>(nanos % nanos_per_second)};
   syscall(SYS_futex, &word, FUTEX_WAIT, value, &time, nullptr, 0);
 }
 
@@ -36,7 +36,7 @@ std::int64_t now_ns() noexcept VESK_REALTIME {
   VESK_TRUSTED_CALL;
   timespec time{};
   clock_gettime(CLOCK_MONOTONIC, &time);
-  return time.tv_sec * kNanosPerSecond + time.tv_nsec;
+  return time.tv_sec * nanos_per_second + time.tv_nsec;
 }
 
 }  // namespace vesk::client

@@ -28,9 +28,9 @@ namespace vesk::client {
 
 namespace {
 
-constexpr int kRecordDescriptor = 3;
+constexpr int record_descriptor = 3;
 /// Waits below a millisecond look for a host that is about to be ready.
-constexpr std::int64_t kShortWait = 1'000'000;
+constexpr std::int64_t short_wait = 1'000'000;
 
 /// Ends the waits of this thread when they were told to end: the kernel adds 50 us to each
 /// otherwise, a good part of a short start.
@@ -62,9 +62,9 @@ void give_process_cpus(int pid) {
 int ChildProcess::spawn(const Launch& launch, int output) {
   SpawnFileActions actions(output);
   if (launch.record_descriptor >= 0)
-    posix_spawn_file_actions_adddup2(actions.get(), launch.record_descriptor, kRecordDescriptor);
+    posix_spawn_file_actions_adddup2(actions.get(), launch.record_descriptor, record_descriptor);
   posix_spawn_file_actions_addclosefrom_np(
-      actions.get(), launch.record_descriptor >= 0 ? kRecordDescriptor + 1 : kRecordDescriptor);
+      actions.get(), launch.record_descriptor >= 0 ? record_descriptor + 1 : record_descriptor);
   SpawnAttributes attributes(POSIX_SPAWN_SETSCHEDULER);
   const sched_param ordinary{};
   posix_spawnattr_setschedpolicy(attributes.get(), SCHED_OTHER);
@@ -102,7 +102,7 @@ void ChildProcess::kill() noexcept {
 bool ChildProcess::wait_for_exit(std::chrono::nanoseconds limit) const noexcept {
   const std::int64_t nanos = std::max<std::int64_t>(limit.count(), 0);
   std::optional<ExactWait> exact;
-  if (nanos > 0 && nanos < kShortWait) exact.emplace();
+  if (nanos > 0 && nanos < short_wait) exact.emplace();
   const timespec time{static_cast<time_t>(nanos / 1'000'000'000),
                       static_cast<long>(nanos % 1'000'000'000)};
   pollfd exit{exit_descriptor_, POLLIN, 0};

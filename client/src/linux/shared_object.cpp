@@ -20,7 +20,7 @@ namespace vesk::client {
 
 namespace {
 
-constexpr std::string_view kPrefix = "vesk-";
+constexpr std::string_view prefix = "vesk-";
 
 /// Two containers may share /dev/shm and not their process ids: objects of another namespace are
 /// not ours to judge.
@@ -61,7 +61,7 @@ void sweep_objects() {
     unsigned space = 0;
     int pid = 0;
     std::uint64_t started = 0;
-    if (!fields.literal(kPrefix) || !fields.number(space, 16) || !fields.literal("-") ||
+    if (!fields.literal(prefix) || !fields.number(space, 16) || !fields.literal("-") ||
         !fields.number(pid, 16) || !fields.literal("-") || !fields.number(started, 16) ||
         !fields.literal("-"))
       continue;

@@ -20,12 +20,10 @@ namespace {
 
 std::string cache_folder() {
   if (const char* folder = std::getenv("VESK_CACHE"); folder && *folder) return folder;
-  if (const char* base = std::getenv("XDG_CACHE_HOME"); base && *base == '/') {
+  if (const char* base = std::getenv("XDG_CACHE_HOME"); base && *base == '/')
     return std::string(base) + "/vesk";
-  }
-  if (const char* home = std::getenv("HOME"); home && *home) {
+  if (const char* home = std::getenv("HOME"); home && *home)
     return std::string(home) + "/.cache/vesk";
-  }
   return {};
 }
 

@@ -60,9 +60,8 @@ std::optional<Header> decode_header(std::span<const std::byte> bytes) {
   header.index_size = from.number<std::uint32_t>();
   const auto complement = from.number<std::uint32_t>();
   header.index_check = from.number<std::uint64_t>();
-  if (!from.ok() || complement != ~header.index_size || header.index_size > max_index_size) {
+  if (!from.ok() || complement != ~header.index_size || header.index_size > max_index_size)
     return {};
-  }
   return header;
 }
 

@@ -27,9 +27,8 @@ Counts count_ports(const Description& plugin) {
 
 std::string lower(std::string_view text) {
   std::string result(text);
-  for (char& c : result) {
+  for (char& c : result)
     if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
-  }
   return result;
 }
 
@@ -39,9 +38,8 @@ bool looks_like_side_chain(const Port& port) {
   const std::string symbol = lower(port.symbol);
   if (symbol == "sc" || symbol.starts_with("sc_")) return true;
   for (const std::string& text : {symbol, lower(port.name)}) {
-    for (const std::string_view word : {"sidechain", "side chain", "side-chain", "sidech"}) {
+    for (const std::string_view word : {"sidechain", "side chain", "side-chain", "sidech"})
       if (text.find(word) != std::string::npos) return true;
-    }
   }
   return false;
 }
@@ -63,13 +61,11 @@ void assign_roles(Description& plugin, const Counts& counts) {
     port.role = AudioRole::main;
     if (port.direction == Direction::input) inputs.push_back(&port);
   }
-  for (Port* input : inputs) {
+  for (Port* input : inputs)
     if (looks_like_side_chain(*input)) input->role = AudioRole::side;
-  }
   const auto is_side = [](const Port* port) { return port->role == AudioRole::side; };
-  if (!inputs.empty() && std::ranges::all_of(inputs, is_side)) {
+  if (!inputs.empty() && std::ranges::all_of(inputs, is_side))
     for (Port* input : inputs) input->role = AudioRole::main;
-  }
   if (counts.audio_inputs == 2 && counts.audio_outputs == 1 &&
       std::ranges::none_of(inputs, is_side)) {
     const bool first_is_side = is_called_input(*inputs[1]) && !is_called_input(*inputs[0]);
@@ -110,11 +106,9 @@ std::string why_not_hosted(const Description& plugin, const Counts& counts) {
            std::to_string(plugin.main_outputs) + " outputs; 2 of each is the most";
   }
   if (plugin.library.empty()) return "its description names no library";
-  for (const Port& port : plugin.ports) {
-    if (port.kind == PortKind::unknown && !port.has(property_connection_optional)) {
+  for (const Port& port : plugin.ports)
+    if (port.kind == PortKind::unknown && !port.has(property_connection_optional))
       return "its port '" + port.symbol + "' is of an unknown kind";
-    }
-  }
   return {};
 }
 

@@ -35,7 +35,9 @@ std::uint32_t alternate_code(std::string_view uri) {
   return code_of_hash(fnv1a_32(std::string(uri).append(alternate_suffix)));
 }
 
-bool is_component_code(std::uint32_t code) { return code_from_text(code_text(code)) != 0; }
+bool is_component_code(std::uint32_t code) {
+  return code_from_text(code_text(code)) != 0;
+}
 
 std::string code_text(std::uint32_t code) {
   return {static_cast<char>(code >> 24), static_cast<char>(code >> 16),

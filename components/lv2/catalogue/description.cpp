@@ -17,13 +17,12 @@ Range range_at(const Port& port, double sample_rate) {
   if (def && !port.min) min = std::min(min, *def);
   if (def && !port.max) max = std::max(max, *def);
   if (max < min) {
-    if (port.max && !port.min) {
+    if (port.max && !port.min)
       min = max;
-    } else if (port.min && !port.max) {
+    else if (port.min && !port.max)
       max = min;
-    } else {
+    else
       std::swap(min, max);
-    }
   }
   return {std::clamp(def.value_or(0.0f), min, max), min, max};
 }

@@ -49,11 +49,10 @@ class FieldWriter {
   }
   template <typename T>
   void put(const T& value) {
-    if constexpr (std::is_arithmetic_v<T>) {
+    if constexpr (std::is_arithmetic_v<T>)
       to_.number(value);
-    } else {
+    else
       fields(*this, value);
-    }
   }
 
   ByteWriter& to_;
@@ -97,11 +96,10 @@ class FieldReader {
   }
   template <typename T>
   void get(T& value) {
-    if constexpr (std::is_arithmetic_v<T>) {
+    if constexpr (std::is_arithmetic_v<T>)
       value = from_.number<T>();
-    } else {
+    else
       fields(*this, value);
-    }
   }
 
   ByteReader& from_;

@@ -40,8 +40,8 @@ CacheAnswer look_into_cache(const Find& find) {
 }
 
 std::optional<FoundPlugin> find_plugin(const Find& find, const std::vector<std::string>& question,
-                                       std::string* error) {
-  error->clear();
+                                       std::string& error) {
+  error.clear();
   if (auto answer = look_into_cache(find); answer.is_known) return std::move(answer.plugin);
   auto bytes = ask_scanner(question, find_limit_ms, error);
   if (!bytes) return {};
@@ -51,26 +51,26 @@ std::optional<FoundPlugin> find_plugin(const Find& find, const std::vector<std::
     if (!entry) return {};
     if (auto plugin = found_in(*image, *entry)) return plugin;
   }
-  *error = unreadable_answer;
+  error = unreadable_answer;
   return {};
 }
 
 }  // namespace
 
-std::optional<FoundPlugin> find_by_code(std::uint32_t code, std::string* error) {
-  error->clear();
+std::optional<FoundPlugin> find_by_code(std::uint32_t code, std::string& error) {
+  error.clear();
   if (!is_component_code(code)) return {};
   return find_plugin([code](const Catalogue& catalogue) { return catalogue.find_code(code); },
                      {"--answer-code", code_text(code)}, error);
 }
 
-std::optional<FoundPlugin> find_by_uri(const std::string& uri, std::string* error) {
+std::optional<FoundPlugin> find_by_uri(const std::string& uri, std::string& error) {
   return find_plugin([&uri](const Catalogue& catalogue) { return catalogue.find_uri(uri); },
                      {"--answer-uri", uri}, error);
 }
 
-std::optional<Catalogue> list_all(std::string* error) {
-  error->clear();
+std::optional<Catalogue> list_all(std::string& error) {
+  error.clear();
   if (const auto image = CatalogueImage::from_file(cache_file_path());
       image && image->catalogue().complete() && is_current(image->catalogue())) {
     return image->catalogue();
@@ -79,7 +79,7 @@ std::optional<Catalogue> list_all(std::string* error) {
   if (!bytes) return {};
   const auto image = CatalogueImage::from_bytes(std::move(*bytes));
   if (!image) {
-    *error = unreadable_answer;
+    error = unreadable_answer;
     return {};
   }
   return image->catalogue();

@@ -6,7 +6,7 @@
 namespace vesk::lv2 {
 
 std::optional<State> read_preset(const Description& plugin, const Preset& preset,
-                                 std::string* error) {
+                                 std::string& error) {
   constexpr int limit_ms = 30'000;
   const auto answer = ask_scanner(
       {"--answer-preset", plugin.bundle, preset.bundle, plugin.uri, preset.uri}, limit_ms, error);
@@ -14,7 +14,7 @@ std::optional<State> read_preset(const Description& plugin, const Preset& preset
   ByteReader from(*answer);
   State state = decode_state(from);
   if (!from.ok() || !from.at_end()) {
-    *error = "preset " + preset.uri + " cannot be read";
+    error = "preset " + preset.uri + " cannot be read";
     return {};
   }
   return state;

@@ -10,9 +10,9 @@
 namespace vesk::lv2 {
 
 /// Reads what `preset` of the plugin `plugin` holds, by running the scanner program for this
-/// one preset (some tens of milliseconds). Nothing, with a sentence in `*error`, when it cannot be
+/// one preset (some tens of milliseconds). Nothing, with a sentence in `error`, when it cannot be
 /// read. Any thread that is not real-time.
 std::optional<State> read_preset(const Description& plugin, const Preset& preset,
-                                 std::string* error);
+                                 std::string& error);
 
 }  // namespace vesk::lv2

@@ -52,9 +52,8 @@ class SpawnPlan {
 
   int spawn(pid_t* pid, const std::string& program, const std::vector<std::string>& arguments) {
     std::vector<char*> words{const_cast<char*>(program.c_str())};
-    for (const std::string& argument : arguments) {
+    for (const std::string& argument : arguments)
       words.push_back(const_cast<char*>(argument.c_str()));
-    }
     words.push_back(nullptr);
     return ::posix_spawn(pid, program.c_str(), &actions_, &attributes_, words.data(), environ);
   }
@@ -98,22 +97,21 @@ std::string scanner_path() {
     candidates.push_back(fs::path(module.dli_fname).parent_path() / ".." / ".." / "bin" /
                          program_name);
   }
-  for (const fs::path& candidate : candidates) {
+  for (const fs::path& candidate : candidates)
     if (::access(candidate.c_str(), X_OK) == 0) return candidate.string();
-  }
   return {};
 }
 
 std::optional<Bytes> ask_scanner(const std::vector<std::string>& arguments, int limit_ms,
-                                 std::string* error) {
+                                 std::string& error) {
   const std::string program = scanner_path();
   if (program.empty()) {
-    *error = "the program vesk-lv2-scan was not found";
+    error = "the program vesk-lv2-scan was not found";
     return {};
   }
   int ends[2];
   if (::pipe2(ends, O_CLOEXEC) != 0) {
-    *error = program + ": no pipe (" + error_text(errno) + ")";
+    error = program + ": no pipe (" + error_text(errno) + ")";
     return {};
   }
   pid_t pid = -1;
@@ -121,7 +119,7 @@ std::optional<Bytes> ask_scanner(const std::vector<std::string>& arguments, int 
   ::close(ends[1]);
   if (failure != 0) {
     ::close(ends[0]);
-    *error = program + ": " + error_text(failure);
+    error = program + ": " + error_text(failure);
     return {};
   }
   Bytes answer;
@@ -137,15 +135,15 @@ std::optional<Bytes> ask_scanner(const std::vector<std::string>& arguments, int 
     }
   }
   if (!complete) {
-    *error = program + ": no answer within " + std::to_string(limit_ms / 1000) + " s";
+    error = program + ": no answer within " + std::to_string(limit_ms / 1000) + " s";
     return {};
   }
   if (WIFSIGNALED(status)) {
-    *error = program + ": " + signal_text(WTERMSIG(status));
+    error = program + ": " + signal_text(WTERMSIG(status));
     return {};
   }
   if (WEXITSTATUS(status) != 0) {
-    *error = program + ": exit status " + std::to_string(WEXITSTATUS(status));
+    error = program + ": exit status " + std::to_string(WEXITSTATUS(status));
     return {};
   }
   return answer;

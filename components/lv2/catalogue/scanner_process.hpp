@@ -16,9 +16,9 @@ std::string scanner_path();
 
 /// Runs the scanner with these arguments and returns what it wrote to standard output, when it
 /// ended well. Its standard error is this process's, so that a person sees its progress.
-/// Nothing, with a sentence in `*error`, otherwise. Kills it after `limit_ms`. Any thread that is
+/// Nothing, with a sentence in `error`, otherwise. Kills it after `limit_ms`. Any thread that is
 /// not real-time; other children of the process are left alone.
 std::optional<Bytes> ask_scanner(const std::vector<std::string>& arguments, int limit_ms,
-                                 std::string* error);
+                                 std::string& error);
 
 }  // namespace vesk::lv2

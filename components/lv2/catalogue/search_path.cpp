@@ -44,9 +44,8 @@ std::vector<std::string> search_path() {
     rest = colon == std::string_view::npos ? std::string_view() : rest.substr(colon + 1);
     if (element.empty()) continue;
     std::string folder = absolute(element);
-    if (!folder.empty() && std::ranges::find(folders, folder) == folders.end()) {
+    if (!folder.empty() && std::ranges::find(folders, folder) == folders.end())
       folders.push_back(std::move(folder));
-    }
   }
   return folders;
 }
@@ -57,9 +56,8 @@ std::vector<std::string> bundles_in(const std::string& folder) {
   fs::directory_iterator entry(folder, error);
   for (; !error && entry != fs::directory_iterator(); entry.increment(error)) {
     std::error_code missing;
-    if (fs::is_regular_file(entry->path() / "manifest.ttl", missing)) {
+    if (fs::is_regular_file(entry->path() / "manifest.ttl", missing))
       bundles.push_back(entry->path().string() + "/");
-    }
   }
   std::ranges::sort(bundles);
   return bundles;

@@ -12,8 +12,8 @@ namespace {
 EditorLink* link_of(AudioUnit unit) {
   EditorLink* link = nullptr;
   UInt32 size = sizeof(EditorLink*);
-  const OSStatus status = AudioUnitGetProperty(unit, kEditorLinkProperty, kAudioUnitScope_Global, 0,
-                                               static_cast<void*>(&link), &size);
+  const OSStatus status = AudioUnitGetProperty(unit, editor_link_property, kAudioUnitScope_Global,
+                                               0, static_cast<void*>(&link), &size);
   return status == noErr ? link : nullptr;
 }
 
@@ -22,9 +22,7 @@ EditorLink* link_of(AudioUnit unit) {
 std::unique_ptr<EditorSession> EditorSession::open(AudioUnit unit, _XDisplay* toolkit_display) {
   EditorLink* link = link_of(unit);
   std::unique_ptr<PluginArea> area = PluginArea::open();
-  if (link == nullptr || area == nullptr) {
-    return nullptr;
-  }
+  if (link == nullptr || area == nullptr) return nullptr;
   std::unique_ptr<EditorSession> session(
       new EditorSession(*link, std::move(area), toolkit_display));
   if (!link->attach(session.get())) {
@@ -33,7 +31,7 @@ std::unique_ptr<EditorSession> EditorSession::open(AudioUnit unit, _XDisplay* to
   }
   // Without an interface the unit gets the panel of its parameters, which needs no word.
   std::string error;
-  if (!session->open_interface(&error)) return nullptr;
+  if (!session->open_interface(error)) return nullptr;
   return session;
 }
 
@@ -47,12 +45,10 @@ EditorSession::~EditorSession() {
   if (link_ != nullptr) link_->detach(this);
 }
 
-bool EditorSession::open_interface(std::string* error) {
+bool EditorSession::open_interface(std::string& error) {
   count_x_errors(toolkit_display_);
   interface_ = PluginInterface::open(*link_, *area_, error);
-  if (interface_ == nullptr) {
-    return false;
-  }
+  if (interface_ == nullptr) return false;
   follow_size();
   return true;
 }
@@ -83,18 +79,12 @@ void EditorSession::take_out() {
 }
 
 bool EditorSession::turn() {
-  if (link_ == nullptr || area_->is_lost()) {
-    return false;
-  }
+  if (link_ == nullptr || area_->is_lost()) return false;
   count_x_errors(toolkit_display_);
   if (interface_ == nullptr) {
-    if (!waits_for_instance_ || link_->handle() == nullptr) {
-      return waits_for_instance_;
-    }
+    if (!waits_for_instance_ || link_->handle() == nullptr) return waits_for_instance_;
     waits_for_instance_ = false;
-    if (!open_interface(&failure_)) {
-      return false;
-    }
+    if (!open_interface(failure_)) return false;
   }
   if (!interface_->turn()) {
     failure_ = interface_->failure();

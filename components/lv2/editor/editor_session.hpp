@@ -41,7 +41,7 @@ class EditorSession final : private EditorViewer {
 
  private:
   EditorSession(EditorLink& link, std::unique_ptr<PluginArea> area, _XDisplay* toolkit_display);
-  bool open_interface(std::string* error);
+  bool open_interface(std::string& error);
   void follow_size();
   void instance_leaves() override;
   void unit_ends() override;

@@ -21,9 +21,8 @@ const char* unmap_urid(LV2_URID_Unmap_Handle handle, LV2_URID urid) {
 }
 
 std::uint32_t port_of(LV2UI_Feature_Handle handle, const char* symbol) {
-  for (const Port& port : link_of(handle).plugin().ports) {
+  for (const Port& port : link_of(handle).plugin().ports)
     if (symbol != nullptr && port.symbol == symbol) return port.index;
-  }
   return LV2UI_INVALID_PORT_INDEX;
 }
 
@@ -78,9 +77,8 @@ InterfaceFeatures::InterfaceFeatures(EditorLink& link, unsigned long window,
   };
   if (const LV2_Handle handle = link.handle()) {
     features_.push_back({LV2_INSTANCE_ACCESS_URI, handle});
-    if (data_access_.data_access != nullptr) {
+    if (data_access_.data_access != nullptr)
       features_.push_back({LV2_DATA_ACCESS_URI, &data_access_});
-    }
   }
   for (const LV2_Feature& feature : features_) list_.push_back(&feature);
   list_.push_back(nullptr);

@@ -12,8 +12,8 @@
 #include <string>
 #include <vector>
 
-#include "components/lv2/unit/editor_link.hpp"
 #include "components/lv2/instance/plugin_log.hpp"
+#include "components/lv2/unit/editor_link.hpp"
 
 namespace vesk::lv2 {
 

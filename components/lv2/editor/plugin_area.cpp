@@ -77,9 +77,7 @@ bool PluginArea::is_lost() const {
 }
 
 void PluginArea::put_into(unsigned long parent, int x, int y) {
-  if (parent_ == parent && x_ == x && y_ == y) {
-    return;
-  }
+  if (parent_ == parent && x_ == x && y_ == y) return;
   if (parent_ == parent) {
     XMoveWindow(display_, window_, x, y);
   } else {
@@ -94,9 +92,7 @@ void PluginArea::put_into(unsigned long parent, int x, int y) {
 }
 
 void PluginArea::take_out() {
-  if (parent_ == 0) {
-    return;
-  }
+  if (parent_ == 0) return;
   parent_ = 0;
   XUnmapWindow(display_, window_);
   XReparentWindow(display_, window_, DefaultRootWindow(display_), 0, 0);
@@ -104,9 +100,7 @@ void PluginArea::take_out() {
 }
 
 void PluginArea::resize(AreaSize size) {
-  if (size == size_) {
-    return;
-  }
+  if (size == size_) return;
   size_ = size;
   XResizeWindow(display_, window_, static_cast<unsigned>(std::max(size.width, 1)),
                 static_cast<unsigned>(std::max(size.height, 1)));
@@ -115,16 +109,12 @@ void PluginArea::resize(AreaSize size) {
 
 std::optional<AreaSize> PluginArea::new_content_size() {
   read_events();
-  if (!std::exchange(content_changed_, false)) {
-    return std::nullopt;
-  }
+  if (!std::exchange(content_changed_, false)) return std::nullopt;
   Window root = 0;
   Window parent = 0;
   Window* children = nullptr;
   unsigned count = 0;
-  if (!XQueryTree(display_, window_, &root, &parent, &children, &count)) {
-    return std::nullopt;
-  }
+  if (!XQueryTree(display_, window_, &root, &parent, &children, &count)) return std::nullopt;
   // The one on top: some interfaces make helper windows first.
   const Window content = count > 0 ? children[count - 1] : 0;
   if (children != nullptr) XFree(children);
@@ -170,9 +160,8 @@ void PluginArea::take(XEvent& event) {
       break;
     case FocusIn:
     case FocusOut:
-      if (event.xfocus.window == window_ && is_focus_change(event.xfocus.detail)) {
+      if (event.xfocus.window == window_ && is_focus_change(event.xfocus.detail))
         has_focus_ = event.type == FocusIn;
-      }
       break;
     case GenericEvent:
       if (event.xcookie.extension == input_extension_) {

@@ -15,10 +15,10 @@
 namespace vesk::lv2 {
 namespace {
 
-constexpr std::uint32_t kThreadSlots = 64 * 1024 / 8;
+constexpr std::uint32_t thread_slots = 64 * 1024 / 8;
 /// A write that is refused is answered with the present value, to which some interfaces answer with
 /// the same write.
-constexpr int kMostAnswers = 3;
+constexpr int most_answers = 3;
 
 /// What a thread of the interface's leaves for the main one; its data follows.
 struct ThreadMessage {
@@ -28,12 +28,12 @@ struct ThreadMessage {
 };
 
 /// The library is never closed: toolkits in it leave threads and exit handlers behind.
-void* open_library(const Editor& editor, std::string* error) {
+void* open_library(const Editor& editor, std::string& error) {
   void* image = dlopen(editor.library.c_str(), RTLD_NOW | RTLD_LOCAL);
   if (image == nullptr) {
     // The loader keeps one message a thread. NOLINTNEXTLINE(concurrency-mt-unsafe)
     const char* cause = dlerror();
-    *error = cause != nullptr ? cause : "its library cannot be opened";
+    error = cause != nullptr ? cause : "its library cannot be opened";
   }
   return image;
 }
@@ -60,41 +60,35 @@ PluginInterface::PluginInterface(EditorLink& link, PluginArea& area)
       patch_set_(link.map(LV2_PATCH__Set)),
       patch_put_(link.map(LV2_PATCH__Put)),
       knows_instance_(link.handle() != nullptr),
-      from_threads_(kThreadSlots) {
+      from_threads_(thread_slots) {
   for (const Direction direction : {Direction::input, Direction::output}) {
-    for (const Port& port : link.plugin().ports) {
-      if (port.kind == PortKind::control && port.direction == direction) {
+    for (const Port& port : link.plugin().ports)
+      if (port.kind == PortKind::control && port.direction == direction)
         controls_.push_back({.port = port.index});
-      }
-    }
   }
 }
 
 std::unique_ptr<PluginInterface> PluginInterface::open(EditorLink& link, PluginArea& area,
-                                                       std::string* error) {
+                                                       std::string& error) {
   std::unique_ptr<PluginInterface> interface(new PluginInterface(link, area));
-  if (!interface->instantiate(error)) {
-    return nullptr;
-  }
+  if (!interface->instantiate(error)) return nullptr;
   interface->run([&] { interface->send_values(); });
   return interface;
 }
 
-bool PluginInterface::instantiate(std::string* error) {
+bool PluginInterface::instantiate(std::string& error) {
   const Editor& editor = link_.editor();
   void* image = open_library(editor, error);
-  if (image == nullptr) {
-    return false;
-  }
+  if (image == nullptr) return false;
   // Found in the library itself or in what it is linked with. Without GLX many such interfaces
   // crash rather than fail.
   if (dlsym(image, "glXQueryVersion") != nullptr && !area_.has_glx()) {
-    *error = "the display shows no OpenGL";
+    error = "the display shows no OpenGL";
     return false;
   }
   descriptor_ = find_descriptor(image, editor.uri);
   if (descriptor_ == nullptr) {
-    *error = "its library lacks it";
+    error = "its library lacks it";
     return false;
   }
   const bool returned = run([&] {
@@ -103,7 +97,7 @@ bool PluginInterface::instantiate(std::string* error) {
                                  &write_callback, this, &widget_, features_.list());
   });
   if (!returned || handle_ == nullptr) {
-    *error = !failure_.empty() ? failure_ : "it could not be made";
+    error = !failure_.empty() ? failure_ : "it could not be made";
     return false;
   }
   const auto extension = [&](const char* uri) {
@@ -155,9 +149,7 @@ bool PluginInterface::run(Work work) {
 
 bool PluginInterface::turn() {
   // The interface has connections of its own, that it must not find broken.
-  if (is_abandoned_ || area_.is_lost()) {
-    return false;
-  }
+  if (is_abandoned_ || area_.is_lost()) return false;
   area_.read_events();
   bool wants_to_end = false;
   const bool returned = run([&] {
@@ -171,23 +163,18 @@ bool PluginInterface::turn() {
 
 std::optional<AreaSize> PluginInterface::take_wanted_size() {
   const std::uint64_t wanted = wanted_size_.exchange(0, std::memory_order_relaxed);
-  if (wanted == 0) {
-    return std::nullopt;
-  }
+  if (wanted == 0) return std::nullopt;
   return AreaSize{static_cast<int>(wanted >> 32), static_cast<int>(wanted & 0xffffffffu)};
 }
 
 bool PluginInterface::resize(AreaSize size) {
-  if (resizes_ == nullptr || resizes_->ui_resize == nullptr) {
-    return false;
-  }
+  if (resizes_ == nullptr || resizes_->ui_resize == nullptr) return false;
   return run([&] { resizes_->ui_resize(handle_, size.width, size.height); });
 }
 
 PluginInterface::Known* PluginInterface::known(std::uint32_t port) {
-  for (Known& control : controls_) {
+  for (Known& control : controls_)
     if (control.port == port) return &control;
-  }
   return nullptr;
 }
 
@@ -205,9 +192,8 @@ void PluginInterface::send_values() {
 }
 
 void PluginInterface::send_value(std::uint32_t port, float value) {
-  if (descriptor_->port_event != nullptr) {
+  if (descriptor_->port_event != nullptr)
     descriptor_->port_event(handle_, port, sizeof value, 0, &value);
-  }
 }
 
 void PluginInterface::send_events() {
@@ -241,9 +227,7 @@ void PluginInterface::follow_requests() {
 void PluginInterface::write_callback(LV2UI_Controller self, std::uint32_t port, std::uint32_t size,
                                      std::uint32_t protocol, const void* data) {
   auto& interface = *static_cast<PluginInterface*>(self);
-  if (data == nullptr || size == 0) {
-    return;
-  }
+  if (data == nullptr || size == 0) return;
   if (!interface.is_foreign_thread()) {
     interface.write(port, size, protocol, data);
     return;
@@ -277,7 +261,7 @@ void PluginInterface::write_value(std::uint32_t port, float value) {
   if (area_.is_touched()) {
     control->value = value;
     link_.set_value(port, value);
-  } else if (value != link_.value(port) && control->answers < kMostAnswers) {
+  } else if (value != link_.value(port) && control->answers < most_answers) {
     ++control->answers;
     control->is_stale = true;
   }
@@ -285,23 +269,17 @@ void PluginInterface::write_value(std::uint32_t port, float value) {
 
 void PluginInterface::write_atom(std::uint32_t port, std::uint32_t size, const LV2_Atom* atom) {
   const bool is_whole = atom->size <= size - sizeof(LV2_Atom);
-  if (is_whole && (!is_a_setting(*atom) || area_.is_touched())) {
-    link_.send(port, atom);
-  }
+  if (is_whole && (!is_a_setting(*atom) || area_.is_touched())) link_.send(port, atom);
 }
 
 bool PluginInterface::is_a_setting(const LV2_Atom& atom) const {
-  if (atom.type != object_type_ || atom.size < sizeof(LV2_Atom_Object_Body)) {
-    return false;
-  }
+  if (atom.type != object_type_ || atom.size < sizeof(LV2_Atom_Object_Body)) return false;
   const std::uint32_t type = reinterpret_cast<const LV2_Atom_Object&>(atom).body.otype;
   return type == patch_set_ || type == patch_put_;
 }
 
 int PluginInterface::resize_callback(LV2UI_Feature_Handle self, int width, int height) {
-  if (width <= 0 || height <= 0) {
-    return 1;
-  }
+  if (width <= 0 || height <= 0) return 1;
   static_cast<PluginInterface*>(self)->wanted_size_.store(
       static_cast<std::uint64_t>(width) << 32 | static_cast<std::uint32_t>(height),
       std::memory_order_relaxed);

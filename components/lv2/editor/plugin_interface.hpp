@@ -13,8 +13,8 @@
 
 #include "components/lv2/editor/interface_features.hpp"
 #include "components/lv2/editor/plugin_area.hpp"
-#include "components/lv2/unit/editor_link.hpp"
 #include "components/lv2/instance/message_ring.hpp"
+#include "components/lv2/unit/editor_link.hpp"
 
 namespace vesk::lv2 {
 
@@ -23,10 +23,10 @@ namespace vesk::lv2 {
 class PluginInterface {
  public:
   /// Makes the interface that `link` names inside `area`, and tells it all present values. May
-  /// take seconds. Null, with a sentence in `*error`, when it cannot be had: another view of the
+  /// take seconds. Null, with a sentence in `error`, when it cannot be had: another view of the
   /// plugin may do.
   static std::unique_ptr<PluginInterface> open(EditorLink& link, PluginArea& area,
-                                               std::string* error);
+                                               std::string& error);
   /// Ends it; after the display was lost, or after it threw, it is left as it is instead.
   ~PluginInterface();
   PluginInterface(const PluginInterface&) = delete;
@@ -46,7 +46,7 @@ class PluginInterface {
 
  private:
   PluginInterface(EditorLink& link, PluginArea& area);
-  bool instantiate(std::string* error);
+  bool instantiate(std::string& error);
   template <typename Work>
   bool run(Work work);
   void send_values();

@@ -50,9 +50,8 @@ using vesk::lv2::EditorSession;
                                   selector:@selector(tick:)
                                   userInfo:nil
                                    repeats:YES] retain];
-  for (NSString* mode in @[ NSDefaultRunLoopMode, NSEventTrackingRunLoopMode ]) {
+  for (NSString* mode in @[ NSDefaultRunLoopMode, NSEventTrackingRunLoopMode ])
     [[NSRunLoop currentRunLoop] addTimer:_timer forMode:mode];
-  }
   return self;
 }
 
@@ -96,9 +95,8 @@ using vesk::lv2::EditorSession;
   // What fills the X window is the content where a window manager draws the title bar, and the
   // outermost view, with the title bar in it, where the toolkit does.
   NSView* filling = [window contentView];
-  while (![GSCurrentServer() handlesWindowDecorations] && [filling superview]) {
+  while (![GSCurrentServer() handlesWindowDecorations] && [filling superview])
     filling = [filling superview];
-  }
   const NSRect whole = [filling convertRect:[filling bounds] toView:nil];
   const NSRect frame = [self convertRect:[self bounds] toView:nil];
   const CGFloat left = NSMinX(frame) - NSMinX(whole);

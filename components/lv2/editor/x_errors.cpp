@@ -21,9 +21,7 @@ XIOErrorHandler toolkit_loss = nullptr;
 thread_local sigjmp_buf* landing = nullptr;
 
 int count_error(Display* display, XErrorEvent* error) {
-  if (display == toolkit_display && toolkit_error != nullptr) {
-    return toolkit_error(display, error);
-  }
+  if (display == toolkit_display && toolkit_error != nullptr) return toolkit_error(display, error);
   errors.fetch_add(1, std::memory_order_relaxed);
   return 0;
 }
@@ -40,15 +38,9 @@ bool is_spared(Display* display) {
 /// What returns from here ends the process, unless the display has an exit handler of its own, as
 /// the window system's and ours have and those that plugins open have not.
 int leave_lost_display(Display* display) {
-  if (display == toolkit_display) {
-    return toolkit_loss != nullptr ? toolkit_loss(display) : 0;
-  }
-  if (is_spared(display)) {
-    return 0;
-  }
-  if (landing != nullptr) {
-    siglongjmp(*landing, 1);
-  }
+  if (display == toolkit_display) return toolkit_loss != nullptr ? toolkit_loss(display) : 0;
+  if (is_spared(display)) return 0;
+  if (landing != nullptr) siglongjmp(*landing, 1);
   // Somebody else's display on the main thread is the window system's affair; a thread that an
   // interface has started has nothing left to do, and cannot be ended.
   if (gettid() == getpid()) return toolkit_loss != nullptr ? toolkit_loss(display) : 0;
@@ -94,9 +86,7 @@ bool survives_display_loss(void (*work)(void* context), void* context) {
     sigjmp_buf* const outer = landing;
     ~Landing() { landing = outer; }
   } here;
-  if (sigsetjmp(here.place, 0) != 0) {
-    return false;
-  }
+  if (sigsetjmp(here.place, 0) != 0) return false;
   landing = &here.place;
   work(context);
   return true;

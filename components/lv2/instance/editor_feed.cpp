@@ -7,37 +7,34 @@
 namespace vesk::lv2 {
 namespace {
 
-constexpr std::uint32_t kSlotBytes = 8;
-constexpr std::uint32_t kToPluginSlots = 64 * 1024 / kSlotBytes;
+constexpr std::uint32_t slot_bytes = 8;
+constexpr std::uint32_t to_plugin_slots = 64 * 1024 / slot_bytes;
 // Room for two periods of the largest output, but for no more than a graph or two of the plugins
 // that announce 50 MB.
-constexpr std::uint32_t kMostToViewBytes = 2 * 1024 * 1024;
+constexpr std::uint32_t most_to_view_bytes = 2 * 1024 * 1024;
 
 std::uint32_t output_bytes(const Description& plugin, std::uint32_t port) {
-  return std::max(plugin.ports[port].minimum_size, kEventBytes);
+  return std::max(plugin.ports[port].minimum_size, event_bytes);
 }
 
 std::uint32_t to_view_slots(const Description& plugin, const PortTable& ports) {
-  std::uint32_t largest = kEventBytes;
-  for (const std::uint32_t port : ports.atom_outputs) {
-    largest = std::max(largest, std::min(output_bytes(plugin, port), kMostToViewBytes / 2));
-  }
-  return std::bit_ceil(2 * largest) / kSlotBytes;
+  std::uint32_t largest = event_bytes;
+  for (const std::uint32_t port : ports.atom_outputs)
+    largest = std::max(largest, std::min(output_bytes(plugin, port), most_to_view_bytes / 2));
+  return std::bit_ceil(2 * largest) / slot_bytes;
 }
 
 }  // namespace
 
 EditorFeed::EditorFeed(const Description& plugin, const PortTable& ports)
-    : to_plugin_(kToPluginSlots), to_view_(to_view_slots(plugin, ports)) {
-  for (const std::uint32_t port : ports.atom_outputs) {
-    if (plugin.ports[port].has(property_connection_optional)) {
+    : to_plugin_(to_plugin_slots), to_view_(to_view_slots(plugin, ports)) {
+  for (const std::uint32_t port : ports.atom_outputs)
+    if (plugin.ports[port].has(property_connection_optional))
       outputs_.emplace_back(port, output_bytes(plugin, port));
-    }
-  }
 }
 
 bool EditorFeed::send(std::uint32_t port, const LV2_Atom& atom) {
-  return atom.size <= kEventBytes &&
+  return atom.size <= event_bytes &&
          to_plugin_.push(tag_of(view_of(view_.load(std::memory_order_relaxed)), port), &atom,
                          sizeof atom + atom.size);
 }
@@ -51,17 +48,15 @@ void EditorFeed::deliver(std::span<AtomBuffer> inputs) noexcept VESK_REALTIME {
   MessageRing::Cursor cursor = read;
   MessageRing::Message message;
   while (to_plugin_.next(cursor, message)) {
-    const auto ahead = static_cast<std::int16_t>((message.tag >> kPortBits) - period_view_);
+    const auto ahead = static_cast<std::int16_t>((message.tag >> port_bits) - period_view_);
     // From a view that came after this period had begun: the next one is for it.
     if (ahead > 0) break;
     read = cursor;
     LV2_Atom atom;
     std::memcpy(&atom, message.data, sizeof atom);
-    for (AtomBuffer& input : inputs) {
-      if (message.tag == tag_of(period_view_, input.port())) {
+    for (AtomBuffer& input : inputs)
+      if (message.tag == tag_of(period_view_, input.port()))
         input.append(0, atom.type, {message.data + sizeof atom, message.size - sizeof atom});
-      }
-    }
   }
   to_plugin_.release(read);
 }

@@ -42,9 +42,8 @@ class EditorFeed {
     MessageRing::Cursor cursor = to_view_.begin();
     MessageRing::Message message;
     while (to_view_.next(cursor, message)) {
-      if (message.tag >> kPortBits == view_of(view_.load(std::memory_order_relaxed))) {
-        visit(message.tag & kPortMask, reinterpret_cast<const LV2_Atom*>(message.data));
-      }
+      if (message.tag >> port_bits == view_of(view_.load(std::memory_order_relaxed)))
+        visit(message.tag & port_mask, reinterpret_cast<const LV2_Atom*>(message.data));
       to_view_.release(cursor);
     }
   }
@@ -61,15 +60,15 @@ class EditorFeed {
   void collect(const AtomBuffer& output) noexcept VESK_REALTIME;
 
  private:
-  static constexpr std::uint32_t kPortBits = 16;
-  static constexpr std::uint32_t kPortMask = (1u << kPortBits) - 1;
+  static constexpr std::uint32_t port_bits = 16;
+  static constexpr std::uint32_t port_mask = (1u << port_bits) - 1;
 
   static constexpr std::uint32_t view_of(std::uint32_t count) noexcept VESK_REALTIME {
-    return count & kPortMask;
+    return count & port_mask;
   }
   static constexpr std::uint32_t tag_of(std::uint32_t view,
                                         std::uint32_t port) noexcept VESK_REALTIME {
-    return view << kPortBits | (port & kPortMask);
+    return view << port_bits | (port & port_mask);
   }
 
   std::vector<AtomBuffer> outputs_;

@@ -65,9 +65,7 @@ bool AtomBuffer::append(std::uint32_t frame, std::uint32_t type,
   const auto size = static_cast<std::uint32_t>(body.size());
   const std::uint32_t used = static_cast<std::uint32_t>(sizeof(LV2_Atom)) + sequence().atom.size;
   const std::uint32_t needed = static_cast<std::uint32_t>(sizeof(LV2_Atom_Event)) + padded(size);
-  if (size > bytes_ || used + needed > bytes_) {
-    return false;
-  }
+  if (size > bytes_ || used + needed > bytes_) return false;
   auto* at = reinterpret_cast<std::byte*>(words_.get()) + used;
   auto* event = reinterpret_cast<LV2_Atom_Event*>(at);
   event->time.frames = frame;
@@ -130,9 +128,7 @@ bool OldEventBuffer::append(std::uint32_t frame, std::uint32_t type,
   LV2_Event_Buffer& header = storage_->header;
   const auto size = static_cast<std::uint32_t>(body.size());
   const std::uint32_t needed = padded(static_cast<std::uint32_t>(sizeof(LV2_Event)) + size);
-  if (size > 0xffff || header.size + needed > header.capacity) {
-    return false;
-  }
+  if (size > 0xffff || header.size + needed > header.capacity) return false;
   auto* event = reinterpret_cast<LV2_Event*>(header.data + header.size);
   *event = {frame, 0, static_cast<std::uint16_t>(type), static_cast<std::uint16_t>(size)};
   std::memcpy(event + 1, body.data(), size);

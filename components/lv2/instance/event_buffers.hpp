@@ -15,7 +15,7 @@
 namespace vesk::lv2 {
 
 /// What an event port's buffer holds unless the port asks for more.
-constexpr std::uint32_t kEventBytes = 64 * 1024;
+constexpr std::uint32_t event_bytes = 64 * 1024;
 
 /// One event of a period.
 struct TimedEvent {

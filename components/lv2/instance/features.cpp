@@ -23,7 +23,7 @@
 namespace vesk::lv2 {
 namespace {
 
-constexpr std::string_view kSupported[] = {
+constexpr std::string_view supported[] = {
     LV2_URID__map,
     LV2_URID__unmap,
     LV2_OPTIONS__options,
@@ -73,9 +73,7 @@ char* same_path(LV2_State_Map_Path_Handle, const char* path) {
 char* make_path(LV2_State_Make_Path_Handle handle, const char* relative) {
   try {
     std::filesystem::path wanted = relative != nullptr ? relative : "";
-    if (wanted.is_relative()) {
-      wanted = *static_cast<const std::string*>(handle) / wanted;
-    }
+    if (wanted.is_relative()) wanted = *static_cast<const std::string*>(handle) / wanted;
     std::error_code ignored;
     std::filesystem::create_directories(wanted.parent_path(), ignored);
     return strdup(wanted.c_str());
@@ -95,11 +93,8 @@ std::string file_folder(const Description& plugin) {
                              : home != nullptr               ? std::string(home) + "/.local/share"
                                                              : std::string("/tmp");
   std::string name = plugin.uri;
-  for (char& c : name) {
-    if (c == '/' || c == ':') {
-      c = '_';
-    }
-  }
+  for (char& c : name)
+    if (c == '/' || c == ':') c = '_';
   return folder + "/vesk/lv2/" + name;
 }
 
@@ -107,11 +102,9 @@ std::string file_folder(const Description& plugin) {
 
 std::vector<std::string> missing_features(const Description& plugin) {
   std::vector<std::string> missing;
-  for (const std::string& feature : plugin.required_features) {
-    if (std::find(std::begin(kSupported), std::end(kSupported), feature) == std::end(kSupported)) {
+  for (const std::string& feature : plugin.required_features)
+    if (std::find(std::begin(supported), std::end(supported), feature) == std::end(supported))
       missing.push_back(feature);
-    }
-  }
   return missing;
 }
 
@@ -131,7 +124,7 @@ Features::Features(const Description& plugin, const BlockOptions& blocks,
       make_path_{&file_folder_, &make_path},
       free_path_{nullptr, &free_path},
       max_block_(static_cast<std::int32_t>(blocks.max_frames)),
-      sequence_size_(static_cast<std::int32_t>(kEventBytes)),
+      sequence_size_(static_cast<std::int32_t>(event_bytes)),
       sample_rate_(static_cast<float>(blocks.sample_rate)) {
   const Urids& ids = urids();
   const auto option = [](LV2_URID key, LV2_URID type, const auto& value) {
@@ -164,9 +157,7 @@ Features::Features(const Description& plugin, const BlockOptions& blocks,
     const std::string_view uri = feature.URI;
     // A restore always runs on an instance that nobody else uses yet: no worker is offered, so
     // that the state is there when it returns.
-    if (uri != LV2_WORKER__schedule) {
-      state_.push_back(&feature);
-    }
+    if (uri != LV2_WORKER__schedule) state_.push_back(&feature);
   }
   instance_.push_back(nullptr);
   state_.push_back(nullptr);

@@ -33,39 +33,31 @@ Instance::Instance(const InstanceRequest& request)
 
 Instance::~Instance() {
   // First, since work still under way may use what deactivate and cleanup take away.
-  for (const auto& voice : voices_) {
-    voice->worker.stop();
-  }
+  for (const auto& voice : voices_) voice->worker.stop();
   for (const auto& voice : voices_) {
     if (voice->handle != nullptr) {
-      if (active_ && descriptor_.deactivate != nullptr) {
-        descriptor_.deactivate(voice->handle);
-      }
-      if (descriptor_.cleanup != nullptr) {
-        descriptor_.cleanup(voice->handle);
-      }
+      if (active_ && descriptor_.deactivate != nullptr) descriptor_.deactivate(voice->handle);
+      if (descriptor_.cleanup != nullptr) descriptor_.cleanup(voice->handle);
     }
   }
 }
 
-std::unique_ptr<Instance> Instance::create(const InstanceRequest& request, std::string* error) {
+std::unique_ptr<Instance> Instance::create(const InstanceRequest& request, std::string& error) {
   try {
     std::unique_ptr<Instance> instance(new Instance(request));
     return instance->build(request, error) ? std::move(instance) : nullptr;
   } catch (const std::bad_alloc&) {
-    *error = "out of memory";
+    error = "out of memory";
   } catch (...) {
-    *error = "the plugin threw an exception while it was started";
+    error = "the plugin threw an exception while it was started";
   }
   return nullptr;
 }
 
-bool Instance::build(const InstanceRequest& request, std::string* error) {
+bool Instance::build(const InstanceRequest& request, std::string& error) {
   std::copy(request.controls.begin(), request.controls.end(), controls_.get());
   seen_version_ = parameters_.version();
-  if (!instantiate(request, error)) {
-    return false;
-  }
+  if (!instantiate(request, error)) return false;
   const LV2_State_Interface* state = state_methods(descriptor_);
   for (const auto& voice : voices_) {
     connect(*voice);
@@ -79,14 +71,14 @@ bool Instance::build(const InstanceRequest& request, std::string* error) {
   activate();
   for (const auto& voice : voices_) {
     if (!voice->worker.start()) {
-      *error = "no thread could be started for the plugin's worker";
+      error = "no thread could be started for the plugin's worker";
       return false;
     }
   }
   return true;
 }
 
-bool Instance::instantiate(const InstanceRequest& request, std::string* error) {
+bool Instance::instantiate(const InstanceRequest& request, std::string& error) {
   for (std::uint32_t i = 0; i < ports_.instances; ++i) {
     voices_.push_back(std::make_unique<Voice>());
     Voice& voice = *voices_.back();
@@ -94,7 +86,7 @@ bool Instance::instantiate(const InstanceRequest& request, std::string* error) {
     voice.handle = descriptor_.instantiate(&descriptor_, request.blocks.sample_rate,
                                            plugin_.bundle.c_str(), voice.features->for_instance());
     if (voice.handle == nullptr) {
-      *error = "the plugin could not be instantiated";
+      error = "the plugin could not be instantiated";
       return false;
     }
     voice.worker.attach(voice.handle, static_cast<const LV2_Worker_Interface*>(
@@ -105,17 +97,14 @@ bool Instance::instantiate(const InstanceRequest& request, std::string* error) {
 
 void Instance::connect(Voice& voice) {
   const auto connect_to_new = [&](const std::vector<std::uint32_t>& ports) {
-    for (const std::uint32_t port : ports) {
+    for (const std::uint32_t port : ports)
       descriptor_.connect_port(voice.handle, port, new_buffer(plugin_.ports[port].def.value_or(0)));
-    }
   };
-  for (const std::uint32_t port : ports_.control_inputs) {
+  for (const std::uint32_t port : ports_.control_inputs)
     descriptor_.connect_port(voice.handle, port, &controls_[port]);
-  }
   voice.control_outputs = std::make_unique<float[]>(plugin_.ports.size());
-  for (const std::uint32_t port : ports_.control_outputs) {
+  for (const std::uint32_t port : ports_.control_outputs)
     descriptor_.connect_port(voice.handle, port, &voice.control_outputs[port]);
-  }
   // Each output has a buffer of its own even where nobody listens: plugins use their outputs for
   // intermediate results.
   connect_to_new(ports_.main_inputs);
@@ -124,38 +113,28 @@ void Instance::connect(Voice& voice) {
   connect_to_new(ports_.unheard_outputs);
   connect_to_new(ports_.cv_inputs);
   connect_to_new(ports_.cv_outputs);
-  if (mono_mix_ == nullptr && ports_.main_inputs.size() == 1 && ports_.instances == 1) {
+  if (mono_mix_ == nullptr && ports_.main_inputs.size() == 1 && ports_.instances == 1)
     mono_mix_ = new_buffer(0);
-  }
   connect_events(voice);
-  for (const Port& port : plugin_.ports) {
-    if (port.kind == PortKind::unknown) {
-      descriptor_.connect_port(voice.handle, port.index, nullptr);
-    }
-  }
+  for (const Port& port : plugin_.ports)
+    if (port.kind == PortKind::unknown) descriptor_.connect_port(voice.handle, port.index, nullptr);
 }
 
 void Instance::connect_events(Voice& voice) {
   const auto bytes_of = [&](std::uint32_t port) {
-    return std::max(plugin_.ports[port].minimum_size, kEventBytes);
+    return std::max(plugin_.ports[port].minimum_size, event_bytes);
   };
   // Inputs are written once a period and read by all voices.
-  if (atom_inputs_.empty()) {
-    for (const std::uint32_t port : ports_.atom_inputs) {
+  if (atom_inputs_.empty())
+    for (const std::uint32_t port : ports_.atom_inputs)
       atom_inputs_.emplace_back(port, bytes_of(port));
-    }
-  }
-  if (event_inputs_.empty()) {
-    for (const std::uint32_t port : ports_.event_inputs) {
+  if (event_inputs_.empty())
+    for (const std::uint32_t port : ports_.event_inputs)
       event_inputs_.emplace_back(port, bytes_of(port));
-    }
-  }
-  for (const AtomBuffer& input : atom_inputs_) {
+  for (const AtomBuffer& input : atom_inputs_)
     descriptor_.connect_port(voice.handle, input.port(), input.data());
-  }
-  for (const OldEventBuffer& input : event_inputs_) {
+  for (const OldEventBuffer& input : event_inputs_)
     descriptor_.connect_port(voice.handle, input.port(), input.data());
-  }
   for (const std::uint32_t port : ports_.atom_outputs) {
     // Optional ones feed displays, at up to 50 MB each.
     if (plugin_.ports[port].has(property_connection_optional)) {
@@ -179,11 +158,8 @@ float* Instance::new_buffer(float fill) {
 }
 
 void Instance::activate() {
-  for (const auto& voice : voices_) {
-    if (descriptor_.activate != nullptr) {
-      descriptor_.activate(voice->handle);
-    }
-  }
+  for (const auto& voice : voices_)
+    if (descriptor_.activate != nullptr) descriptor_.activate(voice->handle);
   active_ = true;
   // Nine of ten plugins that have a latency tell it in a run without frames.
   if (ports_.latency) {
@@ -204,9 +180,7 @@ void Instance::reset() {
 
 std::vector<StateProperty> Instance::save() const {
   const LV2_State_Interface* methods = state_methods(descriptor_);
-  if (methods == nullptr) {
-    return {};
-  }
+  if (methods == nullptr) return {};
   const Voice& voice = *voices_.front();
   return save_properties(voice.handle, *methods, voice.features->for_state());
 }

@@ -53,8 +53,8 @@ class Instance {
  public:
   // Control thread.
 
-  /// Null with a sentence in `*error`. May take seconds.
-  static std::unique_ptr<Instance> create(const InstanceRequest& request, std::string* error);
+  /// Null with a sentence in `error`. May take seconds.
+  static std::unique_ptr<Instance> create(const InstanceRequest& request, std::string& error);
   /// Deactivates and cleans up. Never on the render thread.
   ~Instance();
   Instance(const Instance&) = delete;
@@ -92,8 +92,8 @@ class Instance {
   };
 
   explicit Instance(const InstanceRequest& request);
-  bool build(const InstanceRequest& request, std::string* error);
-  bool instantiate(const InstanceRequest& request, std::string* error);
+  bool build(const InstanceRequest& request, std::string& error);
+  bool instantiate(const InstanceRequest& request, std::string& error);
   void connect(Voice& voice);
   void connect_events(Voice& voice);
   void activate();

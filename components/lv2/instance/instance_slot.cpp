@@ -8,17 +8,17 @@ namespace {
 
 using std::chrono::steady_clock;
 
-constexpr std::chrono::microseconds kLook{200};
+constexpr std::chrono::microseconds look_interval{200};
 // A period takes milliseconds. A longer wait for the old instance would only delay a preset.
-constexpr std::chrono::milliseconds kRetireLimit{100};
-constexpr std::chrono::seconds kTakeLimit{2};
+constexpr std::chrono::milliseconds retire_limit{100};
+constexpr std::chrono::seconds take_limit{2};
 
 template <typename Done>
 bool wait_for(steady_clock::duration limit, Done done) {
   const auto end = steady_clock::now() + limit;
   while (!done()) {
     if (steady_clock::now() >= end) return false;
-    std::this_thread::sleep_for(kLook);
+    std::this_thread::sleep_for(look_interval);
   }
   return true;
 }
@@ -61,26 +61,21 @@ void InstanceSlot::put(std::unique_ptr<Instance> instance) {
   const bool had_one = current_ != nullptr;
   current_ = instance.release();
   Instance* old = live_.exchange(current_, std::memory_order_acq_rel);
-  if (old != nullptr) {
+  if (old != nullptr)
     delete old;
-  } else if (had_one) {
-    wait_for(kRetireLimit, [this] { return free_retired(); });
-  }
+  else if (had_one)
+    wait_for(retire_limit, [this] { return free_retired(); });
 }
 
 std::unique_ptr<Instance> InstanceSlot::take() {
-  if (current_ == nullptr) {
-    return nullptr;
-  }
+  if (current_ == nullptr) return nullptr;
   Instance* taken = nullptr;
-  wait_for(kTakeLimit, [&] {
+  wait_for(take_limit, [&] {
     taken = live_.exchange(nullptr, std::memory_order_acquire);
     return taken != nullptr;
   });
   free_retired();
-  if (taken != nullptr) {
-    current_ = nullptr;
-  }
+  if (taken != nullptr) current_ = nullptr;
   return std::unique_ptr<Instance>(taken);
 }
 

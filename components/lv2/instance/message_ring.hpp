@@ -35,33 +35,27 @@ class MessageRing {
   explicit MessageRing(std::uint32_t slots)
       : mask_(slots - 1),
         headers_(std::make_unique<std::atomic<std::uint64_t>[]>(slots)),
-        bytes_(std::make_unique<std::byte[]>(std::size_t{slots} * kSlotBytes)) {}
+        bytes_(std::make_unique<std::byte[]>(std::size_t{slots} * slot_bytes)) {}
 
   /// Any thread; real-time safe. False when there is no room.
   bool push(std::uint32_t tag, const void* data, std::uint32_t size) noexcept VESK_REALTIME {
-    if (size > kMaximumSize) {
-      return false;
-    }
+    if (size > maximum_size) return false;
     const std::uint64_t capacity = mask_ + 1;
-    const std::uint64_t slots = size == 0 ? 1 : (std::uint64_t{size} + kSlotBytes - 1) / kSlotBytes;
+    const std::uint64_t slots = size == 0 ? 1 : (std::uint64_t{size} + slot_bytes - 1) / slot_bytes;
     std::uint64_t head = head_.load(std::memory_order_relaxed);
     std::uint64_t filler = 0;
     do {
       const std::uint64_t to_end = capacity - (head & mask_);
       filler = slots > to_end ? to_end : 0;
       const std::uint64_t used = head - tail_.load(std::memory_order_acquire);
-      if (used + filler + slots > capacity) {
-        return false;
-      }
+      if (used + filler + slots > capacity) return false;
     } while (!head_.compare_exchange_weak(head, head + filler + slots, std::memory_order_relaxed));
     if (filler != 0) {
-      headers_[head & mask_].store(kReady | kFiller | filler, std::memory_order_release);
+      headers_[head & mask_].store(ready_bit | filler_bit | filler, std::memory_order_release);
       head += filler;
     }
-    if (size != 0) {
-      std::memcpy(bytes_.get() + (head & mask_) * kSlotBytes, data, size);
-    }
-    headers_[head & mask_].store(kReady | std::uint64_t{size} << 32 | tag,
+    if (size != 0) std::memcpy(bytes_.get() + (head & mask_) * slot_bytes, data, size);
+    headers_[head & mask_].store(ready_bit | std::uint64_t{size} << 32 | tag,
                                  std::memory_order_release);
     return true;
   }
@@ -74,21 +68,16 @@ class MessageRing {
   bool next(Cursor& cursor, Message& message) const noexcept VESK_REALTIME {
     std::uint64_t header = 0;
     for (;;) {
-      if (cursor - tail_.load(std::memory_order_relaxed) > mask_) {
+      if (cursor - tail_.load(std::memory_order_relaxed) > mask_)
         return false;  // once round: the next header is the first one read
-      }
       header = headers_[cursor & mask_].load(std::memory_order_acquire);
-      if (header == 0) {
-        return false;
-      }
-      if ((header & kFiller) == 0) {
-        break;
-      }
+      if (header == 0) return false;
+      if ((header & filler_bit) == 0) break;
       cursor += header & 0xffffffffu;
     }
     message.tag = static_cast<std::uint32_t>(header);
-    message.size = static_cast<std::uint32_t>(header >> 32) & kMaximumSize;
-    message.data = bytes_.get() + (cursor & mask_) * kSlotBytes;
+    message.size = static_cast<std::uint32_t>(header >> 32) & maximum_size;
+    message.data = bytes_.get() + (cursor & mask_) * slot_bytes;
     cursor += slots_of(header);
     return true;
   }
@@ -105,17 +94,15 @@ class MessageRing {
   }
 
  private:
-  static constexpr std::uint64_t kSlotBytes = 8;
-  static constexpr std::uint64_t kReady = 1ull << 63;
-  static constexpr std::uint64_t kFiller = 1ull << 62;
-  static constexpr std::uint32_t kMaximumSize = 0x00ffffffu;
+  static constexpr std::uint64_t slot_bytes = 8;
+  static constexpr std::uint64_t ready_bit = 1ull << 63;
+  static constexpr std::uint64_t filler_bit = 1ull << 62;
+  static constexpr std::uint32_t maximum_size = 0x00ffffffu;
 
   static std::uint64_t slots_of(std::uint64_t header) noexcept VESK_REALTIME {
-    if ((header & kFiller) != 0) {
-      return header & 0xffffffffu;
-    }
-    const std::uint64_t size = (header >> 32) & kMaximumSize;
-    return size == 0 ? 1 : (size + kSlotBytes - 1) / kSlotBytes;
+    if ((header & filler_bit) != 0) return header & 0xffffffffu;
+    const std::uint64_t size = (header >> 32) & maximum_size;
+    return size == 0 ? 1 : (size + slot_bytes - 1) / slot_bytes;
   }
 
   const std::uint64_t mask_;

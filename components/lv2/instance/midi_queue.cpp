@@ -5,11 +5,11 @@
 namespace vesk::lv2 {
 namespace {
 
-constexpr std::uint32_t kSlots = 4096;
+constexpr std::uint32_t slots = 4096;
 
 }  // namespace
 
-MidiQueue::MidiQueue() : ring_(kSlots), events_(std::make_unique<TimedEvent[]>(kSlots)) {}
+MidiQueue::MidiQueue() : ring_(slots), events_(std::make_unique<TimedEvent[]>(slots)) {}
 
 bool MidiQueue::push(std::uint32_t offset, const void* bytes,
                      std::uint32_t size) noexcept VESK_REALTIME {
@@ -20,13 +20,11 @@ std::span<const TimedEvent> MidiQueue::collect(std::uint32_t frames) noexcept VE
   MessageRing::Message message;
   std::uint32_t count = 0;
   cursor_ = ring_.begin();
-  while (count < kSlots && ring_.next(cursor_, message)) {
+  while (count < slots && ring_.next(cursor_, message)) {
     TimedEvent event{std::min(message.tag, frames - 1), message.size, message.data};
     // Insertion from the back: events come in order but for the rare exception.
     std::uint32_t at = count++;
-    for (; at > 0 && events_[at - 1].frame > event.frame; --at) {
-      events_[at] = events_[at - 1];
-    }
+    for (; at > 0 && events_[at - 1].frame > event.frame; --at) events_[at] = events_[at - 1];
     events_[at] = event;
   }
   return {events_.get(), count};

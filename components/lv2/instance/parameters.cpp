@@ -12,9 +12,8 @@ Parameters::Parameters(const Description& plugin, const PortTable& ports)
       ranges_(plugin.ports.size()),
       values_(std::make_unique<std::atomic<float>[]>(plugin.ports.size())) {
   set_sample_rate(44100);
-  for (const std::uint32_t port : ports_.control_inputs) {
+  for (const std::uint32_t port : ports_.control_inputs)
     values_[port].store(ranges_[port].def, std::memory_order_relaxed);
-  }
 }
 
 float Parameters::legal(AudioUnitParameterID id, float value) const noexcept VESK_REALTIME {
@@ -33,9 +32,8 @@ void Parameters::set(AudioUnitParameterID id, float value) noexcept VESK_REALTIM
 }
 
 void Parameters::copy_inputs(float* controls) const noexcept VESK_REALTIME {
-  for (const std::uint32_t port : ports_.control_inputs) {
+  for (const std::uint32_t port : ports_.control_inputs)
     controls[port] = values_[port].load(std::memory_order_relaxed);
-  }
 }
 
 void Parameters::release_triggers(float* controls) noexcept VESK_REALTIME {
@@ -51,32 +49,27 @@ void Parameters::release_triggers(float* controls) noexcept VESK_REALTIME {
 
 void Parameters::set_sample_rate(double sample_rate) {
   for (const Port& port : plugin_.ports) {
-    if (port.kind != PortKind::control) {
-      continue;
-    }
+    if (port.kind != PortKind::control) continue;
     const Range before = ranges_[port.index];
     ranges_[port.index] = range_at(port, sample_rate);
-    if (port.has(property_sample_rate) && value(port.index) == before.def) {
+    if (port.has(property_sample_rate) && value(port.index) == before.def)
       values_[port.index].store(ranges_[port.index].def, std::memory_order_relaxed);
-    }
   }
   version_.fetch_add(1, std::memory_order_release);
 }
 
 std::vector<float> Parameters::snapshot() const {
   std::vector<float> all(plugin_.ports.size());
-  for (std::size_t port = 0; port < all.size(); ++port) {
+  for (std::size_t port = 0; port < all.size(); ++port)
     all[port] = value(static_cast<AudioUnitParameterID>(port));
-  }
   return all;
 }
 
 std::vector<AudioUnitParameterID> Parameters::listed() const {
   std::vector<AudioUnitParameterID> ids;
   for (const ControlUse wanted : {ControlUse::parameter, ControlUse::meter}) {
-    for (std::uint32_t port = 0; port < uses_.size(); ++port) {
+    for (std::uint32_t port = 0; port < uses_.size(); ++port)
       if (uses_[port] == wanted) ids.push_back(port);
-    }
   }
   return ids;
 }

@@ -14,21 +14,17 @@ std::string loader_error() {
   return reason != nullptr ? reason : "unknown reason";
 }
 
-void* open_object(const std::string& path, std::string* error) {
+void* open_object(const std::string& path, std::string& error) {
   void* object = dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL | RTLD_NODELETE);
-  if (object != nullptr) {
-    return object;
-  }
-  *error = loader_error();
+  if (object != nullptr) return object;
+  error = loader_error();
   // Some libraries use FFTW without naming it as a dependency; they run once it is there.
-  if (error->find("undefined symbol: fftwf_") == std::string::npos ||
+  if (error.find("undefined symbol: fftwf_") == std::string::npos ||
       dlopen("libfftw3f.so.3", RTLD_NOW | RTLD_GLOBAL | RTLD_NODELETE) == nullptr) {
     return nullptr;
   }
   object = dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL | RTLD_NODELETE);
-  if (object == nullptr) {
-    *error = loader_error();
-  }
+  if (object == nullptr) error = loader_error();
   return object;
 }
 
@@ -36,26 +32,22 @@ template <typename Next>
 const LV2_Descriptor* find_descriptor(const std::string& uri, Next next) {
   for (std::uint32_t index = 0;; ++index) {
     const LV2_Descriptor* descriptor = next(index);
-    if (descriptor == nullptr || uri == descriptor->URI) {
-      return descriptor;
-    }
+    if (descriptor == nullptr || uri == descriptor->URI) return descriptor;
   }
 }
 
 }  // namespace
 
-std::unique_ptr<PluginLibrary> PluginLibrary::open(const Description& plugin, std::string* error,
+std::unique_ptr<PluginLibrary> PluginLibrary::open(const Description& plugin, std::string& error,
                                                    bool* missing) {
   *missing = false;
   if (plugin.library.empty()) {
-    *error = "its data names no library";
+    error = "its data names no library";
     return nullptr;
   }
   spare_qt_the_display();
   void* object = open_object(plugin.library, error);
-  if (object == nullptr) {
-    return nullptr;
-  }
+  if (object == nullptr) return nullptr;
   std::unique_ptr<PluginLibrary> library(new PluginLibrary);
   try {
     if (auto* entry = reinterpret_cast<LV2_Descriptor_Function>(dlsym(object, "lv2_descriptor"))) {
@@ -71,21 +63,20 @@ std::unique_ptr<PluginLibrary> PluginLibrary::open(const Description& plugin, st
       }
     }
   } catch (...) {
-    *error = "its library threw an exception when it was asked for its plugins";
+    error = "its library threw an exception when it was asked for its plugins";
     return nullptr;
   }
   if (library->descriptor_ == nullptr) {
     *missing = true;
-    *error = plugin.library + " does not hold the plugin";
+    error = plugin.library + " does not hold the plugin";
     return nullptr;
   }
   return library;
 }
 
 PluginLibrary::~PluginLibrary() {
-  if (lib_descriptor_ != nullptr && lib_descriptor_->cleanup != nullptr) {
+  if (lib_descriptor_ != nullptr && lib_descriptor_->cleanup != nullptr)
     lib_descriptor_->cleanup(lib_descriptor_->handle);
-  }
 }
 
 }  // namespace vesk::lv2

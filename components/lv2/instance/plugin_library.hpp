@@ -17,9 +17,9 @@ namespace vesk::lv2 {
 /// that a plugin started may still be inside it when its last instance has been cleaned up.
 class PluginLibrary {
  public:
-  /// Opens the library of `plugin` and finds the plugin in it. Null, with a sentence in `*error`
+  /// Opens the library of `plugin` and finds the plugin in it. Null, with a sentence in `error`
   /// and `*missing` telling whether the library opened but lacks the plugin. Not real-time.
-  static std::unique_ptr<PluginLibrary> open(const Description& plugin, std::string* error,
+  static std::unique_ptr<PluginLibrary> open(const Description& plugin, std::string& error,
                                              bool* missing);
   ~PluginLibrary();
   PluginLibrary(const PluginLibrary&) = delete;

@@ -16,9 +16,8 @@ namespace {
 template <std::size_t count>
 void write_line(const std::array<std::string_view, count>& texts) {
   std::array<iovec, count> parts;
-  for (std::size_t i = 0; i < count; ++i) {
+  for (std::size_t i = 0; i < count; ++i)
     parts[i] = {const_cast<char*>(texts[i].data()), texts[i].size()};
-  }
   [[maybe_unused]] const ssize_t sent =
       writev(STDERR_FILENO, parts.data(), static_cast<int>(parts.size()));
 }

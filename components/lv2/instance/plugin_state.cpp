@@ -30,15 +30,9 @@ LV2_State_Status store_property(std::vector<StateProperty>& properties, LV2_URID
                                 std::uint32_t flags) {
   const char* key_uri = unmap_urid(key);
   const char* type_uri = unmap_urid(type);
-  if (key_uri == nullptr || type_uri == nullptr || value == nullptr) {
-    return LV2_STATE_ERR_UNKNOWN;
-  }
-  if ((flags & LV2_STATE_IS_POD) == 0) {
-    return LV2_STATE_ERR_BAD_FLAGS;
-  }
-  if (holds_hidden_numbers(type)) {
-    return LV2_STATE_ERR_BAD_TYPE;
-  }
+  if (key_uri == nullptr || type_uri == nullptr || value == nullptr) return LV2_STATE_ERR_UNKNOWN;
+  if ((flags & LV2_STATE_IS_POD) == 0) return LV2_STATE_ERR_BAD_FLAGS;
+  if (holds_hidden_numbers(type)) return LV2_STATE_ERR_BAD_TYPE;
   StateProperty property;
   property.key = key_uri;
   property.type = type_uri;
@@ -47,17 +41,13 @@ LV2_State_Status store_property(std::vector<StateProperty>& properties, LV2_URID
     LV2_URID urid = 0;
     std::memcpy(&urid, value, sizeof urid);
     const char* uri = unmap_urid(urid);
-    if (uri == nullptr) {
-      return LV2_STATE_ERR_UNKNOWN;
-    }
+    if (uri == nullptr) return LV2_STATE_ERR_UNKNOWN;
     property.value = bytes_of(uri, std::strlen(uri) + 1);
   } else if (type == urids().atom_vector && size >= sizeof(LV2_Atom_Vector_Body)) {
     LV2_Atom_Vector_Body head;
     std::memcpy(&head, value, sizeof head);
     const char* element = unmap_urid(head.child_type);
-    if (element == nullptr || head.child_type == urids().atom_urid) {
-      return LV2_STATE_ERR_BAD_TYPE;
-    }
+    if (element == nullptr || head.child_type == urids().atom_urid) return LV2_STATE_ERR_BAD_TYPE;
     property.element_type = element;
     property.element_size = head.child_size;
     property.value =
@@ -68,11 +58,10 @@ LV2_State_Status store_property(std::vector<StateProperty>& properties, LV2_URID
   // A key stored twice holds its last value.
   const auto same = [&](const StateProperty& other) { return other.key == property.key; };
   const auto known = std::find_if(properties.begin(), properties.end(), same);
-  if (known != properties.end()) {
+  if (known != properties.end())
     *known = std::move(property);
-  } else {
+  else
     properties.push_back(std::move(property));
-  }
   return LV2_STATE_SUCCESS;
 }
 
@@ -114,9 +103,7 @@ Mapped map_property(const StateProperty& property) {
   mapped.size = body.size();
   // One word more than needed: text without its final zero would be read beyond its end.
   mapped.words.resize(body.size() / 8 + 1);
-  if (!body.empty()) {
-    std::memcpy(mapped.words.data(), body.data(), body.size());
-  }
+  if (!body.empty()) std::memcpy(mapped.words.data(), body.data(), body.size());
   return mapped;
 }
 
@@ -147,19 +134,15 @@ std::vector<StateProperty> save_properties(LV2_Handle plugin, const LV2_State_In
 
 bool restore_properties(LV2_Handle plugin, const LV2_State_Interface& methods,
                         const LV2_Feature* const* features,
-                        const std::vector<StateProperty>& properties, std::string* error) {
-  if (methods.restore == nullptr) {
-    return true;
-  }
+                        const std::vector<StateProperty>& properties, std::string& error) {
+  if (methods.restore == nullptr) return true;
   std::vector<Mapped> mapped;
   mapped.reserve(properties.size());
-  for (const StateProperty& property : properties) {
-    mapped.push_back(map_property(property));
-  }
+  for (const StateProperty& property : properties) mapped.push_back(map_property(property));
   const LV2_State_Status status = methods.restore(plugin, &retrieve, &mapped, 0, features);
   if (status != LV2_STATE_SUCCESS) {
-    *error = "the plugin refused its state (LV2 state status " +
-             std::to_string(static_cast<int>(status)) + ")";
+    error = "the plugin refused its state (LV2 state status " +
+            std::to_string(static_cast<int>(status)) + ")";
     return false;
   }
   return true;

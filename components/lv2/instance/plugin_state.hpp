@@ -20,10 +20,10 @@ std::vector<StateProperty> save_properties(LV2_Handle plugin, const LV2_State_In
                                            const LV2_Feature* const* features);
 
 /// Hands `properties`, one at least (plugins answer an empty state with errors that mean nothing),
-/// to the plugin. False, with a sentence in `*error`, when it refuses. Nothing else of the plugin
+/// to the plugin. False, with a sentence in `error`, when it refuses. Nothing else of the plugin
 /// may run meanwhile. Not real-time.
 bool restore_properties(LV2_Handle plugin, const LV2_State_Interface& methods,
                         const LV2_Feature* const* features,
-                        const std::vector<StateProperty>& properties, std::string* error);
+                        const std::vector<StateProperty>& properties, std::string& error);
 
 }  // namespace vesk::lv2

@@ -8,42 +8,32 @@
 namespace vesk::lv2 {
 namespace {
 
-constexpr std::uint32_t kEffect = 'aufx';
-constexpr std::uint32_t kMusicEffect = 'aumf';
+constexpr std::uint32_t effect = 'aufx';
+constexpr std::uint32_t music_effect = 'aumf';
 
 ControlUse use_of(const Port& port) {
-  if (port.kind != PortKind::control) {
-    return ControlUse::none;
-  }
+  if (port.kind != PortKind::control) return ControlUse::none;
   const std::string_view designation = port.designation;
   if (port.direction == Direction::output) {
     return port.has(property_reports_latency) || designation == LV2_CORE__latency
                ? ControlUse::latency
                : ControlUse::meter;
   }
-  if (designation == LV2_CORE__enabled) {
-    return ControlUse::enabled;
-  }
-  if (designation == LV2_CORE__freeWheeling) {
-    return ControlUse::free_wheeling;
-  }
-  if (designation.starts_with(LV2_TIME_PREFIX)) {
-    return ControlUse::time;
-  }
+  if (designation == LV2_CORE__enabled) return ControlUse::enabled;
+  if (designation == LV2_CORE__freeWheeling) return ControlUse::free_wheeling;
+  if (designation.starts_with(LV2_TIME_PREFIX)) return ControlUse::time;
   return ControlUse::parameter;
 }
 
 void set_channel(std::vector<std::uint32_t>& channels, std::uint8_t channel, std::uint32_t port) {
-  if (channels.size() <= channel) {
-    channels.resize(channel + 1u, port);
-  }
+  if (channels.size() <= channel) channels.resize(channel + 1u, port);
   channels[channel] = port;
 }
 
 }  // namespace
 
 PortTable::PortTable(const Description& plugin) {
-  has_input_bus = plugin.type == kEffect || plugin.type == kMusicEffect;
+  has_input_bus = plugin.type == effect || plugin.type == music_effect;
   for (const Port& port : plugin.ports) {
     const bool input = port.direction == Direction::input;
     const ControlUse use = use_of(port);
@@ -58,11 +48,10 @@ PortTable::PortTable(const Description& plugin) {
         if (use == ControlUse::time) time_controls.push_back(port.index);
         break;
       case PortKind::audio:
-        if (port.role == AudioRole::main && port.channel < 2 && (!input || has_input_bus)) {
+        if (port.role == AudioRole::main && port.channel < 2 && (!input || has_input_bus))
           set_channel(input ? main_inputs : main_outputs, port.channel, port.index);
-        } else {
+        else
           (input ? silent_inputs : unheard_outputs).push_back(port.index);
-        }
         break;
       case PortKind::cv:
         (input ? cv_inputs : cv_outputs).push_back(port.index);
@@ -79,9 +68,7 @@ PortTable::PortTable(const Description& plugin) {
         break;
     }
   }
-  if (main_inputs.size() == 1 && main_outputs.size() == 1) {
-    instances = 2;
-  }
+  if (main_inputs.size() == 1 && main_outputs.size() == 1) instances = 2;
 }
 
 }  // namespace vesk::lv2

@@ -30,17 +30,15 @@ void Instance::render(const Period& period) noexcept VESK_REALTIME {
   } else {
     const float* inputs[2] = {period.inputs[0], period.inputs[1]};
     if (mono_mix_ != nullptr) {
-      for (std::uint32_t i = 0; i < frames; ++i) {
+      for (std::uint32_t i = 0; i < frames; ++i)
         mono_mix_[i] = 0.5f * (inputs[0][i] + inputs[1][i]);
-      }
       inputs[0] = mono_mix_;
     }
     connect_audio(*voices_[0], {inputs, ports_.main_inputs.size()},
                   {period.outputs, ports_.main_outputs.size()});
     run_voice(*voices_[0], frames);
-    if (ports_.main_outputs.size() == 1) {
+    if (ports_.main_outputs.size() == 1)
       std::memcpy(period.outputs[1], period.outputs[0], frames * sizeof(float));
-    }
   }
   if (period.wait_for_work) {
     // Only where rendering is not in real time, so that waiting is what is wanted.
@@ -54,12 +52,9 @@ void Instance::render(const Period& period) noexcept VESK_REALTIME {
 
 void Instance::end_period(const Period& period) noexcept VESK_REALTIME {
   const Voice& first = *voices_[0];
-  for (const std::uint32_t port : ports_.control_outputs) {
+  for (const std::uint32_t port : ports_.control_outputs)
     parameters_.publish(port, first.control_outputs[port]);
-  }
-  if (ports_.latency) {
-    latency_frames_ = first.control_outputs[*ports_.latency];
-  }
+  if (ports_.latency) latency_frames_ = first.control_outputs[*ports_.latency];
   parameters_.release_triggers(controls_.get());
   if (period.editor != nullptr) {
     for (const AtomBuffer& output : first.atom_outputs) period.editor->collect(output);
@@ -70,14 +65,11 @@ void Instance::end_period(const Period& period) noexcept VESK_REALTIME {
 void Instance::follow_editor(EditorFeed* editor) noexcept VESK_REALTIME {
   if (editor_ != editor) {
     const LV2_Handle first = voices_[0]->handle;
-    if (editor_ != nullptr) {
+    if (editor_ != nullptr)
       for (const AtomBuffer& output : editor_->outputs()) connect_(first, output.port(), nullptr);
-    }
-    if (editor != nullptr) {
-      for (const AtomBuffer& output : editor->outputs()) {
+    if (editor != nullptr)
+      for (const AtomBuffer& output : editor->outputs())
         connect_(first, output.port(), output.data());
-      }
-    }
     editor_ = editor;
   }
   if (editor != nullptr) {
@@ -93,34 +85,25 @@ void Instance::begin_period(const Period& period) noexcept VESK_REALTIME {
     seen_version_ = version;
   }
   const bool told = period.position == nullptr || !position_.is_news(*period.position);
-  if (!told) {
-    follow_transport(*period.position);
-  }
+  if (!told) follow_transport(*period.position);
   follow_editor(period.editor);
   for (AtomBuffer& input : atom_inputs_) {
     input.clear();
-    if (!told && (plugin_.ports[input.port()].events & events_time) != 0) {
+    if (!told && (plugin_.ports[input.port()].events & events_time) != 0)
       input.append(*period.position);
-    }
   }
-  if (period.editor != nullptr) {
-    period.editor->deliver(atom_inputs_);
-  }
+  if (period.editor != nullptr) period.editor->deliver(atom_inputs_);
   const std::uint32_t midi_event = urids_.midi_event;
   for (AtomBuffer& input : atom_inputs_) {
-    if ((plugin_.ports[input.port()].events & events_midi) != 0) {
-      for (const TimedEvent& event : period.midi) {
+    if ((plugin_.ports[input.port()].events & events_midi) != 0)
+      for (const TimedEvent& event : period.midi)
         input.append(event.frame, midi_event, body_of(event));
-      }
-    }
   }
   for (OldEventBuffer& input : event_inputs_) {
     input.clear();
-    if ((plugin_.ports[input.port()].events & events_midi) != 0) {
-      for (const TimedEvent& event : period.midi) {
+    if ((plugin_.ports[input.port()].events & events_midi) != 0)
+      for (const TimedEvent& event : period.midi)
         input.append(event.frame, midi_event, body_of(event));
-      }
-    }
   }
 }
 
@@ -142,12 +125,8 @@ void Instance::connect_audio(Voice& voice, std::span<const float* const> inputs,
 }
 
 void Instance::run_voice(Voice& voice, std::uint32_t frames) noexcept VESK_REALTIME {
-  for (AtomBuffer& output : voice.atom_outputs) {
-    output.offer();
-  }
-  for (OldEventBuffer& output : voice.event_outputs) {
-    output.clear();
-  }
+  for (AtomBuffer& output : voice.atom_outputs) output.offer();
+  for (OldEventBuffer& output : voice.event_outputs) output.clear();
   run_(voice.handle, frames);
   voice.worker.finish_run();
 }
@@ -156,15 +135,14 @@ void Instance::follow_transport(const Position& position) noexcept VESK_REALTIME
   for (const std::uint32_t port : ports_.time_controls) {
     const std::string_view designation = plugin_.ports[port].designation;
     float value = controls_[port];
-    if (designation == LV2_TIME__speed) {
+    if (designation == LV2_TIME__speed)
       value = position.speed;
-    } else if (designation == LV2_TIME__beatsPerMinute && position.has_tempo) {
+    else if (designation == LV2_TIME__beatsPerMinute && position.has_tempo)
       value = position.beats_per_minute;
-    } else if (designation == LV2_TIME__beatsPerBar && position.has_meter) {
+    else if (designation == LV2_TIME__beatsPerBar && position.has_meter)
       value = position.beats_per_bar;
-    } else if (designation == LV2_TIME__beatUnit && position.has_meter) {
+    else if (designation == LV2_TIME__beatUnit && position.has_meter)
       value = static_cast<float>(position.beat_unit);
-    }
     controls_[port] = value;
     parameters_.publish(port, value);
   }

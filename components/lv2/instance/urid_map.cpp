@@ -27,65 +27,51 @@ struct Node {
   char uri[1];
 };
 
-constexpr std::size_t kBuckets = 2048;
-constexpr std::uint32_t kMaximumUrids = 16384;
-constexpr std::size_t kArenaBytes = 2u << 20;
+constexpr std::size_t buckets = 2048;
+constexpr std::uint32_t maximum_urids = 16384;
+constexpr std::size_t arena_bytes = 2u << 20;
 
-constinit std::array<std::atomic<const Node*>, kBuckets> g_buckets{};
-constinit std::array<std::atomic<const Node*>, kMaximumUrids> g_by_urid{};
+constinit std::array<std::atomic<const Node*>, buckets> g_buckets{};
+constinit std::array<std::atomic<const Node*>, maximum_urids> g_by_urid{};
 constinit std::atomic<std::uint32_t> g_next_urid{1};
 constinit std::atomic<std::size_t> g_arena_used{0};
-alignas(Node) constinit std::array<std::byte, kArenaBytes> g_arena{};
+alignas(Node) constinit std::array<std::byte, arena_bytes> g_arena{};
 
 std::size_t bucket_of(const char* uri, std::size_t* length) noexcept VESK_REALTIME {
   std::uint32_t hash = 0x811c9dc5u;  // FNV-1a
   const char* at = uri;
-  for (; *at != '\0'; ++at) {
-    hash = (hash ^ static_cast<unsigned char>(*at)) * 0x01000193u;
-  }
+  for (; *at != '\0'; ++at) hash = (hash ^ static_cast<unsigned char>(*at)) * 0x01000193u;
   *length = static_cast<std::size_t>(at - uri);
-  return hash % kBuckets;
+  return hash % buckets;
 }
 
 const Node* find(const Node* node, const char* uri) noexcept VESK_REALTIME {
-  while (node != nullptr && std::strcmp(node->uri, uri) != 0) {
-    node = node->next;
-  }
+  while (node != nullptr && std::strcmp(node->uri, uri) != 0) node = node->next;
   return node;
 }
 
 Node* allocate(std::size_t length) noexcept VESK_REALTIME {
   const std::size_t bytes =
       (offsetof(Node, uri) + length + 1 + alignof(Node) - 1) & ~(alignof(Node) - 1);
-  if (bytes > kArenaBytes) {
-    return nullptr;
-  }
+  if (bytes > arena_bytes) return nullptr;
   const std::size_t at = g_arena_used.fetch_add(bytes, std::memory_order_relaxed);
-  if (at > kArenaBytes - bytes) {
-    return nullptr;
-  }
+  if (at > arena_bytes - bytes) return nullptr;
   return reinterpret_cast<Node*>(g_arena.data() + at);
 }
 
 }  // namespace
 
 std::uint32_t map_uri(const char* uri) noexcept VESK_REALTIME {
-  if (uri == nullptr) {
-    return 0;
-  }
+  if (uri == nullptr) return 0;
   std::size_t length = 0;
   std::atomic<const Node*>& bucket = g_buckets[bucket_of(uri, &length)];
   const Node* head = bucket.load(std::memory_order_acquire);
-  if (const Node* known = find(head, uri)) {
-    return known->urid;
-  }
+  if (const Node* known = find(head, uri)) return known->urid;
   Node* node = allocate(length);
-  if (node == nullptr) {
-    return 0;
-  }
+  if (node == nullptr) return 0;
   const std::uint32_t urid = g_next_urid.fetch_add(1, std::memory_order_relaxed);
-  if (urid >= kMaximumUrids) {
-    g_next_urid.store(kMaximumUrids, std::memory_order_relaxed);
+  if (urid >= maximum_urids) {
+    g_next_urid.store(maximum_urids, std::memory_order_relaxed);
     return 0;
   }
   node->urid = urid;
@@ -93,9 +79,7 @@ std::uint32_t map_uri(const char* uri) noexcept VESK_REALTIME {
   // Before the link: whoever learns the number must be able to turn it back.
   g_by_urid[urid].store(node, std::memory_order_release);
   do {
-    if (const Node* known = find(head, uri)) {
-      return known->urid;
-    }
+    if (const Node* known = find(head, uri)) return known->urid;
     node->next = head;
   } while (!bucket.compare_exchange_weak(head, node, std::memory_order_release,
                                          std::memory_order_acquire));
@@ -103,9 +87,7 @@ std::uint32_t map_uri(const char* uri) noexcept VESK_REALTIME {
 }
 
 const char* unmap_urid(std::uint32_t urid) noexcept VESK_REALTIME {
-  if (urid == 0 || urid >= kMaximumUrids) {
-    return nullptr;
-  }
+  if (urid == 0 || urid >= maximum_urids) return nullptr;
   const Node* node = g_by_urid[urid].load(std::memory_order_acquire);
   return node != nullptr ? node->uri : nullptr;
 }

@@ -6,11 +6,11 @@ namespace vesk::lv2 {
 namespace {
 
 // 16 KiB each; the largest request seen in 684 plugins has 16 bytes.
-constexpr std::uint32_t kSlots = 2048;
+constexpr std::uint32_t slots = 2048;
 
 }  // namespace
 
-Worker::Worker() : requests_(kSlots), responses_(kSlots) {}
+Worker::Worker() : requests_(slots), responses_(slots) {}
 
 Worker::~Worker() {
   stop();
@@ -31,9 +31,7 @@ void Worker::work_now() {
 }
 
 bool Worker::start() {
-  if (methods_ == nullptr || thread_.joinable()) {
-    return true;
-  }
+  if (methods_ == nullptr || thread_.joinable()) return true;
   try {
     thread_ = std::thread([this] { run_thread(); });
   } catch (const std::system_error&) {
@@ -87,39 +85,28 @@ void Worker::run_thread() {
   for (;;) {
     const std::uint32_t seen = requested_.count();
     do_requests();
-    if (stopping_.load(std::memory_order_acquire)) {
-      return;
-    }
+    if (stopping_.load(std::memory_order_acquire)) return;
     requested_.wait(seen);
   }
 }
 
 void Worker::finish_run() noexcept VESK_REALTIME {
-  if (methods_ == nullptr) {
-    return;
-  }
+  if (methods_ == nullptr) return;
   MessageRing::Message message;
   MessageRing::Cursor cursor = responses_.begin();
   while (responses_.next(cursor, message)) {
-    if (work_response_ != nullptr) {
+    if (work_response_ != nullptr)
       work_response_(plugin_, message.size, message.size != 0 ? message.data : nullptr);
-    }
     responses_.release(cursor);
   }
-  if (end_run_ != nullptr) {
-    end_run_(plugin_);
-  }
+  if (end_run_ != nullptr) end_run_(plugin_);
 }
 
 void Worker::wait_until_idle() noexcept {
-  if (!thread_.joinable()) {
-    return;
-  }
+  if (!thread_.joinable()) return;
   for (;;) {
     const std::uint32_t seen = done_.count();
-    if (open_requests_.load(std::memory_order_acquire) == 0) {
-      return;
-    }
+    if (open_requests_.load(std::memory_order_acquire) == 0) return;
     done_.wait(seen);
   }
 }

@@ -71,15 +71,13 @@ std::optional<PluginRecord> BundleReader::describe(const std::string& bundle,
   // Stamps first: a file changed while it is read must not pass for the one that was read.
   for_each(lilv_plugin_get_data_uris(plugin), [&](const LilvNode* file) {
     std::string path = path_of(file);
-    if (!path.empty() && path != bundle + "manifest.ttl") {
+    if (!path.empty() && path != bundle + "manifest.ttl")
       record.sources.push_back(stamped(std::move(path)));
-    }
   });
   record.description = describe_plugin(world, plugin);
   record.description.bundle = bundle;
-  for (Preset& preset : record.description.presets) {
+  for (Preset& preset : record.description.presets)
     if (preset.bundle.empty()) preset.bundle = bundle;
-  }
   classify(record.description);
   return record;
 }
@@ -95,9 +93,8 @@ std::optional<State> BundleReader::preset(const std::string& bundle,
   const Node plugin(lilv_new_uri(world, plugin_uri.c_str()));
   if (!subject || !plugin) return {};
   // Where the manifest names no file for the preset it stands among the plugin's own data.
-  if (lilv_world_load_resource(world, subject.get()) < 1) {
+  if (lilv_world_load_resource(world, subject.get()) < 1)
     lilv_world_load_resource(world, plugin.get());
-  }
   return read_state(world, subject.get());
 }
 

@@ -41,9 +41,8 @@ inline std::string uri_of(const LilvNode* node) {
 inline std::string text_of(const LilvNode* node) {
   if (!node || !lilv_node_is_literal(node)) return {};
   std::string text = lilv_node_as_string(node);
-  for (char& c : text) {
+  for (char& c : text)
     if (static_cast<unsigned char>(c) < 0x20 || c == 0x7f) c = ' ';
-  }
   return text;
 }
 
@@ -51,13 +50,12 @@ inline std::string text_of(const LilvNode* node) {
 inline std::optional<float> float_of(const LilvNode* node) {
   if (!node) return {};
   float value = 0;
-  if (lilv_node_is_float(node) || lilv_node_is_int(node)) {
+  if (lilv_node_is_float(node) || lilv_node_is_int(node))
     value = lilv_node_as_float(node);
-  } else if (lilv_node_is_bool(node)) {
+  else if (lilv_node_is_bool(node))
     value = lilv_node_as_bool(node) ? 1.0f : 0.0f;
-  } else {
+  else
     return {};
-  }
   return std::isfinite(value) ? std::optional(value) : std::nullopt;
 }
 

@@ -14,9 +14,9 @@
 #include "components/lv2/catalogue/cache_file.hpp"
 #include "components/lv2/catalogue/component_code.hpp"
 #include "components/lv2/catalogue/record.hpp"
+#include "components/lv2/catalogue/write_all.hpp"
 #include "components/lv2/scan/update.hpp"
 #include "components/lv2/scan/worker.hpp"
-#include "components/lv2/catalogue/write_all.hpp"
 
 namespace vesk::lv2::scan {
 namespace {
@@ -154,9 +154,8 @@ int scan(const Options& options) {
   everything.everything = true;
   Installed installed = update(known, options.answer.value_or(everything), progress_for(options));
   bool stored = known && !installed.changed;
-  if (!stored) {
+  if (!stored)
     stored = write_cache_file(path, encode_image(installed.catalogue, installed.records));
-  }
   if (options.answer) {
     for (std::size_t i = 0; i < installed.records.size(); ++i) {
       const Entry& entry = installed.catalogue.entries[i];
@@ -167,11 +166,10 @@ int scan(const Options& options) {
     }
     return write_all(STDOUT_FILENO, encode_image(installed.catalogue, installed.records)) ? 0 : 1;
   }
-  if (options.list) {
+  if (options.list)
     print_list(installed.catalogue);
-  } else {
+  else
     print_summary(installed, path, stored);
-  }
   return std::fflush(stdout) == 0 ? 0 : 1;
 }
 

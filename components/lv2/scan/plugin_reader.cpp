@@ -83,9 +83,8 @@ std::vector<Editor> read_editors(LilvWorld* world, const LilvPlugin* plugin) {
     for_each(lilv_ui_get_classes(ui), [&](const LilvNode* node) {
       const std::string class_uri = uri_of(node);
       // Some name the general class beside their own.
-      if (editor.class_uri.empty() || editor.class_uri.ends_with("#UI")) {
+      if (editor.class_uri.empty() || editor.class_uri.ends_with("#UI"))
         editor.class_uri = class_uri;
-      }
     });
     editor.library = path_of(lilv_ui_get_binary_uri(ui));
     editor.bundle = path_of(lilv_ui_get_bundle_uri(ui));

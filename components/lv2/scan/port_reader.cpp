@@ -133,14 +133,12 @@ class PortReader {
     const Nodes nodes(lilv_port_get_properties(plugin_, port));
     for_each(nodes.get(), [&](const LilvNode* node) {
       const std::string uri = uri_of(node);
-      for (const auto& [name, property] : property_names) {
+      for (const auto& [name, property] : property_names)
         if (uri == name) result.properties |= property;
-      }
     });
     // This one is a designation as well.
-    if (uri_of(one(port, designation_).get()) == LV2_CORE__latency) {
+    if (uri_of(one(port, designation_).get()) == LV2_CORE__latency)
       result.properties |= property_reports_latency;
-    }
   }
 
   void read_events(const LilvPort* port, const Node& predicate, Port& result) const {
@@ -183,9 +181,8 @@ class PortReader {
     LILV_FOREACH(scale_points, i, points) {
       const LilvScalePoint* point = lilv_scale_points_get(points, i);
       const auto value = float_of(lilv_scale_point_get_value(point));
-      if (value) {
+      if (value)
         result.scale_points.push_back({*value, text_of(lilv_scale_point_get_label(point))});
-      }
     }
     lilv_scale_points_free(points);
     std::ranges::sort(result.scale_points, {}, [](const ScalePoint& point) {
@@ -218,9 +215,8 @@ std::vector<Port> read_ports(LilvWorld* world, const LilvPlugin* plugin) {
   std::vector<Port> ports;
   const std::uint32_t count = lilv_plugin_get_num_ports(plugin);
   ports.reserve(count);
-  for (std::uint32_t i = 0; i < count; ++i) {
+  for (std::uint32_t i = 0; i < count; ++i)
     ports.push_back(reader.read(i, lilv_plugin_get_port_by_index(plugin, i)));
-  }
   return ports;
 }
 

@@ -116,9 +116,8 @@ void take_port_value(const char* symbol, void* data, const void* value, std::uin
   const bool known = read(float{}, LV2_ATOM__Float) || read(double{}, LV2_ATOM__Double) ||
                      read(std::int32_t{}, LV2_ATOM__Int) || read(std::int32_t{}, LV2_ATOM__Bool) ||
                      read(std::int64_t{}, LV2_ATOM__Long);
-  if (known && std::isfinite(static_cast<float>(number))) {
+  if (known && std::isfinite(static_cast<float>(number)))
     into->values->push_back({symbol, static_cast<float>(number)});
-  }
 }
 
 }  // namespace

@@ -4,8 +4,8 @@
 #include <map>
 #include <set>
 
-#include "components/lv2/scan/worker.hpp"
 #include "components/lv2/catalogue/search_path.hpp"
+#include "components/lv2/scan/worker.hpp"
 
 namespace vesk::lv2::scan {
 namespace {
@@ -45,9 +45,8 @@ class Update {
 
   void list_bundles() {
     std::map<std::string_view, const Bundle*> old_bundles;
-    if (old()) {
+    if (old())
       for (const Bundle& bundle : old()->bundles) old_bundles[bundle.folder.path] = &bundle;
-    }
     for (const std::string& folder : search_path()) {
       // Before it is listed: a bundle that comes meanwhile must make the stamp wrong.
       catalogue_.folders.push_back(stamped(folder));
@@ -71,9 +70,8 @@ class Update {
   void map_new_bundles() {
     std::vector<Job> jobs;
     jobs.reserve(new_bundles_.size());
-    for (const std::size_t index : new_bundles_) {
+    for (const std::size_t index : new_bundles_)
       jobs.push_back({Job::Kind::map, catalogue_.bundles[index].folder.path, {}});
-    }
     run_jobs(jobs, maps_a_chunk, [&](std::size_t job, const JobResult& result) {
       Bundle& bundle = catalogue_.bundles[new_bundles_[job]];
       bundle.failure = result.failure;
@@ -93,23 +91,19 @@ class Update {
     std::map<std::string, std::vector<std::uint32_t>> homes;
     std::map<std::string, std::vector<std::uint32_t>> preset_homes;
     for (std::uint32_t i = 0; i < catalogue_.bundles.size(); ++i) {
-      for (const MappedPlugin& plugin : catalogue_.bundles[i].map.plugins) {
+      for (const MappedPlugin& plugin : catalogue_.bundles[i].map.plugins)
         homes[plugin.uri].push_back(i);
-      }
-      for (const std::string& uri : catalogue_.bundles[i].map.presets_for) {
+      for (const std::string& uri : catalogue_.bundles[i].map.presets_for)
         preset_homes[uri].push_back(i);
-      }
     }
     ask_versions(homes);
     for (const auto& [uri, bundles] : homes) {
       Entry entry(uri);
       entry.bundle = winner(uri, bundles);
       entry.watched = bundles;
-      for (const std::uint32_t bundle : preset_homes[uri]) {
-        if (std::ranges::find(entry.watched, bundle) == entry.watched.end()) {
+      for (const std::uint32_t bundle : preset_homes[uri])
+        if (std::ranges::find(entry.watched, bundle) == entry.watched.end())
           entry.watched.push_back(bundle);
-        }
-      }
       catalogue_.entries.push_back(std::move(entry));
     }
     records_.resize(catalogue_.entries.size());
@@ -156,9 +150,8 @@ class Update {
 
   std::vector<std::string_view> watched_paths(const Catalogue& catalogue, const Entry& entry) {
     std::vector<std::string_view> paths{catalogue.bundles[entry.bundle].folder.path};
-    for (const std::uint32_t index : entry.watched) {
+    for (const std::uint32_t index : entry.watched)
       paths.push_back(catalogue.bundles[index].folder.path);
-    }
     return paths;
   }
 
@@ -205,9 +198,8 @@ class Update {
     Job job{Job::Kind::describe, catalogue_.bundles[entry.bundle].folder.path, {}, entry.uri};
     for (const std::uint32_t index : entry.watched) {
       const Bundle& bundle = catalogue_.bundles[index];
-      if (index != entry.bundle && std::ranges::binary_search(bundle.map.presets_for, entry.uri)) {
+      if (index != entry.bundle && std::ranges::binary_search(bundle.map.presets_for, entry.uri))
         job.extra_bundles.push_back(bundle.folder.path);
-      }
     }
     return job;
   }
@@ -218,9 +210,8 @@ class Update {
     changed_ = true;
     std::vector<Job> jobs;
     jobs.reserve(indices.size());
-    for (const std::size_t index : indices) {
+    for (const std::size_t index : indices)
       jobs.push_back(description_job(catalogue_.entries[index]));
-    }
     std::size_t done = 0;
     run_jobs(jobs, descriptions_a_chunk, [&](std::size_t job, const JobResult& result) {
       auto record = decode_record(result.payload);

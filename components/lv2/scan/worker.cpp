@@ -15,9 +15,9 @@
 
 #include "components/lv2/catalogue/clock.hpp"
 #include "components/lv2/catalogue/record.hpp"
-#include "components/lv2/scan/bundle_reader.hpp"
 #include "components/lv2/catalogue/system_text.hpp"
 #include "components/lv2/catalogue/write_all.hpp"
+#include "components/lv2/scan/bundle_reader.hpp"
 
 namespace vesk::lv2::scan {
 namespace {
@@ -62,9 +62,8 @@ Bytes perform(BundleReader& reader, const Job& job) {
       encode(to, reader.map(job.bundle));
       break;
     case Job::Kind::describe:
-      if (auto record = reader.describe(job.bundle, job.extra_bundles, job.uri)) {
+      if (auto record = reader.describe(job.bundle, job.extra_bundles, job.uri))
         to.raw(encode_record(*record));
-      }
       break;
     case Job::Kind::preset:
       if (const auto state =
@@ -148,13 +147,12 @@ class Child {
     if (left_.empty()) return {};
     JobResult result;
     result.noise = noise_.take();
-    if (timed_out_) {
+    if (timed_out_)
       result.failure = "kept its reader busy for " + std::to_string(job_limit_ms / 1000) + " s";
-    } else if (WIFSIGNALED(status)) {
+    else if (WIFSIGNALED(status))
       result.failure = std::string("crashed its reader (") + signal_text(WTERMSIG(status)) + ")";
-    } else {
+    else
       result.failure = "ended its reader";
-    }
     const std::size_t culprit = left_.front();
     left_.pop_front();
     done_(culprit, result);
@@ -246,11 +244,10 @@ class Pool {
     if (::poll(polled.data(), polled.size(), static_cast<int>(wait_ms) + 1) < 0) return;
     for (std::size_t i = 0; i < children_.size(); ++i) {
       Child& child = *children_[i];
-      if (polled[i].revents != 0) {
+      if (polled[i].revents != 0)
         child.receive();
-      } else if (now_ms() > child.deadline_ms()) {
+      else if (now_ms() > child.deadline_ms())
         child.kill();
-      }
     }
   }
 

@@ -91,9 +91,7 @@ Ref cf_value(CFDictionaryRef dictionary, std::string_view key) {
 inline std::optional<double> cf_number(CFDictionaryRef dictionary, std::string_view key) {
   const CFNumberRef number = cf_value<CFNumberRef>(dictionary, key);
   double value = 0;
-  if (number == nullptr) {
-    return std::nullopt;
-  }
+  if (number == nullptr) return std::nullopt;
   CFNumberGetValue(number, kCFNumberFloat64Type, &value);
   return value;
 }

@@ -17,9 +17,7 @@ CFStringRef copy_cf_string(std::string_view text) {
 }
 
 std::string text_of(CFStringRef string) {
-  if (string == nullptr) {
-    return {};
-  }
+  if (string == nullptr) return {};
   const CFRange all = CFRangeMake(0, CFStringGetLength(string));
   CFIndex bytes = 0;
   CFStringGetBytes(string, all, kCFStringEncodingUTF8, '?', false, nullptr, 0, &bytes);
@@ -30,13 +28,9 @@ std::string text_of(CFStringRef string) {
 }
 
 std::string cut_utf8(std::string_view text, std::size_t bytes) {
-  if (text.size() <= bytes) {
-    return std::string(text);
-  }
+  if (text.size() <= bytes) return std::string(text);
   std::size_t end = bytes;
-  while (end > 0 && (static_cast<unsigned char>(text[end]) & 0xc0) == 0x80) {
-    --end;
-  }
+  while (end > 0 && (static_cast<unsigned char>(text[end]) & 0xc0) == 0x80) --end;
   return std::string(text.substr(0, end));
 }
 

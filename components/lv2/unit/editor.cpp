@@ -4,8 +4,8 @@
 
 #include <algorithm>
 
-#include "components/lv2/unit/plugin_unit.hpp"
 #include "components/lv2/instance/urid_map.hpp"
+#include "components/lv2/unit/plugin_unit.hpp"
 
 namespace vesk::lv2 {
 
@@ -59,9 +59,7 @@ void UnitEditor::set_value(std::uint32_t port, float value) {
 }
 
 void UnitEditor::touch(std::uint32_t port, bool grabbed) {
-  if (!unit_.parameters_.is_writable(port)) {
-    return;
-  }
+  if (!unit_.parameters_.is_writable(port)) return;
   AudioUnitEvent event{};
   event.mEventType = grabbed ? kAudioUnitEvent_BeginParameterChangeGesture
                              : kAudioUnitEvent_EndParameterChangeGesture;
@@ -70,12 +68,8 @@ void UnitEditor::touch(std::uint32_t port, bool grabbed) {
 }
 
 bool UnitEditor::attach(EditorViewer* viewer) {
-  if (viewer_ != nullptr) {
-    return false;
-  }
-  if (feed_ == nullptr) {
-    feed_ = std::make_unique<EditorFeed>(*unit_.plugin_, unit_.ports_);
-  }
+  if (viewer_ != nullptr) return false;
+  if (feed_ == nullptr) feed_ = std::make_unique<EditorFeed>(*unit_.plugin_, unit_.ports_);
   feed_->begin_view();
   viewer_ = viewer;
   watched_.store(feed_.get(), std::memory_order_release);
@@ -97,9 +91,8 @@ bool UnitEditor::send(std::uint32_t port, const LV2_Atom* atom) {
 
 void UnitEditor::receive(void (*visit)(void* context, std::uint32_t port, const LV2_Atom* atom),
                          void* context) {
-  if (feed_ != nullptr) {
+  if (feed_ != nullptr)
     feed_->receive([&](std::uint32_t port, const LV2_Atom* atom) { visit(context, port, atom); });
-  }
 }
 
 }  // namespace vesk::lv2

@@ -17,7 +17,7 @@
 namespace vesk::lv2 {
 namespace {
 
-constexpr std::string_view kOffered[] = {
+constexpr std::string_view offered[] = {
     LV2_URID__map,
     LV2_URID__unmap,
     LV2_OPTIONS__options,
@@ -39,8 +39,8 @@ bool is_embeddable(const Editor& editor) {
   return editor.class_uri == LV2_UI__X11UI && access(editor.library.c_str(), R_OK) == 0 &&
          std::all_of(editor.required_features.begin(), editor.required_features.end(),
                      [](const std::string& feature) {
-                       return std::find(std::begin(kOffered), std::end(kOffered), feature) !=
-                              std::end(kOffered);
+                       return std::find(std::begin(offered), std::end(offered), feature) !=
+                              std::end(offered);
                      });
 }
 
@@ -54,15 +54,11 @@ const Editor* embeddable_editor(const Description& plugin) {
 std::string editor_bundle() {
   static const char anchor = 0;
   Dl_info module{};
-  if (dladdr(&anchor, &module) == 0 || module.dli_fname == nullptr) {
-    return {};
-  }
+  if (dladdr(&anchor, &module) == 0 || module.dli_fname == nullptr) return {};
   const std::string file = module.dli_fname;
   const std::size_t slash = file.rfind('/');
-  if (slash == std::string::npos) {
-    return {};
-  }
-  const std::string folder = file.substr(0, slash + 1) + kEditorBundle;
+  if (slash == std::string::npos) return {};
+  const std::string folder = file.substr(0, slash + 1) + editor_bundle_name;
   return access(folder.c_str(), R_OK | X_OK) == 0 ? folder : std::string{};
 }
 

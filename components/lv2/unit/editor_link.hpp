@@ -16,11 +16,11 @@ namespace vesk::lv2 {
 
 /// A property of these units alone (global scope, read only): the unit's `EditorLink*`, good while
 /// the unit is open. It exists where kAudioUnitProperty_CocoaUI does.
-inline constexpr AudioUnitPropertyID kEditorLinkProperty = 64'100;
+inline constexpr AudioUnitPropertyID editor_link_property = 64'100;
 
 /// The bundle beside the component's own module, and the class in it that makes views.
-inline constexpr const char* kEditorBundle = "lv2_editor.bundle";
-inline constexpr const char* kEditorFactoryClass = "VeskLV2ViewFactory";
+inline constexpr const char* editor_bundle_name = "lv2_editor.bundle";
+inline constexpr const char* editor_factory_class = "VeskLV2ViewFactory";
 
 /// What the view hears of its unit, on the unit's control thread.
 class EditorViewer {

@@ -9,8 +9,8 @@
 #include <cstring>
 #include <string_view>
 
-#include "components/lv2/unit/cf_text.hpp"
 #include "components/lv2/instance/parameters.hpp"
+#include "components/lv2/unit/cf_text.hpp"
 
 namespace vesk::lv2 {
 namespace {
@@ -20,7 +20,7 @@ struct UnitName {
   AudioUnitParameterUnit unit;
 };
 
-constexpr std::array kUnits = {
+constexpr std::array unit_names = {
     UnitName{LV2_UNITS__db, kAudioUnitParameterUnit_Decibels},
     UnitName{LV2_UNITS__hz, kAudioUnitParameterUnit_Hertz},
     UnitName{LV2_UNITS__pc, kAudioUnitParameterUnit_Percent},
@@ -39,33 +39,27 @@ constexpr std::array kUnits = {
 };
 
 // More names than this in one menu help nobody, and a damaged range must not fill the memory.
-constexpr float kMaximumNames = 1024;
+constexpr float maximum_names = 1024;
 
 bool is_whole(float value) {
   return std::floor(value) == value;
 }
 
 bool has_whole_names(const Port& port, const Range& range) {
-  if (port.scale_points.empty() || !is_whole(range.min) || range.max - range.min > kMaximumNames ||
+  if (port.scale_points.empty() || !is_whole(range.min) || range.max - range.min > maximum_names ||
       (!port.has(property_enumeration) && !port.has(property_integer))) {
     return false;
   }
-  for (const ScalePoint& point : port.scale_points) {
+  for (const ScalePoint& point : port.scale_points)
     if (!is_whole(point.value)) return false;
-  }
   return true;
 }
 
 AudioUnitParameterUnit unit_of(const Port& port) {
-  if (port.has(property_toggled)) {
-    return kAudioUnitParameterUnit_Boolean;
-  }
-  for (const UnitName& known : kUnits) {
+  if (port.has(property_toggled)) return kAudioUnitParameterUnit_Boolean;
+  for (const UnitName& known : unit_names)
     if (port.unit.uri == known.uri) return known.unit;
-  }
-  if (!port.unit.symbol.empty()) {
-    return kAudioUnitParameterUnit_CustomUnit;
-  }
+  if (!port.unit.symbol.empty()) return kAudioUnitParameterUnit_CustomUnit;
   return port.has(property_integer) || port.has(property_enumeration)
              ? kAudioUnitParameterUnit_Indexed
              : kAudioUnitParameterUnit_Generic;
@@ -73,14 +67,11 @@ AudioUnitParameterUnit unit_of(const Port& port) {
 
 const ScalePoint* point_at(const Port& port, float value) {
   const ScalePoint* nearest = nullptr;
-  for (const ScalePoint& point : port.scale_points) {
-    if (nearest == nullptr || std::fabs(point.value - value) < std::fabs(nearest->value - value)) {
+  for (const ScalePoint& point : port.scale_points)
+    if (nearest == nullptr || std::fabs(point.value - value) < std::fabs(nearest->value - value))
       nearest = &point;
-    }
-  }
-  if (nearest == nullptr || (nearest->value != value && !port.has(property_enumeration))) {
+  if (nearest == nullptr || (nearest->value != value && !port.has(property_enumeration)))
     return nullptr;
-  }
   return nearest;
 }
 
@@ -101,9 +92,8 @@ AudioUnitParameterInfo Parameters::info(AudioUnitParameterID id) const {
   std::memcpy(info.name, short_name.c_str(), short_name.size() + 1);
   info.cfNameString = copy_cf_string(port.name);
   info.unit = unit_of(port);
-  if (info.unit == kAudioUnitParameterUnit_CustomUnit) {
+  if (info.unit == kAudioUnitParameterUnit_CustomUnit)
     info.unitName = copy_cf_string(port.unit.symbol);
-  }
   info.minValue = bounds.min;
   info.maxValue = bounds.max;
   info.defaultValue = bounds.def;
@@ -113,13 +103,9 @@ AudioUnitParameterInfo Parameters::info(AudioUnitParameterID id) const {
   if (!port.scale_points.empty()) info.flags |= kAudioUnitParameterFlag_ValuesHaveStrings;
   if (port.has(property_not_on_gui)) info.flags |= kAudioUnitParameterFlag_ExpertMode;
   if (port.has(property_expensive)) info.flags |= kAudioUnitParameterFlag_NonRealTime;
-  if (logarithmic_is_usable(port, bounds)) {
-    info.flags |= kAudioUnitParameterFlag_DisplayLogarithmic;
-  }
-  if (info.unit != kAudioUnitParameterUnit_Boolean &&
-      info.unit != kAudioUnitParameterUnit_Indexed) {
+  if (logarithmic_is_usable(port, bounds)) info.flags |= kAudioUnitParameterFlag_DisplayLogarithmic;
+  if (info.unit != kAudioUnitParameterUnit_Boolean && info.unit != kAudioUnitParameterUnit_Indexed)
     info.flags |= kAudioUnitParameterFlag_IsHighResolution;
-  }
   return info;
 }
 
@@ -132,9 +118,7 @@ CFStringRef Parameters::copy_name(AudioUnitParameterID id, SInt32 characters) co
 CFArrayRef Parameters::copy_value_strings(AudioUnitParameterID id) const {
   const Port& port = plugin_.ports[id];
   const Range& bounds = ranges_[id];
-  if (!has_whole_names(port, bounds)) {
-    return nullptr;
-  }
+  if (!has_whole_names(port, bounds)) return nullptr;
   CFMutableArrayRef names = CFArrayCreateMutable(kCFAllocatorDefault, 0, &kCFTypeArrayCallBacks);
   // Counted in whole steps: beyond 2^24 adding 1 to a float changes nothing.
   const int steps = static_cast<int>(bounds.max - bounds.min);
@@ -151,9 +135,7 @@ CFArrayRef Parameters::copy_value_strings(AudioUnitParameterID id) const {
 
 CFStringRef Parameters::copy_text(AudioUnitParameterID id, float value) const {
   const Port& port = plugin_.ports[id];
-  if (const ScalePoint* point = point_at(port, value)) {
-    return copy_cf_string(point->label);
-  }
+  if (const ScalePoint* point = point_at(port, value)) return copy_cf_string(point->label);
   std::string text = number_text(value);
   if (!port.unit.symbol.empty()) {
     text += ' ';

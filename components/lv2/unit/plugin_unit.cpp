@@ -3,9 +3,9 @@
 #include <algorithm>
 #include <utility>
 
+#include "components/lv2/instance/plugin_log.hpp"
 #include "components/lv2/unit/cf_text.hpp"
 #include "components/lv2/unit/editor_choice.hpp"
-#include "components/lv2/instance/plugin_log.hpp"
 
 namespace vesk::lv2 {
 
@@ -27,19 +27,15 @@ PluginUnit::PluginUnit(std::shared_ptr<const Description> plugin,
       ports_(*plugin_),
       parameters_(*plugin_, ports_) {
   listeners_.set_unit(instance);
-  if (ports_.enabled) {
-    parameters_.set(*ports_.enabled, 1);
-  }
+  if (ports_.enabled) parameters_.set(*ports_.enabled, 1);
   if (const Editor* editor = embeddable_editor(*plugin_)) {
     editor_bundle_ = editor_bundle();
     editor_ = std::make_unique<UnitEditor>(*this, *editor);
   }
   for (const PortValue& value : plugin_->default_state.port_values) {
-    for (const Port& port : plugin_->ports) {
-      if (port.symbol == value.symbol && parameters_.is_writable(port.index)) {
+    for (const Port& port : plugin_->ports)
+      if (port.symbol == value.symbol && parameters_.is_writable(port.index))
         parameters_.set(port.index, value.value);
-      }
-    }
   }
 }
 
@@ -47,9 +43,7 @@ PluginUnit::~PluginUnit() {
   // While everything that a listener or a view may ask for is still there.
   listeners_.stop();
   if (editor_ != nullptr) editor_->unit_ends();
-  for (const AUPreset& preset : factory_presets_) {
-    CFRelease(preset.presetName);
-  }
+  for (const AUPreset& preset : factory_presets_) CFRelease(preset.presetName);
 }
 
 void PluginUnit::complain(const std::string& what) const {
@@ -57,9 +51,7 @@ void PluginUnit::complain(const std::string& what) const {
 }
 
 const std::vector<StateProperty>* PluginUnit::state_to_restore() const {
-  if (properties_) {
-    return &*properties_;
-  }
+  if (properties_) return &*properties_;
   const std::vector<StateProperty>& defaults = plugin_->default_state.properties;
   return defaults.empty() ? nullptr : &defaults;
 }
@@ -75,10 +67,8 @@ std::unique_ptr<Instance> PluginUnit::make_instance(const std::vector<float>& va
                         .blocks = {.sample_rate = sample_rate_, .max_frames = max_frames_},
                         .controls = values,
                         .state = properties},
-                       &error);
-  if (instance == nullptr) {
-    complain(error);
-  }
+                       error);
+  if (instance == nullptr) complain(error);
   return instance;
 }
 
@@ -93,9 +83,7 @@ void PluginUnit::allocate_buffers() {
 }
 
 OSStatus PluginUnit::initialize() {
-  if (is_initialized()) {
-    return noErr;
-  }
+  if (is_initialized()) return noErr;
   if (parked_ != nullptr) {
     properties_ = parked_->save();
     instance_leaves();
@@ -104,16 +92,12 @@ OSStatus PluginUnit::initialize() {
   midi_.clear();
   allocate_buffers();
   std::unique_ptr<Instance> instance = make_instance(parameters_.snapshot(), state_to_restore());
-  if (instance == nullptr) {
-    return kAudioUnitErr_FailedInitialization;
-  }
+  if (instance == nullptr) return kAudioUnitErr_FailedInitialization;
   latency_frames_.store(instance->latency_frames(), std::memory_order_relaxed);
   slot_.put(std::move(instance));
   // Release: a render that sees it finds the instance and the buffers.
   initialized_.store(true, std::memory_order_release);
-  if (latency_seconds() != 0) {
-    listeners_.notify(kAudioUnitProperty_Latency);
-  }
+  if (latency_seconds() != 0) listeners_.notify(kAudioUnitProperty_Latency);
   return noErr;
 }
 
@@ -122,26 +106,18 @@ void PluginUnit::instance_leaves() const {
 }
 
 OSStatus PluginUnit::uninitialize() {
-  if (!is_initialized()) {
-    return noErr;
-  }
+  if (!is_initialized()) return noErr;
   initialized_.store(false, std::memory_order_release);
   parked_ = slot_.take();
-  if (slot_.current() != nullptr) {
-    return kAudioUnitErr_CannotDoInCurrentContext;
-  }
+  if (slot_.current() != nullptr) return kAudioUnitErr_CannotDoInCurrentContext;
   return noErr;
 }
 
 OSStatus PluginUnit::reset() {
-  if (!is_initialized()) {
-    return noErr;
-  }
+  if (!is_initialized()) return noErr;
   // A period that comes meanwhile is silent.
   std::unique_ptr<Instance> instance = slot_.take();
-  if (instance == nullptr) {
-    return kAudioUnitErr_CannotDoInCurrentContext;
-  }
+  if (instance == nullptr) return kAudioUnitErr_CannotDoInCurrentContext;
   instance->reset();
   midi_.clear();
   slot_.put(std::move(instance));
@@ -152,9 +128,7 @@ OSStatus PluginUnit::apply(StateChange change) {
   const float latency_before = latency_frames_.load(std::memory_order_relaxed);
   if (is_initialized()) {
     std::unique_ptr<Instance> instance = make_instance(change.values, &change.properties);
-    if (instance == nullptr) {
-      return kAudioUnitErr_InvalidPropertyValue;
-    }
+    if (instance == nullptr) return kAudioUnitErr_InvalidPropertyValue;
     latency_frames_.store(instance->latency_frames(), std::memory_order_relaxed);
     instance_leaves();
     slot_.put(std::move(instance));
@@ -164,19 +138,15 @@ OSStatus PluginUnit::apply(StateChange change) {
     parked_.reset();
   }
   // After the exchange: the instance that is being replaced keeps its own values to its end.
-  for (const std::uint32_t port : ports_.control_inputs) {
-    if (parameters_.is_writable(port)) {
-      parameters_.set(port, change.values[port]);
-    }
-  }
+  for (const std::uint32_t port : ports_.control_inputs)
+    if (parameters_.is_writable(port)) parameters_.set(port, change.values[port]);
   properties_ = std::move(change.properties);
   preset_number_ = change.preset_number;
   preset_name_ = std::move(change.preset_name);
   listeners_.notify(kAudioUnitProperty_PresentPreset);
   listeners_.notify(kAudioUnitProperty_ClassInfo);
-  if (latency_frames_.load(std::memory_order_relaxed) != latency_before) {
+  if (latency_frames_.load(std::memory_order_relaxed) != latency_before)
     listeners_.notify(kAudioUnitProperty_Latency);
-  }
   return noErr;
 }
 

@@ -18,9 +18,9 @@
 #include "components/lv2/instance/parameters.hpp"
 #include "components/lv2/instance/plugin_library.hpp"
 #include "components/lv2/instance/port_table.hpp"
+#include "components/lv2/unit/editor.hpp"
 #include "components/lv2/unit/property_listeners.hpp"
 #include "components/lv2/unit/render_callbacks.hpp"
-#include "components/lv2/unit/editor.hpp"
 #include "platform/realtime.hpp"
 
 namespace vesk::lv2 {

@@ -1,8 +1,8 @@
 // Factory presets of a unit.
 
+#include "components/lv2/catalogue/presets.hpp"
 #include "components/lv2/unit/cf_text.hpp"
 #include "components/lv2/unit/plugin_unit.hpp"
-#include "components/lv2/catalogue/presets.hpp"
 
 namespace vesk::lv2 {
 
@@ -16,16 +16,14 @@ CFArrayRef PluginUnit::copy_factory_presets() {
   // The elements are records, not objects: nothing is to be retained.
   CFMutableArrayRef list = CFArrayCreateMutable(
       kCFAllocatorDefault, static_cast<CFIndex>(factory_presets_.size()), nullptr);
-  for (const AUPreset& preset : factory_presets_) {
-    CFArrayAppendValue(list, &preset);
-  }
+  for (const AUPreset& preset : factory_presets_) CFArrayAppendValue(list, &preset);
   return list;
 }
 
 OSStatus PluginUnit::load_factory_preset(std::size_t number) {
   const Preset& preset = plugin_->presets[number];
   std::string error;
-  const std::optional<State> state = read_preset(*plugin_, preset, &error);
+  const std::optional<State> state = read_preset(*plugin_, preset, error);
   if (!state) {
     complain("preset " + preset.label + ": " + error);
     return kAudioUnitErr_InvalidPropertyValue;
@@ -33,11 +31,9 @@ OSStatus PluginUnit::load_factory_preset(std::size_t number) {
   StateChange change;
   change.values = parameters_.snapshot();
   for (const PortValue& value : state->port_values) {
-    for (const std::uint32_t port : ports_.control_inputs) {
-      if (plugin_->ports[port].symbol == value.symbol && parameters_.is_writable(port)) {
+    for (const std::uint32_t port : ports_.control_inputs)
+      if (plugin_->ports[port].symbol == value.symbol && parameters_.is_writable(port))
         change.values[port] = parameters_.legal(port, value.value);
-      }
-    }
   }
   // A preset of control values alone leaves the rest of the plugin as it is.
   change.properties = state->properties.empty() ? present_properties() : state->properties;
@@ -52,9 +48,7 @@ OSStatus PluginUnit::set_present_preset(const AUPreset& preset) {
     return number < plugin_->presets.size() ? load_factory_preset(number)
                                             : OSStatus{kAudioUnitErr_InvalidPropertyValue};
   }
-  if (preset.presetName == nullptr) {
-    return kAudioUnitErr_InvalidPropertyValue;
-  }
+  if (preset.presetName == nullptr) return kAudioUnitErr_InvalidPropertyValue;
   preset_number_ = preset.presetNumber;
   preset_name_ = text_of(preset.presetName);
   listeners_.notify(kAudioUnitProperty_PresentPreset);

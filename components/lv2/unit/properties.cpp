@@ -14,12 +14,12 @@ namespace {
 constexpr unsigned bit(AudioUnitScope scope) {
   return 1u << scope;
 }
-constexpr unsigned kGlobal = bit(kAudioUnitScope_Global);
-constexpr unsigned kInput = bit(kAudioUnitScope_Input);
-constexpr unsigned kOutput = bit(kAudioUnitScope_Output);
-constexpr unsigned kAny =
-    kGlobal | kInput | kOutput | bit(kAudioUnitScope_Group) | bit(kAudioUnitScope_Part);
-constexpr UInt32 kMaximumFrames = 1u << 20;
+constexpr unsigned global_scope = bit(kAudioUnitScope_Global);
+constexpr unsigned input_scope = bit(kAudioUnitScope_Input);
+constexpr unsigned output_scope = bit(kAudioUnitScope_Output);
+constexpr unsigned any_scope = global_scope | input_scope | output_scope |
+                               bit(kAudioUnitScope_Group) | bit(kAudioUnitScope_Part);
+constexpr UInt32 maximum_frames = 1u << 20;
 
 AudioStreamBasicDescription format_at(double sample_rate) {
   AudioStreamBasicDescription format{};
@@ -81,7 +81,7 @@ struct UnitProperties {
     OSStatus (*get)(Unit&, Place, void*);
     OSStatus (*set)(Unit&, Place, const void*);
   };
-  static const Row kRows[];
+  static const Row rows[];
 
   static bool is_effect(const Unit& unit, Place) { return unit.ports_.has_input_bus; }
   static bool is_instrument(const Unit& unit, Place) {
@@ -113,7 +113,7 @@ struct UnitProperties {
   }
   static OSStatus set_max_frames(Unit& unit, Place, const void* data) {
     const auto frames = read<UInt32>(data);
-    if (frames == 0 || frames > kMaximumFrames) return kAudioUnitErr_InvalidPropertyValue;
+    if (frames == 0 || frames > maximum_frames) return kAudioUnitErr_InvalidPropertyValue;
     if (unit.is_initialized()) return kAudioUnitErr_Initialized;
     unit.max_frames_ = frames;
     unit.listeners_.notify(kAudioUnitProperty_MaximumFramesPerSlice);
@@ -151,18 +151,16 @@ struct UnitProperties {
   static OSStatus set_offline(Unit& unit, Place, const void* data) {
     const UInt32 on = read<UInt32>(data) != 0 ? 1 : 0;
     unit.offline_.store(on, std::memory_order_relaxed);
-    if (unit.ports_.free_wheeling) {
+    if (unit.ports_.free_wheeling)
       unit.parameters_.set(*unit.ports_.free_wheeling, on != 0 ? 1.0f : 0.0f);
-    }
     unit.listeners_.notify(kAudioUnitProperty_OfflineRender);
     return noErr;
   }
   static OSStatus set_allocate(Unit& unit, Place place, const void* data) {
     if (unit.is_initialized()) return kAudioUnitErr_Initialized;
     // The output's own buffers exist in any case; they are used when the caller brings none.
-    if (place.scope == kAudioUnitScope_Input) {
+    if (place.scope == kAudioUnitScope_Input)
       unit.offers_input_.store(read<UInt32>(data) != 0 ? 1 : 0, std::memory_order_relaxed);
-    }
     return noErr;
   }
   static OSStatus set_in_place(Unit&, Place, const void* data) {
@@ -177,7 +175,7 @@ struct UnitProperties {
         kCFAllocatorDefault, reinterpret_cast<const UInt8*>(unit.editor_bundle_.data()),
         static_cast<CFIndex>(unit.editor_bundle_.size()), true);
     if (view.mCocoaAUViewBundleLocation == nullptr) return kAudio_MemFullError;
-    view.mCocoaAUViewClass[0] = copy_cf_string(kEditorFactoryClass);
+    view.mCocoaAUViewClass[0] = copy_cf_string(editor_factory_class);
     return answer(data, view);
   }
   static OSStatus get_parameter_list(Unit& unit, Place place, void* data) {
@@ -208,9 +206,8 @@ struct UnitProperties {
   static OSStatus get_value_from_string(Unit& unit, Place, void* data) {
     auto asked = read<AudioUnitParameterValueFromString>(data);
     if (!unit.parameters_.is_readable(asked.inParamID)) return kAudioUnitErr_InvalidParameter;
-    if (!unit.parameters_.value_of(asked.inParamID, text_of(asked.inString), &asked.outValue)) {
+    if (!unit.parameters_.value_of(asked.inParamID, text_of(asked.inString), &asked.outValue))
       return kAudioUnitErr_InvalidPropertyValue;
-    }
     return answer(data, asked);
   }
   static UInt32 element_count(const Unit& unit, AudioUnitScope scope) {
@@ -231,102 +228,102 @@ struct UnitProperties {
 
 // No tail time: nothing in a plugin's description tells how long it rings, and a host that is told
 // of no such property must not take it for none.
-constinit const UnitProperties::Row UnitProperties::kRows[] = {
-    {kAudioUnitProperty_ClassInfo, kGlobal, false, sizeof(CFPropertyListRef), nullptr, nullptr,
+constinit const UnitProperties::Row UnitProperties::rows[] = {
+    {kAudioUnitProperty_ClassInfo, global_scope, false, sizeof(CFPropertyListRef), nullptr, nullptr,
      [](Unit& unit, Place, void* data) { return answer(data, unit.copy_class_info()); },
      [](Unit& unit, Place, const void* data) {
        return unit.set_class_info(read<CFPropertyListRef>(data));
      }},
-    {kAudioUnitProperty_MakeConnection, kInput, false, sizeof(AudioUnitConnection), nullptr,
+    {kAudioUnitProperty_MakeConnection, input_scope, false, sizeof(AudioUnitConnection), nullptr,
      nullptr, nullptr, &set_connection},
-    {kAudioUnitProperty_SampleRate, kGlobal | kInput | kOutput, false, sizeof(Float64), nullptr,
+    {kAudioUnitProperty_SampleRate, global_scope | input_scope | output_scope, false, sizeof(Float64), nullptr,
      nullptr, [](Unit& unit, Place, void* data) { return answer(data, unit.sample_rate_); },
      &set_sample_rate},
-    {kAudioUnitProperty_ParameterList, kAny, false, 0,
+    {kAudioUnitProperty_ParameterList, any_scope, false, 0,
      [](Unit& unit, Place place) -> UInt32 {
        const std::size_t count =
            place.scope == kAudioUnitScope_Global ? unit.parameters_.listed().size() : 0;
        return static_cast<UInt32>(count * sizeof(AudioUnitParameterID));
      },
      nullptr, &get_parameter_list, nullptr},
-    {kAudioUnitProperty_ParameterInfo, kGlobal, true, sizeof(AudioUnitParameterInfo), nullptr,
+    {kAudioUnitProperty_ParameterInfo, global_scope, true, sizeof(AudioUnitParameterInfo), nullptr,
      nullptr,
      [](Unit& unit, Place place, void* data) {
        return answer(data, unit.parameters_.info(place.element));
      },
      nullptr},
-    {kAudioUnitProperty_StreamFormat, kGlobal | kInput | kOutput, false,
+    {kAudioUnitProperty_StreamFormat, global_scope | input_scope | output_scope, false,
      sizeof(AudioStreamBasicDescription), nullptr, nullptr,
      [](Unit& unit, Place, void* data) { return answer(data, format_at(unit.sample_rate_)); },
      &set_format},
-    {kAudioUnitProperty_ElementCount, kAny, false, sizeof(UInt32), nullptr, nullptr,
+    {kAudioUnitProperty_ElementCount, any_scope, false, sizeof(UInt32), nullptr, nullptr,
      [](Unit& unit, Place place, void* data) {
        return answer(data, element_count(unit, place.scope));
      },
      nullptr},
-    {kAudioUnitProperty_Latency, kGlobal, false, sizeof(Float64), nullptr, nullptr,
+    {kAudioUnitProperty_Latency, global_scope, false, sizeof(Float64), nullptr, nullptr,
      [](Unit& unit, Place, void* data) { return answer(data, Float64{unit.latency_seconds()}); },
      nullptr},
-    {kAudioUnitProperty_SupportedNumChannels, kGlobal, false, sizeof(AUChannelInfo), nullptr,
+    {kAudioUnitProperty_SupportedNumChannels, global_scope, false, sizeof(AUChannelInfo), nullptr,
      nullptr,
      [](Unit& unit, Place, void* data) {
        const auto inputs = static_cast<SInt16>(unit.ports_.has_input_bus ? 2 : 0);
        return answer(data, AUChannelInfo{inputs, 2});
      },
      nullptr},
-    {kAudioUnitProperty_MaximumFramesPerSlice, kGlobal, false, sizeof(UInt32), nullptr, nullptr,
+    {kAudioUnitProperty_MaximumFramesPerSlice, global_scope, false, sizeof(UInt32), nullptr, nullptr,
      [](Unit& unit, Place, void* data) { return answer(data, unit.max_frames_); },
      &set_max_frames},
-    {kAudioUnitProperty_ParameterValueStrings, kGlobal, true, sizeof(CFArrayRef), nullptr,
+    {kAudioUnitProperty_ParameterValueStrings, global_scope, true, sizeof(CFArrayRef), nullptr,
      [](const Unit& unit, Place place) {
        const CFArrayRef names = unit.parameters_.copy_value_strings(place.element);
        if (names != nullptr) CFRelease(names);
        return names != nullptr;
      },
      &get_value_strings, nullptr},
-    {kAudioUnitProperty_BypassEffect, kGlobal, false, sizeof(UInt32), nullptr, &is_effect,
+    {kAudioUnitProperty_BypassEffect, global_scope, false, sizeof(UInt32), nullptr, &is_effect,
      [](Unit& unit, Place, void* data) {
        return answer(data, unit.bypass_.load(std::memory_order_relaxed));
      },
      &set_bypass},
-    {kAudioUnitProperty_LastRenderError, kGlobal, false, sizeof(OSStatus), nullptr, nullptr,
+    {kAudioUnitProperty_LastRenderError, global_scope, false, sizeof(OSStatus), nullptr, nullptr,
      [](Unit& unit, Place, void* data) {
        return answer(data, unit.last_error_.exchange(noErr, std::memory_order_relaxed));
      },
      nullptr},
-    {kAudioUnitProperty_SetRenderCallback, kInput, false, sizeof(AURenderCallbackStruct), nullptr,
+    {kAudioUnitProperty_SetRenderCallback, input_scope, false, sizeof(AURenderCallbackStruct), nullptr,
      nullptr, nullptr, &set_callback},
-    {kAudioUnitProperty_FactoryPresets, kGlobal, false, sizeof(CFArrayRef), nullptr, &has_presets,
+    {kAudioUnitProperty_FactoryPresets, global_scope, false, sizeof(CFArrayRef), nullptr, &has_presets,
      [](Unit& unit, Place, void* data) { return answer(data, unit.copy_factory_presets()); },
      nullptr},
-    {kAudioUnitProperty_HostCallbacks, kGlobal, false, sizeof(HostCallbackInfo), nullptr, nullptr,
+    {kAudioUnitProperty_HostCallbacks, global_scope, false, sizeof(HostCallbackInfo), nullptr, nullptr,
      nullptr, &set_transport},
-    {kAudioUnitProperty_InPlaceProcessing, kGlobal, false, sizeof(UInt32), nullptr, &is_effect,
+    {kAudioUnitProperty_InPlaceProcessing, global_scope, false, sizeof(UInt32), nullptr, &is_effect,
      [](Unit&, Place, void* data) { return answer(data, UInt32{0}); }, &set_in_place},
-    {kAudioUnitProperty_CocoaUI, kGlobal, false, sizeof(AudioUnitCocoaViewInfo), nullptr, &has_view,
+    {kAudioUnitProperty_CocoaUI, global_scope, false, sizeof(AudioUnitCocoaViewInfo), nullptr, &has_view,
      &get_cocoa_ui, nullptr},
-    {kEditorLinkProperty, kGlobal, false, sizeof(EditorLink*), nullptr, &has_view,
+    {editor_link_property, global_scope, false, sizeof(EditorLink*), nullptr, &has_view,
      [](Unit& unit, Place, void* data) {
        return answer(data, static_cast<EditorLink*>(unit.editor_.get()));
      },
      nullptr},
-    {kAudioUnitProperty_ParameterIDName, kGlobal, false, sizeof(AudioUnitParameterIDName), nullptr,
+    {kAudioUnitProperty_ParameterIDName, global_scope, false, sizeof(AudioUnitParameterIDName), nullptr,
      nullptr, &get_name, nullptr},
-    {kAudioUnitProperty_ParameterStringFromValue, kGlobal, false,
+    {kAudioUnitProperty_ParameterStringFromValue, global_scope, false,
      sizeof(AudioUnitParameterStringFromValue), nullptr, nullptr, &get_string_from_value, nullptr},
-    {kAudioUnitProperty_PresentPreset, kGlobal, false, sizeof(AUPreset), nullptr, nullptr,
+    {kAudioUnitProperty_PresentPreset, global_scope, false, sizeof(AUPreset), nullptr, nullptr,
      &get_present_preset,
      [](Unit& unit, Place, const void* data) {
        return unit.set_present_preset(read<AUPreset>(data));
      }},
-    {kAudioUnitProperty_OfflineRender, kGlobal, false, sizeof(UInt32), nullptr, nullptr,
+    {kAudioUnitProperty_OfflineRender, global_scope, false, sizeof(UInt32), nullptr, nullptr,
      [](Unit& unit, Place, void* data) {
        return answer(data, unit.offline_.load(std::memory_order_relaxed));
      },
      &set_offline},
-    {kAudioUnitProperty_ParameterValueFromString, kGlobal, false,
+    {kAudioUnitProperty_ParameterValueFromString, global_scope, false,
      sizeof(AudioUnitParameterValueFromString), nullptr, nullptr, &get_value_from_string, nullptr},
-    {kAudioUnitProperty_ShouldAllocateBuffer, kInput | kOutput, false, sizeof(UInt32), nullptr,
+    {kAudioUnitProperty_ShouldAllocateBuffer, input_scope | output_scope, false, sizeof(UInt32), nullptr,
      nullptr,
      [](Unit& unit, Place place, void* data) {
        return answer(data, place.scope == kAudioUnitScope_Output
@@ -334,33 +331,29 @@ constinit const UnitProperties::Row UnitProperties::kRows[] = {
                                : unit.offers_input_.load(std::memory_order_relaxed));
      },
      &set_allocate},
-    {kMusicDeviceProperty_InstrumentCount, kGlobal, false, sizeof(UInt32), nullptr, &is_instrument,
+    {kMusicDeviceProperty_InstrumentCount, global_scope, false, sizeof(UInt32), nullptr, &is_instrument,
      [](Unit&, Place, void* data) { return answer(data, UInt32{0}); }, nullptr},
 };
 
 const UnitProperties::Row* UnitProperties::find(AudioUnitPropertyID id) {
-  const auto* row = std::find_if(std::begin(kRows), std::end(kRows),
+  const auto* row = std::find_if(std::begin(rows), std::end(rows),
                                  [id](const Row& candidate) { return candidate.id == id; });
-  return row != std::end(kRows) ? row : nullptr;
+  return row != std::end(rows) ? row : nullptr;
 }
 
 OSStatus UnitProperties::locate(Unit& unit, AudioUnitPropertyID id, Place place, const Row** row) {
   *row = find(id);
-  if (*row == nullptr) {
-    return kAudioUnitErr_InvalidProperty;
-  }
-  if (place.scope > kAudioUnitScope_LayerItem || ((*row)->scopes & bit(place.scope)) == 0) {
+  if (*row == nullptr) return kAudioUnitErr_InvalidProperty;
+  if (place.scope > kAudioUnitScope_LayerItem || ((*row)->scopes & bit(place.scope)) == 0)
     return kAudioUnitErr_InvalidScope;
-  }
   if ((*row)->element_is_parameter) {
     if (!unit.parameters_.is_readable(place.element)) return kAudioUnitErr_InvalidParameter;
   } else if (id != kAudioUnitProperty_ElementCount && id != kAudioUnitProperty_ParameterList &&
              place.element >= element_count(unit, place.scope)) {
     return kAudioUnitErr_InvalidElement;
   }
-  if ((*row)->exists != nullptr && !(*row)->exists(unit, place)) {
+  if ((*row)->exists != nullptr && !(*row)->exists(unit, place))
     return kAudioUnitErr_InvalidProperty;
-  }
   return noErr;
 }
 
@@ -368,15 +361,10 @@ OSStatus PluginUnit::property_info(AudioUnitPropertyID id, AudioUnitScope scope,
                                    AudioUnitElement element, UInt32* size, Boolean* writable) {
   const UnitProperties::Row* row = nullptr;
   const PropertyPlace place{scope, element};
-  if (const OSStatus status = UnitProperties::locate(*this, id, place, &row); status != noErr) {
+  if (const OSStatus status = UnitProperties::locate(*this, id, place, &row); status != noErr)
     return status;
-  }
-  if (size != nullptr) {
-    *size = row->size != 0 ? row->size : row->size_of(*this, place);
-  }
-  if (writable != nullptr) {
-    *writable = row->set != nullptr;
-  }
+  if (size != nullptr) *size = row->size != 0 ? row->size : row->size_of(*this, place);
+  if (writable != nullptr) *writable = row->set != nullptr;
   return noErr;
 }
 
@@ -384,32 +372,23 @@ OSStatus PluginUnit::get_property(AudioUnitPropertyID id, AudioUnitScope scope,
                                   AudioUnitElement element, void* data, UInt32* size) {
   const UnitProperties::Row* row = nullptr;
   const PropertyPlace place{scope, element};
-  if (size == nullptr) {
-    return kAudio_ParamError;
-  }
-  if (const OSStatus status = UnitProperties::locate(*this, id, place, &row); status != noErr) {
+  if (size == nullptr) return kAudio_ParamError;
+  if (const OSStatus status = UnitProperties::locate(*this, id, place, &row); status != noErr)
     return status;
-  }
-  if (row->get == nullptr) {
-    return kAudioUnitErr_InvalidProperty;
-  }
+  if (row->get == nullptr) return kAudioUnitErr_InvalidProperty;
   const UInt32 full = row->size != 0 ? row->size : row->size_of(*this, place);
   if (data == nullptr) {
     *size = full;
     return noErr;
   }
-  if (*size == 0) {
-    return kAudio_ParamError;
-  }
+  if (*size == 0) return kAudio_ParamError;
   if (*size >= full) {
     *size = full;
     return row->get(*this, place, data);
   }
   // A part of a list or record is copied; of a reference it would be of no use to anyone.
   const bool is_list = row->size == 0 || id == kAudioUnitProperty_StreamFormat;
-  if (!is_list) {
-    return kAudioUnitErr_InvalidPropertyValue;
-  }
+  if (!is_list) return kAudioUnitErr_InvalidPropertyValue;
   std::vector<std::byte> whole(full);
   const OSStatus status = row->get(*this, place, whole.data());
   std::memcpy(data, whole.data(), *size);
@@ -420,12 +399,9 @@ OSStatus PluginUnit::set_property(AudioUnitPropertyID id, AudioUnitScope scope,
                                   AudioUnitElement element, const void* data, UInt32 size) {
   const UnitProperties::Row* row = nullptr;
   const PropertyPlace place{scope, element};
-  if (const OSStatus status = UnitProperties::locate(*this, id, place, &row); status != noErr) {
+  if (const OSStatus status = UnitProperties::locate(*this, id, place, &row); status != noErr)
     return status;
-  }
-  if (row->set == nullptr) {
-    return kAudioUnitErr_PropertyNotWritable;
-  }
+  if (row->set == nullptr) return kAudioUnitErr_PropertyNotWritable;
   if (data == nullptr || size == 0) {
     return (data == nullptr) == (size == 0) ? OSStatus{kAudioUnitErr_InvalidPropertyValue}
                                             : OSStatus{kAudio_ParamError};
@@ -436,9 +412,7 @@ OSStatus PluginUnit::set_property(AudioUnitPropertyID id, AudioUnitScope scope,
     std::memcpy(&older, data, size);
     return row->set(*this, place, &older);
   }
-  if (size < row->size) {
-    return kAudioUnitErr_InvalidPropertyValue;
-  }
+  if (size < row->size) return kAudioUnitErr_InvalidPropertyValue;
   return row->set(*this, place, data);
 }
 

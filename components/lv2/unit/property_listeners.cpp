@@ -6,11 +6,13 @@
 
 namespace vesk::lv2 {
 
-PropertyListeners::~PropertyListeners() { stop(); }
+PropertyListeners::~PropertyListeners() {
+  stop();
+}
 
 void PropertyListeners::stop() {
   if (thread_.joinable()) {
-    post(kStop);
+    post(stop_bit);
     thread_.join();
   }
 }
@@ -43,9 +45,8 @@ void PropertyListeners::notify(AudioUnitPropertyID id, AudioUnitScope scope,
     const auto same = [&](const Listener& other) {
       return other.id == listener.id && other.proc == listener.proc && other.user == listener.user;
     };
-    if (listener.id == id && std::any_of(listeners_.begin(), listeners_.end(), same)) {
+    if (listener.id == id && std::any_of(listeners_.begin(), listeners_.end(), same))
       listener.proc(listener.user, unit_, id, scope, element);
-    }
   }
 }
 
@@ -53,9 +54,9 @@ void PropertyListeners::run_thread() {
   for (;;) {
     const std::uint32_t seen = signal_.count();
     const std::uint32_t news = news_.exchange(0, std::memory_order_relaxed);
-    if ((news & kStop) != 0) return;
-    if ((news & kLatency) != 0) notify(kAudioUnitProperty_Latency);
-    if ((news & kRenderError) != 0) notify(kAudioUnitProperty_LastRenderError);
+    if ((news & stop_bit) != 0) return;
+    if ((news & latency) != 0) notify(kAudioUnitProperty_Latency);
+    if ((news & render_error) != 0) notify(kAudioUnitProperty_LastRenderError);
     if (news == 0) signal_.wait(seen);
   }
 }

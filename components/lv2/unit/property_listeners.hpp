@@ -40,8 +40,8 @@ class PropertyListeners {
 
   // Render thread, real-time safe: tell soon.
 
-  void latency_changed() noexcept VESK_REALTIME { post(kLatency); }
-  void render_failed() noexcept VESK_REALTIME { post(kRenderError); }
+  void latency_changed() noexcept VESK_REALTIME { post(latency); }
+  void render_failed() noexcept VESK_REALTIME { post(render_error); }
 
  private:
   struct Listener {
@@ -49,9 +49,9 @@ class PropertyListeners {
     AudioUnitPropertyListenerProc proc;
     void* user;
   };
-  static constexpr std::uint32_t kLatency = 1;
-  static constexpr std::uint32_t kRenderError = 2;
-  static constexpr std::uint32_t kStop = 4;
+  static constexpr std::uint32_t latency = 1;
+  static constexpr std::uint32_t render_error = 2;
+  static constexpr std::uint32_t stop_bit = 4;
 
   void post(std::uint32_t news) noexcept VESK_REALTIME {
     if (has_thread_.load(std::memory_order_acquire)) {

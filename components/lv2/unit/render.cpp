@@ -10,10 +10,10 @@
 namespace vesk::lv2 {
 namespace {
 
-constexpr std::uint32_t kSampleBytes = sizeof(float);
+constexpr std::uint32_t sample_bytes = sizeof(float);
 
 constexpr std::size_t bytes_of(UInt32 frames) {
-  return std::size_t{frames} * kSampleBytes;
+  return std::size_t{frames} * sample_bytes;
 }
 
 bool overlaps(const float* first, const float* second, UInt32 frames) noexcept VESK_REALTIME {
@@ -63,39 +63,25 @@ OSStatus PluginUnit::render(AudioUnitRenderActionFlags* flags, const AudioTimeSt
     const AudioUnitRenderActionFlags outcome =
         status == noErr ? 0 : kAudioUnitRenderAction_PostRenderError;
     notifies_.call(given | kAudioUnitRenderAction_PostRender | outcome, *time, bus, frames, *data);
-    if (status == noErr && flags != nullptr) {
+    if (status == noErr && flags != nullptr)
       *flags &= ~static_cast<AudioUnitRenderActionFlags>(kAudioUnitRenderAction_OutputIsSilence);
-    }
   }
-  if (status != noErr) {
-    remember_error(status);
-  }
+  if (status != noErr) remember_error(status);
   return status;
 }
 
 OSStatus PluginUnit::check_arguments(const AudioTimeStamp* time, UInt32 bus, UInt32 frames,
                                      const AudioBufferList* data) const noexcept VESK_REALTIME {
-  if (time == nullptr || data == nullptr) {
-    return kAudio_ParamError;
-  }
+  if (time == nullptr || data == nullptr) return kAudio_ParamError;
   // Acquire: what initialize made is visible once this is true.
-  if (!initialized_.load(std::memory_order_acquire)) {
-    return kAudioUnitErr_Uninitialized;
-  }
-  if (bus != 0) {
-    return kAudioUnitErr_InvalidElement;
-  }
-  if (frames > max_frames_) {
-    return kAudioUnitErr_TooManyFramesToProcess;
-  }
-  if (data->mNumberBuffers != 2) {
-    return kAudio_ParamError;
-  }
+  if (!initialized_.load(std::memory_order_acquire)) return kAudioUnitErr_Uninitialized;
+  if (bus != 0) return kAudioUnitErr_InvalidElement;
+  if (frames > max_frames_) return kAudioUnitErr_TooManyFramesToProcess;
+  if (data->mNumberBuffers != 2) return kAudio_ParamError;
   for (UInt32 i = 0; i < 2; ++i) {
     const AudioBuffer& buffer = data->mBuffers[i];
-    if (buffer.mData != nullptr && buffer.mDataByteSize < frames * kSampleBytes) {
+    if (buffer.mData != nullptr && buffer.mDataByteSize < frames * sample_bytes)
       return kAudio_ParamError;
-    }
   }
   return noErr;
 }
@@ -106,20 +92,15 @@ OSStatus PluginUnit::render_period(const AudioTimeStamp& time, UInt32 frames,
   period.frames = frames;
   for (UInt32 i = 0; i < 2; ++i) {
     AudioBuffer& buffer = data.mBuffers[i];
-    if (buffer.mData == nullptr) {
-      buffer.mData = own_output_.channel[i];
-    }
+    if (buffer.mData == nullptr) buffer.mData = own_output_.channel[i];
     buffer.mNumberChannels = 1;
-    buffer.mDataByteSize = frames * kSampleBytes;
+    buffer.mDataByteSize = frames * sample_bytes;
     period.outputs[i] = static_cast<float*>(buffer.mData);
   }
-  if (frames == 0) {
-    return noErr;
-  }
+  if (frames == 0) return noErr;
   if (ports_.has_input_bus) {
-    if (const OSStatus status = pull_input(time, frames, period.inputs); status != noErr) {
+    if (const OSStatus status = pull_input(time, frames, period.inputs); status != noErr)
       return status;
-    }
     keep_input_apart(period.inputs, period.outputs, frames);
   }
   Instance* instance = slot_.borrow();
@@ -130,9 +111,8 @@ OSStatus PluginUnit::render_period(const AudioTimeStamp& time, UInt32 frames,
   }
   // Events are read only while the instance is out, which keeps a reset away from them.
   if (ports_.has_input_bus && !ports_.enabled && bypass_.load(std::memory_order_relaxed) != 0) {
-    for (UInt32 i = 0; i < 2; ++i) {
+    for (UInt32 i = 0; i < 2; ++i)
       std::memcpy(period.outputs[i], period.inputs[i], bytes_of(frames));
-    }
     midi_.clear();
     slot_.give_back(instance);
     return noErr;
@@ -158,32 +138,26 @@ OSStatus PluginUnit::render_period(const AudioTimeStamp& time, UInt32 frames,
 OSStatus PluginUnit::pull_input(const AudioTimeStamp& time, UInt32 frames,
                                 const float* inputs[2]) noexcept VESK_REALTIME {
   const InputSource* source = input_.load(std::memory_order_acquire);
-  if (source == nullptr) {
-    return kAudioUnitErr_NoConnection;
-  }
+  if (source == nullptr) return kAudioUnitErr_NoConnection;
   // No buffer is offered: the pointers that come back go to the plugin's ports as they are.
   const bool offers = source->unit == nullptr && offers_input_.load(std::memory_order_relaxed) != 0;
   StereoList pulled;
   pulled.list.mNumberBuffers = 2;
   AudioBuffer* buffers = pulled.list.mBuffers;
-  for (UInt32 i = 0; i < 2; ++i) {
-    buffers[i] = {1, frames * kSampleBytes, offers ? own_input_.channel[i] : nullptr};
-  }
+  for (UInt32 i = 0; i < 2; ++i)
+    buffers[i] = {1, frames * sample_bytes, offers ? own_input_.channel[i] : nullptr};
   AudioUnitRenderActionFlags flags = 0;
   const OSStatus status =
       source->unit != nullptr
           ? AudioUnitRender(source->unit, &flags, &time, source->bus, frames, &pulled.list)
           : source->proc(source->user, &flags, &time, 0, frames, &pulled.list);
-  if (status != noErr) {
-    return status;
-  }
+  if (status != noErr) return status;
   for (UInt32 i = 0; i < 2; ++i) {
     if (buffers[i].mData == nullptr) {
-      if ((flags & kAudioUnitRenderAction_OutputIsSilence) == 0) {
+      if ((flags & kAudioUnitRenderAction_OutputIsSilence) == 0)
         return kAudioUnitErr_InvalidPropertyValue;
-      }
       inputs[i] = silence_;
-    } else if (buffers[i].mDataByteSize < frames * kSampleBytes) {
+    } else if (buffers[i].mDataByteSize < frames * sample_bytes) {
       return kAudio_ParamError;
     } else {
       inputs[i] = static_cast<const float*>(buffers[i].mData);
@@ -209,9 +183,8 @@ Position PluginUnit::position_at(const AudioTimeStamp& time) noexcept VESK_REALT
   const bool known =
       (time.mFlags & kAudioTimeStampSampleTimeValid) != 0 && std::fabs(time.mSampleTime) < 9.0e15;
   position.frame = known ? static_cast<std::int64_t>(time.mSampleTime) : next_frame_;
-  if (const HostTransport* host = transport_.load(std::memory_order_acquire)) {
+  if (const HostTransport* host = transport_.load(std::memory_order_acquire))
     ask_transport(host->info, position);
-  }
   return position;
 }
 
@@ -254,9 +227,8 @@ void PluginUnit::ask_transport(const HostCallbackInfo& host,
 
 void PluginUnit::remember_error(OSStatus status) noexcept VESK_REALTIME {
   OSStatus none = noErr;
-  if (last_error_.compare_exchange_strong(none, status, std::memory_order_relaxed)) {
+  if (last_error_.compare_exchange_strong(none, status, std::memory_order_relaxed))
     listeners_.render_failed();
-  }
 }
 
 OSStatus PluginUnit::get_parameter(AudioUnitParameterID id, AudioUnitScope scope,
@@ -283,9 +255,7 @@ OSStatus PluginUnit::set_parameter(AudioUnitParameterID id, AudioUnitScope scope
 
 OSStatus PluginUnit::schedule(const AudioUnitParameterEvent* events,
                               UInt32 count) noexcept VESK_REALTIME {
-  if (events == nullptr && count != 0) {
-    return kAudio_ParamError;
-  }
+  if (events == nullptr && count != 0) return kAudio_ParamError;
   // Control ports hold one value a period, and cutting a period changes what many plugins play.
   for (UInt32 i = 0; i < count; ++i) {
     const AudioUnitParameterEvent& event = events[i];
@@ -299,9 +269,7 @@ OSStatus PluginUnit::schedule(const AudioUnitParameterEvent* events,
       value = ramp.startValue + (ramp.endValue - ramp.startValue) * part;
     }
     const OSStatus status = set_parameter(event.parameter, event.scope, event.element, value);
-    if (status != noErr) {
-      return status;
-    }
+    if (status != noErr) return status;
   }
   return noErr;
 }
@@ -311,9 +279,7 @@ OSStatus PluginUnit::midi(UInt32 status, UInt32 data1, UInt32 data2,
   if (!ports_.takes_midi) return kAudio_UnimplementedError;
   if (!initialized_.load(std::memory_order_acquire)) return kAudioUnitErr_Uninitialized;
   const UInt32 size = message_bytes(status);
-  if (size == 0) {
-    return noErr;
-  }
+  if (size == 0) return noErr;
   // Plugins index tables with data bytes.
   const UInt8 bytes[3] = {static_cast<UInt8>(status), static_cast<UInt8>(data1 & 0x7f),
                           static_cast<UInt8>(data2 & 0x7f)};

@@ -20,9 +20,8 @@ template <typename Record>
 class RecordStore {
  public:
   const Record* keep(const Record& record) {
-    for (const auto& known : records_) {
+    for (const auto& known : records_)
       if (*known == record) return known.get();
-    }
     return records_.emplace_back(std::make_unique<Record>(record)).get();
   }
 

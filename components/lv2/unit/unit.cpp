@@ -16,10 +16,10 @@
 namespace vesk::lv2 {
 namespace {
 
-constexpr OSType kManufacturer = 0x4c56325f;  // 'LV2_'
+constexpr OSType manufacturer = 0x4c56325f;  // 'LV2_'
 // What callers know as "the code of the component cannot be loaded" and "it lacks its factory".
-constexpr OSStatus kCannotLoad = -3000;
-constexpr OSStatus kNotInLibrary = -1;
+constexpr OSStatus cannot_load = -3000;
+constexpr OSStatus not_in_library = -1;
 
 /// What a method's first argument points to.
 struct Block {
@@ -47,16 +47,14 @@ OSStatus guarded(Method method) noexcept {
 OSStatus open_unit(Block& block, AudioComponentInstance instance) {
   std::string error;
   bool missing = false;
-  std::unique_ptr<PluginLibrary> library = PluginLibrary::open(*block.plugin, &error, &missing);
+  std::unique_ptr<PluginLibrary> library = PluginLibrary::open(*block.plugin, error, &missing);
   if (library == nullptr) {
     say(block.plugin->name + " cannot be loaded: " + error);
-    return missing ? kNotInLibrary : kCannotLoad;
+    return missing ? not_in_library : cannot_load;
   }
-  AudioComponentDescription codes{block.plugin->type, 0, kManufacturer, 0, 0};
+  AudioComponentDescription codes{block.plugin->type, 0, manufacturer, 0, 0};
   AudioComponent component = AudioComponentInstanceGetComponent(instance);
-  if (component != nullptr) {
-    AudioComponentGetDescription(component, &codes);
-  }
+  if (component != nullptr) AudioComponentGetDescription(component, &codes);
   block.unit = new PluginUnit(block.plugin, std::move(library), instance, codes);
   return noErr;
 }
@@ -181,7 +179,7 @@ OSStatus sysex(void* self, const UInt8* bytes, UInt32 length) CA_REALTIME_API {
 }
 
 // A note's id is its channel and key: sounding twice, it is stopped twice, as with MIDI.
-constexpr NoteInstanceID kNoteMark = 0x10000;
+constexpr NoteInstanceID note_mark = 0x10000;
 
 OSStatus start_note(void* self, MusicDeviceInstrumentID, MusicDeviceGroupID group,
                     NoteInstanceID* note, UInt32 offset,
@@ -193,13 +191,13 @@ OSStatus start_note(void* self, MusicDeviceInstrumentID, MusicDeviceGroupID grou
   };
   const UInt32 channel = group & 15u;
   const UInt32 key = byte_of(params->mPitch, 0);
-  if (note != nullptr) *note = kNoteMark | channel << 8 | key;
+  if (note != nullptr) *note = note_mark | channel << 8 | key;
   return unit_of(self).midi(0x90 | channel, key, byte_of(params->mVelocity, 1), offset);
 }
 
 OSStatus stop_note(void* self, MusicDeviceGroupID, NoteInstanceID note,
                    UInt32 offset) CA_REALTIME_API {
-  if ((note & kNoteMark) == 0) return kAudio_ParamError;
+  if ((note & note_mark) == 0) return kAudio_ParamError;
   return unit_of(self).midi(0x80 | ((note >> 8) & 15u), note & 0x7f, 64, offset);
 }
 
@@ -266,16 +264,15 @@ AudioComponentMethod lookup(SInt16 selector) {
 AudioComponentPlugInInterface* make_unit(std::shared_ptr<const Description> description,
                                          OSStatus* status) {
   const std::vector<std::string> missing = missing_features(*description);
-  for (const std::string& feature : missing) {
+  for (const std::string& feature : missing)
     say(description->name + " needs the LV2 feature " + feature);
-  }
   if (!missing.empty()) {
     *status = kAudioUnitErr_ExtensionNotFound;
     return nullptr;
   }
   if (!description->not_hosted.empty()) {
     say(description->name + " cannot be hosted: " + description->not_hosted);
-    *status = kCannotLoad;
+    *status = cannot_load;
     return nullptr;
   }
   auto* block = new (std::nothrow) Block{{&open, &close, &lookup, nullptr}, std::move(description)};

@@ -146,9 +146,8 @@ static void lookAgain(CFRunLoopTimerRef, void* view) {
 
 - (void)mouseDown:(NSEvent*)event {
   const NSPoint point = [self convertPoint:[event locationInWindow] fromView:nil];
-  for (AudioUnitParameterID id = 0; id < kParameterCount; ++id) {
+  for (AudioUnitParameterID id = 0; id < kParameterCount; ++id)
     if (NSPointInRect(point, NSInsetRect(bar_of(id), -4, -4))) _held = static_cast<int>(id);
-  }
   if (_held < 0) return;
   [self tell:kAudioUnitEvent_BeginParameterChangeGesture];
   [self setFrom:event];

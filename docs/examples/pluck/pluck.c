@@ -143,9 +143,8 @@ static OSStatus restore_state(Pluck* pluck, CFPropertyListRef list) {
     return kAudioUnitErr_InvalidPropertyValue;
   }
   CFTypeRef values = CFDictionaryGetValue(list, CFSTR("parameters"));
-  if (!values || CFGetTypeID(values) != CFDictionaryGetTypeID()) {
+  if (!values || CFGetTypeID(values) != CFDictionaryGetTypeID())
     return kAudioUnitErr_InvalidPropertyValue;
-  }
   for (AudioUnitParameterID id = 0; id < kParameterCount; ++id) {
     CFStringRef name =
         CFStringCreateWithCString(kCFAllocatorDefault, kParameters[id].name, kCFStringEncodingUTF8);
@@ -240,9 +239,8 @@ static OSStatus get_property(void* self, AudioUnitPropertyID id, AudioUnitScope 
       *(AUChannelInfo*)data = (AUChannelInfo){.inChannels = 0, .outChannels = 2};
       return noErr;
     case kAudioUnitProperty_ParameterList:
-      for (AudioUnitParameterID i = 0; i < kParameterCount; ++i) {
+      for (AudioUnitParameterID i = 0; i < kParameterCount; ++i)
         ((AudioUnitParameterID*)data)[i] = i;
-      }
       return noErr;
     case kAudioUnitProperty_ParameterInfo:
       fill_parameter_info(&kParameters[element], data);
@@ -352,11 +350,10 @@ static OSStatus render(void* self, AudioUnitRenderActionFlags* flags, const Audi
   strings_render(&pluck->strings, decay, percent / 100, linear_of(decibels), pluck->output, frames);
   for (UInt32 channel = 0; channel < 2; ++channel) {
     AudioBuffer* buffer = &data->mBuffers[channel];
-    if (buffer->mData) {
+    if (buffer->mData)
       memcpy(buffer->mData, pluck->output, frames * sizeof(float));
-    } else {
+    else
       buffer->mData = pluck->output;
-    }
     buffer->mDataByteSize = frames * (UInt32)sizeof(float);
   }
   return noErr;
@@ -422,8 +419,6 @@ __attribute__((visibility("default"))) AudioComponentPlugInInterface* PluckFacto
       .mBitsPerChannel = 32,
   };
   pluck->max_frames = 1156; /* what hosts expect that set nothing */
-  for (int i = 0; i < kParameterCount; ++i) {
-    atomic_init(&pluck->values[i], kParameters[i].initial);
-  }
+  for (int i = 0; i < kParameterCount; ++i) atomic_init(&pluck->values[i], kParameters[i].initial);
   return &pluck->interface;
 }

@@ -17,9 +17,8 @@ bool strings_allocate(Strings* strings, double sample_rate) {
       return false;
     }
   }
-  for (int note = 0; note < 128; ++note) {
+  for (int note = 0; note < 128; ++note)
     strings->period_of[note] = (float)(sample_rate / (440 * exp2((note - 69) / 12.0)));
-  }
   strings_reset(strings);
   return true;
 }
@@ -68,9 +67,8 @@ static void apply(Strings* strings, const StringEvent* event) CA_REALTIME_API {
   if (event->status == 0x90 && event->data2 > 0) {
     pluck(strings, event->data1, event->data2);
   } else if (event->status == 0x80 || event->status == 0x90) {
-    for (int i = 0; i < kStringCount; ++i) {
+    for (int i = 0; i < kStringCount; ++i)
       if (strings->strings[i].note == event->data1) strings->strings[i].held = false;
-    }
   } else if (event->status == 0xB0 && (event->data1 == 120 || event->data1 == 123)) {
     /* All sound off, all notes off. */
     for (int i = 0; i < kStringCount; ++i) {

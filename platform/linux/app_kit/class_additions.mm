@@ -110,9 +110,8 @@ PreferredSizes& preferred_sizes() {
   // What is not known yet has the compiler's version number where its class belongs.
   constexpr std::uintptr_t highest_version = 16;
   auto* first_word = reinterpret_cast<std::uintptr_t*>(protocol);
-  if (protocol && *first_word <= highest_version) {
+  if (protocol && *first_word <= highest_version)
     *first_word = reinterpret_cast<std::uintptr_t>(objc_getClass("Protocol"));
-  }
   return [self vesk_conformsToProtocol:protocol];
 }
 

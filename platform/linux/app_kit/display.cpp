@@ -34,9 +34,8 @@ std::optional<Window> named_window(Display* display, Window window) {
   const int status = XGetWindowProperty(display, window, property, 0, 1, False, XA_WINDOW, &type,
                                         &format, &count, &rest, &data);
   std::optional<Window> named;
-  if (status == Success && type == XA_WINDOW && format == 32 && count == 1) {
+  if (status == Success && type == XA_WINDOW && format == 32 && count == 1)
     named = *reinterpret_cast<unsigned long*>(data);
-  }
   if (data) XFree(data);
   return named;
 }
@@ -74,9 +73,8 @@ bool is_known_lost(Display* display) {
 
 void remember_lost(Display* display) {
   XSetIOErrorExitHandler(display, stay_alive, nullptr);
-  if (const XExtCodes* codes = XAddExtension(display)) {
+  if (const XExtCodes* codes = XAddExtension(display))
     XESetCloseDisplay(display, codes->extension, forget_lost);
-  }
   const std::lock_guard lock(known_mutex);
   known_lost.push_back(display);
 }

@@ -13,9 +13,8 @@ namespace {
 NSString* frame_key(NSString* name) { return [@"NSWindow Frame " stringByAppendingString:name]; }
 
 bool is_on_a_screen(NSRect frame) {
-  for (NSScreen* screen in [NSScreen screens]) {
+  for (NSScreen* screen in [NSScreen screens])
     if (NSIntersectsRect(frame, [screen frame])) return true;
-  }
   return false;
 }
 

@@ -14,7 +14,7 @@ namespace vesk::platform {
 namespace {
 
 /// An Info-gnustep.plist has some kilobytes; what is far larger is something else.
-constexpr off_t kLargestInfo = 1 << 20;
+constexpr off_t largest_info = 1 << 20;
 
 /// The text of a value that is a string; empty for any other.
 std::string string_of(CFTypeRef value) {
@@ -60,7 +60,7 @@ CFDataRef copy_file(const std::string& path, std::string& problem) {
   }
   struct stat status{};
   std::vector<UInt8> bytes;
-  if (fstat(file, &status) != 0 || !S_ISREG(status.st_mode) || status.st_size > kLargestInfo) {
+  if (fstat(file, &status) != 0 || !S_ISREG(status.st_mode) || status.st_size > largest_info) {
     problem = "no file of at most 1 MiB";
   } else {
     bytes.resize(static_cast<std::size_t>(status.st_size));
@@ -140,9 +140,8 @@ std::unique_ptr<OpaqueAudioComponent> component_of(CFTypeRef entry, const std::s
   component->version = number_of(value("version")).value_or(0);
   UInt32 flags = kAudioComponentFlag_CanLoadInProcess;
   if (is_true(value("sandboxSafe"))) flags |= kAudioComponentFlag_SandboxSafe;
-  if (is_true(value("requiresAsyncInstantiation"))) {
+  if (is_true(value("requiresAsyncInstantiation")))
     flags |= kAudioComponentFlag_RequiresAsyncInstantiation;
-  }
   component->description = {*type, *subtype, *manufacturer, flags, 0};
   component->origin = ComponentOrigin::bundle;
   component->library = library;
@@ -179,11 +178,10 @@ std::vector<std::unique_ptr<OpaqueAudioComponent>> read_bundle(
   const std::string program = bundle + "/" + executable;
   for (CFIndex i = 0; i < CFArrayGetCount(array); ++i) {
     auto component = component_of(CFArrayGetValueAtIndex(array, i), program, problem);
-    if (component) {
+    if (component)
       components.push_back(std::move(component));
-    } else {
+    else
       complain("entry " + std::to_string(i) + " of AudioComponents " + problem);
-    }
   }
   return components;
 }

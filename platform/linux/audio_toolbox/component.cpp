@@ -7,8 +7,8 @@
 namespace vesk::platform {
 namespace {
 
-constexpr OSStatus kFactoryMissing = -1;
-constexpr OSStatus kInvalidComponent = -3000;
+constexpr OSStatus factory_missing = -1;
+constexpr OSStatus invalid_component = -3000;
 
 std::string loader_error() {
   const char* text = dlerror();
@@ -20,14 +20,14 @@ AudioComponentFactoryFunction load_factory(const OpaqueAudioComponent& component
   // All symbols now: one that is missing must fail here and not in the middle of a render.
   void* library = dlopen(component.library.c_str(), RTLD_NOW | RTLD_LOCAL);
   if (!library) {
-    status = kInvalidComponent;
+    status = invalid_component;
     // The loader names the file.
     print_line("component " + component.name + " cannot be loaded: " + loader_error());
     return nullptr;
   }
   void* symbol = dlsym(library, component.factory_function.c_str());
   if (!symbol) {
-    status = kFactoryMissing;
+    status = factory_missing;
     print_line("component " + component.library + " has no function " + component.factory_function);
   }
   return reinterpret_cast<AudioComponentFactoryFunction>(symbol);
@@ -53,9 +53,8 @@ bool matches(const AudioComponentDescription& wanted, const OpaqueAudioComponent
       !fits(wanted.componentManufacturer, has.componentManufacturer)) {
     return false;
   }
-  if ((has.componentFlags & kAudioComponentFlag_Unsearchable) && !names_one_component(wanted)) {
+  if ((has.componentFlags & kAudioComponentFlag_Unsearchable) && !names_one_component(wanted))
     return false;
-  }
   return (has.componentFlags & wanted.componentFlagsMask) ==
          (wanted.componentFlags & wanted.componentFlagsMask);
 }
@@ -65,7 +64,7 @@ AudioComponentPlugInInterface* make_interface(OpaqueAudioComponent& component, O
   AudioComponentPlugInInterface* interface = nullptr;
   if (component.provider) {
     interface = component.provider->create(component.identity.c_str(), &status);
-    if (!interface && status == noErr) status = kInvalidComponent;
+    if (!interface && status == noErr) status = invalid_component;
   } else {
     AudioComponentFactoryFunction factory = component.factory.load(std::memory_order_acquire);
     if (!factory) {
@@ -75,12 +74,12 @@ AudioComponentPlugInInterface* make_interface(OpaqueAudioComponent& component, O
     }
     interface = call_factory(factory, component.description);
     if (!interface) {
-      status = kInvalidComponent;
+      status = invalid_component;
       print_line("the factory of component " + component.name + " made no interface");
     }
   }
   if (interface && (!interface->Open || !interface->Close || !interface->Lookup)) {
-    status = kInvalidComponent;
+    status = invalid_component;
     print_line("component " + component.name + " has no Open, Close or Lookup");
     return nullptr;
   }

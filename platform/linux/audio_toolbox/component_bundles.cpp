@@ -27,9 +27,8 @@ std::vector<std::string> bundles_in(const std::string& folder) {
   if (!directory) return bundles;
   while (const dirent* entry = readdir(directory)) {
     const std::string_view name = entry->d_name;
-    if (name.size() > suffix.size() && name.ends_with(suffix) && name.front() != '.') {
+    if (name.size() > suffix.size() && name.ends_with(suffix) && name.front() != '.')
       bundles.push_back(folder + "/" + std::string(name));
-    }
   }
   closedir(directory);
   std::sort(bundles.begin(), bundles.end());
@@ -40,18 +39,16 @@ std::vector<std::string> bundles_in(const std::string& folder) {
 
 ComponentBundles::ComponentBundles() {
   if (const char* path = std::getenv("AUDIO_COMPONENT_PATH")) add_folders_of_path(path, folders_);
-  if (const char* home = std::getenv("HOME"); home && *home) {
+  if (const char* home = std::getenv("HOME"); home && *home)
     folders_.push_back(std::string(home) + "/.local/lib/audio-components");
-  }
   folders_.emplace_back("/usr/local/lib/audio-components");
   folders_.emplace_back("/usr/lib/audio-components");
 }
 
 bool ComponentBundles::enter_next_folder() {
   // Where the program is takes the kernel a while to say, and most searches end before.
-  if (next_folder_ == folders_.size() && !std::exchange(knows_own_folder_, true)) {
+  if (next_folder_ == folders_.size() && !std::exchange(knows_own_folder_, true))
     folders_.push_back(module_folder() + "/components");
-  }
   if (next_folder_ == folders_.size()) return false;
   const auto here = folders_.begin() + static_cast<std::ptrdiff_t>(next_folder_++);
   bundles_.clear();
@@ -63,9 +60,8 @@ bool ComponentBundles::enter_next_folder() {
 
 bool ComponentBundles::read_next(std::vector<std::unique_ptr<OpaqueAudioComponent>>& components) {
   for (;;) {
-    while (next_bundle_ == bundles_.size()) {
+    while (next_bundle_ == bundles_.size())
       if (!enter_next_folder()) return false;
-    }
     auto found = read_bundle(bundles_[next_bundle_++], complaints_);
     if (found.empty()) continue;
     for (auto& component : found) {

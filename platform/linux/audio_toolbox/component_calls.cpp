@@ -42,9 +42,8 @@ OSStatus AudioComponentGetVersion(AudioComponent component, UInt32* version) {
 AudioComponent AudioComponentRegister(const AudioComponentDescription* description,
                                       CFStringRef name, UInt32 version,
                                       AudioComponentFactoryFunction factory) {
-  if (!description || !factory || !vesk::platform::names_one_component(*description)) {
+  if (!description || !factory || !vesk::platform::names_one_component(*description))
     return nullptr;
-  }
   return ComponentRegistry::instance().add(*description, vesk::platform::text_of(name), version,
                                            factory);
 }

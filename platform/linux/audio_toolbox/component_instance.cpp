@@ -92,11 +92,10 @@ bool open_later(AudioComponent component, CompletionHandler handler) {
   pthread_t thread;
   const bool started = pthread_create(&thread, &attributes, open_and_complete, opening.get()) == 0;
   pthread_attr_destroy(&attributes);
-  if (started) {
+  if (started)
     static_cast<void>(opening.release());
-  } else {
+  else
     Block_release(opening->handler);
-  }
   return started;
 }
 

@@ -74,9 +74,8 @@ std::vector<OpaqueAudioComponent*> ProviderModule::find(const AudioComponentDesc
     all_ = enumerate({});
   }
   std::vector<OpaqueAudioComponent*> found;
-  for (OpaqueAudioComponent* component : all_) {
+  for (OpaqueAudioComponent* component : all_)
     if (matches(wanted, *component)) found.push_back(component);
-  }
   return found;
 }
 

@@ -10,7 +10,7 @@
 namespace vesk::platform {
 namespace {
 
-constexpr OSType kLv2Manufacturer = 0x4c56325f;  // 'LV2_'
+constexpr OSType lv2_manufacturer = 0x4c56325f;  // 'LV2_'
 
 }  // namespace
 
@@ -20,15 +20,14 @@ ComponentRegistry& ComponentRegistry::instance() {
 }
 
 ComponentRegistry::ComponentRegistry()
-    : lv2_("lv2.so", {0, 0, kLv2Manufacturer, 0, 0}),
+    : lv2_("lv2.so", {0, 0, lv2_manufacturer, 0, 0}),
       sampler_("sampler.so", {kAudioUnitType_MusicDevice, kAudioUnitSubType_Sampler,
                               kAudioUnitManufacturer_Apple, 0, 0}) {}
 
 OpaqueAudioComponent* ComponentRegistry::next_registered(std::size_t index,
                                                          const AudioComponentDescription& wanted) {
-  for (; index < registered_.size(); ++index) {
+  for (; index < registered_.size(); ++index)
     if (matches(wanted, *registered_[index])) return registered_[index].get();
-  }
   return nullptr;
 }
 
@@ -65,9 +64,8 @@ OpaqueAudioComponent* ComponentRegistry::next(OpaqueAudioComponent* previous,
   }
   if (origin != ComponentOrigin::provider) {
     const bool inside = origin == ComponentOrigin::bundle;
-    if (auto* component = next_in_bundles(inside ? previous->position + 1 : 0, wanted)) {
+    if (auto* component = next_in_bundles(inside ? previous->position + 1 : 0, wanted))
       return component;
-    }
   }
   return next_provided(origin == ComponentOrigin::provider ? previous : nullptr, wanted);
 }

@@ -9,7 +9,7 @@
 
 namespace {
 
-constexpr std::size_t kLineSize = 512;  // PIPE_BUF allows 4096; an error line needs less
+constexpr std::size_t line_size = 512;  // PIPE_BUF allows 4096; an error line needs less
 
 /// Copies `format` without the annotations in braces that follow a percent sign, as in %{public}s.
 void strip_annotations(const char* format, char* out, std::size_t size) {
@@ -40,10 +40,10 @@ os_log_t os_log_create(const char*, const char*) {
 
 void os_log_write(os_log_t, os_log_type_t type, const char* format, ...) {
   if (type == OS_LOG_TYPE_INFO || type == OS_LOG_TYPE_DEBUG) return;
-  char plain_format[kLineSize];
+  char plain_format[line_size];
   strip_annotations(format, plain_format, sizeof plain_format);
 
-  char line[kLineSize] = "plugin host: ";
+  char line[line_size] = "plugin host: ";
   const std::size_t prefix = std::strlen(line);
   va_list arguments;
   va_start(arguments, format);

@@ -10,7 +10,7 @@
 namespace vesk::platform {
 namespace {
 
-constexpr CFTimeInterval kFarAway = 1e9;  // a timer that waits to be set
+constexpr CFTimeInterval far_away = 1e9;  // a timer that waits to be set
 
 /// Calls those listeners that want it at once, and leaves the rest for their time.
 void make_calls(const std::vector<ListenerCall>& calls) {
@@ -38,9 +38,8 @@ void announce(AUListenerBase* sender, void* sending_object, const AudioUnitEvent
             listener.get() == sender && (!sending_object || registration.object == sending_object);
         if (sent_it || registration.event.mEventType != event.mEventType) continue;
         const AudioUnitParameter& wanted = registration.event.mArgument.mParameter;
-        if (any ? wanted.mAudioUnit == changed.mAudioUnit : is_same(wanted, changed)) {
+        if (any ? wanted.mAudioUnit == changed.mAudioUnit : is_same(wanted, changed))
           calls.push_back({listener, {registration.object, registration.event, time, 0}});
-        }
       }
     }
   }
@@ -69,11 +68,9 @@ void property_changed(void* handle, AudioUnit unit, AudioUnitPropertyID id, Audi
     const std::lock_guard lock(listeners().mutex);
     const Listener listener = listeners().find(static_cast<AUListenerBase*>(handle));
     if (!listener) return;
-    for (const ListenerRegistration& registration : listener->registrations) {
-      if (is_same(registration.event, event)) {
+    for (const ListenerRegistration& registration : listener->registrations)
+      if (is_same(registration.event, event))
         calls.push_back({listener, {registration.object, event, time, 0}});
-      }
-    }
   }
   make_calls(calls);
 }
@@ -100,9 +97,8 @@ OSStatus add(AUListenerBase* handle, void* object, const AudioUnitEvent& event) 
     const std::lock_guard lock(listeners().mutex);
     const Listener listener = listeners().find(handle);
     if (!listener || !unit_of(event)) return kAudio_ParamError;
-    for (const ListenerRegistration& each : listener->registrations) {
+    for (const ListenerRegistration& each : listener->registrations)
       if (each.object == object && is_same(each.event, event)) return noErr;
-    }
     starts_listening = is_property(event) && property_uses(*listener, event) == 0;
     listener->registrations.push_back({object, event});
   }
@@ -158,7 +154,7 @@ OSStatus create_on_run_loop(ListenerCallee callee, CFRunLoopRef run_loop, CFStri
     CFRunLoopTimerContext context{};
     context.info = listener.get();
     listener->timer = CFRunLoopTimerCreate(
-        kCFAllocatorDefault, CFAbsoluteTimeGetCurrent() + kFarAway, kFarAway, 0, 0,
+        kCFAllocatorDefault, CFAbsoluteTimeGetCurrent() + far_away, far_away, 0, 0,
         [](CFRunLoopTimerRef, void* info) { deliver_pending(static_cast<AUListenerBase*>(info)); },
         &context);
     CFRunLoopAddTimer(listener->run_loop, listener->timer, mode ? mode : kCFRunLoopDefaultMode);
@@ -247,9 +243,8 @@ OSStatus AUListenerDispose(AUParameterListenerRef handle) {
   if (listener->timer) CFRunLoopTimerInvalidate(listener->timer);
   for (const platform::ListenerRegistration& each : registrations) {
     // Once too often for a property in two scopes does no harm.
-    if (platform::is_property(each.event)) {
+    if (platform::is_property(each.event))
       platform::stop_property_listening(handle, each.event.mArgument.mProperty);
-    }
   }
   return noErr;
 }

@@ -17,9 +17,8 @@ std::optional<AudioUnitParameterInfo> info_of(const AudioUnitParameter* paramete
     return std::nullopt;
   }
   if (info.flags & kAudioUnitParameterFlag_CFNameRelease) {
-    if ((info.flags & kAudioUnitParameterFlag_HasCFNameString) && info.cfNameString) {
+    if ((info.flags & kAudioUnitParameterFlag_HasCFNameString) && info.cfNameString)
       CFRelease(info.cfNameString);
-    }
     if (info.unit == kAudioUnitParameterUnit_CustomUnit && info.unitName) CFRelease(info.unitName);
   }
   return info;
@@ -104,18 +103,16 @@ char* AUParameterFormatValue(Float64 value, const AudioUnitParameter* parameter,
   constexpr std::size_t size = 32;  // what the caller has at least
   const auto info = info_of(parameter);
   double scale = std::abs(value);
-  if (info && info->unit != kAudioUnitParameterUnit_Hertz) {
+  if (info && info->unit != kAudioUnitParameterUnit_Hertz)
     scale = static_cast<double>(info->maxValue) - static_cast<double>(info->minValue);
-  }
   const int power =
       scale > 0 && std::isfinite(scale) ? static_cast<int>(std::floor(std::log10(scale))) : 0;
   const int decimals =
       std::clamp(static_cast<int>(std::min<UInt32>(digits, 20)) - power - 1, 0, 20);
   // Not printf: the decimal sign is a point in every locale.
   auto result = std::to_chars(text, text + size - 1, value, std::chars_format::fixed, decimals);
-  if (result.ec != std::errc()) {
+  if (result.ec != std::errc())
     result = std::to_chars(text, text + size - 1, value, std::chars_format::general, 6);
-  }
   *result.ptr = '\0';
   return text;
 }

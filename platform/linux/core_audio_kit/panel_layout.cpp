@@ -40,15 +40,13 @@ PanelLayout::PanelLayout(const std::vector<Parameter>& parameters, const PanelPa
   };
   for (std::size_t index = 0; parts.parameters && index < parameters.size(); ++index) {
     const Parameter& parameter = parameters[index];
-    if (!parameter.group.empty() && (!group || *group != parameter.group)) {
+    if (!parameter.group.empty() && (!group || *group != parameter.group))
       add(parameter.group, std::nullopt, heading_height);
-    }
     group = &parameter.group;
     add({}, index, row_height);
   }
-  if (parts.parameters && parameters.empty()) {
+  if (parts.parameters && parameters.empty())
     add("This plugin has no parameters.", std::nullopt, heading_height);
-  }
   content_height_ += list_end;
   list_.height = std::min(content_height_, tallest_list);
 }
@@ -149,9 +147,7 @@ MenuLayout::MenuLayout(const Area& field, std::size_t count, std::size_t selecte
   const double above = field.y - 2 - height;
   area_ = {field.x, below + height <= panel_height ? below : std::max(4.0, above), field.width,
            height};
-  if (selected < count) {
-    scroll_by(static_cast<double>(selected) * menu_item_height - height / 2);
-  }
+  if (selected < count) scroll_by(static_cast<double>(selected) * menu_item_height - height / 2);
 }
 
 Area MenuLayout::item_area(std::size_t item) const {

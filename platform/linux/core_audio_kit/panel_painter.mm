@@ -155,9 +155,7 @@ void menu_frame(const Area& area) {
 }
 
 void menu_item(const Area& area, const std::string& text, bool selected, bool under_pointer) {
-  if (under_pointer) {
-    fill_rounded(NSInsetRect(rect_of(area), 3, 0), 3, accent());
-  }
+  if (under_pointer) fill_rounded(NSInsetRect(rect_of(area), 3, 0), 3, accent());
   NSColor* color = under_pointer ? gray(0.08) : selected ? accent() : gray(text_white);
   line(inset(area, 9, 8), text, [NSFont systemFontOfSize:12], color, Side::left);
 }

@@ -85,9 +85,8 @@ std::vector<std::string> read_value_strings(AudioUnit unit, AudioUnitParameterID
       !strings) {
     return names;
   }
-  for (CFIndex index = 0; index < CFArrayGetCount(strings); ++index) {
+  for (CFIndex index = 0; index < CFArrayGetCount(strings); ++index)
     names.push_back(text_of(static_cast<CFStringRef>(CFArrayGetValueAtIndex(strings, index))));
-  }
   CFRelease(strings);
   return names;
 }
@@ -107,10 +106,8 @@ std::vector<std::string> read_value_names(AudioUnit unit, const Parameter& param
 }
 
 std::string read_group(AudioUnit unit, const AudioUnitParameterInfo& info) {
-  if (!(info.flags & kAudioUnitParameterFlag_HasClump) ||
-      info.clumpID == kAudioUnitClumpID_System) {
+  if (!(info.flags & kAudioUnitParameterFlag_HasClump) || info.clumpID == kAudioUnitClumpID_System)
     return {};
-  }
   AudioUnitParameterNameInfo request{info.clumpID, kAudioUnitParameterName_Full, nullptr};
   UInt32 size = sizeof request;
   if (AudioUnitGetProperty(unit, kAudioUnitProperty_ParameterClumpName, kAudioUnitScope_Global, 0,
@@ -165,9 +162,8 @@ std::optional<Parameter> read_parameter(AudioUnit unit, AudioUnitParameterID id,
   parameter.initial = info.defaultValue > info.minValue ? info.defaultValue : info.minValue;
   parameter.initial = std::min(parameter.initial, parameter.maximum);
   parameter.group = read_group(unit, info);
-  if (info.unit == kAudioUnitParameterUnit_Indexed) {
+  if (info.unit == kAudioUnitParameterUnit_Indexed)
     parameter.value_names = read_value_names(unit, parameter);
-  }
   parameter.control = control_of(parameter);
   return parameter;
 }
@@ -204,11 +200,9 @@ std::vector<Parameter> read_parameters(AudioUnit unit, bool with_expert) {
     return parameters;
   }
   ids.resize(std::min(ids.size(), size / sizeof(AudioUnitParameterID)));
-  for (const AudioUnitParameterID id : ids) {
-    if (auto parameter = read_parameter(unit, id, with_expert)) {
+  for (const AudioUnitParameterID id : ids)
+    if (auto parameter = read_parameter(unit, id, with_expert))
       parameters.push_back(std::move(*parameter));
-    }
-  }
   return parameters;
 }
 
@@ -222,12 +216,10 @@ std::optional<float> read_value(AudioUnit unit, const Parameter& parameter) {
 }
 
 std::string number_text(const Parameter& parameter, float value) {
-  if (parameter.unit == kAudioUnitParameterUnit_Boolean) {
+  if (parameter.unit == kAudioUnitParameterUnit_Boolean)
     return value > (parameter.minimum + parameter.maximum) / 2 ? "On" : "Off";
-  }
-  if (parameter.unit == kAudioUnitParameterUnit_MIDINoteNumber) {
+  if (parameter.unit == kAudioUnitParameterUnit_MIDINoteNumber)
     return note_name(static_cast<int>(std::lround(value)));
-  }
   const bool in_kilohertz =
       parameter.unit == kAudioUnitParameterUnit_Hertz && std::fabs(value) >= 10000;
   const float shown = in_kilohertz ? value / 1000 : value;
@@ -266,9 +258,8 @@ float value_at(AudioUnit unit, const Parameter& parameter, float position) {
 UnitTitle read_title(AudioUnit unit) {
   CFStringRef whole = nullptr;
   const AudioComponent component = AudioComponentInstanceGetComponent(unit);
-  if (!component || AudioComponentCopyName(component, &whole) != noErr || !whole) {
+  if (!component || AudioComponentCopyName(component, &whole) != noErr || !whole)
     return {"Audio Unit", {}};
-  }
   // The convention is "Maker: Name".
   const std::string text = take_text(whole);
   const std::size_t colon = text.find(": ");

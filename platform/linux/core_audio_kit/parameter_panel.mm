@@ -53,9 +53,8 @@ bool ParameterPanel::read(const PanelLayout::Row& row) {
 }
 
 void ParameterPanel::follow() {
-  for (const PanelLayout::Row& row : layout_.rows()) {
+  for (const PanelLayout::Row& row : layout_.rows())
     if (row.parameter && layout_.is_visible(row) && read(row)) redraw_row(row);
-  }
   if (presets_.empty()) return;
   std::string present = read_present_preset(unit_);
   if (present == present_preset_) return;
@@ -77,9 +76,8 @@ void ParameterPanel::draw(NSRect dirty) {
   if (parts_.title || parts_.properties) paint::header_edge(layout_);
   if (parts_.title) paint::title(layout_.title(), title_.name);
   if (parts_.properties) paint::maker(layout_.maker(), title_.maker);
-  if (!presets_.empty()) {
+  if (!presets_.empty())
     paint::field(layout_.preset(), present_preset_.empty() ? "Presets" : present_preset_, false);
-  }
   if (!menu_) return;
   paint::menu_frame(menu_->layout.area());
   NSRectClip(paint::rect_of(menu_->layout.area()));
@@ -97,9 +95,8 @@ void ParameterPanel::draw_row(const PanelLayout::Row& row) {
   read(row);
   paint::name(layout_.name_area(row), parameter_of(row).name);
   draw_control(row);
-  if (parameter_of(row).control != Control::menu) {
+  if (parameter_of(row).control != Control::menu)
     paint::value(layout_.value_area(row), shown_[*row.parameter].text);
-  }
 }
 
 void ParameterPanel::draw_control(const PanelLayout::Row& row) {

@@ -40,12 +40,9 @@ bool equal_arrays(const Object* object, CFTypeRef other_ref) {
   const auto* array = static_cast<const Array*>(object);
   const auto other = static_cast<CFArrayRef>(other_ref);
   if (CFArrayGetCount(other) != static_cast<CFIndex>(array->values.size())) return false;
-  for (std::size_t i = 0; i < array->values.size(); ++i) {
-    if (!array->are_equal(array->values[i],
-                          CFArrayGetValueAtIndex(other, static_cast<CFIndex>(i)))) {
+  for (std::size_t i = 0; i < array->values.size(); ++i)
+    if (!array->are_equal(array->values[i], CFArrayGetValueAtIndex(other, static_cast<CFIndex>(i))))
       return false;
-    }
-  }
   return true;
 }
 
@@ -96,9 +93,8 @@ void replace(CFMutableArrayRef ref, CFIndex location, CFIndex length, const void
              CFIndex count) {
   const CFIndex size = CFArrayGetCount(ref);
   if (!ref || location < 0 || length < 0 || location > size || length > size - location) return;
-  if (auto* table = foreign(ref)) {
+  if (auto* table = foreign(ref))
     return table->array_replace(ref, CFRangeMake(location, length), values, count);
-  }
   Array* array = own_changeable<Array>(ref);
   if (!array) return;
   const auto first = array->values.begin() + location;
@@ -193,9 +189,8 @@ CFIndex CFArrayGetCountOfValue(CFArrayRef ref, CFRange range, const void* value)
 void CFArrayApplyFunction(CFArrayRef ref, CFRange range, CFArrayApplierFunction function,
                           void* context) {
   const auto [start, end] = within(range, CFArrayGetCount(ref));
-  for (CFIndex i = start; function && i < end; ++i) {
+  for (CFIndex i = start; function && i < end; ++i)
     function(CFArrayGetValueAtIndex(ref, i), context);
-  }
 }
 
 void CFArrayAppendValue(CFMutableArrayRef ref, const void* value) {

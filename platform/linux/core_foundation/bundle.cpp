@@ -88,9 +88,8 @@ Bundle* bundle_of(const std::string& folder) {
     for (Bundle* bundle : *bundles) {
       // One that has lost its last reference is on its way out and not to be found any more.
       std::uint32_t references = bundle->references.load(std::memory_order_relaxed);
-      while (bundle->folder == folder && references != 0) {
+      while (bundle->folder == folder && references != 0)
         if (bundle->references.compare_exchange_weak(references, references + 1)) return bundle;
-      }
     }
   }
   auto* bundle = make<Bundle>(0, folder, read_info(folder));
@@ -188,11 +187,9 @@ CFBundleRef CFBundleGetBundleWithIdentifier(CFStringRef identifier) {
   const std::string wanted = utf8(identifier);
   {
     std::lock_guard lock(bundles_mutex);
-    for (std::size_t i = 0; bundles && i < bundles->size(); ++i) {
-      if (text_of(*(*bundles)[i], kCFBundleIdentifierKey) == wanted) {
+    for (std::size_t i = 0; bundles && i < bundles->size(); ++i)
+      if (text_of(*(*bundles)[i], kCFBundleIdentifierKey) == wanted)
         return as_ref<CFBundleRef>((*bundles)[i]);
-      }
-    }
   }
   for (const std::string& folder : loaded_bundle_folders()) {
     const std::string path = resolved(folder);

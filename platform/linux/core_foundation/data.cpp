@@ -112,9 +112,8 @@ CFDataRef CFDataCreateCopy(CFAllocatorRef allocator, CFDataRef ref) {
   if (!ref) return nullptr;
   // Borrowed bytes may end before the copy does.
   const Data* data = own<Data>(ref);
-  if (data && !data->is_changeable() && (data->frees_bytes || data->length == 0)) {
+  if (data && !data->is_changeable() && (data->frees_bytes || data->length == 0))
     return static_cast<CFDataRef>(CFRetain(ref));
-  }
   return CFDataCreate(allocator, CFDataGetBytePtr(ref), CFDataGetLength(ref));
 }
 

@@ -77,9 +77,8 @@ struct Dictionary : Object {
       return entry.hash == wanted && are_equal_keys(entry.key, key);
     };
     if (slots.empty()) {
-      for (std::size_t i = 0; i < entries.size(); ++i) {
+      for (std::size_t i = 0; i < entries.size(); ++i)
         if (matches(entries[i])) return i;
-      }
       return none;
     }
     for (std::size_t slot = start_slot(wanted); slots[slot] != 0;
@@ -198,9 +197,8 @@ enum class Wanted : std::uint8_t { absent, present, either };
 void set(CFMutableDictionaryRef ref, const void* key, const void* value, Wanted wanted) {
   if (auto* table = foreign(ref)) {
     const bool is_present = table->dictionary_get(ref, key, nullptr);
-    if (wanted == Wanted::either || is_present == (wanted == Wanted::present)) {
+    if (wanted == Wanted::either || is_present == (wanted == Wanted::present))
       table->dictionary_set(ref, key, value);
-    }
     return;
   }
   Dictionary* dictionary = own_changeable<Dictionary>(ref);
@@ -241,9 +239,8 @@ CFDictionaryRef CFDictionaryCreate(CFAllocatorRef, const void** keys, const void
                                    const CFDictionaryValueCallBacks* value_callbacks) {
   if (count < 0 || (count > 0 && (!keys || !values))) return nullptr;
   Dictionary* dictionary = make_dictionary(key_callbacks, value_callbacks, plain);
-  for (CFIndex i = 0; i < count; ++i) {
+  for (CFIndex i = 0; i < count; ++i)
     if (dictionary->find(keys[i]) == Dictionary::none) dictionary->add(keys[i], values[i]);
-  }
   return as_ref<CFDictionaryRef>(dictionary);
 }
 
@@ -284,11 +281,9 @@ Boolean CFDictionaryContainsValue(CFDictionaryRef ref, const void* value) {
   std::vector<const void*> values(count);
   CFDictionaryGetKeysAndValues(ref, nullptr, values.data());
   const Dictionary* dictionary = own<Dictionary>(ref);
-  for (const void* candidate : values) {
-    if (dictionary ? dictionary->are_equal_values(candidate, value) : CFEqual(candidate, value)) {
+  for (const void* candidate : values)
+    if (dictionary ? dictionary->are_equal_values(candidate, value) : CFEqual(candidate, value))
       return true;
-    }
-  }
   return false;
 }
 

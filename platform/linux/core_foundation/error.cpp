@@ -100,9 +100,8 @@ CFStringRef CFErrorCopyDescription(CFErrorRef ref) {
   if (CFStringRef text = copy_text(ref, kCFErrorDescriptionKey)) return text;
   const CFErrorDomain domain = CFErrorGetDomain(ref);
   const CFIndex code = CFErrorGetCode(ref);
-  if (domain && CFEqual(domain, kCFErrorDomainPOSIX)) {
+  if (domain && CFEqual(domain, kCFErrorDomainPOSIX))
     return make_string_from_utf8(std::strerror(static_cast<int>(code)));
-  }
   return CFStringCreateWithFormat(nullptr, nullptr, CFSTR("%@ error %ld"), domain,
                                   static_cast<long>(code));
 }

@@ -83,9 +83,8 @@ void enlist(Object* object) {
 }
 
 bool is_class_of_ours(const void* isa) {
-  for (const auto& known : classes) {
+  for (const auto& known : classes)
     if (known.load(std::memory_order_relaxed) == isa) return true;
-  }
   return false;
 }
 
@@ -103,9 +102,8 @@ void vesk_cf_join_objective_c(const CFForeignObjects* foreign, const CFObjectCla
     classes[class_slot(type, true)].store(named[i].mutable_class, std::memory_order_relaxed);
   }
   visit_constants(set_class);
-  for (Object* object = linked(live_objects); object; object = linked(object->next)) {
+  for (Object* object = linked(live_objects); object; object = linked(object->next))
     set_class(object);
-  }
   foreign_objects.store(foreign, std::memory_order_release);
 }
 

@@ -197,8 +197,7 @@ CFErrorRef CFWriteStreamCopyError(CFWriteStreamRef ref) {
 
 CFTypeRef CFWriteStreamCopyProperty(CFWriteStreamRef ref, CFStringRef name) {
   const WriteStream* stream = own<WriteStream>(ref);
-  if (!stream || !stream->memory || !name || !CFEqual(name, kCFStreamPropertyDataWritten)) {
+  if (!stream || !stream->memory || !name || !CFEqual(name, kCFStreamPropertyDataWritten))
     return nullptr;
-  }
   return CFDataCreateCopy(nullptr, stream->memory.get());
 }

@@ -228,9 +228,8 @@ void CFStringGetCharacters(CFStringRef ref, CFRange range, UniChar* units) {
   }
   if (auto* table = foreign(ref)) return table->string_get_characters(ref, range, units);
   const Characters characters(ref);
-  for (CFIndex i = 0; i < range.length; ++i) {
+  for (CFIndex i = 0; i < range.length; ++i)
     units[i] = characters[static_cast<std::size_t>(range.location + i)];
-  }
 }
 
 const char* CFStringGetCStringPtr(CFStringRef ref, CFStringEncoding encoding) {
@@ -333,10 +332,8 @@ CFDataRef CFStringCreateExternalRepresentation(CFAllocatorRef, CFStringRef ref,
                                                CFStringEncoding encoding, UInt8 lossByte) {
   const CFRange all = CFRangeMake(0, CFStringGetLength(ref));
   CFIndex size = 0;
-  if (!ref ||
-      CFStringGetBytes(ref, all, encoding, lossByte, true, nullptr, 0, &size) != all.length) {
+  if (!ref || CFStringGetBytes(ref, all, encoding, lossByte, true, nullptr, 0, &size) != all.length)
     return nullptr;
-  }
   Owner<CFMutableDataRef> data(CFDataCreateMutable(nullptr, 0));
   CFDataSetLength(data.get(), size);
   if (CFDataGetLength(data.get()) != size) return nullptr;
@@ -367,9 +364,8 @@ namespace {
 std::string number_text(CFStringRef ref) {
   const Characters characters(ref);
   std::string text;
-  for (std::size_t i = 0; i < characters.size() && characters[i] < 0x80; ++i) {
+  for (std::size_t i = 0; i < characters.size() && characters[i] < 0x80; ++i)
     text += static_cast<char>(characters[i]);
-  }
   const std::size_t start = text.find_first_not_of(" \t\r\n");
   text.erase(0, start == std::string::npos ? text.size() : start);
   if (text.starts_with('+')) text.erase(0, 1);

@@ -31,9 +31,8 @@ int compare(const Characters& first, const Characters& second, CFStringCompareFl
       const auto [a, a_count] = digits_at(first, i);
       const auto [b, b_count] = digits_at(second, k);
       if (a_count != b_count) return a_count < b_count ? -1 : 1;
-      for (std::size_t d = 0; d < a_count; ++d) {
+      for (std::size_t d = 0; d < a_count; ++d)
         if (first[a + d] != second[b + d]) return first[a + d] < second[b + d] ? -1 : 1;
-      }
       continue;
     }
     char16_t a = first[i++], b = second[k++];
@@ -115,9 +114,8 @@ CFRange CFStringFind(CFStringRef string, CFStringRef wanted, CFStringCompareFlag
   const std::size_t tries = (flags & kCFCompareAnchored) ? 1 : last + 1;
   for (std::size_t i = 0; i < tries; ++i) {
     const std::size_t at = is_backwards ? last - i : i;
-    if (matches_at(whole, part, at, flags)) {
+    if (matches_at(whole, part, at, flags))
       return CFRangeMake(static_cast<CFIndex>(at), static_cast<CFIndex>(part.size()));
-    }
   }
   return nothing;
 }

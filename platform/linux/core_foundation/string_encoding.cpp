@@ -166,9 +166,8 @@ bool decode(const UInt8* bytes, std::size_t count, CFStringEncoding encoding,
     case kCFStringEncodingASCII:
     case kCFStringEncodingMacRoman:
     case kCFStringEncodingWindowsLatin1:
-      for (std::size_t i = 0; i < count; ++i) {
+      for (std::size_t i = 0; i < count; ++i)
         if (bytes[i] >= 0x80) return false;
-      }
       units.append(bytes, bytes + count);
       return true;
     case kCFStringEncodingUTF16:

@@ -58,9 +58,8 @@ Kind kind_of(const Conversion& conversion) {
     case 'X':
     case 'o':
       if (conversion.length == "l") return Kind::long_;
-      if (conversion.length == "ll" || conversion.length == "q" || conversion.length == "j") {
+      if (conversion.length == "ll" || conversion.length == "q" || conversion.length == "j")
         return Kind::long_long;
-      }
       return conversion.length == "z" || conversion.length == "t" ? Kind::size : Kind::int_;
     case 'c':
     case 'C':

@@ -88,9 +88,8 @@ UrlParts split_url(std::string_view text) {
 bool is_valid_url(std::string_view text) {
   for (std::size_t i = 0; i < text.size(); ++i) {
     if (text[i] == '%') {
-      if (i + 2 >= text.size() || hex_digit(text[i + 1]) < 0 || hex_digit(text[i + 2]) < 0) {
+      if (i + 2 >= text.size() || hex_digit(text[i + 1]) < 0 || hex_digit(text[i + 2]) < 0)
         return false;
-      }
       i += 2;
     } else if (!is_path_character(text[i]) && !is_one_of(text[i], "/?#[]")) {
       return false;

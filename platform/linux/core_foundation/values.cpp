@@ -83,15 +83,14 @@ CFHashCode hash_number(const Object* object) {
   read_number(as_ref<CFNumberRef>(object), value);
   std::int64_t integer;
   std::uint64_t bits;
-  if (as_integer(value, integer)) {
+  if (as_integer(value, integer))
     bits = static_cast<std::uint64_t>(integer);
-  } else if (value.kind == Number::Kind::unsigned_integer) {
+  else if (value.kind == Number::Kind::unsigned_integer)
     bits = value.unsigned_integer;
-  } else if (std::isnan(value.real)) {
+  else if (std::isnan(value.real))
     bits = 1;  // all of them are equal
-  } else {
+  else
     std::memcpy(&bits, &value.real, sizeof bits);
-  }
   return bits * 0x9e3779b97f4a7c15u;
 }
 
@@ -103,15 +102,14 @@ bool store_integer(const NumberValue& value, void* out) {
   if (value.kind == Number::Kind::real) {
     // Cut off at the ends: the conversion of a larger value is undefined.
     const double real = value.real;
-    if (std::isnan(real)) {
+    if (std::isnan(real))
       result = 0;
-    } else if (real >= static_cast<double>(TargetLimits::max())) {
+    else if (real >= static_cast<double>(TargetLimits::max()))
       result = TargetLimits::max();
-    } else if (real <= static_cast<double>(TargetLimits::min())) {
+    else if (real <= static_cast<double>(TargetLimits::min()))
       result = TargetLimits::min();
-    } else {
+    else
       result = static_cast<Target>(real);
-    }
     is_exact = static_cast<double>(result) == real && !(real >= two_to_63);
   } else if (value.kind == Number::Kind::unsigned_integer) {
     result = static_cast<Target>(value.unsigned_integer);

@@ -238,9 +238,8 @@ void dispatch_after_f(dispatch_time_t when, dispatch_queue_t queue, void* contex
 
 void dispatch_after(dispatch_time_t when, dispatch_queue_t queue, dispatch_block_t block) {
   // A block for never is never copied.
-  if (block && when != DISPATCH_TIME_FOREVER) {
+  if (block && when != DISPATCH_TIME_FOREVER)
     dispatch_after_f(when, queue, Block_copy(block), run_and_release_block);
-  }
 }
 
 void dispatch_sync_f(dispatch_queue_t queue, void* context, dispatch_function_t work) {

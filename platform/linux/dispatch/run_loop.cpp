@@ -26,9 +26,8 @@ constinit std::atomic<Loop*> the_main_loop{nullptr};
 ModeSet named_mode(CFStringRef mode) {
   constexpr std::size_t most = 30;
   if (!mode_names) mode_names = new std::vector<CFStringRef>;
-  for (std::size_t i = 0; i < mode_names->size(); ++i) {
+  for (std::size_t i = 0; i < mode_names->size(); ++i)
     if (CFEqual((*mode_names)[i], mode)) return ModeSet{2} << i;
-  }
   if (mode_names->size() == most) return 0;
   mode_names->push_back(CFStringCreateCopy(nullptr, mode));
   return ModeSet{2} << (mode_names->size() - 1);
@@ -63,9 +62,8 @@ bool run_blocks(Loop& loop, ModeSet mode) {
     std::lock_guard lock(mutex);
     if (loop.blocks.empty()) return false;
     std::vector<Loop::Block> later;
-    for (const Loop::Block& entry : loop.blocks) {
+    for (const Loop::Block& entry : loop.blocks)
       (loop.serves(entry.modes, mode) ? due : later).push_back(entry);
-    }
     loop.blocks.swap(later);
   }
   for (const Loop::Block& entry : due) {
@@ -109,12 +107,10 @@ std::uint64_t next_look(Loop& loop, ModeSet mode, std::uint64_t time, std::uint6
     next = std::min(next, main_queue_deadline());
   }
   std::lock_guard lock(mutex);
-  for (const Timer* timer : loop.timers) {
+  for (const Timer* timer : loop.timers)
     if (loop.serves(timer->modes, mode)) next = std::min(next, timer->due);
-  }
-  for (const Loop::Block& entry : loop.blocks) {
+  for (const Loop::Block& entry : loop.blocks)
     if (loop.serves(entry.modes, mode)) return 0;
-  }
   for (const Loop::SourceEntry& entry : loop.sources) {
     if (loop.serves(entry.modes, mode) &&
         entry.source->is_signalled.load(std::memory_order_relaxed)) {
@@ -127,9 +123,8 @@ std::uint64_t next_look(Loop& loop, ModeSet mode, std::uint64_t time, std::uint6
 /// Whether nothing is there that a look could find. A loop that merely waits, as that of a host
 /// without editors does a hundred times a second, then touches little that its sleep left cold.
 bool is_quiet(Loop& loop, std::uint64_t time) {
-  if (loop.is_main && (main_queue_has_work(time) || main_queue_deadline() != UINT64_MAX)) {
+  if (loop.is_main && (main_queue_has_work(time) || main_queue_deadline() != UINT64_MAX))
     return false;
-  }
   std::lock_guard lock(mutex);
   return loop.timers.empty() && loop.sources.empty() && loop.blocks.empty();
 }
@@ -164,10 +159,9 @@ std::uint64_t shared_moment(std::uint64_t until, std::uint64_t left) {
 Woken wait_for_wake(Loop& loop, std::uint64_t until, std::uint64_t left) {
   const timespec deadline = to_timespec(shared_moment(until, left));
   loop.is_waiting.store(true, std::memory_order_relaxed);
-  const long result = ::syscall(SYS_futex, &loop.is_wake_pending,
-                                FUTEX_WAIT_BITSET | FUTEX_PRIVATE_FLAG, 0,
-                                until != UINT64_MAX ? &deadline : nullptr, nullptr,
-                                FUTEX_BITSET_MATCH_ANY);
+  const long result =
+      ::syscall(SYS_futex, &loop.is_wake_pending, FUTEX_WAIT_BITSET | FUTEX_PRIVATE_FLAG, 0,
+                until != UINT64_MAX ? &deadline : nullptr, nullptr, FUTEX_BITSET_MATCH_ANY);
   const bool is_over = result != 0 && errno == ETIMEDOUT;
   loop.is_waiting.store(false, std::memory_order_relaxed);
   if (is_over) return Woken::when_time_was_up;
@@ -178,8 +172,7 @@ Woken wait_for_wake(Loop& loop, std::uint64_t until, std::uint64_t left) {
 /// Waits until `until`, a wake or a descriptor, which it serves.
 Woken wait(Loop& loop, ModeSet mode, std::uint64_t time, std::uint64_t until) {
   const std::uint64_t left = until > time ? until - time : 0;
-  const bool has_descriptors_too =
-      loop.is_main && (loop.common & mode) != 0 && has_descriptors();
+  const bool has_descriptors_too = loop.is_main && (loop.common & mode) != 0 && has_descriptors();
   if (!has_descriptors_too && left > 0) return wait_for_wake(loop, until, left);
 
   loop.polled.clear();
@@ -262,12 +255,10 @@ ModeSet mode_set(CFStringRef mode) {
   if (!mode) return 0;
   if (mode == kCFRunLoopDefaultMode) return default_mode;
   if (mode == kCFRunLoopCommonModes) return common_modes;
-  if (CFEqual(mode, kCFRunLoopDefaultMode) || CFEqual(mode, CFSTR("NSDefaultRunLoopMode"))) {
+  if (CFEqual(mode, kCFRunLoopDefaultMode) || CFEqual(mode, CFSTR("NSDefaultRunLoopMode")))
     return default_mode;
-  }
-  if (CFEqual(mode, kCFRunLoopCommonModes) || CFEqual(mode, CFSTR("NSRunLoopCommonModes"))) {
+  if (CFEqual(mode, kCFRunLoopCommonModes) || CFEqual(mode, CFSTR("NSRunLoopCommonModes")))
     return common_modes;
-  }
   std::lock_guard lock(mutex);
   return named_mode(mode);
 }
@@ -330,9 +321,8 @@ std::uint64_t next_deadline() {
   loop::Loop& main_loop = loop::main_loop();
   std::uint64_t next = loop::main_queue_deadline();
   std::lock_guard lock(loop::mutex);
-  for (const loop::Timer* timer : main_loop.timers) {
+  for (const loop::Timer* timer : main_loop.timers)
     if (timer->due < loop::Timer::never) next = std::min(next, timer->due);
-  }
   return next;
 }
 
@@ -407,9 +397,8 @@ void CFRunLoopPerformBlock(CFRunLoopRef ref, CFTypeRef mode, void (^block)(void)
   loop::ModeSet modes = 0;
   if (CFGetTypeID(mode) == CFArrayGetTypeID()) {
     const auto names = static_cast<CFArrayRef>(mode);
-    for (CFIndex i = 0; i < CFArrayGetCount(names); ++i) {
+    for (CFIndex i = 0; i < CFArrayGetCount(names); ++i)
       modes |= loop::mode_set(static_cast<CFStringRef>(CFArrayGetValueAtIndex(names, i)));
-    }
   } else {
     modes = loop::mode_set(static_cast<CFStringRef>(mode));
   }

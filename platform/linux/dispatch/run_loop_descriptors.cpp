@@ -75,9 +75,8 @@ int main_loop_descriptor() {
     watch = ::epoll_create1(EPOLL_CLOEXEC);
     if (watch < 0) return -1;
     add_to_watch(wake_descriptor);
-    if (descriptors) {
+    if (descriptors)
       for (const Descriptor& known : *descriptors) add_to_watch(known.descriptor);
-    }
     has_watch.store(true, std::memory_order_release);
   }
   return watch;

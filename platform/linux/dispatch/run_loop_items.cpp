@@ -58,9 +58,8 @@ CFRunLoopTimerRef make_timer(CFAbsoluteTime date, CFTimeInterval interval,
   timer->interval = interval_ns(interval);
   timer->due = to_monotonic(date);
   if (context) timer->context = *context;
-  if (timer->context.retain) {
+  if (timer->context.retain)
     timer->context.info = const_cast<void*>(timer->context.retain(timer->context.info));
-  }
   return cf::as_ref<CFRunLoopTimerRef>(timer);
 }
 
@@ -89,11 +88,10 @@ void fire_timers(Loop& loop, ModeSet mode, std::uint64_t time) {
       was_held = detach(*timer);
     }
     lock.unlock();
-    if (timer->handler) {
+    if (timer->handler)
       timer->handler(cf::as_ref<CFRunLoopTimerRef>(timer));
-    } else if (timer->callback) {
+    else if (timer->callback)
       timer->callback(cf::as_ref<CFRunLoopTimerRef>(timer), timer->context.info);
-    }
     lock.lock();
     timer->is_calling = false;
     const bool is_over = !timer->is_valid;
@@ -272,9 +270,8 @@ CFRunLoopSourceRef CFRunLoopSourceCreate(CFAllocatorRef, CFIndex, CFRunLoopSourc
 
 void CFRunLoopSourceSignal(CFRunLoopSourceRef ref) {
   // Release: what the signaller prepared is visible to `perform`.
-  if (Source* source = cf::own<Source>(ref)) {
+  if (Source* source = cf::own<Source>(ref))
     source->is_signalled.store(true, std::memory_order_release);
-  }
 }
 
 void CFRunLoopSourceInvalidate(CFRunLoopSourceRef ref) {

@@ -5,7 +5,7 @@
 
 namespace {
 
-constexpr uint64_t kNanosPerSecond = 1'000'000'000;
+constexpr uint64_t nanos_per_second = 1'000'000'000;
 
 // The C library reads both clocks in the process, without a system call; its declaration does
 // not say so.
@@ -14,7 +14,8 @@ constexpr uint64_t kNanosPerSecond = 1'000'000'000;
 uint64_t now(clockid_t clock) OS_REALTIME_API {
   timespec time = {};
   clock_gettime(clock, &time);
-  return static_cast<uint64_t>(time.tv_sec) * kNanosPerSecond + static_cast<uint64_t>(time.tv_nsec);
+  return static_cast<uint64_t>(time.tv_sec) * nanos_per_second +
+         static_cast<uint64_t>(time.tv_nsec);
 }
 #pragma clang diagnostic pop
 
@@ -36,8 +37,8 @@ uint64_t mach_continuous_time(void) {
 }
 
 kern_return_t mach_wait_until(uint64_t deadline) {
-  const timespec until = {static_cast<time_t>(deadline / kNanosPerSecond),
-                          static_cast<long>(deadline % kNanosPerSecond)};
+  const timespec until = {static_cast<time_t>(deadline / nanos_per_second),
+                          static_cast<long>(deadline % nanos_per_second)};
   while (clock_nanosleep(CLOCK_MONOTONIC, TIMER_ABSTIME, &until, nullptr) == EINTR) {
   }
   return KERN_SUCCESS;

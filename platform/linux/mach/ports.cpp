@@ -8,7 +8,7 @@
 #include <unistd.h>
 #include <mutex>
 
-mach_port_t mach_task_self_ = vesk::platform::kTaskName;
+mach_port_t mach_task_self_ = vesk::platform::task_name;
 
 namespace {
 
@@ -32,7 +32,7 @@ kern_return_t mach_port_deallocate(ipc_space_t task, mach_port_name_t name) {
   if (name == MACH_PORT_NULL) return KERN_INVALID_NAME;
   if (name == MACH_PORT_DEAD) return KERN_INVALID_RIGHT;
   // Names of threads and of the task are not counted.
-  if (name == kTaskName || is_thread_name(name)) return KERN_SUCCESS;
+  if (name == task_name || is_thread_name(name)) return KERN_SUCCESS;
   const int descriptor = descriptor_of(name);
   // Whoever releases a right twice must not close a file that took its number.
   if (descriptor < 0 || !is_workgroup_record(descriptor)) return KERN_INVALID_NAME;

@@ -12,17 +12,17 @@ namespace vesk::platform {
 
 namespace {
 
-constexpr uint64_t kNanosPerMillisecond = 1'000'000;
-constexpr uint64_t kLimitNs = 500 * kNanosPerMillisecond;
-constexpr char kSocket[] = "/run/dbus/system_bus_socket";
-constexpr char kSocketAddress[] = "unix:path=/run/dbus/system_bus_socket";
-constexpr char kService[] = "org.freedesktop.RealtimeKit1";
-constexpr char kObject[] = "/org/freedesktop/RealtimeKit1";
+constexpr uint64_t nanos_per_millisecond = 1'000'000;
+constexpr uint64_t limit_ns = 500 * nanos_per_millisecond;
+constexpr char socket[] = "/run/dbus/system_bus_socket";
+constexpr char socket_address[] = "unix:path=/run/dbus/system_bus_socket";
+constexpr char service_name[] = "org.freedesktop.RealtimeKit1";
+constexpr char object[] = "/org/freedesktop/RealtimeKit1";
 
 const char* bus_address() {
   if (const char* address = std::getenv("DBUS_SYSTEM_BUS_ADDRESS"); address && *address)
     return address;
-  return access(kSocket, F_OK) == 0 ? kSocketAddress : nullptr;
+  return access(socket, F_OK) == 0 ? socket_address : nullptr;
 }
 
 }  // namespace
@@ -70,7 +70,7 @@ struct RealtimeKit::Bus {
     const uint64_t now = mach_absolute_time();
     DBusMessage* answer = nullptr;
     if (now < deadline_ns) {
-      const auto left = static_cast<int>((deadline_ns - now) / kNanosPerMillisecond);
+      const auto left = static_cast<int>((deadline_ns - now) / nanos_per_millisecond);
       answer =
           connection_send_with_reply_and_block(connection, request, std::max(left, 1), nullptr);
     }
@@ -82,9 +82,9 @@ struct RealtimeKit::Bus {
   int64_t property(DBusConnection* connection, const char* name, int64_t otherwise,
                    uint64_t deadline_ns) const {
     DBusMessage* request =
-        message_new_method_call(kService, kObject, "org.freedesktop.DBus.Properties", "Get");
+        message_new_method_call(service_name, object, "org.freedesktop.DBus.Properties", "Get");
     if (request == nullptr) return otherwise;
-    const char* interface = kService;
+    const char* interface = service_name;
     message_append_args(request, DBUS_TYPE_STRING, &interface, DBUS_TYPE_STRING, &name,
                         DBUS_TYPE_INVALID);
     DBusMessage* answer = ask(connection, request, deadline_ns);
@@ -109,7 +109,7 @@ struct RealtimeKit::Bus {
   }
 };
 
-RealtimeKit::RealtimeKit() : deadline_ns_(mach_absolute_time() + kLimitNs) {
+RealtimeKit::RealtimeKit() : deadline_ns_(mach_absolute_time() + limit_ns) {
   const char* address = bus_address();
   if (address == nullptr) return;
   bus_.reset(new (std::nothrow) Bus);
@@ -147,7 +147,7 @@ RealtimeKit::Limits RealtimeKit::limits() {
 
 bool RealtimeKit::make_realtime(pid_t thread, int priority) {
   DBusMessage* request =
-      bus_->message_new_method_call(kService, kObject, kService, "MakeThreadRealtime");
+      bus_->message_new_method_call(service_name, object, service_name, "MakeThreadRealtime");
   if (request == nullptr) return false;
   const auto id = static_cast<dbus_uint64_t>(thread);
   const auto level = static_cast<dbus_uint32_t>(priority);

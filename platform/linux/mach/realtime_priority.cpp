@@ -5,24 +5,24 @@
 namespace vesk::platform {
 
 namespace {
-constexpr uint32_t kShortestComputation = 50'000;
-constexpr uint32_t kLongestComputation = 50'000'000;
-constexpr uint32_t kMillisecond = 1'000'000;
-constexpr int kHighest = 60;
-constexpr int kLowest = 40;
-constexpr int kStep = 4;
+constexpr uint32_t shortest_computation = 50'000;
+constexpr uint32_t longest_computation = 50'000'000;
+constexpr uint32_t millisecond_ns = 1'000'000;
+constexpr int highest = 60;
+constexpr int lowest = 40;
+constexpr int step = 4;
 }  // namespace
 
 bool is_acceptable(const thread_time_constraint_policy_data_t& policy) {
-  return policy.computation >= kShortestComputation && policy.computation <= kLongestComputation &&
+  return policy.computation >= shortest_computation && policy.computation <= longest_computation &&
          policy.constraint >= policy.computation;
 }
 
 int priority_for_period(uint32_t period_ns) {
-  if (period_ns == 0) return kLowest;
-  int priority = kHighest;
-  for (uint64_t bound = kMillisecond; bound < period_ns && priority > kLowest; bound *= 2)
-    priority -= kStep;
+  if (period_ns == 0) return lowest;
+  int priority = highest;
+  for (uint64_t bound = millisecond_ns; bound < period_ns && priority > lowest; bound *= 2)
+    priority -= step;
   return priority;
 }
 
@@ -31,8 +31,8 @@ int priority_below_driver(int wanted, int driver) {
 }
 
 uint64_t soft_limit_under(uint64_t hard_us) {
-  constexpr uint64_t kHalfSecond = 500'000;
-  return std::min(kHalfSecond, hard_us / 4 * 3);
+  constexpr uint64_t half_second = 500'000;
+  return std::min(half_second, hard_us / 4 * 3);
 }
 
 }  // namespace vesk::platform

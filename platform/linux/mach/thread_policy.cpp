@@ -17,7 +17,7 @@ namespace {
 using namespace vesk::platform;
 
 // What macOS gives a thread that never asked.
-constexpr thread_time_constraint_policy_data_t kDefaultPolicy = {
+constexpr thread_time_constraint_policy_data_t default_policy = {
     .period = 0, .computation = 10'000'000, .constraint = 10'000'000, .preemptible = TRUE};
 
 int driver_priority() {
@@ -113,7 +113,7 @@ kern_return_t thread_policy_get(thread_act_t thread, thread_policy_flavor_t flav
   if (flavor != THREAD_TIME_CONSTRAINT_POLICY || policy == nullptr ||
       *count < THREAD_TIME_CONSTRAINT_POLICY_COUNT)
     return KERN_INVALID_ARGUMENT;
-  thread_time_constraint_policy_data_t found = kDefaultPolicy;
+  thread_time_constraint_policy_data_t found = default_policy;
   if (*get_default || !is_realtime || !find_realtime_thread(id, &found)) *get_default = TRUE;
   std::memcpy(policy, &found, sizeof found);
   *count = THREAD_TIME_CONSTRAINT_POLICY_COUNT;

@@ -14,16 +14,16 @@ namespace vesk::platform {
 namespace {
 
 #ifdef VESK_SANITIZER
-constexpr bool kSanitizerReports = true;
+constexpr bool sanitizer_reports = true;
 #else
-constexpr bool kSanitizerReports = false;
+constexpr bool sanitizer_reports = false;
 #endif
 
 struct NamedSignal {
   int number;
   const char* name;
 };
-constexpr NamedSignal kCrashes[] = {
+constexpr NamedSignal crash_signals[] = {
     {SIGSEGV, "SIGSEGV"}, {SIGBUS, "SIGBUS"},   {SIGFPE, "SIGFPE"}, {SIGILL, "SIGILL"},
     {SIGABRT, "SIGABRT"}, {SIGTRAP, "SIGTRAP"}, {SIGSYS, "SIGSYS"},
 };
@@ -31,7 +31,7 @@ constexpr NamedSignal kCrashes[] = {
 std::atomic<pid_t> g_crashing = 0;
 
 const char* name_of(int number) {
-  for (const NamedSignal& crash : kCrashes)
+  for (const NamedSignal& crash : crash_signals)
     if (crash.number == number) return crash.name;
   return "unknown signal";
 }
@@ -73,12 +73,12 @@ void at_exit() {
 }  // namespace
 
 void report_crashes() {
-  if constexpr (kSanitizerReports) return;
+  if constexpr (sanitizer_reports) return;
   struct sigaction action = {};
   action.sa_handler = at_crash;
   action.sa_flags = SA_ONSTACK;
   sigemptyset(&action.sa_mask);
-  for (const NamedSignal& crash : kCrashes) sigaction(crash.number, &action, nullptr);
+  for (const NamedSignal& crash : crash_signals) sigaction(crash.number, &action, nullptr);
   g_terminate = std::set_terminate(at_terminate);
   std::atexit(at_exit);
 }

@@ -16,8 +16,8 @@ namespace vesk::platform {
 
 namespace {
 
-constexpr time_t kSecondsToStir = 5;
-constexpr time_t kSecondsToSave = 10;
+constexpr time_t seconds_to_stir = 5;
+constexpr time_t seconds_to_save = 10;
 
 // Set by the guard thread, so that the main thread's question costs no system call a turn.
 std::atomic<bool> g_parent_ended = false;
@@ -61,8 +61,8 @@ void await_end_of_parent() {
 void* guard(void*) {
   await_end_of_parent();
   g_parent_ended.store(true, std::memory_order_relaxed);
-  sleep_seconds(kSecondsToStir);
-  if (g_is_ending.load(std::memory_order_relaxed)) sleep_seconds(kSecondsToSave);
+  sleep_seconds(seconds_to_stir);
+  if (g_is_ending.load(std::memory_order_relaxed)) sleep_seconds(seconds_to_save);
   // Not `exit`: whatever holds the main thread may hold locks that an orderly end needs.
   _exit(1);
 }

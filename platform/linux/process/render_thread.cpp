@@ -14,27 +14,27 @@ namespace vesk::platform {
 
 namespace {
 
-constexpr std::size_t kTouchedStack = 256 * 1024;
+constexpr std::size_t touched_stack = 256 * 1024;
 
 /// Numbers too small for a normal exponent cost a hundred times an ordinary operation, and a
 /// decaying reverb is full of them.
 void flush_denormals() {
 #if defined(__SSE2__)
-  constexpr unsigned kFlushToZero = 0x8000;
-  constexpr unsigned kDenormalsAreZero = 0x0040;
-  _mm_setcsr(_mm_getcsr() | kFlushToZero | kDenormalsAreZero);
+  constexpr unsigned flush_to_zero = 0x8000;
+  constexpr unsigned denormals_are_zero = 0x0040;
+  _mm_setcsr(_mm_getcsr() | flush_to_zero | denormals_are_zero);
 #elif defined(__aarch64__)
-  constexpr std::uint64_t kFlushToZero = std::uint64_t{1} << 24;
+  constexpr std::uint64_t flush_to_zero = std::uint64_t{1} << 24;
   std::uint64_t control = 0;
   asm volatile("mrs %0, fpcr" : "=r"(control));
-  asm volatile("msr fpcr, %0" ::"r"(control | kFlushToZero));
+  asm volatile("msr fpcr, %0" ::"r"(control | flush_to_zero));
 #endif
 }
 
 /// A frame as large as what is to be touched, written once a page.
 [[gnu::noinline]] void touch_stack() {
-  volatile char frame[kTouchedStack];
-  for (std::size_t at = kTouchedStack; at >= 1024; at -= 1024) frame[at - 1] = 0;
+  volatile char frame[touched_stack];
+  for (std::size_t at = touched_stack; at >= 1024; at -= 1024) frame[at - 1] = 0;
 }
 
 }  // namespace

@@ -6,8 +6,8 @@
 
 #include <cstring>
 
-#include "platform/linux/property_list/property_list.hpp"
 #include "platform/linux/core_foundation/string.hpp"
+#include "platform/linux/property_list/property_list.hpp"
 
 namespace vesk::platform::cf {
 
@@ -27,9 +27,8 @@ class BinaryReader {
   BinaryReader(const BinaryReader&) = delete;
   BinaryReader& operator=(const BinaryReader&) = delete;
   ~BinaryReader() {
-    for (Slot& slot : slots_) {
+    for (Slot& slot : slots_)
       if (slot.object) CFRelease(slot.object);
-    }
   }
 
   CFPropertyListRef read() {
@@ -68,9 +67,8 @@ class BinaryReader {
   };
 
   std::nullptr_t fail(std::string_view why) {
-    if (error_.message.empty()) {
+    if (error_.message.empty())
       error_.message = "the binary property list is damaged: " + std::string(why);
-    }
     return nullptr;
   }
 
@@ -224,17 +222,15 @@ class BinaryReader {
   }
 
   CFTypeRef ascii(std::string_view characters) {
-    for (char c : characters) {
+    for (char c : characters)
       if (static_cast<unsigned char>(c) >= 0x80) return fail("a text is not ASCII");
-    }
     return builder_.ascii(characters);
   }
 
   CFTypeRef utf16(const Extent& extent) {
     std::u16string units(extent.count, u'\0');
-    for (std::size_t i = 0; i < extent.count; ++i) {
+    for (std::size_t i = 0; i < extent.count; ++i)
       units[i] = static_cast<char16_t>(big_endian(extent.start + 2 * i, 2));
-    }
     return builder_.string(units);
   }
 

@@ -3,8 +3,8 @@
 #include <cstring>
 #include <unordered_map>
 
-#include "platform/linux/property_list/property_list.hpp"
 #include "platform/linux/core_foundation/string.hpp"
+#include "platform/linux/property_list/property_list.hpp"
 
 namespace vesk::platform::cf {
 
@@ -86,9 +86,8 @@ std::string scalar(CFTypeRef ref) {
         return bytes.append(characters.ascii(), characters.size());
       }
       bytes = marker(6, characters.size());
-      for (std::size_t i = 0; i < characters.size(); ++i) {
+      for (std::size_t i = 0; i < characters.size(); ++i)
         append_big_endian(bytes, characters[i], 2);
-      }
       return bytes;
     }
   }
@@ -104,9 +103,8 @@ class BinaryWriter {
     for (const Stored& stored : objects_) {
       offsets.push_back(out.size());
       out += stored.bytes;
-      for (std::size_t reference : stored.references) {
+      for (std::size_t reference : stored.references)
         append_big_endian(out, reference, reference_size);
-      }
     }
     const std::size_t table = out.size();
     const std::size_t offset_size = bytes_for(table);
@@ -135,9 +133,8 @@ class BinaryWriter {
       const CFIndex count = CFArrayGetCount(array);
       std::vector<std::size_t> references;
       references.reserve(static_cast<std::size_t>(count));
-      for (CFIndex i = 0; i < count; ++i) {
+      for (CFIndex i = 0; i < count; ++i)
         references.push_back(collect(CFArrayGetValueAtIndex(array, i)));
-      }
       objects_[index] = {marker(0xa, references.size()), std::move(references)};
       return index;
     }

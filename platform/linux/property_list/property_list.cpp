@@ -21,9 +21,8 @@ std::optional<std::string> check_string(CFStringRef string, CFPropertyListFormat
   const Characters characters(string);
   for (std::size_t i = 0, units; i < characters.size(); i += units) {
     const char32_t character = code_point(characters, i, units);
-    if (!is_xml_character(character)) {
+    if (!is_xml_character(character))
       return "a text holds character " + std::to_string(character) + ", which XML cannot spell";
-    }
   }
   return std::nullopt;
 }
@@ -46,9 +45,8 @@ std::optional<std::string> check(CFTypeRef object, CFPropertyListFormat format, 
     case ListKind::array: {
       if (nesting == deepest_nesting) return "it is nested too deeply";
       const auto array = static_cast<CFArrayRef>(object);
-      for (CFIndex i = 0; i < CFArrayGetCount(array); ++i) {
+      for (CFIndex i = 0; i < CFArrayGetCount(array); ++i)
         if (auto fault = check(CFArrayGetValueAtIndex(array, i), format, nesting + 1)) return fault;
-      }
       return std::nullopt;
     }
     case ListKind::dictionary: {
@@ -61,9 +59,8 @@ std::optional<std::string> check(CFTypeRef object, CFPropertyListFormat format, 
         if (list_kind(keys[i]) != ListKind::string) return "a key is no text";
         const auto key = static_cast<CFStringRef>(keys[i]);
         // Readers of the XML form refuse such a key, and with it everything else that was saved.
-        if (format == kCFPropertyListXMLFormat_v1_0 && CFStringGetLength(key) == 0) {
+        if (format == kCFPropertyListXMLFormat_v1_0 && CFStringGetLength(key) == 0)
           return "a key is empty";
-        }
         if (auto fault = check_string(key, format)) return fault;
         if (auto fault = check(values[i], format, nesting + 1)) return fault;
       }
@@ -90,9 +87,8 @@ CFPropertyListRef copy(CFTypeRef object, const ListBuilder& builder) {
       const auto array = static_cast<CFArrayRef>(object);
       std::vector<CFTypeRef> values;
       values.reserve(static_cast<std::size_t>(CFArrayGetCount(array)));
-      for (CFIndex i = 0; i < CFArrayGetCount(array); ++i) {
+      for (CFIndex i = 0; i < CFArrayGetCount(array); ++i)
         values.push_back(copy(CFArrayGetValueAtIndex(array, i), builder));
-      }
       return builder.array(values);
     }
     case ListKind::dictionary: {
@@ -163,9 +159,8 @@ CFDictionaryRef ListBuilder::dictionary(std::vector<CFTypeRef>& keys,
   if (containers_change_) {
     CFMutableDictionaryRef changing = CFDictionaryCreateMutable(
         nullptr, 0, &kCFTypeDictionaryKeyCallBacks, &kCFTypeDictionaryValueCallBacks);
-    for (std::size_t i = 0; i < keys.size(); ++i) {
+    for (std::size_t i = 0; i < keys.size(); ++i)
       CFDictionarySetValue(changing, keys[i], values[i]);
-    }
     dictionary = changing;
   } else {
     // At creation the first of equal keys counts.
@@ -190,9 +185,8 @@ std::vector<std::pair<CFStringRef, CFTypeRef>> sorted_entries(CFDictionaryRef di
   std::vector<CFTypeRef> keys(count), values(count);
   CFDictionaryGetKeysAndValues(dictionary, keys.data(), values.data());
   std::vector<std::pair<CFStringRef, CFTypeRef>> entries(count);
-  for (std::size_t i = 0; i < count; ++i) {
+  for (std::size_t i = 0; i < count; ++i)
     entries[i] = {static_cast<CFStringRef>(keys[i]), values[i]};
-  }
   std::sort(entries.begin(), entries.end(), [](const auto& first, const auto& second) {
     return CFStringCompare(first.first, second.first, CFStringCompareFlags{}) == kCFCompareLessThan;
   });
@@ -220,9 +214,8 @@ CFPropertyListRef CFPropertyListCreateWithData(CFAllocatorRef, CFDataRef data,
     report(error, fault);
     return nullptr;
   }
-  if (format) {
+  if (format)
     *format = is_binary ? kCFPropertyListBinaryFormat_v1_0 : kCFPropertyListXMLFormat_v1_0;
-  }
   return list;
 }
 

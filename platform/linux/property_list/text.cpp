@@ -32,12 +32,10 @@ std::string encode_base64(std::string_view bytes) {
   for (std::size_t i = 0; i < bytes.size(); i += 3) {
     const std::size_t count = std::min<std::size_t>(3, bytes.size() - i);
     std::uint32_t group = 0;
-    for (std::size_t k = 0; k < 3; ++k) {
+    for (std::size_t k = 0; k < 3; ++k)
       group = group << 8 | (k < count ? static_cast<unsigned char>(bytes[i + k]) : 0u);
-    }
-    for (std::size_t k = 0; k < 4; ++k) {
+    for (std::size_t k = 0; k < 4; ++k)
       text += k <= count ? alphabet[group >> (18 - 6 * k) & 63] : '=';
-    }
   }
   return text;
 }
@@ -59,9 +57,8 @@ std::optional<std::string> decode_base64(std::string_view text) {
     }
     group = group << 6 | (c == '=' ? 0u : digit);
     if (++count % 4 != 0) continue;
-    for (std::size_t k = 0; k < 3 - std::min<std::size_t>(padding, 3); ++k) {
+    for (std::size_t k = 0; k < 3 - std::min<std::size_t>(padding, 3); ++k)
       bytes += static_cast<char>(group >> (16 - 8 * k) & 0xff);
-    }
     group = 0;
   }
   if (count % 4 != 0 || padding > 2) return std::nullopt;

@@ -8,8 +8,8 @@
 #include <limits>
 #include <memory>
 
-#include "platform/linux/property_list/property_list.hpp"
 #include "platform/linux/core_foundation/string.hpp"
+#include "platform/linux/property_list/property_list.hpp"
 
 namespace vesk::platform::cf {
 
@@ -37,9 +37,8 @@ Element element_named(std::string_view name) {
       {"date", Element::date},   {"real", Element::real},     {"integer", Element::integer},
       {"true", Element::true_},  {"false", Element::false_},
   };
-  for (const auto& [known, element] : names) {
+  for (const auto& [known, element] : names)
     if (known == name) return element;
-  }
   return Element::unknown;
 }
 
@@ -127,9 +126,8 @@ class XmlReader {
     });
     XML_SetStartDoctypeDeclHandler(
         parser_, [](void* self, const char*, const char*, const char*, int has_declarations) {
-          if (has_declarations) {
+          if (has_declarations)
             static_cast<XmlReader*>(self)->fail("the document type holds declarations");
-          }
         });
     XML_SetSkippedEntityHandler(parser_, [](void* self, const char* name, int) {
       static_cast<XmlReader*>(self)->fail("there is no entity &" + std::string(name) + ";");
@@ -183,9 +181,8 @@ class XmlReader {
         open_.push_back({element, {}, {}});
         break;
       case Element::key:
-        if (open_.empty() || open_.back().element != Element::dictionary) {
+        if (open_.empty() || open_.back().element != Element::dictionary)
           return fail("a key stands outside a dictionary");
-        }
         if (!open_.back().is_full()) return fail("a key has no value");
         leaf_ = element;
         break;
@@ -227,11 +224,10 @@ class XmlReader {
     if (!open_.back().is_full()) return fail("a key has no value");
     Container container = std::move(open_.back());
     open_.pop_back();
-    if (container.element == Element::array) {
+    if (container.element == Element::array)
       add(builder_.array(container.values));
-    } else {
+    else
       add(builder_.dictionary(container.keys, container.values));
-    }
   }
 
   void end_leaf(Element element) {
@@ -272,11 +268,10 @@ class XmlReader {
 
   /// Takes over the reference.
   void add(CFTypeRef object) {
-    if (open_.empty()) {
+    if (open_.empty())
       root_ = object;
-    } else {
+    else
       open_.back().values.push_back(object);
-    }
   }
 
   const ListBuilder builder_;

@@ -2,8 +2,8 @@
 
 #include <cmath>
 
-#include "platform/linux/property_list/property_list.hpp"
 #include "platform/linux/core_foundation/string.hpp"
+#include "platform/linux/property_list/property_list.hpp"
 
 namespace vesk::platform::cf {
 
@@ -61,9 +61,8 @@ class XmlWriter {
     read_number(ref, value);
     if (value.kind != Number::Kind::real) return element(level, "integer", digits_of(value));
     if (std::isnan(value.real)) return element(level, "real", "nan");
-    if (std::isinf(value.real)) {
+    if (std::isinf(value.real))
       return element(level, "real", value.real < 0 ? "-infinity" : "+infinity");
-    }
     // A float is a double exactly.
     element(level, "real", digits_of(value));
   }

@@ -14,7 +14,7 @@
 
 namespace {
 
-constexpr uint64_t kNanosPerSecond = 1'000'000'000;
+constexpr uint64_t nanos_per_second = 1'000'000'000;
 
 // The two escapes from the rules of real-time code. Waiting between periods is how the render
 // thread gives the processor back, and its limit is the caller's; a wake is one system call that
@@ -45,7 +45,8 @@ bool waitable(const void* addr, size_t size, uint32_t flags) {
 }
 
 timespec to_timespec(uint64_t nanos) {
-  return {static_cast<time_t>(nanos / kNanosPerSecond), static_cast<long>(nanos % kNanosPerSecond)};
+  return {static_cast<time_t>(nanos / nanos_per_second),
+          static_cast<long>(nanos % nanos_per_second)};
 }
 
 int wait(void* addr, uint64_t value, int operation, bool shared, const timespec* limit) {

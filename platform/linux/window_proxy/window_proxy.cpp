@@ -170,9 +170,8 @@ void Windows::pump(double seconds) {
   // While one editor alone is open, what crashes in a turn is most likely its code.
   const std::uint32_t mask = open_mask();
   std::optional<platform::PluginCall> call;
-  if (std::has_single_bit(mask)) {
+  if (std::has_single_bit(mask))
     call.emplace(static_cast<unsigned>(std::countr_zero(mask)), "editor");
-  }
   impl_->pump(seconds);
 }
 

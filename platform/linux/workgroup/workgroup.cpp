@@ -43,7 +43,7 @@ namespace {
 
 using namespace vesk::platform;
 
-constexpr uint32_t kTokenSignature = 0x4D5F5A58;  // what macOS puts there
+constexpr uint32_t token_signature = 0x4D5F5A58;  // what macOS puts there
 
 /// What a token holds of a membership, inside its opaque bytes.
 struct TokenContents {
@@ -171,7 +171,7 @@ int os_workgroup_join(os_workgroup_t workgroup, os_workgroup_join_token_t token)
   own.group = workgroup;
   own.slot = slot;
   *token = {};
-  token->sig = kTokenSignature;
+  token->sig = token_signature;
   const TokenContents contents = {workgroup, gettid()};
   std::memcpy(token->opaque, &contents, sizeof contents);
   return 0;
@@ -180,7 +180,7 @@ int os_workgroup_join(os_workgroup_t workgroup, os_workgroup_join_token_t token)
 void os_workgroup_leave(os_workgroup_t workgroup, os_workgroup_join_token_t token) {
   Membership& own = membership();
   TokenContents contents = {};
-  if (token != nullptr && token->sig == kTokenSignature)
+  if (token != nullptr && token->sig == token_signature)
     std::memcpy(&contents, token->opaque, sizeof contents);
   if (workgroup == nullptr || own.group != workgroup || contents.group != workgroup ||
       contents.thread != gettid())

@@ -58,9 +58,8 @@ static OSStatus open_unit(BasicUnit* basic) {
 static void close_unit(BasicUnit* basic) {
   Editors* editors = (Editors*)basic;
   if (editors->location) CFRelease(editors->location);
-  for (int i = 0; i < kMostClasses; ++i) {
+  for (int i = 0; i < kMostClasses; ++i)
     if (editors->classes[i]) CFRelease(editors->classes[i]);
-  }
 }
 
 static const char* class_name(enum EditorVariant variant) {
@@ -83,9 +82,8 @@ static const char* class_name(enum EditorVariant variant) {
 
 static void count_held(Editors* editors) {
   CFIndex held = editors->location ? CFGetRetainCount(editors->location) - 1 : 0;
-  for (int i = 0; i < kMostClasses; ++i) {
+  for (int i = 0; i < kMostClasses; ++i)
     if (editors->classes[i]) held += CFGetRetainCount(editors->classes[i]) - 1;
-  }
   atomic_store(&editors->basic.values[kHeldReferences], (float)held);
 }
 

@@ -139,9 +139,8 @@ EditorVariant variant_of(AudioUnit unit) {
 
 - (void)drawRect:(NSRect)dirty {
   if (_clicked && _variant == kThrowsInDrawing) throw std::runtime_error("drawn in vain");
-  if (_clicked && _variant == kRaisesInDrawing) {
+  if (_clicked && _variant == kRaisesInDrawing)
     [NSException raise:NSGenericException format:@"drawn in vain"];
-  }
   [super drawRect:dirty];
 }
 
@@ -164,9 +163,7 @@ EditorVariant variant_of(AudioUnit unit) {
 
 - (void)windowCloses:(NSNotification*)notification {
   if (_variant == kThrowsInClosing) throw std::runtime_error("closed in vain");
-  if (_variant == kRaisesInClosing) {
-    [NSException raise:NSGenericException format:@"closed in vain"];
-  }
+  if (_variant == kRaisesInClosing) [NSException raise:NSGenericException format:@"closed in vain"];
 }
 
 - (void)viewWillMoveToWindow:(NSWindow*)window {
@@ -209,11 +206,10 @@ EditorVariant variant_of(AudioUnit unit) {
     shutdown(ConnectionNumber(display), SHUT_RDWR);
     XSync(display, False);
   };
-  if (_variant == kBreaksItsDisplayOnThread) {
+  if (_variant == kBreaksItsDisplayOnThread)
     std::thread(break_display).detach();
-  } else {
+  else
     break_display();
-  }
 }
 
 @end
@@ -295,16 +291,16 @@ NSViewController* controller_in_place_of_another() {
   for (NSViewController* controller : former) [controller release];
   do {
     made.push_back([[VeskTestController alloc] init]);
-  } while (made.size() < 100 && std::find(former.begin(), former.end(), made.back()) == former.end());
+  } while (made.size() < 100 &&
+           std::find(former.begin(), former.end(), made.back()) == former.end());
   NSViewController* last = [made.back() retain];
   for (NSViewController* controller : made) [controller release];
   return last;
 }
 
 NSViewController* make_controller(EditorVariant variant, AudioUnit unit) {
-  NSViewController* controller = variant == kControllerNoSize
-                                     ? controller_in_place_of_another()
-                                     : [[VeskTestController alloc] init];
+  NSViewController* controller = variant == kControllerNoSize ? controller_in_place_of_another()
+                                                              : [[VeskTestController alloc] init];
   if (variant == kControllerWithoutView) return controller;
   NSView* view = [[[VeskTestView alloc] initWithUnit:unit] autorelease];
   [view setFrameSize:NSMakeSize(240, 90)];

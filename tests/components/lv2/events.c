@@ -32,11 +32,10 @@ static LV2_Handle instantiate(const LV2_Descriptor* descriptor, double rate, con
 
 static void connect_port(LV2_Handle handle, uint32_t port, void* data) {
   Events* self = handle;
-  if (port == kEvents) {
+  if (port == kEvents)
     self->events = data;
-  } else if (port < 7) {
+  else if (port < 7)
     self->ports[port] = data;
-  }
 }
 
 static void see_position(Events* self, const LV2_Atom_Event* event) {

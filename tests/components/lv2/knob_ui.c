@@ -40,9 +40,8 @@ static void draw(Interface* self) {
   XSetForeground(self->display, gc, 0xff8800);
   XFillArc(self->display, self->window, gc, self->width / 2 - 35, 5, 70, 70, 0, level);
   XSetForeground(self->display, gc, 0x555555);
-  for (int key = 0; key < 4; ++key) {
+  for (int key = 0; key < 4; ++key)
     XFillRectangle(self->display, self->window, gc, key * kKey + 4, kHeight / 2 + 4, kKey - 8, 72);
-  }
 }
 
 static void grow(Interface* self) {

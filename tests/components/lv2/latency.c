@@ -25,11 +25,9 @@ static LV2_Handle instantiate(const LV2_Descriptor* descriptor, double rate, con
   Latency* self = calloc(1, sizeof(Latency));
   const LV2_URID longest = map->map(map->handle, LV2_BUF_SIZE__maxBlockLength);
   const LV2_URID integer = map->map(map->handle, LV2_ATOM__Int);
-  for (; option->key != 0; ++option) {
-    if (option->key == longest && option->type == integer) {
+  for (; option->key != 0; ++option)
+    if (option->key == longest && option->type == integer)
       self->longest = (float)*(const int32_t*)option->value;
-    }
-  }
   return self;
 }
 

@@ -15,8 +15,7 @@ extern const LV2_Descriptor test_worker_descriptor;
 
 /* The data of a feature, NULL when the host does not offer it. */
 static inline const void* feature_data(const LV2_Feature* const* features, const char* uri) {
-  for (; features != NULL && *features != NULL; ++features) {
+  for (; features != NULL && *features != NULL; ++features)
     if (strcmp((*features)->URI, uri) == 0) return (*features)->data;
-  }
   return NULL;
 }

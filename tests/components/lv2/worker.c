@@ -38,11 +38,10 @@ static LV2_Handle instantiate(const LV2_Descriptor* descriptor, double rate, con
 
 static void connect_port(LV2_Handle handle, uint32_t port, void* data) {
   Worker* self = handle;
-  if (port == kEvents) {
+  if (port == kEvents)
     self->events = data;
-  } else if (port < 4) {
+  else if (port < 4)
     self->ports[port] = data;
-  }
 }
 
 static void run(LV2_Handle handle, uint32_t frames) {

@@ -124,11 +124,10 @@ static void read_environment(Misbehaving* unit) {
                                  strncmp(kParameters[i].name, text, name_length) != 0)) {
       ++i;
     }
-    if (i < kCommandCount) {
+    if (i < kCommandCount)
       atomic_store(&unit->basic.values[i], value);
-    } else if (length > 0) {
+    else if (length > 0)
       fprintf(stderr, "misbehaving unit: no command %.*s\n", (int)length, text);
-    }
     text += length;
     // At most at its end. NOLINTNEXTLINE(clang-analyzer-security.ArrayBound)
     if (*text == ',') ++text;
@@ -171,9 +170,8 @@ static void print_kib(size_t kib) {
 static OSStatus initialize(BasicUnit* basic) {
   if (command(basic, kCommaLocale)) {
     const char* name = getenv("VESK_MISBEHAVE_LOCALE");
-    if (!setlocale(LC_ALL, name ? name : "de_DE.UTF-8")) {
+    if (!setlocale(LC_ALL, name ? name : "de_DE.UTF-8"))
       fprintf(stderr, "misbehaving unit: no such locale\n");
-    }
   }
   print_kib((size_t)command(basic, kPrintKib));
   return misbehave_in_load(basic, kInitialize);
@@ -304,9 +302,8 @@ static OSStatus get_property(BasicUnit* basic, AudioUnitPropertyID id, void* dat
     if (data) print_kib((size_t)command(basic, kPrintInState));
     if (command(basic, kRefuseClassInfo) & 1) return kAudioUnitErr_InvalidProperty;
   }
-  if (id == kAudioUnitProperty_Latency && command(basic, kRefuseLatency)) {
+  if (id == kAudioUnitProperty_Latency && command(basic, kRefuseLatency))
     return kAudioUnitErr_InvalidProperty;
-  }
   if (id != kReceivedEvents) return kNotHandled;
   *size = unit->event_count * (UInt32)sizeof(ReceivedEvent);
   if (data) memcpy(data, unit->events, *size);

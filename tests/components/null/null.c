@@ -49,11 +49,10 @@ static OSStatus render(BasicUnit* basic, AudioUnitRenderActionFlags* flags,
   (void)time;
   for (UInt32 i = 0; i < output->mNumberBuffers; ++i) {
     float* out = output->mBuffers[i].mData;
-    if (input) {
+    if (input)
       memcpy(out, input->mBuffers[i].mData, frames * sizeof(float));
-    } else {
+    else
       memset(out, 0, frames * sizeof(float));
-    }
   }
   if (!input) *flags |= kAudioUnitRenderAction_OutputIsSilence;
   work((const Null*)basic);

@@ -98,9 +98,8 @@ static void note_on(Tone* tone, UInt8 note, UInt8 velocity) CA_REALTIME_API {
 static void release(Tone* tone, int note) CA_REALTIME_API {
   for (UInt32 i = 0; i < kVoices; ++i) {
     Voice* voice = &tone->voices[i];
-    if (voice->sounds && voice->release_left == 0 && (note < 0 || voice->note == note)) {
+    if (voice->sounds && voice->release_left == 0 && (note < 0 || voice->note == note))
       voice->release_left = RELEASE_FRAMES;
-    }
   }
 }
 
@@ -168,9 +167,8 @@ static OSStatus render(BasicUnit* basic, AudioUnitRenderActionFlags* flags,
   float* left = output->mBuffers[0].mData;
   UInt32 next = 0;
   for (UInt32 i = 0; i < frames; ++i) {
-    while (next < tone->event_count && tone->events[next].frame <= i) {
+    while (next < tone->event_count && tone->events[next].frame <= i)
       apply(tone, &tone->events[next++]);
-    }
     const float sample = level * next_sample(tone, form);
     tone->delay[tone->delay_position] = sample;
     left[i] = tone->delay[(tone->delay_position + kMaxLatencyFrames - latency) % kMaxLatencyFrames];
@@ -179,9 +177,7 @@ static OSStatus render(BasicUnit* basic, AudioUnitRenderActionFlags* flags,
   /* Offsets beyond the period take effect at its end rather than never. */
   while (next < tone->event_count) apply(tone, &tone->events[next++]);
   tone->event_count = 0;
-  if (output->mNumberBuffers > 1) {
-    memcpy(output->mBuffers[1].mData, left, frames * sizeof(float));
-  }
+  if (output->mNumberBuffers > 1) memcpy(output->mBuffers[1].mData, left, frames * sizeof(float));
   return noErr;
 }
 

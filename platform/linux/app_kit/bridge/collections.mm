@@ -19,9 +19,8 @@ NSUInteger count_of_array(id object) {
 
 /// `index`, or an exception when the array does not reach so far.
 CFIndex checked(id array, NSUInteger index, NSUInteger end) {
-  if (index >= end) {
+  if (index >= end)
     [NSException raise:NSRangeException format:@"object %lu of %lu", index, count_of_array(array)];
-  }
   return static_cast<CFIndex>(index);
 }
 

@@ -31,9 +31,8 @@ bool is_boolean(const void* object) {
 
 CFTypeID type_id(CFTypeRef object) {
   if (is_a(object, [NSString class])) return CFStringGetTypeID();
-  if (is_a(object, [NSNumber class])) {
+  if (is_a(object, [NSNumber class]))
     return is_boolean(object) ? CFBooleanGetTypeID() : CFNumberGetTypeID();
-  }
   if (is_a(object, [NSDictionary class])) return CFDictionaryGetTypeID();
   if (is_a(object, [NSArray class])) return CFArrayGetTypeID();
   if (is_a(object, [NSData class])) return CFDataGetTypeID();
@@ -166,9 +165,8 @@ void array_replace(CFMutableArrayRef reference, CFRange range, const void** valu
   if (!is_a(reference, [NSMutableArray class])) return;
   NSMutableArray* array = ns<NSMutableArray>(reference);
   [array removeObjectsInRange:ns_range(range)];
-  for (CFIndex index = 0; index < count; ++index) {
+  for (CFIndex index = 0; index < count; ++index)
     [array insertObject:ns(values[index]) atIndex:static_cast<NSUInteger>(range.location + index)];
-  }
 }
 
 CFIndex dictionary_count(CFDictionaryRef dictionary) {

@@ -49,9 +49,8 @@ VESK_COUNTED_BY_CORE_FOUNDATION
   const CFURLRef url = reinterpret_cast<CFURLRef>(self);
   NSString* path = [(NSString*)CFURLCopyFileSystemPath(url, kCFURLPOSIXPathStyle) autorelease];
   NSString* text = (NSString*)CFURLGetString(url);
-  if ([text hasPrefix:@"file:"] && path) {
+  if ([text hasPrefix:@"file:"] && path)
     return [NSURL fileURLWithPath:path isDirectory:CFURLHasDirectoryPath(url)];
-  }
   return [NSURL URLWithString:text];
 }
 

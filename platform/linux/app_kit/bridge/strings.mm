@@ -15,9 +15,8 @@ unichar character_at(id string, NSUInteger index) {
 }
 
 void get_characters(id string, unichar* characters, NSRange range) {
-  if (NSMaxRange(range) > static_cast<NSUInteger>(CFStringGetLength(string_of(string)))) {
+  if (NSMaxRange(range) > static_cast<NSUInteger>(CFStringGetLength(string_of(string))))
     [NSException raise:NSRangeException format:@"characters beyond the end"];
-  }
   CFStringGetCharacters(
       string_of(string),
       CFRangeMake(static_cast<CFIndex>(range.location), static_cast<CFIndex>(range.length)),

@@ -76,13 +76,12 @@ VESK_COUNTED_BY_CORE_FOUNDATION
 }
 
 - (void)getValue:(void*)value {
-  if (is_boolean(self)) {
+  if (is_boolean(self))
     *static_cast<BOOL*>(value) = integer_of(self) != 0;
-  } else if (is_real(self)) {
+  else if (is_real(self))
     *static_cast<double*>(value) = real_of(self);
-  } else {
+  else
     *static_cast<long long*>(value) = integer_of(self);
-  }
 }
 
 - (BOOL)boolValue {

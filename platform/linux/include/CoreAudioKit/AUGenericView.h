@@ -3,10 +3,10 @@
 #import <AppKit/AppKit.h>
 #include <AudioToolbox/AudioToolbox.h>
 
-typedef CF_OPTIONS(UInt32, AUGenericViewDisplayFlags){
-    AUViewTitleDisplayFlag = 1,
-    AUViewPropertiesDisplayFlag = 2,
-    AUViewParametersDisplayFlag = 4,
+typedef CF_OPTIONS(UInt32, AUGenericViewDisplayFlags) {
+  AUViewTitleDisplayFlag = 1,
+  AUViewPropertiesDisplayFlag = 2,
+  AUViewParametersDisplayFlag = 4,
 };
 
 /// A panel with every parameter of a unit: what a unit without an interface of its own is edited
