@@ -11,13 +11,14 @@ namespace vesk::host {
 static_assert(std::atomic_ref<std::uint32_t>::is_always_lock_free,
               "the words of the block are shared between processes");
 
-/// Reads a word that the other side publishes: what it wrote before its release store is visible.
+/// Reads a word that the other side publishes: all that it wrote before storing it is visible.
 inline std::uint32_t load_acquire(const std::uint32_t& word) noexcept {
   return std::atomic_ref<std::uint32_t>(const_cast<std::uint32_t&>(word))
       .load(std::memory_order_acquire);
 }
 
-/// Reads a word of which only the value counts, such as a counter this side alone writes.
+/// Reads a word once, as it stands: a counter that this side alone writes, or what another word
+/// has published.
 inline std::uint32_t load_relaxed(const std::uint32_t& word) noexcept {
   return std::atomic_ref<std::uint32_t>(const_cast<std::uint32_t&>(word))
       .load(std::memory_order_relaxed);
@@ -28,7 +29,7 @@ inline void store_release(std::uint32_t& word, std::uint32_t value) noexcept {
   std::atomic_ref<std::uint32_t>(word).store(value, std::memory_order_release);
 }
 
-// The words of a shared workgroup record are 64 bits wide and ordered by nothing.
+// For the words of a shared workgroup record, which are 64 bits wide and publish nothing else.
 
 inline std::uint64_t load_relaxed(const std::uint64_t& word) noexcept {
   return std::atomic_ref<std::uint64_t>(const_cast<std::uint64_t&>(word))

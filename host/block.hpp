@@ -24,15 +24,22 @@ namespace vesk::host {
 inline constexpr std::uint32_t block_magic = 0x5645534B;
 /// Bytes of the block, and of the mapping that each side makes of it.
 inline constexpr std::size_t block_size = 68864;
-/// Capacity of each audio buffer in frames; a larger period is clamped to it.
+// The capacities below are part of the format. What they are enough for is said with each.
+
+/// Capacity of each audio buffer in frames; a larger period is clamped to it. 85 ms at 48 kHz.
 inline constexpr std::uint32_t buffer_frames = 4096;
-/// MIDI events that one period can carry.
+/// MIDI events that one period can carry. A MIDI cable brings one message in about a millisecond,
+/// so this is more than it brings in the longest period at 48 kHz; a program that sends denser
+/// events shortens the period.
 inline constexpr std::uint32_t max_midi_events = 128;
-/// Slots of the ring of parameter changes.
+/// Slots of the ring of parameter changes. The host empties it on each turn of its main loop, every
+/// 10 ms while nothing holds that up; only a parent's last value counts, so one that sends many
+/// changes merges them.
 inline constexpr std::uint32_t param_slots = 32;
-/// Slots of the ring of editor-window requests.
+/// Slots of the ring of editor-window requests: a person asks for a few a second at most.
 inline constexpr std::uint32_t window_slots = 8;
-/// Slots of the ring of saved-state notices.
+/// Slots of the ring of saved-state notices: so many editors may be saved between two looks of the
+/// parent.
 inline constexpr std::uint32_t saved_slots = 16;
 /// Bytes of the error text, terminating NUL included.
 inline constexpr std::size_t error_bytes = 256;

@@ -3,7 +3,7 @@
 #include <cstdio>
 #include <utility>
 
-#include "platform/obituary.hpp"
+#include "platform/plugin_call.hpp"
 
 namespace vesk::host {
 namespace {
@@ -36,6 +36,14 @@ bool load_element(const std::string& text, double sample_rate, unsigned max_fram
 }
 
 }  // namespace
+
+void Chain::dispose() {
+  for (unsigned i = 0; i < plugins.size(); ++i) {
+    const platform::PluginCall call(i, "dispose");
+    plugins[i]->detach();
+    plugins[i]->dispose();
+  }
+}
 
 Chain::~Chain() {
   while (!plugins.empty()) {

@@ -19,6 +19,8 @@ struct Chain {
   bool first_is_effect = false;
 
   Chain() = default;
+  /// Lets go of every Audio Unit, the first one first. The render thread must have been joined.
+  void dispose();
   /// Destroys the last plugin first, as later ones may lean on what earlier ones set up.
   ~Chain();
   Chain(const Chain&) = delete;

@@ -12,7 +12,6 @@
 #include "host/render_loop.hpp"
 #include "host/supervisor.hpp"
 #include "platform/host_process.hpp"
-#include "platform/obituary.hpp"
 #include "platform/render_thread.hpp"
 
 namespace vesk::host {
@@ -32,18 +31,9 @@ void report_workgroup(const std::string& label, os_workgroup_t workgroup) {
   print_line("plugin host " + label + ": workgroup " + outcome);
 }
 
-void release(Plugins& plugins) {
-  for (unsigned i = 0; i < plugins.size(); ++i) {
-    const platform::PluginCall call(i, "dispose");
-    plugins[i]->detach();
-    plugins[i]->dispose();
-  }
-}
-
 /// Renders and supervises a loaded chain until it is told to stop.
 void run(Block& block, Chain& chain, const std::string& label, double sample_rate,
          unsigned max_frames, unsigned period_frames) {
-  // Lives until the process exits, and static so that a leak checker knows it.
   const os_workgroup_t workgroup = obtain_parent_workgroup();
   std::thread render_thread(render_loop, &block, std::ref(chain.plugins), chain.first_is_effect,
                             sample_rate, max_frames, period_frames, workgroup);
@@ -53,7 +43,7 @@ void run(Block& block, Chain& chain, const std::string& label, double sample_rat
   supervisor.close_editors();
   render_thread.join();
   report_workgroup(label, workgroup);
-  release(chain.plugins);
+  chain.dispose();
 }
 
 int run_host(int argc, char** argv) {

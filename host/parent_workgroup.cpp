@@ -9,7 +9,8 @@ os_workgroup_t obtain_parent_workgroup() {
   mach_msg_type_number_t count = 0;
   if (mach_ports_lookup(mach_task_self(), &ports, &count) != KERN_SUCCESS) return nullptr;
 
-  // Never released: the render thread may be a member until the process ends.
+  // Never released: the render thread may be a member until the process ends. Static, so that a
+  // leak checker knows it.
   static os_workgroup_t workgroup = nullptr;
   if (count > 0 && ports[0] != MACH_PORT_NULL)
     workgroup = os_workgroup_create_with_port("vesk.plugin-host", ports[0]);

@@ -4,7 +4,7 @@
 
 #include <algorithm>
 
-#include "platform/obituary.hpp"
+#include "platform/plugin_call.hpp"
 
 namespace vesk::host {
 
@@ -16,8 +16,9 @@ PeriodServer::PeriodServer(Block& block, std::vector<std::unique_ptr<AudioUnitPl
       max_frames_(std::min(max_frames, buffer_frames)) {}
 
 void PeriodServer::serve(std::uint32_t request) noexcept VESK_REALTIME {
-  // What the acquire load of `render_request` made visible. Each is read once and clamped here: a
-  // plain load the compiler may repeat, after the parent has written another value.
+  // The acquire load of `render_request` made these visible. Each is read once, atomically, and
+  // clamped: the compiler may repeat a plain load, and the second could differ from the one that
+  // was checked.
   const std::uint32_t asked = std::min(load_relaxed(block_.frames), buffer_frames);
   const std::uint32_t frames = std::min(asked, max_frames_);
   const double sample_time = block_.sample_time;
@@ -41,9 +42,9 @@ void PeriodServer::deliver_midi(std::uint32_t frames, double sample_time) noexce
   const std::uint32_t last_frame = frames == 0 ? 0 : frames - 1;
   const platform::PluginCall call(0, "midi");
   for (std::uint32_t i = 0; i < count; ++i) {
-    const MidiEvent event = block_.midi[i];
+    const MidiEvent& event = block_.midi[i];
     plugins_[0]->midi(event.status, event.data1, event.data2, sample_time,
-                      std::min(event.offset, last_frame));
+                      std::min(load_relaxed(event.offset), last_frame));
   }
 }
 

@@ -10,8 +10,9 @@
 
 namespace vesk::host {
 
-/// Serves periods, one call each. All that the render thread touches is here: the block's period
-/// and its two words, the chain, and two facts about it. Render thread only.
+/// Serves periods, one call each. All that the render thread touches while it does is here: the
+/// period in the block, the chain, whether that starts with an effect, and the longest period it
+/// was loaded for. Render thread only.
 class PeriodServer {
  public:
   /// `plugins` is the loaded chain (at least one plugin), `max_frames` what it was loaded for.

@@ -17,7 +17,7 @@ std::atomic<bool> g_joined_workgroup{false};
 namespace host {
 namespace {
 
-// A parent that posts a request without a wake, or a quit, is noticed this much later at most.
+// How late at most a request or a `quit` is seen whose parent did not wake this thread.
 constexpr std::uint64_t wait_limit_ns = 100'000'000;
 
 std::uint32_t saturate(double value) {
@@ -42,19 +42,19 @@ void ask_for_real_time(double sample_rate, unsigned period_frames) {
                     THREAD_TIME_CONSTRAINT_POLICY_COUNT);
 }
 
-/// The parent's workgroup, for as long as the thread is a member.
-class Membership {
+/// The parent's workgroup, which the thread is a member of for as long as this lives.
+class JoinedWorkgroup {
  public:
-  explicit Membership(os_workgroup_t workgroup)
+  explicit JoinedWorkgroup(os_workgroup_t workgroup)
       : workgroup_(workgroup),
         joined_(workgroup != nullptr && os_workgroup_join(workgroup, &token_) == 0) {}
-  ~Membership() {
+  ~JoinedWorkgroup() {
     if (joined_) os_workgroup_leave(workgroup_, &token_);
   }
-  Membership(const Membership&) = delete;
-  Membership& operator=(const Membership&) = delete;
+  JoinedWorkgroup(const JoinedWorkgroup&) = delete;
+  JoinedWorkgroup& operator=(const JoinedWorkgroup&) = delete;
 
-  bool joined() const { return joined_; }
+  bool is_member() const { return joined_; }
 
  private:
   os_workgroup_t workgroup_;
@@ -77,8 +77,8 @@ void render_loop(Block* block, std::vector<std::unique_ptr<AudioUnitPlugin>>& pl
                  unsigned period_frames, os_workgroup_t workgroup) {
   const platform::RenderThread render_thread;
   ask_for_real_time(sample_rate, period_frames);
-  const Membership membership(workgroup);
-  g_joined_workgroup.store(membership.joined(), std::memory_order_release);
+  const JoinedWorkgroup joined(workgroup);
+  g_joined_workgroup.store(joined.is_member(), std::memory_order_release);
 
   PeriodServer server(*block, plugins, first_is_effect, max_frames);
   std::uint32_t served = load_acquire(block->render_request);

@@ -18,7 +18,7 @@ extern std::atomic<bool> g_joined_workgroup;
 
 namespace host {
 
-/// The four fields of a time-constraint policy, in ticks of the Mach clock.
+/// What a time-constraint policy grants, in ticks of the Mach clock.
 struct RenderBudget {
   std::uint32_t period;
   std::uint32_t computation;

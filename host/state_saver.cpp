@@ -5,7 +5,7 @@
 #include <string>
 
 #include "host/diagnostics.hpp"
-#include "platform/obituary.hpp"
+#include "platform/plugin_call.hpp"
 
 namespace vesk::host {
 namespace {

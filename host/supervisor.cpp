@@ -4,8 +4,8 @@
 #include <utility>
 
 #include "host/diagnostics.hpp"
-#include "platform/obituary.hpp"
 #include "platform/parent_watch.hpp"
+#include "platform/plugin_call.hpp"
 
 namespace vesk::host {
 namespace {
@@ -13,8 +13,8 @@ namespace {
 constexpr std::chrono::seconds periodic_save{10};
 constexpr double turn_seconds = 0.01;
 constexpr unsigned mask_bits = 32;
-// A parent that sets a counter further ahead than its ring has the slots acted on again and again;
-// after this many rounds the rest waits for the next turn, so that the turn comes to its end.
+// A counter that the parent has set ahead by more than its ring makes this thread go round the ring
+// several times. After so many rounds the rest waits for the next turn.
 constexpr unsigned laps_per_turn = 128;
 
 }  // namespace
@@ -65,26 +65,29 @@ void Supervisor::follow(const std::uint32_t& counter, std::uint32_t slots, std::
 
 void Supervisor::apply_parameters() {
   follow(block_.param_write, param_slots, params_read_, [this](std::uint32_t slot) {
-    const ParamChange change = block_.params[slot];
-    if (change.plugin >= plugins_.size()) return;
-    const platform::PluginCall call(change.plugin, "parameter");
-    plugins_[change.plugin]->set_parameter(change.id, change.value);
+    const ParamChange& change = block_.params[slot];
+    const std::uint32_t plugin = load_relaxed(change.plugin);
+    if (plugin >= plugins_.size()) return;
+    const platform::PluginCall call(plugin, "parameter");
+    plugins_[plugin]->set_parameter(change.id, change.value);
   });
 }
 
 void Supervisor::serve_windows() {
   follow(block_.window_write, window_slots, windows_read_, [this](std::uint32_t slot) {
-    const WindowRequest request = block_.window_requests[slot];
-    if (request.kind == WindowRequest::close_all)
+    const WindowRequest& request = block_.window_requests[slot];
+    const std::uint32_t kind = load_relaxed(request.kind);
+    const std::uint32_t plugin = load_relaxed(request.plugin);
+    if (kind == WindowRequest::close_all)
       windows_.close_all();
-    else if (request.kind == WindowRequest::open && request.plugin < plugins_.size())
-      open_editor(request.plugin, request);
+    else if (kind == WindowRequest::open && plugin < plugins_.size())
+      open_editor(plugin, request.title);
   });
 }
 
-void Supervisor::open_editor(unsigned plugin, const WindowRequest& request) {
+void Supervisor::open_editor(unsigned plugin, const char* title_field) {
   saver_.capture_baseline(plugin);
-  const std::string title(request.title, strnlen(request.title, title_bytes));
+  const std::string title(title_field, strnlen(title_field, title_bytes));
   const platform::PluginCall call(plugin, "editor");
   if (!windows_.open(plugin, plugins_[plugin]->unit(), title))
     print_line("plugin host " + label_ + ": no window for plugin " + std::to_string(plugin));

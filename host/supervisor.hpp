@@ -34,7 +34,7 @@ class Supervisor {
   void follow(const std::uint32_t& counter, std::uint32_t slots, std::uint32_t& read, Act act);
   void apply_parameters();
   void serve_windows();
-  void open_editor(unsigned plugin, const WindowRequest& request);
+  void open_editor(unsigned plugin, const char* title_field);
   void save_open_editors(std::uint32_t open_mask);
 
   Block& block_;

@@ -1,7 +1,7 @@
 #include "platform/host_process.hpp"
 
-#include "platform/obituary.hpp"
 #include "platform/parent_watch.hpp"
+#include "platform/plugin_call.hpp"
 #include "platform/render_thread.hpp"
 #include "tests/support/child_process.hpp"
 #include "tests/support/comma_locale.hpp"

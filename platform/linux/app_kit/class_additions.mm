@@ -81,7 +81,7 @@ PreferredSizes& preferred_sizes() {
   preferred_sizes().set(self, size);
 }
 
-/// Exchanged with `dealloc`, so that the call of itself in it is one of the original.
+/// Exchanged with `dealloc`: what looks like a call of itself is one of the original.
 - (void)vesk_deallocWithSize {
   preferred_sizes().forget(self);
   [self vesk_deallocWithSize];
@@ -96,8 +96,9 @@ PreferredSizes& preferred_sizes() {
 
 @end
 
-/// A protocol that no class of its source adopts is not made known to the runtime as an object, and
-/// no class conforms to what is none.
+/// The compiler hands a protocol to the runtime only where a class in the same source adopts it.
+/// Another one is no object yet, and every class denies that it conforms to it. Here it is made
+/// one.
 @implementation NSObject (VeskProtocols)
 
 + (void)load {
@@ -105,9 +106,9 @@ PreferredSizes& preferred_sizes() {
                                  class_getClassMethod(self, @selector(vesk_conformsToProtocol:)));
 }
 
-/// Exchanged with `conformsToProtocol:`, so that the call of itself in it is one of the original.
+/// Exchanged with `conformsToProtocol:`: what looks like a call of itself is one of the original.
 + (BOOL)vesk_conformsToProtocol:(Protocol*)protocol {
-  // What is not known yet has the compiler's version number where its class belongs.
+  // Not handed over yet: the compiler's version number stands where its class belongs.
   constexpr std::uintptr_t highest_version = 16;
   auto* first_word = reinterpret_cast<std::uintptr_t*>(protocol);
   if (protocol && *first_word <= highest_version)

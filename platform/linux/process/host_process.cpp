@@ -51,7 +51,7 @@ void prepare_host_process(const char* label) {
   pin_locale();
   install_signal_stack();
   report_crashes();
-  guard_against_orphanhood();
+  start_parent_guard();
 }
 
 }  // namespace vesk::platform

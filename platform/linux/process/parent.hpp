@@ -8,9 +8,9 @@ namespace vesk::platform {
 /// found at the first call. 0 where it lives in another process namespace and cannot be known.
 pid_t original_parent();
 
-/// Starts the thread that ends this process when it outlives its parent by some seconds: 5, or 15
-/// where the main thread is ending it too (`announce_end`) and perhaps still saving. Costs a
-/// descriptor and a small stack; sleeps until the parent's end.
-void guard_against_orphanhood();
+/// Starts a thread that sleeps until the parent ends and then ends this process, if it still runs,
+/// after 5 s; after 15 s where the main thread has announced its end (`announce_end`) and may be
+/// saving. Costs a descriptor and a small stack.
+void start_parent_guard();
 
 }  // namespace vesk::platform

@@ -84,7 +84,7 @@ void announce_end() {
   g_is_ending.store(true, std::memory_order_relaxed);
 }
 
-void guard_against_orphanhood() {
+void start_parent_guard() {
   // Now, on this thread: asked later, the kernel may already name the one who adopted us.
   g_parent_ended.store(is_orphan(), std::memory_order_relaxed);
   pthread_attr_t attributes;

@@ -20,7 +20,7 @@
 #include "platform/linux/process/characters.hpp"
 #include "platform/linux/process/report.hpp"
 #include "platform/linux/window_proxy/window_module.hpp"
-#include "platform/obituary.hpp"
+#include "platform/plugin_call.hpp"
 #include "windows/windows.hpp"
 
 // Objective-C images refer by these symbols to the classes that they use, so that a missing one
@@ -36,8 +36,8 @@ namespace {
 
 using platform::WindowModule;
 
-/// Of editors, while the last of them are let go of.
-constexpr int most_failures = 64;
+/// Turns that may end in an exception while closed windows are let go of.
+constexpr int most_failed_turns = 64;
 
 const WindowModule* open_window_module() {
   const std::string path = platform::module_folder() + "/" + platform::window_module_file;
@@ -130,7 +130,7 @@ Windows::~Windows() {
   close_all();
   // Closed windows are let go of by the pump. What a view throws as it leaves its window is caught
   // there, and ends the turn; out of a destructor it would end the process.
-  for (int failures = 0; failures < most_failures && !impl_->pump(0); ++failures) {
+  for (int failures = 0; failures < most_failed_turns && !impl_->pump(0); ++failures) {
   }
   guard([&] { impl_->module->destroy(impl_->manager); }, [](const char*) {});
 }

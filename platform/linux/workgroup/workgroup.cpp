@@ -63,20 +63,24 @@ int fail_to_join(int error) {
   return error;
 }
 
+/// A word of the record, which the parent reads and writes too. All in one order: the parent stores
+/// a CPU set and then reads the members, a member enters itself and then reads the set.
+std::atomic_ref<uint64_t> word(const uint64_t& shared) {
+  return std::atomic_ref(const_cast<uint64_t&>(shared));
+}
+
 uint64_t* take_slot(VeskWorkgroupRecord* record) {
   const auto own = static_cast<uint64_t>(getpid()) << 32 | static_cast<uint32_t>(gettid());
   for (uint64_t& slot : record->members) {
     uint64_t free = 0;
-    if (__atomic_compare_exchange_n(&slot, &free, own, false, __ATOMIC_SEQ_CST, __ATOMIC_SEQ_CST))
-      return &slot;
+    if (word(slot).compare_exchange_strong(free, own)) return &slot;
   }
   return nullptr;
 }
 
 cpu_set_t wanted_cpus(const VeskWorkgroupRecord* record) {
   uint64_t words[VESK_WORKGROUP_CPU_WORDS];
-  for (int i = 0; i < VESK_WORKGROUP_CPU_WORDS; ++i)
-    words[i] = __atomic_load_n(&record->cpus[i], __ATOMIC_SEQ_CST);
+  for (int i = 0; i < VESK_WORKGROUP_CPU_WORDS; ++i) words[i] = word(record->cpus[i]).load();
   cpu_set_t cpus;
   std::memcpy(&cpus, words, sizeof cpus);
   return cpus;
@@ -163,7 +167,7 @@ int os_workgroup_join(os_workgroup_t workgroup, os_workgroup_join_token_t token)
   uint64_t* slot = take_slot(workgroup->record);
   if (slot == nullptr) return fail_to_join(ENOSPC);
   if (const int error = move_to_group(workgroup->record); error != 0) {
-    __atomic_store_n(slot, 0, __ATOMIC_SEQ_CST);
+    word(*slot).store(0);
     sched_setaffinity(0, sizeof own.outside, &own.outside);
     return fail_to_join(error);
   }
@@ -185,7 +189,7 @@ void os_workgroup_leave(os_workgroup_t workgroup, os_workgroup_join_token_t toke
   if (workgroup == nullptr || own.group != workgroup || contents.group != workgroup ||
       contents.thread != gettid())
     std::abort();
-  __atomic_store_n(own.slot, 0, __ATOMIC_SEQ_CST);
+  word(*own.slot).store(0);
   sched_setaffinity(0, sizeof own.outside, &own.outside);
   own.group = nullptr;
   own.slot = nullptr;

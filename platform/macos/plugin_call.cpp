@@ -1,4 +1,4 @@
-#include "platform/obituary.hpp"
+#include "platform/plugin_call.hpp"
 
 namespace vesk::platform {
 
