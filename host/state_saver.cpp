@@ -25,6 +25,14 @@ bool write_file(const std::string& path, const std::vector<std::uint8_t>& bytes)
   return file.good();
 }
 
+/// Tells the parent that the plugin's file has been rewritten.
+void post_notice(Block& block, unsigned plugin) {
+  const std::uint32_t written = load_relaxed(block.saved_write);
+  block.saved[written % saved_slots] = plugin;
+  // Release: the slot's contents must be visible before its counter.
+  store_release(block.saved_write, written + 1);
+}
+
 }  // namespace
 
 void StateSaver::capture_baseline(unsigned plugin) {
@@ -48,14 +56,7 @@ void StateSaver::save(unsigned plugin) {
   }
   if (std::rename(temporary.c_str(), path.c_str()) != 0) return;
   last = std::move(bytes);
-  post_notice(plugin);
-}
-
-void StateSaver::post_notice(unsigned plugin) {
-  const std::uint32_t written = load_relaxed(block->saved_write);
-  block->saved[written % saved_slots] = plugin;
-  // Release: the slot's contents must be visible before its counter.
-  store_release(block->saved_write, written + 1);
+  post_notice(*block, plugin);
 }
 
 }  // namespace vesk::host

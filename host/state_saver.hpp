@@ -14,8 +14,7 @@ namespace vesk::host {
 /// A file is rewritten only when the plugin's state differs from what was last written or
 /// captured, through a temporary file and a rename, so that a reader finds the old content or the
 /// new and never a mixture. Each rewrite is announced in the block. Main thread only.
-class StateSaver {
- public:
+struct StateSaver {
   StateSaver(Block* block, const Plugins* plugins) : block(block), plugins(plugins) {}
 
   /// Remembers the plugin's present state as the one that needs no saving, unless one is
@@ -27,11 +26,10 @@ class StateSaver {
   /// content; the next call tries again.
   void save(unsigned plugin);
 
- private:
-  void post_notice(unsigned plugin);
-
   Block* block;
   const Plugins* plugins;
+  /// By plugin: the state that its file holds, or that it had when its editor first opened. Empty
+  /// after a save that failed.
   std::map<unsigned, std::vector<std::uint8_t>> last_saved;
 };
 
