@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 #include <signal.h>
 #include <sys/mman.h>
+#include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -288,6 +289,20 @@ TEST(Host, KeepsStateAcrossHosts) {
   EXPECT_TRUE(host.wait_listening()) << "a preset that does not exist yet is no fault";
   EXPECT_TRUE(host.stop());
   std::filesystem::remove_all(folder);
+}
+
+// A render thread's stack is as large as the limit that the host inherits.
+TEST(Host, RendersUnderASmallLimitOnStacks) {
+  rlimit before{};
+  getrlimit(RLIMIT_STACK, &before);
+  for (const rlim_t bytes : {128u * 1024, 256u * 1024}) {
+    const rlimit small{.rlim_cur = bytes, .rlim_max = before.rlim_max};
+    ASSERT_EQ(setrlimit(RLIMIT_STACK, &small), 0);
+    RawHost host({.chain = "aumu:Tone:Vesk"});
+    setrlimit(RLIMIT_STACK, &before);
+    EXPECT_TRUE(host.wait_listening()) << bytes << ": " << host.standard_error();
+    EXPECT_TRUE(host.stop()) << bytes;
+  }
 }
 
 }  // namespace

@@ -2,8 +2,10 @@
 
 #include "platform/linux/process/signal_stack.hpp"
 
+#include <pthread.h>
 #include <sys/mman.h>
 #include <unistd.h>
+#include <algorithm>
 #include <cstdint>
 
 #if defined(__SSE2__)
@@ -14,7 +16,10 @@ namespace vesk::platform {
 
 namespace {
 
+// What a deep chain of calls in a plugin may reach.
 constexpr std::size_t touched_stack = 256 * 1024;
+// Left alone at the end of a small stack, for this thread's own calls and the C library's.
+constexpr std::size_t spared_stack = 32 * 1024;
 
 /// Numbers too small for a normal exponent cost a hundred times an ordinary operation, and a
 /// decaying reverb is full of them.
@@ -31,10 +36,26 @@ void flush_denormals() {
 #endif
 }
 
-/// A frame as large as what is to be touched, written once a page.
+/// Bytes of the calling thread's stack below this call; a limit on stacks (RLIMIT_STACK) makes them
+/// smaller than what is to be touched.
+std::size_t stack_below() {
+  pthread_attr_t attributes;
+  if (pthread_getattr_np(pthread_self(), &attributes) != 0) return 0;
+  void* start = nullptr;
+  std::size_t size = 0;
+  pthread_attr_getstack(&attributes, &start, &size);
+  pthread_attr_destroy(&attributes);
+  return static_cast<std::size_t>(static_cast<char*>(__builtin_frame_address(0)) -
+                                  static_cast<char*>(start));
+}
+
+/// Makes a frame as large as what is to be touched and writes to each page of it.
 [[gnu::noinline]] void touch_stack() {
-  volatile char frame[touched_stack];
-  for (std::size_t at = touched_stack; at >= 1024; at -= 1024) frame[at - 1] = 0;
+  const std::size_t below = stack_below();
+  if (below <= spared_stack) return;
+  const std::size_t bytes = std::min(touched_stack, below - spared_stack);
+  volatile char* const frame = static_cast<char*>(__builtin_alloca(bytes));
+  for (std::size_t at = bytes; at >= 1024; at -= 1024) frame[at - 1] = 0;
 }
 
 }  // namespace
