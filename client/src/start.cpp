@@ -43,7 +43,7 @@ std::string load_error(const host::Block& block) {
 }  // namespace
 
 bool HostImpl::wait_ready(std::string& error) {
-  const std::int64_t deadline = spawned_ns + start_limit(options).count();
+  const std::int64_t deadline = spawned_ns + start_limit(options, plugins).count();
   nanoseconds probe_wait = first_probe;
   for (;;) {
     const StartLook look = look_at_start();

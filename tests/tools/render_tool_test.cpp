@@ -292,7 +292,7 @@ TEST(render_arguments, SensibleCommandLinesAreRead) {
        "--tail", "2.5", "--sample-rate", "96000", "--plot", "a.png", "--keep-latency", "-q"},
       error);
   ASSERT_TRUE(arguments) << error;
-  EXPECT_EQ(arguments->chain, "aumu:Sm48:LV2_#5=0.7|aufx:jvLs:LV2_");
+  EXPECT_EQ(chain_text(arguments->chain), "aumu:Sm48:LV2_#5=0.7|aufx:jvLs:LV2_");
   EXPECT_EQ(arguments->format, AudioFormat::flac);
   EXPECT_EQ(arguments->period, 64u);
   EXPECT_EQ(arguments->tail_seconds, 2.5);

@@ -4,7 +4,7 @@
 
 #include <algorithm>
 
-#include "spec/plugin_spec.hpp"
+#include "spec/chain_text.hpp"
 #include "tools/list/json_text.hpp"
 
 namespace vesk::tools {
@@ -21,8 +21,8 @@ bool can_be_written(const ComponentInfo& component) {
   const bool is_printable =
       std::ranges::all_of(text, [](unsigned char c) { return c >= 0x20 && c < 0x7F; });
   std::string ignored;
-  const auto spec = PluginSpec::parse(text, ignored);
-  return is_printable && PluginSpec::split_chain(text).size() == 1 && spec && spec->name == text;
+  const auto chain = parse_chain(text, ChainStart::either, ignored);
+  return is_printable && chain && chain->size() == 1 && chain->front().name == text;
 }
 
 }  // namespace

@@ -35,6 +35,16 @@ bool asks_for_help(const std::vector<std::string>& words) {
   return false;
 }
 
+bool read_chain(const std::string& text, ChainElements& chain, std::string& error) {
+  std::string reason;
+  auto parsed = parse_chain(text, ChainStart::either, reason);
+  if (parsed)
+    chain = *std::move(parsed);
+  else
+    error = "chain \"" + text + "\": " + reason;
+  return parsed.has_value();
+}
+
 bool read_command_line(const std::vector<std::string>& words, std::span<const Option> options,
                        std::string& chain, std::string& error) {
   bool only_operands = false;

@@ -10,9 +10,7 @@
 #include <memory>
 #include <utility>
 
-#include "spec/plugin_spec.hpp"
 #include "tools/audio/picture.hpp"
-#include "tools/program/chain_text.hpp"
 #include "tools/program/interruption.hpp"
 #include "tools/program/output_file.hpp"
 #include "tools/program/progress_bar.hpp"
@@ -51,22 +49,13 @@ std::string clock_text(double seconds) {
   return text;
 }
 
-std::string chain_name(const std::string& chain) {
-  std::string ignored;
-  const auto whole = parse_whole_chain(chain, ignored);
-  return whole ? whole->name : chain;
-}
-
 /// Hosts load a chain whose preset file is missing: the first run of a plugin has none yet. In a
-/// rendering it is rather a slip of the pen.
-void remark_on_missing_presets(const std::string& chain, std::vector<std::string>& remarks) {
-  for (const std::string& element : PluginSpec::split_chain(chain)) {
-    std::string ignored;
+/// rendering the path is more likely mistyped.
+void remark_on_missing_presets(const ChainElements& chain, std::vector<std::string>& remarks) {
+  for (const ChainElement& plugin : chain) {
     std::error_code unknown;
-    const auto spec = PluginSpec::parse(element, ignored);
-    if (spec && !spec->preset_path.empty() &&
-        !std::filesystem::exists(spec->preset_path, unknown)) {
-      remarks.push_back(spec->preset_path + " does not exist; " + spec->name +
+    if (!plugin.preset_path.empty() && !std::filesystem::exists(plugin.preset_path, unknown)) {
+      remarks.push_back(plugin.preset_path + " does not exist; " + plugin.name +
                         " starts with its own settings");
     }
   }
@@ -236,7 +225,7 @@ bool can_write(const std::string& path, std::string& error) {
 std::unique_ptr<HostProcess> start_host(const RenderArguments& arguments, int sample_rate,
                                         std::string& error) {
   client::Options options;
-  options.chain = arguments.chain;
+  options.chain = chain_text(arguments.chain);
   options.sample_rate_hz = sample_rate;
   options.max_frames = arguments.period;
   options.period_frames = arguments.period;
