@@ -10,6 +10,7 @@
 #include <utility>
 
 #include "client/src/address_wait.hpp"
+#include "client/src/deadline.hpp"
 #include "client/src/shared_object.hpp"
 #include "host/atomics.hpp"
 #include "spec/chain_text.hpp"
@@ -90,14 +91,15 @@ std::unique_ptr<HostImpl> HostImpl::spawn(const Options& options, std::string& e
 }
 
 Ending HostImpl::stop() {
+  driver.threads().expect_idle();
   std::unique_lock lock(mutex);
   if (check_ended()) return ending;
   host::Block& shared = block->block();
   told_to_stop = true;
   host::store_release(shared.quit, 1);
   wake_one(shared.render_request);
-  std::int64_t deadline = now_ns() + nanoseconds(options.stop_limit).count() +
-                          saving_allowance.count() * rings.editors();
+  std::int64_t deadline = deadline_after(deadline_after(now_ns(), options.stop_limit),
+                                         saving_allowance * rings.editors());
   std::uint32_t saved = rings.saved_seen();
   while (!check_ended()) {
     rings.read_saved();

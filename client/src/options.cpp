@@ -10,6 +10,7 @@
 #include <set>
 
 #include "client/src/child_process.hpp"
+#include "client/src/deadline.hpp"
 #include "spec/chain_text.hpp"
 
 namespace vesk::client {
@@ -87,7 +88,7 @@ std::string find_host_program(const Options& options, std::string& error) {
   return {};
 }
 
-nanoseconds start_limit(const Options& options, unsigned plugins) {
+milliseconds start_limit(const Options& options, unsigned plugins) {
   if (options.start_limit.count() > 0) return options.start_limit;
   return std::chrono::seconds(61) * plugins;
 }
@@ -97,7 +98,7 @@ nanoseconds period_length(const Options& options) {
 }
 
 nanoseconds hang_limit(const Options& options) {
-  if (options.hang_limit.count() > 0) return options.hang_limit;
+  if (options.hang_limit.count() > 0) return nanoseconds(deadline_after(0, options.hang_limit));
   if (options.mode == Mode::offline) return std::chrono::seconds(5);
   return std::max<nanoseconds>(100 * period_length(options), milliseconds(500));
 }

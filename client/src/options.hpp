@@ -17,7 +17,7 @@ std::vector<std::string> host_arguments(const Options& options, const std::strin
 std::string find_host_program(const Options& options, std::string& error);
 
 /// How long loading a chain of `plugins`, and a period without answer, may take.
-std::chrono::nanoseconds start_limit(const Options& options, unsigned plugins);
+std::chrono::milliseconds start_limit(const Options& options, unsigned plugins);
 std::chrono::nanoseconds hang_limit(const Options& options);
 std::chrono::nanoseconds period_length(const Options& options);
 
