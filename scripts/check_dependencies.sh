@@ -24,7 +24,7 @@ allow $lv2/editor    "$lv2/editor/|$lv2/unit/editor_link.hpp|$lv2/instance/(mess
 allow $lv2           "$lv2/|platform/"
 
 allow tools/program  'tools/program/|spec/chain_text.hpp'
-allow tools/midi     'tools/midi/|host/block.hpp'
+allow tools/midi     'tools/(midi|program)/|host/block.hpp'
 allow tools/audio    'tools/(audio|program)/'
 allow tools/render   'tools/(render|audio|midi|program)/|vesk/|spec/chain_text.hpp|host/block.hpp'
 allow tools/edit     'tools/(edit|audio|midi|program)/|vesk/|spec/chain_text.hpp|host/block.hpp'

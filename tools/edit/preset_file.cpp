@@ -5,11 +5,10 @@
 #include <algorithm>
 #include <cerrno>
 #include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <system_error>
 #include <utility>
 
+#include "tools/program/input_file.hpp"
 #include "tools/program/output_file.hpp"
 
 namespace vesk::tools {
@@ -19,18 +18,12 @@ namespace fs = std::filesystem;
 using Bytes = std::vector<std::uint8_t>;
 
 std::optional<Bytes> read_bytes(const std::string& path, std::string& error) {
-  std::error_code unknown;
-  if (fs::is_directory(path, unknown)) {
-    error = path + ": is a folder";
-    return std::nullopt;
-  }
-  errno = 0;
-  std::ifstream file(path, std::ios::binary);
-  Bytes bytes{std::istreambuf_iterator<char>(file), {}};
-  if (!file.is_open() || file.bad()) {
-    error = path + ": cannot be read: " + std::generic_category().message(errno);
-    return std::nullopt;
-  }
+  int cause = 0;
+  auto bytes = read_file(path, SIZE_MAX, cause);
+  if (!bytes)
+    error =
+        path + (cause == EISDIR ? ": is a folder"
+                                : ": cannot be read: " + std::generic_category().message(cause));
   return bytes;
 }
 
