@@ -3,14 +3,19 @@
 #include <charconv>
 #include <cmath>
 #include <cstddef>
+#include <cstdlib>
 #include <system_error>
 
 namespace vesk::tools {
 
 bool to_number(const std::string& text, double& value) {
-  const char* end = text.data() + text.size();
-  const auto [stopped, status] = std::from_chars(text.data(), end, value);
-  return status == std::errc() && stopped == end && std::isfinite(value);
+  // std::from_chars would do, but Apple's library has none for a double.
+  if (text.empty() || text[0] == '+' ||
+      text.find_first_not_of("0123456789.eE+-") != std::string::npos)
+    return false;
+  char* end = nullptr;
+  value = std::strtod(text.c_str(), &end);
+  return *end == '\0' && std::isfinite(value);
 }
 
 bool to_whole(const std::string& text, int low, int high, int& value) {

@@ -1,4 +1,4 @@
-#include "tools/edit/session.hpp"
+#include "tools/edit/edit_presets.hpp"
 
 #include <chrono>
 #include <cmath>
