@@ -43,11 +43,12 @@ bool asks_for_help(const std::vector<std::string>& words) {
 bool read_chain(const std::string& text, ChainElements& chain, std::string& error) {
   std::string reason;
   auto parsed = parse_chain(text, ChainStart::either, reason);
-  if (parsed)
-    chain = *std::move(parsed);
-  else
+  if (!parsed) {
     error = "chain \"" + text + "\": " + reason;
-  return parsed.has_value();
+    return false;
+  }
+  chain = *std::move(parsed);
+  return true;
 }
 
 bool read_command_line(const std::vector<std::string>& words, std::span<const Option> options,
