@@ -13,7 +13,7 @@
 namespace vesk::bench {
 namespace {
 
-constexpr const char* chain_text = "aumu:Sm48:LV2_|aufx:jvLs:LV2_|aufx:kZu9:LV2_";
+constexpr const char* demo_chain = "aumu:Sm48:LV2_|aufx:jvLs:LV2_|aufx:kZu9:LV2_";
 constexpr const char* uris[] = {"http://drobilla.net/plugins/mda/EPiano",
                                 "http://drobilla.net/plugins/mda/Delay",
                                 "http://drobilla.net/plugins/mda/Ambience"};
@@ -52,7 +52,7 @@ double render_in_process(const std::string& song, const std::string& output, uns
 double render_through_host(const std::string& song, const std::string& output, unsigned frames,
                            std::string& error) {
   tools::RenderArguments arguments;
-  arguments.chain = chain_text;
+  arguments.chain = *parse_chain(demo_chain, ChainStart::instrument, error);
   arguments.midi_path = song;
   arguments.output_path = output;
   arguments.sample_rate = 48'000;

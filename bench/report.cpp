@@ -2,9 +2,12 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <nlohmann/json.hpp>
 
 namespace vesk::bench {
 namespace {
+
+using Json = nlohmann::ordered_json;
 
 std::string text_of(const std::optional<Figure>& figure, const char* format) {
   if (!figure) return "-";
@@ -13,19 +16,21 @@ std::string text_of(const std::optional<Figure>& figure, const char* format) {
   return text;
 }
 
-std::string quoted(const std::string& text) {
-  std::string result = "\"";
-  for (const char c : text) {
-    if (c == '"' || c == '\\') result += '\\';
-    result += c;
-  }
-  return result + "\"";
+Json json_of(const Figure& figure) {
+  return {{"median", figure.median}, {"min", figure.least}, {"max", figure.most}};
 }
 
-void print_figure(const char* name, const std::optional<Figure>& figure) {
-  if (figure)
-    std::printf(", \"%s\": {\"median\": %.6g, \"min\": %.6g, \"max\": %.6g}", name, figure->median,
-                figure->least, figure->most);
+Json json_of(const std::string& benchmark, const Row& row) {
+  Json json = {{"benchmark", benchmark}, {"name", row.name}, {"unit", row.unit}};
+  if (row.ours) json["ours"] = json_of(*row.ours);
+  if (row.reference) json["reference"] = json_of(*row.reference);
+  if (row.ratio) json["ratio"] = json_of(*row.ratio);
+  if (row.limit) {
+    json["limit"] = *row.limit;
+    json["reached"] = row.is_reached();
+  }
+  if (!row.remark.empty()) json["remark"] = row.remark;
+  return json;
 }
 
 }  // namespace
@@ -85,22 +90,9 @@ void Report::finish() const {
     std::printf("\n%zu figures, %td missed\n", rows_.size(), missed);
     return;
   }
-  std::printf("[");
-  const char* separator = "\n";
-  for (const auto& [title, row] : rows_) {
-    std::printf("%s  {\"benchmark\": %s, \"name\": %s, \"unit\": %s", separator,
-                quoted(title).c_str(), quoted(row.name).c_str(), quoted(row.unit).c_str());
-    print_figure("ours", row.ours);
-    print_figure("reference", row.reference);
-    print_figure("ratio", row.ratio);
-    if (row.limit)
-      std::printf(", \"limit\": %g, \"reached\": %s", *row.limit,
-                  row.is_reached() ? "true" : "false");
-    if (!row.remark.empty()) std::printf(", \"remark\": %s", quoted(row.remark).c_str());
-    std::printf("}");
-    separator = ",\n";
-  }
-  std::printf("\n]\n");
+  Json rows = Json::array();
+  for (const auto& [title, row] : rows_) rows.push_back(json_of(title, row));
+  std::printf("%s\n", rows.dump(2).c_str());
 }
 
 }  // namespace vesk::bench

@@ -12,7 +12,7 @@ packages=(
   libgnustep-base-dev libgnustep-gui-dev gnustep-back0.29-cairo libobjc-12-dev libx11-dev libxi-dev
   # components and tools
   liblilv-dev lv2-dev libsndfile1-dev libebur128-dev libcairo2-dev libfftw3-dev
-  libsamplerate0-dev
+  libsamplerate0-dev nlohmann-json3-dev
   # tests and benchmarks
   libgtest-dev dbus locales procps xvfb xdotool openbox
   # what is played, and plugins with interfaces and states of their own for the tests

@@ -11,16 +11,8 @@
 
 namespace vesk {
 
-/// One parsed plugin specification: what to load, and what to set on it.
-///
-/// A specification text has one of two forms:
-///
-///     exs:PATH                                  a sampler instrument file
-///     TYPE:SUBTYPE:MANUFACTURER[#ID=VALUE,...][@PRESET]
-///
-/// with codes of four bytes each, parameter ids and values in the units of the plugin, and the
-/// path of a preset file that is restored at load and rewritten when the user changes the plugin
-/// in its editor. Several texts joined by '|' make a chain. Nothing is trimmed.
+/// One parsed plugin specification: an element of a chain text (spec/chain_text.hpp has the syntax)
+/// with the system's description of its component.
 struct PluginSpec {
   /// The component to find; flags and mask are 0, so a search goes by the three codes alone.
   AudioComponentDescription desc{};

@@ -12,7 +12,7 @@ using std::chrono::milliseconds;
 namespace {
 
 /// Offline there is no pace to keep; an answer that takes this long is worth a word.
-constexpr std::int64_t slow_offline = 1'000'000'000;
+constexpr std::int64_t slow_offline_ns = 1'000'000'000;
 
 }  // namespace
 
@@ -37,7 +37,7 @@ Health diagnose(HostImpl& host) {
     }
   }
   const bool real_time = host.options.mode == Mode::real_time;
-  const std::int64_t slow = real_time ? period_length(host.options).count() : slow_offline;
+  const std::int64_t slow = real_time ? period_length(host.options).count() : slow_offline_ns;
   const auto recent =
       static_cast<std::int64_t>(static_cast<double>(host.driver.answer_times().recent_us) * 1e3);
   return std::max(age, recent) > slow ? Health::slow : Health::ready;

@@ -10,12 +10,14 @@ namespace vesk::client {
 using std::chrono::nanoseconds;
 
 std::size_t HostGroup::add(HostProcess& host) {
+  for (const Member& member : members_) member.host->impl_->driver.threads().expect_idle();
   members_.push_back({&host, {}, Answer::answered});
   host.impl_->spread();
   return members_.size() - 1;
 }
 
 void HostGroup::remove(HostProcess& host) {
+  for (const Member& member : members_) member.host->impl_->driver.threads().expect_idle();
   std::erase_if(members_, [&](const Member& member) { return member.host == &host; });
 }
 

@@ -10,8 +10,10 @@
 #include <utility>
 
 #include "client/src/address_wait.hpp"
+#include "client/src/deadline.hpp"
 #include "client/src/shared_object.hpp"
 #include "host/atomics.hpp"
+#include "spec/chain_text.hpp"
 
 namespace vesk::client {
 
@@ -38,14 +40,16 @@ PeriodDriver::Settings driver_settings(const Options& options, int notify_descri
 
 }  // namespace
 
-HostImpl::HostImpl(const Options& start_options, std::unique_ptr<BlockOwner> owned_block,
-                   std::unique_ptr<Placement> record, std::shared_ptr<Watcher> background)
+HostImpl::HostImpl(const Options& start_options, unsigned chain_length,
+                   std::unique_ptr<BlockOwner> owned_block, std::unique_ptr<Placement> record,
+                   std::shared_ptr<Watcher> background)
     : options(start_options),
+      plugins(chain_length),
       block(std::move(owned_block)),
       watcher(std::move(background)),
       driver(block->block(), driver_settings(options, watcher->poke_descriptor())),
       placement(std::move(record)),
-      rings(block->block(), chain_length(options.chain)) {}
+      rings(block->block(), plugins) {}
 
 HostImpl::~HostImpl() {
   if (child == nullptr) return;
@@ -74,9 +78,11 @@ std::unique_ptr<HostImpl> HostImpl::spawn(const Options& options, std::string& e
   launch.inherit_standard_error = options.inherit_standard_error;
   launch.record_descriptor = placement ? placement->descriptor() : -1;
   launch.workgroup_port = options.workgroup_port;
-  auto host = std::make_unique<HostImpl>(options, std::move(block), std::move(placement),
-                                         std::move(watcher));
-  if (!host->presets.claim(options.chain, error)) return nullptr;
+  const std::vector<std::string> elements = split_chain(options.chain);
+  auto host =
+      std::make_unique<HostImpl>(options, static_cast<unsigned>(elements.size()), std::move(block),
+                                 std::move(placement), std::move(watcher));
+  if (!host->presets.claim(elements, error)) return nullptr;
   host->spawned_ns = now_ns();
   host->child = ChildProcess::launch(launch, error);
   if (host->child == nullptr) return nullptr;
@@ -85,14 +91,15 @@ std::unique_ptr<HostImpl> HostImpl::spawn(const Options& options, std::string& e
 }
 
 Ending HostImpl::stop() {
+  driver.threads().expect_idle();
   std::unique_lock lock(mutex);
   if (check_ended()) return ending;
   host::Block& shared = block->block();
   told_to_stop = true;
   host::store_release(shared.quit, 1);
   wake_one(shared.render_request);
-  std::int64_t deadline = now_ns() + nanoseconds(options.stop_limit).count() +
-                          saving_allowance.count() * rings.editors();
+  std::int64_t deadline = deadline_after(deadline_after(now_ns(), options.stop_limit),
+                                         saving_allowance * rings.editors());
   std::uint32_t saved = rings.saved_seen();
   while (!check_ended()) {
     rings.read_saved();

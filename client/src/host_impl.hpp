@@ -28,7 +28,7 @@ namespace vesk::client {
 /// control threads and the background thread hold for moments only, never while they wait for
 /// the host.
 struct HostImpl {
-  HostImpl(const Options& options, std::unique_ptr<BlockOwner> block,
+  HostImpl(const Options& options, unsigned plugins, std::unique_ptr<BlockOwner> block,
            std::unique_ptr<Placement> placement, std::shared_ptr<Watcher> watcher);
   ~HostImpl();
 
@@ -55,6 +55,7 @@ struct HostImpl {
   std::string describe_ending() const;
 
   const Options options;
+  const unsigned plugins;  // elements of the chain
   const std::unique_ptr<BlockOwner> block;
   const std::shared_ptr<Watcher> watcher;
   PeriodDriver driver;

@@ -6,6 +6,7 @@
 #include <type_traits>
 
 #include "client/src/address_wait.hpp"
+#include "client/src/deadline.hpp"
 #include "client/src/diagnosis.hpp"
 #include "client/src/host_impl.hpp"
 
@@ -43,6 +44,13 @@ auto guarded(Call&& call) noexcept -> decltype(call()) {
   }
 }
 
+/// The same for a call that the audio thread must not make.
+template <typename Call>
+auto controlled(const HostImpl& host, Call&& call) noexcept -> decltype(call()) {
+  host.driver.threads().expect_control();
+  return guarded(call);
+}
+
 }  // namespace
 
 HostProcess::HostProcess(std::unique_ptr<HostImpl> impl) noexcept : impl_(std::move(impl)) {}
@@ -77,7 +85,7 @@ Ending HostProcess::stop() noexcept {
 }
 
 void HostProcess::set_parameter(unsigned plugin, std::uint32_t id, float value) noexcept {
-  guarded([&] {
+  controlled(*impl_, [&] {
     {
       const std::lock_guard lock(impl_->mutex);
       if (impl_->ended) return;
@@ -91,7 +99,7 @@ void HostProcess::set_parameter(unsigned plugin, std::uint32_t id, float value) 
 }
 
 void HostProcess::open_editor(unsigned plugin, const std::string& title) noexcept {
-  guarded([&] {
+  controlled(*impl_, [&] {
     {
       const std::lock_guard lock(impl_->mutex);
       if (impl_->ended) return;
@@ -102,7 +110,7 @@ void HostProcess::open_editor(unsigned plugin, const std::string& title) noexcep
 }
 
 void HostProcess::close_editors() noexcept {
-  guarded([&] {
+  controlled(*impl_, [&] {
     {
       const std::lock_guard lock(impl_->mutex);
       if (impl_->ended) return;
@@ -113,8 +121,8 @@ void HostProcess::close_editors() noexcept {
 }
 
 bool HostProcess::settle(milliseconds limit) noexcept {
-  return guarded([&] {
-    const std::int64_t deadline = now_ns() + nanoseconds(limit).count();
+  return controlled(*impl_, [&] {
+    const std::int64_t deadline = deadline_after(now_ns(), limit);
     for (;;) {
       {
         const std::lock_guard lock(impl_->mutex);
@@ -128,7 +136,7 @@ bool HostProcess::settle(milliseconds limit) noexcept {
 }
 
 std::uint32_t HostProcess::open_mask() noexcept {
-  return guarded([&]() -> std::uint32_t {
+  return controlled(*impl_, [&]() -> std::uint32_t {
     const std::lock_guard lock(impl_->mutex);
     if (impl_->check_ended()) return 0;
     impl_->rings.turn(now_ns());
@@ -137,7 +145,7 @@ std::uint32_t HostProcess::open_mask() noexcept {
 }
 
 std::optional<unsigned> HostProcess::next_saved_notice() noexcept {
-  return guarded([&] {
+  return controlled(*impl_, [&] {
     const std::lock_guard lock(impl_->mutex);
     impl_->rings.read_saved();
     return impl_->rings.next_saved();
@@ -145,20 +153,22 @@ std::optional<unsigned> HostProcess::next_saved_notice() noexcept {
 }
 
 unsigned HostProcess::lost_saved_notices() noexcept {
-  const std::lock_guard lock(impl_->mutex);
-  return impl_->rings.lost_saved();
+  return controlled(*impl_, [&] {
+    const std::lock_guard lock(impl_->mutex);
+    return impl_->rings.lost_saved();
+  });
 }
 
 Health HostProcess::diagnose() noexcept {
-  return guarded([&] { return client::diagnose(*impl_); });
+  return controlled(*impl_, [&] { return client::diagnose(*impl_); });
 }
 
 std::string HostProcess::obituary() noexcept {
-  return guarded([&] { return impl_->obituary(); });
+  return controlled(*impl_, [&] { return impl_->obituary(); });
 }
 
 std::vector<std::string> HostProcess::last_lines() noexcept {
-  return guarded([&] {
+  return controlled(*impl_, [&] {
     const std::lock_guard lock(impl_->mutex);
     const auto& lines = impl_->lines.host_lines();
     return std::vector<std::string>(lines.begin(), lines.end());
@@ -166,7 +176,7 @@ std::vector<std::string> HostProcess::last_lines() noexcept {
 }
 
 std::vector<std::string> HostProcess::plugin_lines() noexcept {
-  return guarded([&] {
+  return controlled(*impl_, [&] {
     const std::lock_guard lock(impl_->mutex);
     const auto& lines = impl_->lines.plugin_lines();
     return std::vector<std::string>(lines.begin(), lines.end());
@@ -174,7 +184,7 @@ std::vector<std::string> HostProcess::plugin_lines() noexcept {
 }
 
 Ending HostProcess::ending() noexcept {
-  return guarded([&] {
+  return controlled(*impl_, [&] {
     const std::lock_guard lock(impl_->mutex);
     impl_->check_ended();
     return impl_->ending;
@@ -182,12 +192,14 @@ Ending HostProcess::ending() noexcept {
 }
 
 CpuTime HostProcess::cpu_time() noexcept {
-  return guarded([&] { return process_cpu_time(pid()); });
+  return controlled(*impl_, [&] { return process_cpu_time(pid()); });
 }
 
 LoadTimes HostProcess::load_times() const noexcept {
-  const std::lock_guard lock(impl_->mutex);
-  return impl_->load_times;
+  return controlled(*impl_, [&] {
+    const std::lock_guard lock(impl_->mutex);
+    return impl_->load_times;
+  });
 }
 
 double HostProcess::latency_seconds() const noexcept {

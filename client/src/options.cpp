@@ -1,7 +1,5 @@
 #include "client/src/options.hpp"
 
-#include "client/src/child_process.hpp"
-
 #include <unistd.h>
 
 #include <charconv>
@@ -10,7 +8,10 @@
 #include <filesystem>
 #include <mutex>
 #include <set>
-#include <string_view>
+
+#include "client/src/child_process.hpp"
+#include "client/src/deadline.hpp"
+#include "spec/chain_text.hpp"
 
 namespace vesk::client {
 
@@ -26,25 +27,7 @@ std::string decimal(double value) {
   return failure == std::errc{} ? std::string(text, end) : std::string("?");
 }
 
-std::vector<std::string_view> elements(std::string_view chain) {
-  std::vector<std::string_view> found;
-  for (;;) {
-    const std::size_t bar = chain.find('|');
-    found.push_back(chain.substr(0, bar));
-    if (bar == std::string_view::npos) return found;
-    chain.remove_prefix(bar + 1);
-  }
-}
-
-/// The preset path of one element: what follows the first '@' behind the three codes.
-std::string_view preset_path(std::string_view element) {
-  constexpr std::size_t codes = 14;  // TYPE:SUBTYPE:MANUFACTURER, four bytes each
-  if (element.starts_with("exs:") || element.size() <= codes) return {};
-  const std::size_t at = element.find('@', codes);
-  return at == std::string_view::npos ? std::string_view{} : element.substr(at + 1);
-}
-
-std::string canonical(std::string_view path) {
+std::string canonical(const std::string& path) {
   std::error_code failure;
   const std::filesystem::path real = std::filesystem::weakly_canonical(path, failure);
   if (!failure && real.is_absolute()) return real.string();
@@ -87,10 +70,6 @@ bool check_options(const Options& options, std::string& error) {
   return false;
 }
 
-unsigned chain_length(const std::string& chain) {
-  return static_cast<unsigned>(elements(chain).size());
-}
-
 std::vector<std::string> host_arguments(const Options& options, const std::string& object) {
   // No nominal period asks for ordinary scheduling.
   const unsigned period = options.mode == Mode::offline ? 0 : options.period_frames;
@@ -109,9 +88,9 @@ std::string find_host_program(const Options& options, std::string& error) {
   return {};
 }
 
-nanoseconds start_limit(const Options& options) {
+milliseconds start_limit(const Options& options, unsigned plugins) {
   if (options.start_limit.count() > 0) return options.start_limit;
-  return std::chrono::seconds(61) * chain_length(options.chain);
+  return std::chrono::seconds(61) * plugins;
 }
 
 nanoseconds period_length(const Options& options) {
@@ -119,19 +98,21 @@ nanoseconds period_length(const Options& options) {
 }
 
 nanoseconds hang_limit(const Options& options) {
-  if (options.hang_limit.count() > 0) return options.hang_limit;
+  if (options.hang_limit.count() > 0) return nanoseconds(deadline_after(0, options.hang_limit));
   if (options.mode == Mode::offline) return std::chrono::seconds(5);
   return std::max<nanoseconds>(100 * period_length(options), milliseconds(500));
 }
 
-bool PresetClaims::claim(const std::string& chain, std::string& error) {
+bool PresetClaims::claim(const std::vector<std::string>& elements, std::string& error) {
   const std::lock_guard lock(g_claims_mutex);
-  for (const std::string_view element : elements(chain)) {
-    const std::string_view path = preset_path(element);
-    if (path.empty()) continue;
-    std::string real = canonical(path);
+  for (const std::string& text : elements) {
+    // What does not parse is the host's to refuse, in its own words.
+    std::string ignored;
+    const auto element = parse_element(text, ignored);
+    if (!element || element->preset_path.empty()) continue;
+    std::string real = canonical(element->preset_path);
     if (!claims().insert(real).second) {
-      error = "the preset " + std::string(path) + " is in use by another plugin";
+      error = "the preset " + element->preset_path + " is in use by another plugin";
       for (const std::string& taken : paths_) claims().erase(taken);
       paths_.clear();
       return false;

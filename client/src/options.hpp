@@ -10,17 +10,14 @@ namespace vesk::client {
 /// Whether a host may be started with these; otherwise one sentence in `error`.
 bool check_options(const Options& options, std::string& error);
 
-/// Elements of the chain.
-unsigned chain_length(const std::string& chain);
-
 /// The host's arguments.
 std::vector<std::string> host_arguments(const Options& options, const std::string& object);
 
 /// The program to start, or empty with a sentence in `error`.
 std::string find_host_program(const Options& options, std::string& error);
 
-/// How long loading, and a period without answer, may take.
-std::chrono::nanoseconds start_limit(const Options& options);
+/// How long loading a chain of `plugins`, and a period without answer, may take.
+std::chrono::milliseconds start_limit(const Options& options, unsigned plugins);
 std::chrono::nanoseconds hang_limit(const Options& options);
 std::chrono::nanoseconds period_length(const Options& options);
 
@@ -33,8 +30,9 @@ class PresetClaims {
   PresetClaims(const PresetClaims&) = delete;
   PresetClaims& operator=(const PresetClaims&) = delete;
 
-  /// False with a sentence in `error` when one is in use, in this chain or another host's.
-  bool claim(const std::string& chain, std::string& error);
+  /// `elements` are a chain's, as they stand in it. False with a sentence in `error` when one of
+  /// their files is in use, in this chain or another host's.
+  bool claim(const std::vector<std::string>& elements, std::string& error);
   void release() noexcept;
 
  private:

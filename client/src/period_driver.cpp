@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "client/src/address_wait.hpp"
+#include "client/src/deadline.hpp"
 #include "client/src/pipe.hpp"
 #include "client/src/placement.hpp"
 #include "host/atomics.hpp"
@@ -21,27 +22,24 @@ constexpr double probe_time = -1e15;
 /// looks again after this long.
 constexpr std::int64_t wait_slice_ns = 10'000'000;
 
-/// Spinning pays while it is of the order of what sleeping costs. A host that has fallen asleep on
-/// another CPU takes about 40 us to wake, and must be met awake: a parent that sleeps by then is
-/// late with its next request, finds the host asleep again, and so on.
-constexpr float waking = 50;
-constexpr float longest_spin = 200;
-/// A spin cut to less than this is none.
-constexpr float shortest_spin = 4;
-/// After this many periods a spin that had been cut short is given its length again.
-constexpr std::uint32_t spin_retry = 64;
+/// Waking a host that sleeps on another CPU takes about 40 us. A parent that stops spinning before
+/// that sleeps itself when the answer comes. Its next request is then so late that the host sleeps
+/// again, and every period costs two wakes.
+constexpr float wake_us = 50;
+/// A longer spin is not worth the CPU time.
+constexpr float longest_spin_us = 200;
+/// A shorter spin is left out.
+constexpr float shortest_spin_us = 4;
+/// Spins in vain make the next ones shorter; after this many periods the full length is tried
+/// again.
+constexpr std::uint32_t spin_retry_periods = 64;
 
 float full_spin_us(float recent_us) noexcept {
-  return std::min(2 * recent_us + waking, longest_spin);
+  return std::min(2 * recent_us + wake_us, longest_spin_us);
 }
 
 /// A thread not seen on its CPU for this many periods in a row has moved for good.
-constexpr unsigned moved_for_good = 8;
-
-/// A limit beyond the end of the clock is none.
-std::int64_t after(std::int64_t now, nanoseconds limit) noexcept {
-  return limit.count() > INT64_MAX - now ? INT64_MAX : now + limit.count();
-}
+constexpr unsigned moved_for_good_periods = 8;
 
 }  // namespace
 
@@ -65,8 +63,9 @@ bool PeriodDriver::probe(nanoseconds limit) noexcept {
 
 Answer PeriodDriver::render(unsigned frames, double sample_time, std::span<const MidiEvent> events,
                             nanoseconds limit) noexcept VESK_REALTIME {
+  const DrivingCall call(threads_);
   std::int64_t now = now_ns();
-  const std::int64_t deadline = after(now, limit);
+  const std::int64_t deadline = deadline_after(now, limit);
   if (pending_) {
     const Answer earlier = wait(now, deadline, settings_.spins);
     if (earlier == Answer::timed_out) return Answer::not_sent;
@@ -80,18 +79,21 @@ Answer PeriodDriver::render(unsigned frames, double sample_time, std::span<const
 
 Answer PeriodDriver::request(unsigned frames, double sample_time,
                              std::span<const MidiEvent> events) noexcept VESK_REALTIME {
+  const DrivingCall call(threads_);
   if (settings_.places) note_place(anywhere);
   return send(frames, sample_time, events, now_ns());
 }
 
 Answer PeriodDriver::collect(nanoseconds limit) noexcept VESK_REALTIME {
+  const DrivingCall call(threads_);
   const std::int64_t now = now_ns();
-  return wait(now, after(now, limit), settings_.spins);
+  return wait(now, deadline_after(now, limit), settings_.spins);
 }
 
 Answer PeriodDriver::collect_asleep(nanoseconds limit) noexcept VESK_REALTIME {
+  const DrivingCall call(threads_);
   const std::int64_t now = now_ns();
-  return wait(now, after(now, limit), false);
+  return wait(now, deadline_after(now, limit), false);
 }
 
 Answer PeriodDriver::send(unsigned frames, double sample_time, std::span<const MidiEvent> events,
@@ -137,8 +139,8 @@ Answer PeriodDriver::wait(std::int64_t now, std::int64_t deadline,
 bool PeriodDriver::spin_for_answer(std::int64_t start,
                                    std::int64_t deadline) noexcept VESK_REALTIME {
   const std::uint32_t periods = periods_.load(std::memory_order_relaxed);
-  if (periods % spin_retry == 0) spin_us_ = full_spin_us(recent_us_);
-  if (spin_us_ < shortest_spin) return false;
+  if (periods % spin_retry_periods == 0) spin_us_ = full_spin_us(recent_us_);
+  if (spin_us_ < shortest_spin_us) return false;
   const std::int64_t end =
       std::min(deadline, start + static_cast<std::int64_t>(spin_us_ * 1000.0f));
   while (now_ns() < end) {
@@ -146,7 +148,7 @@ bool PeriodDriver::spin_for_answer(std::int64_t start,
     spin_us_ = full_spin_us(recent_us_);
     return true;
   }
-  // In vain: the host is slower, or stands in the queue of this very CPU.
+  // In vain: the host takes longer, or waits for the CPU on which this thread spins.
   spin_us_ /= 2;
   return false;
 }
@@ -175,9 +177,9 @@ void PeriodDriver::note_place(int cpu) noexcept VESK_REALTIME {
     away_ = 0;
     return;
   }
-  if (++away_ < moved_for_good) return;
+  if (++away_ < moved_for_good_periods) return;
   away_ = 0;
-  // The moving itself is left to the background thread: it takes system calls that may sleep.
+  // The background thread moves the host: the system calls for that may sleep.
   driver_.store(current_thread(), std::memory_order_relaxed);
   cpu_.store(cpu, std::memory_order_relaxed);
   notify(settings_.notify_descriptor);

@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <span>
 
+#include "client/src/thread_check.hpp"
 #include "host/block.hpp"
 #include "platform/realtime.hpp"
 #include "vesk/host_process.hpp"
@@ -45,9 +46,11 @@ class PeriodDriver {
   // ---- Driving thread, real-time safe. ----
 
   std::span<float> input(unsigned channel) noexcept VESK_REALTIME {
+    threads_.expect_driver();
     return {channel == 0 ? block_.input_left : block_.input_right, settings_.max_frames};
   }
   std::span<const float> output(unsigned channel) const noexcept VESK_REALTIME {
+    threads_.expect_driver();
     return {channel == 0 ? block_.output_left : block_.output_right, settings_.max_frames};
   }
   Answer render(unsigned frames, double sample_time, std::span<const MidiEvent> events,
@@ -57,10 +60,15 @@ class PeriodDriver {
   Answer collect(std::chrono::nanoseconds limit) noexcept VESK_REALTIME;
   /// `collect` without spinning: a group's hosts need the CPUs.
   Answer collect_asleep(std::chrono::nanoseconds limit) noexcept VESK_REALTIME;
-  bool is_pending() const noexcept VESK_REALTIME { return pending_; }
+  bool is_pending() const noexcept VESK_REALTIME {
+    threads_.expect_driver();
+    return pending_;
+  }
 
   // ---- Any thread. ----
 
+  /// Which threads call, in debug builds.
+  const ThreadCheck& threads() const noexcept { return threads_; }
   /// Whether an answer (to a probe) has been heard.
   bool is_listening() const noexcept VESK_REALTIME {
     return listening_.load(std::memory_order_acquire);
@@ -97,6 +105,7 @@ class PeriodDriver {
 
   host::Block& block_;
   const Settings settings_;
+  [[no_unique_address]] ThreadCheck threads_;
 
   // Driving thread only.
   std::uint32_t sent_ = 0;

@@ -4,6 +4,7 @@
 #include <cstring>
 
 #include "client/src/address_wait.hpp"
+#include "client/src/deadline.hpp"
 #include "client/src/host_impl.hpp"
 #include "host/atomics.hpp"
 
@@ -43,7 +44,7 @@ std::string load_error(const host::Block& block) {
 }  // namespace
 
 bool HostImpl::wait_ready(std::string& error) {
-  const std::int64_t deadline = spawned_ns + start_limit(options).count();
+  const std::int64_t deadline = deadline_after(spawned_ns, start_limit(options, plugins));
   nanoseconds probe_wait = first_probe;
   for (;;) {
     const StartLook look = look_at_start();

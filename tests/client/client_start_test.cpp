@@ -222,3 +222,17 @@ TEST(ClientStop, AParentThatIgnoresItsChildrenStillSeesThemEnd) {
   EXPECT_FALSE(ending.killed);
   EXPECT_EQ(host->diagnose(), Health::dead);
 }
+
+TEST(ClientStart, ALimitBeyondTheClockIsNone) {
+  constexpr auto for_ever = std::chrono::milliseconds::max();
+  Options start = options("x=1");
+  start.start_limit = start.stop_limit = start.hang_limit = for_ever;
+  std::string error;
+  const auto host = HostProcess::start(start, error);
+  ASSERT_NE(host, nullptr) << error;
+  host->set_parameter(0, 1, 2);
+  EXPECT_TRUE(host->settle(for_ever));
+  EXPECT_EQ(host->render(16, 0, {}, std::chrono::nanoseconds::max()), Answer::answered);
+  EXPECT_EQ(host->diagnose(), Health::ready);
+  EXPECT_TRUE(host->stop().orderly());
+}

@@ -7,6 +7,7 @@
 #include "client/src/options.hpp"
 #include "client/src/request_rings.hpp"
 #include "host/atomics.hpp"
+#include "spec/chain_text.hpp"
 
 using namespace vesk;
 using namespace vesk::client;
@@ -164,7 +165,7 @@ TEST(PresetClaims, OnlyAWrittenPresetIsClaimed) {
   for (const Case& test : cases) {
     PresetClaims first, second;
     std::string error;
-    ASSERT_TRUE(first.claim("aumu:abcd:abcd@/tmp/one", error));
-    EXPECT_EQ(second.claim(test.chain, error), test.is_free) << test.chain;
+    ASSERT_TRUE(first.claim({"aumu:abcd:abcd@/tmp/one"}, error));
+    EXPECT_EQ(second.claim(split_chain(test.chain), error), test.is_free) << test.chain;
   }
 }

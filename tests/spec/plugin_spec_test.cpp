@@ -4,6 +4,7 @@
 
 #include <cmath>
 
+#include "spec/chain_text.hpp"
 #include "spec/four_cc.hpp"
 
 namespace vesk {
@@ -133,6 +134,18 @@ TEST(PluginSpec, ChainsAreCutAtEveryBar) {
   EXPECT_EQ(PluginSpec::split_chain("a"), Elements{"a"});
   EXPECT_EQ(PluginSpec::split_chain("a|b|"), (Elements{"a", "b", ""}));
   EXPECT_EQ(PluginSpec::split_chain("|a "), (Elements{"", "a "}));
+}
+
+TEST(ChainText, ElementsGiveBackTheTextTheyWereParsedFrom) {
+  for (const char* text : {"aufx:aaaa:Mdrt", "exs:/p/Piano|aufx:bbbb:Mdrt#1=2@/p|aumf:cccc:Mdrt"}) {
+    std::string error;
+    const auto chain = parse_chain(text, ChainStart::either, error);
+    ASSERT_TRUE(chain) << text << ": " << error;
+    EXPECT_EQ(chain_text(*chain), text);
+  }
+  std::string error;
+  EXPECT_FALSE(parse_chain("aumu:aaaa:Mdrt|aumu:bbbb:Mdrt", ChainStart::either, error));
+  EXPECT_EQ(error, "aumu:bbbb:Mdrt is not an effect");
 }
 
 TEST(PluginSpec, ChainsAndChannelsAreValidatedInOrder) {

@@ -12,16 +12,27 @@
 #include <filesystem>
 #include <thread>
 
+#include "tests/support/scratch_folder.hpp"
+
 namespace vesk::tests {
 namespace {
 
 using Clock = std::chrono::steady_clock;
 constexpr auto longest_run = std::chrono::minutes(2);
 
+/// What the user has set up does not reach the programs, nor do they leave anything with him.
+void leave_home(const std::string& home) {
+  for (const char* name : {"AUDIO_COMPONENT_PATH", "LV2_PATH", "XDG_CACHE_HOME", "XDG_CONFIG_HOME",
+                           "XDG_DATA_HOME", "VESK_HOST", "VESK_LV2_SCAN", "VESK_MODULE_PATH"})
+    unsetenv(name);
+  setenv("HOME", home.c_str(), 1);
+}
+
 [[noreturn]] void become(const std::vector<std::string>& words, const ProgramOptions& options,
-                         int output, int errors) {
+                         const std::string& home, int output, int errors) {
   dup2(output, STDOUT_FILENO);
   dup2(errors, STDERR_FILENO);
+  leave_home(home);
   for (const std::string& entry : options.environment) {
     const std::size_t equals = entry.find('=');
     setenv(entry.substr(0, equals).c_str(), entry.substr(equals + 1).c_str(), 1);
@@ -44,8 +55,10 @@ constexpr auto longest_run = std::chrono::minutes(2);
 ProgramResult run_program(const std::vector<std::string>& words, const ProgramOptions& options) {
   int output[2], errors[2];
   if (pipe2(output, O_CLOEXEC) != 0 || pipe2(errors, O_CLOEXEC) != 0) return {};
+  // One for all programs of a test, which may find again what they left there.
+  static const ScratchFolder home;
   const pid_t child = fork();
-  if (child == 0) become(words, options, output[1], errors[1]);
+  if (child == 0) become(words, options, home.path(), output[1], errors[1]);
   close(output[1]);
   close(errors[1]);
   std::thread meanwhile;

@@ -32,7 +32,8 @@ TEST(edit_arguments, TakeWhatCanBeMeant) {
                                          "--play", "s.mid", "-r", "44100", "--period=64"},
                                         error);
   ASSERT_TRUE(all) << error;
-  EXPECT_EQ(all->chain, "aumu:Sm48:LV2_#1=2@a@b|aufx:kZu9:LV2_");
+  EXPECT_EQ(chain_text(all->chain), "aumu:Sm48:LV2_#1=2@c|aufx:kZu9:LV2_");
+  EXPECT_EQ(all->original_path, "a@b");
   EXPECT_EQ(all->copy_path, "c");
   EXPECT_EQ(all->midi_path, "s.mid");
   EXPECT_EQ(all->sample_rate, 44'100);
@@ -80,14 +81,12 @@ TEST(edit_arguments, RefuseTheRestInWords) {
 }
 
 TEST(edit_presets, StandWhereTheChainNamesThem) {
-  const std::string chain = "exs:/a.exs@x|aufx:kZu9:LV2_|aufx:kZu9:LV2_#1=2@/p@q#1,2";
-  const auto presets = presets_of(chain);
-  ASSERT_EQ(presets.size(), 1u);
-  EXPECT_EQ(presets[0].plugin, 2u);
-  EXPECT_EQ(presets[0].path, "/p@q#1,2");
   std::string old, error;
-  EXPECT_EQ(with_preset(chain, "new@", old, error),
-            "exs:/a.exs@x|aufx:kZu9:LV2_|aufx:kZu9:LV2_#1=2@new@");
+  auto chain = parse_chain("exs:/a.exs@x|aufx:kZu9:LV2_|aufx:kZu9:LV2_#1=2@/p@q#1,2",
+                           ChainStart::instrument, error);
+  ASSERT_TRUE(chain) << error;
+  ASSERT_TRUE(replace_preset(*chain, "new@", old, error)) << error;
+  EXPECT_EQ(chain_text(*chain), "exs:/a.exs@x|aufx:kZu9:LV2_|aufx:kZu9:LV2_#1=2@new@");
   EXPECT_EQ(old, "/p@q#1,2");
 }
 

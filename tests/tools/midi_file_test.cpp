@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <cstdlib>
 #include <random>
 
 #include "tests/support/scratch_folder.hpp"
@@ -15,7 +14,6 @@ namespace {
 
 using tests::Bytes;
 using tests::file_bytes;
-using tests::ScratchFolder;
 
 Bytes header(int format, int tracks, int division) {
   return {'M',
@@ -186,26 +184,6 @@ TEST(midi_file, NoDamageCrashesTheReader) {
     }
   }
   EXPECT_GT(refused, 5'000);
-}
-
-TEST(demo_song, IsLongEnoughAndLetsEveryKeyGo) {
-  std::string error;
-  const auto song = read_midi_file(VESK_SONGS "/demo.mid", error);
-  ASSERT_TRUE(song) << error;
-  EXPECT_GE(song->length_seconds, 30.0);
-  std::vector<int> held(128);
-  for (const TimedMidiEvent& event : song->events) {
-    if ((event.status & 0xF0) == 0x90) ++held[event.data1];
-    if ((event.status & 0xF0) == 0x80) --held[event.data1];
-  }
-  for (int count : held) EXPECT_EQ(count, 0);
-}
-
-TEST(demo_song, IsWhatItsSourceMakes) {
-  const ScratchFolder folder;
-  const std::string made = folder / "made.mid";
-  ASSERT_EQ(std::system((std::string(VESK_MAKE_DEMO_SONG) + " " + made).c_str()), 0);
-  EXPECT_EQ(file_bytes(made), file_bytes(VESK_SONGS "/demo.mid"));
 }
 
 TEST(period_events, EachEventFallsIntoThePeriodOfItsFrame) {

@@ -292,7 +292,7 @@ TEST(render_arguments, SensibleCommandLinesAreRead) {
        "--tail", "2.5", "--sample-rate", "96000", "--plot", "a.png", "--keep-latency", "-q"},
       error);
   ASSERT_TRUE(arguments) << error;
-  EXPECT_EQ(arguments->chain, "aumu:Sm48:LV2_#5=0.7|aufx:jvLs:LV2_");
+  EXPECT_EQ(chain_text(arguments->chain), "aumu:Sm48:LV2_#5=0.7|aufx:jvLs:LV2_");
   EXPECT_EQ(arguments->format, AudioFormat::flac);
   EXPECT_EQ(arguments->period, 64u);
   EXPECT_EQ(arguments->tail_seconds, 2.5);
@@ -326,6 +326,8 @@ TEST(render_arguments, SenselessCommandLinesAreRefusedInWords) {
       {with({"--period", "12x"}), "--period takes 1 to 4096 frames, not \"12x\""},
       {with({"-r", "7999"}), "-r takes 8000 to 384000 Hz, not \"7999\""},
       {with({"--tail", "nan"}), "--tail takes 0 to 3600 seconds, not \"nan\""},
+      {with({"--tail", "0x1"}), "--tail takes 0 to 3600 seconds, not \"0x1\""},
+      {with({"--tail", " 1"}), "--tail takes 0 to 3600 seconds, not \" 1\""},
       {with({"--tail"}), "--tail needs a value"},
       {with({"--loud"}), "unknown option --loud"},
       {with({"--quiet=1"}), "--quiet takes no value"},

@@ -3,9 +3,7 @@
 #include <set>
 
 #include "host/block.hpp"
-#include "spec/plugin_spec.hpp"
 #include "tools/edit/preset_file.hpp"
-#include "tools/program/chain_text.hpp"
 #include "tools/program/command_line.hpp"
 
 namespace vesk::tools {
@@ -64,24 +62,18 @@ std::vector<Option> options_for(EditArguments& arguments) {
 }
 
 bool check_chain(const EditArguments& arguments, std::string& error) {
-  std::string reason;
-  const auto whole = parse_whole_chain(arguments.chain, reason);
-  if (!whole) {
-    error = "chain \"" + arguments.chain + "\": " + reason;
-    return false;
-  }
-  if (PluginSpec::split_chain(arguments.chain).size() > longest_chain) {
+  if (arguments.chain.size() > longest_chain) {
     error = "a chain of more than " + std::to_string(longest_chain) + " plugins cannot be shown";
     return false;
   }
-  if (!arguments.midi_path.empty() && !takes_midi(*whole)) {
+  if (!arguments.midi_path.empty() && !arguments.chain.front().takes_midi()) {
     error = "the chain starts with an effect that takes no MIDI events; --notes sends it tones";
     return false;
   }
   std::set<std::string> paths;
-  for (const NamedPreset& preset : presets_of(arguments.chain)) {
-    if (!paths.insert(preset.path).second) {
-      error = "two plugins of the chain name the preset file " + preset.path;
+  for (const ChainElement& plugin : arguments.chain) {
+    if (!plugin.preset_path.empty() && !paths.insert(plugin.preset_path).second) {
+      error = "two plugins of the chain name the preset file " + plugin.preset_path;
       return false;
     }
   }
@@ -95,16 +87,15 @@ std::optional<EditArguments> parse_edit_arguments(const std::vector<std::string>
   EditArguments arguments;
   arguments.wants_help = asks_for_help(words);
   if (arguments.wants_help) return arguments;
-  if (!read_command_line(words, options_for(arguments), arguments.chain, error))
-    return std::nullopt;
-  std::string ignored;
-  if (arguments.chain.empty()) {
+  std::string chain;
+  if (!read_command_line(words, options_for(arguments), chain, error)) return std::nullopt;
+  if (chain.empty()) {
     error = "no chain given";
   } else if (arguments.plays_notes && !arguments.midi_path.empty()) {
     error = "--play or --notes, not both";
-  } else if (check_chain(arguments, error) &&
-             (arguments.copy_path.empty() ||
-              with_preset(arguments.chain, arguments.copy_path, ignored, error))) {
+  } else if (read_chain(chain, arguments.chain, error) && check_chain(arguments, error) &&
+             (arguments.copy_path.empty() || replace_preset(arguments.chain, arguments.copy_path,
+                                                            arguments.original_path, error))) {
     return arguments;
   }
   return std::nullopt;

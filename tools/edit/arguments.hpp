@@ -5,13 +5,16 @@
 #include <string>
 #include <vector>
 
+#include "spec/chain_text.hpp"
+
 namespace vesk::tools {
 
 /// What a command line of vesk-edit asks for.
 struct EditArguments {
-  std::string chain;
-  std::string copy_path;  ///< the new preset file to work on; empty: the one that the chain names
-  std::string midi_path;  ///< song to play, over and over; empty: none
+  ChainElements chain;
+  std::string copy_path;      ///< the new preset file to work on, already in `chain`; empty: none
+  std::string original_path;  ///< the preset file that it is a copy of
+  std::string midi_path;      ///< song to play, over and over; empty: none
   bool plays_notes = false;
   int sample_rate = 48'000;
   std::uint32_t period = 512;

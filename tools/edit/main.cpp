@@ -3,7 +3,7 @@
 #include <vector>
 
 #include "tools/edit/arguments.hpp"
-#include "tools/edit/session.hpp"
+#include "tools/edit/edit_presets.hpp"
 
 int main(int argc, char** argv) {
   using namespace vesk::tools;

@@ -2,14 +2,13 @@
 
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <system_error>
 #include <utility>
 
-#include "spec/plugin_spec.hpp"
+#include "tools/program/input_file.hpp"
 #include "tools/program/output_file.hpp"
 
 namespace vesk::tools {
@@ -19,18 +18,12 @@ namespace fs = std::filesystem;
 using Bytes = std::vector<std::uint8_t>;
 
 std::optional<Bytes> read_bytes(const std::string& path, std::string& error) {
-  std::error_code unknown;
-  if (fs::is_directory(path, unknown)) {
-    error = path + ": is a folder";
-    return std::nullopt;
-  }
-  errno = 0;
-  std::ifstream file(path, std::ios::binary);
-  Bytes bytes{std::istreambuf_iterator<char>(file), {}};
-  if (!file.is_open() || file.bad()) {
-    error = path + ": cannot be read: " + std::generic_category().message(errno);
-    return std::nullopt;
-  }
+  int cause = 0;
+  auto bytes = read_file(path, SIZE_MAX, cause);
+  if (!bytes)
+    error =
+        path + (cause == EISDIR ? ": is a folder"
+                                : ": cannot be read: " + std::generic_category().message(cause));
   return bytes;
 }
 
@@ -41,42 +34,25 @@ bool write_bytes(const std::string& path, const Bytes& bytes, std::string& error
 
 }  // namespace
 
-std::vector<NamedPreset> presets_of(const std::string& chain) {
-  std::vector<NamedPreset> presets;
-  unsigned plugin = 0;
-  for (const std::string& element : PluginSpec::split_chain(chain)) {
-    std::string ignored;
-    const auto spec = PluginSpec::parse(element, ignored);
-    if (spec && !spec->preset_path.empty()) presets.push_back({plugin, spec->preset_path});
-    ++plugin;
-  }
-  return presets;
-}
-
-std::optional<std::string> with_preset(const std::string& chain, const std::string& path,
-                                       std::string& old, std::string& error) {
-  const std::vector<NamedPreset> presets = presets_of(chain);
-  if (presets.size() != 1) {
-    error = presets.empty() ? "the chain names no preset file to copy"
-                            : "the chain names " + std::to_string(presets.size()) +
-                                  " preset files, and one can be copied";
-    return std::nullopt;
+bool replace_preset(ChainElements& chain, const std::string& path, std::string& old,
+                    std::string& error) {
+  const auto names_preset = [](const ChainElement& plugin) { return !plugin.preset_path.empty(); };
+  const auto count = std::ranges::count_if(chain, names_preset);
+  if (count != 1) {
+    error = count == 0 ? "the chain names no preset file to copy"
+                       : "the chain names " + std::to_string(count) +
+                             " preset files, and one can be copied";
+    return false;
   }
   if (path.find('|') != std::string::npos) {
     error = "a chain cannot name " + path + ", because of its '|'";
-    return std::nullopt;
+    return false;
   }
-  old = presets.front().path;
-  std::string changed;
-  unsigned plugin = 0;
-  for (std::string element : PluginSpec::split_chain(chain)) {
-    // A preset path is all that follows its '@', to the element's end.
-    if (plugin == presets.front().plugin)
-      element.replace(element.size() - old.size(), old.size(), path);
-    if (plugin++ > 0) changed += '|';
-    changed += element;
-  }
-  return changed;
+  ChainElement& plugin = *std::ranges::find_if(chain, names_preset);
+  old = std::exchange(plugin.preset_path, path);
+  // A preset path is all that follows its '@', to the element's end.
+  plugin.text.replace(plugin.text.size() - old.size(), old.size(), path);
+  return true;
 }
 
 bool copy_preset(const std::string& from, const std::string& to, std::string& error) {

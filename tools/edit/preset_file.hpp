@@ -5,21 +5,14 @@
 #include <string>
 #include <vector>
 
+#include "spec/chain_text.hpp"
+
 namespace vesk::tools {
 
-/// A plugin of a chain and the preset file that its element names.
-struct NamedPreset {
-  unsigned plugin = 0;  ///< position in the chain
-  std::string path;
-};
-
-/// The preset files that a chain names, in its order. The chain must be a valid one.
-std::vector<NamedPreset> presets_of(const std::string& chain);
-
-/// The chain with `path` in the place of the one preset file that it names, which goes to `old`.
-/// Empty with a sentence in `error` when it names none or several, or cannot name `path`.
-std::optional<std::string> with_preset(const std::string& chain, const std::string& path,
-                                       std::string& old, std::string& error);
+/// Puts `path` into the chain in the place of the one preset file that it names, which goes to
+/// `old`. False with a sentence in `error` when it names none or several, or cannot name `path`.
+bool replace_preset(ChainElements& chain, const std::string& path, std::string& old,
+                    std::string& error);
 
 /// Copies the file at `from` to the name `to`, which must be new. False with a sentence in `error`.
 bool copy_preset(const std::string& from, const std::string& to, std::string& error);

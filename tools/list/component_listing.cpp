@@ -4,8 +4,8 @@
 
 #include <algorithm>
 
-#include "spec/plugin_spec.hpp"
-#include "tools/list/json_text.hpp"
+#include "spec/chain_text.hpp"
+#include "tools/list/json.hpp"
 
 namespace vesk::tools {
 namespace {
@@ -21,8 +21,8 @@ bool can_be_written(const ComponentInfo& component) {
   const bool is_printable =
       std::ranges::all_of(text, [](unsigned char c) { return c >= 0x20 && c < 0x7F; });
   std::string ignored;
-  const auto spec = PluginSpec::parse(text, ignored);
-  return is_printable && PluginSpec::split_chain(text).size() == 1 && spec && spec->name == text;
+  const auto chain = parse_chain(text, ChainStart::either, ignored);
+  return is_printable && chain && chain->size() == 1 && chain->front().name == text;
 }
 
 }  // namespace
@@ -58,22 +58,17 @@ std::string listing_text(const std::vector<ComponentInfo>& components) {
 }
 
 std::string listing_json(const std::vector<ComponentInfo>& components) {
-  std::string text = "[";
-  const char* separator = "\n";
-  for (const ComponentInfo& component : components) {
-    const auto flag = [](bool value) { return value ? "true" : "false"; };
-    text += separator;
-    text += "  {\"specification\": " + json_string(specification_of(component)) +
-            ", \"name\": " + json_string(component.name) +
-            ", \"type\": " + json_string(four_cc(component.desc.componentType)) +
-            ", \"subtype\": " + json_string(four_cc(component.desc.componentSubType)) +
-            ", \"manufacturer\": " + json_string(four_cc(component.desc.componentManufacturer)) +
-            ", \"hosted\": " + flag(why_not_hosted(component).empty()) +
-            ", \"v3\": " + flag(component.is_v3) +
-            ", \"sandbox_safe\": " + flag(component.sandbox_safe) + "}";
-    separator = ",\n";
-  }
-  return text + "\n]\n";
+  Json list = Json::array();
+  for (const ComponentInfo& component : components)
+    list.push_back({{"specification", specification_of(component)},
+                    {"name", component.name},
+                    {"type", four_cc(component.desc.componentType)},
+                    {"subtype", four_cc(component.desc.componentSubType)},
+                    {"manufacturer", four_cc(component.desc.componentManufacturer)},
+                    {"hosted", why_not_hosted(component).empty()},
+                    {"v3", component.is_v3},
+                    {"sandbox_safe", component.sandbox_safe}});
+  return json_text(list);
 }
 
 }  // namespace vesk::tools

@@ -5,8 +5,9 @@
 #include <algorithm>
 #include <array>
 #include <cstdio>
+#include <utility>
 
-#include "tools/list/json_text.hpp"
+#include "tools/list/json.hpp"
 
 namespace vesk::tools {
 namespace {
@@ -28,54 +29,34 @@ using Row = std::array<std::string, 5>;
 }  // namespace
 
 std::string unit_text(std::uint32_t unit) {
-  switch (unit) {
-    case kAudioUnitParameterUnit_Boolean:
-      return "on/off";
-    case kAudioUnitParameterUnit_Percent:
-      return "%";
-    case kAudioUnitParameterUnit_Seconds:
-      return "s";
-    case kAudioUnitParameterUnit_SampleFrames:
-      return "frames";
-    case kAudioUnitParameterUnit_Phase:
-      return "phase";
-    case kAudioUnitParameterUnit_Rate:
-      return "rate";
-    case kAudioUnitParameterUnit_Hertz:
-      return "Hz";
-    case kAudioUnitParameterUnit_Cents:
-    case kAudioUnitParameterUnit_AbsoluteCents:
-      return "cents";
-    case kAudioUnitParameterUnit_RelativeSemiTones:
-      return "semitones";
-    case kAudioUnitParameterUnit_MIDINoteNumber:
-      return "note";
-    case kAudioUnitParameterUnit_MIDIController:
-    case kAudioUnitParameterUnit_MIDI2Controller:
-      return "controller";
-    case kAudioUnitParameterUnit_Decibels:
-      return "dB";
-    case kAudioUnitParameterUnit_LinearGain:
-      return "gain";
-    case kAudioUnitParameterUnit_Degrees:
-      return "degrees";
-    case kAudioUnitParameterUnit_Pan:
-      return "pan";
-    case kAudioUnitParameterUnit_Meters:
-      return "m";
-    case kAudioUnitParameterUnit_Octaves:
-      return "octaves";
-    case kAudioUnitParameterUnit_BPM:
-      return "bpm";
-    case kAudioUnitParameterUnit_Beats:
-      return "beats";
-    case kAudioUnitParameterUnit_Milliseconds:
-      return "ms";
-    case kAudioUnitParameterUnit_Ratio:
-      return "ratio";
-    default:
-      return "";
-  }
+  constexpr std::pair<std::uint32_t, const char*> units[] = {
+      {kAudioUnitParameterUnit_Boolean, "on/off"},
+      {kAudioUnitParameterUnit_Percent, "%"},
+      {kAudioUnitParameterUnit_Seconds, "s"},
+      {kAudioUnitParameterUnit_SampleFrames, "frames"},
+      {kAudioUnitParameterUnit_Phase, "phase"},
+      {kAudioUnitParameterUnit_Rate, "rate"},
+      {kAudioUnitParameterUnit_Hertz, "Hz"},
+      {kAudioUnitParameterUnit_Cents, "cents"},
+      {kAudioUnitParameterUnit_AbsoluteCents, "cents"},
+      {kAudioUnitParameterUnit_RelativeSemiTones, "semitones"},
+      {kAudioUnitParameterUnit_MIDINoteNumber, "note"},
+      {kAudioUnitParameterUnit_MIDIController, "controller"},
+      {kAudioUnitParameterUnit_MIDI2Controller, "controller"},
+      {kAudioUnitParameterUnit_Decibels, "dB"},
+      {kAudioUnitParameterUnit_LinearGain, "gain"},
+      {kAudioUnitParameterUnit_Degrees, "degrees"},
+      {kAudioUnitParameterUnit_Pan, "pan"},
+      {kAudioUnitParameterUnit_Meters, "m"},
+      {kAudioUnitParameterUnit_Octaves, "octaves"},
+      {kAudioUnitParameterUnit_BPM, "bpm"},
+      {kAudioUnitParameterUnit_Beats, "beats"},
+      {kAudioUnitParameterUnit_Milliseconds, "ms"},
+      {kAudioUnitParameterUnit_Ratio, "ratio"},
+  };
+  for (const auto& [code, text] : units)
+    if (code == unit) return text;
+  return "";
 }
 
 std::string parameters_text(const std::vector<ParameterDescription>& parameters) {
@@ -109,24 +90,17 @@ std::string parameters_text(const std::vector<ParameterDescription>& parameters)
 
 std::string parameters_json(const std::string& specification, const std::string& name,
                             const std::vector<ParameterDescription>& parameters) {
-  std::string text = "{\"specification\": " + json_string(specification) +
-                     ", \"name\": " + json_string(name) + ", \"parameters\": [";
-  const char* separator = "\n";
-  for (const ParameterDescription& parameter : parameters) {
-    text += separator;
-    text += "  {\"id\": " + std::to_string(parameter.id) +
-            ", \"name\": " + json_string(parameter.name) +
-            ", \"minimum\": " + json_number(parameter.minimum) +
-            ", \"maximum\": " + json_number(parameter.maximum) +
-            ", \"default\": " + json_number(parameter.default_value) +
-            ", \"unit\": " + json_string(parameter.unit) +
-            ", \"writable\": " + (parameter.is_writable ? "true" : "false") + ", \"values\": [";
-    for (std::size_t i = 0; i < parameter.value_names.size(); ++i)
-      text += (i ? ", " : "") + json_string(parameter.value_names[i]);
-    text += "]}";
-    separator = ",\n";
-  }
-  return text + "\n]}\n";
+  Json list = Json::array();
+  for (const ParameterDescription& parameter : parameters)
+    list.push_back({{"id", parameter.id},
+                    {"name", parameter.name},
+                    {"minimum", parameter.minimum},
+                    {"maximum", parameter.maximum},
+                    {"default", parameter.default_value},
+                    {"unit", parameter.unit},
+                    {"writable", parameter.is_writable},
+                    {"values", parameter.value_names}});
+  return json_text({{"specification", specification}, {"name", name}, {"parameters", list}});
 }
 
 }  // namespace vesk::tools

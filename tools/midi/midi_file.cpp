@@ -2,11 +2,10 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <cstdio>
 #include <cstring>
-#include <filesystem>
-#include <memory>
 #include <system_error>
+
+#include "tools/program/input_file.hpp"
 
 namespace vesk::tools {
 namespace {
@@ -16,7 +15,7 @@ namespace {
 using Bytes = std::span<const std::uint8_t>;
 
 constexpr double longest_song_seconds = 24.0 * 3600.0;
-constexpr std::uintmax_t largest_file_bytes = 64u << 20;
+constexpr std::size_t largest_file_bytes = 64u << 20;
 constexpr std::uint32_t default_us_per_quarter = 500'000;  // 120 beats a minute
 
 /// `order` keeps what shares a tick in file order.
@@ -271,33 +270,18 @@ std::optional<Song> parse_midi(std::span<const std::uint8_t> bytes, std::string&
 }
 
 std::optional<Song> read_midi_file(const std::string& path, std::string& error) {
-  std::error_code status_error;
-  if (std::filesystem::is_directory(path, status_error)) {
-    error = path + ": is a folder";
-    return std::nullopt;
-  }
-  std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(std::fopen(path.c_str(), "rb"), std::fclose);
-  if (!file) {
-    error = path + ": " + std::generic_category().message(errno);
-    return std::nullopt;
-  }
-  std::vector<std::uint8_t> bytes;
-  std::uint8_t buffer[65'536];
-  std::size_t got = sizeof buffer;
-  while (got == sizeof buffer) {
-    got = std::fread(buffer, 1, sizeof buffer, file.get());
-    bytes.insert(bytes.end(), buffer, buffer + got);
-    if (bytes.size() > largest_file_bytes) {
-      error = path + ": too large for a MIDI file (over 64 MB)";
-      return std::nullopt;
-    }
-  }
-  if (std::ferror(file.get())) {
-    error = path + ": " + std::generic_category().message(errno);
-    return std::nullopt;
-  }
+  int cause = 0;
+  const auto bytes = read_file(path, largest_file_bytes, cause);
   std::string reason;
-  std::optional<Song> song = parse_midi(bytes, reason);
+  std::optional<Song> song;
+  if (bytes)
+    song = parse_midi(*bytes, reason);
+  else if (cause == EISDIR)
+    reason = "is a folder";
+  else if (cause == EFBIG)
+    reason = "too large for a MIDI file (over 64 MB)";
+  else
+    reason = std::generic_category().message(cause);
   if (!song) error = path + ": " + reason;
   return song;
 }

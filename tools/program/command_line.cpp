@@ -3,14 +3,19 @@
 #include <charconv>
 #include <cmath>
 #include <cstddef>
+#include <cstdlib>
 #include <system_error>
 
 namespace vesk::tools {
 
 bool to_number(const std::string& text, double& value) {
-  const char* end = text.data() + text.size();
-  const auto [stopped, status] = std::from_chars(text.data(), end, value);
-  return status == std::errc() && stopped == end && std::isfinite(value);
+  // std::from_chars would do, but Apple's library has none for a double.
+  if (text.empty() || text[0] == '+' ||
+      text.find_first_not_of("0123456789.eE+-") != std::string::npos)
+    return false;
+  char* end = nullptr;
+  value = std::strtod(text.c_str(), &end);
+  return *end == '\0' && std::isfinite(value);
 }
 
 bool to_whole(const std::string& text, int low, int high, int& value) {
@@ -33,6 +38,17 @@ bool asks_for_help(const std::vector<std::string>& words) {
     if (word == "--help" || word == "-h") return true;
   }
   return false;
+}
+
+bool read_chain(const std::string& text, ChainElements& chain, std::string& error) {
+  std::string reason;
+  auto parsed = parse_chain(text, ChainStart::either, reason);
+  if (!parsed) {
+    error = "chain \"" + text + "\": " + reason;
+    return false;
+  }
+  chain = *std::move(parsed);
+  return true;
 }
 
 bool read_command_line(const std::vector<std::string>& words, std::span<const Option> options,

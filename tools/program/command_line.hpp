@@ -6,6 +6,8 @@
 #include <type_traits>
 #include <vector>
 
+#include "spec/chain_text.hpp"
+
 namespace vesk::tools {
 
 /// One option of a command line; it either takes a value or sets a flag.
@@ -24,6 +26,10 @@ struct Option {
 /// for an unknown option, a value that is missing or refused, and a second chain.
 bool read_command_line(const std::vector<std::string>& words, std::span<const Option> options,
                        std::string& chain, std::string& error);
+
+/// Parses a chain that may start with an instrument or an effect. False with a sentence in `error`
+/// that names the chain.
+bool read_chain(const std::string& text, ChainElements& chain, std::string& error);
 
 /// Whether the words ask for help, whatever else stands among them.
 bool asks_for_help(const std::vector<std::string>& words);

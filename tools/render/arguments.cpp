@@ -1,8 +1,6 @@
 #include "tools/render/arguments.hpp"
 
 #include "host/block.hpp"
-#include "spec/plugin_spec.hpp"
-#include "tools/program/chain_text.hpp"
 #include "tools/program/command_line.hpp"
 
 namespace vesk::tools {
@@ -68,28 +66,17 @@ std::vector<Option> options_for(RenderArguments& arguments) {
   };
 }
 
-/// Whether the chain parses and can take what it is to be given.
-bool check_chain(const RenderArguments& arguments, std::string& error) {
-  std::string reason;
-  const auto first = PluginSpec::parse(PluginSpec::split_chain(arguments.chain).front(), reason);
-  if (first) {
-    if (parse_whole_chain(arguments.chain, reason)) {
-      if (first->is_effect() && arguments.input_path.empty()) {
-        error = first->name + " is an effect and needs --input";
-        return false;
-      }
-      if (!first->is_effect() && !arguments.input_path.empty()) {
-        error = first->name + " is no effect and takes no --input";
-        return false;
-      }
-      if (!takes_midi(*first) && !arguments.midi_path.empty()) {
-        error = first->name + " takes no MIDI events (effects of type aumf do)";
-        return false;
-      }
-      return true;
-    }
-  }
-  error = "chain \"" + arguments.chain + "\": " + reason;
+/// Whether the chain can take what it is to be given.
+bool check_source(const RenderArguments& arguments, std::string& error) {
+  const ChainElement& first = arguments.chain.front();
+  if (first.is_effect() && arguments.input_path.empty())
+    error = first.name + " is an effect and needs --input";
+  else if (!first.is_effect() && !arguments.input_path.empty())
+    error = first.name + " is no effect and takes no --input";
+  else if (!first.takes_midi() && !arguments.midi_path.empty())
+    error = first.name + " takes no MIDI events (effects of type aumf do)";
+  else
+    return true;
   return false;
 }
 
@@ -100,9 +87,9 @@ std::optional<RenderArguments> parse_render_arguments(const std::vector<std::str
   RenderArguments arguments;
   arguments.wants_help = asks_for_help(words);
   if (arguments.wants_help) return arguments;
-  if (!read_command_line(words, options_for(arguments), arguments.chain, error))
-    return std::nullopt;
-  if (arguments.chain.empty())
+  std::string chain;
+  if (!read_command_line(words, options_for(arguments), chain, error)) return std::nullopt;
+  if (chain.empty())
     error = "no chain given";
   else if (arguments.midi_path.empty() && arguments.input_path.empty())
     error = "nothing to play: give --midi FILE or --input FILE";
@@ -112,7 +99,7 @@ std::optional<RenderArguments> parse_render_arguments(const std::vector<std::str
     error = "-o " + arguments.output_path + ": the name must end in .wav or .flac";
   else if (!arguments.plot_path.empty() && !arguments.plot_path.ends_with(".png"))
     error = "--plot " + arguments.plot_path + ": the name must end in .png";
-  else if (check_chain(arguments, error))
+  else if (read_chain(chain, arguments.chain, error) && check_source(arguments, error))
     return arguments;
   return std::nullopt;
 }

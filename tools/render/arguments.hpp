@@ -5,13 +5,14 @@
 #include <string>
 #include <vector>
 
+#include "spec/chain_text.hpp"
 #include "tools/audio/writer.hpp"
 
 namespace vesk::tools {
 
 /// What a command line of vesk-render asks for.
 struct RenderArguments {
-  std::string chain;
+  ChainElements chain;
   std::string midi_path;    ///< empty: none
   std::string input_path;   ///< empty: none
   std::string output_path;  ///< ends in .wav or .flac
@@ -24,8 +25,6 @@ struct RenderArguments {
   bool quiet = false;
   bool wants_help = false;
 };
-
-inline constexpr int default_sample_rate = 48'000;
 
 /// Reads the arguments after the program's name. Empty with a sentence in `error` for anything
 /// that cannot be meant: an unknown option, a number out of range, something missing, a chain that

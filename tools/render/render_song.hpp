@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "tools/render/arguments.hpp"
+#include "tools/render/period_loop.hpp"
 
 namespace vesk::tools {
 
@@ -23,13 +24,11 @@ struct RenderReport {
   std::vector<std::string> remarks;  ///< one sentence each: resampled, clipped, cut, ...
 };
 
-enum class RenderOutcome { done, failed, interrupted };
-
 /// Renders what `arguments` ask for, from reading the song to the files under their final names.
 ///
 /// `failed` comes with one sentence in `error`; then, and when interrupted, no output has been
 /// left and existing files of the names are as they were. From the host's start on, the first
-/// SIGINT, SIGTERM or SIGHUP is taken as the wish to stop (`interruption` tells which it was).
+/// SIGINT, SIGTERM or SIGHUP only asks to stop (`interruption` tells which it was).
 RenderOutcome render_song(const RenderArguments& arguments, RenderReport& report,
                           std::string& error);
 

@@ -15,7 +15,8 @@
 /// The parent's side: start plugin hosts, drive them period by period, see them die.
 ///
 /// docs/embedding.md tells which way to call is for what. Nothing here throws, ends the calling
-/// process, or touches its signal handlers.
+/// process, or touches its signal handlers; but a debug build of the library aborts, with the rule
+/// in one line, when a call comes from a thread that may not make it.
 namespace vesk::client {
 
 using MidiEvent = host::MidiEvent;

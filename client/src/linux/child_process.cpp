@@ -30,7 +30,7 @@ namespace {
 
 constexpr int record_descriptor = 3;
 /// Waits below a millisecond look for a host that is about to be ready.
-constexpr std::int64_t short_wait = 1'000'000;
+constexpr std::int64_t short_wait_ns = 1'000'000;
 
 /// Ends the waits of this thread when they were told to end: the kernel adds 50 us to each
 /// otherwise, a good part of a short start.
@@ -102,7 +102,7 @@ void ChildProcess::kill() noexcept {
 bool ChildProcess::wait_for_exit(std::chrono::nanoseconds limit) const noexcept {
   const std::int64_t nanos = std::max<std::int64_t>(limit.count(), 0);
   std::optional<ExactWait> exact;
-  if (nanos > 0 && nanos < short_wait) exact.emplace();
+  if (nanos > 0 && nanos < short_wait_ns) exact.emplace();
   const timespec time{static_cast<time_t>(nanos / 1'000'000'000),
                       static_cast<long>(nanos % 1'000'000'000)};
   pollfd exit{exit_descriptor_, POLLIN, 0};

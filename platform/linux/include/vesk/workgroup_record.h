@@ -8,10 +8,12 @@
  * host or many. A record with the right magic that is damaged otherwise (another version or size,
  * a CPU set without a usable CPU) makes the join fail, and the host renders outside the group.
  *
- * `cpus` and `members` may change while hosts run: read and write them word by word with
- * sequentially consistent atomic operations. To move its hosts the parent first stores `cpus`,
- * then calls `sched_setaffinity` for each thread in `members`. A member enters itself first and
- * reads `cpus` after that, so a thread that joins meanwhile is moved by one of the two. */
+ * `cpus` and `members` may change while hosts run: read and write them word by word with atomic
+ * operations. To move its hosts the parent first stores `cpus`, then reads `members` and calls
+ * `sched_setaffinity` for each thread there. A member enters itself first and reads `cpus` after
+ * that, so a thread that joins meanwhile is moved by one of the two. For this to hold, what each
+ * side writes must come before what it then reads: the operations are sequentially consistent, or
+ * a fence of that order stands between them. */
 
 #include <stdint.h>
 

@@ -1,4 +1,4 @@
-#include "tools/edit/session.hpp"
+#include "tools/edit/edit_presets.hpp"
 
 #include <chrono>
 #include <cmath>
@@ -12,13 +12,11 @@
 #include <utility>
 #include <vector>
 
-#include "spec/plugin_spec.hpp"
 #include "tools/audio/loudness.hpp"
 #include "tools/edit/live_player.hpp"
 #include "tools/edit/preset_file.hpp"
 #include "tools/edit/test_notes.hpp"
 #include "tools/midi/midi_file.hpp"
-#include "tools/program/chain_text.hpp"
 #include "tools/program/interruption.hpp"
 #include "vesk/host_process.hpp"
 
@@ -42,19 +40,21 @@ void say(const std::string& line) {
 class Presets {
  public:
   /// Says what will happen to each, before it can, and keeps what they hold.
-  bool prepare(const std::string& chain, std::string& error) {
-    for (const NamedPreset& preset : presets_of(chain)) {
-      paths_[preset.plugin] = preset.path;
+  bool prepare(const ChainElements& chain, std::string& error) {
+    for (unsigned plugin = 0; plugin < chain.size(); ++plugin) {
+      const std::string& path = chain[plugin].preset_path;
+      if (path.empty()) continue;
+      paths_[plugin] = path;
       std::error_code unknown;
-      if (!fs::exists(preset.path, unknown)) {
-        say(preset.path + ": does not exist yet");
+      if (!fs::exists(path, unknown)) {
+        say(path + ": does not exist yet");
         continue;
       }
-      auto old = OldPreset::keep(preset.path, error);
+      auto old = OldPreset::keep(path, error);
       if (!old) return false;
-      say(preset.path + ": exists and will be rewritten; what it holds now is kept as " +
+      say(path + ": exists and will be rewritten; what it holds now is kept as " +
           old->kept_path());
-      old_.emplace(preset.plugin, std::move(*old));
+      old_.emplace(plugin, std::move(*old));
     }
     if (paths_.empty()) say("the chain names no preset file (@path): no change will be kept");
     return true;
@@ -78,20 +78,16 @@ class Presets {
   std::set<unsigned> rewritten_;
 };
 
-std::string title_of(const PluginSpec& spec) {
-  if (spec.preset_path.empty()) return spec.name;
-  return spec.name + " - " + fs::path(spec.preset_path).filename().string();
+std::string title_of(const ChainElement& plugin) {
+  if (plugin.preset_path.empty()) return plugin.name;
+  return plugin.name + " - " + fs::path(plugin.preset_path).filename().string();
 }
 
 /// Opens every editor and tells which could not be. False when none could, or the host ended.
-bool open_editors(HostProcess& host, const std::string& chain, std::string& error) {
-  unsigned plugins = 0;
-  for (const std::string& element : PluginSpec::split_chain(chain)) {
-    std::string ignored;
-    const auto spec = PluginSpec::parse(element, ignored);
-    host.open_editor(plugins, spec ? title_of(*spec) : element);
-    ++plugins;
-  }
+bool open_editors(HostProcess& host, const ChainElements& chain, std::string& error) {
+  const auto plugins = static_cast<unsigned>(chain.size());
+  for (unsigned plugin = 0; plugin < plugins; ++plugin)
+    host.open_editor(plugin, title_of(chain[plugin]));
   // In small steps, so that Ctrl-C is heard while an editor takes its time.
   const auto deadline = std::chrono::steady_clock::now() + longest_opening * plugins;
   while (!host.settle(100ms)) {
@@ -135,16 +131,9 @@ std::optional<Song> song_of(const EditArguments& arguments, std::string& error) 
   return arguments.plays_notes ? test_notes() : Song{};
 }
 
-bool starts_with_effect(const std::string& chain) {
-  std::string ignored;
-  const auto whole = parse_whole_chain(chain, ignored);
-  return whole && whole->is_effect();
-}
-
-std::unique_ptr<HostProcess> start_host(const EditArguments& arguments, const std::string& chain,
-                                        std::string& error) {
+std::unique_ptr<HostProcess> start_host(const EditArguments& arguments, std::string& error) {
   client::Options options;
-  options.chain = chain;
+  options.chain = chain_text(arguments.chain);
   options.sample_rate_hz = arguments.sample_rate;
   options.max_frames = arguments.period;
   options.period_frames = arguments.period;
@@ -156,22 +145,20 @@ std::unique_ptr<HostProcess> start_host(const EditArguments& arguments, const st
 bool edit_presets(const EditArguments& arguments, std::string& error) {
   std::optional<Song> song = song_of(arguments, error);
   if (!song) return false;
-  std::string chain = arguments.chain;
   if (!arguments.copy_path.empty()) {
-    std::string original;
-    const auto changed = with_preset(chain, arguments.copy_path, original, error);
-    if (!changed || !copy_preset(original, arguments.copy_path, error)) return false;
-    say(arguments.copy_path + ": copied from " + original + ", which stays as it is");
-    chain = *changed;
+    if (!copy_preset(arguments.original_path, arguments.copy_path, error)) return false;
+    say(arguments.copy_path + ": copied from " + arguments.original_path +
+        ", which stays as it is");
   }
+  const ChainElements& chain = arguments.chain;
   Presets presets;
   if (!presets.prepare(chain, error)) return false;
 
-  // From here on Ctrl-C is a wish; it is looked at between the steps.
+  // From here on Ctrl-C asks to stop; it is looked at between the steps.
   watch_for_interruption();
-  const auto host = start_host(arguments, chain, error);
+  const auto host = start_host(arguments, error);
   if (!host) return false;
-  const bool as_tones = arguments.plays_notes && starts_with_effect(chain);
+  const bool as_tones = arguments.plays_notes && chain.front().is_effect();
   std::optional<LivePlayer> player;
   player.emplace(*host, std::move(*song), as_tones);
 

@@ -1,0 +1,21 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+#include "tools/render/song_sink.hpp"
+#include "tools/render/song_source.hpp"
+#include "vesk/host_process.hpp"
+
+namespace vesk::tools {
+
+enum class RenderOutcome { done, failed, interrupted };
+
+/// Drives an offline host through the song of `source`, `period` frames at a time, into `sink`,
+/// until the sound is over; `periods` becomes the number that were answered. `failed` comes with
+/// one sentence in `error`.
+RenderOutcome run_periods(client::HostProcess& host, SongSource& source, SongSink& sink,
+                          std::uint32_t period, bool is_quiet, std::uint64_t& periods,
+                          std::string& error);
+
+}  // namespace vesk::tools
