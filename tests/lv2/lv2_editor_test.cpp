@@ -1,7 +1,6 @@
 // Plugins' own interfaces in a host process, used with real pointer events from another process.
 
 #include <gtest/gtest.h>
-#include <stdlib.h>
 
 #include <cmath>
 #include <fstream>
@@ -72,12 +71,6 @@ class KnobHost {
 };
 
 class Lv2Editor : public testing::Test {
- public:
-  static void SetUpTestSuite() {
-    setenv("LV2_PATH", VESK_TEST_LV2, 1);
-    setenv("XDG_CACHE_HOME", VESK_TEST_CACHE, 1);
-  }
-
  protected:
   VirtualDisplay display_;
   ScratchFolder folder_;
@@ -218,7 +211,6 @@ TEST_F(Lv2Editor, AServerThatGoesAwayTakesTheEditorAndNotTheHost) {
 
 // Most interfaces that draw with OpenGL crash where there is none.
 TEST(Lv2EditorOnADisplay, OpenGlInterfacesAreShownWhereThereIsOpenGl) {
-  Lv2Editor::SetUpTestSuite();
   for (const bool has_gl : {true, false}) {
     SCOPED_TRACE(has_gl);
     const VirtualDisplay display(has_gl);

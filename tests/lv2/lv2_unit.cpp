@@ -1,13 +1,10 @@
 #include "tests/lv2/lv2_unit.hpp"
 
-#include <stdlib.h>
-
 #include <algorithm>
-#include <filesystem>
 #include <map>
 
 #include "components/lv2/catalogue/library.hpp"
-#include "components/lv2/unit/unit.hpp"
+#include "components/lv2/unit/component_interface.hpp"
 
 namespace vesk::tests {
 namespace {
@@ -39,20 +36,8 @@ AudioComponent component_of(const std::shared_ptr<const lv2::Description>& plugi
 
 }  // namespace
 
-void use_test_bundles() {
-  static const bool once = [] {
-    const std::string path = std::string(VESK_TEST_LV2) + ":/usr/lib/lv2";
-    setenv("LV2_PATH", path.c_str(), 1);
-    const auto cache = std::filesystem::path(VESK_TEST_LV2).replace_filename("lv2-cache");
-    setenv("XDG_CACHE_HOME", cache.c_str(), 1);
-    return true;
-  }();
-  (void)once;
-}
-
 std::shared_ptr<const lv2::Description> describe(const std::string& uri) {
   static std::map<std::string, std::shared_ptr<const lv2::Description>> known;
-  use_test_bundles();
   auto& plugin = known[uri];
   if (plugin == nullptr) {
     std::string error;
@@ -63,10 +48,10 @@ std::shared_ptr<const lv2::Description> describe(const std::string& uri) {
   return plugin;
 }
 
-Lv2Unit::Lv2Unit(const std::string& uri, UInt32 max_frames) : plugin_(describe(uri)) {
+Lv2Unit::Lv2Unit(const std::string& uri) : plugin_(describe(uri)) {
   for (int channel = 0; channel < 2; ++channel) {
-    input[channel].resize(max_frames);
-    output[channel].resize(max_frames);
+    input[channel].resize(period_frames);
+    output[channel].resize(period_frames);
   }
   open_status_ = AudioComponentInstanceNew(component_of(plugin_), &unit_);
   if (open_status_ != noErr) return;
@@ -81,7 +66,7 @@ Lv2Unit::Lv2Unit(const std::string& uri, UInt32 max_frames) : plugin_(describe(u
     EXPECT_EQ(set_property(kAudioUnitProperty_SetRenderCallback, callback, kAudioUnitScope_Input),
               noErr);
   }
-  EXPECT_EQ(set_property(kAudioUnitProperty_MaximumFramesPerSlice, max_frames), noErr);
+  EXPECT_EQ(set_property(kAudioUnitProperty_MaximumFramesPerSlice, period_frames), noErr);
 }
 
 Lv2Unit::~Lv2Unit() {

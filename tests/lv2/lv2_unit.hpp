@@ -15,9 +15,6 @@ namespace vesk::tests {
 constexpr double rate = 48'000;
 constexpr UInt32 period_frames = 128;
 
-/// Makes the scanner see the test's bundles beside the installed ones, and keep a cache apart.
-void use_test_bundles();
-
 /// The description of an installed plugin or one of tests/components/lv2, as the scanner makes it.
 /// Null, with a test failure, when there is none.
 std::shared_ptr<const lv2::Description> describe(const std::string& uri);
@@ -26,7 +23,7 @@ std::shared_ptr<const lv2::Description> describe(const std::string& uri);
 class Lv2Unit {
  public:
   /// Opens it and sets format, input and maximum frames.
-  explicit Lv2Unit(const std::string& uri, UInt32 max_frames = period_frames);
+  explicit Lv2Unit(const std::string& uri);
   ~Lv2Unit();
   Lv2Unit(const Lv2Unit&) = delete;
   Lv2Unit& operator=(const Lv2Unit&) = delete;

@@ -84,7 +84,7 @@ void Instance::begin_period(const Period& period) noexcept VESK_REALTIME {
     parameters_.copy_inputs(controls_.get());
     seen_version_ = version;
   }
-  const bool told = period.position == nullptr || !position_.is_news(*period.position);
+  const bool told = period.position == nullptr || !position_.must_be_told(*period.position);
   if (!told) follow_transport(*period.position);
   follow_editor(period.editor);
   for (AtomBuffer& input : atom_inputs_) {

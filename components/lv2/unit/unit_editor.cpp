@@ -1,4 +1,4 @@
-#include "components/lv2/unit/editor.hpp"
+#include "components/lv2/unit/unit_editor.hpp"
 
 #include <AudioToolbox/AudioUnitUtilities.h>
 
@@ -14,7 +14,7 @@ const Description& UnitEditor::plugin() const {
 }
 
 AudioUnit UnitEditor::unit() const {
-  return unit_.listeners_.unit();
+  return unit_.instance_;
 }
 
 double UnitEditor::sample_rate() const {
@@ -36,7 +36,7 @@ const char* UnitEditor::unmap(std::uint32_t urid) const {
 LV2_Handle UnitEditor::handle() const {
   const Instance* instance =
       unit_.slot_.current() != nullptr ? unit_.slot_.current() : unit_.parked_.get();
-  return instance != nullptr ? instance->handle(0) : nullptr;
+  return instance != nullptr ? instance->handle() : nullptr;
 }
 
 EditorLink::ExtensionData UnitEditor::extension_data() const {
@@ -50,8 +50,8 @@ float UnitEditor::value(std::uint32_t port) const {
 void UnitEditor::set_value(std::uint32_t port, float value) {
   if (unit_.ports_.enabled == port) {
     const UInt32 bypass = value > 0 ? 0 : 1;
-    AudioUnitSetProperty(unit(), kAudioUnitProperty_BypassEffect, kAudioUnitScope_Global, 0,
-                         &bypass, sizeof bypass);
+    unit_.set_property(kAudioUnitProperty_BypassEffect, kAudioUnitScope_Global, 0, &bypass,
+                       sizeof bypass);
     return;
   }
   const AudioUnitParameter parameter{unit(), port, kAudioUnitScope_Global, 0};
