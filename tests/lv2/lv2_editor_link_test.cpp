@@ -199,7 +199,6 @@ TEST_F(EditorLinkTest, ValuesSetAreHeardByListenersAndPlayed) {
   link_->touch(level_id, false);
   render();
   EXPECT_EQ(link_->value(half_level), 0.25f);
-  CFRunLoopRunInMode(kCFRunLoopDefaultMode, 0.05, false);
   EXPECT_EQ(heard, (std::vector<AudioUnitEventType>{kAudioUnitEvent_BeginParameterChangeGesture,
                                                     kAudioUnitEvent_ParameterValueChange,
                                                     kAudioUnitEvent_EndParameterChangeGesture}));
