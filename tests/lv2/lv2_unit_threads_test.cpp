@@ -123,6 +123,27 @@ TEST(Lv2UnitThreads, ParametersAndPresetsDoNotDisturbARender) {
   EXPECT_EQ(renderer.failures_, 0);
 }
 
+// The caller may well go on to dispose of it.
+TEST(Lv2UnitThreads, AUnitStaysWholeWhileAPeriodDoesNotEnd) {
+  Lv2Unit unit("urn:vesk:test:mono");
+  std::atomic<bool> is_inside{false}, may_leave{false};
+  unit.supply = [&](AudioUnitRenderActionFlags*, AudioBufferList* data) -> OSStatus {
+    is_inside = true;
+    may_leave.wait(false);
+    for (int side = 0; side < 2; ++side) data->mBuffers[side].mData = unit.input[side].data();
+    return noErr;
+  };
+  ASSERT_TRUE(unit.initialize());
+  std::thread renderer([&] { EXPECT_EQ(unit.render(), noErr); });
+  EXPECT_TRUE(wait_until([&] { return is_inside.load(); }));
+  for (int attempt = 0; attempt < 2; ++attempt)
+    EXPECT_EQ(AudioUnitUninitialize(unit.unit()), kAudioUnitErr_CannotDoInCurrentContext);
+  may_leave = true;
+  may_leave.notify_all();
+  renderer.join();
+  EXPECT_EQ(AudioUnitUninitialize(unit.unit()), noErr);
+}
+
 TEST(MessageRing, ProducersLoseNothingAndKeepTheirOrder) {
   constexpr std::uint32_t producer_count = 3, messages = 5'000;
   MessageRing ring(64);

@@ -41,9 +41,9 @@ struct Period {
   const float* inputs[2] = {};  ///< used when there is an input bus; never an output's buffer
   float* outputs[2] = {};
   std::span<const TimedEvent> midi;
-  const Position* position = nullptr;  ///< of the first frame; null: the time is not known
-  bool wait_for_work = false;          ///< not in real time: what the worker owes is waited for
-  EditorFeed* editor = nullptr;        ///< where the plugin's interface is listening, if it is
+  Position position;             ///< of the first frame
+  bool wait_for_work = false;    ///< not in real time: what the worker owes is waited for
+  EditorFeed* editor = nullptr;  ///< where the plugin's interface is listening, if it is
 };
 
 /// Made in the order that plugins count on: instantiate, connect, controls, state, activate. A

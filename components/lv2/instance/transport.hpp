@@ -4,14 +4,12 @@
 
 #include <cstdint>
 
-#include "components/lv2/instance/urid_map.hpp"
 #include "platform/realtime.hpp"
 
 namespace vesk::lv2 {
 
 /// What a time:Position tells a plugin.
 struct Position {
-  const Urids* urids = nullptr;
   std::int64_t frame = 0;
   float speed = 1;  ///< 0 stopped, 1 rolling
   bool has_tempo = false;

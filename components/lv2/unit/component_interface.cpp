@@ -2,6 +2,7 @@
 
 #include <AudioToolbox/AudioToolbox.h>
 
+#include <memory>
 #include <new>
 #include <string>
 #include <utility>
@@ -22,7 +23,7 @@ constexpr OSStatus not_in_library = -1;
 struct PlugIn {
   AudioComponentPlugInInterface interface;
   std::shared_ptr<const Description> plugin;
-  PluginUnit* unit = nullptr;
+  std::unique_ptr<PluginUnit> unit = nullptr;
 };
 
 PluginUnit& unit_of(void* self) noexcept VESK_REALTIME {
@@ -52,7 +53,7 @@ OSStatus open_unit(PlugIn& self, AudioComponentInstance instance) {
   AudioComponentDescription codes{self.plugin->type, 0, manufacturer, 0, 0};
   AudioComponent component = AudioComponentInstanceGetComponent(instance);
   if (component != nullptr) AudioComponentGetDescription(component, &codes);
-  self.unit = new PluginUnit(self.plugin, std::move(library), instance, codes);
+  self.unit = std::make_unique<PluginUnit>(self.plugin, std::move(library), instance, codes);
   return noErr;
 }
 
@@ -73,7 +74,6 @@ OSStatus close(void* self) {
     // The render thread is still inside the plugin: what it uses must stay.
     return status;
   }
-  delete plug_in->unit;
   delete plug_in;
   return noErr;
 }

@@ -15,7 +15,6 @@ PluginUnit::PluginUnit(std::shared_ptr<const Description> plugin,
     : plugin_(std::move(plugin)),
       library_(std::move(library)),
       instance_(instance),
-      urids_(urids()),
       codes_(codes),
       ports_(*plugin_),
       parameters_(*plugin_, ports_) {
@@ -100,8 +99,10 @@ OSStatus PluginUnit::uninitialize() {
   initialized_.store(false, std::memory_order_release);
   // After this the render thread touches nothing of the unit any more.
   parked_ = slot_.take();
-  if (slot_.current() != nullptr) return kAudioUnitErr_CannotDoInCurrentContext;
-  return noErr;
+  if (parked_ != nullptr) return noErr;
+  // Unless it does not come out of a period: then all stays as it was.
+  initialized_.store(true, std::memory_order_release);
+  return kAudioUnitErr_CannotDoInCurrentContext;
 }
 
 OSStatus PluginUnit::apply(StateChange change) {

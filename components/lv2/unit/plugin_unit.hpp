@@ -115,7 +115,6 @@ class PluginUnit {
   const std::shared_ptr<const Description> plugin_;
   const std::unique_ptr<PluginLibrary> library_;
   const AudioComponentInstance instance_;
-  const Urids& urids_;
   const AudioComponentDescription codes_;
   const PortTable ports_;
   Parameters parameters_;

@@ -104,14 +104,13 @@ OSStatus PluginUnit::render_period(Instance& instance, const AudioTimeStamp& tim
     midi_.clear();
     return noErr;
   }
-  const Position position = position_at(time);
-  period.position = &position;
+  period.position = position_at(time);
   period.midi = midi_.collect(frames);
   period.editor = editor_ != nullptr ? editor_->feed() : nullptr;
   period.wait_for_work = offline_.load(std::memory_order_relaxed);
   instance.render(period);
   midi_.release();
-  next_frame_ = position.frame + frames;
+  next_frame_ = period.position.frame + frames;
   latency_frames_.store(instance.latency_frames(), std::memory_order_relaxed);
   return noErr;
 }
@@ -155,7 +154,6 @@ void PluginUnit::keep_input_apart(const float* inputs[2], float* const outputs[2
 
 Position PluginUnit::position_at(const AudioTimeStamp& time) noexcept VESK_REALTIME {
   Position position;
-  position.urids = &urids_;
   const bool known =
       (time.mFlags & kAudioTimeStampSampleTimeValid) != 0 && std::fabs(time.mSampleTime) < 9.0e15;
   position.frame = known ? static_cast<std::int64_t>(time.mSampleTime) : next_frame_;

@@ -13,10 +13,6 @@ const Description& UnitEditor::plugin() const {
   return *unit_.plugin_;
 }
 
-AudioUnit UnitEditor::unit() const {
-  return unit_.instance_;
-}
-
 double UnitEditor::sample_rate() const {
   return unit_.sample_rate_;
 }
@@ -54,7 +50,7 @@ void UnitEditor::set_value(std::uint32_t port, float value) {
                        sizeof bypass);
     return;
   }
-  const AudioUnitParameter parameter{unit(), port, kAudioUnitScope_Global, 0};
+  const AudioUnitParameter parameter{unit_.instance_, port, kAudioUnitScope_Global, 0};
   AUParameterSet(nullptr, nullptr, &parameter, value, 0);
 }
 
@@ -63,7 +59,7 @@ void UnitEditor::touch(std::uint32_t port, bool grabbed) {
   AudioUnitEvent event{};
   event.mEventType = grabbed ? kAudioUnitEvent_BeginParameterChangeGesture
                              : kAudioUnitEvent_EndParameterChangeGesture;
-  event.mArgument.mParameter = {unit(), port, kAudioUnitScope_Global, 0};
+  event.mArgument.mParameter = {unit_.instance_, port, kAudioUnitScope_Global, 0};
   AUEventListenerNotify(nullptr, nullptr, &event);
 }
 
