@@ -2,8 +2,12 @@
 
 #include <algorithm>
 #include <map>
+#if __has_feature(realtime_sanitizer)
+#include <sanitizer/rtsan_interface.h>
+#endif
 
 #include "components/lv2/catalogue/library.hpp"
+#include "components/lv2/unit/cf_object.hpp"
 #include "components/lv2/unit/component_interface.hpp"
 
 namespace vesk::tests {
@@ -61,7 +65,6 @@ Lv2Unit::Lv2Unit(const std::string& uri) : plugin_(describe(uri)) {
   EXPECT_EQ(set_property(kAudioUnitProperty_StreamFormat, format, kAudioUnitScope_Output), noErr);
   if (plugin_->type == kAudioUnitType_Effect || plugin_->type == kAudioUnitType_MusicEffect) {
     EXPECT_EQ(set_property(kAudioUnitProperty_StreamFormat, format, kAudioUnitScope_Input), noErr);
-    // What a test supplies need not be real-time code.
     const AURenderCallbackStruct callback{(AURenderCallback)&give_input, this};
     EXPECT_EQ(set_property(kAudioUnitProperty_SetRenderCallback, callback, kAudioUnitScope_Input),
               noErr);
@@ -75,6 +78,10 @@ Lv2Unit::~Lv2Unit() {
 
 OSStatus Lv2Unit::give_input(void* self, AudioUnitRenderActionFlags* flags, const AudioTimeStamp*,
                              UInt32, UInt32, AudioBufferList* data) {
+#if __has_feature(realtime_sanitizer)
+  // What a test supplies is no real-time code.
+  const __rtsan::ScopedDisabler for_the_test;
+#endif
   auto* test = static_cast<Lv2Unit*>(self);
   if (test->supply) return test->supply(flags, data);
   for (UInt32 channel = 0; channel < 2; ++channel) {
@@ -116,6 +123,16 @@ float Lv2Unit::get(const std::string& symbol) const {
   EXPECT_EQ(AudioUnitGetParameter(unit_, id_of(symbol), kAudioUnitScope_Global, 0, &value), noErr)
       << symbol;
   return value;
+}
+
+std::vector<UInt8> Lv2Unit::saved() const {
+  const lv2::CfObject<CFPropertyListRef> list(
+      property<CFPropertyListRef>(kAudioUnitProperty_ClassInfo));
+  const lv2::CfObject<CFDataRef> data(CFPropertyListCreateData(
+      kCFAllocatorDefault, list.get(), kCFPropertyListXMLFormat_v1_0, 0, nullptr));
+  if (data.get() == nullptr) return {};
+  const UInt8* bytes = CFDataGetBytePtr(data.get());
+  return {bytes, bytes + CFDataGetLength(data.get())};
 }
 
 std::vector<float> noise(UInt32 seed, UInt32 frames) {

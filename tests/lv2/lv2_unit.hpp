@@ -57,6 +57,8 @@ class Lv2Unit {
                         AudioUnitScope scope = kAudioUnitScope_Global) {
     return AudioUnitSetProperty(unit_, id, scope, 0, &value, sizeof value);
   }
+  /// Its state as a file holds it.
+  std::vector<UInt8> saved() const;
   void midi(UInt32 status, UInt32 data1, UInt32 data2, UInt32 offset) {
     EXPECT_EQ(MusicDeviceMIDIEvent(unit_, status, data1, data2, offset), noErr);
   }

@@ -82,14 +82,6 @@ bool plays_old_memory(const std::string& uri) {
          uri == "http://drobilla.net/plugins/mda/Vocoder";
 }
 
-/// The state as a file holds it.
-CfObject<CFDataRef> saved(const Lv2Unit& unit) {
-  const CfObject<CFPropertyListRef> list(
-      unit.property<CFPropertyListRef>(kAudioUnitProperty_ClassInfo));
-  return CfObject<CFDataRef>(CFPropertyListCreateData(kCFAllocatorDefault, list.get(),
-                                                      kCFPropertyListXMLFormat_v1_0, 0, nullptr));
-}
-
 /// Bit by bit: a plugin that is driven to infinity must go there again.
 bool same(const std::vector<float>& first, const std::vector<float>& second) {
   return first.size() == second.size() &&
@@ -108,7 +100,7 @@ TEST(Lv2UnitInstalled, PluginsPlayAndComeBackAsTheyWere) {
     const CfObject<CFPropertyListRef> state(
         first.property<CFPropertyListRef>(kAudioUnitProperty_ClassInfo));
     ASSERT_NE(state.get(), nullptr);
-    const CfObject<CFDataRef> file = saved(first);
+    const std::vector<UInt8> file = first.saved();
     const std::vector<float> heard = play(first);
 
     Lv2Unit second(uri);
@@ -117,7 +109,7 @@ TEST(Lv2UnitInstalled, PluginsPlayAndComeBackAsTheyWere) {
     for (int round = 0; round < 2; ++round) {
       const CFPropertyListRef list = state.get();
       ASSERT_EQ(second.set_property(kAudioUnitProperty_ClassInfo, list), noErr);
-      EXPECT_TRUE(CFEqual(saved(second).get(), file.get()));
+      EXPECT_EQ(second.saved(), file);
       second.sample_time = 0;
       const std::vector<float> heard_again = play(second);
       if (!plays_old_memory(uri)) EXPECT_TRUE(same(heard_again, heard)) << round;

@@ -9,20 +9,13 @@
 #include <limits>
 
 #include "components/lv2/instance/plugin_log.hpp"
-#include "components/lv2/unit/cf_text.hpp"
 #include "components/lv2/unit/component_interface.hpp"
 #include "tests/lv2/lv2_unit.hpp"
+#include "tests/support/cf_text.hpp"
 
 using namespace vesk::tests;
 
 namespace {
-
-/// The text of a string that the caller owns, which is released.
-std::string taken(CFStringRef string) {
-  std::string text = vesk::lv2::text_of(string);
-  if (string != nullptr) CFRelease(string);
-  return text;
-}
 
 TEST(Lv2UnitParameters, AreListedWithTheirNamesUnitsCurvesAndWords) {
   Lv2Unit unit("urn:vesk:test:mono");
@@ -90,8 +83,7 @@ TEST(Lv2UnitParameters, AreListedWithTheirNamesUnitsCurvesAndWords) {
   ASSERT_EQ(CFArrayGetCount(names), 3);
   const char* const words[] = {"two", "3", "four"};
   for (CFIndex i = 0; i < 3; ++i)
-    EXPECT_EQ(vesk::lv2::text_of(static_cast<CFStringRef>(CFArrayGetValueAtIndex(names, i))),
-              words[i]);
+    EXPECT_EQ(text(static_cast<CFStringRef>(CFArrayGetValueAtIndex(names, i))), words[i]);
   CFRelease(names);
   AudioUnitParameterValueFromString word{unit.id_of("level"), CFSTR("loud"), 0};
   size = sizeof word;
