@@ -22,6 +22,9 @@ allow $lv2/instance  "$lv2/(instance|catalogue)/|platform/"
 allow $lv2/unit      "$lv2/(unit|instance|catalogue)/|platform/"
 allow $lv2/editor    "$lv2/editor/|$lv2/unit/editor_link.hpp|$lv2/instance/(message_ring|plugin_log).hpp|platform/"
 allow $lv2           "$lv2/|platform/"
+# What is known about plugins, and one that runs, could serve any kind of host.
+found=$(grep -rnE '#\s*include\s+<(AudioToolbox|CoreFoundation)/' $lv2/{catalogue,scan,instance})
+[ -z "$found" ] || { echo "Audio Units below $lv2/unit:"; echo "$found"; status=1; }
 
 allow tools/program  'tools/program/|spec/chain_text.hpp'
 allow tools/midi     'tools/(midi|program)/|host/block.hpp'

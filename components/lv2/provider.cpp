@@ -10,7 +10,7 @@
 #include "components/lv2/catalogue/component_code.hpp"
 #include "components/lv2/catalogue/library.hpp"
 #include "components/lv2/instance/plugin_log.hpp"
-#include "components/lv2/unit/unit.hpp"
+#include "components/lv2/unit/component_interface.hpp"
 
 namespace vesk::lv2 {
 namespace {

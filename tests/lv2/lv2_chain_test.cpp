@@ -86,8 +86,10 @@ TEST_F(Lv2Chain, AChainOfEffectsReadsItsInput) {
     }
     ASSERT_TRUE(host.serve(period_frames, period * static_cast<double>(period_frames)));
     delay->run(period_frames, {});
-    for (unsigned i = 0; i < period_frames; ++i)
+    for (unsigned i = 0; i < period_frames; ++i) {
+      ASSERT_EQ(host.block().output_left[i], delay->output[0][i]) << period << ", frame " << i;
       ASSERT_EQ(host.block().output_right[i], delay->output[1][i]) << period << ", frame " << i;
+    }
   }
 }
 

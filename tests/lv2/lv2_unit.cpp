@@ -1,13 +1,14 @@
 #include "tests/lv2/lv2_unit.hpp"
 
-#include <stdlib.h>
-
 #include <algorithm>
-#include <filesystem>
 #include <map>
+#if __has_feature(realtime_sanitizer)
+#include <sanitizer/rtsan_interface.h>
+#endif
 
 #include "components/lv2/catalogue/library.hpp"
-#include "components/lv2/unit/unit.hpp"
+#include "components/lv2/unit/cf_object.hpp"
+#include "components/lv2/unit/component_interface.hpp"
 
 namespace vesk::tests {
 namespace {
@@ -39,20 +40,8 @@ AudioComponent component_of(const std::shared_ptr<const lv2::Description>& plugi
 
 }  // namespace
 
-void use_test_bundles() {
-  static const bool once = [] {
-    const std::string path = std::string(VESK_TEST_LV2) + ":/usr/lib/lv2";
-    setenv("LV2_PATH", path.c_str(), 1);
-    const auto cache = std::filesystem::path(VESK_TEST_LV2).replace_filename("lv2-cache");
-    setenv("XDG_CACHE_HOME", cache.c_str(), 1);
-    return true;
-  }();
-  (void)once;
-}
-
 std::shared_ptr<const lv2::Description> describe(const std::string& uri) {
   static std::map<std::string, std::shared_ptr<const lv2::Description>> known;
-  use_test_bundles();
   auto& plugin = known[uri];
   if (plugin == nullptr) {
     std::string error;
@@ -63,10 +52,10 @@ std::shared_ptr<const lv2::Description> describe(const std::string& uri) {
   return plugin;
 }
 
-Lv2Unit::Lv2Unit(const std::string& uri, UInt32 max_frames) : plugin_(describe(uri)) {
+Lv2Unit::Lv2Unit(const std::string& uri) : plugin_(describe(uri)) {
   for (int channel = 0; channel < 2; ++channel) {
-    input[channel].resize(max_frames);
-    output[channel].resize(max_frames);
+    input[channel].resize(period_frames);
+    output[channel].resize(period_frames);
   }
   open_status_ = AudioComponentInstanceNew(component_of(plugin_), &unit_);
   if (open_status_ != noErr) return;
@@ -76,12 +65,11 @@ Lv2Unit::Lv2Unit(const std::string& uri, UInt32 max_frames) : plugin_(describe(u
   EXPECT_EQ(set_property(kAudioUnitProperty_StreamFormat, format, kAudioUnitScope_Output), noErr);
   if (plugin_->type == kAudioUnitType_Effect || plugin_->type == kAudioUnitType_MusicEffect) {
     EXPECT_EQ(set_property(kAudioUnitProperty_StreamFormat, format, kAudioUnitScope_Input), noErr);
-    // What a test supplies need not be real-time code.
     const AURenderCallbackStruct callback{(AURenderCallback)&give_input, this};
     EXPECT_EQ(set_property(kAudioUnitProperty_SetRenderCallback, callback, kAudioUnitScope_Input),
               noErr);
   }
-  EXPECT_EQ(set_property(kAudioUnitProperty_MaximumFramesPerSlice, max_frames), noErr);
+  EXPECT_EQ(set_property(kAudioUnitProperty_MaximumFramesPerSlice, period_frames), noErr);
 }
 
 Lv2Unit::~Lv2Unit() {
@@ -90,6 +78,10 @@ Lv2Unit::~Lv2Unit() {
 
 OSStatus Lv2Unit::give_input(void* self, AudioUnitRenderActionFlags* flags, const AudioTimeStamp*,
                              UInt32, UInt32, AudioBufferList* data) {
+#if __has_feature(realtime_sanitizer)
+  // What a test supplies is no real-time code.
+  const __rtsan::ScopedDisabler for_the_test;
+#endif
   auto* test = static_cast<Lv2Unit*>(self);
   if (test->supply) return test->supply(flags, data);
   for (UInt32 channel = 0; channel < 2; ++channel) {
@@ -131,6 +123,16 @@ float Lv2Unit::get(const std::string& symbol) const {
   EXPECT_EQ(AudioUnitGetParameter(unit_, id_of(symbol), kAudioUnitScope_Global, 0, &value), noErr)
       << symbol;
   return value;
+}
+
+std::vector<UInt8> Lv2Unit::saved() const {
+  const lv2::CfObject<CFPropertyListRef> list(
+      property<CFPropertyListRef>(kAudioUnitProperty_ClassInfo));
+  const lv2::CfObject<CFDataRef> data(CFPropertyListCreateData(
+      kCFAllocatorDefault, list.get(), kCFPropertyListXMLFormat_v1_0, 0, nullptr));
+  if (data.get() == nullptr) return {};
+  const UInt8* bytes = CFDataGetBytePtr(data.get());
+  return {bytes, bytes + CFDataGetLength(data.get())};
 }
 
 std::vector<float> noise(UInt32 seed, UInt32 frames) {

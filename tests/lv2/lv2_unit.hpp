@@ -15,9 +15,6 @@ namespace vesk::tests {
 constexpr double rate = 48'000;
 constexpr UInt32 period_frames = 128;
 
-/// Makes the scanner see the test's bundles beside the installed ones, and keep a cache apart.
-void use_test_bundles();
-
 /// The description of an installed plugin or one of tests/components/lv2, as the scanner makes it.
 /// Null, with a test failure, when there is none.
 std::shared_ptr<const lv2::Description> describe(const std::string& uri);
@@ -26,7 +23,7 @@ std::shared_ptr<const lv2::Description> describe(const std::string& uri);
 class Lv2Unit {
  public:
   /// Opens it and sets format, input and maximum frames.
-  explicit Lv2Unit(const std::string& uri, UInt32 max_frames = period_frames);
+  explicit Lv2Unit(const std::string& uri);
   ~Lv2Unit();
   Lv2Unit(const Lv2Unit&) = delete;
   Lv2Unit& operator=(const Lv2Unit&) = delete;
@@ -60,6 +57,8 @@ class Lv2Unit {
                         AudioUnitScope scope = kAudioUnitScope_Global) {
     return AudioUnitSetProperty(unit_, id, scope, 0, &value, sizeof value);
   }
+  /// Its state as a file holds it.
+  std::vector<UInt8> saved() const;
   void midi(UInt32 status, UInt32 data1, UInt32 data2, UInt32 offset) {
     EXPECT_EQ(MusicDeviceMIDIEvent(unit_, status, data1, data2, offset), noErr);
   }

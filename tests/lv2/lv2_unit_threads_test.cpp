@@ -2,7 +2,6 @@
 // parameters that change while a period is under way.
 
 #include <CoreFoundation/CoreFoundation.h>
-#include <unistd.h>
 
 #include <atomic>
 #include <set>
@@ -12,6 +11,7 @@
 #include "components/lv2/instance/urid_map.hpp"
 #include "components/lv2/unit/cf_object.hpp"
 #include "tests/lv2/lv2_unit.hpp"
+#include "tests/support/wait_until.hpp"
 
 using namespace vesk::tests;
 using vesk::lv2::CfObject;
@@ -25,11 +25,7 @@ TEST(Lv2UnitWorker, AnswersArriveWithoutHoldingUpTheRender) {
   unit.midi(0x90, 64, 1, 0);
   ASSERT_EQ(unit.render(), noErr);
   EXPECT_EQ(unit.output[0][0], 0.0f);
-  for (int i = 0; i < 2000 && unit.output[0][0] == 0; ++i) {
-    usleep(1000);
-    ASSERT_EQ(unit.render(), noErr);
-  }
-  EXPECT_EQ(unit.output[0][0], 0.5f);
+  EXPECT_TRUE(wait_until([&] { return unit.render() == noErr && unit.output[0][0] == 0.5f; }));
   EXPECT_EQ(unit.get("faults"), 0.0f);
 }
 
@@ -111,7 +107,7 @@ TEST(Lv2UnitThreads, AStateIsExchangedBetweenPeriods) {
   EXPECT_EQ(renderer.torn_, 0);
 }
 
-TEST(Lv2UnitThreads, ParametersPresetsAndResetsDoNotDisturbARender) {
+TEST(Lv2UnitThreads, ParametersAndPresetsDoNotDisturbARender) {
   Lv2Unit unit("http://drobilla.net/plugins/mda/EPiano");
   ASSERT_TRUE(unit.initialize());
   Renderer renderer(unit);
@@ -122,20 +118,40 @@ TEST(Lv2UnitThreads, ParametersPresetsAndResetsDoNotDisturbARender) {
       const AUPreset preset{i / 20, nullptr};
       ASSERT_EQ(unit.set_property(kAudioUnitProperty_PresentPreset, preset), noErr);
     }
-    if (i % 10 == 5) ASSERT_EQ(AudioUnitReset(unit.unit(), kAudioUnitScope_Global, 0), noErr);
     renderer.wait_for_a_period();
   }
   EXPECT_EQ(renderer.failures_, 0);
 }
 
+// The caller may well go on to dispose of it.
+TEST(Lv2UnitThreads, AUnitStaysWholeWhileAPeriodDoesNotEnd) {
+  Lv2Unit unit("urn:vesk:test:mono");
+  std::atomic<bool> is_inside{false}, may_leave{false};
+  unit.supply = [&](AudioUnitRenderActionFlags*, AudioBufferList* data) -> OSStatus {
+    is_inside = true;
+    may_leave.wait(false);
+    for (int side = 0; side < 2; ++side) data->mBuffers[side].mData = unit.input[side].data();
+    return noErr;
+  };
+  ASSERT_TRUE(unit.initialize());
+  std::thread renderer([&] { EXPECT_EQ(unit.render(), noErr); });
+  EXPECT_TRUE(wait_until([&] { return is_inside.load(); }));
+  for (int attempt = 0; attempt < 2; ++attempt)
+    EXPECT_EQ(AudioUnitUninitialize(unit.unit()), kAudioUnitErr_CannotDoInCurrentContext);
+  may_leave = true;
+  may_leave.notify_all();
+  renderer.join();
+  EXPECT_EQ(AudioUnitUninitialize(unit.unit()), noErr);
+}
+
 TEST(MessageRing, ProducersLoseNothingAndKeepTheirOrder) {
-  constexpr std::uint32_t producer_count = 3, kMessages = 5'000;
+  constexpr std::uint32_t producer_count = 3, messages = 5'000;
   MessageRing ring(64);
   std::vector<std::thread> producers;
   for (std::uint32_t who = 0; who < producer_count; ++who) {
     producers.emplace_back([&ring, who] {
       std::vector<std::uint32_t> body(7, who);
-      for (std::uint32_t i = 0; i < kMessages; ++i) {
+      for (std::uint32_t i = 0; i < messages; ++i) {
         std::fill(body.begin(), body.end(), i);
         const std::uint32_t size = 4 * (1 + i % 7);
         while (!ring.push(who, body.data(), size)) std::this_thread::yield();
@@ -144,7 +160,7 @@ TEST(MessageRing, ProducersLoseNothingAndKeepTheirOrder) {
   }
   std::uint32_t next[producer_count] = {};
   MessageRing::Message message;
-  for (std::uint32_t received = 0; received < producer_count * kMessages;) {
+  for (std::uint32_t received = 0; received < producer_count * messages;) {
     MessageRing::Cursor cursor = ring.begin();
     while (ring.next(cursor, message)) {
       ASSERT_LT(message.tag, producer_count);

@@ -76,8 +76,7 @@ bool AtomBuffer::append(std::uint32_t frame, std::uint32_t type,
   return true;
 }
 
-bool AtomBuffer::append(const Position& position) noexcept VESK_REALTIME {
-  const Urids& ids = *position.urids;
+bool AtomBuffer::append(const Position& position, const Urids& ids) noexcept VESK_REALTIME {
   PositionBody body{{0, ids.time_position}, {}};
   std::size_t count = 0;
   body.properties[count++] = property(ids.time_frame, ids.atom_long, position.frame);

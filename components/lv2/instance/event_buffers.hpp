@@ -10,6 +10,7 @@
 #include <span>
 
 #include "components/lv2/instance/transport.hpp"
+#include "components/lv2/instance/urid_map.hpp"
 #include "platform/realtime.hpp"
 
 namespace vesk::lv2 {
@@ -42,7 +43,7 @@ class AtomBuffer {
   bool append(std::uint32_t frame, std::uint32_t type,
               std::span<const std::byte> body) noexcept VESK_REALTIME;
   /// Adds a time:Position at frame 0.
-  bool append(const Position& position) noexcept VESK_REALTIME;
+  bool append(const Position& position, const Urids& ids) noexcept VESK_REALTIME;
   /// Calls `visit(atom)` for each event that the plugin left here; stops at one that does not end
   /// within the buffer.
   template <typename Visit>

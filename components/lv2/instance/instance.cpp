@@ -1,4 +1,4 @@
-// Making and ending an instance. What happens in a period is in instance_render.cpp.
+// Making and ending an instance. What happens in a period is in render.cpp.
 
 #include "components/lv2/instance/instance.hpp"
 
@@ -168,13 +168,6 @@ void Instance::activate() {
       descriptor_.run(voice->handle, 0);
     }
     latency_frames_ = voices_.front()->control_outputs[*ports_.latency];
-  }
-}
-
-void Instance::reset() {
-  for (const auto& voice : voices_) {
-    if (descriptor_.deactivate != nullptr) descriptor_.deactivate(voice->handle);
-    if (descriptor_.activate != nullptr) descriptor_.activate(voice->handle);
   }
 }
 

@@ -41,9 +41,9 @@ struct Period {
   const float* inputs[2] = {};  ///< used when there is an input bus; never an output's buffer
   float* outputs[2] = {};
   std::span<const TimedEvent> midi;
-  const Position* position = nullptr;  ///< of the first frame; null: the time is not known
-  bool wait_for_work = false;          ///< not in real time: what the worker owes is waited for
-  EditorFeed* editor = nullptr;        ///< where the plugin's interface is listening, if it is
+  Position position;             ///< of the first frame
+  bool wait_for_work = false;    ///< not in real time: what the worker owes is waited for
+  EditorFeed* editor = nullptr;  ///< where the plugin's interface is listening, if it is
 };
 
 /// Made in the order that plugins count on: instantiate, connect, controls, state, activate. A
@@ -62,12 +62,9 @@ class Instance {
 
   /// What the plugin says of itself now. May run beside `render`.
   std::vector<StateProperty> save() const;
-  /// Forgets what was played. Not beside `render`.
-  void reset();
-  /// For an editor's instance-access and data-access features; `handle(0)` is the one whose state
-  /// is saved. The pointers are good while the instance lives.
-  LV2_Handle handle(std::size_t which) const { return voices_[which]->handle; }
-  const void* extension_data(const char* uri) const;
+  /// The handle whose state is saved, for an editor's instance-access feature. Good while the
+  /// instance lives.
+  LV2_Handle handle() const { return voices_.front()->handle; }
 
   // Render thread.
 
@@ -94,6 +91,7 @@ class Instance {
   explicit Instance(const InstanceRequest& request);
   bool build(const InstanceRequest& request, std::string& error);
   bool instantiate(const InstanceRequest& request, std::string& error);
+  const void* extension_data(const char* uri) const;
   void connect(Voice& voice);
   void connect_events(Voice& voice);
   void activate();

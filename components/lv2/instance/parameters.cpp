@@ -16,18 +16,18 @@ Parameters::Parameters(const Description& plugin, const PortTable& ports)
     values_[port].store(ranges_[port].def, std::memory_order_relaxed);
 }
 
-float Parameters::legal(AudioUnitParameterID id, float value) const noexcept VESK_REALTIME {
-  const Port& port = plugin_.ports[id];
+float Parameters::legal(std::uint32_t port, float value) const noexcept VESK_REALTIME {
+  const Port& described = plugin_.ports[port];
   // Enumerations of fractions exist, so only ports that say so are rounded.
-  if (port.has(property_integer)) value = std::round(value);
+  if (described.has(property_integer)) value = std::round(value);
   // Bounds that the plugin did not state were filled in for display; they bind nobody.
-  if (port.min && value < ranges_[id].min) value = ranges_[id].min;
-  if (port.max && value > ranges_[id].max) value = ranges_[id].max;
+  if (described.min && value < ranges_[port].min) value = ranges_[port].min;
+  if (described.max && value > ranges_[port].max) value = ranges_[port].max;
   return value;
 }
 
-void Parameters::set(AudioUnitParameterID id, float value) noexcept VESK_REALTIME {
-  values_[id].store(legal(id, value), std::memory_order_relaxed);
+void Parameters::set(std::uint32_t port, float value) noexcept VESK_REALTIME {
+  values_[port].store(legal(port, value), std::memory_order_relaxed);
   version_.fetch_add(1, std::memory_order_release);
 }
 
@@ -61,17 +61,17 @@ void Parameters::set_sample_rate(double sample_rate) {
 std::vector<float> Parameters::snapshot() const {
   std::vector<float> all(plugin_.ports.size());
   for (std::size_t port = 0; port < all.size(); ++port)
-    all[port] = value(static_cast<AudioUnitParameterID>(port));
+    all[port] = value(static_cast<std::uint32_t>(port));
   return all;
 }
 
-std::vector<AudioUnitParameterID> Parameters::listed() const {
-  std::vector<AudioUnitParameterID> ids;
+std::vector<std::uint32_t> Parameters::listed() const {
+  std::vector<std::uint32_t> ports;
   for (const ControlUse wanted : {ControlUse::parameter, ControlUse::meter}) {
     for (std::uint32_t port = 0; port < uses_.size(); ++port)
-      if (uses_[port] == wanted) ids.push_back(port);
+      if (uses_[port] == wanted) ports.push_back(port);
   }
-  return ids;
+  return ports;
 }
 
 }  // namespace vesk::lv2

@@ -2,8 +2,8 @@
 
 #include <dlfcn.h>
 
-#include "components/lv2/instance/display.hpp"
 #include "components/lv2/instance/features.hpp"
+#include "components/lv2/instance/qt_platform.hpp"
 
 namespace vesk::lv2 {
 namespace {
@@ -45,7 +45,7 @@ std::unique_ptr<PluginLibrary> PluginLibrary::open(const Description& plugin, st
     error = "its data names no library";
     return nullptr;
   }
-  spare_qt_the_display();
+  choose_qt_platform();
   void* object = open_object(plugin.library, error);
   if (object == nullptr) return nullptr;
   std::unique_ptr<PluginLibrary> library(new PluginLibrary);

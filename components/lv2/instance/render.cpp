@@ -84,13 +84,13 @@ void Instance::begin_period(const Period& period) noexcept VESK_REALTIME {
     parameters_.copy_inputs(controls_.get());
     seen_version_ = version;
   }
-  const bool told = period.position == nullptr || !position_.is_news(*period.position);
-  if (!told) follow_transport(*period.position);
+  const bool position_changed = position_.must_be_told(period.position);
+  if (position_changed) follow_transport(period.position);
   follow_editor(period.editor);
   for (AtomBuffer& input : atom_inputs_) {
     input.clear();
-    if (!told && (plugin_.ports[input.port()].events & events_time) != 0)
-      input.append(*period.position);
+    if (position_changed && (plugin_.ports[input.port()].events & events_time) != 0)
+      input.append(period.position, urids_);
   }
   if (period.editor != nullptr) period.editor->deliver(atom_inputs_);
   const std::uint32_t midi_event = urids_.midi_event;

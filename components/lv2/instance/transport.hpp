@@ -4,14 +4,12 @@
 
 #include <cstdint>
 
-#include "components/lv2/instance/urid_map.hpp"
 #include "platform/realtime.hpp"
 
 namespace vesk::lv2 {
 
 /// What a time:Position tells a plugin.
 struct Position {
-  const Urids* urids = nullptr;
   std::int64_t frame = 0;
   float speed = 1;  ///< 0 stopped, 1 rolling
   bool has_tempo = false;
@@ -28,7 +26,7 @@ struct Position {
 class PositionWatch {
  public:
   /// True when `now`, the position of a period's first frame, is not what follows from the last.
-  bool is_news(const Position& now) noexcept VESK_REALTIME {
+  bool must_be_told(const Position& now) noexcept VESK_REALTIME {
     const bool same = told_ && now.frame == expected_frame_ && now.speed == last_.speed &&
                       now.has_tempo == last_.has_tempo &&
                       now.beats_per_minute == last_.beats_per_minute &&
@@ -40,7 +38,9 @@ class PositionWatch {
     return !same;
   }
   /// The period was rendered: the next one is expected `frames` later, unless time stands still.
-  void advance(std::uint32_t frames) noexcept VESK_REALTIME { expected_frame_ += frames; }
+  void advance(std::uint32_t frames) noexcept VESK_REALTIME {
+    if (last_.speed != 0) expected_frame_ += frames;
+  }
 
  private:
   bool told_ = false;

@@ -18,8 +18,4 @@ std::string text_of(CFStringRef string);
 /// At most `bytes` bytes of `text`, cut before a character that would not fit whole.
 std::string cut_utf8(std::string_view text, std::size_t bytes);
 
-/// The first words of `text` that have at most `characters` together, without punctuation behind
-/// them; of a first word that is longer, its beginning.
-std::string first_words(std::string_view text, std::size_t characters);
-
 }  // namespace vesk::lv2

@@ -6,11 +6,17 @@
 
 #include "components/lv2/unit/cf_object.hpp"
 #include "components/lv2/unit/cf_text.hpp"
-#include "components/lv2/unit/class_info.hpp"
 #include "components/lv2/unit/plugin_unit.hpp"
 
 namespace vesk::lv2 {
 namespace {
+
+// Keys beside the usual ones: the plugin's URI, a string; its control values, a dictionary from
+// port symbol to number; and what the plugin saved of itself, an array of dictionaries, absent when
+// that was nothing.
+constexpr const char* class_info_uri = "lv2-uri";
+constexpr const char* class_info_controls = "lv2-controls";
+constexpr const char* class_info_state = "lv2-state";
 
 // Each property of the plugin's state is a dictionary of these.
 constexpr const char* property_key = "key";

@@ -40,7 +40,6 @@ class EditorLink {
   virtual const Description& plugin() const = 0;
   /// The interface to show: one of `plugin().editors`.
   virtual const Editor& editor() const = 0;
-  virtual AudioUnit unit() const = 0;
   virtual double sample_rate() const = 0;
   virtual std::uint32_t max_frames() const = 0;
 

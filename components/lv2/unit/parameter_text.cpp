@@ -1,4 +1,4 @@
-// How a control port is shown: name, unit, flags, and the words for its values.
+#include "components/lv2/unit/parameter_text.hpp"
 
 #include <CoreFoundation/CoreFoundation.h>
 #include <lv2/units/units.h>
@@ -9,7 +9,6 @@
 #include <cstring>
 #include <string_view>
 
-#include "components/lv2/instance/parameters.hpp"
 #include "components/lv2/unit/cf_text.hpp"
 
 namespace vesk::lv2 {
@@ -83,10 +82,7 @@ std::string number_text(float value) {
 
 }  // namespace
 
-AudioUnitParameterInfo Parameters::info(AudioUnitParameterID id) const {
-  const Port& port = plugin_.ports[id];
-  const Range& bounds = ranges_[id];
-  const bool meter = uses_[id] == ControlUse::meter;
+AudioUnitParameterInfo parameter_info(const Port& port, const Range& range) {
   AudioUnitParameterInfo info{};
   const std::string short_name = cut_utf8(port.name, sizeof info.name - 1);
   std::memcpy(info.name, short_name.c_str(), short_name.size() + 1);
@@ -94,36 +90,29 @@ AudioUnitParameterInfo Parameters::info(AudioUnitParameterID id) const {
   info.unit = unit_of(port);
   if (info.unit == kAudioUnitParameterUnit_CustomUnit)
     info.unitName = copy_cf_string(port.unit.symbol);
-  info.minValue = bounds.min;
-  info.maxValue = bounds.max;
-  info.defaultValue = bounds.def;
+  info.minValue = range.min;
+  info.maxValue = range.max;
+  info.defaultValue = range.def;
   info.flags = kAudioUnitParameterFlag_HasCFNameString | kAudioUnitParameterFlag_CFNameRelease |
                kAudioUnitParameterFlag_IsReadable;
-  info.flags |= meter ? kAudioUnitParameterFlag_MeterReadOnly : kAudioUnitParameterFlag_IsWritable;
+  info.flags |= port.direction == Direction::output ? kAudioUnitParameterFlag_MeterReadOnly
+                                                    : kAudioUnitParameterFlag_IsWritable;
   if (!port.scale_points.empty()) info.flags |= kAudioUnitParameterFlag_ValuesHaveStrings;
   if (port.has(property_not_on_gui)) info.flags |= kAudioUnitParameterFlag_ExpertMode;
   if (port.has(property_expensive)) info.flags |= kAudioUnitParameterFlag_NonRealTime;
-  if (logarithmic_is_usable(port, bounds)) info.flags |= kAudioUnitParameterFlag_DisplayLogarithmic;
+  if (logarithmic_is_usable(port, range)) info.flags |= kAudioUnitParameterFlag_DisplayLogarithmic;
   if (info.unit != kAudioUnitParameterUnit_Boolean && info.unit != kAudioUnitParameterUnit_Indexed)
     info.flags |= kAudioUnitParameterFlag_IsHighResolution;
   return info;
 }
 
-CFStringRef Parameters::copy_name(AudioUnitParameterID id, SInt32 characters) const {
-  const std::string& name = plugin_.ports[id].name;
-  return copy_cf_string(characters > 0 ? first_words(name, static_cast<std::size_t>(characters))
-                                       : name);
-}
-
-CFArrayRef Parameters::copy_value_strings(AudioUnitParameterID id) const {
-  const Port& port = plugin_.ports[id];
-  const Range& bounds = ranges_[id];
-  if (!has_whole_names(port, bounds)) return nullptr;
+CFArrayRef copy_value_strings(const Port& port, const Range& range) {
+  if (!has_whole_names(port, range)) return nullptr;
   CFMutableArrayRef names = CFArrayCreateMutable(kCFAllocatorDefault, 0, &kCFTypeArrayCallBacks);
   // Counted in whole steps: beyond 2^24 adding 1 to a float changes nothing.
-  const int steps = static_cast<int>(bounds.max - bounds.min);
+  const int steps = static_cast<int>(range.max - range.min);
   for (int step = 0; step <= steps; ++step) {
-    const float value = bounds.min + static_cast<float>(step);
+    const float value = range.min + static_cast<float>(step);
     const ScalePoint* point = point_at(port, value);
     const bool exact = point != nullptr && point->value == value;
     CFStringRef name = copy_cf_string(exact ? point->label : number_text(value));
@@ -133,8 +122,7 @@ CFArrayRef Parameters::copy_value_strings(AudioUnitParameterID id) const {
   return names;
 }
 
-CFStringRef Parameters::copy_text(AudioUnitParameterID id, float value) const {
-  const Port& port = plugin_.ports[id];
+CFStringRef copy_value_text(const Port& port, float value) {
   if (const ScalePoint* point = point_at(port, value)) return copy_cf_string(point->label);
   std::string text = number_text(value);
   if (!port.unit.symbol.empty()) {
@@ -144,17 +132,15 @@ CFStringRef Parameters::copy_text(AudioUnitParameterID id, float value) const {
   return copy_cf_string(text);
 }
 
-bool Parameters::value_of(AudioUnitParameterID id, const std::string& text, float* value) const {
-  for (const ScalePoint& point : plugin_.ports[id].scale_points) {
-    if (point.label == text) {
-      *value = point.value;
-      return true;
-    }
-  }
+std::optional<float> value_of_text(const Port& port, const std::string& text) {
+  for (const ScalePoint& point : port.scale_points)
+    if (point.label == text) return point.value;
   const char* first = text.data();
   const char* last = first + text.size();
   while (first != last && *first == ' ') ++first;
-  return std::from_chars(first, last, *value).ec == std::errc{} && std::isfinite(*value);
+  float value = 0;
+  const bool is_number = std::from_chars(first, last, value).ec == std::errc{};
+  return is_number && std::isfinite(value) ? std::optional(value) : std::nullopt;
 }
 
 }  // namespace vesk::lv2

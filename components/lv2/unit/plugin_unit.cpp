@@ -9,24 +9,15 @@
 
 namespace vesk::lv2 {
 
-bool HostTransport::operator==(const HostTransport& other) const {
-  return info.hostUserData == other.info.hostUserData &&
-         info.beatAndTempoProc == other.info.beatAndTempoProc &&
-         info.musicalTimeLocationProc == other.info.musicalTimeLocationProc &&
-         info.transportStateProc == other.info.transportStateProc &&
-         info.transportStateProc2 == other.info.transportStateProc2;
-}
-
 PluginUnit::PluginUnit(std::shared_ptr<const Description> plugin,
                        std::unique_ptr<PluginLibrary> library, AudioComponentInstance instance,
                        const AudioComponentDescription& codes)
     : plugin_(std::move(plugin)),
       library_(std::move(library)),
-      urids_(urids()),
+      instance_(instance),
       codes_(codes),
       ports_(*plugin_),
       parameters_(*plugin_, ports_) {
-  listeners_.set_unit(instance);
   if (ports_.enabled) parameters_.set(*ports_.enabled, 1);
   if (const Editor* editor = embeddable_editor(*plugin_)) {
     editor_bundle_ = editor_bundle();
@@ -40,8 +31,7 @@ PluginUnit::PluginUnit(std::shared_ptr<const Description> plugin,
 }
 
 PluginUnit::~PluginUnit() {
-  // While everything that a listener or a view may ask for is still there.
-  listeners_.stop();
+  // While everything that a view may ask for is still there.
   if (editor_ != nullptr) editor_->unit_ends();
   for (const AUPreset& preset : factory_presets_) CFRelease(preset.presetName);
 }
@@ -95,9 +85,8 @@ OSStatus PluginUnit::initialize() {
   if (instance == nullptr) return kAudioUnitErr_FailedInitialization;
   latency_frames_.store(instance->latency_frames(), std::memory_order_relaxed);
   slot_.put(std::move(instance));
-  // Release: a render that sees it finds the instance and the buffers.
+  // Release: MIDI that is taken from here on is for this instance.
   initialized_.store(true, std::memory_order_release);
-  if (latency_seconds() != 0) listeners_.notify(kAudioUnitProperty_Latency);
   return noErr;
 }
 
@@ -108,24 +97,15 @@ void PluginUnit::instance_leaves() const {
 OSStatus PluginUnit::uninitialize() {
   if (!is_initialized()) return noErr;
   initialized_.store(false, std::memory_order_release);
+  // After this the render thread touches nothing of the unit any more.
   parked_ = slot_.take();
-  if (slot_.current() != nullptr) return kAudioUnitErr_CannotDoInCurrentContext;
-  return noErr;
-}
-
-OSStatus PluginUnit::reset() {
-  if (!is_initialized()) return noErr;
-  // A period that comes meanwhile is silent.
-  std::unique_ptr<Instance> instance = slot_.take();
-  if (instance == nullptr) return kAudioUnitErr_CannotDoInCurrentContext;
-  instance->reset();
-  midi_.clear();
-  slot_.put(std::move(instance));
-  return noErr;
+  if (parked_ != nullptr) return noErr;
+  // Unless it does not come out of a period: then all stays as it was.
+  initialized_.store(true, std::memory_order_release);
+  return kAudioUnitErr_CannotDoInCurrentContext;
 }
 
 OSStatus PluginUnit::apply(StateChange change) {
-  const float latency_before = latency_frames_.load(std::memory_order_relaxed);
   if (is_initialized()) {
     std::unique_ptr<Instance> instance = make_instance(change.values, &change.properties);
     if (instance == nullptr) return kAudioUnitErr_InvalidPropertyValue;
@@ -143,10 +123,6 @@ OSStatus PluginUnit::apply(StateChange change) {
   properties_ = std::move(change.properties);
   preset_number_ = change.preset_number;
   preset_name_ = std::move(change.preset_name);
-  listeners_.notify(kAudioUnitProperty_PresentPreset);
-  listeners_.notify(kAudioUnitProperty_ClassInfo);
-  if (latency_frames_.load(std::memory_order_relaxed) != latency_before)
-    listeners_.notify(kAudioUnitProperty_Latency);
   return noErr;
 }
 

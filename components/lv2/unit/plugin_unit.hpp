@@ -1,7 +1,8 @@
 #pragma once
 
-// The Audio Unit around one plugin. unit.cpp gives it the component interface; the parts of it are
-// in plugin_unit.cpp (life), unit_render.cpp, unit_properties.cpp, class_info.cpp.
+// The Audio Unit around one plugin. component_interface.cpp lets callers reach it. Its parts:
+// plugin_unit.cpp (life), properties.cpp, class_info.cpp (saved state), factory_presets.cpp, and
+// render.cpp (what may be called on the render thread).
 
 #include <AudioToolbox/AudioToolbox.h>
 
@@ -18,19 +19,10 @@
 #include "components/lv2/instance/parameters.hpp"
 #include "components/lv2/instance/plugin_library.hpp"
 #include "components/lv2/instance/port_table.hpp"
-#include "components/lv2/unit/editor.hpp"
-#include "components/lv2/unit/property_listeners.hpp"
-#include "components/lv2/unit/render_callbacks.hpp"
+#include "components/lv2/unit/unit_editor.hpp"
 #include "platform/realtime.hpp"
 
 namespace vesk::lv2 {
-
-/// The host's transport functions, as one record for the render thread.
-struct HostTransport {
-  HostCallbackInfo info{};
-
-  bool operator==(const HostTransport& other) const;
-};
 
 /// A change of everything that a preset holds.
 struct StateChange {
@@ -42,7 +34,7 @@ struct StateChange {
 
 class PluginUnit {
  public:
-  /// `instance` is the handle that listeners get; `codes` are what a saved state names.
+  /// `instance` is the handle that callers know it by; `codes` are what a saved state names.
   PluginUnit(std::shared_ptr<const Description> plugin, std::unique_ptr<PluginLibrary> library,
              AudioComponentInstance instance, const AudioComponentDescription& codes);
   ~PluginUnit();
@@ -53,15 +45,12 @@ class PluginUnit {
 
   OSStatus initialize();
   OSStatus uninitialize();
-  OSStatus reset();
   OSStatus property_info(AudioUnitPropertyID id, AudioUnitScope scope, AudioUnitElement element,
                          UInt32* size, Boolean* writable);
   OSStatus get_property(AudioUnitPropertyID id, AudioUnitScope scope, AudioUnitElement element,
                         void* data, UInt32* size);
   OSStatus set_property(AudioUnitPropertyID id, AudioUnitScope scope, AudioUnitElement element,
                         const void* data, UInt32 size);
-  PropertyListeners& listeners() { return listeners_; }
-  RenderNotifies& notifies() { return notifies_; }
 
   // Any thread; real-time safe.
 
@@ -69,9 +58,7 @@ class PluginUnit {
                          AudioUnitParameterValue* value) const noexcept VESK_REALTIME;
   OSStatus set_parameter(AudioUnitParameterID id, AudioUnitScope scope, AudioUnitElement element,
                          AudioUnitParameterValue value) noexcept VESK_REALTIME;
-  OSStatus schedule(const AudioUnitParameterEvent* events, UInt32 count) noexcept VESK_REALTIME;
   OSStatus midi(UInt32 status, UInt32 data1, UInt32 data2, UInt32 offset) noexcept VESK_REALTIME;
-  OSStatus sysex(const UInt8* bytes, UInt32 length) noexcept VESK_REALTIME;
 
   // Render thread; real-time safe as far as the plugin is.
 
@@ -102,70 +89,64 @@ class PluginUnit {
   void complain(const std::string& what) const;
   double latency_seconds() const;
 
-  // class_info.cpp, unit_presets.cpp
+  // class_info.cpp
   std::vector<StateProperty> present_properties() const;
   CFPropertyListRef copy_class_info() const;
   OSStatus set_class_info(CFPropertyListRef list);
   CFDictionaryRef copy_controls() const;
   CFDataRef copy_control_data() const;
   void read_controls(CFDictionaryRef saved, std::vector<float>& values) const;
-  OSStatus set_present_preset(const AUPreset& preset);
-  OSStatus load_factory_preset(std::size_t number);
+
+  // factory_presets.cpp
+  OSStatus load_factory_preset(SInt32 number);
   CFArrayRef copy_factory_presets();
 
-  // unit_render.cpp
-  OSStatus check_arguments(const AudioTimeStamp* time, UInt32 bus, UInt32 frames,
-                           const AudioBufferList* data) const noexcept VESK_REALTIME;
-  OSStatus render_period(const AudioTimeStamp& time, UInt32 frames,
+  // render.cpp
+  OSStatus check_buffers(UInt32 frames, const AudioBufferList& data) const noexcept VESK_REALTIME;
+  OSStatus render_period(Instance& instance, const AudioTimeStamp& time, UInt32 frames,
                          AudioBufferList& data) noexcept VESK_REALTIME;
   OSStatus pull_input(const AudioTimeStamp& time, UInt32 frames,
                       const float* inputs[2]) noexcept VESK_REALTIME;
   void keep_input_apart(const float* inputs[2], float* const outputs[2],
                         UInt32 frames) noexcept VESK_REALTIME;
   Position position_at(const AudioTimeStamp& time) noexcept VESK_REALTIME;
-  void ask_transport(const HostCallbackInfo& host, Position& position) noexcept VESK_REALTIME;
-  void remember_error(OSStatus status) noexcept VESK_REALTIME;
+  void ask_transport(Position& position) noexcept VESK_REALTIME;
 
   const std::shared_ptr<const Description> plugin_;
   const std::unique_ptr<PluginLibrary> library_;
-  const Urids& urids_;
+  const AudioComponentInstance instance_;
   const AudioComponentDescription codes_;
   const PortTable ports_;
   Parameters parameters_;
-  PropertyListeners listeners_;
-  RenderNotifies notifies_;
 
   // Control thread.
-  double sample_rate_ = 44100;
-  UInt32 max_frames_ = 1156;
   std::optional<std::vector<StateProperty>> properties_;  ///< what the next instance restores
   std::unique_ptr<Instance> parked_;  ///< while uninitialised: still knows its state
   SInt32 preset_number_ = -1;
   std::string preset_name_ = "Untitled";
   std::vector<AUPreset> factory_presets_;
-  RecordStore<InputSource> input_store_;
-  RecordStore<HostTransport> transport_store_;
   std::string editor_bundle_;  ///< of the view that shows the plugin's interface; empty: none can
+
+  // Written by the control thread while uninitialised, read by the render thread after that.
+  double sample_rate_ = 44100;
+  UInt32 max_frames_ = 1156;
+  AURenderCallbackStruct input_{};
+  HostCallbackInfo transport_{};
 
   // Both.
   std::atomic<bool> initialized_{false};
   InstanceSlot slot_;
   std::unique_ptr<UnitEditor> editor_;  ///< null: the plugin has no interface that can be shown
   MidiQueue midi_;
-  std::atomic<const InputSource*> input_{nullptr};
-  std::atomic<const HostTransport*> transport_{nullptr};
-  std::atomic<UInt32> offers_input_{0};
-  std::atomic<UInt32> bypass_{0};
-  std::atomic<UInt32> offline_{0};
-  std::atomic<OSStatus> last_error_{noErr};
+  std::atomic<bool> bypass_{false};
+  std::atomic<bool> offline_{false};
   std::atomic<float> latency_frames_{0};
 
-  // Render thread; sized by initialize.
+  // Render thread, while it has the instance out of its slot; sized by initialize.
   std::vector<float> storage_;
   Buffers own_output_, own_input_;
   float* silence_ = nullptr;
   std::int64_t next_frame_ = 0;
-  UInt32 last_frames_ = 0;
 };
 
 }  // namespace vesk::lv2

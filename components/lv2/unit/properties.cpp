@@ -6,6 +6,7 @@
 
 #include "components/lv2/unit/cf_text.hpp"
 #include "components/lv2/unit/editor_link.hpp"
+#include "components/lv2/unit/parameter_text.hpp"
 #include "components/lv2/unit/plugin_unit.hpp"
 
 namespace vesk::lv2 {
@@ -17,8 +18,6 @@ constexpr unsigned bit(AudioUnitScope scope) {
 constexpr unsigned global_scope = bit(kAudioUnitScope_Global);
 constexpr unsigned input_scope = bit(kAudioUnitScope_Input);
 constexpr unsigned output_scope = bit(kAudioUnitScope_Output);
-constexpr unsigned any_scope = global_scope | input_scope | output_scope |
-                               bit(kAudioUnitScope_Group) | bit(kAudioUnitScope_Part);
 constexpr UInt32 maximum_frames = 1u << 20;
 
 AudioStreamBasicDescription format_at(double sample_rate) {
@@ -73,102 +72,153 @@ struct UnitProperties {
 
   struct Row {
     AudioUnitPropertyID id;
-    unsigned scopes;
-    bool element_is_parameter;
-    UInt32 size;  ///< 0: what `size_of` says
-    UInt32 (*size_of)(Unit&, Place);
-    bool (*exists)(const Unit&, Place);  ///< null: always
-    OSStatus (*get)(Unit&, Place, void*);
-    OSStatus (*set)(Unit&, Place, const void*);
+    UInt32 size;
+    unsigned scopes = global_scope;
+    bool is_of_parameter = false;                    ///< the element is a parameter
+    bool (*exists)(const Unit&) = nullptr;           ///< null: always
+    OSStatus (*get)(Unit&, Place, void*) = nullptr;  ///< into `size` bytes
+    OSStatus (*set)(Unit&, const void*) = nullptr;   ///< from `size` bytes
+    std::size_t (*count)(const Unit&) = nullptr;     ///< of a list, of items of `size`
+
+    UInt32 bytes(const Unit& unit) const {
+      return count != nullptr ? static_cast<UInt32>(count(unit) * size) : size;
+    }
   };
   static const Row rows[];
 
-  static bool is_effect(const Unit& unit, Place) { return unit.ports_.has_input_bus; }
-  static bool is_instrument(const Unit& unit, Place) {
-    return unit.plugin_->type == kAudioUnitType_MusicDevice;
-  }
-  static bool has_view(const Unit& unit, Place) {
+  static bool is_effect(const Unit& unit) { return unit.ports_.has_input_bus; }
+  static bool has_view(const Unit& unit) {
     return unit.editor_ != nullptr && !unit.editor_bundle_.empty();
   }
-  static bool has_presets(const Unit& unit, Place) { return !unit.plugin_->presets.empty(); }
+  static bool has_presets(const Unit& unit) { return !unit.plugin_->presets.empty(); }
 
-  static OSStatus set_rate(Unit& unit, double rate) {
-    if (rate == unit.sample_rate_) return noErr;
-    if (unit.is_initialized()) return kAudioUnitErr_PropertyNotWritable;
-    unit.sample_rate_ = rate;
-    unit.parameters_.set_sample_rate(rate);
-    unit.listeners_.notify(kAudioUnitProperty_StreamFormat, kAudioUnitScope_Output);
-    unit.listeners_.notify(kAudioUnitProperty_SampleRate, kAudioUnitScope_Output);
-    return noErr;
+  // Audio
+
+  static OSStatus get_format(Unit& unit, Place, void* data) {
+    return answer(data, format_at(unit.sample_rate_));
   }
-  static OSStatus set_format(Unit& unit, Place, const void* data) {
+  static OSStatus set_format(Unit& unit, const void* data) {
     const auto format = read<AudioStreamBasicDescription>(data);
     if (!is_our_format(format)) return kAudioUnitErr_FormatNotSupported;
-    return set_rate(unit, format.mSampleRate);
+    if (format.mSampleRate == unit.sample_rate_) return noErr;
+    if (unit.is_initialized()) return kAudioUnitErr_PropertyNotWritable;
+    unit.sample_rate_ = format.mSampleRate;
+    unit.parameters_.set_sample_rate(unit.sample_rate_);
+    return noErr;
   }
-  static OSStatus set_sample_rate(Unit& unit, Place, const void* data) {
-    const auto rate = read<Float64>(data);
-    if (!(rate >= 1 && rate <= 1e6)) return kAudioUnitErr_InvalidPropertyValue;
-    return set_rate(unit, rate);
+  static UInt32 buses(const Unit& unit, AudioUnitScope scope) {
+    return scope != kAudioUnitScope_Input || unit.ports_.has_input_bus ? 1 : 0;
   }
-  static OSStatus set_max_frames(Unit& unit, Place, const void* data) {
+  static OSStatus get_element_count(Unit& unit, Place place, void* data) {
+    return answer(data, buses(unit, place.scope));
+  }
+  static OSStatus get_channels(Unit& unit, Place, void* data) {
+    const auto inputs = static_cast<SInt16>(unit.ports_.has_input_bus ? 2 : 0);
+    return answer(data, AUChannelInfo{inputs, 2});
+  }
+  static OSStatus get_max_frames(Unit& unit, Place, void* data) {
+    return answer(data, unit.max_frames_);
+  }
+  static OSStatus set_max_frames(Unit& unit, const void* data) {
     const auto frames = read<UInt32>(data);
     if (frames == 0 || frames > maximum_frames) return kAudioUnitErr_InvalidPropertyValue;
     if (unit.is_initialized()) return kAudioUnitErr_Initialized;
     unit.max_frames_ = frames;
-    unit.listeners_.notify(kAudioUnitProperty_MaximumFramesPerSlice);
     return noErr;
   }
-  static void set_source(Unit& unit, const InputSource& source, bool connected) {
-    const InputSource* record = connected ? unit.input_store_.keep(source) : nullptr;
-    unit.input_.store(record, std::memory_order_release);
+  static OSStatus get_latency(Unit& unit, Place, void* data) {
+    return answer(data, Float64{unit.latency_seconds()});
   }
-  static OSStatus set_callback(Unit& unit, Place, const void* data) {
-    const auto callback = read<AURenderCallbackStruct>(data);
-    set_source(unit, {.proc = callback.inputProc, .user = callback.inputProcRefCon},
-               callback.inputProc != nullptr);
-    return noErr;
+  static OSStatus get_in_place(Unit&, Place, void* data) { return answer(data, UInt32{0}); }
+  static OSStatus get_bypass(Unit& unit, Place, void* data) {
+    return answer(data, UInt32{unit.bypass_.load(std::memory_order_relaxed)});
   }
-  static OSStatus set_connection(Unit& unit, Place, const void* data) {
-    const auto connection = read<AudioUnitConnection>(data);
-    if (connection.destInputNumber != 0) return kAudioUnitErr_InvalidElement;
-    set_source(unit, {.unit = connection.sourceAudioUnit, .bus = connection.sourceOutputNumber},
-               connection.sourceAudioUnit != nullptr);
-    return noErr;
-  }
-  static OSStatus set_transport(Unit& unit, Place, const void* data) {
-    const auto info = read<HostCallbackInfo>(data);
-    unit.transport_.store(unit.transport_store_.keep({info}), std::memory_order_release);
-    return noErr;
-  }
-  static OSStatus set_bypass(Unit& unit, Place, const void* data) {
-    const UInt32 on = read<UInt32>(data) != 0 ? 1 : 0;
+  static OSStatus set_bypass(Unit& unit, const void* data) {
+    const bool on = read<UInt32>(data) != 0;
     unit.bypass_.store(on, std::memory_order_relaxed);
-    if (unit.ports_.enabled) unit.parameters_.set(*unit.ports_.enabled, on != 0 ? 0.0f : 1.0f);
-    unit.listeners_.notify(kAudioUnitProperty_BypassEffect);
+    if (unit.ports_.enabled) unit.parameters_.set(*unit.ports_.enabled, on ? 0.0f : 1.0f);
     return noErr;
   }
-  static OSStatus set_offline(Unit& unit, Place, const void* data) {
-    const UInt32 on = read<UInt32>(data) != 0 ? 1 : 0;
+
+  // What the caller supplies. The render thread reads the functions without a lock.
+
+  static OSStatus set_callback(Unit& unit, const void* data) {
+    if (unit.is_initialized()) return kAudioUnitErr_Initialized;
+    unit.input_ = read<AURenderCallbackStruct>(data);
+    return noErr;
+  }
+  static OSStatus set_transport(Unit& unit, const void* data) {
+    if (unit.is_initialized()) return kAudioUnitErr_Initialized;
+    unit.transport_ = read<HostCallbackInfo>(data);
+    return noErr;
+  }
+  static OSStatus get_offline(Unit& unit, Place, void* data) {
+    return answer(data, UInt32{unit.offline_.load(std::memory_order_relaxed)});
+  }
+  static OSStatus set_offline(Unit& unit, const void* data) {
+    const bool on = read<UInt32>(data) != 0;
     unit.offline_.store(on, std::memory_order_relaxed);
     if (unit.ports_.free_wheeling)
-      unit.parameters_.set(*unit.ports_.free_wheeling, on != 0 ? 1.0f : 0.0f);
-    unit.listeners_.notify(kAudioUnitProperty_OfflineRender);
+      unit.parameters_.set(*unit.ports_.free_wheeling, on ? 1.0f : 0.0f);
     return noErr;
   }
-  static OSStatus set_allocate(Unit& unit, Place place, const void* data) {
-    if (unit.is_initialized()) return kAudioUnitErr_Initialized;
-    // The output's own buffers exist in any case; they are used when the caller brings none.
-    if (place.scope == kAudioUnitScope_Input)
-      unit.offers_input_.store(read<UInt32>(data) != 0 ? 1 : 0, std::memory_order_relaxed);
-    return noErr;
+
+  // State
+
+  static OSStatus get_class_info(Unit& unit, Place, void* data) {
+    return answer(data, unit.copy_class_info());
   }
-  static OSStatus set_in_place(Unit&, Place, const void* data) {
-    return read<UInt32>(data) == 0 ? OSStatus{noErr} : OSStatus{kAudioUnitErr_InvalidPropertyValue};
+  static OSStatus set_class_info(Unit& unit, const void* data) {
+    return unit.set_class_info(read<CFPropertyListRef>(data));
+  }
+  static OSStatus get_factory_presets(Unit& unit, Place, void* data) {
+    return answer(data, unit.copy_factory_presets());
   }
   static OSStatus get_present_preset(Unit& unit, Place, void* data) {
     return answer(data, AUPreset{unit.preset_number_, copy_cf_string(unit.preset_name_)});
   }
+  static OSStatus set_present_preset(Unit& unit, const void* data) {
+    return unit.load_factory_preset(read<AUPreset>(data).presetNumber);
+  }
+
+  // Parameters
+
+  static std::size_t count_parameters(const Unit& unit) { return unit.parameters_.listed().size(); }
+  static OSStatus get_parameter_list(Unit& unit, Place, void* data) {
+    const std::vector<AudioUnitParameterID> ids = unit.parameters_.listed();
+    std::copy(ids.begin(), ids.end(), static_cast<AudioUnitParameterID*>(data));
+    return noErr;
+  }
+  static OSStatus get_parameter_info(Unit& unit, Place place, void* data) {
+    const std::uint32_t id = place.element;
+    return answer(data, parameter_info(unit.plugin_->ports[id], unit.parameters_.range(id)));
+  }
+  static OSStatus get_value_strings(Unit& unit, Place place, void* data) {
+    const std::uint32_t id = place.element;
+    const CFArrayRef names =
+        copy_value_strings(unit.plugin_->ports[id], unit.parameters_.range(id));
+    return names != nullptr ? answer(data, names) : OSStatus{kAudioUnitErr_InvalidProperty};
+  }
+  static OSStatus get_string_from_value(Unit& unit, Place, void* data) {
+    auto asked = read<AudioUnitParameterStringFromValue>(data);
+    const std::uint32_t id = asked.inParamID;
+    if (!unit.parameters_.is_readable(id)) return kAudioUnitErr_InvalidParameter;
+    const float value = asked.inValue != nullptr ? *asked.inValue : unit.parameters_.value(id);
+    asked.outString = copy_value_text(unit.plugin_->ports[id], value);
+    return answer(data, asked);
+  }
+  static OSStatus get_value_from_string(Unit& unit, Place, void* data) {
+    auto asked = read<AudioUnitParameterValueFromString>(data);
+    const std::uint32_t id = asked.inParamID;
+    if (!unit.parameters_.is_readable(id)) return kAudioUnitErr_InvalidParameter;
+    const auto value = value_of_text(unit.plugin_->ports[id], text_of(asked.inString));
+    if (!value) return kAudioUnitErr_InvalidPropertyValue;
+    asked.outValue = *value;
+    return answer(data, asked);
+  }
+
+  // Editor
+
   static OSStatus get_cocoa_ui(Unit& unit, Place, void* data) {
     AudioUnitCocoaViewInfo view{};
     view.mCocoaAUViewBundleLocation = CFURLCreateFromFileSystemRepresentation(
@@ -178,192 +228,118 @@ struct UnitProperties {
     view.mCocoaAUViewClass[0] = copy_cf_string(editor_factory_class);
     return answer(data, view);
   }
-  static OSStatus get_parameter_list(Unit& unit, Place place, void* data) {
-    if (place.scope == kAudioUnitScope_Global) {
-      const std::vector<AudioUnitParameterID> ids = unit.parameters_.listed();
-      std::memcpy(data, ids.data(), ids.size() * sizeof ids[0]);
-    }
-    return noErr;
-  }
-  static OSStatus get_name(Unit& unit, Place, void* data) {
-    auto asked = read<AudioUnitParameterIDName>(data);
-    if (!unit.parameters_.is_readable(asked.inID)) return kAudioUnitErr_InvalidParameter;
-    asked.outName = unit.parameters_.copy_name(asked.inID, asked.inDesiredLength);
-    return answer(data, asked);
-  }
-  static OSStatus get_value_strings(Unit& unit, Place place, void* data) {
-    const CFArrayRef names = unit.parameters_.copy_value_strings(place.element);
-    return names != nullptr ? answer(data, names) : OSStatus{kAudioUnitErr_InvalidProperty};
-  }
-  static OSStatus get_string_from_value(Unit& unit, Place, void* data) {
-    auto asked = read<AudioUnitParameterStringFromValue>(data);
-    if (!unit.parameters_.is_readable(asked.inParamID)) return kAudioUnitErr_InvalidParameter;
-    const float value =
-        asked.inValue != nullptr ? *asked.inValue : unit.parameters_.value(asked.inParamID);
-    asked.outString = unit.parameters_.copy_text(asked.inParamID, value);
-    return answer(data, asked);
-  }
-  static OSStatus get_value_from_string(Unit& unit, Place, void* data) {
-    auto asked = read<AudioUnitParameterValueFromString>(data);
-    if (!unit.parameters_.is_readable(asked.inParamID)) return kAudioUnitErr_InvalidParameter;
-    if (!unit.parameters_.value_of(asked.inParamID, text_of(asked.inString), &asked.outValue))
-      return kAudioUnitErr_InvalidPropertyValue;
-    return answer(data, asked);
-  }
-  static UInt32 element_count(const Unit& unit, AudioUnitScope scope) {
-    switch (scope) {
-      case kAudioUnitScope_Global:
-      case kAudioUnitScope_Output:
-        return 1;
-      case kAudioUnitScope_Input:
-        return unit.ports_.has_input_bus ? 1 : 0;
-      default:
-        return 0;
-    }
+  static OSStatus get_editor_link(Unit& unit, Place, void* data) {
+    return answer(data, static_cast<EditorLink*>(unit.editor_.get()));
   }
 
-  static const Row* find(AudioUnitPropertyID id);
-  static OSStatus locate(Unit& unit, AudioUnitPropertyID id, Place place, const Row** row);
+  static OSStatus locate(const Unit& unit, AudioUnitPropertyID id, Place place, const Row** row);
 };
 
 // No tail time: nothing in a plugin's description tells how long it rings, and a host that is told
 // of no such property must not take it for none.
 constinit const UnitProperties::Row UnitProperties::rows[] = {
-    {kAudioUnitProperty_ClassInfo, global_scope, false, sizeof(CFPropertyListRef), nullptr, nullptr,
-     [](Unit& unit, Place, void* data) { return answer(data, unit.copy_class_info()); },
-     [](Unit& unit, Place, const void* data) {
-       return unit.set_class_info(read<CFPropertyListRef>(data));
-     }},
-    {kAudioUnitProperty_MakeConnection, input_scope, false, sizeof(AudioUnitConnection), nullptr,
-     nullptr, nullptr, &set_connection},
-    {kAudioUnitProperty_SampleRate, global_scope | input_scope | output_scope, false, sizeof(Float64), nullptr,
-     nullptr, [](Unit& unit, Place, void* data) { return answer(data, unit.sample_rate_); },
-     &set_sample_rate},
-    {kAudioUnitProperty_ParameterList, any_scope, false, 0,
-     [](Unit& unit, Place place) -> UInt32 {
-       const std::size_t count =
-           place.scope == kAudioUnitScope_Global ? unit.parameters_.listed().size() : 0;
-       return static_cast<UInt32>(count * sizeof(AudioUnitParameterID));
-     },
-     nullptr, &get_parameter_list, nullptr},
-    {kAudioUnitProperty_ParameterInfo, global_scope, true, sizeof(AudioUnitParameterInfo), nullptr,
-     nullptr,
-     [](Unit& unit, Place place, void* data) {
-       return answer(data, unit.parameters_.info(place.element));
-     },
-     nullptr},
-    {kAudioUnitProperty_StreamFormat, global_scope | input_scope | output_scope, false,
-     sizeof(AudioStreamBasicDescription), nullptr, nullptr,
-     [](Unit& unit, Place, void* data) { return answer(data, format_at(unit.sample_rate_)); },
-     &set_format},
-    {kAudioUnitProperty_ElementCount, any_scope, false, sizeof(UInt32), nullptr, nullptr,
-     [](Unit& unit, Place place, void* data) {
-       return answer(data, element_count(unit, place.scope));
-     },
-     nullptr},
-    {kAudioUnitProperty_Latency, global_scope, false, sizeof(Float64), nullptr, nullptr,
-     [](Unit& unit, Place, void* data) { return answer(data, Float64{unit.latency_seconds()}); },
-     nullptr},
-    {kAudioUnitProperty_SupportedNumChannels, global_scope, false, sizeof(AUChannelInfo), nullptr,
-     nullptr,
-     [](Unit& unit, Place, void* data) {
-       const auto inputs = static_cast<SInt16>(unit.ports_.has_input_bus ? 2 : 0);
-       return answer(data, AUChannelInfo{inputs, 2});
-     },
-     nullptr},
-    {kAudioUnitProperty_MaximumFramesPerSlice, global_scope, false, sizeof(UInt32), nullptr, nullptr,
-     [](Unit& unit, Place, void* data) { return answer(data, unit.max_frames_); },
-     &set_max_frames},
-    {kAudioUnitProperty_ParameterValueStrings, global_scope, true, sizeof(CFArrayRef), nullptr,
-     [](const Unit& unit, Place place) {
-       const CFArrayRef names = unit.parameters_.copy_value_strings(place.element);
-       if (names != nullptr) CFRelease(names);
-       return names != nullptr;
-     },
-     &get_value_strings, nullptr},
-    {kAudioUnitProperty_BypassEffect, global_scope, false, sizeof(UInt32), nullptr, &is_effect,
-     [](Unit& unit, Place, void* data) {
-       return answer(data, unit.bypass_.load(std::memory_order_relaxed));
-     },
-     &set_bypass},
-    {kAudioUnitProperty_LastRenderError, global_scope, false, sizeof(OSStatus), nullptr, nullptr,
-     [](Unit& unit, Place, void* data) {
-       return answer(data, unit.last_error_.exchange(noErr, std::memory_order_relaxed));
-     },
-     nullptr},
-    {kAudioUnitProperty_SetRenderCallback, input_scope, false, sizeof(AURenderCallbackStruct), nullptr,
-     nullptr, nullptr, &set_callback},
-    {kAudioUnitProperty_FactoryPresets, global_scope, false, sizeof(CFArrayRef), nullptr, &has_presets,
-     [](Unit& unit, Place, void* data) { return answer(data, unit.copy_factory_presets()); },
-     nullptr},
-    {kAudioUnitProperty_HostCallbacks, global_scope, false, sizeof(HostCallbackInfo), nullptr, nullptr,
-     nullptr, &set_transport},
-    {kAudioUnitProperty_InPlaceProcessing, global_scope, false, sizeof(UInt32), nullptr, &is_effect,
-     [](Unit&, Place, void* data) { return answer(data, UInt32{0}); }, &set_in_place},
-    {kAudioUnitProperty_CocoaUI, global_scope, false, sizeof(AudioUnitCocoaViewInfo), nullptr, &has_view,
-     &get_cocoa_ui, nullptr},
-    {editor_link_property, global_scope, false, sizeof(EditorLink*), nullptr, &has_view,
-     [](Unit& unit, Place, void* data) {
-       return answer(data, static_cast<EditorLink*>(unit.editor_.get()));
-     },
-     nullptr},
-    {kAudioUnitProperty_ParameterIDName, global_scope, false, sizeof(AudioUnitParameterIDName), nullptr,
-     nullptr, &get_name, nullptr},
-    {kAudioUnitProperty_ParameterStringFromValue, global_scope, false,
-     sizeof(AudioUnitParameterStringFromValue), nullptr, nullptr, &get_string_from_value, nullptr},
-    {kAudioUnitProperty_PresentPreset, global_scope, false, sizeof(AUPreset), nullptr, nullptr,
-     &get_present_preset,
-     [](Unit& unit, Place, const void* data) {
-       return unit.set_present_preset(read<AUPreset>(data));
-     }},
-    {kAudioUnitProperty_OfflineRender, global_scope, false, sizeof(UInt32), nullptr, nullptr,
-     [](Unit& unit, Place, void* data) {
-       return answer(data, unit.offline_.load(std::memory_order_relaxed));
-     },
-     &set_offline},
-    {kAudioUnitProperty_ParameterValueFromString, global_scope, false,
-     sizeof(AudioUnitParameterValueFromString), nullptr, nullptr, &get_value_from_string, nullptr},
-    {kAudioUnitProperty_ShouldAllocateBuffer, input_scope | output_scope, false, sizeof(UInt32), nullptr,
-     nullptr,
-     [](Unit& unit, Place place, void* data) {
-       return answer(data, place.scope == kAudioUnitScope_Output
-                               ? UInt32{1}
-                               : unit.offers_input_.load(std::memory_order_relaxed));
-     },
-     &set_allocate},
-    {kMusicDeviceProperty_InstrumentCount, global_scope, false, sizeof(UInt32), nullptr, &is_instrument,
-     [](Unit&, Place, void* data) { return answer(data, UInt32{0}); }, nullptr},
+    {.id = kAudioUnitProperty_StreamFormat,
+     .size = sizeof(AudioStreamBasicDescription),
+     .scopes = input_scope | output_scope,
+     .get = &get_format,
+     .set = &set_format},
+    {.id = kAudioUnitProperty_ElementCount,
+     .size = sizeof(UInt32),
+     .scopes = input_scope | output_scope,
+     .get = &get_element_count},
+    {.id = kAudioUnitProperty_SupportedNumChannels,
+     .size = sizeof(AUChannelInfo),
+     .get = &get_channels},
+    {.id = kAudioUnitProperty_MaximumFramesPerSlice,
+     .size = sizeof(UInt32),
+     .get = &get_max_frames,
+     .set = &set_max_frames},
+    {.id = kAudioUnitProperty_Latency, .size = sizeof(Float64), .get = &get_latency},
+    {.id = kAudioUnitProperty_InPlaceProcessing,
+     .size = sizeof(UInt32),
+     .exists = &is_effect,
+     .get = &get_in_place},
+    {.id = kAudioUnitProperty_BypassEffect,
+     .size = sizeof(UInt32),
+     .exists = &is_effect,
+     .get = &get_bypass,
+     .set = &set_bypass},
+    {.id = kAudioUnitProperty_SetRenderCallback,
+     .size = sizeof(AURenderCallbackStruct),
+     .scopes = input_scope,
+     .set = &set_callback},
+    {.id = kAudioUnitProperty_HostCallbacks,
+     .size = sizeof(HostCallbackInfo),
+     .set = &set_transport},
+    {.id = kAudioUnitProperty_OfflineRender,
+     .size = sizeof(UInt32),
+     .get = &get_offline,
+     .set = &set_offline},
+    {.id = kAudioUnitProperty_ClassInfo,
+     .size = sizeof(CFPropertyListRef),
+     .get = &get_class_info,
+     .set = &set_class_info},
+    {.id = kAudioUnitProperty_FactoryPresets,
+     .size = sizeof(CFArrayRef),
+     .exists = &has_presets,
+     .get = &get_factory_presets},
+    {.id = kAudioUnitProperty_PresentPreset,
+     .size = sizeof(AUPreset),
+     .get = &get_present_preset,
+     .set = &set_present_preset},
+    {.id = kAudioUnitProperty_ParameterList,
+     .size = sizeof(AudioUnitParameterID),
+     .get = &get_parameter_list,
+     .count = &count_parameters},
+    {.id = kAudioUnitProperty_ParameterInfo,
+     .size = sizeof(AudioUnitParameterInfo),
+     .is_of_parameter = true,
+     .get = &get_parameter_info},
+    {.id = kAudioUnitProperty_ParameterValueStrings,
+     .size = sizeof(CFArrayRef),
+     .is_of_parameter = true,
+     .get = &get_value_strings},
+    {.id = kAudioUnitProperty_ParameterStringFromValue,
+     .size = sizeof(AudioUnitParameterStringFromValue),
+     .get = &get_string_from_value},
+    {.id = kAudioUnitProperty_ParameterValueFromString,
+     .size = sizeof(AudioUnitParameterValueFromString),
+     .get = &get_value_from_string},
+    {.id = kAudioUnitProperty_CocoaUI,
+     .size = sizeof(AudioUnitCocoaViewInfo),
+     .exists = &has_view,
+     .get = &get_cocoa_ui},
+    {.id = editor_link_property,
+     .size = sizeof(EditorLink*),
+     .exists = &has_view,
+     .get = &get_editor_link},
 };
 
-const UnitProperties::Row* UnitProperties::find(AudioUnitPropertyID id) {
-  const auto* row = std::find_if(std::begin(rows), std::end(rows),
-                                 [id](const Row& candidate) { return candidate.id == id; });
-  return row != std::end(rows) ? row : nullptr;
-}
-
-OSStatus UnitProperties::locate(Unit& unit, AudioUnitPropertyID id, Place place, const Row** row) {
-  *row = find(id);
-  if (*row == nullptr) return kAudioUnitErr_InvalidProperty;
-  if (place.scope > kAudioUnitScope_LayerItem || ((*row)->scopes & bit(place.scope)) == 0)
-    return kAudioUnitErr_InvalidScope;
-  if ((*row)->element_is_parameter) {
-    if (!unit.parameters_.is_readable(place.element)) return kAudioUnitErr_InvalidParameter;
-  } else if (id != kAudioUnitProperty_ElementCount && id != kAudioUnitProperty_ParameterList &&
-             place.element >= element_count(unit, place.scope)) {
-    return kAudioUnitErr_InvalidElement;
-  }
-  if ((*row)->exists != nullptr && !(*row)->exists(unit, place))
+OSStatus UnitProperties::locate(const Unit& unit, AudioUnitPropertyID id, Place place,
+                                const Row** row) {
+  *row = std::find_if(std::begin(rows), std::end(rows),
+                      [id](const Row& candidate) { return candidate.id == id; });
+  if (*row == std::end(rows) || ((*row)->exists != nullptr && !(*row)->exists(unit)))
     return kAudioUnitErr_InvalidProperty;
-  return noErr;
+  if (place.scope > kAudioUnitScope_Output || ((*row)->scopes & bit(place.scope)) == 0)
+    return kAudioUnitErr_InvalidScope;
+  if ((*row)->is_of_parameter)
+    return unit.parameters_.is_readable(place.element) ? OSStatus{noErr}
+                                                       : OSStatus{kAudioUnitErr_InvalidParameter};
+  const bool is_there = id == kAudioUnitProperty_ElementCount
+                            ? place.element == 0
+                            : place.element < buses(unit, place.scope);
+  return is_there ? OSStatus{noErr} : OSStatus{kAudioUnitErr_InvalidElement};
 }
 
 OSStatus PluginUnit::property_info(AudioUnitPropertyID id, AudioUnitScope scope,
                                    AudioUnitElement element, UInt32* size, Boolean* writable) {
   const UnitProperties::Row* row = nullptr;
-  const PropertyPlace place{scope, element};
-  if (const OSStatus status = UnitProperties::locate(*this, id, place, &row); status != noErr)
+  if (const OSStatus status = UnitProperties::locate(*this, id, {scope, element}, &row);
+      status != noErr) {
     return status;
-  if (size != nullptr) *size = row->size != 0 ? row->size : row->size_of(*this, place);
+  }
+  if (size != nullptr) *size = row->bytes(*this);
   if (writable != nullptr) *writable = row->set != nullptr;
   return noErr;
 }
@@ -372,48 +348,25 @@ OSStatus PluginUnit::get_property(AudioUnitPropertyID id, AudioUnitScope scope,
                                   AudioUnitElement element, void* data, UInt32* size) {
   const UnitProperties::Row* row = nullptr;
   const PropertyPlace place{scope, element};
-  if (size == nullptr) return kAudio_ParamError;
   if (const OSStatus status = UnitProperties::locate(*this, id, place, &row); status != noErr)
     return status;
   if (row->get == nullptr) return kAudioUnitErr_InvalidProperty;
-  const UInt32 full = row->size != 0 ? row->size : row->size_of(*this, place);
-  if (data == nullptr) {
-    *size = full;
-    return noErr;
-  }
-  if (*size == 0) return kAudio_ParamError;
-  if (*size >= full) {
-    *size = full;
-    return row->get(*this, place, data);
-  }
-  // A part of a list or record is copied; of a reference it would be of no use to anyone.
-  const bool is_list = row->size == 0 || id == kAudioUnitProperty_StreamFormat;
-  if (!is_list) return kAudioUnitErr_InvalidPropertyValue;
-  std::vector<std::byte> whole(full);
-  const OSStatus status = row->get(*this, place, whole.data());
-  std::memcpy(data, whole.data(), *size);
-  return status;
+  if (data == nullptr || size == nullptr) return kAudio_ParamError;
+  if (*size < row->bytes(*this)) return kAudioUnitErr_InvalidPropertyValue;
+  *size = row->bytes(*this);
+  return row->get(*this, place, data);
 }
 
 OSStatus PluginUnit::set_property(AudioUnitPropertyID id, AudioUnitScope scope,
                                   AudioUnitElement element, const void* data, UInt32 size) {
   const UnitProperties::Row* row = nullptr;
-  const PropertyPlace place{scope, element};
-  if (const OSStatus status = UnitProperties::locate(*this, id, place, &row); status != noErr)
+  if (const OSStatus status = UnitProperties::locate(*this, id, {scope, element}, &row);
+      status != noErr) {
     return status;
+  }
   if (row->set == nullptr) return kAudioUnitErr_PropertyNotWritable;
-  if (data == nullptr || size == 0) {
-    return (data == nullptr) == (size == 0) ? OSStatus{kAudioUnitErr_InvalidPropertyValue}
-                                            : OSStatus{kAudio_ParamError};
-  }
-  if (id == kAudioUnitProperty_HostCallbacks &&
-      size == offsetof(HostCallbackInfo, transportStateProc2)) {
-    HostCallbackInfo older{};
-    std::memcpy(&older, data, size);
-    return row->set(*this, place, &older);
-  }
-  if (size < row->size) return kAudioUnitErr_InvalidPropertyValue;
-  return row->set(*this, place, data);
+  if (data == nullptr || size < row->size) return kAudioUnitErr_InvalidPropertyValue;
+  return row->set(*this, data);
 }
 
 }  // namespace vesk::lv2

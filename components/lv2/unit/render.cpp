@@ -55,38 +55,33 @@ UInt32 message_bytes(UInt32 status) noexcept VESK_REALTIME {
 OSStatus PluginUnit::render(AudioUnitRenderActionFlags* flags, const AudioTimeStamp* time,
                             UInt32 bus, UInt32 frames,
                             AudioBufferList* data) noexcept VESK_REALTIME {
-  OSStatus status = check_arguments(time, bus, frames, data);
-  if (status == noErr) {
-    const AudioUnitRenderActionFlags given = flags != nullptr ? *flags : 0;
-    notifies_.call(given | kAudioUnitRenderAction_PreRender, *time, bus, frames, *data);
-    status = render_period(*time, frames, *data);
-    const AudioUnitRenderActionFlags outcome =
-        status == noErr ? 0 : kAudioUnitRenderAction_PostRenderError;
-    notifies_.call(given | kAudioUnitRenderAction_PostRender | outcome, *time, bus, frames, *data);
-    if (status == noErr && flags != nullptr)
-      *flags &= ~static_cast<AudioUnitRenderActionFlags>(kAudioUnitRenderAction_OutputIsSilence);
-  }
-  if (status != noErr) remember_error(status);
+  if (time == nullptr || data == nullptr) return kAudio_ParamError;
+  if (bus != 0) return kAudioUnitErr_InvalidElement;
+  // While it is out, the control thread leaves alone what a period needs: formats, functions of the
+  // host, buffers, events.
+  Instance* instance = slot_.borrow();
+  if (instance == nullptr) return kAudioUnitErr_Uninitialized;
+  OSStatus status = check_buffers(frames, *data);
+  if (status == noErr) status = render_period(*instance, *time, frames, *data);
+  slot_.give_back(instance);
+  if (status == noErr && flags != nullptr)
+    *flags &= ~static_cast<AudioUnitRenderActionFlags>(kAudioUnitRenderAction_OutputIsSilence);
   return status;
 }
 
-OSStatus PluginUnit::check_arguments(const AudioTimeStamp* time, UInt32 bus, UInt32 frames,
-                                     const AudioBufferList* data) const noexcept VESK_REALTIME {
-  if (time == nullptr || data == nullptr) return kAudio_ParamError;
-  // Acquire: what initialize made is visible once this is true.
-  if (!initialized_.load(std::memory_order_acquire)) return kAudioUnitErr_Uninitialized;
-  if (bus != 0) return kAudioUnitErr_InvalidElement;
+OSStatus PluginUnit::check_buffers(UInt32 frames,
+                                   const AudioBufferList& data) const noexcept VESK_REALTIME {
   if (frames > max_frames_) return kAudioUnitErr_TooManyFramesToProcess;
-  if (data->mNumberBuffers != 2) return kAudio_ParamError;
+  if (data.mNumberBuffers != 2) return kAudio_ParamError;
   for (UInt32 i = 0; i < 2; ++i) {
-    const AudioBuffer& buffer = data->mBuffers[i];
+    const AudioBuffer& buffer = data.mBuffers[i];
     if (buffer.mData != nullptr && buffer.mDataByteSize < frames * sample_bytes)
       return kAudio_ParamError;
   }
   return noErr;
 }
 
-OSStatus PluginUnit::render_period(const AudioTimeStamp& time, UInt32 frames,
+OSStatus PluginUnit::render_period(Instance& instance, const AudioTimeStamp& time, UInt32 frames,
                                    AudioBufferList& data) noexcept VESK_REALTIME {
   Period period;
   period.frames = frames;
@@ -103,54 +98,34 @@ OSStatus PluginUnit::render_period(const AudioTimeStamp& time, UInt32 frames,
       return status;
     keep_input_apart(period.inputs, period.outputs, frames);
   }
-  Instance* instance = slot_.borrow();
-  if (instance == nullptr) {
-    // Being reset at this moment.
-    for (float* output : period.outputs) std::memset(output, 0, bytes_of(frames));
-    return noErr;
-  }
-  // Events are read only while the instance is out, which keeps a reset away from them.
-  if (ports_.has_input_bus && !ports_.enabled && bypass_.load(std::memory_order_relaxed) != 0) {
+  if (ports_.has_input_bus && !ports_.enabled && bypass_.load(std::memory_order_relaxed)) {
     for (UInt32 i = 0; i < 2; ++i)
       std::memcpy(period.outputs[i], period.inputs[i], bytes_of(frames));
     midi_.clear();
-    slot_.give_back(instance);
     return noErr;
   }
-  const Position position = position_at(time);
-  period.position = &position;
+  period.position = position_at(time);
   period.midi = midi_.collect(frames);
   period.editor = editor_ != nullptr ? editor_->feed() : nullptr;
-  period.wait_for_work = offline_.load(std::memory_order_relaxed) != 0;
-  instance->render(period);
-  const float latency = instance->latency_frames();
+  period.wait_for_work = offline_.load(std::memory_order_relaxed);
+  instance.render(period);
   midi_.release();
-  slot_.give_back(instance);
-  next_frame_ = position.frame + frames;
-  last_frames_ = frames;
-  if (latency_frames_.load(std::memory_order_relaxed) != latency) {
-    latency_frames_.store(latency, std::memory_order_relaxed);
-    listeners_.latency_changed();
-  }
+  next_frame_ = period.position.frame + frames;
+  latency_frames_.store(instance.latency_frames(), std::memory_order_relaxed);
   return noErr;
 }
 
 OSStatus PluginUnit::pull_input(const AudioTimeStamp& time, UInt32 frames,
                                 const float* inputs[2]) noexcept VESK_REALTIME {
-  const InputSource* source = input_.load(std::memory_order_acquire);
-  if (source == nullptr) return kAudioUnitErr_NoConnection;
+  if (input_.inputProc == nullptr) return kAudioUnitErr_NoConnection;
   // No buffer is offered: the pointers that come back go to the plugin's ports as they are.
-  const bool offers = source->unit == nullptr && offers_input_.load(std::memory_order_relaxed) != 0;
   StereoList pulled;
   pulled.list.mNumberBuffers = 2;
   AudioBuffer* buffers = pulled.list.mBuffers;
-  for (UInt32 i = 0; i < 2; ++i)
-    buffers[i] = {1, frames * sample_bytes, offers ? own_input_.channel[i] : nullptr};
+  for (UInt32 i = 0; i < 2; ++i) buffers[i] = {1, frames * sample_bytes, nullptr};
   AudioUnitRenderActionFlags flags = 0;
   const OSStatus status =
-      source->unit != nullptr
-          ? AudioUnitRender(source->unit, &flags, &time, source->bus, frames, &pulled.list)
-          : source->proc(source->user, &flags, &time, 0, frames, &pulled.list);
+      input_.inputProc(input_.inputProcRefCon, &flags, &time, 0, frames, &pulled.list);
   if (status != noErr) return status;
   for (UInt32 i = 0; i < 2; ++i) {
     if (buffers[i].mData == nullptr) {
@@ -179,17 +154,15 @@ void PluginUnit::keep_input_apart(const float* inputs[2], float* const outputs[2
 
 Position PluginUnit::position_at(const AudioTimeStamp& time) noexcept VESK_REALTIME {
   Position position;
-  position.urids = &urids_;
   const bool known =
       (time.mFlags & kAudioTimeStampSampleTimeValid) != 0 && std::fabs(time.mSampleTime) < 9.0e15;
   position.frame = known ? static_cast<std::int64_t>(time.mSampleTime) : next_frame_;
-  if (const HostTransport* host = transport_.load(std::memory_order_acquire))
-    ask_transport(host->info, position);
+  ask_transport(position);
   return position;
 }
 
-void PluginUnit::ask_transport(const HostCallbackInfo& host,
-                               Position& position) noexcept VESK_REALTIME {
+void PluginUnit::ask_transport(Position& position) noexcept VESK_REALTIME {
+  const HostCallbackInfo& host = transport_;
   // The host gave these functions to be called inside its own render call.
 #pragma clang diagnostic push
 #pragma clang diagnostic ignored "-Wfunction-effects"
@@ -225,12 +198,6 @@ void PluginUnit::ask_transport(const HostCallbackInfo& host,
 #pragma clang diagnostic pop
 }
 
-void PluginUnit::remember_error(OSStatus status) noexcept VESK_REALTIME {
-  OSStatus none = noErr;
-  if (last_error_.compare_exchange_strong(none, status, std::memory_order_relaxed))
-    listeners_.render_failed();
-}
-
 OSStatus PluginUnit::get_parameter(AudioUnitParameterID id, AudioUnitScope scope,
                                    AudioUnitElement element,
                                    AudioUnitParameterValue* value) const noexcept VESK_REALTIME {
@@ -253,27 +220,6 @@ OSStatus PluginUnit::set_parameter(AudioUnitParameterID id, AudioUnitScope scope
   return noErr;
 }
 
-OSStatus PluginUnit::schedule(const AudioUnitParameterEvent* events,
-                              UInt32 count) noexcept VESK_REALTIME {
-  if (events == nullptr && count != 0) return kAudio_ParamError;
-  // Control ports hold one value a period, and cutting a period changes what many plugins play.
-  for (UInt32 i = 0; i < count; ++i) {
-    const AudioUnitParameterEvent& event = events[i];
-    float value = event.eventValues.immediate.value;
-    if (event.eventType == kParameterEvent_Ramped) {
-      const auto& ramp = event.eventValues.ramp;
-      const float done =
-          static_cast<float>(last_frames_) - static_cast<float>(ramp.startBufferOffset);
-      const float length = static_cast<float>(std::max<UInt32>(ramp.durationInFrames, 1));
-      const float part = std::clamp(done / length, 0.0f, 1.0f);
-      value = ramp.startValue + (ramp.endValue - ramp.startValue) * part;
-    }
-    const OSStatus status = set_parameter(event.parameter, event.scope, event.element, value);
-    if (status != noErr) return status;
-  }
-  return noErr;
-}
-
 OSStatus PluginUnit::midi(UInt32 status, UInt32 data1, UInt32 data2,
                           UInt32 offset) noexcept VESK_REALTIME {
   if (!ports_.takes_midi) return kAudio_UnimplementedError;
@@ -284,14 +230,6 @@ OSStatus PluginUnit::midi(UInt32 status, UInt32 data1, UInt32 data2,
   const UInt8 bytes[3] = {static_cast<UInt8>(status), static_cast<UInt8>(data1 & 0x7f),
                           static_cast<UInt8>(data2 & 0x7f)};
   if (!midi_.push(offset, bytes, size)) return kAudio_MemFullError;
-  return noErr;
-}
-
-OSStatus PluginUnit::sysex(const UInt8* bytes, UInt32 length) noexcept VESK_REALTIME {
-  if (!ports_.takes_midi) return kAudio_UnimplementedError;
-  if (!initialized_.load(std::memory_order_acquire)) return kAudioUnitErr_Uninitialized;
-  if (bytes == nullptr || length < 2) return kAudio_ParamError;
-  if (!midi_.push(0, bytes, length)) return kAudio_MemFullError;
   return noErr;
 }
 

@@ -1,5 +1,6 @@
 /* Draws its MIDI: a note-on puts key / 128 into the left and velocity / 128 into the right channel
- * at its frame, added where several meet; anything else, with its length, is counted. */
+ * at its frame, added where several meet; anything else, with its length, is counted. Shows the
+ * last position it was told. */
 #include <lv2/atom/util.h>
 #include <lv2/midi/midi.h>
 #include <lv2/time/time.h>
@@ -8,13 +9,17 @@
 
 #include "test_plugins.h"
 
-enum { kEvents, kLeft, kRight, kOtherBytes, kPositions, kFrame, kDisorder };
+enum { kEvents, kLeft, kRight, kOtherBytes, kPositions, kDisorder, kFirstOfPosition };
+enum { kFrame, kSpeed, kTempo, kBar, kBarBeat, kPositionKeys };
+enum { kPorts = kFirstOfPosition + kPositionKeys };
 
 typedef struct {
   const LV2_Atom_Sequence* events;
-  float* ports[7];
-  LV2_URID midi, object, position, frame;
-  float other_bytes, positions, last_frame, disorder;
+  float* ports[kPorts];
+  LV2_URID midi, object, integer;
+  LV2_URID keys[kPositionKeys];
+  float position[kPositionKeys];
+  float other_bytes, positions, disorder;
 } Events;
 
 static LV2_Handle instantiate(const LV2_Descriptor* descriptor, double rate, const char* bundle,
@@ -25,8 +30,10 @@ static LV2_Handle instantiate(const LV2_Descriptor* descriptor, double rate, con
   Events* self = calloc(1, sizeof(Events));
   self->midi = map->map(map->handle, LV2_MIDI__MidiEvent);
   self->object = map->map(map->handle, LV2_ATOM__Object);
-  self->position = map->map(map->handle, LV2_TIME__Position);
-  self->frame = map->map(map->handle, LV2_TIME__frame);
+  self->integer = map->map(map->handle, LV2_ATOM__Long);
+  static const char* const keys[kPositionKeys] = {
+      LV2_TIME__frame, LV2_TIME__speed, LV2_TIME__beatsPerMinute, LV2_TIME__bar, LV2_TIME__barBeat};
+  for (int i = 0; i < kPositionKeys; ++i) self->keys[i] = map->map(map->handle, keys[i]);
   return self;
 }
 
@@ -34,14 +41,18 @@ static void connect_port(LV2_Handle handle, uint32_t port, void* data) {
   Events* self = handle;
   if (port == kEvents)
     self->events = data;
-  else if (port < 7)
+  else if (port < kPorts)
     self->ports[port] = data;
 }
 
 static void see_position(Events* self, const LV2_Atom_Event* event) {
-  const LV2_Atom* frame = NULL;
-  lv2_atom_object_get((const LV2_Atom_Object*)&event->body, self->frame, &frame, 0);
-  if (frame != NULL) self->last_frame = (float)((const LV2_Atom_Long*)frame)->body;
+  LV2_ATOM_OBJECT_FOREACH((const LV2_Atom_Object*)&event->body, property) {
+    for (int i = 0; i < kPositionKeys; ++i)
+      if (property->key == self->keys[i])
+        self->position[i] = property->value.type == self->integer
+                                ? (float)((const LV2_Atom_Long*)&property->value)->body
+                                : ((const LV2_Atom_Float*)&property->value)->body;
+  }
   self->positions += 1;
 }
 
@@ -65,8 +76,8 @@ static void run(LV2_Handle handle, uint32_t frames) {
   }
   *self->ports[kOtherBytes] = self->other_bytes;
   *self->ports[kPositions] = self->positions;
-  *self->ports[kFrame] = self->last_frame;
   *self->ports[kDisorder] = self->disorder;
+  for (int i = 0; i < kPositionKeys; ++i) *self->ports[kFirstOfPosition + i] = self->position[i];
 }
 
 const LV2_Descriptor test_events_descriptor = {

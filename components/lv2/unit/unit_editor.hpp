@@ -19,7 +19,6 @@ class UnitEditor final : public EditorLink {
 
   const Description& plugin() const override;
   const Editor& editor() const override { return editor_; }
-  AudioUnit unit() const override;
   double sample_rate() const override;
   std::uint32_t max_frames() const override;
   std::uint32_t map(const char* uri) const override;

@@ -1,4 +1,4 @@
-#include "components/lv2/unit/editor.hpp"
+#include "components/lv2/unit/unit_editor.hpp"
 
 #include <AudioToolbox/AudioUnitUtilities.h>
 
@@ -11,10 +11,6 @@ namespace vesk::lv2 {
 
 const Description& UnitEditor::plugin() const {
   return *unit_.plugin_;
-}
-
-AudioUnit UnitEditor::unit() const {
-  return unit_.listeners_.unit();
 }
 
 double UnitEditor::sample_rate() const {
@@ -36,7 +32,7 @@ const char* UnitEditor::unmap(std::uint32_t urid) const {
 LV2_Handle UnitEditor::handle() const {
   const Instance* instance =
       unit_.slot_.current() != nullptr ? unit_.slot_.current() : unit_.parked_.get();
-  return instance != nullptr ? instance->handle(0) : nullptr;
+  return instance != nullptr ? instance->handle() : nullptr;
 }
 
 EditorLink::ExtensionData UnitEditor::extension_data() const {
@@ -50,11 +46,11 @@ float UnitEditor::value(std::uint32_t port) const {
 void UnitEditor::set_value(std::uint32_t port, float value) {
   if (unit_.ports_.enabled == port) {
     const UInt32 bypass = value > 0 ? 0 : 1;
-    AudioUnitSetProperty(unit(), kAudioUnitProperty_BypassEffect, kAudioUnitScope_Global, 0,
-                         &bypass, sizeof bypass);
+    unit_.set_property(kAudioUnitProperty_BypassEffect, kAudioUnitScope_Global, 0, &bypass,
+                       sizeof bypass);
     return;
   }
-  const AudioUnitParameter parameter{unit(), port, kAudioUnitScope_Global, 0};
+  const AudioUnitParameter parameter{unit_.instance_, port, kAudioUnitScope_Global, 0};
   AUParameterSet(nullptr, nullptr, &parameter, value, 0);
 }
 
@@ -63,7 +59,7 @@ void UnitEditor::touch(std::uint32_t port, bool grabbed) {
   AudioUnitEvent event{};
   event.mEventType = grabbed ? kAudioUnitEvent_BeginParameterChangeGesture
                              : kAudioUnitEvent_EndParameterChangeGesture;
-  event.mArgument.mParameter = {unit(), port, kAudioUnitScope_Global, 0};
+  event.mArgument.mParameter = {unit_.instance_, port, kAudioUnitScope_Global, 0};
   AUEventListenerNotify(nullptr, nullptr, &event);
 }
 

@@ -20,8 +20,11 @@ CFArrayRef PluginUnit::copy_factory_presets() {
   return list;
 }
 
-OSStatus PluginUnit::load_factory_preset(std::size_t number) {
-  const Preset& preset = plugin_->presets[number];
+OSStatus PluginUnit::load_factory_preset(SInt32 number) {
+  const std::vector<Preset>& presets = plugin_->presets;
+  if (number < 0 || static_cast<std::size_t>(number) >= presets.size())
+    return kAudioUnitErr_InvalidPropertyValue;
+  const Preset& preset = presets[static_cast<std::size_t>(number)];
   std::string error;
   const std::optional<State> state = read_preset(*plugin_, preset, error);
   if (!state) {
@@ -37,22 +40,9 @@ OSStatus PluginUnit::load_factory_preset(std::size_t number) {
   }
   // A preset of control values alone leaves the rest of the plugin as it is.
   change.properties = state->properties.empty() ? present_properties() : state->properties;
-  change.preset_number = static_cast<SInt32>(number);
+  change.preset_number = number;
   change.preset_name = preset.label;
   return apply(std::move(change));
-}
-
-OSStatus PluginUnit::set_present_preset(const AUPreset& preset) {
-  if (preset.presetNumber >= 0) {
-    const auto number = static_cast<std::size_t>(preset.presetNumber);
-    return number < plugin_->presets.size() ? load_factory_preset(number)
-                                            : OSStatus{kAudioUnitErr_InvalidPropertyValue};
-  }
-  if (preset.presetName == nullptr) return kAudioUnitErr_InvalidPropertyValue;
-  preset_number_ = preset.presetNumber;
-  preset_name_ = text_of(preset.presetName);
-  listeners_.notify(kAudioUnitProperty_PresentPreset);
-  return noErr;
 }
 
 }  // namespace vesk::lv2

@@ -6,6 +6,6 @@ namespace vesk::lv2 {
 /// display answers it. Tells Qt to do without one in that case, unless the environment says
 /// already what to use. Call before such a library is opened, while no other thread reads the
 /// environment.
-void spare_qt_the_display();
+void choose_qt_platform();
 
 }  // namespace vesk::lv2

@@ -1,4 +1,4 @@
-#include "components/lv2/instance/display.hpp"
+#include "components/lv2/instance/qt_platform.hpp"
 
 #include <sys/socket.h>
 #include <sys/un.h>
@@ -38,7 +38,7 @@ bool x_display_answers(const std::string& display) {
 }  // namespace
 
 // Plugins are opened by the thread that loads a chain, before others of the host run.
-void spare_qt_the_display() {
+void choose_qt_platform() {
   const char* x_display = std::getenv("DISPLAY");
   const bool has_display = x_display != nullptr && *x_display != '\0'
                                ? x_display_answers(x_display)

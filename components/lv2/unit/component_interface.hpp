@@ -1,6 +1,6 @@
 #pragma once
 
-// The running unit: an Audio Unit around one LV2 plugin.
+// What a caller of a unit has in hands: its open, close, and methods by number.
 
 #include <AudioToolbox/AudioComponent.h>
 
