@@ -1,6 +1,8 @@
 // The cache of installed LV2 plugins, with the real scanner program and bundles made for each case.
 
 #include <gtest/gtest.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -10,8 +12,10 @@
 
 #include "components/lv2/catalogue/cache_file.hpp"
 #include "components/lv2/catalogue/component_code.hpp"
-#include "components/lv2/catalogue/library.hpp"
+#include "components/lv2/catalogue/plugin_search.hpp"
+#include "components/lv2/catalogue/record.hpp"
 #include "components/lv2/catalogue/scanner_process.hpp"
+#include "tests/support/child_process.hpp"
 #include "tests/support/lv2_bundles.hpp"
 
 namespace vesk::lv2 {
@@ -58,7 +62,7 @@ std::pair<std::string, std::string> rivals() {
 
 TEST(Lv2Codes, OfTwoRivalsEachIsFoundUnderACodeOfItsOwnAndAloneUnderEither) {
   const auto [smaller, greater] = rivals();
-  Catalogue both;
+  Index both;
   both.entries = {Entry(smaller), Entry(greater)};
   both.assign_codes();
   EXPECT_EQ(both.entries[0].code, primary_code(smaller));
@@ -66,7 +70,7 @@ TEST(Lv2Codes, OfTwoRivalsEachIsFoundUnderACodeOfItsOwnAndAloneUnderEither) {
   EXPECT_EQ(both.find_code(primary_code(greater))->uri, smaller);
   EXPECT_EQ(both.find_code(alternate_code(greater))->uri, greater);
 
-  Catalogue alone;
+  Index alone;
   alone.entries = {Entry(greater)};
   alone.assign_codes();
   EXPECT_EQ(alone.entries[0].code, primary_code(greater));
@@ -102,12 +106,23 @@ class Lv2Cache : public testing::Test {
 
   std::vector<std::string> listed() {
     std::string error;
-    const auto catalogue = list_all(error);
+    const auto index = list_all(error);
     EXPECT_EQ(error, "");
     std::vector<std::string> names;
-    for (const Entry& entry : catalogue ? catalogue->entries : std::vector<Entry>())
+    for (const Entry& entry : index ? index->entries : std::vector<Entry>())
       names.push_back(entry.title);
     return names;
+  }
+
+  /// Why the cache holds nothing of a bundle or plugin.
+  std::string why_not(const std::string& name) {
+    const auto cache = CacheFile::open(cache_file_path());
+    if (!cache) return "there is no cache";
+    for (const Bundle& each : cache->index().bundles)
+      if (each.folder.path.ends_with("/" + name + ".lv2/") && !each.map.failure.empty())
+        return each.map.failure;
+    const Entry* entry = cache->index().find_uri("urn:vesk:" + name);
+    return entry != nullptr ? entry->not_hosted : name + " is not there";
   }
 
   TemporaryFolder installed_;
@@ -120,10 +135,10 @@ TEST_F(Lv2Cache, TheFirstStartReadsOnePluginAndTheNextReadsNone) {
   for (const char* name : {"a", "b", "c"}) install(name, name);
   EXPECT_EQ(look_up_cached("b"), std::nullopt);
   EXPECT_EQ(look_up("b"), "b");
-  const auto image = CatalogueImage::from_file(cache_file_path());
-  ASSERT_TRUE(image);
-  EXPECT_EQ(image->catalogue().entries.size(), 3u);
-  EXPECT_EQ(std::ranges::count_if(image->catalogue().entries, &Entry::described), 1);
+  const auto cache = CacheFile::open(cache_file_path());
+  ASSERT_TRUE(cache);
+  EXPECT_EQ(cache->index().entries.size(), 3u);
+  EXPECT_EQ(std::ranges::count(cache->index().entries, 0u, &Entry::record_size), 2);
   EXPECT_EQ(look_up_cached("b"), "b");
   EXPECT_EQ(look_up_cached("nothing"), "") << "that nothing has this name is in the cache, too";
   EXPECT_EQ(look_up_cached("c"), std::nullopt);
@@ -239,93 +254,131 @@ TEST_F(Lv2Cache, ManyScannersAtOnceLeaveOneWholeFile) {
   EXPECT_EQ(files, 1);
 }
 
-TEST_F(Lv2Cache, ABundleThatCrashesItsReaderCostsItselfOnly) {
+TEST_F(Lv2Cache, ACacheThatAnotherUserMayWriteIsNotRead) {
   install("a", "a");
-  install("z", "z");
-  std::filesystem::create_directories(bundle("m.lv2"));
-  tests::write_file(bundle("m.lv2/manifest.ttl"),
-                    "@prefix dman: <http://lv2plug.in/ns/ext/dynmanifest#> .\n"
-                    "<urn:vesk:generator> a dman:DynManifest ;\n"
-                    "  <http://lv2plug.in/ns/lv2core#binary> <" VESK_CRASHING_MANIFEST "> .\n");
+  EXPECT_EQ(look_up("a"), "a");
+  for (const mode_t mode : {0620u, 0602u}) {
+    ASSERT_EQ(::chmod(cache_file_path().c_str(), mode), 0);
+    EXPECT_EQ(look_up_cached("a"), std::nullopt);
+  }
+  EXPECT_EQ(look_up("a"), "a");
+  EXPECT_EQ(look_up_cached("a"), "a") << "it has been replaced";
+  if (::geteuid() != 0) return;
+  ASSERT_EQ(::chown(cache_file_path().c_str(), 54321, 54321), 0);
+  EXPECT_EQ(look_up_cached("a"), std::nullopt);
+}
+
+TEST_F(Lv2Cache, WhatCrashesItsReaderCostsItselfOnlyAndIsNotReadAgain) {
+  for (const char* name : {"a", "bundle-crashes", "plugin-crashes", "z"}) install(name, name);
   std::filesystem::create_directories(bundle("n.lv2"));
   tests::write_file(bundle("n.lv2/manifest.ttl"), "<urn:vesk:n> a ; [");
   settle(installed_.path());
-  EXPECT_EQ(look_up("z"), "z");
-  EXPECT_EQ(listed(), (std::vector<std::string>{"a", "z"}));
-  const auto image = CatalogueImage::from_file(cache_file_path());
-  ASSERT_TRUE(image);
-  EXPECT_EQ(image->catalogue().bundles[1].failure, "crashed its reader (Aborted)");
-  EXPECT_TRUE(image->catalogue().bundles[2].failure.starts_with("has errors: "));
+  {
+    const Environment faults("LD_PRELOAD", VESK_READER_FAULTS);
+    EXPECT_EQ(look_up("z"), "z");
+    EXPECT_EQ(listed(), (std::vector<std::string>{"a", "urn:vesk:plugin-crashes", "z"}));
+  }
+  EXPECT_EQ(why_not("bundle-crashes"), "crashed its reader (Aborted)");
+  EXPECT_EQ(why_not("plugin-crashes"), "its description crashed its reader (Aborted)");
+  EXPECT_TRUE(why_not("n").starts_with("has errors: ")) << why_not("n");
+  EXPECT_EQ(look_up_cached("plugin-crashes"), "urn:vesk:plugin-crashes");
 }
 
-/// An image of a few described plugins, as the scanner writes it.
-class Lv2Image : public Lv2Cache {
+TEST_F(Lv2Cache, AReaderThatIsKilledIsNotHeldAgainstWhatItRead) {
+  for (const char* name : {"a", "bundle-killed", "plugin-killed"}) install(name, name);
+  {
+    const Environment faults("LD_PRELOAD", VESK_READER_FAULTS);
+    EXPECT_EQ(listed(), (std::vector<std::string>{"a", "urn:vesk:plugin-killed"}));
+    std::string error;
+    EXPECT_FALSE(find_by_uri("urn:vesk:plugin-killed", error));
+    EXPECT_EQ(error, "its description was not read: its reader was ended (Killed)");
+    EXPECT_EQ(why_not("bundle-killed"), "was not read: its reader was ended (Killed)");
+  }
+  EXPECT_EQ(look_up_cached("a"), "a");
+  EXPECT_EQ(look_up("plugin-killed"), "plugin-killed");
+  EXPECT_EQ(listed(), (std::vector<std::string>{"a", "bundle-killed", "plugin-killed"}));
+}
+
+TEST_F(Lv2Cache, TooFewDescriptorsForAScanAreNotHeldAgainstWhatIsInstalled) {
+  install("a", "a");
+  for (rlim_t most = 4; most <= 24; ++most) {
+    std::filesystem::remove(cache_file_path());
+    tests::run_in_child([&] {
+      const rlimit limit{most, most};
+      ::setrlimit(RLIMIT_NOFILE, &limit);
+      std::string error;
+      return list_all(error) ? 0 : 1;
+    });
+    EXPECT_EQ(listed(), std::vector<std::string>{"a"}) << "after a scan with " << most;
+  }
+}
+
+TEST_F(Lv2Cache, NothingOfADynamicManifestIsOfferedAndItsBundleSaysSo) {
+  write_plain_bundle(bundle("d.lv2"), "urn:vesk:d", "d");
+  std::ofstream(bundle("d.lv2/manifest.ttl"), std::ios::app)
+      << "@prefix dman: <http://lv2plug.in/ns/ext/dynmanifest#> .\n"
+         "<urn:vesk:maker> a dman:DynManifest ; lv2:binary <missing.so> .\n";
+  settle(installed_.path());
+  EXPECT_EQ(listed(), std::vector<std::string>{"d"}) << "its manifest itself is read";
+  EXPECT_EQ(why_not("d"), "is dynamic, which is not supported");
+}
+
+/// A cache of a few described plugins, as the scanner writes it.
+class Lv2CacheFile : public Lv2Cache {
  protected:
   void SetUp() override {
     for (const char* name : {"a", "b", "c"}) install(name, name);
-    const auto answer = ask_scanner({}, 10'000, error_);
-    ASSERT_TRUE(answer) << error_;
-    std::ifstream file(cache_file_path(), std::ios::binary);
-    const std::string text{std::istreambuf_iterator<char>(file), {}};
-    const auto bytes = std::as_bytes(std::span(text));
-    image_.assign(bytes.begin(), bytes.end());
-    const auto image = CatalogueImage::from_bytes(image_);
-    ASSERT_TRUE(image);
-    for (const Entry& entry : image->catalogue().entries) {
-      const auto record = image->record(entry);
+    EXPECT_EQ(listed().size(), 3u);
+    const auto cache = CacheFile::open(cache_file_path());
+    ASSERT_TRUE(cache);
+    records_at_ = std::filesystem::file_size(cache_file_path());
+    for (const Entry& entry : cache->index().entries) {
+      records_at_ -= entry.record_size;
+      const auto record = cache->record(entry);
       ASSERT_TRUE(record);
-      originals_.push_back(record->description);
+      records_.push_back(encode(*record));
     }
-    ASSERT_EQ(originals_.size(), 3u);
+    bytes_ = File(::open(cache_file_path().c_str(), O_RDONLY | O_CLOEXEC)).read_all();
   }
 
-  /// Reads all that can be read. True when that is less than all; what is read must be right.
-  bool is_refused(const Bytes& bytes) {
-    const auto image = CatalogueImage::from_bytes(bytes);
-    if (!image) return true;
-    bool refused = false;
-    for (std::size_t i = 0; i < originals_.size(); ++i) {
-      const Entry* entry = image->catalogue().find_uri(originals_[i].uri);
-      const auto record = entry ? image->record(*entry) : std::nullopt;
-      if (!record)
-        refused = true;
-      else
-        EXPECT_EQ(record->description, originals_[i]);
-    }
-    return refused;
+  static bool is_read(const Bytes& bytes) {
+    File file = File::in_memory();
+    return write_all(file.descriptor(), bytes) && CacheFile::from(std::move(file));
   }
 
-  std::string error_;
-  Bytes image_;
-  std::vector<Description> originals_;
+  Bytes bytes_;
+  std::size_t records_at_ = 0;
+  std::vector<Bytes> records_;
 };
 
-TEST_F(Lv2Image, EveryTruncationIsNoticed) {
-  for (std::size_t size = 0; size < image_.size(); ++size) {
-    EXPECT_TRUE(is_refused(Bytes(image_.begin(), image_.begin() + static_cast<long>(size))))
-        << size;
-  }
-  EXPECT_FALSE(is_refused(image_));
-}
-
-TEST_F(Lv2Image, EveryFlippedBitIsNoticed) {
-  for (std::size_t bit = 0; bit < image_.size() * 8; ++bit) {
-    Bytes damaged = image_;
+TEST_F(Lv2CacheFile, EveryTruncationAndEveryFlippedBitOfTheIndexIsNoticed) {
+  EXPECT_TRUE(is_read(bytes_));
+  for (std::size_t size = 0; size < bytes_.size(); ++size)
+    EXPECT_FALSE(is_read(Bytes(bytes_.begin(), bytes_.begin() + static_cast<long>(size)))) << size;
+  for (std::size_t bit = 0; bit < records_at_ * 8; ++bit) {
+    Bytes damaged = bytes_;
     damaged[bit / 8] ^= std::byte(1u << (bit % 8));
-    EXPECT_TRUE(is_refused(damaged)) << "bit " << bit;
+    EXPECT_FALSE(is_read(damaged)) << "bit " << bit;
   }
 }
 
-TEST_F(Lv2Image, RecordsThatPassTheirCheckValueByAccidentAreReadWithinBounds) {
+TEST_F(Lv2CacheFile, RecordsThatNeverReachedTheDiskAreReadAnew) {
+  std::ranges::fill(bytes_.begin() + static_cast<long>(records_at_), bytes_.end(), std::byte());
+  ASSERT_TRUE(write_cache_file(cache_file_path(), bytes_));
+  EXPECT_EQ(look_up_cached("b"), std::nullopt);
+  EXPECT_EQ(look_up("b"), "b");
+  EXPECT_EQ(listed(), (std::vector<std::string>{"a", "b", "c"}));
+}
+
+TEST_F(Lv2CacheFile, DamagedRecordsAreReadWithinBounds) {
   std::mt19937 random(1);
-  const Bytes record = encode_record({{}, originals_[0]});
-  ASSERT_TRUE(decode_record(record));
   for (int round = 0; round < 20'000; ++round) {
-    Bytes damaged = record;
+    Bytes damaged = records_[0];
     for (unsigned change = random() % 4 + 1; change > 0; --change)
       damaged[random() % damaged.size()] = std::byte(random() % 256);
     if (random() % 4 == 0) damaged.resize(random() % damaged.size());
-    if (const auto read = decode_record(damaged)) EXPECT_EQ(encode_record(*read), damaged);
+    if (const auto read = decode<PluginRecord>(damaged))
+      EXPECT_EQ(encode(*read).size(), damaged.size());
   }
 }
 

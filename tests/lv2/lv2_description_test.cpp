@@ -6,7 +6,7 @@
 
 #include "components/lv2/catalogue/classification.hpp"
 #include "components/lv2/catalogue/component_code.hpp"
-#include "components/lv2/catalogue/library.hpp"
+#include "components/lv2/catalogue/plugin_search.hpp"
 #include "components/lv2/catalogue/presets.hpp"
 #include "tests/support/lv2_bundles.hpp"
 

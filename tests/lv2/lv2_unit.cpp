@@ -6,7 +6,7 @@
 #include <filesystem>
 #include <map>
 
-#include "components/lv2/catalogue/library.hpp"
+#include "components/lv2/catalogue/plugin_search.hpp"
 #include "components/lv2/unit/unit.hpp"
 
 namespace vesk::tests {

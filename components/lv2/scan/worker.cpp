@@ -3,274 +3,186 @@
 #include <fcntl.h>
 #include <poll.h>
 #include <signal.h>
-#include <sys/mman.h>
+#include <sys/resource.h>
 #include <sys/wait.h>
+#include <sysexits.h>
 #include <unistd.h>
 
 #include <algorithm>
+#include <array>
 #include <cerrno>
 #include <cstdlib>
+#include <cstring>
 #include <deque>
-#include <memory>
+#include <system_error>
 
-#include "components/lv2/catalogue/clock.hpp"
-#include "components/lv2/catalogue/record.hpp"
-#include "components/lv2/catalogue/system_text.hpp"
-#include "components/lv2/catalogue/write_all.hpp"
-#include "components/lv2/scan/bundle_reader.hpp"
+#include "components/lv2/catalogue/file.hpp"
 
 namespace vesk::lv2::scan {
 namespace {
 
+// Small enough that two processors share the one bundle that holds a fifth of all plugins.
+constexpr std::size_t batch_size = 24;
 // The slowest description known takes 0.1 s on a busy machine.
-constexpr std::int64_t job_limit_ms = 20'000;
-constexpr std::size_t max_noise = 4096;
-constexpr std::uint32_t max_payload = 256u << 20;
+constexpr int patience_s = 20;
+constexpr std::size_t max_printed = 4096;
+constexpr rlim_t max_results = 256u << 20;
 
-/// A file in memory that takes a child's standard output and error, readable after its death.
-class Noise {
- public:
-  Noise() : descriptor_(memfd_create("noise", MFD_CLOEXEC)) {}
-  ~Noise() {
-    if (descriptor_ >= 0) ::close(descriptor_);
-  }
-  Noise(const Noise&) = delete;
-  Noise& operator=(const Noise&) = delete;
-
-  void take_over_output() const {
-    if (descriptor_ < 0) return;
-    ::fcntl(descriptor_, F_SETFL, O_APPEND);
-    ::dup2(descriptor_, STDOUT_FILENO);
-    ::dup2(descriptor_, STDERR_FILENO);
-  }
-  std::string take() const {
-    std::string text(max_noise, '\0');
-    const ssize_t size = ::pread(descriptor_, text.data(), text.size(), 0);
-    text.resize(size > 0 ? static_cast<std::size_t>(size) : 0);
-    if (size > 0 && ::ftruncate(descriptor_, 0) != 0) text.clear();
-    return text;
-  }
-
- private:
-  int descriptor_;
+struct Range {
+  std::size_t first;
+  std::size_t end;
 };
 
-Bytes perform(BundleReader& reader, const Job& job) {
-  ByteWriter to;
-  switch (job.kind) {
-    case Job::Kind::map:
-      encode(to, reader.map(job.bundle));
-      break;
-    case Job::Kind::describe:
-      if (auto record = reader.describe(job.bundle, job.extra_bundles, job.uri))
-        to.raw(encode_record(*record));
-      break;
-    case Job::Kind::preset:
-      if (const auto state =
-              reader.preset(job.bundle, job.extra_bundles.front(), job.uri, job.preset)) {
-        encode(to, *state);
-      }
-      break;
-  }
-  return to.take();
+std::string take_printed(const File& file) {
+  const Bytes bytes =
+      file.read(0, std::min<std::uint64_t>(file.size(), max_printed)).value_or(Bytes());
+  // What is left untaken would be told of the next job.
+  if (::ftruncate(file.descriptor(), 0) != 0) return {};
+  return {reinterpret_cast<const char*>(bytes.data()), bytes.size()};
 }
 
-[[noreturn]] void child_main(const std::vector<Job>& jobs, const std::deque<std::size_t>& mine,
-                             int pipe, const Noise& noise) {
-  noise.take_over_output();
+/// lilv takes a file that it cannot open for lack of descriptors for one that says nothing.
+bool has_spare_descriptors() {
+  std::array<File, 8> spare;
+  for (File& file : spare) file = File(::dup(STDERR_FILENO));
+  return std::ranges::all_of(spare, &File::is_open);
+}
+
+[[noreturn]] void read_all(const std::vector<Job>& jobs, Range range, const File& results,
+                           const File& printed) {
+  const rlimit limit{max_results, max_results};
+  ::setrlimit(RLIMIT_FSIZE, &limit);
+  ::fcntl(printed.descriptor(), F_SETFL, O_APPEND);
+  ::dup2(printed.descriptor(), STDOUT_FILENO);
+  ::dup2(printed.descriptor(), STDERR_FILENO);
   // Names come out the same in every locale: the cache is one for all. English rather than none,
   // with which lilv finds no name at all among several that are marked with a language.
   ::setenv("LANG", "en", 1);
   BundleReader reader;
-  for (const std::size_t job : mine) {
-    const Bytes payload = perform(reader, jobs[job]);
-    ByteWriter message;
-    message.blob(payload);
-    message.text(noise.take());
-    if (!write_all(pipe, message.bytes())) _exit(1);
+  for (std::size_t job = range.first; job < range.end; ++job) {
+    if (!has_spare_descriptors()) ::_exit(EX_TEMPFAIL);
+    const Bytes payload = jobs[job](reader);
+    ByteWriter result;
+    result(payload, take_printed(printed));
+    if (!write_all(results.descriptor(), result.take())) ::_exit(EX_TEMPFAIL);
   }
-  // Without exit handlers: libraries that dynamic manifests loaded may have some.
-  _exit(0);
+  ::_exit(EXIT_SUCCESS);
 }
 
-class Child {
+/// Signals that a process earns by what it does. Any other was sent: by the system for want of
+/// memory, by a person, at a shutdown.
+bool is_own_fault(int signal) {
+  constexpr std::array faults{SIGABRT, SIGBUS, SIGFPE, SIGILL, SIGSEGV, SIGTRAP, SIGXFSZ, SIGSYS};
+  return std::ranges::find(faults, signal) != faults.end();
+}
+
+/// A forked reader of a batch.
+class Reader {
  public:
-  Child(const std::vector<Job>& jobs, std::deque<std::size_t> mine, const JobDone& done)
-      : jobs_(jobs), left_(std::move(mine)), done_(done) {}
-
-  bool start() {
-    int ends[2];
-    if (::pipe2(ends, O_CLOEXEC) != 0) return false;
+  Reader(const std::vector<Job>& jobs, Range range) : range_(range) {
+    if (!results_.is_open() || !printed_.is_open()) return;
     pid_ = ::fork();
-    if (pid_ == 0) {
-      ::close(ends[0]);
-      child_main(jobs_, left_, ends[1], noise_);
-    }
-    ::close(ends[1]);
-    pipe_ = ends[0];
-    deadline_ms_ = now_ms() + job_limit_ms;
-    if (pid_ > 0) return true;
-    ::close(pipe_);
-    return false;
+    if (pid_ == 0) read_all(jobs, range, results_, printed_);
+    if (pid_ > 0) end_ = File::of_process(pid_);
+    if (pid_ > 0 && !end_.is_open()) ::kill(pid_, SIGKILL);
   }
 
-  int pipe() const { return pipe_; }
-  std::int64_t deadline_ms() const { return deadline_ms_; }
+  bool is_running() const { return end_.is_open(); }
+  pollfd end() const { return {end_.descriptor(), POLLIN, 0}; }
 
-  bool ended() const { return ended_; }
-
-  /// Takes what the pipe holds, or the news of the child's end.
-  void receive() {
-    std::byte buffer[65536];
-    const ssize_t got = ::read(pipe_, buffer, sizeof buffer);
-    if (got < 0 && errno == EINTR) return;
-    if (got <= 0) {
-      ended_ = true;
-      return;
-    }
-    received_.insert(received_.end(), buffer, buffer + got);
-    while (take_message()) {
-    }
+  /// To be called about once a second: kills it when no result has come for too many calls.
+  /// Counted so, and not by a clock, a scan that is stopped as a whole for a while blames nobody.
+  void lose_patience() {
+    const std::uint64_t size = results_.size();
+    waited_s_ = size == size_seen_ ? waited_s_ + 1 : 0;
+    size_seen_ = size;
+    if (waited_s_ >= patience_s) ::kill(pid_, SIGKILL);
   }
 
-  void kill() {
-    timed_out_ = true;
-    ::kill(pid_, SIGKILL);
-  }
-
-  /// After the end: blames the job that was being done and gives back the others.
-  std::deque<std::size_t> finish() {
-    ::close(pipe_);
+  /// After the end: hands over all results, blames the job that was being done and returns what
+  /// is left to do.
+  Range finish(const JobDone& done) {
     int status = 0;
     while (::waitpid(pid_, &status, 0) < 0 && errno == EINTR) {
     }
-    if (left_.empty()) return {};
+    const Bytes bytes = results_.read_all();
+    ByteReader from(bytes);
+    while (range_.first < range_.end) {
+      JobResult result;
+      from(result.payload, result.printed);
+      if (!from.ok()) break;
+      done(range_.first++, result);
+    }
+    if (range_.first == range_.end) return range_;
     JobResult result;
-    result.noise = noise_.take();
-    if (timed_out_)
-      result.failure = "kept its reader busy for " + std::to_string(job_limit_ms / 1000) + " s";
-    else if (WIFSIGNALED(status))
-      result.failure = std::string("crashed its reader (") + signal_text(WTERMSIG(status)) + ")";
-    else
-      result.failure = "ended its reader";
-    const std::size_t culprit = left_.front();
-    left_.pop_front();
-    done_(culprit, result);
-    return left_;
+    result.printed = take_printed(printed_);
+    blame(status, result);
+    done(range_.first++, result);
+    return range_;
   }
 
  private:
-  bool take_message() {
-    if (left_.empty()) return false;
-    ByteReader from(received_);
-    const auto payload = from.blob();
-    const std::string noise = from.text();
-    if (!from.ok()) {
-      if (received_.size() > max_payload) kill();
-      return false;
+  void blame(int status, JobResult& result) const {
+    if (waited_s_ >= patience_s) {
+      result.failure = "kept its reader busy for " + std::to_string(patience_s) + " s";
+    } else if (WIFSIGNALED(status)) {
+      const int signal = WTERMSIG(status);
+      result.is_passing = !is_own_fault(signal);
+      result.failure = std::string(result.is_passing ? "was not read: its reader was ended ("
+                                                     : "crashed its reader (") +
+                       ::strsignal(signal) + ")";
+    } else {
+      result.is_passing = WEXITSTATUS(status) == EX_TEMPFAIL;
+      result.failure = result.is_passing ? "was not read: its reader had too few descriptors"
+                                         : "ended its reader";
     }
-    const JobResult result{Bytes(payload.begin(), payload.end()), {}, noise};
-    const std::size_t used = 2 * sizeof(std::uint32_t) + payload.size() + noise.size();
-    const std::size_t job = left_.front();
-    left_.pop_front();
-    received_.erase(received_.begin(), received_.begin() + static_cast<std::ptrdiff_t>(used));
-    deadline_ms_ = now_ms() + job_limit_ms;
-    done_(job, result);
-    return true;
   }
 
-  const std::vector<Job>& jobs_;
-  std::deque<std::size_t> left_;
-  const JobDone& done_;
-  Noise noise_;
-  Bytes received_;
+  Range range_;
+  File results_ = File::in_memory();
+  File printed_ = File::in_memory();
+  File end_;
   pid_t pid_ = -1;
-  int pipe_ = -1;
-  std::int64_t deadline_ms_ = 0;
-  bool timed_out_ = false;
-  bool ended_ = false;
-};
-
-class Pool {
- public:
-  Pool(const std::vector<Job>& jobs, std::size_t jobs_a_chunk, const JobDone& done)
-      : jobs_(jobs), done_(done) {
-    for (std::size_t job = 0; job < jobs.size(); ++job) {
-      if (job % jobs_a_chunk == 0) chunks_.emplace_back();
-      chunks_.back().push_back(job);
-    }
-    const long processors = ::sysconf(_SC_NPROCESSORS_ONLN);
-    limit_ = static_cast<std::size_t>(std::clamp(processors, 1L, 8L));
-  }
-
-  void run() {
-    while (start_children()) {
-      wait();
-      reap();
-    }
-  }
-
- private:
-  /// False when nothing is left to wait for.
-  bool start_children() {
-    while (!chunks_.empty() && children_.size() < limit_) {
-      auto child = std::make_unique<Child>(jobs_, chunks_.front(), done_);
-      if (!child->start()) {
-        if (!children_.empty()) return true;  // when one has ended there may be room
-        for (const auto& chunk : chunks_) give_up(chunk);
-        chunks_.clear();
-        return false;
-      }
-      chunks_.pop_front();
-      children_.push_back(std::move(child));
-    }
-    return !children_.empty();
-  }
-
-  void give_up(const std::deque<std::size_t>& chunk) {
-    JobResult result;
-    result.failure = std::string("had no process to read it (") + error_text(errno) + ")";
-    for (const std::size_t job : chunk) done_(job, result);
-  }
-
-  void wait() {
-    std::vector<pollfd> polled;
-    std::int64_t deadline = children_.front()->deadline_ms();
-    for (const auto& child : children_) {
-      polled.push_back({child->pipe(), POLLIN, 0});
-      deadline = std::min(deadline, child->deadline_ms());
-    }
-    const auto wait_ms = std::clamp<std::int64_t>(deadline - now_ms(), 0, job_limit_ms);
-    if (::poll(polled.data(), polled.size(), static_cast<int>(wait_ms) + 1) < 0) return;
-    for (std::size_t i = 0; i < children_.size(); ++i) {
-      Child& child = *children_[i];
-      if (polled[i].revents != 0)
-        child.receive();
-      else if (now_ms() > child.deadline_ms())
-        child.kill();
-    }
-  }
-
-  void reap() {
-    for (auto& child : children_) {
-      if (!child->ended()) continue;
-      if (auto rest = child->finish(); !rest.empty()) chunks_.push_front(std::move(rest));
-      child.reset();
-    }
-    std::erase(children_, nullptr);
-  }
-
-  const std::vector<Job>& jobs_;
-  const JobDone& done_;
-  std::deque<std::deque<std::size_t>> chunks_;
-  std::vector<std::unique_ptr<Child>> children_;
-  std::size_t limit_ = 1;
+  std::uint64_t size_seen_ = 0;
+  int waited_s_ = 0;
 };
 
 }  // namespace
 
-void run_jobs(const std::vector<Job>& jobs, std::size_t jobs_a_chunk, const JobDone& done) {
-  Pool(jobs, jobs_a_chunk, done).run();
+void run_jobs(const std::vector<Job>& jobs, const JobDone& done) {
+  std::deque<Range> batches;
+  for (std::size_t first = 0; first < jobs.size(); first += batch_size)
+    batches.push_back({first, std::min(first + batch_size, jobs.size())});
+  const auto processors =
+      static_cast<std::size_t>(std::clamp(::sysconf(_SC_NPROCESSORS_ONLN), 1L, 8L));
+  std::vector<Reader> readers;
+  while (!batches.empty() || !readers.empty()) {
+    while (!batches.empty() && readers.size() < processors) {
+      Reader reader(jobs, batches.front());
+      if (!reader.is_running()) break;
+      batches.pop_front();
+      readers.push_back(std::move(reader));
+    }
+    if (readers.empty()) {
+      // Not even one process is to be had.
+      JobResult result;
+      result.failure = "was not read: " + std::system_category().message(errno);
+      result.is_passing = true;
+      for (const Range& batch : batches)
+        for (std::size_t job = batch.first; job < batch.end; ++job) done(job, result);
+      return;
+    }
+    std::vector<pollfd> ends;
+    for (const Reader& reader : readers) ends.push_back(reader.end());
+    const int ready = ::poll(ends.data(), ends.size(), 1000);
+    for (std::size_t i = readers.size(); i-- > 0;) {
+      if (ready == 0) readers[i].lose_patience();
+      if (ready <= 0 || ends[i].revents == 0) continue;
+      const Range rest = readers[i].finish(done);
+      if (rest.first < rest.end) batches.push_front(rest);
+      readers.erase(readers.begin() + static_cast<std::ptrdiff_t>(i));
+    }
+  }
 }
 
 }  // namespace vesk::lv2::scan

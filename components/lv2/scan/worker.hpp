@@ -2,38 +2,33 @@
 
 // Reading in processes that may die.
 //
-// A list of jobs is cut into chunks, each done by a forked child that reports every result through
-// a pipe. A child that crashes, or hangs over one job, costs that job; another child goes on with
-// the rest of its chunk.
+// A list of jobs is cut into batches, each done by a forked reader that leaves every result in a
+// file in memory. A reader that crashes, or hangs over one job, costs that job; another goes on
+// with the rest of its batch.
 
 #include <functional>
 #include <string>
 #include <vector>
 
-#include "components/lv2/catalogue/byte_stream.hpp"
+#include "components/lv2/catalogue/bytes.hpp"
+#include "components/lv2/scan/bundle_reader.hpp"
 
 namespace vesk::lv2::scan {
 
-struct Job {
-  enum class Kind { map, describe, preset };
-
-  Kind kind = Kind::map;
-  std::string bundle;
-  std::vector<std::string> extra_bundles;  ///< describe: more presets; preset: its own
-  std::string uri{};                       ///< the plugin
-  std::string preset{};
-};
+/// One reading, done in another process: what it returns is all that comes back.
+using Job = std::function<Bytes(BundleReader& reader)>;
 
 struct JobResult {
-  Bytes payload;        ///< what `perform` made of it; empty after a failure
-  std::string failure;  ///< "crashed its reader (Segmentation fault)"; empty after success
-  std::string noise;    ///< what libraries printed meanwhile, 4 KiB at most
+  Bytes payload;            ///< what the job returned; empty after a failure
+  std::string failure;      ///< "crashed its reader (Segmentation fault)"; empty after success
+  bool is_passing = false;  ///< the failure is not the job's own: another try may do better
+  std::string printed;      ///< by lilv meanwhile, 4 KiB at most
 };
 
-/// Called in this process after each job, with its number in the list.
+/// Called in this process once for each job, with its number in the list.
 using JobDone = std::function<void(std::size_t job, const JobResult& result)>;
 
 /// Does all jobs, on as many processors as there are. Jobs of one bundle are best neighbours.
-void run_jobs(const std::vector<Job>& jobs, std::size_t jobs_a_chunk, const JobDone& done);
+void run_jobs(const std::vector<Job>& jobs, const JobDone& done);
 
 }  // namespace vesk::lv2::scan
