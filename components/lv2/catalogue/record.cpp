@@ -7,13 +7,13 @@ static void fields(auto& stream, RecordOf<ScalePoint> auto& point) {
 }
 
 static void fields(auto& stream, RecordOf<Unit> auto& unit) {
-  stream(unit.uri, unit.name, unit.symbol, unit.render);
+  stream(unit.uri, unit.symbol);
 }
 
 static void fields(auto& stream, RecordOf<Port> auto& port) {
   stream(port.index, port.symbol, port.name, port.kind, port.direction, port.role, port.channel,
          port.properties, port.events, port.def, port.min, port.max, port.unit, port.scale_points,
-         port.minimum_size, port.designation, port.buffer_type, port.group);
+         port.minimum_size, port.designation, port.group);
 }
 
 static void fields(auto& stream, RecordOf<StateProperty> auto& property) {
@@ -34,20 +34,14 @@ static void fields(auto& stream, RecordOf<Preset> auto& preset) {
 }
 
 static void fields(auto& stream, RecordOf<Editor> auto& editor) {
-  stream(editor.uri, editor.class_uri, editor.library, editor.bundle, editor.required_features,
-         editor.optional_features, editor.extension_data);
-}
-
-static void fields(auto& stream, RecordOf<PatchProperty> auto& property) {
-  stream(property.uri, property.label, property.range, property.writable);
+  stream(editor.uri, editor.class_uri, editor.library, editor.bundle, editor.required_features);
 }
 
 static void fields(auto& stream, RecordOf<Description> auto& plugin) {
   stream(plugin.uri, plugin.bundle, plugin.library, plugin.name, plugin.author, plugin.classes,
-         plugin.minor_version, plugin.micro_version, plugin.required_features,
-         plugin.optional_features, plugin.required_options, plugin.extension_data, plugin.ports,
-         plugin.presets, plugin.editors, plugin.patch_properties, plugin.default_state, plugin.type,
-         plugin.not_hosted, plugin.main_inputs, plugin.main_outputs);
+         plugin.minor_version, plugin.micro_version, plugin.required_features, plugin.ports,
+         plugin.presets, plugin.editors, plugin.default_state, plugin.type, plugin.not_hosted,
+         plugin.main_inputs, plugin.main_outputs);
 }
 
 static void fields(auto& stream, RecordOf<Stamp> auto& stamp) {
