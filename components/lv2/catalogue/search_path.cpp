@@ -50,7 +50,7 @@ std::vector<std::string> search_path() {
   return folders;
 }
 
-std::optional<std::vector<std::string>> bundles_in(const std::string& folder) {
+std::vector<std::string> bundles_in(const std::string& folder) {
   std::vector<std::string> bundles;
   std::error_code error;
   fs::directory_iterator entry(folder, error);
@@ -59,9 +59,6 @@ std::optional<std::vector<std::string>> bundles_in(const std::string& folder) {
     if (fs::is_regular_file(entry->path() / "manifest.ttl", missing))
       bundles.push_back(entry->path().string() + "/");
   }
-  for (const auto shortage : {std::errc::too_many_files_open, std::errc::not_enough_memory,
-                              std::errc::too_many_files_open_in_system})
-    if (error == shortage) return {};
   std::ranges::sort(bundles);
   return bundles;
 }

@@ -2,7 +2,6 @@
 
 // Where LV2 bundles are looked for.
 
-#include <optional>
 #include <string>
 #include <vector>
 
@@ -12,9 +11,7 @@ namespace vesk::lv2 {
 /// system's usual ones when it is not set. Each once, in order, whether it exists or not.
 std::vector<std::string> search_path();
 
-/// The bundles (folders with a manifest.ttl) in `folder`, absolute with a final slash, by name;
-/// none when the folder is missing or closed to us. Nothing when the system was short of
-/// descriptors or memory: another try may find some.
-std::optional<std::vector<std::string>> bundles_in(const std::string& folder);
+/// The bundles (folders with a manifest.ttl) in `folder`, absolute with a final slash, by name.
+std::vector<std::string> bundles_in(const std::string& folder);
 
 }  // namespace vesk::lv2

@@ -57,9 +57,7 @@ class Update {
     for (const std::string& folder : search_path()) {
       // Before it is listed: a bundle that comes meanwhile must make the stamp wrong.
       index_.folders.push_back(take_stamp(folder));
-      const auto paths = bundles_in(folder);
-      if (!paths) index_.folders.back().mtime_ns = Stamp::unsettled;
-      for (const std::string& path : paths.value_or(std::vector<std::string>())) {
+      for (const std::string& path : bundles_in(folder)) {
         const auto found = old_bundles.find(path);
         if (found != old_bundles.end() && found->second->still_holds()) {
           index_.bundles.push_back(*found->second);
