@@ -15,8 +15,8 @@
 #include "components/lv2/catalogue/cache_file.hpp"
 #include "components/lv2/catalogue/component_code.hpp"
 #include "components/lv2/catalogue/record.hpp"
+#include "components/lv2/scan/jobs.hpp"
 #include "components/lv2/scan/update.hpp"
-#include "components/lv2/scan/worker.hpp"
 
 namespace vesk::lv2::scan {
 namespace {
@@ -44,16 +44,8 @@ struct Options {
   bool verbose = false;
   /// What a host asks for, answered with bytes on standard output.
   std::optional<Request> answer;
-  Job answer_preset;
+  std::span<const std::string_view> preset;  ///< its plugin's bundle, its own, the plugin, itself
 };
-
-/// Reads what a preset holds: the plugin's bundle, the preset's, the plugin, the preset.
-Job preset_job(std::span<const std::string_view> words) {
-  return [words = std::vector<std::string>(words.begin(), words.end())](BundleReader& reader) {
-    const auto state = reader.preset(words[0], words[1], words[2], words[3]);
-    return state ? encode(*state) : Bytes();
-  };
-}
 
 /// Nothing when the arguments make no sense, with a line on standard error.
 std::optional<Options> parse(const std::vector<std::string_view>& arguments) {
@@ -74,7 +66,7 @@ std::optional<Options> parse(const std::vector<std::string_view>& arguments) {
     } else if (argument == "--answer-uri" && left >= 1) {
       options.answer = Request{.uri = std::string(arguments[++i])};
     } else if (argument == "--answer-preset" && left >= 4) {
-      options.answer_preset = preset_job({&arguments[i + 1], 4});
+      options.preset = {&arguments[i + 1], 4};
       i += 4;
     } else {
       std::fprintf(stderr, "vesk-lv2-scan: '%s' is not understood; see vesk-lv2-scan --help\n",
@@ -137,11 +129,16 @@ void print_summary(const Installed& installed, const std::string& path, bool sto
   }
 }
 
-int answer_preset(const Job& job) {
+int answer_preset(std::span<const std::string_view> preset) {
+  const std::vector<std::string> words(preset.begin(), preset.end());
+  const Job job = [&words](BundleReader& reader) {
+    const auto state = reader.preset(words[0], words[1], words[2], words[3]);
+    return state ? encode(*state) : Bytes();
+  };
   JobResult answer;
   run_jobs({job}, [&](std::size_t, const JobResult& result) { answer = result; });
   if (!answer.failure.empty())
-    std::fprintf(stderr, "vesk-lv2-scan: the preset %s\n", answer.failure.c_str());
+    std::fprintf(stderr, "vesk-lv2-scan: preset %s %s\n", words[3].c_str(), answer.failure.c_str());
   return !answer.payload.empty() && write_all(STDOUT_FILENO, answer.payload) ? 0 : 1;
 }
 
@@ -183,5 +180,5 @@ int main(int argc, char** argv) {
   // process.
   ::signal(SIGPIPE, SIG_IGN);
   ::signal(SIGXFSZ, SIG_IGN);
-  return options->answer_preset ? answer_preset(options->answer_preset) : scan(*options);
+  return options->preset.empty() ? scan(*options) : answer_preset(options->preset);
 }

@@ -5,7 +5,7 @@
 
 #include "components/lv2/catalogue/record.hpp"
 #include "components/lv2/catalogue/search_path.hpp"
-#include "components/lv2/scan/worker.hpp"
+#include "components/lv2/scan/jobs.hpp"
 
 namespace vesk::lv2::scan {
 namespace {

@@ -1,4 +1,4 @@
-#include "components/lv2/scan/worker.hpp"
+#include "components/lv2/scan/jobs.hpp"
 
 #include <fcntl.h>
 #include <poll.h>
