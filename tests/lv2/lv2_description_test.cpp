@@ -244,8 +244,8 @@ TEST_F(DebiansPlugins, ADefaultStateComesWithAbsolutePaths) {
   ASSERT_NE(sample, plugin->default_state.properties.end());
   const std::string path(reinterpret_cast<const char*>(sample->value.data()),
                          sample->value.size() - 1);
-  EXPECT_TRUE(std::filesystem::path(path).is_absolute());
-  EXPECT_TRUE(std::filesystem::exists(path));
+  EXPECT_TRUE(std::filesystem::path(path).is_absolute()) << path << " of type " << sample->type;
+  EXPECT_TRUE(std::filesystem::exists(path)) << path;
 }
 
 }  // namespace

@@ -23,8 +23,6 @@ namespace {
 
 // Small enough that two processors share the one bundle that holds a fifth of all plugins.
 constexpr std::size_t batch_size = 24;
-// The slowest description known takes 0.1 s on a busy machine.
-constexpr int patience_s = 20;
 constexpr std::size_t max_printed = 4096;
 constexpr rlim_t max_results = 256u << 20;
 
@@ -87,11 +85,12 @@ class Reader {
 
   /// To be called about once a second: kills it when no result has come for too many calls.
   /// Counted so, and not by a clock, a scan that is stopped as a whole for a while blames nobody.
-  void lose_patience() {
+  void lose_patience(int patience_s) {
     const std::uint64_t size = results_.size();
     waited_s_ = size == size_seen_ ? waited_s_ + 1 : 0;
     size_seen_ = size;
-    if (waited_s_ >= patience_s) ::kill(pid_, SIGKILL);
+    gave_up_ = waited_s_ >= patience_s;
+    if (gave_up_) ::kill(pid_, SIGKILL);
   }
 
   /// After the end: hands over all results, blames the job that was being done and returns what
@@ -118,8 +117,8 @@ class Reader {
 
  private:
   void blame(int status, JobResult& result) const {
-    if (waited_s_ >= patience_s) {
-      result.failure = "kept its reader busy for " + std::to_string(patience_s) + " s";
+    if (gave_up_) {
+      result.failure = "kept its reader busy for " + std::to_string(waited_s_) + " s";
     } else if (WIFSIGNALED(status)) {
       const int signal = WTERMSIG(status);
       result.is_passing = !is_own_fault(signal);
@@ -140,11 +139,12 @@ class Reader {
   pid_t pid_ = -1;
   std::uint64_t size_seen_ = 0;
   int waited_s_ = 0;
+  bool gave_up_ = false;
 };
 
 }  // namespace
 
-void run_jobs(const std::vector<Job>& jobs, const JobDone& done) {
+void run_jobs(const std::vector<Job>& jobs, const JobDone& done, int patience_s) {
   std::deque<Range> batches;
   for (std::size_t first = 0; first < jobs.size(); first += batch_size)
     batches.push_back({first, std::min(first + batch_size, jobs.size())});
@@ -171,7 +171,7 @@ void run_jobs(const std::vector<Job>& jobs, const JobDone& done) {
     for (const Reader& reader : readers) ends.push_back(reader.end());
     const int ready = ::poll(ends.data(), ends.size(), 1000);
     for (std::size_t i = readers.size(); i-- > 0;) {
-      if (ready == 0) readers[i].lose_patience();
+      if (ready == 0) readers[i].lose_patience(patience_s);
       if (ready <= 0 || ends[i].revents == 0) continue;
       const Range rest = readers[i].finish(done);
       if (rest.first < rest.end) batches.push_front(rest);

@@ -29,6 +29,8 @@ struct JobResult {
 using JobDone = std::function<void(std::size_t job, const JobResult& result)>;
 
 /// Does all jobs, on as many processors as there are. Jobs of one bundle are best neighbours.
-void run_jobs(const std::vector<Job>& jobs, const JobDone& done);
+/// A reader is given up after `patience_s` seconds without a result; the slowest description known
+/// takes 0.1 s on a busy machine.
+void run_jobs(const std::vector<Job>& jobs, const JobDone& done, int patience_s = 20);
 
 }  // namespace vesk::lv2::scan

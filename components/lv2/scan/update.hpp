@@ -34,8 +34,7 @@ struct Progress {
 };
 
 /// Starts from `known`, the last cache, if there is one; takes over from it what still holds.
-/// What could not be read for a reason that may pass is not in the records, and its entry or
-/// bundle holds for this time only.
+/// What could not be read for a reason that may pass gets no record, and the next scan tries again.
 Installed update(const std::optional<CacheFile>& known, const Request& request,
                  const Progress& progress);
 
