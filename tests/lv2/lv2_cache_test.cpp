@@ -146,6 +146,13 @@ TEST_F(Lv2Cache, WithoutAFolderToWriteToEverythingIsFoundAllTheSame) {
   EXPECT_EQ(look_up("a"), "a");
   EXPECT_EQ(look_up("b"), "");
   EXPECT_EQ(listed(), std::vector<std::string>{"a"});
+  for (const int closed : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
+    const auto end = tests::run_in_child([&] {
+      ::close(closed);
+      return look_up("a") == "a" ? 0 : 1;
+    });
+    EXPECT_TRUE(end.exited_with(0)) << "without descriptor " << closed;
+  }
 }
 
 TEST_F(Lv2Cache, ADamagedFileIsIgnoredAndReplaced) {

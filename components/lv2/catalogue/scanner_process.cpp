@@ -29,8 +29,9 @@ class SpawnPlan {
   explicit SpawnPlan(int output) {
     ::posix_spawn_file_actions_init(&actions_);
     ::posix_spawnattr_init(&attributes_);
-    ::posix_spawn_file_actions_addopen(&actions_, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
+    // In this order: in a host without standard input the output may be descriptor 0.
     ::posix_spawn_file_actions_adddup2(&actions_, output, STDOUT_FILENO);
+    ::posix_spawn_file_actions_addopen(&actions_, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
     ::posix_spawn_file_actions_addclosefrom_np(&actions_, STDERR_FILENO + 1);
     // A host ignores and blocks signals for reasons of its own.
     sigset_t signals;

@@ -1,5 +1,6 @@
 // vesk-lv2-scan: reads the descriptions of installed LV2 plugins and keeps them for the hosts.
 
+#include <fcntl.h>
 #include <signal.h>
 #include <unistd.h>
 
@@ -95,6 +96,13 @@ Progress progress_for(const Options& options) {
   return progress;
 }
 
+/// Where one of the standard descriptors is closed, the next file opened would take its place.
+void fill_standard_descriptors() {
+  int descriptor = 0;
+  while (descriptor >= 0 && descriptor <= STDERR_FILENO) descriptor = ::open("/dev/null", O_RDWR);
+  if (descriptor >= 0) ::close(descriptor);
+}
+
 void print_list(const Index& index) {
   for (const Entry& entry : index.entries) {
     const bool hosted = entry.not_hosted.empty() && entry.code != 0;
@@ -169,6 +177,7 @@ int scan(const Options& options) {
 
 int main(int argc, char** argv) {
   using namespace vesk::lv2::scan;
+  fill_standard_descriptors();
   const std::vector<std::string_view> arguments(argv + 1, argv + argc);
   if (std::ranges::find(arguments, "--help") != arguments.end()) {
     std::fputs(usage, stdout);
