@@ -1,5 +1,6 @@
 // The cache of installed LV2 plugins, with the real scanner program and bundles made for each case.
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
@@ -18,14 +19,14 @@ namespace vesk::lv2 {
 namespace {
 
 using tests::Environment;
+using tests::ScratchFolder;
 using tests::settle;
-using tests::TemporaryFolder;
 using tests::write_plain_bundle;
 
 /// A search path of one folder, a cache folder, and look-ups in them.
 class Lv2Cache : public testing::Test {
  protected:
-  std::filesystem::path bundle(const std::string& name) const { return installed_.path() / name; }
+  std::string bundle(const std::string& name) const { return installed_ / name; }
 
   void install(const std::string& name, const std::string& title, int micro_version = 0) {
     write_plain_bundle(bundle(name + ".lv2"), "urn:vesk:" + name, title, micro_version);
@@ -70,10 +71,10 @@ class Lv2Cache : public testing::Test {
     return entry != nullptr ? entry->not_hosted : name + " is not there";
   }
 
-  TemporaryFolder installed_;
-  TemporaryFolder cache_;
-  Environment lv2_path_{"LV2_PATH", installed_.path().string()};
-  Environment vesk_cache_{"VESK_CACHE", (cache_.path() / "deeper" / "vesk").string()};
+  ScratchFolder installed_;
+  ScratchFolder cache_;
+  Environment lv2_path_{"LV2_PATH", installed_.path()};
+  Environment vesk_cache_{"VESK_CACHE", cache_ / "deeper/vesk"};
 };
 
 TEST_F(Lv2Cache, TheFirstStartReadsOnePluginAndTheNextReadsNone) {
@@ -125,10 +126,10 @@ TEST_F(Lv2Cache, WhatChangedAMomentAgoIsReadAgain) {
 }
 
 TEST_F(Lv2Cache, OfTwoBundlesTheHigherVersionCountsThenTheFirstFolder) {
-  const TemporaryFolder second;
-  const auto path = installed_.path().string() + ":" + second.path().string();
+  const ScratchFolder second;
+  const auto path = installed_.path() + ":" + second.path();
   const Environment both("LV2_PATH", path);
-  const auto second_bundle = second.path() / "a.lv2";
+  const auto second_bundle = second / "a.lv2";
   install("a", "first", 4);
   write_plain_bundle(second_bundle, "urn:vesk:a", "second", 4);
   settle(second.path());

@@ -13,7 +13,7 @@ namespace vesk::lv2 {
 namespace {
 
 using tests::Environment;
-using tests::TemporaryFolder;
+using tests::ScratchFolder;
 
 class Lv2Description : public testing::Test {
  protected:
@@ -25,18 +25,18 @@ class Lv2Description : public testing::Test {
     return plugin ? plugin->description : std::make_shared<const Description>();
   }
 
-  TemporaryFolder installed_;
-  TemporaryFolder cache_;
-  Environment vesk_cache_{"VESK_CACHE", cache_.path().string()};
+  ScratchFolder installed_;
+  ScratchFolder cache_;
+  Environment vesk_cache_{"VESK_CACHE", cache_.path()};
 };
 
 class OwnBundle : public Lv2Description {
  protected:
-  Environment lv2_path_{"LV2_PATH", installed_.path().string()};
+  Environment lv2_path_{"LV2_PATH", installed_.path()};
 };
 
 TEST_F(OwnBundle, EveryPartOfADescriptionArrives) {
-  const auto folder = installed_.path() / "with space & 100%.lv2";
+  const std::filesystem::path folder = installed_ / "with space & 100%.lv2";
   tests::write_bundle(
       folder, "urn:vesk:full",
       "a lv2:ReverbPlugin ; doap:name \"Full\\nname\" ; doap:maintainer [ foaf:name \"Maker\" ] ;\n"
@@ -158,10 +158,10 @@ TEST_F(OwnBundle, EveryPartOfADescriptionArrives) {
 }
 
 TEST_F(OwnBundle, PresetsInAnotherBundleAreFoundAndFollowed) {
-  tests::write_plain_bundle(installed_.path() / "a.lv2", "urn:vesk:a", "a");
+  tests::write_plain_bundle(installed_ / "a.lv2", "urn:vesk:a", "a");
   tests::settle(installed_.path());
   EXPECT_TRUE(describe("urn:vesk:a")->presets.empty());
-  const auto presets = installed_.path() / "my-presets.lv2";
+  const std::filesystem::path presets = installed_ / "my-presets.lv2";
   std::filesystem::create_directories(presets);
   tests::write_file(presets / "manifest.ttl",
                     std::string(tests::prefixes) +
@@ -182,7 +182,7 @@ TEST_F(OwnBundle, PresetsInAnotherBundleAreFoundAndFollowed) {
 }
 
 TEST_F(OwnBundle, PresetsAmongThePluginsOwnDataAreRead) {
-  tests::write_bundle(installed_.path() / "a.lv2", "urn:vesk:a",
+  tests::write_bundle(installed_ / "a.lv2", "urn:vesk:a",
                       "doap:name \"a\" ; " + tests::through_ports() +
                           " .\n<urn:vesk:inner> a pset:Preset ; lv2:appliesTo <urn:vesk:a> ;\n"
                           "rdfs:label \"Inner\" ; state:state [ <urn:key> \"value\" ]");
@@ -207,7 +207,7 @@ TEST_F(OwnBundle, BrokenTurtleIsRefusedWithAReason) {
   };
   for (const auto& test : cases) {
     const std::string uri = std::string("urn:vesk:") + test.name;
-    tests::write_bundle(installed_.path() / (std::string(test.name) + ".lv2"), uri, test.body);
+    tests::write_bundle(installed_ / (std::string(test.name) + ".lv2"), uri, test.body);
   }
   for (const auto& test : cases)
     EXPECT_NE(describe(std::string("urn:vesk:") + test.name)->not_hosted, "") << test.name;

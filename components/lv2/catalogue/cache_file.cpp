@@ -39,9 +39,8 @@ struct Header {
 };
 static_assert(std::has_unique_object_representations_v<Header>);
 
-/// The index's own damage is all that a check can prevent: the file is replaced in one step, so
-/// what is left is a machine that stopped before the bytes were on the disk, and a record of zeros
-/// is told by its URI. Not for use against malice.
+/// Tells an index that never reached the disk whole. Records are told by their URIs then, and
+/// nothing else damages a file that is replaced in one step. Not for use against malice.
 std::uint64_t check_value(const Bytes& bytes) {
   std::uint64_t hash = 0xcbf29ce484222325u ^ bytes.size();
   for (std::size_t at = 0; at < bytes.size(); at += sizeof hash) {
