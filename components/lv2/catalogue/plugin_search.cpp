@@ -31,8 +31,8 @@ std::optional<CacheFile> ask_for_cache(const std::vector<std::string>& question,
 std::optional<FoundPlugin> find_plugin(const Find& find, const std::vector<std::string>& question,
                                        std::string& error) {
   error.clear();
-  if (const auto cache = CacheFile::open(cache_file_path());
-      cache && all_hold(cache->index().folders)) {
+  const auto cache = CacheFile::open(cache_file_path());
+  if (cache && all_hold(cache->index().folders)) {
     const Entry* entry = find(cache->index());
     // That nothing has this name is known only while no bundle has changed.
     if (entry == nullptr && cache->index().is_current()) return {};
@@ -41,7 +41,8 @@ std::optional<FoundPlugin> find_plugin(const Find& find, const std::vector<std::
       return found(*entry, std::move(*record));
   }
   const auto answer = ask_for_cache(question, find_limit_ms, error);
-  const Entry* entry = answer ? find(answer->index()) : nullptr;
+  if (!answer) return {};
+  const Entry* entry = find(answer->index());
   if (entry == nullptr) return {};
   if (auto record = answer->record(*entry)) return found(*entry, std::move(*record));
   error = entry->not_hosted;

@@ -167,8 +167,8 @@ void run_jobs(const std::vector<Job>& jobs, const JobDone& done, int patience_s)
         for (std::size_t job = batch.first; job < batch.end; ++job) done(job, result);
       return;
     }
-    std::vector<pollfd> ends;
-    for (const Reader& reader : readers) ends.push_back(reader.end());
+    std::vector<pollfd> ends(readers.size());
+    std::ranges::transform(readers, ends.begin(), &Reader::end);
     const int ready = ::poll(ends.data(), ends.size(), 1000);
     for (std::size_t i = readers.size(); i-- > 0;) {
       if (ready == 0) readers[i].lose_patience(patience_s);

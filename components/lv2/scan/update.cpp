@@ -12,7 +12,8 @@ namespace {
 
 using BundleNumbers = std::vector<std::uint32_t>;
 
-Job description_job(std::string bundle, std::vector<std::string> extra_bundles, std::string uri) {
+Job description_job(const std::string& bundle, const std::vector<std::string>& extra_bundles,
+                    const std::string& uri) {
   return [=](BundleReader& reader) {
     const auto record = reader.describe(bundle, extra_bundles, uri);
     return record ? encode(*record) : Bytes();
@@ -153,7 +154,8 @@ class Update {
   }
 
   void take_over_records() {
-    for (std::size_t i = 0; old() && i < index_.entries.size(); ++i) {
+    if (!known_) return;
+    for (std::size_t i = 0; i < index_.entries.size(); ++i) {
       const Entry* before = old()->find_uri(index_.entries[i].uri);
       if (!before || watched_paths(index_, index_.entries[i]) != watched_paths(*old(), *before))
         continue;
