@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "components/lv2/catalogue/component_code.hpp"
-#include "components/lv2/catalogue/library.hpp"
+#include "components/lv2/catalogue/plugin_search.hpp"
 #include "components/lv2/instance/plugin_log.hpp"
 #include "components/lv2/unit/component_interface.hpp"
 
@@ -77,12 +77,12 @@ void look_up(const AudioComponentDescription& wanted, VeskComponentVisitor visit
 
 void list(const AudioComponentDescription& wanted, VeskComponentVisitor visit, void* context) {
   std::string error;
-  const auto catalogue = list_all(error);
-  if (!catalogue) {
+  const auto index = list_all(error);
+  if (!index) {
     say("LV2 plugins cannot be listed: " + error);
     return;
   }
-  for (const Entry& entry : catalogue->entries) {
+  for (const Entry& entry : index->entries) {
     if (!can_be_hosted(entry)) continue;
     if (wanted.componentType != 0 && wanted.componentType != entry.type) continue;
     present(entry, entry.code, visit, context);

@@ -1,82 +1,32 @@
 // The cache of installed LV2 plugins, with the real scanner program and bundles made for each case.
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
-#include <random>
-#include <unordered_map>
 
 #include "components/lv2/catalogue/cache_file.hpp"
 #include "components/lv2/catalogue/component_code.hpp"
-#include "components/lv2/catalogue/library.hpp"
-#include "components/lv2/catalogue/scanner_process.hpp"
+#include "components/lv2/catalogue/plugin_search.hpp"
+#include "tests/support/child_process.hpp"
 #include "tests/support/lv2_bundles.hpp"
 
 namespace vesk::lv2 {
 namespace {
 
 using tests::Environment;
+using tests::ScratchFolder;
 using tests::settle;
-using tests::TemporaryFolder;
 using tests::write_plain_bundle;
-
-TEST(Lv2Codes, SubtypesAreTheOnesThatSavedTextsHold) {
-  const struct {
-    const char* uri;
-    std::uint32_t hash;
-    const char* code;
-  } cases[] = {
-      {"http://drobilla.net/plugins/mda/EPiano", 0xb911dcac, "Sm48"},
-      {"http://drobilla.net/plugins/mda/Piano", 0xad28741d, "NhXb"},
-      {"http://drobilla.net/plugins/mda/DX10", 0x9215b3c5, "dxhr"},
-      {"http://drobilla.net/plugins/mda/Ambience", 0x18cd2e00, "kZu9"},
-      {"http://drobilla.net/plugins/mda/Delay", 0xa73b4d6f, "jvLs"},
-      {"urn:dragonfly:plate", 0xfa2304e8, "u6V0"},
-  };
-  for (const auto& [uri, hash, code] : cases) {
-    EXPECT_EQ(fnv1a_32(uri), hash) << uri;
-    EXPECT_EQ(code_text(primary_code(uri)), code) << uri;
-    EXPECT_NE(alternate_code(uri), primary_code(uri)) << uri;
-  }
-  EXPECT_FALSE(is_component_code(0));
-  EXPECT_FALSE(is_component_code(primary_code("") & 0xffffff00u));
-  EXPECT_FALSE(is_component_code(primary_code("") | 0x80u));
-  EXPECT_TRUE(is_component_code(primary_code("")));
-}
-
-/// Two URIs with one primary code, the smaller first. Some five thousand tries find a pair.
-std::pair<std::string, std::string> rivals() {
-  std::unordered_map<std::uint32_t, std::string> seen;
-  for (int i = 0;; ++i) {
-    std::string uri = "urn:vesk:rival" + std::to_string(i);
-    const auto [other, is_new] = seen.emplace(primary_code(uri), uri);
-    if (!is_new) return std::minmax(other->second, uri);
-  }
-}
-
-TEST(Lv2Codes, OfTwoRivalsEachIsFoundUnderACodeOfItsOwnAndAloneUnderEither) {
-  const auto [smaller, greater] = rivals();
-  Catalogue both;
-  both.entries = {Entry(smaller), Entry(greater)};
-  both.assign_codes();
-  EXPECT_EQ(both.entries[0].code, primary_code(smaller));
-  EXPECT_EQ(both.entries[1].code, alternate_code(greater));
-  EXPECT_EQ(both.find_code(primary_code(greater))->uri, smaller);
-  EXPECT_EQ(both.find_code(alternate_code(greater))->uri, greater);
-
-  Catalogue alone;
-  alone.entries = {Entry(greater)};
-  alone.assign_codes();
-  EXPECT_EQ(alone.entries[0].code, primary_code(greater));
-  EXPECT_EQ(alone.find_code(alternate_code(greater))->uri, greater);
-}
 
 /// A search path of one folder, a cache folder, and look-ups in them.
 class Lv2Cache : public testing::Test {
  protected:
-  std::filesystem::path bundle(const std::string& name) const { return installed_.path() / name; }
+  std::string bundle(const std::string& name) const { return installed_ / name; }
 
   void install(const std::string& name, const std::string& title, int micro_version = 0) {
     write_plain_bundle(bundle(name + ".lv2"), "urn:vesk:" + name, title, micro_version);
@@ -102,28 +52,39 @@ class Lv2Cache : public testing::Test {
 
   std::vector<std::string> listed() {
     std::string error;
-    const auto catalogue = list_all(error);
+    const auto index = list_all(error);
     EXPECT_EQ(error, "");
     std::vector<std::string> names;
-    for (const Entry& entry : catalogue ? catalogue->entries : std::vector<Entry>())
+    for (const Entry& entry : index ? index->entries : std::vector<Entry>())
       names.push_back(entry.title);
     return names;
   }
 
-  TemporaryFolder installed_;
-  TemporaryFolder cache_;
-  Environment lv2_path_{"LV2_PATH", installed_.path().string()};
-  Environment vesk_cache_{"VESK_CACHE", (cache_.path() / "deeper" / "vesk").string()};
+  /// Why the cache holds nothing of a bundle or plugin.
+  std::string why_not(const std::string& name) {
+    const auto cache = CacheFile::open(cache_file_path());
+    if (!cache) return "there is no cache";
+    for (const Bundle& each : cache->index().bundles)
+      if (each.folder.path.ends_with("/" + name + ".lv2/") && !each.map.failure.empty())
+        return each.map.failure;
+    const Entry* entry = cache->index().find_uri("urn:vesk:" + name);
+    return entry != nullptr ? entry->not_hosted : name + " is not there";
+  }
+
+  ScratchFolder installed_;
+  ScratchFolder cache_;
+  Environment lv2_path_{"LV2_PATH", installed_.path()};
+  Environment vesk_cache_{"VESK_CACHE", cache_ / "deeper/vesk"};
 };
 
 TEST_F(Lv2Cache, TheFirstStartReadsOnePluginAndTheNextReadsNone) {
   for (const char* name : {"a", "b", "c"}) install(name, name);
   EXPECT_EQ(look_up_cached("b"), std::nullopt);
   EXPECT_EQ(look_up("b"), "b");
-  const auto image = CatalogueImage::from_file(cache_file_path());
-  ASSERT_TRUE(image);
-  EXPECT_EQ(image->catalogue().entries.size(), 3u);
-  EXPECT_EQ(std::ranges::count_if(image->catalogue().entries, &Entry::described), 1);
+  const auto cache = CacheFile::open(cache_file_path());
+  ASSERT_TRUE(cache);
+  EXPECT_EQ(cache->index().entries.size(), 3u);
+  EXPECT_EQ(std::ranges::count(cache->index().entries, 0u, &Entry::record_size), 2);
   EXPECT_EQ(look_up_cached("b"), "b");
   EXPECT_EQ(look_up_cached("nothing"), "") << "that nothing has this name is in the cache, too";
   EXPECT_EQ(look_up_cached("c"), std::nullopt);
@@ -165,10 +126,10 @@ TEST_F(Lv2Cache, WhatChangedAMomentAgoIsReadAgain) {
 }
 
 TEST_F(Lv2Cache, OfTwoBundlesTheHigherVersionCountsThenTheFirstFolder) {
-  const TemporaryFolder second;
-  const auto path = installed_.path().string() + ":" + second.path().string();
+  const ScratchFolder second;
+  const auto path = installed_.path() + ":" + second.path();
   const Environment both("LV2_PATH", path);
-  const auto second_bundle = second.path() / "a.lv2";
+  const auto second_bundle = second / "a.lv2";
   install("a", "first", 4);
   write_plain_bundle(second_bundle, "urn:vesk:a", "second", 4);
   settle(second.path());
@@ -186,6 +147,13 @@ TEST_F(Lv2Cache, WithoutAFolderToWriteToEverythingIsFoundAllTheSame) {
   EXPECT_EQ(look_up("a"), "a");
   EXPECT_EQ(look_up("b"), "");
   EXPECT_EQ(listed(), std::vector<std::string>{"a"});
+  for (const int closed : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
+    const auto end = tests::run_in_child([&] {
+      ::close(closed);
+      return look_up("a") == "a" ? 0 : 1;
+    });
+    EXPECT_TRUE(end.exited_with(0)) << "without descriptor " << closed;
+  }
 }
 
 TEST_F(Lv2Cache, ADamagedFileIsIgnoredAndReplaced) {
@@ -239,94 +207,86 @@ TEST_F(Lv2Cache, ManyScannersAtOnceLeaveOneWholeFile) {
   EXPECT_EQ(files, 1);
 }
 
-TEST_F(Lv2Cache, ABundleThatCrashesItsReaderCostsItselfOnly) {
+TEST_F(Lv2Cache, ACacheThatAnotherUserMayWriteIsNotRead) {
   install("a", "a");
-  install("z", "z");
-  std::filesystem::create_directories(bundle("m.lv2"));
-  tests::write_file(bundle("m.lv2/manifest.ttl"),
-                    "@prefix dman: <http://lv2plug.in/ns/ext/dynmanifest#> .\n"
-                    "<urn:vesk:generator> a dman:DynManifest ;\n"
-                    "  <http://lv2plug.in/ns/lv2core#binary> <" VESK_CRASHING_MANIFEST "> .\n");
+  EXPECT_EQ(look_up("a"), "a");
+  for (const mode_t mode : {0620u, 0602u}) {
+    ASSERT_EQ(::chmod(cache_file_path().c_str(), mode), 0);
+    EXPECT_EQ(look_up_cached("a"), std::nullopt);
+  }
+  EXPECT_EQ(look_up("a"), "a");
+  EXPECT_EQ(look_up_cached("a"), "a") << "it has been replaced";
+  if (::geteuid() != 0) return;
+  ASSERT_EQ(::chown(cache_file_path().c_str(), 54321, 54321), 0);
+  EXPECT_EQ(look_up_cached("a"), std::nullopt);
+}
+
+TEST_F(Lv2Cache, WhatCrashesItsReaderCostsItselfOnlyAndIsNotReadAgain) {
+  for (const char* name : {"a", "bundle-crashes", "plugin-crashes", "z"}) install(name, name);
   std::filesystem::create_directories(bundle("n.lv2"));
   tests::write_file(bundle("n.lv2/manifest.ttl"), "<urn:vesk:n> a ; [");
   settle(installed_.path());
-  EXPECT_EQ(look_up("z"), "z");
-  EXPECT_EQ(listed(), (std::vector<std::string>{"a", "z"}));
-  const auto image = CatalogueImage::from_file(cache_file_path());
-  ASSERT_TRUE(image);
-  EXPECT_EQ(image->catalogue().bundles[1].failure, "crashed its reader (Aborted)");
-  EXPECT_TRUE(image->catalogue().bundles[2].failure.starts_with("has errors: "));
+  {
+    const Environment faults("LD_PRELOAD", VESK_READER_FAULTS);
+    EXPECT_EQ(look_up("z"), "z");
+    EXPECT_EQ(listed(), (std::vector<std::string>{"a", "urn:vesk:plugin-crashes", "z"}));
+  }
+  EXPECT_EQ(why_not("bundle-crashes"), "crashed its reader (Aborted)");
+  EXPECT_EQ(why_not("plugin-crashes"), "its description crashed its reader (Aborted)");
+  EXPECT_TRUE(why_not("n").starts_with("has errors: ")) << why_not("n");
+  EXPECT_EQ(look_up_cached("plugin-crashes"), "urn:vesk:plugin-crashes");
 }
 
-/// An image of a few described plugins, as the scanner writes it.
-class Lv2Image : public Lv2Cache {
- protected:
-  void SetUp() override {
-    for (const char* name : {"a", "b", "c"}) install(name, name);
-    const auto answer = ask_scanner({}, 10'000, error_);
-    ASSERT_TRUE(answer) << error_;
-    std::ifstream file(cache_file_path(), std::ios::binary);
-    const std::string text{std::istreambuf_iterator<char>(file), {}};
-    const auto bytes = std::as_bytes(std::span(text));
-    image_.assign(bytes.begin(), bytes.end());
-    const auto image = CatalogueImage::from_bytes(image_);
-    ASSERT_TRUE(image);
-    for (const Entry& entry : image->catalogue().entries) {
-      const auto record = image->record(entry);
-      ASSERT_TRUE(record);
-      originals_.push_back(record->description);
-    }
-    ASSERT_EQ(originals_.size(), 3u);
+TEST_F(Lv2Cache, AReaderThatIsKilledIsNotHeldAgainstWhatItRead) {
+  for (const char* name : {"a", "bundle-killed", "plugin-killed"}) install(name, name);
+  {
+    const Environment faults("LD_PRELOAD", VESK_READER_FAULTS);
+    EXPECT_EQ(listed(), (std::vector<std::string>{"a", "urn:vesk:plugin-killed"}));
+    std::string error;
+    EXPECT_FALSE(find_by_uri("urn:vesk:plugin-killed", error));
+    EXPECT_EQ(error, "its description was not read: its reader was ended (Killed)");
+    EXPECT_EQ(why_not("bundle-killed"), "was not read: its reader was ended (Killed)");
   }
-
-  /// Reads all that can be read. True when that is less than all; what is read must be right.
-  bool is_refused(const Bytes& bytes) {
-    const auto image = CatalogueImage::from_bytes(bytes);
-    if (!image) return true;
-    bool refused = false;
-    for (std::size_t i = 0; i < originals_.size(); ++i) {
-      const Entry* entry = image->catalogue().find_uri(originals_[i].uri);
-      const auto record = entry ? image->record(*entry) : std::nullopt;
-      if (!record)
-        refused = true;
-      else
-        EXPECT_EQ(record->description, originals_[i]);
-    }
-    return refused;
-  }
-
-  std::string error_;
-  Bytes image_;
-  std::vector<Description> originals_;
-};
-
-TEST_F(Lv2Image, EveryTruncationIsNoticed) {
-  for (std::size_t size = 0; size < image_.size(); ++size) {
-    EXPECT_TRUE(is_refused(Bytes(image_.begin(), image_.begin() + static_cast<long>(size))))
-        << size;
-  }
-  EXPECT_FALSE(is_refused(image_));
+  EXPECT_EQ(look_up_cached("a"), "a");
+  EXPECT_EQ(look_up("plugin-killed"), "plugin-killed");
+  EXPECT_EQ(listed(), (std::vector<std::string>{"a", "bundle-killed", "plugin-killed"}));
 }
 
-TEST_F(Lv2Image, EveryFlippedBitIsNoticed) {
-  for (std::size_t bit = 0; bit < image_.size() * 8; ++bit) {
-    Bytes damaged = image_;
-    damaged[bit / 8] ^= std::byte(1u << (bit % 8));
-    EXPECT_TRUE(is_refused(damaged)) << "bit " << bit;
+TEST_F(Lv2Cache, TooFewDescriptorsForAScanAreNotHeldAgainstWhatIsInstalled) {
+  install("a", "a");
+  for (rlim_t most = 4; most <= 24; ++most) {
+    std::filesystem::remove(cache_file_path());
+    tests::run_in_child([&] {
+      const rlimit limit{most, most};
+      ::setrlimit(RLIMIT_NOFILE, &limit);
+      std::string error;
+      return list_all(error) ? 0 : 1;
+    });
+    EXPECT_EQ(listed(), std::vector<std::string>{"a"}) << "after a scan with " << most;
   }
 }
 
-TEST_F(Lv2Image, RecordsThatPassTheirCheckValueByAccidentAreReadWithinBounds) {
-  std::mt19937 random(1);
-  const Bytes record = encode_record({{}, originals_[0]});
-  ASSERT_TRUE(decode_record(record));
-  for (int round = 0; round < 20'000; ++round) {
-    Bytes damaged = record;
-    for (unsigned change = random() % 4 + 1; change > 0; --change)
-      damaged[random() % damaged.size()] = std::byte(random() % 256);
-    if (random() % 4 == 0) damaged.resize(random() % damaged.size());
-    if (const auto read = decode_record(damaged)) EXPECT_EQ(encode_record(*read), damaged);
-  }
+TEST_F(Lv2Cache, NothingOfADynamicManifestIsOfferedAndItsBundleSaysSo) {
+  write_plain_bundle(bundle("d.lv2"), "urn:vesk:d", "d");
+  std::ofstream(bundle("d.lv2/manifest.ttl"), std::ios::app)
+      << "@prefix dman: <http://lv2plug.in/ns/ext/dynmanifest#> .\n"
+         "<urn:vesk:maker> a dman:DynManifest ; lv2:binary <missing.so> .\n";
+  settle(installed_.path());
+  EXPECT_EQ(listed(), std::vector<std::string>{"d"}) << "its manifest itself is read";
+  EXPECT_EQ(why_not("d"), "is dynamic, which is not supported");
+}
+
+TEST_F(Lv2Cache, RecordsThatNeverReachedTheDiskAreReadAnew) {
+  install("a", "a");
+  EXPECT_EQ(look_up("a"), "a");
+  Bytes bytes = File(::open(cache_file_path().c_str(), O_RDONLY | O_CLOEXEC)).read_all();
+  const auto cache = CacheFile::open(cache_file_path());
+  ASSERT_TRUE(cache);
+  std::ranges::fill(bytes.end() - cache->index().entries[0].record_size, bytes.end(), std::byte());
+  ASSERT_TRUE(write_cache_file(cache_file_path(), bytes));
+  EXPECT_EQ(look_up_cached("a"), std::nullopt);
+  EXPECT_EQ(look_up("a"), "a");
+  EXPECT_EQ(listed(), std::vector<std::string>{"a"});
 }
 
 }  // namespace

@@ -6,7 +6,7 @@
 #include <sanitizer/rtsan_interface.h>
 #endif
 
-#include "components/lv2/catalogue/library.hpp"
+#include "components/lv2/catalogue/plugin_search.hpp"
 #include "components/lv2/unit/cf_object.hpp"
 #include "components/lv2/unit/component_interface.hpp"
 

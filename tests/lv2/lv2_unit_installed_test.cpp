@@ -6,7 +6,7 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "components/lv2/catalogue/library.hpp"
+#include "components/lv2/catalogue/plugin_search.hpp"
 #include "components/lv2/unit/cf_object.hpp"
 #include "tests/lv2/lv2_unit.hpp"
 

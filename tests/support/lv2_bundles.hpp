@@ -3,9 +3,7 @@
 // LV2 bundles written for one test, in folders that go with it, and the environment that makes
 // them all that is installed.
 
-#include <fcntl.h>
 #include <stdlib.h>
-#include <sys/stat.h>
 
 #include <chrono>
 #include <filesystem>
@@ -13,28 +11,10 @@
 #include <optional>
 #include <string>
 #include <utility>
-#include <vector>
+
+#include "tests/support/scratch_folder.hpp"
 
 namespace vesk::tests {
-
-class TemporaryFolder {
- public:
-  TemporaryFolder() {
-    std::string name = (std::filesystem::temp_directory_path() / "vesk-lv2-XXXXXX").string();
-    path_ = ::mkdtemp(name.data());
-  }
-  ~TemporaryFolder() {
-    std::error_code ignored;
-    std::filesystem::remove_all(path_, ignored);
-  }
-  TemporaryFolder(const TemporaryFolder&) = delete;
-  TemporaryFolder& operator=(const TemporaryFolder&) = delete;
-
-  std::filesystem::path path() const { return path_; }
-
- private:
-  std::filesystem::path path_;
-};
 
 /// Sets a variable for as long as it lives.
 class Environment {
@@ -78,7 +58,6 @@ inline constexpr const char* prefixes =
     "@prefix foaf: <http://xmlns.com/foaf/0.1/> .\n"
     "@prefix lv2: <http://lv2plug.in/ns/lv2core#> .\n"
     "@prefix midi: <http://lv2plug.in/ns/ext/midi#> .\n"
-    "@prefix patch: <http://lv2plug.in/ns/ext/patch#> .\n"
     "@prefix pprops: <http://lv2plug.in/ns/ext/port-props#> .\n"
     "@prefix pset: <http://lv2plug.in/ns/ext/presets#> .\n"
     "@prefix rdfs: <http://www.w3.org/2000/01/rdf-schema#> .\n"

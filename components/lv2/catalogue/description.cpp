@@ -27,8 +27,4 @@ Range range_at(const Port& port, double sample_rate) {
   return {std::clamp(def.value_or(0.0f), min, max), min, max};
 }
 
-bool Description::requires_feature(std::string_view feature) const {
-  return std::ranges::find(required_features, feature) != required_features.end();
-}
-
 }  // namespace vesk::lv2

@@ -10,7 +10,6 @@
 #include <cstdint>
 #include <optional>
 #include <string>
-#include <string_view>
 #include <vector>
 
 namespace vesk::lv2 {
@@ -20,7 +19,7 @@ enum class PortKind : std::uint8_t {
   audio,
   control,
   cv,     ///< audio-rate control: wants a buffer of frames, is no bus channel
-  atom,   ///< LV2_Atom_Sequence (or what `Port::buffer_type` names)
+  atom,   ///< LV2_Atom_Sequence
   event,  ///< the event extension that came before atoms (LV2_Event_Buffer)
 };
 
@@ -46,24 +45,18 @@ enum PortProperty : std::uint32_t {
   property_trigger = 1u << 8,
   property_expensive = 1u << 9,
   property_side_chain = 1u << 10,
-  property_strict_bounds = 1u << 11,
-  property_causes_artifacts = 1u << 12,
-  property_not_automatic = 1u << 13,
 };
 
 /// What an atom or event port says it understands.
 enum PortEvents : std::uint32_t {
   events_midi = 1u << 0,
   events_time = 1u << 1,
-  events_patch = 1u << 2,
 };
 
 /// The unit of a control port. All empty when none is declared.
 struct Unit {
   std::string uri;     ///< `http://lv2plug.in/ns/extensions/units#db`; empty for inline units
-  std::string name;    ///< "decibel"
   std::string symbol;  ///< "dB"
-  std::string render;  ///< pattern such as "%f dB"; comes from a stranger: never printf it
 
   bool operator==(const Unit&) const = default;
 };
@@ -92,7 +85,6 @@ struct Port {
   std::vector<ScalePoint> scale_points;  ///< sorted by value
   std::uint32_t minimum_size = 0;        ///< resize-port:minimumSize in bytes, 0 = not stated
   std::string designation;               ///< URI, empty = none
-  std::string buffer_type;               ///< atom:bufferType URI, empty = not stated
   std::string group;                     ///< pg:group URI, empty = none
 
   bool has(PortProperty property) const { return (properties & property) != 0; }
@@ -164,20 +156,8 @@ struct Editor {
   std::string library;    ///< absolute path
   std::string bundle;     ///< folder, absolute, with its final slash
   std::vector<std::string> required_features;
-  std::vector<std::string> optional_features;
-  std::vector<std::string> extension_data;
 
   bool operator==(const Editor&) const = default;
-};
-
-/// A `patch:writable` or `patch:readable` property.
-struct PatchProperty {
-  std::string uri;
-  std::string label;
-  std::string range;  ///< URI of the value's type, atom:Path for files; empty = not stated
-  bool writable = true;
-
-  bool operator==(const PatchProperty&) const = default;
 };
 
 struct Description {
@@ -190,13 +170,9 @@ struct Description {
   std::uint32_t minor_version = 0;
   std::uint32_t micro_version = 0;
   std::vector<std::string> required_features;  ///< URIs, sorted
-  std::vector<std::string> optional_features;  ///< URIs, sorted
-  std::vector<std::string> required_options;   ///< options:requiredOption URIs, sorted
-  std::vector<std::string> extension_data;     ///< declared; ask the instance as well
   std::vector<Port> ports;                     ///< by index, without gaps
   std::vector<Preset> presets;                 ///< by label, then URI
   std::vector<Editor> editors;
-  std::vector<PatchProperty> patch_properties;
   State default_state;  ///< for state:loadDefaultState; empty otherwise
 
   /// The component's type ('aumu', 'aumf', 'aufx', 'augn', 'aumi'); 0 when it is none.
@@ -208,7 +184,6 @@ struct Description {
   std::uint32_t main_inputs = 0;
   std::uint32_t main_outputs = 0;
 
-  bool requires_feature(std::string_view feature) const;
   bool operator==(const Description&) const = default;
 };
 

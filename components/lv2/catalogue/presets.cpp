@@ -11,12 +11,8 @@ std::optional<State> read_preset(const Description& plugin, const Preset& preset
   const auto answer = ask_scanner(
       {"--answer-preset", plugin.bundle, preset.bundle, plugin.uri, preset.uri}, limit_ms, error);
   if (!answer) return {};
-  ByteReader from(*answer);
-  State state = decode_state(from);
-  if (!from.ok() || !from.at_end()) {
-    error = "preset " + preset.uri + " cannot be read";
-    return {};
-  }
+  auto state = decode<State>(answer->read_all());
+  if (!state) error = "preset " + preset.uri + " cannot be read";
   return state;
 }
 

@@ -1,7 +1,5 @@
 #include "components/lv2/catalogue/record.hpp"
 
-#include "components/lv2/catalogue/fields.hpp"
-
 namespace vesk::lv2 {
 
 static void fields(auto& stream, RecordOf<ScalePoint> auto& point) {
@@ -9,16 +7,13 @@ static void fields(auto& stream, RecordOf<ScalePoint> auto& point) {
 }
 
 static void fields(auto& stream, RecordOf<Unit> auto& unit) {
-  stream(unit.uri, unit.name, unit.symbol, unit.render);
+  stream(unit.uri, unit.symbol);
 }
 
 static void fields(auto& stream, RecordOf<Port> auto& port) {
-  stream(port.symbol, port.name);
-  stream.enumerator(port.kind, PortKind::event);
-  stream.enumerator(port.direction, Direction::output);
-  stream.enumerator(port.role, AudioRole::side);
-  stream(port.channel, port.properties, port.events, port.def, port.min, port.max, port.unit,
-         port.scale_points, port.minimum_size, port.designation, port.buffer_type, port.group);
+  stream(port.index, port.symbol, port.name, port.kind, port.direction, port.role, port.channel,
+         port.properties, port.events, port.def, port.min, port.max, port.unit, port.scale_points,
+         port.minimum_size, port.designation, port.group);
 }
 
 static void fields(auto& stream, RecordOf<StateProperty> auto& property) {
@@ -39,43 +34,68 @@ static void fields(auto& stream, RecordOf<Preset> auto& preset) {
 }
 
 static void fields(auto& stream, RecordOf<Editor> auto& editor) {
-  stream(editor.uri, editor.class_uri, editor.library, editor.bundle, editor.required_features,
-         editor.optional_features, editor.extension_data);
-}
-
-static void fields(auto& stream, RecordOf<PatchProperty> auto& property) {
-  stream(property.uri, property.label, property.range, property.writable);
+  stream(editor.uri, editor.class_uri, editor.library, editor.bundle, editor.required_features);
 }
 
 static void fields(auto& stream, RecordOf<Description> auto& plugin) {
   stream(plugin.uri, plugin.bundle, plugin.library, plugin.name, plugin.author, plugin.classes,
-         plugin.minor_version, plugin.micro_version, plugin.required_features,
-         plugin.optional_features, plugin.required_options, plugin.extension_data, plugin.ports,
-         plugin.presets, plugin.editors, plugin.patch_properties, plugin.default_state, plugin.type,
-         plugin.not_hosted, plugin.main_inputs, plugin.main_outputs);
+         plugin.minor_version, plugin.micro_version, plugin.required_features, plugin.ports,
+         plugin.presets, plugin.editors, plugin.default_state, plugin.type, plugin.not_hosted,
+         plugin.main_inputs, plugin.main_outputs);
 }
 
-void encode(ByteWriter& to, const State& state) {
-  FieldWriter{to}(state);
+static void fields(auto& stream, RecordOf<Stamp> auto& stamp) {
+  stream(stamp.path, stamp.mtime_ns, stamp.size);
 }
 
-State decode_state(ByteReader& from) {
-  State state;
-  FieldReader{from}(state);
-  return state;
+static void fields(auto& stream, RecordOf<PluginRecord> auto& record) {
+  stream(record.sources, record.description);
 }
 
-void encode(ByteWriter& to, const Description& plugin) {
-  FieldWriter{to}(plugin);
+static void fields(auto& stream, RecordOf<MappedPlugin> auto& plugin) {
+  stream(plugin.uri, plugin.minor_version, plugin.micro_version);
 }
 
-Description decode_description(ByteReader& from) {
-  Description plugin;
-  FieldReader{from}(plugin);
-  if (!from.ok()) return {};
-  std::uint32_t index = 0;
-  for (Port& port : plugin.ports) port.index = index++;
-  return plugin;
+static void fields(auto& stream, RecordOf<BundleMap> auto& map) {
+  stream(map.plugins, map.presets_for, map.failure);
 }
+
+static void fields(auto& stream, RecordOf<Bundle> auto& bundle) {
+  stream(bundle.folder, bundle.manifest, bundle.map);
+}
+
+static void fields(auto& stream, RecordOf<Entry> auto& entry) {
+  stream(entry.uri, entry.primary, entry.alternate, entry.code, entry.bundle, entry.watched,
+         entry.record_size, entry.type, entry.version, entry.title, entry.not_hosted);
+}
+
+static void fields(auto& stream, RecordOf<Index> auto& index) {
+  stream(index.folders, index.bundles, index.entries);
+}
+
+template <typename T>
+Bytes encode(const T& record) {
+  ByteWriter to;
+  to(record);
+  return to.take();
+}
+
+template <typename T>
+std::optional<T> decode(std::span<const std::byte> bytes) {
+  ByteReader from(bytes);
+  std::optional<T> record(std::in_place);
+  from(*record);
+  if (!from.ok() || !from.at_end()) record.reset();
+  return record;
+}
+
+template Bytes encode(const Index&);
+template Bytes encode(const BundleMap&);
+template Bytes encode(const PluginRecord&);
+template Bytes encode(const State&);
+template std::optional<Index> decode(std::span<const std::byte>);
+template std::optional<BundleMap> decode(std::span<const std::byte>);
+template std::optional<PluginRecord> decode(std::span<const std::byte>);
+template std::optional<State> decode(std::span<const std::byte>);
 
 }  // namespace vesk::lv2

@@ -1,23 +1,21 @@
 #pragma once
 
-// Descriptions and states as bytes.
+// What scanner and hosts exchange, as bytes.
 
 #include <optional>
 #include <span>
 
-#include "components/lv2/catalogue/byte_stream.hpp"
-#include "components/lv2/catalogue/description.hpp"
+#include "components/lv2/catalogue/bytes.hpp"
+#include "components/lv2/catalogue/index.hpp"
 
 namespace vesk::lv2 {
 
-/// Raise it whenever the form of a record changes, or the rules that fill one in.
-inline constexpr std::uint32_t record_version = 2;
+/// The bytes of an Index, BundleMap, PluginRecord or State.
+template <typename T>
+Bytes encode(const T& record);
 
-void encode(ByteWriter& to, const Description& plugin);
-void encode(ByteWriter& to, const State& state);
-
-/// Read back what `encode` wrote; `from` fails on anything that it cannot have written.
-Description decode_description(ByteReader& from);
-State decode_state(ByteReader& from);
+/// Reads back what `encode` wrote; nothing when the bytes are too few or too many.
+template <typename T>
+std::optional<T> decode(std::span<const std::byte> bytes);
 
 }  // namespace vesk::lv2

@@ -10,11 +10,9 @@
 
 #include <cerrno>
 #include <cstdlib>
+#include <cstring>
 #include <filesystem>
 #include <system_error>
-
-#include "components/lv2/catalogue/clock.hpp"
-#include "components/lv2/catalogue/system_text.hpp"
 
 extern char** environ;
 
@@ -24,7 +22,6 @@ namespace {
 namespace fs = std::filesystem;
 
 constexpr const char* program_name = "vesk-lv2-scan";
-constexpr std::size_t max_answer = 512u << 20;
 
 /// File actions and attributes of one spawn.
 class SpawnPlan {
@@ -32,8 +29,9 @@ class SpawnPlan {
   explicit SpawnPlan(int output) {
     ::posix_spawn_file_actions_init(&actions_);
     ::posix_spawnattr_init(&attributes_);
-    ::posix_spawn_file_actions_addopen(&actions_, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
+    // In this order: in a host without standard input the output may be descriptor 0.
     ::posix_spawn_file_actions_adddup2(&actions_, output, STDOUT_FILENO);
+    ::posix_spawn_file_actions_addopen(&actions_, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
     ::posix_spawn_file_actions_addclosefrom_np(&actions_, STDERR_FILENO + 1);
     // A host ignores and blocks signals for reasons of its own.
     sigset_t signals;
@@ -63,22 +61,15 @@ class SpawnPlan {
   posix_spawnattr_t attributes_;
 };
 
-/// Reads to the end. False when the limit passed or the answer had no end.
-bool read_answer(int pipe, std::int64_t deadline_ms, Bytes& answer) {
-  for (;;) {
-    pollfd polled{pipe, POLLIN, 0};
-    const std::int64_t left = deadline_ms - now_ms();
-    if (left <= 0) return false;
-    const int ready = ::poll(&polled, 1, static_cast<int>(left));
-    if (ready < 0 && errno != EINTR) return false;
-    if (ready <= 0) continue;
-    std::byte buffer[65536];
-    const ssize_t got = ::read(pipe, buffer, sizeof buffer);
-    if (got < 0 && errno == EINTR) continue;
-    if (got <= 0) return got == 0;
-    answer.insert(answer.end(), buffer, buffer + got);
-    if (answer.size() > max_answer) return false;
-  }
+/// False when the limit passed. Without a descriptor to wait by there is no limit.
+bool wait_for_end(pid_t pid, int limit_ms) {
+  const File process = File::of_process(pid);
+  if (!process.is_open()) return true;
+  pollfd polled{process.descriptor(), POLLIN, 0};
+  int ready = 0;
+  do ready = ::poll(&polled, 1, limit_ms);
+  while (ready < 0 && errno == EINTR);
+  return ready != 0;
 }
 
 }  // namespace
@@ -102,51 +93,38 @@ std::string scanner_path() {
   return {};
 }
 
-std::optional<Bytes> ask_scanner(const std::vector<std::string>& arguments, int limit_ms,
-                                 std::string& error) {
+std::optional<File> ask_scanner(const std::vector<std::string>& arguments, int limit_ms,
+                                std::string& error) {
   const std::string program = scanner_path();
   if (program.empty()) {
     error = "the program vesk-lv2-scan was not found";
     return {};
   }
-  int ends[2];
-  if (::pipe2(ends, O_CLOEXEC) != 0) {
-    error = program + ": no pipe (" + error_text(errno) + ")";
-    return {};
-  }
+  File answer = File::in_memory();
   pid_t pid = -1;
-  const int failure = SpawnPlan(ends[1]).spawn(&pid, program, arguments);
-  ::close(ends[1]);
+  const int failure =
+      answer.is_open() ? SpawnPlan(answer.descriptor()).spawn(&pid, program, arguments) : errno;
   if (failure != 0) {
-    ::close(ends[0]);
-    error = program + ": " + error_text(failure);
+    error = program + ": " + std::system_category().message(failure);
     return {};
   }
-  Bytes answer;
-  const bool complete = read_answer(ends[0], now_ms() + limit_ms, answer);
-  ::close(ends[0]);
-  if (!complete) ::kill(pid, SIGKILL);
+  const bool ended = wait_for_end(pid, limit_ms);
+  if (!ended) ::kill(pid, SIGKILL);
   int status = 0;
-  while (::waitpid(pid, &status, 0) < 0) {
-    // Where the process lets the system collect its children, the answer has to speak for itself.
-    if (errno != EINTR) {
-      status = 0;
-      break;
-    }
-  }
-  if (!complete) {
+  pid_t collected = -1;
+  do collected = ::waitpid(pid, &status, 0);
+  while (collected < 0 && errno == EINTR);
+  // Where the process lets the system collect its children, the answer has to speak for itself.
+  if (collected < 0) status = 0;
+  if (!ended)
     error = program + ": no answer within " + std::to_string(limit_ms / 1000) + " s";
-    return {};
-  }
-  if (WIFSIGNALED(status)) {
-    error = program + ": " + signal_text(WTERMSIG(status));
-    return {};
-  }
-  if (WEXITSTATUS(status) != 0) {
+  else if (WIFSIGNALED(status))
+    error = program + ": " + ::strsignal(WTERMSIG(status));
+  else if (WEXITSTATUS(status) != 0)
     error = program + ": exit status " + std::to_string(WEXITSTATUS(status));
-    return {};
-  }
-  return answer;
+  else
+    return answer;
+  return {};
 }
 
 }  // namespace vesk::lv2

@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "components/lv2/catalogue/byte_stream.hpp"
+#include "components/lv2/catalogue/file.hpp"
 
 namespace vesk::lv2 {
 
@@ -18,7 +18,7 @@ std::string scanner_path();
 /// ended well. Its standard error is this process's, so that a person sees its progress.
 /// Nothing, with a sentence in `error`, otherwise. Kills it after `limit_ms`. Any thread that is
 /// not real-time; other children of the process are left alone.
-std::optional<Bytes> ask_scanner(const std::vector<std::string>& arguments, int limit_ms,
-                                 std::string& error);
+std::optional<File> ask_scanner(const std::vector<std::string>& arguments, int limit_ms,
+                                std::string& error);
 
 }  // namespace vesk::lv2

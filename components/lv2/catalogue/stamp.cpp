@@ -4,6 +4,7 @@
 #include <time.h>
 
 #include <algorithm>
+#include <utility>
 
 namespace vesk::lv2 {
 namespace {
@@ -17,38 +18,27 @@ std::int64_t nanoseconds(const timespec& time) {
 
 }  // namespace
 
-Stamp take_stamp(const std::string& path) {
+Stamp take_stamp(std::string path) {
+  Stamp stamp{std::move(path)};
   struct stat status{};
-  Stamp stamp;
-  if (::stat(path.c_str(), &status) != 0) return stamp;
+  if (::stat(stamp.path.c_str(), &status) != 0) return stamp;
   stamp.mtime_ns = nanoseconds(status.st_mtim);
   // A folder's size says nothing about its contents, and some file systems let it drift.
-  stamp.size = S_ISDIR(status.st_mode) ? 0 : static_cast<std::uint64_t>(status.st_size);
-  stamp.inode = status.st_ino;
+  if (!S_ISDIR(status.st_mode)) stamp.size = static_cast<std::uint64_t>(status.st_size);
   timespec now{};
   // Files are stamped by the wall clock, so it is the one to compare with.
   clock_gettime(CLOCK_REALTIME, &now);
   const std::int64_t age = nanoseconds(now) - stamp.mtime_ns;
-  stamp.state =
-      age > -settling_ns && age < settling_ns ? Stamp::State::unsettled : Stamp::State::settled;
+  if (age > -settling_ns && age < settling_ns) stamp.mtime_ns = Stamp::unsettled;
   return stamp;
 }
 
-Stamped stamped(std::string path) {
-  const Stamp stamp = take_stamp(path);
-  return {std::move(path), stamp};
+bool still_holds(const Stamp& stamp) {
+  return stamp.mtime_ns != Stamp::unsettled && take_stamp(stamp.path) == stamp;
 }
 
-bool still_holds(const Stamped& what) {
-  if (what.stamp.state == Stamp::State::unsettled) return false;
-  const Stamp now = take_stamp(what.path);
-  return (now.state == Stamp::State::absent) == (what.stamp.state == Stamp::State::absent) &&
-         now.mtime_ns == what.stamp.mtime_ns && now.size == what.stamp.size &&
-         now.inode == what.stamp.inode;
-}
-
-bool all_hold(const std::vector<Stamped>& things) {
-  return std::ranges::all_of(things, still_holds);
+bool all_hold(const std::vector<Stamp>& stamps) {
+  return std::ranges::all_of(stamps, still_holds);
 }
 
 }  // namespace vesk::lv2

@@ -1,6 +1,7 @@
 #include "components/lv2/scan/bundle_reader.hpp"
 
 #include <lv2/core/lv2.h>
+#include <lv2/dynmanifest/dynmanifest.h>
 #include <lv2/presets/presets.h>
 
 #include <algorithm>
@@ -28,6 +29,8 @@ LilvWorld* BundleReader::open(std::vector<std::string> bundles) {
   if (world_ && bundles == open_bundles_) return world_.get();
   world_.reset();
   world_.reset(lilv_world_new());
+  const Node no(lilv_new_bool(world_.get(), false));
+  lilv_world_set_option(world_.get(), LILV_OPTION_DYN_MANIFEST, no.get());
   for (const std::string& bundle : bundles) {
     const Node uri(lilv_new_file_uri(world_.get(), nullptr, bundle.c_str()));
     lilv_world_load_bundle(world_.get(), uri.get());
@@ -56,6 +59,11 @@ BundleMap BundleReader::map(const std::string& bundle) {
   std::ranges::sort(map.presets_for);
   const auto repeated = std::ranges::unique(map.presets_for);
   map.presets_for.erase(repeated.begin(), repeated.end());
+  // Its plugins would be what a library of its says at the moment: nothing tells when that changes,
+  // and such a library wants to be asked again before it makes one of them.
+  const Node dynamic(lilv_new_uri(world, LV2_DYN_MANIFEST_PREFIX "DynManifest"));
+  const Nodes makers(lilv_world_find_nodes(world, nullptr, type.get(), dynamic.get()));
+  if (lilv_nodes_size(makers.get()) > 0) map.failure = "is dynamic, which is not supported";
   return map;
 }
 
@@ -72,7 +80,7 @@ std::optional<PluginRecord> BundleReader::describe(const std::string& bundle,
   for_each(lilv_plugin_get_data_uris(plugin), [&](const LilvNode* file) {
     std::string path = path_of(file);
     if (!path.empty() && path != bundle + "manifest.ttl")
-      record.sources.push_back(stamped(std::move(path)));
+      record.sources.push_back(take_stamp(std::move(path)));
   });
   record.description = describe_plugin(world, plugin);
   record.description.bundle = bundle;

@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "components/lv2/catalogue/catalogue.hpp"
+#include "components/lv2/catalogue/index.hpp"
 #include "components/lv2/scan/lilv_handles.hpp"
 
 namespace vesk::lv2::scan {

@@ -1,5 +1,6 @@
 // vesk-lv2-scan: reads the descriptions of installed LV2 plugins and keeps them for the hosts.
 
+#include <fcntl.h>
 #include <signal.h>
 #include <unistd.h>
 
@@ -7,6 +8,7 @@
 #include <cstdio>
 #include <cstring>
 #include <optional>
+#include <span>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -14,9 +16,8 @@
 #include "components/lv2/catalogue/cache_file.hpp"
 #include "components/lv2/catalogue/component_code.hpp"
 #include "components/lv2/catalogue/record.hpp"
-#include "components/lv2/catalogue/write_all.hpp"
+#include "components/lv2/scan/jobs.hpp"
 #include "components/lv2/scan/update.hpp"
-#include "components/lv2/scan/worker.hpp"
 
 namespace vesk::lv2::scan {
 namespace {
@@ -43,8 +44,8 @@ struct Options {
   bool list = false;
   bool verbose = false;
   /// What a host asks for, answered with bytes on standard output.
-  std::optional<Wish> answer;
-  std::optional<Job> answer_preset;
+  std::optional<Request> answer;
+  std::span<const std::string_view> preset;  ///< its plugin's bundle, its own, the plugin, itself
 };
 
 /// Nothing when the arguments make no sense, with a line on standard error.
@@ -60,17 +61,13 @@ std::optional<Options> parse(const std::vector<std::string_view>& arguments) {
     } else if (argument == "--verbose") {
       options.verbose = true;
     } else if (argument == "--answer-all") {
-      options.answer = Wish{.everything = true};
+      options.answer = Request{.everything = true};
     } else if (argument == "--answer-code" && left >= 1 && code_from_text(arguments[i + 1]) != 0) {
-      options.answer = Wish{.code = code_from_text(arguments[++i])};
+      options.answer = Request{.code = code_from_text(arguments[++i])};
     } else if (argument == "--answer-uri" && left >= 1) {
-      options.answer = Wish{.uri = std::string(arguments[++i])};
+      options.answer = Request{.uri = std::string(arguments[++i])};
     } else if (argument == "--answer-preset" && left >= 4) {
-      options.answer_preset = Job{Job::Kind::preset,
-                                  std::string(arguments[i + 1]),
-                                  {std::string(arguments[i + 2])},
-                                  std::string(arguments[i + 3]),
-                                  std::string(arguments[i + 4])};
+      options.preset = {&arguments[i + 1], 4};
       i += 4;
     } else {
       std::fprintf(stderr, "vesk-lv2-scan: '%s' is not understood; see vesk-lv2-scan --help\n",
@@ -91,16 +88,23 @@ Progress progress_for(const Options& options) {
     };
   }
   if (options.verbose) {
-    progress.noise = [](const std::string& what, const std::string& noise) {
-      std::fprintf(stderr, "%s:\n%s%s", what.c_str(), noise.c_str(),
-                   noise.ends_with('\n') ? "" : "\n");
+    progress.printed = [](const std::string& what, const std::string& printed) {
+      std::fprintf(stderr, "%s:\n%s%s", what.c_str(), printed.c_str(),
+                   printed.ends_with('\n') ? "" : "\n");
     };
   }
   return progress;
 }
 
-void print_list(const Catalogue& catalogue) {
-  for (const Entry& entry : catalogue.entries) {
+/// Where one of the standard descriptors is closed, the next file opened would take its place.
+void fill_standard_descriptors() {
+  int descriptor = 0;
+  while (descriptor >= 0 && descriptor <= STDERR_FILENO) descriptor = ::open("/dev/null", O_RDWR);
+  if (descriptor >= 0) ::close(descriptor);
+}
+
+void print_list(const Index& index) {
+  for (const Entry& entry : index.entries) {
     const bool hosted = entry.not_hosted.empty() && entry.code != 0;
     const std::string text =
         hosted ? code_text(entry.type) + ":" + code_text(entry.code) + ":LV2_" : std::string("-");
@@ -110,18 +114,18 @@ void print_list(const Catalogue& catalogue) {
     std::printf("%-14s  %s  <%s>%s\n", text.c_str(), entry.title.c_str(), entry.uri.c_str(),
                 reason.c_str());
   }
-  for (const Bundle& bundle : catalogue.bundles) {
-    if (bundle.failure.empty()) continue;
+  for (const Bundle& bundle : index.bundles) {
+    if (bundle.map.failure.empty()) continue;
     std::printf("%-14s  %s  (its manifest %s)\n", "-", bundle.folder.path.c_str(),
-                bundle.failure.c_str());
+                bundle.map.failure.c_str());
   }
 }
 
 void print_summary(const Installed& installed, const std::string& path, bool stored) {
-  const auto& entries = installed.catalogue.entries;
+  const auto& entries = installed.index.entries;
   const auto hosted = std::ranges::count_if(
       entries, [](const Entry& entry) { return entry.not_hosted.empty() && entry.code != 0; });
-  const std::size_t bundles = installed.catalogue.bundles.size();
+  const std::size_t bundles = installed.index.bundles.size();
   std::printf("%zu LV2 %s in %zu %s, %td can be hosted.\n", entries.size(),
               entries.size() == 1 ? "plugin" : "plugins", bundles,
               bundles == 1 ? "bundle" : "bundles", hosted);
@@ -133,41 +137,36 @@ void print_summary(const Installed& installed, const std::string& path, bool sto
   }
 }
 
-int answer_preset(const Job& job) {
-  Bytes answer;
-  run_jobs({job}, 1, [&](std::size_t, const JobResult& result) {
-    answer = result.payload;
-    if (!result.failure.empty()) {
-      std::fprintf(stderr, "vesk-lv2-scan: preset %s %s\n", job.preset.c_str(),
-                   result.failure.c_str());
-    }
-  });
-  return !answer.empty() && write_all(STDOUT_FILENO, answer) ? 0 : 1;
+int answer_preset(std::span<const std::string_view> preset) {
+  const std::vector<std::string> words(preset.begin(), preset.end());
+  const Job job = [&words](BundleReader& reader) {
+    const auto state = reader.preset(words[0], words[1], words[2], words[3]);
+    return state ? encode(*state) : Bytes();
+  };
+  JobResult answer;
+  run_jobs({job}, [&](std::size_t, const JobResult& result) { answer = result; });
+  if (!answer.failure.empty())
+    std::fprintf(stderr, "vesk-lv2-scan: preset %s %s\n", words[3].c_str(), answer.failure.c_str());
+  return !answer.payload.empty() && write_all(STDOUT_FILENO, answer.payload) ? 0 : 1;
 }
 
 int scan(const Options& options) {
   const std::string path = cache_file_path();
-  const CacheLock lock(path);
-  std::optional<CatalogueImage> known;
-  if (!options.rebuild && !path.empty()) known = CatalogueImage::from_file(path);
-  Wish everything;
-  everything.everything = true;
-  Installed installed = update(known, options.answer.value_or(everything), progress_for(options));
+  const File lock = lock_cache(path);
+  std::optional<CacheFile> known;
+  if (!options.rebuild) known = CacheFile::open(path);
+  const Request request = options.answer.value_or(Request{.everything = true});
+  Installed installed = update(known, request, progress_for(options));
   bool stored = known && !installed.changed;
-  if (!stored)
-    stored = write_cache_file(path, encode_image(installed.catalogue, installed.records));
+  if (!stored) stored = write_cache_file(path, encode_cache(installed.index, installed.records));
   if (options.answer) {
-    for (std::size_t i = 0; i < installed.records.size(); ++i) {
-      const Entry& entry = installed.catalogue.entries[i];
-      const Entry* wanted = options.answer->code != 0
-                                ? installed.catalogue.find_code(options.answer->code)
-                                : installed.catalogue.find_uri(options.answer->uri);
-      if (&entry != wanted) installed.records[i].clear();
-    }
-    return write_all(STDOUT_FILENO, encode_image(installed.catalogue, installed.records)) ? 0 : 1;
+    const Entry* wanted = request.find_in(installed.index);
+    for (std::size_t i = 0; i < installed.records.size(); ++i)
+      if (&installed.index.entries[i] != wanted) installed.records[i].clear();
+    return write_all(STDOUT_FILENO, encode_cache(installed.index, installed.records)) ? 0 : 1;
   }
   if (options.list)
-    print_list(installed.catalogue);
+    print_list(installed.index);
   else
     print_summary(installed, path, stored);
   return std::fflush(stdout) == 0 ? 0 : 1;
@@ -178,6 +177,7 @@ int scan(const Options& options) {
 
 int main(int argc, char** argv) {
   using namespace vesk::lv2::scan;
+  fill_standard_descriptors();
   const std::vector<std::string_view> arguments(argv + 1, argv + argc);
   if (std::ranges::find(arguments, "--help") != arguments.end()) {
     std::fputs(usage, stdout);
@@ -185,7 +185,9 @@ int main(int argc, char** argv) {
   }
   const auto options = parse(arguments);
   if (!options) return 2;
-  // A reader of our output that has gone away ends the write, not the process.
+  // A reader of our output that has gone away, or a limit on files, ends the write, not the
+  // process.
   ::signal(SIGPIPE, SIG_IGN);
-  return options->answer_preset ? answer_preset(*options->answer_preset) : scan(*options);
+  ::signal(SIGXFSZ, SIG_IGN);
+  return options->preset.empty() ? scan(*options) : answer_preset(options->preset);
 }

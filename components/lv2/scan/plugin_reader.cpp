@@ -1,6 +1,4 @@
 #include <lv2/core/lv2.h>
-#include <lv2/options/options.h>
-#include <lv2/patch/patch.h>
 #include <lv2/presets/presets.h>
 #include <lv2/state/state.h>
 
@@ -89,27 +87,11 @@ std::vector<Editor> read_editors(LilvWorld* world, const LilvPlugin* plugin) {
     editor.library = path_of(lilv_ui_get_binary_uri(ui));
     editor.bundle = path_of(lilv_ui_get_bundle_uri(ui));
     editor.required_features = subject.uris(LV2_CORE__requiredFeature);
-    editor.optional_features = subject.uris(LV2_CORE__optionalFeature);
-    editor.extension_data = subject.uris(LV2_CORE__extensionData);
     editors.push_back(std::move(editor));
   }
   lilv_uis_free(uis);
   std::ranges::sort(editors, {}, &Editor::uri);
   return editors;
-}
-
-std::vector<PatchProperty> read_patch_properties(LilvWorld* world, const Subject& plugin) {
-  std::vector<PatchProperty> properties;
-  const auto add = [&](const std::string& uri, bool writable) {
-    if (std::ranges::find(properties, uri, &PatchProperty::uri) != properties.end()) return;
-    const Node node(lilv_new_uri(world, uri.c_str()));
-    const Subject subject(world, node.get());
-    properties.push_back({uri, text_of(subject.one(LILV_NS_RDFS "label").get()),
-                          uri_of(subject.one(LILV_NS_RDFS "range").get()), writable});
-  };
-  for (const std::string& uri : plugin.uris(LV2_PATCH__writable)) add(uri, true);
-  for (const std::string& uri : plugin.uris(LV2_PATCH__readable)) add(uri, false);
-  return properties;
 }
 
 std::string author_of(const LilvPlugin* plugin) {
@@ -136,11 +118,7 @@ Description describe_plugin(LilvWorld* world, const LilvPlugin* plugin) {
   description.minor_version = unsigned_of(subject.one(LV2_CORE__minorVersion).get());
   description.micro_version = unsigned_of(subject.one(LV2_CORE__microVersion).get());
   description.required_features = subject.uris(LV2_CORE__requiredFeature);
-  description.optional_features = subject.uris(LV2_CORE__optionalFeature);
-  description.required_options = subject.uris(LV2_OPTIONS__requiredOption);
-  description.extension_data = subject.uris(LV2_CORE__extensionData);
   description.editors = read_editors(world, plugin);
-  description.patch_properties = read_patch_properties(world, subject);
   if (subject.one(LV2_STATE__state)) {
     if (const auto state = read_state(world, uri)) {
       // The port values of a plugin as its own state are the defaults of its ports again.

@@ -2,7 +2,6 @@
 #include <lv2/core/lv2.h>
 #include <lv2/event/event.h>
 #include <lv2/midi/midi.h>
-#include <lv2/patch/patch.h>
 #include <lv2/port-groups/port-groups.h>
 #include <lv2/port-props/port-props.h>
 #include <lv2/resize-port/resize-port.h>
@@ -40,47 +39,27 @@ constexpr PropertyName property_names[] = {
     {"http://lv2plug.in/ns/dev/extportinfo#trigger", property_trigger},
     {LV2_PORT_PROPS__expensive, property_expensive},
     {LV2_CORE_PREFIX "isSideChain", property_side_chain},
-    {LV2_PORT_PROPS__hasStrictBounds, property_strict_bounds},
-    {"http://lv2plug.in/ns/dev/extportinfo#hasStrictBounds", property_strict_bounds},
-    {LV2_PORT_PROPS__causesArtifacts, property_causes_artifacts},
-    {LV2_PORT_PROPS__notAutomatic, property_not_automatic},
 };
 
 struct KnownUnit {
   std::string_view uri_end;
-  std::string_view name;
   std::string_view symbol;
-  std::string_view render;
 };
 
 // The units extension's own units (units.ttl of LV2 1.18): its bundle comes with the development
 // package only.
-constexpr KnownUnit known_units[] = {
-    {"s", "seconds", "s", "%f s"},
-    {"ms", "milliseconds", "ms", "%f ms"},
-    {"min", "minutes", "min", "%f mins"},
-    {"bar", "bars", "bars", "%f bars"},
-    {"beat", "beats", "beats", "%f beats"},
-    {"frame", "audio frames", "frames", "%f frames"},
-    {"m", "metres", "m", "%f m"},
-    {"cm", "centimetres", "cm", "%f cm"},
-    {"mm", "millimetres", "mm", "%f mm"},
-    {"km", "kilometres", "km", "%f km"},
-    {"inch", "inches", "in", "%f\""},
-    {"mile", "miles", "mi", "%f mi"},
-    {"db", "decibels", "dB", "%f dB"},
-    {"pc", "percent", "%", "%f%%"},
-    {"coef", "coefficient", "", "* %f"},
-    {"hz", "hertz", "Hz", "%f Hz"},
-    {"khz", "kilohertz", "kHz", "%f kHz"},
-    {"mhz", "megahertz", "MHz", "%f MHz"},
-    {"bpm", "beats per minute", "BPM", "%f BPM"},
-    {"oct", "octaves", "oct", "%f octaves"},
-    {"cent", "cents", "ct", "%f ct"},
-    {"semitone12TET", "semitones", "semi", "%f semi"},
-    {"degree", "degrees", "deg", "%f deg"},
-    {"midiNote", "MIDI note", "note", "MIDI note %d"},
-};
+constexpr KnownUnit known_units[] = {{"s", "s"},        {"ms", "ms"},
+                                     {"min", "min"},    {"bar", "bars"},
+                                     {"beat", "beats"}, {"frame", "frames"},
+                                     {"m", "m"},        {"cm", "cm"},
+                                     {"mm", "mm"},      {"km", "km"},
+                                     {"inch", "in"},    {"mile", "mi"},
+                                     {"db", "dB"},      {"pc", "%"},
+                                     {"coef", ""},      {"hz", "Hz"},
+                                     {"khz", "kHz"},    {"mhz", "MHz"},
+                                     {"bpm", "BPM"},    {"oct", "oct"},
+                                     {"cent", "ct"},    {"semitone12TET", "semi"},
+                                     {"degree", "deg"}, {"midiNote", "note"}};
 
 /// The predicates asked of every port, made once a plugin: thousands of ports ask for them.
 class PortReader {
@@ -103,7 +82,6 @@ class PortReader {
     result.max = float_of(one(port, maximum_).get());
     result.minimum_size = unsigned_of(one(port, minimum_size_).get());
     result.designation = uri_of(one(port, designation_).get());
-    result.buffer_type = uri_of(one(port, buffer_type_).get());
     result.group = uri_of(one(port, group_).get());
     result.unit = read_unit(one(port, unit_).get());
     read_scale_points(port, result);
@@ -147,7 +125,6 @@ class PortReader {
       const std::string uri = uri_of(node);
       if (uri == LV2_MIDI__MidiEvent) result.events |= events_midi;
       if (uri == LV2_TIME__Position) result.events |= events_time;
-      if (uri == LV2_PATCH__Message) result.events |= events_patch;
     });
   }
 
@@ -159,20 +136,12 @@ class PortReader {
       const std::string_view end = std::string_view(unit.uri).substr(sizeof LV2_UNITS_PREFIX - 1);
       const auto* known = std::ranges::find(known_units, end, &KnownUnit::uri_end);
       if (known != std::end(known_units)) {
-        unit.name = known->name;
         unit.symbol = known->symbol;
-        unit.render = known->render;
         return unit;
       }
     }
-    const auto text = [&](const Node& predicate) {
-      const Node value(lilv_world_get(world_, node, predicate.get(), nullptr));
-      return text_of(value.get());
-    };
-    unit.name = text(label_);
-    if (unit.name.empty()) unit.name = text(unit_name_);
-    unit.symbol = text(unit_symbol_);
-    unit.render = text(unit_render_);
+    const Node symbol(lilv_world_get(world_, node, unit_symbol_.get(), nullptr));
+    unit.symbol = text_of(symbol.get());
     return unit;
   }
 
@@ -197,15 +166,11 @@ class PortReader {
   Node maximum_ = uri(LV2_CORE__maximum);
   Node designation_ = uri(LV2_CORE__designation);
   Node minimum_size_ = uri(LV2_RESIZE_PORT__minimumSize);
-  Node buffer_type_ = uri(LV2_ATOM__bufferType);
   Node supports_ = uri(LV2_ATOM__supports);
   Node event_supports_ = uri(LV2_EVENT__supportsEvent);
   Node group_ = uri(LV2_PORT_GROUPS__group);
   Node unit_ = uri(LV2_UNITS__unit);
-  Node label_ = uri(LILV_NS_RDFS "label");
-  Node unit_name_ = uri(LV2_UNITS__name);
   Node unit_symbol_ = uri(LV2_UNITS__symbol);
-  Node unit_render_ = uri(LV2_UNITS__render);
 };
 
 }  // namespace

@@ -6,6 +6,7 @@
 #include <cmath>
 #include <cstring>
 #include <map>
+#include <span>
 
 #include "components/lv2/scan/bundle_reader.hpp"
 

@@ -1,15 +1,13 @@
 #pragma once
 
-// The installed plugins, as one process sees them.
+// Finding installed plugins, from the cache or through the scanner program.
 
 #include <cstdint>
-#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
-#include <string_view>
 
-#include "components/lv2/catalogue/catalogue.hpp"
+#include "components/lv2/catalogue/index.hpp"
 
 namespace vesk::lv2 {
 
@@ -26,6 +24,6 @@ std::optional<FoundPlugin> find_by_uri(const std::string& uri, std::string& erro
 
 /// Everything installed, described. Reads what has not been read yet, which can take seconds the
 /// first time. Nothing with a sentence in `error` when it cannot be had.
-std::optional<Catalogue> list_all(std::string& error);
+std::optional<Index> list_all(std::string& error);
 
 }  // namespace vesk::lv2
