@@ -97,36 +97,6 @@ TEST(FaultyPlugin, AHangInLoadStaysUnready) {
   EXPECT_FALSE(host.has_ended());
 }
 
-TEST(FaultyPlugin, AFailedLoadIsToldWithItsStatus) {
-  const std::tuple<const char*, const char*, const char*> cases[] = {
-      {"aumu:Bad_:Vesk#19=1", "", "aumu:Bad_:Vesk: initialize failed (OSStatus -10875)"},
-      {"aumu:Bad_:Vesk", "fail-in-load=2",
-       "aumu:Bad_:Vesk: instantiation failed (OSStatus -10875)"},
-      {"aumu:Asyn:Vesk", "fail-in-load=2",
-       "aumu:Asyn:Vesk: instantiation failed (OSStatus -10875)"},
-      {"aumu:Bad_:Vesk", "refuse-stream-format",
-       "aumu:Bad_:Vesk: stream format rejected (OSStatus -10868)"},
-      {"aufx:Bad_:Vesk", "refuse-render-callback",
-       "aufx:Bad_:Vesk: effect input rejected (OSStatus -10879)"},
-  };
-  for (const auto& [chain, commands, error] : cases) {
-    SCOPED_TRACE(error);
-    RawHost host({.chain = chain, .environment = {std::string("VESK_MISBEHAVE=") + commands}});
-    EXPECT_EQ(host.wait_state(), failed);
-    EXPECT_EQ(host.block().error, std::string(error));
-  }
-}
-
-TEST(FaultyPlugin, WhatItRefusesNeedNotFailTheLoad) {
-  RawHost host({.chain = "aumu:Bad_:Vesk#25=10|aumf:none:Here",
-                .environment = {"VESK_MISBEHAVE=refuse-max-frames=1,refuse-latency=1"}});
-  EXPECT_EQ(host.wait_state(), failed) << "the second element";
-  EXPECT_EQ(host.block().latency_seconds_total, 0) << "not reported";
-  RawHost telling({.chain = "aumu:Bad_:Vesk#25=10"});
-  EXPECT_EQ(telling.wait_state(), ready);
-  EXPECT_NEAR(telling.block().latency_seconds_total, 0.01, 1e-6);
-}
-
 TEST(FaultyPlugin, AFailedRenderSilencesThePluginAlone) {
   RawHost host({.chain = "aufx:Bad_:Vesk#10=3|aufx:Gain:Vesk#0=0.5"});
   ASSERT_TRUE(host.wait_listening());
