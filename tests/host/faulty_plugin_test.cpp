@@ -9,10 +9,10 @@
 #include <cmath>
 #include <fstream>
 #include <map>
-#include <thread>
 
 #include "tests/support/comma_locale.hpp"
 #include "tests/support/raw_host.hpp"
+#include "tests/support/scratch_folder.hpp"
 
 using namespace vesk::host;
 using namespace std::chrono_literals;
@@ -25,22 +25,6 @@ constexpr bool tells_crashes = false;
 #else
 constexpr bool tells_crashes = true;
 #endif
-
-struct TemporaryFile {
-  TemporaryFile() { close(mkstemp(path)); }
-  ~TemporaryFile() { unlink(path); }
-  char path[32] = "/tmp/vesk-report-XXXXXX";
-
-  /// "name value" lines.
-  std::map<std::string, long> values() const {
-    std::map<std::string, long> result;
-    std::ifstream file(path);
-    std::string name;
-    long value = 0;
-    while (file >> name >> value) result[name] = value;
-    return result;
-  }
-};
 
 TEST(FaultyPlugin, ACrashIsToldInOneLine) {
   struct Case {
@@ -136,17 +120,20 @@ TEST(FaultyPlugin, ACommaLocaleSpoilsNoNumber) {
 // Starting a thread is nothing for a render thread to do, and RealtimeSanitizer ends it for that.
 #if !__has_feature(realtime_sanitizer)
 TEST(FaultyPlugin, ThreadsItStartsInRenderAreOrdinary) {
-  const TemporaryFile report;
+  const vesk::tests::ScratchFolder folder;
+  const std::string report = folder / "report";
   cpu_set_t cpus;
   sched_getaffinity(0, sizeof cpus, &cpus);
   RawHost host({.chain = "aumu:Bad_:Vesk#12=2",
                 .period_frames = "128",
-                .environment = {std::string("VESK_MISBEHAVE_REPORT=") + report.path}});
+                .environment = {std::string("VESK_MISBEHAVE_REPORT=") + report}});
   ASSERT_TRUE(host.wait_listening());
   for (int period = 0; period < 4; ++period) ASSERT_TRUE(host.serve(16, 16 * period));
-  std::this_thread::sleep_for(100ms);
   ASSERT_TRUE(host.stop());
-  auto values = report.values();
+  std::map<std::string, long> values;
+  std::ifstream file(report);
+  std::string name;
+  for (long value = 0; file >> name >> value;) values[name] = value;
   EXPECT_EQ(values.at("thread_policy"), SCHED_OTHER);
   EXPECT_EQ(values.at("thread_cpus"), CPU_COUNT(&cpus));
   EXPECT_EQ(values.at("flushes_denormals"), 1);

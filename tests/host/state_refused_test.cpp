@@ -14,10 +14,10 @@
 #include <filesystem>
 #include <fstream>
 #include <functional>
-#include <thread>
 
 #include "tests/support/child_process.hpp"
 #include "tests/support/display.hpp"
+#include "tests/support/empty_preset.hpp"
 #include "tests/support/raw_host.hpp"
 #include "tests/support/scratch_folder.hpp"
 #include "tests/support/wait_until.hpp"
@@ -96,12 +96,6 @@ class EditedHost {
 
 class StateRefused : public testing::Test {
  protected:
-  /// Makes the preset as a host does.
-  static bool make_preset(const std::string& path) {
-    EditedHost host(path);
-    return host.is_listening() && host.change(0.5f) && host.saves() == 1;
-  }
-
   /// Runs `body`, which returns what went wrong, where it can give up rights for good.
   static void run(const std::function<std::string()>& body) {
     const tests::ChildEnd end = tests::run_in_child(
@@ -129,7 +123,7 @@ TEST_F(StateRefused, AFullDiskKeepsTheOldFile) {
       return "not allowed";
     }
     const std::string preset = disk + "/p.aupreset", filler = disk + "/filler";
-    if (!make_preset(preset)) return "no preset to begin with";
+    write_empty_preset(preset, 'aumu', 'Edit', 'Vesk');
     std::ofstream(filler) << std::string(16 * 1024, ' ');
     EditedHost host(preset);
     if (!host.is_listening()) return "the host does not start";
@@ -141,7 +135,7 @@ TEST_F(StateRefused, AFullDiskKeepsTheOldFile) {
 TEST_F(StateRefused, AFileThatMayNotGrowKeepsTheOldOne) {
   run([&]() -> std::string {
     const std::string preset = folder_ / "p.aupreset";
-    if (!make_preset(preset)) return "no preset to begin with";
+    write_empty_preset(preset, 'aumu', 'Edit', 'Vesk');
     EditedHost host(preset);
     if (!host.is_listening()) return "the host does not start";
     // Less than the state, more than the two lines that the host writes to standard error.
@@ -154,7 +148,7 @@ TEST_F(StateRefused, AFolderThatRefusesKeepsTheOldFile) {
   const std::string folder = folder_ / "locked";
   const std::string preset = folder + "/p.aupreset";
   std::filesystem::create_directory(folder);
-  ASSERT_TRUE(make_preset(preset));
+  write_empty_preset(preset, 'aumu', 'Edit', 'Vesk');
   ASSERT_EQ(chmod(folder.c_str(), 0555), 0);
   run([&]() -> std::string {
     // The superuser's host could write there all the same.

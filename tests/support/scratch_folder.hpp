@@ -17,7 +17,7 @@ using Bytes = std::vector<std::uint8_t>;
 class ScratchFolder {
  public:
   ScratchFolder() {
-    std::string name = (std::filesystem::temp_directory_path() / "vesk-render-XXXXXX").string();
+    std::string name = (std::filesystem::temp_directory_path() / "vesk-test-XXXXXX").string();
     path_ = mkdtemp(name.data());
   }
   ~ScratchFolder() { std::filesystem::remove_all(path_); }
