@@ -1,5 +1,4 @@
 // Starting and stopping: what the parent learns, what it leaves behind, what it refuses.
-#include <dirent.h>
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <pthread.h>
@@ -20,19 +19,6 @@ using namespace std::chrono_literals;
 
 namespace {
 
-std::vector<std::string> our_objects() {
-  std::vector<std::string> found;
-  DIR* folder = opendir("/dev/shm");
-  char tag[32];
-  std::snprintf(tag, sizeof tag, "-%x-", static_cast<unsigned>(getpid()));
-  while (const dirent* entry = readdir(folder)) {
-    const std::string name = entry->d_name;
-    if (name.starts_with("vesk-") && name.find(tag) != std::string::npos) found.push_back(name);
-  }
-  closedir(folder);
-  return found;
-}
-
 bool has_line(const std::vector<std::string>& lines, std::string_view part) {
   return std::any_of(lines.begin(), lines.end(),
                      [&](const std::string& line) { return line.find(part) != std::string::npos; });
@@ -51,7 +37,7 @@ TEST(ClientStart, AHostGetsACleanProcessAndItsFiguresComeBack) {
   std::string error;
   auto host = HostProcess::start(options("load_ms=20", Mode::real_time), error);
   ASSERT_NE(host, nullptr) << error;
-  EXPECT_EQ(our_objects().size(), 0u) << "the name outlived the start";
+  EXPECT_EQ(objects_of(getpid()), 0) << "the name outlived the start";
   EXPECT_GE(host->load_times().ready_ms, 20);
   EXPECT_GE(host->load_times().listening_ms, host->load_times().ready_ms);
   EXPECT_EQ(host->load_times().instantiate_ms, 1.5);
@@ -100,7 +86,7 @@ TEST(ClientStart, EveryFailedStartHasItsSentenceAndLeavesNothing) {
     std::string error;
     EXPECT_EQ(HostProcess::start(start, error), nullptr) << test.commands;
     EXPECT_EQ(error, test.expected);
-    EXPECT_EQ(our_objects().size(), 0u) << test.commands;
+    EXPECT_EQ(objects_of(getpid()), 0) << test.commands;
   }
   EXPECT_EQ(waitpid(-1, nullptr, WNOHANG), -1) << "a child is left";
 }
@@ -166,20 +152,10 @@ TEST(ClientStart, ObjectsOfDeadParentsAreSwept) {
   ASSERT_EQ(read(ready[0], &byte, 1), 1);
   ASSERT_EQ(byte, 1);
   waitpid(parent, nullptr, 0);
-  char tag[32];
-  std::snprintf(tag, sizeof tag, "-%x-", static_cast<unsigned>(parent));
-  const auto left = [&] {
-    bool found = false;
-    DIR* folder = opendir("/dev/shm");
-    while (const dirent* entry = readdir(folder))
-      found |= std::string_view(entry->d_name).find(tag) != std::string_view::npos;
-    closedir(folder);
-    return found;
-  };
-  ASSERT_TRUE(left());
+  ASSERT_EQ(objects_of(parent), 1);
   std::string error;
   EXPECT_NE(HostProcess::start(options("x=1"), error), nullptr) << error;
-  EXPECT_FALSE(left());
+  EXPECT_EQ(objects_of(parent), 0);
   close(ready[0]);
   close(ready[1]);
 }

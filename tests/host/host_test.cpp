@@ -152,36 +152,6 @@ TEST(Host, SkipsWhatWasPostedBeforeItListened) {
   EXPECT_EQ(host.standard_error(), "") << "the early window request was skipped";
 }
 
-TEST(Host, AppliesTheLastSlotsOfAnOverflownRing) {
-  RawHost host({.chain = "aufx:Gain:Vesk"});
-  ASSERT_TRUE(host.wait_listening());
-  // It may not have looked at its rings yet, and takes as read what is in them then.
-  ASSERT_TRUE(host.wait_turns());
-  Block& block = host.block();
-  // 40 changes at once into 32 slots: the older ones are overwritten, the last one wins.
-  std::uint32_t written = load_relaxed(block.param_write);
-  for (int i = 1; i <= 40; ++i, ++written)
-    block.params[written % param_slots] = {0, 0, static_cast<float>(i) / 64};
-  store_release(block.param_write, written);
-  ASSERT_TRUE(host.wait_turns());
-  std::fill_n(block.input_left, 8, 1.0f);
-  ASSERT_TRUE(host.serve(8));
-  EXPECT_EQ(block.output_left[7], 40.0f / 64);
-}
-
-TEST(Host, IsNotHeldUpByCountersSetFarAhead) {
-  for (std::uint32_t Block::* counter : {&Block::param_write, &Block::window_write}) {
-    RawHost host({.chain = "aufx:Gain:Vesk"});
-    ASSERT_TRUE(host.wait_listening());
-    ASSERT_TRUE(host.wait_turns());
-    std::uint32_t& word = host.block().*counter;
-    store_release(word, load_relaxed(word) - 1);
-    EXPECT_TRUE(host.wait_turns());
-    host.quit();
-    EXPECT_EQ(host.wait_end(5s), 0);
-  }
-}
-
 TEST(Host, TakesQuitInEveryPhase) {
   for (const char* phase : {"before its start", "while loading", "while waiting"}) {
     SCOPED_TRACE(phase);

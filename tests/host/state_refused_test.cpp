@@ -3,8 +3,6 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <linux/capability.h>
-#include <sched.h>
-#include <sys/mount.h>
 #include <sys/prctl.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
@@ -114,24 +112,7 @@ class StateRefused : public testing::Test {
   const ScratchFolder folder_;
 };
 
-TEST_F(StateRefused, AFullDiskKeepsTheOldFile) {
-  run([&]() -> std::string {
-    const std::string disk = folder_ / "disk";
-    std::filesystem::create_directory(disk);
-    if (unshare(CLONE_NEWNS) != 0 || mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) ||
-        mount("tmpfs", disk.c_str(), "tmpfs", 0, "size=16k") != 0) {
-      return "not allowed";
-    }
-    const std::string preset = disk + "/p.aupreset", filler = disk + "/filler";
-    write_empty_preset(preset, 'aumu', 'Edit', 'Vesk');
-    std::ofstream(filler) << std::string(16 * 1024, ' ');
-    EditedHost host(preset);
-    if (!host.is_listening()) return "the host does not start";
-    return host.refused_then_saved([&] { unlink(filler.c_str()); });
-  });
-}
-
-// The same where nothing may be mounted: no file of the host's may grow beyond some bytes.
+// As on a full disk, which takes no rights to make.
 TEST_F(StateRefused, AFileThatMayNotGrowKeepsTheOldOne) {
   run([&]() -> std::string {
     const std::string preset = folder_ / "p.aupreset";

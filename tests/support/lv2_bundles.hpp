@@ -15,25 +15,12 @@
 #include <utility>
 #include <vector>
 
+#include "tests/support/scratch_folder.hpp"
+
 namespace vesk::tests {
 
-class TemporaryFolder {
- public:
-  TemporaryFolder() {
-    std::string name = (std::filesystem::temp_directory_path() / "vesk-lv2-XXXXXX").string();
-    path_ = ::mkdtemp(name.data());
-  }
-  ~TemporaryFolder() {
-    std::error_code ignored;
-    std::filesystem::remove_all(path_, ignored);
-  }
-  TemporaryFolder(const TemporaryFolder&) = delete;
-  TemporaryFolder& operator=(const TemporaryFolder&) = delete;
-
-  std::filesystem::path path() const { return path_; }
-
- private:
-  std::filesystem::path path_;
+struct TemporaryFolder : ScratchFolder {
+  std::filesystem::path path() const { return ScratchFolder::path(); }
 };
 
 /// Sets a variable for as long as it lives.
