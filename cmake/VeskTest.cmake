@@ -11,7 +11,7 @@ function(vesk_test name)
   endif()
   add_executable(${name}_test ${name}_test.cpp ${arg_SOURCES})
   target_link_libraries(${name}_test PRIVATE
-    ${arg_LIBRARIES} vesk_headers vesk_compiler GTest::gtest_main)
+    vesk_test_surroundings ${arg_LIBRARIES} vesk_headers vesk_compiler GTest::gtest_main)
   set_target_properties(${name}_test PROPERTIES
     RUNTIME_OUTPUT_DIRECTORY "${CMAKE_BINARY_DIR}/tests")
   gtest_discover_tests(${name}_test DISCOVERY_MODE PRE_TEST

@@ -13,7 +13,7 @@ PeriodServer::PeriodServer(Block& block, std::vector<std::unique_ptr<AudioUnitPl
     : block_(block),
       plugins_(plugins),
       first_is_effect_(first_is_effect),
-      max_frames_(std::min(max_frames, buffer_frames)) {}
+      max_frames_(max_frames) {}
 
 void PeriodServer::serve(std::uint32_t request) noexcept VESK_REALTIME {
   // The acquire load of `render_request` made these visible. Each is read once, atomically, and

@@ -54,16 +54,13 @@ struct Completion {
   AudioComponentInstance instance = nullptr;
   OSStatus status = noErr;
   std::atomic<Phase> phase{waiting};
-  std::atomic<bool> was_delivered{false};
 
   void deliver(AudioComponentInstance delivered, OSStatus delivered_status) {
     // Of a platform that calls its handler twice, the first call counts.
-    if (was_delivered.exchange(true, std::memory_order_relaxed)) return;
+    if (is_complete()) return;
     instance = delivered;
     status = delivered_status;
-    Phase expected = waiting;
-    if (!phase.compare_exchange_strong(expected, completed, std::memory_order_acq_rel) &&
-        expected == abandoned && delivered != nullptr)
+    if (phase.exchange(completed, std::memory_order_acq_rel) == abandoned && delivered != nullptr)
       AudioComponentInstanceDispose(delivered);
   }
 

@@ -1,6 +1,5 @@
 // Every system call that a start makes fails once: each time there is a sentence, and nothing is
 // left behind. The linker puts the calls below in place of the system's.
-#include <dirent.h>
 #include <gtest/gtest.h>
 #include <spawn.h>
 #include <sys/mman.h>
@@ -26,16 +25,6 @@ bool fails(int error) {
   if (g_calls_left.load() < 0 || g_calls_left.fetch_sub(1) != 0) return false;
   errno = error;
   return true;
-}
-
-int entries(const char* folder, std::string_view start = {}) {
-  int count = 0;
-  DIR* opened = opendir(folder);
-  if (opened == nullptr) return -1;
-  while (const dirent* entry = readdir(opened))
-    count += std::string_view(entry->d_name).starts_with(start);
-  closedir(opened);
-  return count;
 }
 
 }  // namespace

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <filesystem>
 #include <string>
 
 #include "tests/support/wait_until.hpp"
@@ -9,6 +10,21 @@
 namespace vesk::client_test {
 
 using tests::wait_until;
+
+/// How many entries of a folder have `part` in their names.
+inline int entries(const char* folder, const std::string& part = {}) {
+  int count = 0;
+  for (const auto& entry : std::filesystem::directory_iterator(folder))
+    count += entry.path().filename().string().find(part) != std::string::npos;
+  return count;
+}
+
+/// How many shared objects of a parent's hosts still have their names.
+inline int objects_of(pid_t parent) {
+  char tag[32];
+  std::snprintf(tag, sizeof tag, "-%x-", static_cast<unsigned>(parent));
+  return entries("/dev/shm", tag);
+}
 
 inline client::Options options(const std::string& commands,
                                client::Mode mode = client::Mode::offline) {

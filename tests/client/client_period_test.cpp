@@ -104,9 +104,7 @@ TEST(ClientPeriods, AHostKilledWhileTheParentWaitsIsSeenAtOnce) {
     std::this_thread::sleep_for(50ms);
     kill(pid, SIGKILL);
   });
-  const auto before = std::chrono::steady_clock::now();
-  EXPECT_EQ(host->collect(10s), Answer::host_gone);
-  EXPECT_LT(std::chrono::steady_clock::now() - before, 1s);
+  EXPECT_EQ(host->collect(1h), Answer::host_gone) << "long before that";
   killer.join();
   EXPECT_EQ(host->request(16, 0, {}), Answer::host_gone);
   EXPECT_EQ(host->obituary(), "the host was ended by signal 9 (Killed)");

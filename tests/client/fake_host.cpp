@@ -6,11 +6,10 @@
 //   deaf=1            ready, but without render thread  late_probe=N    ignore the first N requests
 //   late_ms=N         answer every period so late       die_at=N        SIGKILL itself in period N
 //   segv_at=N         print a death line, then SEGV     block_at=N      sleep for ever in period N
-//   spin_at=N         spin for ever in period N         open_ms=N       take so long to open an
-//   editor no_window=1       open no editor                    save_ms=N       take so long to save
-//   a state stubborn=1        never quit                        flood=N         print N lines a
-//   turn garbage=1         scribble over what it may write   crowd=N         N notices at once on
-//   close
+//   spin_at=N         spin for ever in period N         no_window=1     open no editor
+//   open_when_told=1  open editors after SIGUSR1        save_ms=N       take so long to save
+//   stubborn=1        never quit                        flood=N         print N lines a turn
+//   garbage=1         scribble over what it may write   crowd=N         N notices at once on close
 //
 // Periods count from 1, probes left out. Left output is the input plus the number of events, right
 // is the sample time. What it is sent it prints: "param P ID V", "open P TITLE", "close".
@@ -43,6 +42,7 @@ using vesk::client::wait_while;
 using vesk::client::wake_one;
 
 std::map<std::string, std::string> g_commands;
+std::atomic<bool> g_was_told{false};
 
 std::string text(const char* name) {
   const auto found = g_commands.find(name);
@@ -140,7 +140,7 @@ void serve(Block& block, const WindowRequest& request, std::uint32_t& mask) {
   } else if (request.kind == WindowRequest::open && request.plugin < 32) {
     const std::string title(request.title, strnlen(request.title, title_bytes));
     std::fprintf(stderr, "open %u %s\n", request.plugin, title.c_str());
-    sleep_ms(number("open_ms"));
+    while (number("open_when_told") != 0 && !g_was_told) sleep_ms(1);
     if (number("no_window") == 0) mask |= 1u << request.plugin;
   }
 }
@@ -177,6 +177,7 @@ int main(int argc, char** argv) {
   if (argc != 6) return 2;
   // However it misbehaves, it does not outlive its test by much.
   alarm(60);
+  signal(SIGUSR1, [](int) { g_was_told = true; });
   read_commands(argv[2]);
   if (number("silent") != 0) return 3;
   const int descriptor = shm_open(argv[1], O_RDWR, 0);

@@ -9,7 +9,7 @@ trap 'rm -rf "$work"' EXIT
 
 # Nothing that is set here may lead back to the build tree or to what another run left behind.
 unset VESK_HOST VESK_LV2_SCAN VESK_MODULE_PATH AUDIO_COMPONENT_PATH
-export XDG_CACHE_HOME=$work/cache
+export HOME=$work XDG_CACHE_HOME=$work/cache
 
 "$cmake" --install "$build" --prefix "$work/installed" >/dev/null
 mv "$work/installed" "$work/vesk"

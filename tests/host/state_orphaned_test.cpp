@@ -7,10 +7,10 @@
 
 #include <chrono>
 #include <string>
-#include <thread>
 
 #include "tests/support/display.hpp"
 #include "tests/support/scratch_folder.hpp"
+#include "tests/support/wait_until.hpp"
 #include "vesk/host_process.hpp"
 
 namespace {
@@ -59,7 +59,7 @@ TEST(StateOrphaned, IsSavedWhenTheParentIsKilledAndThePluginPrints) {
 
   const int status = status_of_parent(preset, End::by_being_killed);
   ASSERT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == SIGKILL) << WEXITSTATUS(status);
-  for (int i = 0; i < 500 && file_bytes(preset).empty(); ++i) std::this_thread::sleep_for(20ms);
+  wait_until([&] { return !file_bytes(preset).empty(); }, 30s);
   EXPECT_TRUE(file_bytes(preset) == changed) << "of " << file_bytes(preset).size() << " bytes";
 }
 

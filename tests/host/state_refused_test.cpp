@@ -3,8 +3,6 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <linux/capability.h>
-#include <sched.h>
-#include <sys/mount.h>
 #include <sys/prctl.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
@@ -14,10 +12,10 @@
 #include <filesystem>
 #include <fstream>
 #include <functional>
-#include <thread>
 
 #include "tests/support/child_process.hpp"
 #include "tests/support/display.hpp"
+#include "tests/support/empty_preset.hpp"
 #include "tests/support/raw_host.hpp"
 #include "tests/support/scratch_folder.hpp"
 #include "tests/support/wait_until.hpp"
@@ -96,12 +94,6 @@ class EditedHost {
 
 class StateRefused : public testing::Test {
  protected:
-  /// Makes the preset as a host does.
-  static bool make_preset(const std::string& path) {
-    EditedHost host(path);
-    return host.is_listening() && host.change(0.5f) && host.saves() == 1;
-  }
-
   /// Runs `body`, which returns what went wrong, where it can give up rights for good.
   static void run(const std::function<std::string()>& body) {
     const tests::ChildEnd end = tests::run_in_child(
@@ -120,28 +112,11 @@ class StateRefused : public testing::Test {
   const ScratchFolder folder_;
 };
 
-TEST_F(StateRefused, AFullDiskKeepsTheOldFile) {
-  run([&]() -> std::string {
-    const std::string disk = folder_ / "disk";
-    std::filesystem::create_directory(disk);
-    if (unshare(CLONE_NEWNS) != 0 || mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) ||
-        mount("tmpfs", disk.c_str(), "tmpfs", 0, "size=16k") != 0) {
-      return "not allowed";
-    }
-    const std::string preset = disk + "/p.aupreset", filler = disk + "/filler";
-    if (!make_preset(preset)) return "no preset to begin with";
-    std::ofstream(filler) << std::string(16 * 1024, ' ');
-    EditedHost host(preset);
-    if (!host.is_listening()) return "the host does not start";
-    return host.refused_then_saved([&] { unlink(filler.c_str()); });
-  });
-}
-
-// The same where nothing may be mounted: no file of the host's may grow beyond some bytes.
+// As on a full disk, which takes no rights to make.
 TEST_F(StateRefused, AFileThatMayNotGrowKeepsTheOldOne) {
   run([&]() -> std::string {
     const std::string preset = folder_ / "p.aupreset";
-    if (!make_preset(preset)) return "no preset to begin with";
+    write_empty_preset(preset, 'aumu', 'Edit', 'Vesk');
     EditedHost host(preset);
     if (!host.is_listening()) return "the host does not start";
     // Less than the state, more than the two lines that the host writes to standard error.
@@ -154,7 +129,7 @@ TEST_F(StateRefused, AFolderThatRefusesKeepsTheOldFile) {
   const std::string folder = folder_ / "locked";
   const std::string preset = folder + "/p.aupreset";
   std::filesystem::create_directory(folder);
-  ASSERT_TRUE(make_preset(preset));
+  write_empty_preset(preset, 'aumu', 'Edit', 'Vesk');
   ASSERT_EQ(chmod(folder.c_str(), 0555), 0);
   run([&]() -> std::string {
     // The superuser's host could write there all the same.

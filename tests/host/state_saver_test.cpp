@@ -1,13 +1,12 @@
 #include "host/state_saver.hpp"
 
 #include <gtest/gtest.h>
-#include <sys/stat.h>
-#include <unistd.h>
 
 #include <filesystem>
 #include <fstream>
 
 #include "tests/support/recording_unit.hpp"
+#include "tests/support/scratch_folder.hpp"
 
 namespace vesk::host {
 namespace {
@@ -16,25 +15,23 @@ namespace fs = std::filesystem;
 
 class StateSaverTest : public testing::Test {
  protected:
-  void SetUp() override {
-    char pattern[] = "/tmp/vesk-state-XXXXXX";
-    folder_ = mkdtemp(pattern);
-    preset_ = folder_ / "p.aupreset";
-    const std::string unit = UnitScript::instrument;
+  StateSaverTest() { load(UnitScript::instrument + ("@" + preset_)); }
+
+  void load(const std::string& text) {
     std::string error;
-    ASSERT_TRUE(load_chain(unit + "@" + preset_.string(), 48000, 64, *block_, chain_, error));
+    EXPECT_TRUE(load_chain(text, 48000, 64, *block_, chain_, error)) << error;
   }
-  void TearDown() override { fs::remove_all(folder_); }
 
   std::string content() const {
-    std::ifstream file(preset_, std::ios::binary);
-    return {std::istreambuf_iterator<char>(file), {}};
+    const tests::Bytes bytes = tests::file_bytes(preset_);
+    return {bytes.begin(), bytes.end()};
   }
 
+  const tests::ScratchFolder folder_;
+  const std::string preset_ = folder_ / "p.aupreset";
   UnitScript script_;
   std::unique_ptr<Block> block_ = std::make_unique<Block>();
   Chain chain_;
-  fs::path folder_, preset_;
   StateSaver saver_{block_.get(), &chain_.plugins};
 };
 
@@ -54,25 +51,25 @@ TEST_F(StateSaverTest, WritesWhatChangedSinceTheBaseline) {
   saver_.save(0);
   EXPECT_NE(content().find("two"), std::string::npos);
   EXPECT_EQ(load_acquire(block_->saved_write), 2u);
-  EXPECT_FALSE(fs::exists(preset_.string() + ".saving"));
+  EXPECT_FALSE(fs::exists(preset_ + ".saving"));
 }
 
-TEST_F(StateSaverTest, NoticesWrapAroundTheRing) {
+TEST_F(StateSaverTest, NoticesNameThePluginAndWrapAroundTheRing) {
+  load(UnitScript::effect + ("@" + preset_));
   store_release(block_->saved_write, 4294967295u);
   block_->saved[15] = 99;
   script_.state_text = "wrapped";
-  saver_.save(0);
-  EXPECT_EQ(block_->saved[15], 0u);
+  saver_.save(1);
+  EXPECT_EQ(block_->saved[15], 1u);
   EXPECT_EQ(load_acquire(block_->saved_write), 0u);
 }
 
 TEST_F(StateSaverTest, LeavesOthersAlone) {
-  std::string error;
-  ASSERT_TRUE(load_chain(UnitScript::effect, 48000, 64, *block_, chain_, error));
+  load(UnitScript::effect);
   saver_.save(1);  // names no preset file
   script_.class_info_get_status = kAudioUnitErr_InvalidProperty;
   saver_.save(0);  // its state cannot be captured
-  EXPECT_TRUE(fs::is_empty(folder_));
+  EXPECT_TRUE(folder_.names().empty());
   EXPECT_EQ(load_acquire(block_->saved_write), 0u);
 }
 
@@ -81,14 +78,14 @@ TEST_F(StateSaverTest, AFullDiskKeepsTheOldFileAndIsTriedAgain) {
   saver_.save(0);
   const std::string old = content();
   // The temporary file is a device that takes nothing.
-  const std::string temporary = preset_.string() + ".saving";
+  const std::string temporary = preset_ + ".saving";
   fs::create_symlink("/dev/full", temporary);
   script_.state_text = "new";
   for (int attempt = 0; attempt < 2; ++attempt) {
     testing::internal::CaptureStderr();
     saver_.save(0);
     EXPECT_EQ(testing::internal::GetCapturedStderr(),
-              "plugin host: could not save state to " + preset_.string() + "\n");
+              "plugin host: could not save state to " + preset_ + "\n");
     EXPECT_EQ(content(), old);
   }
   EXPECT_EQ(load_acquire(block_->saved_write), 1u);
@@ -98,12 +95,12 @@ TEST_F(StateSaverTest, AFullDiskKeepsTheOldFileAndIsTriedAgain) {
 }
 
 TEST_F(StateSaverTest, AFolderThatIsGoneIsTold) {
-  fs::remove_all(folder_);
+  fs::remove(folder_.path());
   script_.state_text = "new";
   testing::internal::CaptureStderr();
   saver_.save(0);
   EXPECT_EQ(testing::internal::GetCapturedStderr(),
-            "plugin host: could not save state to " + preset_.string() + "\n");
+            "plugin host: could not save state to " + preset_ + "\n");
 }
 
 TEST_F(StateSaverTest, ARefusedRenameIsTriedAgain) {

@@ -71,8 +71,8 @@ TEST(AudioUnitPlugin, LoadsAnInstrumentInOrder) {
   }
   EXPECT_EQ(script.calls, (std::vector<std::string>{
                               "open", "property 8 scope 2 size 40", "property 14 scope 0 size 4",
-                              "parameter 2=800", "parameter 3=0.5", "initialize", "parameter 4=1",
-                              "parameter 5=1", "uninitialize", "close"}));
+                              "parameter 2=800", "parameter 3=0.5", "initialize", "latency",
+                              "parameter 4=1", "parameter 5=1", "uninitialize", "close"}));
   const AudioStreamBasicDescription& format = script.output_format;
   EXPECT_EQ(format.mSampleRate, rate);
   EXPECT_EQ((std::vector{format.mFormatID, format.mFormatFlags, format.mBytesPerPacket,
@@ -106,7 +106,7 @@ TEST(AudioUnitPlugin, WiresAnEffectsInput) {
   EXPECT_EQ(script.calls,
             (std::vector<std::string>{"open", "property 8 scope 2 size 40",
                                       "property 8 scope 1 size 40", "property 23 scope 1 size 16",
-                                      "property 14 scope 0 size 4", "initialize"}));
+                                      "property 14 scope 0 size 4", "initialize", "latency"}));
   EXPECT_EQ(plugin.latency_seconds(), 0) << "not reported";
 }
 
@@ -160,7 +160,10 @@ TEST(AudioUnitPlugin, RestoresThePresetThatItSaved) {
 
   script.state_text = "fresh";
   auto second = make_plugin(std::string(UnitScript::instrument) + "@" + preset);
+  script.calls.clear();
   ASSERT_TRUE(second.load(rate, max_frames, error)) << error;
+  EXPECT_EQ(script.calls[4], "property 0 scope 0 size 8");
+  EXPECT_EQ(script.calls.back(), "latency") << "which a state may change";
   EXPECT_EQ(script.state_text, "tuned <&> \xC3\xBC");
   EXPECT_EQ(second.state(), bytes);
 }
@@ -170,6 +173,9 @@ TEST(AudioUnitPlugin, TellsWhyAPresetWasRefused) {
   std::filesystem::create_directory(folder / "folder");
   const std::string empty = write(folder, "empty", "");
   const std::string text = write(folder, "text", "<not a property list>");
+  const std::string cut_short =
+      write(folder, "cut", "<plist version=\"1.0\"><dict><key>data</key>");
+  const std::string binary = write(folder, "binary", "bplist00 and then nothing");
   const std::string list =
       write(folder, "list", "<?xml version=\"1.0\"?><plist version=\"1.0\"><dict/></plist>");
   const std::string too_long = folder / std::string(300, 'x');
@@ -187,7 +193,10 @@ TEST(AudioUnitPlugin, TellsWhyAPresetWasRefused) {
       {folder / "folder", noErr, "could not read preset " + folder / "folder"},
       {too_long, noErr, "could not read preset " + too_long},
       {pipe, noErr, "could not read preset " + pipe},
+      {"/dev/zero", noErr, "could not read preset /dev/zero"},
       {text, noErr, "preset is not a property list"},
+      {cut_short, noErr, "preset is not a property list"},
+      {binary, noErr, "preset is not a property list"},
       {list, kAudioUnitErr_InvalidPropertyValue, "preset restore failed (OSStatus -10851)"},
   };
   for (const Case& c : cases) {

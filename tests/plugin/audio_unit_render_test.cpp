@@ -28,10 +28,10 @@ void fill(AudioBufferList* data, UInt32 frames, float left, float right) {
 
 class AudioUnitRendering : public testing::Test {
  protected:
-  AudioUnitPlugin& load(const char* text) {
+  AudioUnitPlugin& load(const char* text, double sample_rate = 48000) {
     std::string error;
     plugin_ = std::make_unique<AudioUnitPlugin>(*PluginSpec::parse(text, error), false);
-    EXPECT_TRUE(plugin_->load(48000, max_frames, error)) << error;
+    EXPECT_TRUE(plugin_->load(sample_rate, max_frames, error)) << error;
     return *plugin_;
   }
 
@@ -127,6 +127,9 @@ TEST_F(AudioUnitRendering, NoteLatenciesAreMeasured) {
       {0x90, 9, 6000, 0, 6040, 0, 40, 64},    // replaces a negative minimum
       {0x90, 9, 7000, 0, 7030.9, 0, 30, 64},  // cut towards zero,
       {0x90, 9, 8000, 0, 7999.1, 0, 0, 64},   // from either side
+      // Times from the parent may be any number.
+      {0x90, 9, 9000, 0, 1e300, 0, 0, INT64_MAX},
+      {0x90, 9, 1e300, 0, 9000, 0, INT64_MIN, INT64_MAX},
   };
   for (const Step& step : steps) {
     SCOPED_TRACE(step.note_time);
@@ -136,8 +139,8 @@ TEST_F(AudioUnitRendering, NoteLatenciesAreMeasured) {
     EXPECT_EQ(plugin.stats().min_note_latency, step.shortest);
     EXPECT_EQ(plugin.stats().max_note_latency, step.longest);
   }
-  EXPECT_EQ(script_.calls[4], "midi 90 3c 00 at 0") << "bytes pass unchanged";
-  EXPECT_EQ(script_.calls[8], "midi 93 3c 01 at 10");
+  EXPECT_EQ(script_.calls[5], "midi 90 3c 00 at 0") << "bytes pass unchanged";
+  EXPECT_EQ(script_.calls[9], "midi 93 3c 01 at 10");
 }
 
 TEST_F(AudioUnitRendering, FailsForGood) {
@@ -187,6 +190,12 @@ TEST_F(AudioUnitRendering, LoadIsTheShareOfTheTimeThatTheFramesLast) {
   EXPECT_LE(stats.max_load_percent, most_max);
   EXPECT_GE(stats.mean_load_percent, least_sum / 4);
   EXPECT_LE(stats.mean_load_percent, most_sum / 4);
+}
+
+TEST_F(AudioUnitRendering, LoadStaysANumberWhateverTheRate) {
+  AudioUnitPlugin& plugin = load(UnitScript::instrument, 1e300);
+  ASSERT_TRUE(plugin.render_add(left_, right_, 1, 0));
+  EXPECT_EQ(plugin.stats().max_load_percent, 1e11);
 }
 
 TEST_F(AudioUnitRendering, AnEffectIsGivenItsInputInListsOfAnyLength) {

@@ -34,7 +34,7 @@ TEST(Catalogue, ListsInstrumentsWithNamesAndFlags) {
                      "ber");
   register_component("aufx", "zzz2", 0, "Maker: Effect");
   register_component("aumu", "aaa3", 16, (fits + "n").c_str());
-  register_component("aumu", "aaa4", 16, fits.c_str());
+  register_component("aumu", "aaa4", 2, fits.c_str());
 
   std::vector<ComponentInfo> ours = list_instruments();
   std::erase_if(ours, [](const ComponentInfo& info) {
@@ -51,6 +51,8 @@ TEST(Catalogue, ListsInstrumentsWithNamesAndFlags) {
   EXPECT_FALSE(ours[1].is_v3);
   EXPECT_FALSE(ours[1].sandbox_safe);
   EXPECT_EQ(ours[2].name, fits);
+  EXPECT_FALSE(ours[2].is_v3);
+  EXPECT_TRUE(ours[2].sandbox_safe);
 }
 
 }  // namespace

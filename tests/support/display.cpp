@@ -17,6 +17,8 @@
 #include <sstream>
 #include <thread>
 
+#include "tests/support/wait_until.hpp"
+
 namespace vesk::tests {
 namespace {
 
@@ -63,17 +65,18 @@ void keep_settings_in(const ScratchFolder& folder) {
   _exit(127);
 }
 
-bool has_manager_mark(Display* display) {
-  const Atom mark = XInternAtom(display, "_NET_SUPPORTING_WM_CHECK", False);
+std::vector<unsigned long> property_of(Display* display, Window window, const char* name) {
   Atom type = None;
   int format = 0;
   unsigned long count = 0;
   unsigned long rest = 0;
   unsigned char* data = nullptr;
-  XGetWindowProperty(display, DefaultRootWindow(display), mark, 0, 1, False, XA_WINDOW, &type,
-                     &format, &count, &rest, &data);
+  XGetWindowProperty(display, window, XInternAtom(display, name, False), 0, 64, False,
+                     AnyPropertyType, &type, &format, &count, &rest, &data);
+  const auto* const numbers = reinterpret_cast<const unsigned long*>(data);
+  std::vector<unsigned long> values(numbers, numbers + (format == 32 ? count : 0));
   if (data) XFree(data);
-  return count == 1;
+  return values;
 }
 
 /// As a task bar does it: where a manager's buttons are is a matter of its theme.
@@ -130,11 +133,9 @@ bool VirtualDisplay::start_window_manager() {
   if (!display) return false;
   manager_ = fork();
   if (manager_ == 0) manage_windows();
-  for (const auto end = std::chrono::steady_clock::now() + 10s;
-       !windows_are_managed && std::chrono::steady_clock::now() < end;
-       std::this_thread::sleep_for(20ms)) {
-    windows_are_managed = has_manager_mark(display);
-  }
+  windows_are_managed = wait_until([&] {
+    return !property_of(display, DefaultRootWindow(display), "_NET_SUPPORTING_WM_CHECK").empty();
+  });
   return windows_are_managed;
 }
 
@@ -173,6 +174,18 @@ unsigned long VirtualDisplay::colour_at(int x, int y) {
   const unsigned long colour = XGetPixel(image, 0, 0);
   XDestroyImage(image);
   return colour;
+}
+
+std::vector<unsigned long> VirtualDisplay::property(unsigned long window, const char* name) {
+  Display* const display = static_cast<Display*>(connection());
+  return display ? property_of(display, window, name) : std::vector<unsigned long>();
+}
+
+void VirtualDisplay::take_focus() {
+  Display* const display = static_cast<Display*>(connection());
+  if (!display) return;
+  XSetInputFocus(display, DefaultRootWindow(display), RevertToNone, CurrentTime);
+  XSync(display, False);
 }
 
 std::vector<unsigned long> VirtualDisplay::stacked_windows() {
@@ -245,7 +258,7 @@ std::optional<WindowPlace> look_for_window(const std::string& title) {
 }
 
 std::optional<WindowPlace> find_window(const std::string& title) {
-  for (const auto end = std::chrono::steady_clock::now() + 2s;
+  for (const auto end = std::chrono::steady_clock::now() + 10s;
        std::chrono::steady_clock::now() < end; std::this_thread::sleep_for(20ms)) {
     if (auto window = look_for_window(title)) return window;
   }

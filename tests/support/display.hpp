@@ -33,6 +33,10 @@ class VirtualDisplay {
   void pretend_window_manager(bool ended = false);
   /// The colour on screen at a point, as the server has it.
   unsigned long colour_at(int x, int y);
+  /// What another program says of a window in numbers; empty when it says nothing.
+  std::vector<unsigned long> property(unsigned long window, const char* name);
+  /// Takes the keyboard away from whoever has it.
+  void take_focus();
   /// What is shown on it, the lowest window first.
   std::vector<unsigned long> stacked_windows();
   /// Takes the server away from whoever is using it.
@@ -57,7 +61,7 @@ struct WindowPlace {
   bool is_managed = false;  ///< a window manager draws what is around the view
 };
 
-/// The window on screen whose title holds `title` (a regular expression), waited for up to 2 s.
+/// The window on screen whose title holds `title` (a regular expression), waited for up to 10 s.
 std::optional<WindowPlace> find_window(const std::string& title);
 /// The same without a wait.
 std::optional<WindowPlace> look_for_window(const std::string& title);

@@ -68,6 +68,16 @@ inline double cpu_seconds(pid_t process) {
   return (user + system) / static_cast<double>(sysconf(_SC_CLK_TCK));
 }
 
+/// Whether a hundred turns of the main loop take their second, and next to none of it at work.
+inline bool sleeps_between_turns(RawHost& host) {
+  const auto start = std::chrono::steady_clock::now();
+  const double before = cpu_seconds(host.pid());
+  for (int i = 0; i < 50; ++i)
+    if (!host.wait_turns()) return false;
+  const double worked = cpu_seconds(host.pid()) - before;
+  return std::chrono::steady_clock::now() - start > std::chrono::milliseconds(900) && worked < 0.1;
+}
+
 /// Hosts on an X server of the case's own.
 class Editor : public testing::Test {
  protected:

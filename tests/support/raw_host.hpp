@@ -61,7 +61,7 @@ class RawHost {
 
  private:
   std::string name_;
-  std::string error_file_;
+  int errors_ = -1;  ///< its standard error, a file without a name
   vesk::host::Block* block_ = nullptr;
   pid_t pid_ = -1;
   int status_ = -1;

@@ -151,21 +151,15 @@ RealtimeKitService::~RealtimeKitService() {
   end(service_);
   end(bus_);
   if (requests_ >= 0) close(requests_);
-  if (!folder_.empty()) std::filesystem::remove_all(folder_);
 }
 
 void RealtimeKitService::start_bus() {
-  std::string folder = std::filesystem::temp_directory_path() / "vesk-bus-XXXXXX";
-  if (mkdtemp(folder.data()) == nullptr) {
-    why_not_ = "no folder for the bus";
-    return;
-  }
-  folder_ = folder;
-  std::filesystem::permissions(folder_, std::filesystem::perms(0755));
-  address_ = "unix:path=" + folder_ + "/bus";
+  // The bus must come to it as another user.
+  std::filesystem::permissions(folder_.path(), std::filesystem::perms(0755));
+  address_ = "unix:path=" + folder_ / "bus";
   std::string configuration = bus_configuration;
-  configuration.replace(configuration.find('%'), 1, folder_);
-  std::ofstream(folder_ + "/bus.conf") << configuration;
+  configuration.replace(configuration.find('%'), 1, folder_.path());
+  std::ofstream(folder_ / "bus.conf") << configuration;
   int ends[2];
   if (pipe(ends) != 0) return;
   bus_ = fork();
@@ -173,7 +167,7 @@ void RealtimeKitService::start_bus() {
     prctl(PR_SET_PDEATHSIG, SIGKILL);
     dup2(ends[1], STDOUT_FILENO);
     dup2(open("/dev/null", O_WRONLY), STDERR_FILENO);
-    const std::string file = "--config-file=" + folder_ + "/bus.conf";
+    const std::string file = "--config-file=" + folder_ / "bus.conf";
     execlp("dbus-daemon", "dbus-daemon", file.c_str(), "--nofork", "--print-address=1", nullptr);
     _exit(127);
   }

@@ -5,6 +5,8 @@
 #include <optional>
 #include <string>
 
+#include "tests/support/scratch_folder.hpp"
+
 namespace vesk::tests {
 
 /// A bus of the test's own with RealtimeKit's service on it, in a process each, until destruction.
@@ -36,7 +38,7 @@ class RealtimeKitService {
   void start_bus();
   void start_service(Mode mode);
 
-  std::string folder_;
+  const ScratchFolder folder_;
   std::string address_;
   std::string why_not_;
   pid_t bus_ = -1;

@@ -71,6 +71,7 @@ OSStatus open_unit(void* self, AudioComponentInstance) {
 
 OSStatus close_unit(void* self) {
   record("close");
+  g_script->input = unit_of(self)->input;
   delete unit_of(self);
   return noErr;
 }
@@ -95,6 +96,7 @@ OSStatus get_property(void*, AudioUnitPropertyID id, AudioUnitScope scope, Audio
     return noErr;
   }
   if (id == kAudioUnitProperty_Latency && *size == sizeof(double)) {
+    record("latency");
     *static_cast<double*>(data) = g_script->latency;
     return g_script->latency < 0 ? OSStatus{kAudioUnitErr_InvalidProperty} : OSStatus{noErr};
   }

@@ -41,7 +41,7 @@ struct UnitScript {
   std::vector<std::string> calls;
   AudioStreamBasicDescription output_format{};
   UInt32 max_frames = 0;
-  AURenderCallbackStruct input{};  ///< of the unit that was given one or rendered last
+  AURenderCallbackStruct input{};  ///< of the unit that was given one, rendered or closed last
   AudioTimeStamp render_time{};
   AUSamplerInstrumentData sampler_request{};  ///< its URL is not kept, but its path:
   std::string sampler_path;

@@ -17,10 +17,15 @@ using Bytes = std::vector<std::uint8_t>;
 class ScratchFolder {
  public:
   ScratchFolder() {
-    std::string name = (std::filesystem::temp_directory_path() / "vesk-render-XXXXXX").string();
+    std::string name = (std::filesystem::temp_directory_path() / "vesk-test-XXXXXX").string();
     path_ = mkdtemp(name.data());
   }
-  ~ScratchFolder() { std::filesystem::remove_all(path_); }
+  ~ScratchFolder() {
+    std::error_code ignored;
+    std::filesystem::remove_all(path_, ignored);
+  }
+  ScratchFolder(const ScratchFolder&) = delete;
+  ScratchFolder& operator=(const ScratchFolder&) = delete;
   std::string operator/(const std::string& name) const { return (path_ / name).string(); }
   std::string path() const { return path_.string(); }
   std::vector<std::string> names() const {

@@ -109,7 +109,7 @@ class WindowsTest : public testing::Test {
   void pump(double seconds) {
     for (const auto start = Clock::now(); seconds_since(start) < seconds;) windows_->pump(0.01);
   }
-  bool pump_until(const std::function<bool()>& condition, double limit = 3) {
+  bool pump_until(const std::function<bool()>& condition, double limit = 10) {
     const auto start = Clock::now();
     while (!condition() && seconds_since(start) < limit) windows_->pump(0.01);
     return condition();

@@ -44,6 +44,7 @@ enum EditorVariant {
   kTracksMouse,     /* waits for the release in a loop of its own, as many views do */
   kReadsNumber,     /* its level out of a text, where it can read one, at every click */
   kLogs,
+  kWatches, /* one more of cutoff at every update of its window, bright while it is active */
   kCrashesInMouseDown,
   kBreaksItsDisplay, /* its own connection to the X server, when it is clicked */
   kBreaksItsDisplayOnThread,

@@ -155,9 +155,22 @@ EditorVariant variant_of(AudioUnit unit) {
              selector:@selector(windowUpdates:)
                  name:NSWindowDidUpdateNotification
                object:[self window]];
+  for (NSString* name in
+       @[ NSApplicationDidBecomeActiveNotification, NSApplicationDidResignActiveNotification ])
+    [center addObserver:self selector:@selector(activityChanges:) name:name object:nil];
+}
+
+- (void)activityChanges:(NSNotification*)notification {
+  if (_variant == kWatches)
+    AudioUnitSetParameter(_unit, kBright, kAudioUnitScope_Global, 0, [NSApp isActive], 0);
 }
 
 - (void)windowUpdates:(NSNotification*)notification {
+  if (_variant == kWatches) {
+    AudioUnitParameterValue updates = 0;
+    AudioUnitGetParameter(_unit, kCutoff, kAudioUnitScope_Global, 0, &updates);
+    AudioUnitSetParameter(_unit, kCutoff, kAudioUnitScope_Global, 0, updates + 1, 0);
+  }
   if (_clicked && _variant == kThrowsInUpdate) throw std::runtime_error("updated in vain");
 }
 
