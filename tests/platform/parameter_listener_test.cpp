@@ -328,14 +328,15 @@ TEST_F(ParameterListener, MayEndItselfInItsCallAndOutliveItsUnit) {
 
 TEST_F(ParameterListener, MayBeABlockOnTheMainQueue) {
   __block float last = 0;
-  AUParameterListenerRef listener = nullptr;
-  ASSERT_EQ(AUListenerCreateWithDispatchQueue(&listener, 0.01f, dispatch_get_main_queue(),
-                                              ^(void*, const AudioUnitParameter*, Float32 value) {
-                                                last = value;
-                                              }),
+  AUEventListenerRef listener = nullptr;
+  ASSERT_EQ(AUEventListenerCreateWithDispatchQueue(
+                &listener, 0.01f, 60, dispatch_get_main_queue(),
+                ^(void*, const AudioUnitEvent*, UInt64, Float32 value) {
+                  last = value;
+                }),
             noErr);
-  const AudioUnitParameter wanted = parameter(1);
-  AUListenerAddParameter(listener, nullptr, &wanted);
+  const AudioUnitEvent wanted = event(value_change, 1);
+  AUEventListenerAddEventType(listener, nullptr, &wanted);
   set(1, 5);
   EXPECT_EQ(last, 0);
   run_loop(0.1);

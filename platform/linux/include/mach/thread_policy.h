@@ -21,6 +21,5 @@ struct thread_time_constraint_policy {
   boolean_t preemptible;
 };
 typedef struct thread_time_constraint_policy thread_time_constraint_policy_data_t;
-typedef struct thread_time_constraint_policy* thread_time_constraint_policy_t;
 #define THREAD_TIME_CONSTRAINT_POLICY_COUNT \
   ((mach_msg_type_number_t)(sizeof(thread_time_constraint_policy_data_t) / sizeof(integer_t)))
