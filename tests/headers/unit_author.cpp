@@ -48,17 +48,17 @@ constexpr std::size_t type_count = count_types<
     AudioUnitPropertyListenerProc, AudioUnitRenderActionFlags, AURenderCallback, AUChannelInfo,
     AUParameterMIDIMapping, AUPreset, AURenderCallbackStruct, AudioUnitConnection,
     AudioUnitParameterInfo, AudioUnitParameterHistoryInfo, AudioUnitParameterNameInfo,
-    HostCallbackInfo, MusicDeviceGroupID, MusicDeviceInstrumentID, MusicDeviceNoteParams,
-    NoteInstanceID, MIDIEventList, CFIndex, CFArrayRef, CFDataRef, CFDictionaryRef,
-    CFMutableDataRef, CFMutableDictionaryRef, CFNumberRef, CFPropertyListRef, CFStringRef, CFURLRef,
-    mach_timebase_info_data_t, AudioUnitRenderProc, AudioUnitProcessProc,
+    HostCallbackInfo, AudioUnitFrequencyResponseBin, MusicDeviceGroupID, MusicDeviceInstrumentID,
+    MusicDeviceNoteParams, NoteInstanceID, MIDIEventList, CFIndex, CFArrayRef, CFDataRef,
+    CFDictionaryRef, CFMutableDataRef, CFMutableDictionaryRef, CFNumberRef, CFPropertyListRef,
+    CFStringRef, CFURLRef, mach_timebase_info_data_t, AudioUnitRenderProc, AudioUnitProcessProc,
     AudioUnitProcessMultipleProc, AudioUnitGetParameterProc, AudioUnitSetParameterProc,
     AudioUnitComplexRenderProc, MusicDeviceMIDIEventProc, MusicDeviceStartNoteProc>();
 
 constexpr std::int64_t constants[] = {
-    noErr, kAudioFormatLinearPCM, kAudioFormatFlagIsFloat, kAudioFormatFlagIsBigEndian,
-    kAudioFormatFlagIsNonInterleaved, kAudioFormatFlagIsPacked, kAudioFormatFlagsNativeEndian,
-    kAudioFormatFlagsNativeFloatPacked, kLinearPCMFormatFlagIsFloat,
+    noErr, kNumberOfResponseFrequencies, kAudioFormatLinearPCM, kAudioFormatFlagIsFloat,
+    kAudioFormatFlagIsBigEndian, kAudioFormatFlagIsNonInterleaved, kAudioFormatFlagIsPacked,
+    kAudioFormatFlagsNativeEndian, kAudioFormatFlagsNativeFloatPacked, kLinearPCMFormatFlagIsFloat,
     kLinearPCMFormatFlagIsNonInterleaved, kAudioChannelLayoutTag_UseChannelBitmap,
     kAudioChannelLayoutTag_UseChannelDescriptions, kAudioChannelLabel_UseCoordinates,
     kAudio_MemFullError, kAudio_ParamError, kAudio_UnimplementedError,
@@ -137,6 +137,7 @@ std::size_t vesk::tests::count_what_unit_authors_use() {
   AudioUnitRenderActionFlags flags = 0;
   callback.inputProc(callback.inputProcRefCon, &flags, nullptr, 0, 0, nullptr);
   if (flags != kAudioUnitRenderAction_OutputIsSilence) return 0;
+  if (AudioUnit(nil) != nullptr) return 0;
   if (AudioChannelLayoutTag_GetNumberOfChannels(kAudioChannelLayoutTag_Stereo) != 2) return 0;
   if (CFSwapInt32BigToHost(CFSwapInt32HostToBig(1)) != 1) return 0;
   for (const CFStringRef key : preset_keys)
@@ -150,7 +151,8 @@ std::size_t vesk::tests::count_what_unit_authors_use() {
       CFDictionaryGetKeysAndValues, CFDictionaryGetTypeID, CFDictionaryGetValue,
       CFDictionarySetValue, CFNumberCreate, CFNumberGetTypeID, CFNumberGetValue,
       CFStringCreateWithFormat, CFStringGetCString, CFStringGetTypeID, mach_absolute_time,
-      static_cast<kern_return_t (*)(mach_timebase_info_t)>(mach_timebase_info),
+      static_cast<kern_return_t (*)(mach_timebase_info_t)>(mach_timebase_info), MIDIPacketListInit,
+      MIDIPacketListAdd, MIDIPacketNext, MIDIEventListInit, MIDIEventListAdd, MIDIEventPacketNext,
       static_cast<void (*)(int)>(logs), &kCFTypeDictionaryKeyCallBacks,
       &kCFTypeDictionaryValueCallBacks);
   return type_count + std::size(constants) + functions;

@@ -9,3 +9,6 @@ namespace vesk::tests {
 std::size_t count_what_unit_authors_use();
 
 }  // namespace vesk::tests
+
+/// What is wrong with the names that older units in C use, or NULL.
+extern "C" const char* older_unit_fault(void);

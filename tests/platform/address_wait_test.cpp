@@ -88,12 +88,6 @@ TEST_F(AddressWait, RefusesWhatTheCallDoesNotTake) {
     EXPECT_EQ(os_sync_wait_on_address_with_timeout(c.address, 0, c.size, c.flags, c.clock, c.limit),
               -1);
     EXPECT_EQ(errno, EINVAL);
-    errno = 0;
-    EXPECT_EQ(
-        os_sync_wait_on_address_with_deadline(c.address, 0, c.size, c.flags, c.clock,
-                                              c.limit == 0 ? 0 : mach_absolute_time() + c.limit),
-        -1);
-    EXPECT_EQ(errno, EINVAL);
     if (!c.wake_is_refused) continue;
     errno = 0;
     EXPECT_EQ(os_sync_wake_by_address_all(c.address, c.size, c.flags), -1);
@@ -117,17 +111,8 @@ TEST_F(AddressWait, ATimeoutLastsItsTime) {
   const uint64_t start = mach_absolute_time();
   EXPECT_EQ(wait(mapping_[0], 0, limit), -1);
   EXPECT_EQ(errno, ETIMEDOUT);
-  const uint64_t middle = mach_absolute_time();
-  EXPECT_EQ(os_sync_wait_on_address_with_deadline(mapping_[0], 0, 4, shared_flag, mach_clock,
-                                                  middle + limit),
-            -1);
-  EXPECT_EQ(errno, ETIMEDOUT);
   const uint64_t end = mach_absolute_time();
-  EXPECT_GE(middle - start, limit);
-  EXPECT_GE(end - middle, limit);
-  EXPECT_EQ(os_sync_wait_on_address_with_deadline(mapping_[0], 0, 4, shared_flag, mach_clock, 1),
-            -1);
-  EXPECT_EQ(errno, ETIMEDOUT);
+  EXPECT_GE(end - start, limit);
 }
 
 TEST_F(AddressWait, AWakeWithoutWaitersSaysSo) {
@@ -239,9 +224,6 @@ TEST(MachTime, CountsNanosecondsOfTheMonotonicClock) {
   const uint64_t ticks = mach_absolute_time();
   EXPECT_GE(ticks, before);
   EXPECT_LE(ticks, monotonic());
-  EXPECT_GE(mach_continuous_time() + second_ns, ticks);
-  EXPECT_EQ(mach_wait_until(ticks + 20'000'000), KERN_SUCCESS);
-  EXPECT_GE(mach_absolute_time(), ticks + 20'000'000);
 }
 
 }  // namespace

@@ -69,23 +69,15 @@ AudioComponentMethod lookup(SInt16 selector) {
     METHOD(7, AudioUnitSetParameterProc);
     METHOD(9, AudioUnitResetProc);
     METHOD(10, AudioUnitAddPropertyListenerProc);
-    METHOD(11, AudioUnitRemovePropertyListenerProc);
     METHOD(14, AudioUnitRenderProc);
     METHOD(15, AudioUnitAddRenderNotifyProc);
     METHOD(16, AudioUnitRemoveRenderNotifyProc);
     METHOD(17, AudioUnitScheduleParametersProc);
     METHOD(18, AudioUnitRemovePropertyListenerWithUserDataProc);
-    METHOD(20, AudioUnitProcessProc);
-    METHOD(21, AudioUnitProcessMultipleProc);
     METHOD(0x101, MusicDeviceMIDIEventProc);
     METHOD(0x102, MusicDeviceSysExProc);
-    METHOD(0x103, MusicDevicePrepareInstrumentProc);
-    METHOD(0x104, MusicDeviceReleaseInstrumentProc);
     METHOD(0x105, MusicDeviceStartNoteProc);
     METHOD(0x106, MusicDeviceStopNoteProc);
-    METHOD(0x107, MusicDeviceMIDIEventListProc);
-    METHOD(0x201, AudioOutputUnitStartProc);
-    METHOD(0x202, AudioOutputUnitStopProc);
     default:
       return nullptr;
   }
@@ -129,8 +121,6 @@ std::vector<Call> all_calls() {
   const auto flags = static_cast<AudioUnitRenderActionFlags*>(at(0x12));
   const auto time = static_cast<const AudioTimeStamp*>(at(0x13));
   const auto list = static_cast<AudioBufferList*>(at(0x14));
-  const auto inputs = static_cast<const AudioBufferList**>(at(0x15));
-  const auto outputs = static_cast<AudioBufferList**>(at(0x16));
   return {
       {1, "", [](AudioUnit unit) { return AudioUnitInitialize(unit); }},
       {2, "", [](AudioUnit unit) { return AudioUnitUninitialize(unit); }},
@@ -149,8 +139,6 @@ std::vector<Call> all_calls() {
       {9, "1 2 ", [](AudioUnit unit) { return AudioUnitReset(unit, 1, 2); }},
       {10, "8 0x70 0x10 ",
        [=](AudioUnit unit) { return AudioUnitAddPropertyListener(unit, 8, listener, at(0x10)); }},
-      {11, "8 0x70 ",
-       [=](AudioUnit unit) { return AudioUnitRemovePropertyListener(unit, 8, listener); }},
       {14, "0x12 0x13 1 64 0x14 ",
        [=](AudioUnit unit) { return AudioUnitRender(unit, flags, time, 1, 64, list); }},
       {15, "0x71 0x10 ",
@@ -166,32 +154,18 @@ std::vector<Call> all_calls() {
        [=](AudioUnit unit) {
          return AudioUnitRemovePropertyListenerWithUserData(unit, 8, listener, at(0x10));
        }},
-      {20, "0x12 0x13 64 0x14 ",
-       [=](AudioUnit unit) { return AudioUnitProcess(unit, flags, time, 64, list); }},
-      {21, "0x12 0x13 64 2 0x15 3 0x16 ",
-       [=](AudioUnit unit) {
-         return AudioUnitProcessMultiple(unit, flags, time, 64, 2, inputs, 3, outputs);
-       }},
       {0x101, "144 60 100 17 ",
        [](AudioUnit unit) { return MusicDeviceMIDIEvent(unit, 0x90, 60, 100, 17); }},
       {0x102, "0x1b 6 ",
        [](AudioUnit unit) {
          return MusicDeviceSysEx(unit, static_cast<const UInt8*>(at(0x1b)), 6);
        }},
-      {0x103, "4 ", [](AudioUnit unit) { return MusicDevicePrepareInstrument(unit, 4); }},
-      {0x104, "4 ", [](AudioUnit unit) { return MusicDeviceReleaseInstrument(unit, 4); }},
       {0x105, "4 5 0x11 6 0x19 ",
        [=](AudioUnit unit) {
          return MusicDeviceStartNote(unit, 4, 5, size, 6,
                                      static_cast<const MusicDeviceNoteParams*>(at(0x19)));
        }},
       {0x106, "5 7 6 ", [](AudioUnit unit) { return MusicDeviceStopNote(unit, 5, 7, 6); }},
-      {0x107, "6 0x1a ",
-       [](AudioUnit unit) {
-         return MusicDeviceMIDIEventList(unit, 6, static_cast<MIDIEventList*>(at(0x1a)));
-       }},
-      {0x201, "", [](AudioUnit unit) { return AudioOutputUnitStart(unit); }},
-      {0x202, "", [](AudioUnit unit) { return AudioOutputUnitStop(unit); }},
   };
 }
 

@@ -32,8 +32,6 @@ SIZE(AudioStreamPacketDescription, 16);
 SIZE(AudioChannelDescription, 20);
 SIZE(AudioChannelLayout, 32);
 OFFSET(AudioChannelLayout, mChannelDescriptions, 12);
-SIZE(AudioValueRange, 16);
-SIZE(AudioClassDescription, 12);
 SIZE(AudioComponentDescription, 20);
 SIZE(AudioComponentPlugInInterface, 32);
 SIZE(AudioUnitParameterEvent, 32);
@@ -55,6 +53,7 @@ SIZE(HostCallbackInfo, 40);
 OFFSET(HostCallbackInfo, transportStateProc2, 32);
 SIZE(AUDependentParameter, 8);
 SIZE(AudioUnitParameterHistoryInfo, 8);
+SIZE(AudioUnitFrequencyResponseBin, 16);
 SIZE(AUParameterMIDIMapping, 32);
 OFFSET(AUParameterMIDIMapping, mStatus, 24);
 SIZE(AUMIDIOutputCallbackStruct, 16);
@@ -74,7 +73,6 @@ OFFSET(AudioUnitParameterValueFromString, outValue, 16);
 SIZE(AudioUnitEvent, 32);
 OFFSET(AudioUnitEvent, mArgument, 8);
 SIZE(AUSamplerInstrumentData, 16);
-SIZE(AUSamplerBankPresetData, 16);
 SIZE(MIDIPacket, 268);
 SIZE(MIDIPacketList, 272);
 SIZE(MIDIEventPacket, 268);
@@ -121,15 +119,21 @@ TEST(Layouts, ConstantsHaveTheirValues) {
       VALUE(kAudioUnitType_SpeechSynthesizer, 'ausp'),
       VALUE(kAudioUnitManufacturer_Apple, 'appl'),
       VALUE(kAudioUnitSubType_Sampler, 'samp'),
-      VALUE(kAudioUnitSubType_DLSSynth, 'dls '),
-      VALUE(kAudioUnitSubType_MIDISynth, 'msyn'),
       VALUE(kAudioUnitSubType_GenericOutput, 'genr'),
-      VALUE(kAudioUnitSubType_Delay, 'dely'),
-      VALUE(kAudioUnitSubType_LowPassFilter, 'lpas'),
+      VALUE(kAudioUnitSubType_HALOutput, 'ahal'),
+      VALUE(kAudioUnitSubType_DefaultOutput, 'def '),
+      VALUE(kAudioUnitSubType_SystemOutput, 'sys '),
       VALUE(kAudioFormatLinearPCM, 'lpcm'),
       VALUE(kAudio_BadFilePathError, '!pth'),
       VALUE(kAudioFormatFlagsNativeFloatPacked, 9),
+      VALUE(kAudioFormatFlagsCanonical, 9),
       VALUE(kAudioFormatFlagsAreAllClear, 0x80000000),
+      VALUE(kAudioChannelLayoutTag_Binaural, (106 << 16) | 2),
+      VALUE(kAudioChannelLayoutTag_AudioUnit_5, (109 << 16) | 5),
+      VALUE(kAudioChannelLayoutTag_AudioUnit_6, (110 << 16) | 6),
+      VALUE(kAudioChannelLayoutTag_AudioUnit_8, (111 << 16) | 8),
+      VALUE(kAudioChannelLayoutTag_ITU_3_0, (113 << 16) | 3),
+      VALUE(kNumberOfResponseFrequencies, 1024),
       VALUE(kAudioUnitParameterFlag_DisplayMask, 0x470000),
       VALUE(kAudioUnitParameterFlag_DisplayExponential, 0x50000),
       VALUE(kAudioUnitParameterFlag_DisplayLogarithmic, 0x400000),
@@ -165,6 +169,7 @@ TEST(Layouts, DisplayCurvesAreOneNumberAndNotFlags) {
 
 TEST(Layouts, EverythingAUnitAuthorUsesIsThere) {
   EXPECT_GT(vesk::tests::count_what_unit_authors_use(), 100u);
+  EXPECT_STREQ(older_unit_fault(), nullptr);
 }
 
 }  // namespace

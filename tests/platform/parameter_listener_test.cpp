@@ -339,15 +339,15 @@ TEST_F(ParameterListener, MayEndItselfInItsCallAndOutliveItsUnit) {
 TEST_F(ParameterListener, MayBeABlockOnTheMainQueue) {
   HeardList heard;
   HeardList* const list = &heard;
-  AUParameterListenerRef listener = nullptr;
-  ASSERT_EQ(AUListenerCreateWithDispatchQueue(
-                &listener, 0.01f, dispatch_get_main_queue(),
-                ^(void* object, const AudioUnitParameter* parameter, Float32 value) {
-                  hear_parameter(list, object, parameter, value);
+  AUEventListenerRef listener = nullptr;
+  ASSERT_EQ(AUEventListenerCreateWithDispatchQueue(
+                &listener, 0.01f, 60, dispatch_get_main_queue(),
+                ^(void* object, const AudioUnitEvent* heard_event, UInt64 time, Float32 value) {
+                  hear_event(list, object, heard_event, time, value);
                 }),
             noErr);
-  const AudioUnitParameter wanted = parameter(1);
-  AUListenerAddParameter(listener, nullptr, &wanted);
+  const AudioUnitEvent wanted = event(value_change, 1);
+  AUEventListenerAddEventType(listener, nullptr, &wanted);
   set(1, 5);
   EXPECT_TRUE(heard.empty());
   EXPECT_TRUE(hear(heard, 1));

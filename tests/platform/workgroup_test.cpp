@@ -150,20 +150,6 @@ TEST(Workgroup, ADamagedRecordMakesTheJoinFailAndChangesNothing) {
   }
 }
 
-TEST(Workgroup, ACancelledObjectTakesNoMembersAndOthersDo) {
-  Record record;
-  const Group group = group_of(record);
-  const Group other(os_workgroup_create_with_workgroup(nullptr, group.get()));
-  EXPECT_FALSE(os_workgroup_testcancel(group.get()));
-  os_workgroup_cancel(group.get());
-  EXPECT_TRUE(os_workgroup_testcancel(group.get()));
-  EXPECT_FALSE(os_workgroup_testcancel(other.get()));
-  os_workgroup_join_token_s token = {};
-  EXPECT_EQ(os_workgroup_join(group.get(), &token), EINVAL);
-  ASSERT_EQ(os_workgroup_join(other.get(), &token), 0);
-  os_workgroup_leave(other.get(), &token);
-}
-
 TEST(Workgroup, AFullRecordTakesNoMoreMembers) {
   Record record;
   for (uint64_t& slot : record->members) slot = 1;
@@ -326,25 +312,6 @@ TEST(RegisteredPorts, TheFirstIsTheWorkgroupThatDescriptor3Holds) {
     });
     EXPECT_TRUE(end.exited_with(0)) << "step " << WEXITSTATUS(end.status) << end.standard_error;
   }
-}
-
-TEST(RegisteredPorts, RegisteringReplacesWhatIsLookedUp) {
-  const auto end = vesk::tests::run_in_child([] {
-    Record record;
-    const Group group = group_of(record);
-    mach_port_t ports[4] = {};
-    if (os_workgroup_copy_port(group.get(), &ports[1]) != 0) return 1;
-    if (mach_ports_register(mach_task_self(), ports, 4) != KERN_INVALID_ARGUMENT) return 2;
-    if (mach_ports_register(mach_task_self(), ports, 2) != KERN_SUCCESS) return 3;
-    if (mach_port_deallocate(mach_task_self(), ports[1]) != KERN_SUCCESS) return 4;
-    mach_port_array_t found = nullptr;
-    mach_msg_type_number_t count = 0;
-    if (mach_ports_lookup(mach_task_self(), &found, &count) != KERN_SUCCESS) return 5;
-    if (found[0] != MACH_PORT_NULL || found[1] == MACH_PORT_NULL) return 6;
-    const Group again(os_workgroup_create_with_port(nullptr, found[1]));
-    return again == nullptr ? 7 : 0;
-  });
-  EXPECT_TRUE(end.exited_with(0)) << "step " << WEXITSTATUS(end.status);
 }
 
 TEST(RegisteredPorts, NamesThatAreNoWorkgroupMakeNone) {

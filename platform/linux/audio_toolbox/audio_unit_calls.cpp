@@ -1,5 +1,4 @@
 #include <AudioToolbox/AUComponent.h>
-#include <AudioToolbox/AudioOutputUnit.h>
 #include <AudioToolbox/MusicDevice.h>
 
 #include "platform/linux/audio_toolbox/component_instance.hpp"
@@ -40,20 +39,6 @@ OSStatus AudioUnitRender(AudioUnit unit, AudioUnitRenderActionFlags* flags,
   return call_realtime<&Methods::render>(unit, flags, time, bus, frames, data);
 }
 
-OSStatus AudioUnitProcess(AudioUnit unit, AudioUnitRenderActionFlags* flags,
-                          const AudioTimeStamp* time, UInt32 frames,
-                          AudioBufferList* data) CA_REALTIME_API {
-  return call_realtime<&Methods::process>(unit, flags, time, frames, data);
-}
-
-OSStatus AudioUnitProcessMultiple(AudioUnit unit, AudioUnitRenderActionFlags* flags,
-                                  const AudioTimeStamp* time, UInt32 frames, UInt32 input_count,
-                                  const AudioBufferList** inputs, UInt32 output_count,
-                                  AudioBufferList** outputs) CA_REALTIME_API {
-  return call_realtime<&Methods::process_multiple>(unit, flags, time, frames, input_count, inputs,
-                                                   output_count, outputs);
-}
-
 OSStatus AudioUnitGetParameter(AudioUnit unit, AudioUnitParameterID id, AudioUnitScope scope,
                                AudioUnitElement element,
                                AudioUnitParameterValue* value) CA_REALTIME_API {
@@ -79,11 +64,6 @@ OSStatus MusicDeviceMIDIEvent(MusicDeviceComponent unit, UInt32 status, UInt32 d
 OSStatus MusicDeviceSysEx(MusicDeviceComponent unit, const UInt8* data,
                           UInt32 length) CA_REALTIME_API {
   return call_realtime<&Methods::sys_ex>(unit, data, length);
-}
-
-OSStatus MusicDeviceMIDIEventList(MusicDeviceComponent unit, UInt32 offset,
-                                  const struct MIDIEventList* events) CA_REALTIME_API {
-  return call_realtime<&Methods::midi_event_list>(unit, offset, events);
 }
 
 OSStatus MusicDeviceStartNote(MusicDeviceComponent unit, MusicDeviceInstrumentID instrument,
@@ -127,11 +107,6 @@ OSStatus AudioUnitAddPropertyListener(AudioUnit unit, AudioUnitPropertyID id,
   return call<&Methods::add_property_listener>(unit, id, listener, user_data);
 }
 
-OSStatus AudioUnitRemovePropertyListener(AudioUnit unit, AudioUnitPropertyID id,
-                                         AudioUnitPropertyListenerProc listener) {
-  return call<&Methods::remove_property_listener>(unit, id, listener);
-}
-
 OSStatus AudioUnitRemovePropertyListenerWithUserData(AudioUnit unit, AudioUnitPropertyID id,
                                                      AudioUnitPropertyListenerProc listener,
                                                      void* user_data) {
@@ -148,22 +123,4 @@ OSStatus AudioUnitRemoveRenderNotify(AudioUnit unit, AURenderCallback callback, 
 
 OSStatus AudioUnitReset(AudioUnit unit, AudioUnitScope scope, AudioUnitElement element) {
   return call<&Methods::reset>(unit, scope, element);
-}
-
-OSStatus MusicDevicePrepareInstrument(MusicDeviceComponent unit,
-                                      MusicDeviceInstrumentID instrument) {
-  return call<&Methods::prepare_instrument>(unit, instrument);
-}
-
-OSStatus MusicDeviceReleaseInstrument(MusicDeviceComponent unit,
-                                      MusicDeviceInstrumentID instrument) {
-  return call<&Methods::release_instrument>(unit, instrument);
-}
-
-OSStatus AudioOutputUnitStart(AudioUnit unit) {
-  return call<&Methods::start>(unit);
-}
-
-OSStatus AudioOutputUnitStop(AudioUnit unit) {
-  return call<&Methods::stop>(unit);
 }

@@ -7,16 +7,9 @@
 
 using vesk::platform::ComponentRegistry;
 
-const CFStringRef kAudioComponentRegistrationsChangedNotification =
-    CFSTR("kAudioComponentRegistrationsChangedNotification");
-
 AudioComponent AudioComponentFindNext(AudioComponent previous,
                                       const AudioComponentDescription* wanted) {
   return wanted ? ComponentRegistry::instance().find_next(previous, *wanted) : nullptr;
-}
-
-UInt32 AudioComponentCount(const AudioComponentDescription* wanted) {
-  return wanted ? ComponentRegistry::instance().count(*wanted) : 0;
 }
 
 OSStatus AudioComponentCopyName(AudioComponent component, CFStringRef* name) {

@@ -25,10 +25,7 @@ resolve_methods(const AudioComponentPlugInInterface& interface) {
   resolve(methods.get_parameter, kAudioUnitGetParameterSelect);
   resolve(methods.set_parameter, kAudioUnitSetParameterSelect);
   resolve(methods.schedule_parameters, kAudioUnitScheduleParametersSelect);
-  resolve(methods.process, kAudioUnitProcessSelect);
-  resolve(methods.process_multiple, kAudioUnitProcessMultipleSelect);
   resolve(methods.sys_ex, kMusicDeviceSysExSelect);
-  resolve(methods.midi_event_list, kMusicDeviceMIDIEventListSelect);
   resolve(methods.start_note, kMusicDeviceStartNoteSelect);
   resolve(methods.stop_note, kMusicDeviceStopNoteSelect);
   resolve(methods.initialize, kAudioUnitInitializeSelect);
@@ -37,16 +34,11 @@ resolve_methods(const AudioComponentPlugInInterface& interface) {
   resolve(methods.get_property, kAudioUnitGetPropertySelect);
   resolve(methods.set_property, kAudioUnitSetPropertySelect);
   resolve(methods.add_property_listener, kAudioUnitAddPropertyListenerSelect);
-  resolve(methods.remove_property_listener, kAudioUnitRemovePropertyListenerSelect);
   resolve(methods.remove_property_listener_with_user_data,
           kAudioUnitRemovePropertyListenerWithUserDataSelect);
   resolve(methods.add_render_notify, kAudioUnitAddRenderNotifySelect);
   resolve(methods.remove_render_notify, kAudioUnitRemoveRenderNotifySelect);
   resolve(methods.reset, kAudioUnitResetSelect);
-  resolve(methods.prepare_instrument, kMusicDevicePrepareInstrumentSelect);
-  resolve(methods.release_instrument, kMusicDeviceReleaseInstrumentSelect);
-  resolve(methods.start, kAudioOutputUnitStartSelect);
-  resolve(methods.stop, kAudioOutputUnitStopSelect);
   return methods;
 }
 
@@ -140,9 +132,4 @@ VESK_CALLS_COMPONENT OSStatus AudioComponentInstanceDispose(AudioComponentInstan
 
 AudioComponent AudioComponentInstanceGetComponent(AudioComponentInstance instance) {
   return instance ? instance->component : nullptr;
-}
-
-VESK_CALLS_COMPONENT Boolean AudioComponentInstanceCanDo(AudioComponentInstance instance,
-                                                         SInt16 selector) {
-  return instance && instance->interface->Lookup(selector) != nullptr;
 }

@@ -1,7 +1,6 @@
 #pragma once
 
 #include <AudioToolbox/AUComponent.h>
-#include <AudioToolbox/AudioOutputUnit.h>
 #include <AudioToolbox/MusicDevice.h>
 
 /// The methods of one instance, by name: what its Lookup gave for each selector, NULL where it has
@@ -16,10 +15,7 @@ struct ComponentMethods {
   AudioUnitGetParameterProc get_parameter;
   AudioUnitSetParameterProc set_parameter;
   AudioUnitScheduleParametersProc schedule_parameters;
-  AudioUnitProcessProc process;
-  AudioUnitProcessMultipleProc process_multiple;
   MusicDeviceSysExProc sys_ex;
-  MusicDeviceMIDIEventListProc midi_event_list;
   MusicDeviceStartNoteProc start_note;
   MusicDeviceStopNoteProc stop_note;
 
@@ -29,15 +25,10 @@ struct ComponentMethods {
   AudioUnitGetPropertyProc get_property;
   AudioUnitSetPropertyProc set_property;
   AudioUnitAddPropertyListenerProc add_property_listener;
-  AudioUnitRemovePropertyListenerProc remove_property_listener;
   AudioUnitRemovePropertyListenerWithUserDataProc remove_property_listener_with_user_data;
   AudioUnitAddRenderNotifyProc add_render_notify;
   AudioUnitRemoveRenderNotifyProc remove_render_notify;
   AudioUnitResetProc reset;
-  MusicDevicePrepareInstrumentProc prepare_instrument;
-  MusicDeviceReleaseInstrumentProc release_instrument;
-  AudioOutputUnitStartProc start;
-  AudioOutputUnitStopProc stop;
 };
 
 /// One instance of a component. `methods` are those of a unit that has none until its Open is

@@ -84,15 +84,6 @@ OpaqueAudioComponent* ComponentRegistry::find_next(OpaqueAudioComponent* previou
   return found;
 }
 
-UInt32 ComponentRegistry::count(const AudioComponentDescription& wanted) {
-  UInt32 number = 0;
-  for (auto* component = find_next(nullptr, wanted); component;
-       component = find_next(component, wanted)) {
-    ++number;
-  }
-  return number;
-}
-
 OpaqueAudioComponent* ComponentRegistry::add(const AudioComponentDescription& description,
                                              std::string name, UInt32 version,
                                              AudioComponentFactoryFunction factory) {

@@ -24,8 +24,6 @@ class ComponentRegistry {
   OpaqueAudioComponent* find_next(OpaqueAudioComponent* previous,
                                   const AudioComponentDescription& wanted);
 
-  UInt32 count(const AudioComponentDescription& wanted);
-
   OpaqueAudioComponent* add(const AudioComponentDescription& description, std::string name,
                             UInt32 version, AudioComponentFactoryFunction factory);
 

@@ -53,9 +53,6 @@ void call(AUListenerBase& listener, const ListenerNotice& notice) {
     void operator()(const EventFunction& to) const {
       to.function(to.user_data, notice.object, &notice.event, notice.host_time, notice.value);
     }
-    void operator()(AUParameterListenerBlock block) const {
-      block(notice.object, &parameter, notice.value);
-    }
     void operator()(AUEventListenerBlock block) const {
       block(notice.object, &notice.event, notice.host_time, notice.value);
     }
@@ -102,8 +99,7 @@ void schedule(AUListenerBase& listener) {
 /// The caller holds the listeners' lock. Puts a notice behind those that wait, or in the place of
 /// an older one that it makes stale.
 void keep_for_later(AUListenerBase& listener, const ListenerNotice& notice) {
-  const bool hears_events = std::holds_alternative<EventFunction>(listener.callee) ||
-                            std::holds_alternative<AUEventListenerBlock>(listener.callee);
+  const bool hears_events = !std::holds_alternative<ParameterFunction>(listener.callee);
   for (auto older = listener.pending.rbegin(); older != listener.pending.rend(); ++older) {
     if (older->object != notice.object || unit_of(older->event) != unit_of(notice.event)) continue;
     const bool gesture_between =

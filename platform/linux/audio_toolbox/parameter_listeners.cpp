@@ -162,14 +162,13 @@ OSStatus create_on_run_loop(ListenerCallee callee, CFRunLoopRef run_loop, CFStri
   return admit(std::move(listener), handle);
 }
 
-template <typename Block>
-OSStatus create_on_queue(Block block, dispatch_queue_t queue, Float32 interval, Float32 granularity,
-                         AUListenerBase** handle) {
+OSStatus create_on_queue(AUEventListenerBlock block, dispatch_queue_t queue, Float32 interval,
+                         Float32 granularity, AUListenerBase** handle) {
   if (!handle) return kAudio_ParamError;
   *handle = nullptr;
   if (!block || !queue) return kAudio_ParamError;
   auto listener = std::make_shared<AUListenerBase>();
-  listener->callee = static_cast<Block>(Block_copy(block));
+  listener->callee = static_cast<AUEventListenerBlock>(Block_copy(block));
   listener->interval_seconds = interval;
   listener->granularity_seconds = granularity;
   listener->queue = queue;
@@ -192,7 +191,6 @@ void forget_unit(AudioUnit unit) {
 AUListenerBase::~AUListenerBase() {
   if (timer) CFRelease(timer);
   if (run_loop) CFRelease(run_loop);
-  if (const auto* block = std::get_if<AUParameterListenerBlock>(&callee)) Block_release(*block);
   if (const auto* block = std::get_if<AUEventListenerBlock>(&callee)) Block_release(*block);
 }
 
@@ -211,11 +209,6 @@ OSStatus AUEventListenerCreate(AUEventListenerProc function, void* user_data, CF
   if (!function) return kAudio_ParamError;
   return platform::create_on_run_loop(platform::EventFunction{function, user_data}, run_loop, mode,
                                       interval, granularity, listener);
-}
-
-OSStatus AUListenerCreateWithDispatchQueue(AUParameterListenerRef* listener, Float32 interval,
-                                           dispatch_queue_t queue, AUParameterListenerBlock block) {
-  return platform::create_on_queue(block, queue, interval, 0, listener);
 }
 
 OSStatus AUEventListenerCreateWithDispatchQueue(AUEventListenerRef* listener, Float32 interval,

@@ -32,8 +32,7 @@ struct EventFunction {
   AUEventListenerProc function;
   void* user_data;
 };
-using ListenerCallee =
-    std::variant<ParameterFunction, EventFunction, AUParameterListenerBlock, AUEventListenerBlock>;
+using ListenerCallee = std::variant<ParameterFunction, EventFunction, AUEventListenerBlock>;
 
 }  // namespace vesk::platform
 

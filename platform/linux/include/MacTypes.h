@@ -2,6 +2,8 @@
 
 /* The plain types that the Audio Unit headers are written in. */
 
+#include <TargetConditionals.h>
+#include <stddef.h>
 #include <stdint.h>
 
 typedef uint8_t UInt8;
@@ -17,28 +19,33 @@ typedef double Float64;
 
 typedef unsigned char Boolean;
 typedef UInt8 Byte;
-typedef SInt8 SignedByte;
 
 typedef SInt32 OSStatus;
 typedef SInt16 OSErr;
 typedef UInt32 FourCharCode;
 typedef FourCharCode OSType;
 
-typedef UInt32 UTF32Char;
 typedef UInt16 UniChar;
-typedef UInt16 UTF16Char;
-typedef UInt8 UTF8Char;
 typedef unsigned long UniCharCount;
 
 typedef unsigned char Str255[256];
-typedef const unsigned char* ConstStr255Param;
 typedef char* Ptr;
 typedef long Size;
+typedef unsigned long ByteCount;
 
 enum { noErr = 0 };
 
 /* Older names of the general status codes. */
 enum { unimpErr = -4, fnfErr = -43, paramErr = -50, memFullErr = -108 };
+
+/* Objective-C's headers have one of their own. */
+#ifndef nil
+#ifdef __cplusplus
+#define nil nullptr
+#else
+#define nil NULL
+#endif
+#endif
 
 #ifndef TRUE
 #define TRUE 1

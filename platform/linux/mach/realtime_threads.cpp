@@ -17,13 +17,8 @@ namespace vesk::platform {
 
 namespace {
 
-struct Entry {
-  std::atomic<pid_t> thread = 0;  // the handler reads it without the lock
-  thread_time_constraint_policy_data_t policy = {};
-};
-
 std::mutex g_mutex;
-Entry g_entries[32];
+std::atomic<pid_t> g_threads[32];  // 0: free; the handler reads them without the lock
 
 bool lives_here(pid_t thread) {
   return tgkill(getpid(), thread, 0) == 0;
@@ -39,10 +34,10 @@ void at_realtime_limit(int) {
   // The kernel interrupts the thread that used its time up, unless that one blocks the signal.
   const pid_t own = gettid();
   bool own_is_known = false;
-  for (const Entry& entry : g_entries)
-    own_is_known |= entry.thread.load(std::memory_order_relaxed) == own;
-  for (const Entry& entry : g_entries) {
-    const pid_t thread = entry.thread.load(std::memory_order_relaxed);
+  for (const std::atomic<pid_t>& entry : g_threads)
+    own_is_known |= entry.load(std::memory_order_relaxed) == own;
+  for (const std::atomic<pid_t>& entry : g_threads) {
+    const pid_t thread = entry.load(std::memory_order_relaxed);
     if (thread == 0 || (own_is_known && thread != own)) continue;
     // An ended thread's id may by now be another process's.
     if (lives_here(thread)) demoted |= make_ordinary(thread);
@@ -53,37 +48,21 @@ void at_realtime_limit(int) {
 
 }  // namespace
 
-void remember_realtime_thread(pid_t thread, const thread_time_constraint_policy_data_t& policy) {
+void remember_realtime_thread(pid_t thread) {
   const std::lock_guard lock(g_mutex);
-  Entry* place = nullptr;
-  for (Entry& entry : g_entries) {
-    const pid_t known = entry.thread.load(std::memory_order_relaxed);
-    if (known == thread) {
-      place = &entry;
-      break;
-    }
+  std::atomic<pid_t>* place = nullptr;
+  for (std::atomic<pid_t>& entry : g_threads) {
+    const pid_t known = entry.load(std::memory_order_relaxed);
+    if (known == thread) return;
     if (place == nullptr && (known == 0 || !lives_here(known))) place = &entry;
   }
-  if (place == nullptr) return;
-  place->policy = policy;
-  place->thread.store(thread, std::memory_order_relaxed);
+  if (place != nullptr) place->store(thread, std::memory_order_relaxed);
 }
 
 void forget_realtime_thread(pid_t thread) {
   const std::lock_guard lock(g_mutex);
-  for (Entry& entry : g_entries)
-    if (entry.thread.load(std::memory_order_relaxed) == thread)
-      entry.thread.store(0, std::memory_order_relaxed);
-}
-
-bool find_realtime_thread(pid_t thread, thread_time_constraint_policy_data_t* policy) {
-  const std::lock_guard lock(g_mutex);
-  for (const Entry& entry : g_entries) {
-    if (entry.thread.load(std::memory_order_relaxed) != thread) continue;
-    *policy = entry.policy;
-    return true;
-  }
-  return false;
+  for (std::atomic<pid_t>& entry : g_threads)
+    if (entry.load(std::memory_order_relaxed) == thread) entry.store(0, std::memory_order_relaxed);
 }
 
 void catch_realtime_limit() {

@@ -16,10 +16,6 @@ namespace {
 
 using namespace vesk::platform;
 
-// What macOS gives a thread that never asked.
-constexpr thread_time_constraint_policy_data_t default_policy = {
-    .period = 0, .computation = 10'000'000, .constraint = 10'000'000, .preemptible = TRUE};
-
 int driver_priority() {
   VeskWorkgroupRecord record;
   return read_workgroup_record(VESK_WORKGROUP_DESCRIPTOR, &record) ? record.driver_priority : 0;
@@ -66,7 +62,7 @@ kern_return_t set_time_constraint(pid_t thread,
                                   const thread_time_constraint_policy_data_t& policy) {
   if (!is_acceptable(policy)) return KERN_INVALID_ARGUMENT;
   const int wanted = priority_below_driver(priority_for_period(policy.period), driver_priority());
-  remember_realtime_thread(thread, policy);
+  remember_realtime_thread(thread);
   catch_realtime_limit();
   limit_realtime_cpu(RLIM_INFINITY);
   if (set_fifo_within_limit(thread, wanted)) return KERN_SUCCESS;
@@ -93,29 +89,4 @@ kern_return_t thread_policy_set(thread_act_t thread, thread_policy_flavor_t flav
   thread_time_constraint_policy_data_t wanted;
   std::memcpy(&wanted, policy, sizeof wanted);
   return set_time_constraint(id, wanted);
-}
-
-kern_return_t thread_policy_get(thread_act_t thread, thread_policy_flavor_t flavor,
-                                thread_policy_t policy, mach_msg_type_number_t* count,
-                                boolean_t* get_default) {
-  if (!is_thread_name(thread) || count == nullptr || get_default == nullptr)
-    return KERN_INVALID_ARGUMENT;
-  const auto id = static_cast<pid_t>(thread);
-  const int scheduler = sched_getscheduler(id);
-  if (scheduler < 0) return KERN_TERMINATED;
-  const int kind = scheduler & ~SCHED_RESET_ON_FORK;
-  const bool is_realtime = kind == SCHED_FIFO || kind == SCHED_RR;
-  if (flavor == THREAD_STANDARD_POLICY) {
-    *count = THREAD_STANDARD_POLICY_COUNT;
-    *get_default = *get_default || is_realtime;
-    return KERN_SUCCESS;
-  }
-  if (flavor != THREAD_TIME_CONSTRAINT_POLICY || policy == nullptr ||
-      *count < THREAD_TIME_CONSTRAINT_POLICY_COUNT)
-    return KERN_INVALID_ARGUMENT;
-  thread_time_constraint_policy_data_t found = default_policy;
-  if (*get_default || !is_realtime || !find_realtime_thread(id, &found)) *get_default = TRUE;
-  std::memcpy(policy, &found, sizeof found);
-  *count = THREAD_TIME_CONSTRAINT_POLICY_COUNT;
-  return KERN_SUCCESS;
 }

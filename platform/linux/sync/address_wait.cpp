@@ -27,8 +27,7 @@ long futex(void* addr, int operation, uint32_t value, const timespec* limit) OS_
 #if __has_feature(realtime_sanitizer)
   const __rtsan::ScopedDisabler allowed;
 #endif
-  const long result =
-      syscall(SYS_futex, addr, operation, value, limit, nullptr, FUTEX_BITSET_MATCH_ANY);
+  const long result = syscall(SYS_futex, addr, operation, value, limit, nullptr, 0);
   return result < 0 ? -errno : result;
 }
 
@@ -49,8 +48,8 @@ timespec to_timespec(uint64_t nanos) {
           static_cast<long>(nanos % nanos_per_second)};
 }
 
-int wait(void* addr, uint64_t value, int operation, bool shared, const timespec* limit) {
-  if (!shared) operation |= FUTEX_PRIVATE_FLAG;
+int wait(void* addr, uint64_t value, bool shared, const timespec* limit) {
+  const int operation = shared ? FUTEX_WAIT : FUTEX_WAIT | FUTEX_PRIVATE_FLAG;
   const long result = futex(addr, operation, static_cast<uint32_t>(value), limit);
   if (result == 0 || result == -EAGAIN) return 0;
   // An address that belongs to no object: macOS fails to look the object up.
@@ -73,7 +72,7 @@ int wake(void* addr, size_t size, uint32_t flags, uint32_t count) {
 int os_sync_wait_on_address(void* addr, uint64_t value, size_t size,
                             os_sync_wait_on_address_flags_t flags) {
   if (!waitable(addr, size, flags)) return fail(EINVAL);
-  return wait(addr, value, FUTEX_WAIT_BITSET, flags != 0, nullptr);
+  return wait(addr, value, flags != 0, nullptr);
 }
 
 int os_sync_wait_on_address_with_timeout(void* addr, uint64_t value, size_t size,
@@ -82,17 +81,7 @@ int os_sync_wait_on_address_with_timeout(void* addr, uint64_t value, size_t size
   if (!waitable(addr, size, flags) || clockid != OS_CLOCK_MACH_ABSOLUTE_TIME || timeout_ns == 0)
     return fail(EINVAL);
   const timespec limit = to_timespec(timeout_ns);
-  return wait(addr, value, FUTEX_WAIT, flags != 0, &limit);
-}
-
-int os_sync_wait_on_address_with_deadline(void* addr, uint64_t value, size_t size,
-                                          os_sync_wait_on_address_flags_t flags,
-                                          os_clockid_t clockid, uint64_t deadline) {
-  if (!waitable(addr, size, flags) || clockid != OS_CLOCK_MACH_ABSOLUTE_TIME || deadline == 0)
-    return fail(EINVAL);
-  // FUTEX_WAIT_BITSET takes an absolute time on CLOCK_MONOTONIC, which is the mach clock here.
-  const timespec limit = to_timespec(deadline);
-  return wait(addr, value, FUTEX_WAIT_BITSET, flags != 0, &limit);
+  return wait(addr, value, flags != 0, &limit);
 }
 
 int os_sync_wake_by_address_any(void* addr, size_t size, os_sync_wake_by_address_flags_t flags) {

@@ -17,7 +17,6 @@
 
 struct os_workgroup_s {
   std::atomic<uint32_t> references = 1;
-  std::atomic<bool> cancelled = false;
   int descriptor = -1;
   VeskWorkgroupRecord* record = nullptr;  // NULL: damaged, nobody can join
 
@@ -116,12 +115,6 @@ void watch_forks() {
 
 }  // namespace
 
-void* os_retain(void* object) {
-  if (object != nullptr)
-    static_cast<os_workgroup_t>(object)->references.fetch_add(1, std::memory_order_relaxed);
-  return object;
-}
-
 void os_release(void* object) {
   auto* group = static_cast<os_workgroup_t>(object);
   if (group != nullptr && group->references.fetch_sub(1, std::memory_order_acq_rel) == 1)
@@ -144,25 +137,11 @@ os_workgroup_t os_workgroup_create_with_port(const char*, mach_port_t port) {
   return group;
 }
 
-os_workgroup_t os_workgroup_create_with_workgroup(const char* name, os_workgroup_t workgroup) {
-  if (workgroup == nullptr) return fail_to_create(EINVAL);
-  return os_workgroup_create_with_port(name, name_of_descriptor(workgroup->descriptor));
-}
-
-int os_workgroup_copy_port(os_workgroup_t workgroup, mach_port_t* port) {
-  if (workgroup == nullptr || port == nullptr) return EINVAL;
-  const int copy = fcntl(workgroup->descriptor, F_DUPFD_CLOEXEC, VESK_WORKGROUP_DESCRIPTOR + 1);
-  if (copy < 0) return errno;
-  *port = name_of_descriptor(copy);
-  return 0;
-}
-
 int os_workgroup_join(os_workgroup_t workgroup, os_workgroup_join_token_t token) {
   if (workgroup == nullptr || token == nullptr) return fail_to_join(EINVAL);
   Membership& own = membership();
   if (own.group != nullptr) return fail_to_join(EALREADY);
-  if (workgroup->record == nullptr || os_workgroup_testcancel(workgroup))
-    return fail_to_join(EINVAL);
+  if (workgroup->record == nullptr) return fail_to_join(EINVAL);
   if (sched_getaffinity(0, sizeof own.outside, &own.outside) != 0) return fail_to_join(errno);
   uint64_t* slot = take_slot(workgroup->record);
   if (slot == nullptr) return fail_to_join(ENOSPC);
@@ -171,7 +150,7 @@ int os_workgroup_join(os_workgroup_t workgroup, os_workgroup_join_token_t token)
     sched_setaffinity(0, sizeof own.outside, &own.outside);
     return fail_to_join(error);
   }
-  os_retain(workgroup);
+  workgroup->references.fetch_add(1, std::memory_order_relaxed);
   own.group = workgroup;
   own.slot = slot;
   *token = {};
@@ -195,12 +174,4 @@ void os_workgroup_leave(os_workgroup_t workgroup, os_workgroup_join_token_t toke
   own.slot = nullptr;
   token->sig = 0;
   os_release(workgroup);
-}
-
-void os_workgroup_cancel(os_workgroup_t workgroup) {
-  if (workgroup != nullptr) workgroup->cancelled.store(true, std::memory_order_release);
-}
-
-bool os_workgroup_testcancel(os_workgroup_t workgroup) {
-  return workgroup != nullptr && workgroup->cancelled.load(std::memory_order_acquire);
 }

@@ -35,12 +35,12 @@ CA_VALUES(UInt32){
 CA_VALUES(UInt32){kAudioUnitManufacturer_Apple = 0x6170706c /* 'appl' */};
 
 CA_VALUES(UInt32){
-    kAudioUnitSubType_Sampler = 0x73616d70,       /* 'samp' */
-    kAudioUnitSubType_DLSSynth = 0x646c7320,      /* 'dls ' */
-    kAudioUnitSubType_MIDISynth = 0x6d73796e,     /* 'msyn' */
+    kAudioUnitSubType_Sampler = 0x73616d70, /* 'samp' */
+    /* Of output units; none is installed. */
     kAudioUnitSubType_GenericOutput = 0x67656e72, /* 'genr' */
-    kAudioUnitSubType_Delay = 0x64656c79,         /* 'dely' */
-    kAudioUnitSubType_LowPassFilter = 0x6c706173  /* 'lpas' */
+    kAudioUnitSubType_HALOutput = 0x6168616c,     /* 'ahal' */
+    kAudioUnitSubType_DefaultOutput = 0x64656620, /* 'def ' */
+    kAudioUnitSubType_SystemOutput = 0x73797320   /* 'sys ' */
 };
 
 CA_OPTIONS(AudioUnitRenderActionFlags){kAudioUnitRenderAction_PreRender = 1u << 2,
@@ -160,10 +160,7 @@ OSStatus AudioUnitSetProperty(AudioUnit inUnit, AudioUnitPropertyID inID, AudioU
 OSStatus AudioUnitAddPropertyListener(AudioUnit inUnit, AudioUnitPropertyID inID,
                                       AudioUnitPropertyListenerProc inProc, void* inProcUserData);
 
-/// Ends every registration of `inProc` for the property. Older form of the next call.
-OSStatus AudioUnitRemovePropertyListener(AudioUnit inUnit, AudioUnitPropertyID inID,
-                                         AudioUnitPropertyListenerProc inProc);
-
+/// Ends the registration of `inProc` with `inProcUserData` for the property.
 OSStatus AudioUnitRemovePropertyListenerWithUserData(AudioUnit inUnit, AudioUnitPropertyID inID,
                                                      AudioUnitPropertyListenerProc inProc,
                                                      void* inProcUserData);
@@ -197,23 +194,10 @@ OSStatus AudioUnitRender(AudioUnit inUnit, AudioUnitRenderActionFlags* ioActionF
                          const AudioTimeStamp* inTimeStamp, UInt32 inOutputBusNumber,
                          UInt32 inNumberFrames, AudioBufferList* ioData) CA_REALTIME_API;
 
-/// Processes `inNumberFrames` frames in place. Render thread.
-OSStatus AudioUnitProcess(AudioUnit inUnit, AudioUnitRenderActionFlags* ioActionFlags,
-                          const AudioTimeStamp* inTimeStamp, UInt32 inNumberFrames,
-                          AudioBufferList* ioData) CA_REALTIME_API;
-
-/// Processes several inputs into several outputs. Render thread.
-OSStatus AudioUnitProcessMultiple(AudioUnit inUnit, AudioUnitRenderActionFlags* ioActionFlags,
-                                  const AudioTimeStamp* inTimeStamp, UInt32 inNumberFrames,
-                                  UInt32 inNumberInputBufferLists,
-                                  const AudioBufferList** inInputBufferLists,
-                                  UInt32 inNumberOutputBufferLists,
-                                  AudioBufferList** ioOutputBufferLists) CA_REALTIME_API;
-
 /// Forgets what was played (delay lines, voices), keeps parameters and properties.
 OSStatus AudioUnitReset(AudioUnit inUnit, AudioUnitScope inScope, AudioUnitElement inElement);
 
-/* The methods' numbers for Lookup. */
+/* The methods' numbers for Lookup. Units answer more of them than have a call above. */
 enum {
   kAudioUnitRange = 0x0000,
   kAudioUnitInitializeSelect = 0x0001,

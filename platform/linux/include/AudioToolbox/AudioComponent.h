@@ -65,9 +65,6 @@ typedef AudioComponentPlugInInterface *(*AudioComponentFactoryFunction)(
 AudioComponent AudioComponentFindNext(AudioComponent inComponent,
                                       const AudioComponentDescription *inDesc);
 
-/// How many components match `inDesc`.
-UInt32 AudioComponentCount(const AudioComponentDescription *inDesc);
-
 /// The component's name, by convention "Maker: Name"; the caller releases it.
 /// Errors: kAudio_ParamError for a NULL argument.
 OSStatus AudioComponentCopyName(AudioComponent inComponent, CFStringRef *outName);
@@ -104,31 +101,11 @@ OSStatus AudioComponentInstanceDispose(AudioComponentInstance inInstance);
 /// The component of an instance, also inside its Open; NULL for NULL.
 AudioComponent AudioComponentInstanceGetComponent(AudioComponentInstance inInstance);
 
-/// Whether the instance has a method for `inSelectorID`.
-Boolean AudioComponentInstanceCanDo(AudioComponentInstance inInstance, SInt16 inSelectorID);
-
 /// Adds a component to this process's registry, ahead of those found on disk.
 ///
 /// NULL when the description or the factory is NULL or a code is 0. `inName` may be NULL.
 AudioComponent AudioComponentRegister(const AudioComponentDescription *inDesc, CFStringRef inName,
                                       UInt32 inVersion, AudioComponentFactoryFunction inFactory);
-
-/// What a component offers, as a dictionary with the keys below that the caller releases; an
-/// instance is opened for it and closed again.
-///
-/// HasCustomView is a boolean; ChannelConfigurations an array of pairs of numbers as in
-/// AUChannelInfo, absent when the unit does not say; InitialInputs and InitialOutputs arrays with
-/// the number of channels of each bus. Errors: those of AudioComponentInstanceNew.
-OSStatus AudioComponentCopyConfigurationInfo(AudioComponent inComponent,
-                                             CFDictionaryRef *outConfigurationInfo);
-
-#define kAudioComponentConfigurationInfo_HasCustomView "HasCustomView"
-#define kAudioComponentConfigurationInfo_ChannelConfigurations "ChannelConfigurations"
-#define kAudioComponentConfigurationInfo_InitialInputs "InitialInputs"
-#define kAudioComponentConfigurationInfo_InitialOutputs "InitialOutputs"
-
-/* The name of the notification that components came or went. Never posted here. */
-extern const CFStringRef kAudioComponentRegistrationsChangedNotification;
 
 #pragma GCC visibility pop
 #ifdef __cplusplus

@@ -1,17 +1,13 @@
 #pragma once
 
-/* Output units: those that drive rendering themselves. */
+/* Output units: those that drive rendering themselves. There is none here to start or stop; unit
+ * libraries ask for the methods' numbers. */
 
 #include <AudioToolbox/AUComponent.h>
 
 #ifdef __cplusplus
 extern "C" {
 #endif
-#pragma GCC visibility push(default)
-
-/// Starts, stops the unit's own rendering. Errors as for the calls of AUComponent.h.
-OSStatus AudioOutputUnitStart(AudioUnit ci);
-OSStatus AudioOutputUnitStop(AudioUnit ci);
 
 enum {
   kAudioOutputUnitRange = 0x0200,
@@ -22,7 +18,6 @@ enum {
 typedef OSStatus (*AudioOutputUnitStartProc)(void* self);
 typedef OSStatus (*AudioOutputUnitStopProc)(void* self);
 
-#pragma GCC visibility pop
 #ifdef __cplusplus
 }
 #endif

@@ -25,14 +25,6 @@ CA_VALUES(AudioUnitParameterID){kAUGroupParameterID_ModWheel = 1,
                                 kAUGroupParameterID_ChannelPressure = 208,
                                 kAUGroupParameterID_PitchBend = 224};
 
-/* Sampler, global scope. */
-CA_VALUES(AudioUnitParameterID){
-    kAUSamplerParam_Gain = 900,         /* dB, -90..12, 0 */
-    kAUSamplerParam_CoarseTuning = 901, /* semitones, -24..24, 0 */
-    kAUSamplerParam_FineTuning = 902,   /* cents, -99..99, 0 */
-    kAUSamplerParam_Pan = 903           /* -1..1, 0 */
-};
-
 #ifdef __cplusplus
 }
 #endif

@@ -92,7 +92,7 @@ CA_VALUES(AudioUnitPropertyID){
     kAudioUnitProperty_InputSamplesInOutput = 49,
     kAudioUnitProperty_ClassInfoFromDocument = 50, /* G rw: CFPropertyListRef */
     kAudioUnitProperty_ShouldAllocateBuffer = 51,  /* input, output rw: UInt32, 1 */
-    kAudioUnitProperty_FrequencyResponse = 52,
+    kAudioUnitProperty_FrequencyResponse = 52,     /* G r: AudioUnitFrequencyResponseBin[] */
     kAudioUnitProperty_ParameterHistoryInfo = 53,  /* any r, element = id */
     kAudioUnitProperty_NickName = 54,              /* G rw: CFStringRef, may be NULL */
     kAudioUnitProperty_RequestViewController = 56, /* G w: block that takes a view controller */
@@ -342,6 +342,15 @@ typedef struct AudioUnitParameterValueFromString {
   AudioUnitParameterValue outValue;
 } AudioUnitParameterValueFromString;
 
+/* One frequency in Hz and the unit's gain there. The reader fills in the frequencies of at most
+ * kNumberOfResponseFrequencies of them; a negative one ends a shorter list. */
+typedef struct AudioUnitFrequencyResponseBin {
+  Float64 mFrequency;
+  Float64 mMagnitude;
+} AudioUnitFrequencyResponseBin;
+
+enum { kNumberOfResponseFrequencies = 1024 };
+
 typedef struct AudioUnitParameterHistoryInfo {
   Float32 updatesPerSecond;
   Float32 historyDurationInSeconds;
@@ -378,27 +387,15 @@ CA_VALUES(AudioUnitPropertyID){kMusicDeviceProperty_InstrumentCount = 1000,
 
 /* The sampler unit aumu samp appl. */
 CA_VALUES(AudioUnitPropertyID){
-    kAUSamplerProperty_LoadPresetFromBank = 4100, /* G w: AUSamplerBankPresetData */
-    kAUSamplerProperty_BankAndPreset = kAUSamplerProperty_LoadPresetFromBank,
-    kAUSamplerProperty_LoadAudioFiles = 4101, /* G w: CFArrayRef of CFURLRef */
-    kAUSamplerProperty_LoadInstrument = 4102  /* G w: AUSamplerInstrumentData */
+    kAUSamplerProperty_LoadInstrument = 4102 /* G w: AUSamplerInstrumentData */
 };
 
-enum {
-  kInstrumentType_DLSPreset = 1,
-  kInstrumentType_SF2Preset = kInstrumentType_DLSPreset,
-  kInstrumentType_AUPreset = 2,
-  kInstrumentType_Audiofile = 3,
-  kInstrumentType_EXS24 = 4
-};
+enum { kInstrumentType_EXS24 = 4 };
 
-enum {
-  kAUSampler_DefaultPercussionBankMSB = 0x78,
-  kAUSampler_DefaultMelodicBankMSB = 0x79,
-  kAUSampler_DefaultBankLSB = 0x00
-};
+enum { kAUSampler_DefaultMelodicBankMSB = 0x79, kAUSampler_DefaultBankLSB = 0x00 };
 
-/* The bank bytes (0..127) matter only for kInstrumentType_DLSPreset. The caller keeps the URL. */
+/* Bank and preset (0..127) have a meaning for banks of instruments only. The caller keeps the URL.
+ */
 typedef struct AUSamplerInstrumentData {
   CFURLRef fileURL;
   UInt8 instrumentType;
@@ -406,14 +403,6 @@ typedef struct AUSamplerInstrumentData {
   UInt8 bankLSB;
   UInt8 presetID;
 } AUSamplerInstrumentData;
-
-typedef struct AUSamplerBankPresetData {
-  CFURLRef bankURL;
-  UInt8 bankMSB;
-  UInt8 bankLSB;
-  UInt8 presetID;
-  UInt8 reserved; /* 0 */
-} AUSamplerBankPresetData;
 
 #ifdef __cplusplus
 }

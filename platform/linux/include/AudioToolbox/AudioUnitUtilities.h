@@ -42,8 +42,6 @@ typedef void (*AUEventListenerProc)(void *inUserData, void *inObject, const Audi
                                     UInt64 inEventHostTime,
                                     AudioUnitParameterValue inParameterValue);
 #if defined(__BLOCKS__)
-typedef void (^AUParameterListenerBlock)(void *inObject, const AudioUnitParameter *inParameter,
-                                         AudioUnitParameterValue inValue);
 typedef void (^AUEventListenerBlock)(void *inObject, const AudioUnitEvent *inEvent,
                                      UInt64 inEventHostTime,
                                      AudioUnitParameterValue inParameterValue);
@@ -66,11 +64,7 @@ OSStatus AUEventListenerCreate(AUEventListenerProc inProc, void *inUserData, CFR
                                Float32 inValueChangeGranularity, AUEventListenerRef *outListener);
 
 #if defined(__BLOCKS__)
-/// The same two with a block, called on a dispatch queue.
-OSStatus AUListenerCreateWithDispatchQueue(AUParameterListenerRef *outListener,
-                                           Float32 inNotificationInterval,
-                                           dispatch_queue_t inDispatchQueue,
-                                           AUParameterListenerBlock inBlock);
+/// The same with a block, called on a dispatch queue.
 OSStatus AUEventListenerCreateWithDispatchQueue(AUEventListenerRef *outListener,
                                                 Float32 inNotificationInterval,
                                                 Float32 inValueChangeGranularity,

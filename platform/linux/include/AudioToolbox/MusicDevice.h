@@ -53,10 +53,6 @@ OSStatus MusicDeviceMIDIEvent(MusicDeviceComponent inUnit, UInt32 inStatus, UInt
 OSStatus MusicDeviceSysEx(MusicDeviceComponent inUnit, const UInt8* inData,
                           UInt32 inLength) CA_REALTIME_API;
 
-/// Sends MIDI 2.0 packets (CoreMIDI/MIDIServices.h).
-OSStatus MusicDeviceMIDIEventList(MusicDeviceComponent inUnit, UInt32 inOffsetSampleFrame,
-                                  const struct MIDIEventList* evtList) CA_REALTIME_API;
-
 /// Starts a note and names it for MusicDeviceStopNote.
 OSStatus MusicDeviceStartNote(MusicDeviceComponent inUnit, MusicDeviceInstrumentID inInstrument,
                               MusicDeviceGroupID inGroupID, NoteInstanceID* outNoteInstanceID,
@@ -66,11 +62,6 @@ OSStatus MusicDeviceStartNote(MusicDeviceComponent inUnit, MusicDeviceInstrument
 OSStatus MusicDeviceStopNote(MusicDeviceComponent inUnit, MusicDeviceGroupID inGroupID,
                              NoteInstanceID inNoteInstanceID,
                              UInt32 inOffsetSampleFrame) CA_REALTIME_API;
-
-OSStatus MusicDevicePrepareInstrument(MusicDeviceComponent inUnit,
-                                      MusicDeviceInstrumentID inInstrument);
-OSStatus MusicDeviceReleaseInstrument(MusicDeviceComponent inUnit,
-                                      MusicDeviceInstrumentID inInstrument);
 
 enum {
   kMusicDeviceRange = 0x0100,

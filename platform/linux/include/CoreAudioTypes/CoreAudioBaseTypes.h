@@ -3,7 +3,7 @@
 /* Audio formats, buffers, time stamps and channel layouts: what every Audio Unit call is made of.
  *
  * Plain data, LP64 layouts, no calls but one inline function. Sizes are checked in
- * tests/layouts_test.cpp. */
+ * tests/platform/layouts_test.cpp. */
 
 #include <MacTypes.h>
 #include <stddef.h>
@@ -46,17 +46,6 @@ CA_VALUES(OSStatus){kAudio_UnimplementedError = -4,
                     kAudio_ParamError = -50,
                     kAudio_MemFullError = -108};
 
-typedef struct AudioValueRange {
-  Float64 mMinimum;
-  Float64 mMaximum;
-} AudioValueRange;
-
-typedef struct AudioClassDescription {
-  OSType mType;
-  OSType mSubType;
-  OSType mManufacturer;
-} AudioClassDescription;
-
 /* One buffer: `mNumberChannels` is 1 in non-interleaved formats; `mDataByteSize` counts bytes. */
 typedef struct AudioBuffer {
   UInt32 mNumberChannels;
@@ -88,31 +77,31 @@ typedef struct AudioStreamBasicDescription {
 
 CA_VALUES(AudioFormatID){kAudioFormatLinearPCM = 0x6c70636d /* 'lpcm' */};
 
-CA_VALUES(AudioFormatFlags){kAudioFormatFlagIsFloat = 1u << 0,
-                            kAudioFormatFlagIsBigEndian = 1u << 1,
-                            kAudioFormatFlagIsSignedInteger = 1u << 2,
-                            kAudioFormatFlagIsPacked = 1u << 3,
-                            kAudioFormatFlagIsAlignedHigh = 1u << 4,
-                            kAudioFormatFlagIsNonInterleaved = 1u << 5,
-                            kAudioFormatFlagIsNonMixable = 1u << 6,
-                            kAudioFormatFlagsAreAllClear = 0x80000000u,
+CA_VALUES(AudioFormatFlags){
+    kAudioFormatFlagIsFloat = 1u << 0, kAudioFormatFlagIsBigEndian = 1u << 1,
+    kAudioFormatFlagIsSignedInteger = 1u << 2, kAudioFormatFlagIsPacked = 1u << 3,
+    kAudioFormatFlagIsAlignedHigh = 1u << 4, kAudioFormatFlagIsNonInterleaved = 1u << 5,
+    kAudioFormatFlagIsNonMixable = 1u << 6, kAudioFormatFlagsAreAllClear = 0x80000000u,
 
-                            kLinearPCMFormatFlagIsFloat = kAudioFormatFlagIsFloat,
-                            kLinearPCMFormatFlagIsBigEndian = kAudioFormatFlagIsBigEndian,
-                            kLinearPCMFormatFlagIsSignedInteger = kAudioFormatFlagIsSignedInteger,
-                            kLinearPCMFormatFlagIsPacked = kAudioFormatFlagIsPacked,
-                            kLinearPCMFormatFlagIsAlignedHigh = kAudioFormatFlagIsAlignedHigh,
-                            kLinearPCMFormatFlagIsNonInterleaved = kAudioFormatFlagIsNonInterleaved,
-                            kLinearPCMFormatFlagIsNonMixable = kAudioFormatFlagIsNonMixable,
+    kLinearPCMFormatFlagIsFloat = kAudioFormatFlagIsFloat,
+    kLinearPCMFormatFlagIsBigEndian = kAudioFormatFlagIsBigEndian,
+    kLinearPCMFormatFlagIsSignedInteger = kAudioFormatFlagIsSignedInteger,
+    kLinearPCMFormatFlagIsPacked = kAudioFormatFlagIsPacked,
+    kLinearPCMFormatFlagIsAlignedHigh = kAudioFormatFlagIsAlignedHigh,
+    kLinearPCMFormatFlagIsNonInterleaved = kAudioFormatFlagIsNonInterleaved,
+    kLinearPCMFormatFlagIsNonMixable = kAudioFormatFlagIsNonMixable,
 
 #if defined(__BYTE_ORDER__) && __BYTE_ORDER__ == __ORDER_BIG_ENDIAN__
-                            kAudioFormatFlagsNativeEndian = kAudioFormatFlagIsBigEndian,
+    kAudioFormatFlagsNativeEndian = kAudioFormatFlagIsBigEndian,
 #else
-                            kAudioFormatFlagsNativeEndian = 0,
+    kAudioFormatFlagsNativeEndian = 0,
 #endif
-                            kAudioFormatFlagsNativeFloatPacked = kAudioFormatFlagIsFloat |
-                                                                 kAudioFormatFlagsNativeEndian |
-                                                                 kAudioFormatFlagIsPacked};
+    kAudioFormatFlagsNativeFloatPacked = kAudioFormatFlagIsFloat | kAudioFormatFlagsNativeEndian |
+                                         kAudioFormatFlagIsPacked,
+    /* The older name of the same, for samples of AudioSampleType. */
+    kAudioFormatFlagsCanonical = kAudioFormatFlagsNativeFloatPacked};
+
+typedef Float32 AudioSampleType;
 
 typedef struct AudioStreamPacketDescription {
   SInt64 mStartOffset;
@@ -187,9 +176,17 @@ CA_VALUES(AudioChannelLayoutTag){
     kAudioChannelLayoutTag_Mono = 0x640001,
     kAudioChannelLayoutTag_Stereo = 0x650002,
     kAudioChannelLayoutTag_StereoHeadphones = 0x660002,
+    kAudioChannelLayoutTag_Binaural = 0x6A0002,
     kAudioChannelLayoutTag_Ambisonic_B_Format = 0x6B0004,
     kAudioChannelLayoutTag_Quadraphonic = 0x6C0004,
+    kAudioChannelLayoutTag_Pentagonal = 0x6D0005,
+    kAudioChannelLayoutTag_Hexagonal = 0x6E0006,
+    kAudioChannelLayoutTag_Octagonal = 0x6F0008,
+    kAudioChannelLayoutTag_ITU_3_0 = 0x710003,
     kAudioChannelLayoutTag_AudioUnit_4 = kAudioChannelLayoutTag_Quadraphonic,
+    kAudioChannelLayoutTag_AudioUnit_5 = kAudioChannelLayoutTag_Pentagonal,
+    kAudioChannelLayoutTag_AudioUnit_6 = kAudioChannelLayoutTag_Hexagonal,
+    kAudioChannelLayoutTag_AudioUnit_8 = kAudioChannelLayoutTag_Octagonal,
     kAudioChannelLayoutTag_AudioUnit_5_0 = 0x760005,
     kAudioChannelLayoutTag_AudioUnit_5_1 = 0x790006,
     kAudioChannelLayoutTag_AudioUnit_6_0 = 0x8B0006,

@@ -17,10 +17,5 @@ OS_EXPORT kern_return_t mach_port_deallocate(ipc_space_t task, mach_port_name_t 
 OS_EXPORT kern_return_t mach_ports_lookup(task_t task, mach_port_array_t* ports,
                                           mach_msg_type_number_t* count);
 
-/// Replaces the registered ports that this process looks up. What its children find is up to the
-/// descriptors they are started with. Errors: KERN_INVALID_ARGUMENT (more than
-/// TASK_PORT_REGISTER_MAX, `task` is not this one, not a workgroup's port).
-OS_EXPORT kern_return_t mach_ports_register(task_t task, mach_port_array_t ports,
-                                            mach_msg_type_number_t count);
-
+/// How many ports a task has registered.
 #define TASK_PORT_REGISTER_MAX 3

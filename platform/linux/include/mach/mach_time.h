@@ -18,9 +18,3 @@ OS_EXPORT kern_return_t mach_timebase_info(mach_timebase_info_t info) OS_REALTIM
 
 /// The time in ticks; it stops while the machine sleeps. Any thread, real-time safe.
 OS_EXPORT uint64_t mach_absolute_time(void) OS_REALTIME_API;
-
-/// The time in ticks, time asleep included. Any thread, real-time safe.
-OS_EXPORT uint64_t mach_continuous_time(void) OS_REALTIME_API;
-
-/// Sleeps until `mach_absolute_time` reaches `deadline`; KERN_SUCCESS. Signals do not end it.
-OS_EXPORT kern_return_t mach_wait_until(uint64_t deadline);

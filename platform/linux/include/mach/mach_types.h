@@ -7,11 +7,8 @@
 
 typedef natural_t mach_msg_type_number_t;
 typedef mach_port_t task_t;
-typedef mach_port_t thread_t;
 typedef mach_port_t thread_act_t;
-typedef mach_port_t thread_port_t;
 typedef mach_port_t ipc_space_t;
 typedef mach_port_t vm_map_t;
 typedef uintptr_t vm_address_t;
-typedef uintptr_t vm_offset_t;
 typedef uintptr_t vm_size_t;

@@ -20,13 +20,6 @@
 OS_EXPORT kern_return_t thread_policy_set(thread_act_t thread, thread_policy_flavor_t flavor,
                                           thread_policy_t policy, mach_msg_type_number_t count);
 
-/// Reads a policy back. `*count` is the capacity of `policy` in integers, then what was stored;
-/// with `*get_default` set, or for a thread without that policy, the default values are stored
-/// and `*get_default` is true. Errors: KERN_INVALID_ARGUMENT, KERN_TERMINATED. Any thread.
-OS_EXPORT kern_return_t thread_policy_get(thread_act_t thread, thread_policy_flavor_t flavor,
-                                          thread_policy_t policy, mach_msg_type_number_t* count,
-                                          boolean_t* get_default);
-
 /// The port name of a thread of this process, MACH_PORT_NULL when it has ended. The name is
 /// borrowed: do not deallocate it. (On macOS <pthread.h> declares it; it stands here because
 /// pthread.h is the C library's, and what takes the name is declared here.)

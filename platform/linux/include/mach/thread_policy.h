@@ -9,7 +9,6 @@ typedef integer_t* thread_policy_t;
 
 /// Ordinary scheduling; no data.
 #define THREAD_STANDARD_POLICY 1
-#define THREAD_STANDARD_POLICY_COUNT ((mach_msg_type_number_t)0)
 
 /// Real-time scheduling. All times are in `mach_absolute_time` ticks, here nanoseconds.
 #define THREAD_TIME_CONSTRAINT_POLICY 2
@@ -21,6 +20,5 @@ struct thread_time_constraint_policy {
   boolean_t preemptible;
 };
 typedef struct thread_time_constraint_policy thread_time_constraint_policy_data_t;
-typedef struct thread_time_constraint_policy* thread_time_constraint_policy_t;
 #define THREAD_TIME_CONSTRAINT_POLICY_COUNT \
   ((mach_msg_type_number_t)(sizeof(thread_time_constraint_policy_data_t) / sizeof(integer_t)))

@@ -30,12 +30,6 @@ OS_EXPORT int os_sync_wait_on_address_with_timeout(void* addr, uint64_t value, s
                                                    os_clockid_t clockid,
                                                    uint64_t timeout_ns) OS_REALTIME_API;
 
-/// The same until `mach_absolute_time` reaches `deadline` (not 0).
-OS_EXPORT int os_sync_wait_on_address_with_deadline(void* addr, uint64_t value, size_t size,
-                                                    os_sync_wait_on_address_flags_t flags,
-                                                    os_clockid_t clockid,
-                                                    uint64_t deadline) OS_REALTIME_API;
-
 /// Wakes one waiter on `addr`: 0, or -1 with `errno` ENOENT (nobody waits) or EINVAL.
 /// Any thread; real-time safe (one system call that never sleeps).
 OS_EXPORT int os_sync_wake_by_address_any(void* addr, size_t size,

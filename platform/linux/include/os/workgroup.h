@@ -8,7 +8,6 @@
 #include <mach/port.h>
 #include <os/base.h>
 #include <os/object.h>
-#include <stdbool.h>
 #include <stdint.h>
 
 typedef struct os_workgroup_s* os_workgroup_t;
@@ -21,25 +20,18 @@ struct os_workgroup_join_token_opaque_s {
 typedef struct os_workgroup_join_token_opaque_s os_workgroup_join_token_s;
 typedef struct os_workgroup_join_token_opaque_s* os_workgroup_join_token_t;
 
-/// Makes a workgroup from a port that names one (`mach_ports_lookup`, `os_workgroup_copy_port`).
+/// Makes a workgroup from a port that names one (`mach_ports_lookup`).
 ///
 /// `name` may be NULL. The port's right is not consumed. Returns a new reference (`os_release`),
 /// or NULL with `errno` EINVAL (not a workgroup's port), ENOMEM or EMFILE. A damaged record gives
 /// a workgroup that nobody can join. Any thread; not real-time safe.
 OS_EXPORT os_workgroup_t os_workgroup_create_with_port(const char* name, mach_port_t port);
 
-/// Makes a second, independent object for the same workgroup. Errors as above.
-OS_EXPORT os_workgroup_t os_workgroup_create_with_workgroup(const char* name,
-                                                            os_workgroup_t workgroup);
-
-/// Gives a port for the workgroup; release it with `mach_port_deallocate`. 0 or an errno value.
-OS_EXPORT int os_workgroup_copy_port(os_workgroup_t workgroup, mach_port_t* port);
-
 /// Makes the calling thread a member: it runs on the group's CPUs until it leaves.
 ///
 /// Works under any scheduling policy. Returns 0, or an errno value that `errno` holds too:
-/// EALREADY (the thread is in a workgroup), EINVAL (cancelled, or the record is damaged or names
-/// no CPU that this process may use), ENOSPC (VESK_WORKGROUP_MEMBERS threads are inside).
+/// EALREADY (the thread is in a workgroup), EINVAL (the record is damaged or names no
+/// CPU that this process may use), ENOSPC (VESK_WORKGROUP_MEMBERS threads are inside).
 /// Threads that the member starts run where it ran before. Allocates nothing, takes no lock.
 OS_EXPORT int os_workgroup_join(os_workgroup_t workgroup, os_workgroup_join_token_t token)
     __attribute__((warn_unused_result));
@@ -47,10 +39,3 @@ OS_EXPORT int os_workgroup_join(os_workgroup_t workgroup, os_workgroup_join_toke
 /// Ends the membership and restores the CPUs of the time before. With a token of another thread
 /// or workgroup the process aborts. Call it before the thread ends. Allocates nothing.
 OS_EXPORT void os_workgroup_leave(os_workgroup_t workgroup, os_workgroup_join_token_t token);
-
-/// Asks the members to leave: `os_workgroup_testcancel` says true and joins of this object fail.
-/// Nobody is evicted. Real-time safe.
-OS_EXPORT void os_workgroup_cancel(os_workgroup_t workgroup);
-
-/// Whether this object was cancelled. Real-time safe.
-OS_EXPORT bool os_workgroup_testcancel(os_workgroup_t workgroup);
