@@ -243,10 +243,13 @@ TEST_F(Lv2Cache, ABundleThatCrashesItsReaderCostsItselfOnly) {
   install("a", "a");
   install("z", "z");
   std::filesystem::create_directories(bundle("m.lv2"));
-  tests::write_file(bundle("m.lv2/manifest.ttl"),
-                    "@prefix dman: <http://lv2plug.in/ns/ext/dynmanifest#> .\n"
-                    "<urn:vesk:generator> a dman:DynManifest ;\n"
-                    "  <http://lv2plug.in/ns/lv2core#binary> <" VESK_CRASHING_MANIFEST "> .\n");
+  // So deep that its reader runs out of stack.
+  std::string deep = "@prefix : <urn:> .\n:a :b ";
+  for (int level = 0; level < 200'000; ++level) deep += "[ :b ";
+  tests::write_file(bundle("m.lv2/manifest.ttl"), deep);
+  // A sanitizer would end the reader in its own way.
+  const Environment no_asan("ASAN_OPTIONS", "handle_segv=0");
+  const Environment no_tsan("TSAN_OPTIONS", "handle_segv=0");
   std::filesystem::create_directories(bundle("n.lv2"));
   tests::write_file(bundle("n.lv2/manifest.ttl"), "<urn:vesk:n> a ; [");
   settle(installed_.path());
@@ -254,7 +257,7 @@ TEST_F(Lv2Cache, ABundleThatCrashesItsReaderCostsItselfOnly) {
   EXPECT_EQ(listed(), (std::vector<std::string>{"a", "z"}));
   const auto image = CatalogueImage::from_file(cache_file_path());
   ASSERT_TRUE(image);
-  EXPECT_EQ(image->catalogue().bundles[1].failure, "crashed its reader (Aborted)");
+  EXPECT_EQ(image->catalogue().bundles[1].failure, "crashed its reader (Segmentation fault)");
   EXPECT_TRUE(image->catalogue().bundles[2].failure.starts_with("has errors: "));
 }
 

@@ -232,6 +232,8 @@ void write_tone(const std::string& path) {
 }
 
 TEST(Lv2StateFiles, BringBackTheSampleAndTheGainOfASampler) {
+  if (!std::filesystem::exists("/usr/lib/lv2/eg-sampler.lv2"))
+    GTEST_SKIP() << "Debian 13's lv2-examples come without the sampler";
   const ScratchFolder folder;
   const std::string preset = folder / "p.aupreset", tone = folder / "tone.wav";
   const std::string fresh = "aumu:JKlm:LV2_", chain = fresh + "@" + preset;
