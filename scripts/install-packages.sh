@@ -83,7 +83,5 @@ if [[ ${missing[*]} == *CLANG* ]]; then
 fi
 
 echo "Installing for the $group: ${missing[*]}"
-install=("${as_root[@]}" env DEBIAN_FRONTEND=noninteractive
-  apt-get install --no-install-recommends -o Dpkg::Progress-Fancy=1)
-"${install[@]}" --assume-no "${missing[@]}" | grep -E '^(Need to get|After this)' || true
-"${install[@]}" --yes "${missing[@]}"
+"${as_root[@]}" env DEBIAN_FRONTEND=noninteractive apt-get install --yes \
+  --no-install-recommends -o Dpkg::Progress-Fancy=1 "${missing[@]}"
