@@ -46,7 +46,7 @@ newest() { grep -xE -- "$1" | sort -V | tail -n 1; }
 look() {
   local names=$1 installed clang pattern name
   installed=$(dpkg-query -W -f='${db:Status-Status} ${Package}\n' 2>/dev/null |
-    sed -n 's/^installed //p')
+    sed -n 's/^installed //p' || true)
   clang=$(newest "$usable_clang" <<<"$installed" || newest "$usable_clang" <<<"$names" || true)
   missing=()
   for pattern in "${wanted[@]}"; do
