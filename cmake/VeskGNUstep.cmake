@@ -10,11 +10,18 @@ set(CMAKE_OBJCXX_EXTENSIONS OFF)
 set(CMAKE_OBJCXX_VISIBILITY_PRESET hidden)
 
 if(NOT TARGET vesk_gnustep)
+  # Debian 12 and 13 have the headers in different folders.
+  execute_process(COMMAND gnustep-config --variable=GNUSTEP_SYSTEM_HEADERS
+    OUTPUT_VARIABLE gnustep_headers OUTPUT_STRIP_TRAILING_WHITESPACE)
+  if(NOT IS_DIRECTORY "${gnustep_headers}/AppKit")
+    message(FATAL_ERROR "GNUstep's headers are missing (libgnustep-gui-dev); "
+                        "see scripts/install-packages.sh.")
+  endif()
   # The runtime's headers come in the folder of gcc's own, which must not hide clang's.
   file(GLOB objc_headers LIST_DIRECTORIES false "/usr/lib/gcc/*/*/include/objc/objc.h")
   list(SORT objc_headers COMPARE NATURAL ORDER DESCENDING)
   if(NOT objc_headers)
-    message(FATAL_ERROR "objc/objc.h is missing (libobjc-12-dev); see scripts/install-packages.sh.")
+    message(FATAL_ERROR "objc/objc.h is missing (libobjc-*-dev); see scripts/install-packages.sh.")
   endif()
   list(GET objc_headers 0 objc_header)
   cmake_path(GET objc_header PARENT_PATH gcc_include)
@@ -25,7 +32,7 @@ if(NOT TARGET vesk_gnustep)
     GNUSTEP GNUSTEP_BASE_LIBRARY=1 GNU_GUI_LIBRARY=1 _NATIVE_OBJC_EXCEPTIONS)
   target_compile_options(vesk_gnustep INTERFACE
     -fobjc-runtime=gcc -fexceptions -fconstant-string-class=NSConstantString
-    -isystem /usr/include/GNUstep -idirafter "${gcc_include}"
+    -isystem "${gnustep_headers}" -idirafter "${gcc_include}"
     # What GNUstep's own macros expand to.
     -Wno-gnu -Wno-pedantic -Wno-objc-protocol-method-implementation)
   target_link_libraries(vesk_gnustep INTERFACE gnustep-gui gnustep-base objc BlocksRuntime)

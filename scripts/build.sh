@@ -1,30 +1,29 @@
 #!/usr/bin/env bash
 # Installs what is missing and builds one preset: scripts/build.sh [PRESET] [TARGET ...]
-# The preset is `release` unless named.
+# The preset is `release` unless named. `demo` is the same without editors, tests and benchmarks, to
+# be completed by `release` in the same folder.
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 preset=${1:-release}
 shift || true
 
-scripts/install-packages.sh
+packages=build folder=build/$preset
+if [ "$preset" = demo ]; then packages=demo folder=build/release; fi
+scripts/install-packages.sh "$packages"
 
 # The newest clang on the machine, unless the caller names one.
 if [ -z "${CXX:-}" ]; then
-  for version in 24 23 22 21 20; do
-    if command -v "clang++-$version" >/dev/null; then
-      export CC="clang-$version" CXX="clang++-$version"
-      break
-    fi
-  done
+  newest=$(compgen -c clang++- | grep -xE 'clang\+\+-[0-9]+' | sort -V | tail -n 1 || true)
+  CXX=${newest:-clang++}
 fi
-: "${CXX:=clang++}" "${CC:=clang}"
-export CC CXX
+export CXX CC="${CC:-${CXX/clang++/clang}}"
 
-if [ ! -f "build/$preset/build.ninja" ]; then
+if [ ! -f "$folder/build.ninja" ] ||
+    { [ "$preset" = release ] && grep -q '^VESK_BUILD_EDITORS:BOOL=OFF' "$folder/CMakeCache.txt"; }; then
   echo "Configuring $preset with $CXX"
-  cmake --fresh --preset "$preset" >"/tmp/vesk-configure-$$.log" 2>&1 ||
-    { cat "/tmp/vesk-configure-$$.log"; rm -f "/tmp/vesk-configure-$$.log"; exit 1; }
-  rm -f "/tmp/vesk-configure-$$.log"
+  log=$(mktemp)
+  cmake --fresh --preset "$preset" >"$log" 2>&1 || { cat "$log"; rm -f "$log"; exit 1; }
+  rm -f "$log"
 fi
 if [ $# -gt 0 ]; then
   cmake --build --preset "$preset" --target "$@"

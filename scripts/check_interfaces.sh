@@ -38,7 +38,7 @@ codes() { "$bin/vesk-list" | grep -oE '\b[a-z]{4}:[^ ]+:LV2_' | sort; }
 
 # look_at CODE: prints what became of it: own, panel, own-rewrote, panel-rewrote, or why it failed.
 look_at() {
-  local preset=$work/preset.aupreset log=$work/log editor window= shown=panel
+  local preset=$work/preset.aupreset log=$work/log editor window='' shown=panel
   rm -f "$preset" "$preset~"
   "$bin/vesk-edit" "$1@$preset" >"$log" 2>&1 &
   editor=$!

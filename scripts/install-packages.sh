@@ -1,37 +1,88 @@
 #!/usr/bin/env bash
-# Installs the Debian packages that building, testing and the demo need, where they are missing.
+# Installs the Debian packages that something needs, where they are missing:
+# scripts/install-packages.sh [demo | build | test]. `build` unless named; each has those before it.
 set -euo pipefail
 
-packages=(
+# What apt and dpkg know is matched as an extended regular expression, since some names carry a
+# version; the newest of several counts. CLANG stands for the version of the compiler.
+demo=(
   # toolchain
-  clang-22 libclang-rt-22-dev lld-22 llvm-22 clang-tidy-22 clang-format-22
-  cmake ninja-build pkg-config
-  # the platform layer
+  clang-CLANG lld-CLANG cmake ninja-build pkg-config
+  # the layer
   libblocksruntime-dev libexpat1-dev libdbus-1-dev
-  # windows
-  libgnustep-base-dev libgnustep-gui-dev gnustep-back0.29-cairo libobjc-12-dev libx11-dev libxi-dev
-  # components and tools
-  liblilv-dev lv2-dev libsndfile1-dev libebur128-dev libcairo2-dev libfftw3-dev
-  libsamplerate0-dev nlohmann-json3-dev
-  # tests and benchmarks
-  libgtest-dev dbus locales procps xvfb xdotool openbox
-  # what is played, and plugins with interfaces and states of their own for the tests
-  mda-lv2 lv2-examples guitarix-lv2 setbfree
+  # LV2 plugins, and what the tools read, write and draw
+  liblilv-dev lv2-dev libsndfile1-dev libebur128-dev libcairo2-dev libfftw3-dev libsamplerate0-dev
+  nlohmann-json3-dev
+  # what is played
+  mda-lv2
+)
+build=(
+  # editors' windows
+  libgnustep-base-dev libgnustep-gui-dev 'gnustep-back0\.[0-9]+-cairo' 'libobjc-[0-9]+-dev'
+  libx11-dev libxi-dev
+  # tests and sanitizers
+  libgtest-dev libclang-rt-CLANG-dev
+)
+test=(
+  llvm-CLANG clang-tidy-CLANG clang-format-CLANG
+  dbus locales procps xvfb xdotool openbox
+  # plugins with interfaces and states of their own
+  lv2-examples guitarix-lv2 setbfree
 )
 
-missing=()
-for package in "${packages[@]}"; do
-  dpkg-query -W -f='${Status}' "$package" 2>/dev/null | grep -q 'ok installed' || missing+=("$package")
-done
-[ ${#missing[@]} -eq 0 ] && exit 0
+group=${1:-build}
+case $group in
+  demo) wanted=("${demo[@]}") ;;
+  build) wanted=("${demo[@]}" "${build[@]}") ;;
+  test) wanted=("${demo[@]}" "${build[@]}" "${test[@]}") ;;
+  *) echo "$0: the groups are demo, build and test, not '$group'" >&2; exit 2 ;;
+esac
+usable_clang='clang-(2[0-9]|[3-9][0-9])'
 
+# The newest of the names on standard input that match $1 as a whole.
+newest() { grep -xE -- "$1" | sort -V | tail -n 1; }
+
+# Puts the names in `wanted` that are missing into `missing`, as apt has them: versions are those of
+# $1, a list of names, and stay patterns where it has none.
+look() {
+  local names=$1 installed clang pattern name
+  installed=$(dpkg-query -W -f='${db:Status-Status} ${Package}\n' 2>/dev/null |
+    sed -n 's/^installed //p' || true)
+  clang=$(newest "$usable_clang" <<<"$installed" || newest "$usable_clang" <<<"$names" || true)
+  missing=()
+  for pattern in "${wanted[@]}"; do
+    [ -z "$clang" ] || pattern=${pattern/CLANG/${clang#clang-}}
+    newest "$pattern" <<<"$installed" >/dev/null && continue
+    name=$(newest "$pattern" <<<"$names" || true)
+    missing+=("${name:-$pattern}")
+  done
+}
+
+look ''
+[ ${#missing[@]} -gt 0 ] || exit 0
 if ! command -v apt-get >/dev/null; then
-  echo "Missing packages, and no apt-get to install them with: ${missing[*]}" >&2
+  echo "There is no apt-get here. Missing for the $group (CLANG is 20 or later): ${missing[*]}" >&2
   exit 1
 fi
-echo "Installing ${missing[*]}"
 as_root=()
-[ "$(id -u)" -eq 0 ] || as_root=(sudo)
+if [ "$(id -u)" -ne 0 ]; then
+  command -v sudo >/dev/null || {
+    echo "Packages are missing. Installing them takes root, and there is no sudo here; as root, run" >&2
+    echo "  $(realpath "$0") $group" >&2
+    exit 1
+  }
+  as_root=(sudo)
+fi
+
+echo "Asking apt what there is"
 "${as_root[@]}" apt-get update -qq
-DEBIAN_FRONTEND=noninteractive "${as_root[@]}" apt-get install -y -qq --no-install-recommends \
-  "${missing[@]}" >/dev/null
+look "$(apt-cache pkgnames)"
+if [[ ${missing[*]} == *CLANG* ]]; then
+  echo "apt offers no clang 20 or later. Debian 12 and 13 have one among their updates: are those" >&2
+  echo "(the suites *-updates and *-security) among apt's sources?" >&2
+  exit 1
+fi
+
+echo "Installing for the $group: ${missing[*]}"
+"${as_root[@]}" env DEBIAN_FRONTEND=noninteractive apt-get install --yes \
+  --no-install-recommends -o Dpkg::Progress-Fancy=1 "${missing[@]}"

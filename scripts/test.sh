@@ -5,6 +5,8 @@ set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 [ $# -gt 0 ] || set -- release asan
 
+scripts/install-packages.sh test
+
 for preset in "$@"; do
   echo "== $preset: building"
   scripts/build.sh "$preset"

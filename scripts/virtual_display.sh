@@ -1,5 +1,6 @@
 # To be sourced by a script that has set `work` to a folder: starts an X server without a screen,
 # names it in DISPLAY, and ends it with the script.
+# shellcheck shell=bash disable=SC2154
 for program in Xvfb xdotool; do
   command -v "$program" >/dev/null ||
     { echo "$0: $program is missing (packages xvfb, xdotool)" >&2; exit 1; }

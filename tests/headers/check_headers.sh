@@ -18,8 +18,9 @@ case $language in
 esac
 case $language in
   objective-*)
-    if [ ! -d /usr/include/GNUstep ] || ! gcc_include=$(gcc -print-file-name=include) ||
-       [ ! -f "$gcc_include/objc/objc.h" ]; then
+    gnustep=$(gnustep-config --variable=GNUSTEP_SYSTEM_HEADERS || true)
+    gcc_include=$(find /usr/lib/gcc -path '*/include/objc/objc.h' -printf '%h/..\n' | sort -V | tail -1)
+    if [ ! -d "$gnustep/AppKit" ] || [ -z "$gcc_include" ]; then
       echo "skipped: no GNUstep headers (package libgnustep-gui-dev)"
       exit 77
     fi
@@ -28,7 +29,7 @@ case $language in
     echo '#include <Block.h>' > "$work/objc/blocks_runtime.h"
     flags+=(-fobjc-runtime=gcc -fexceptions -fobjc-exceptions -D_NATIVE_OBJC_EXCEPTIONS -DGNUSTEP
             -DGNUSTEP_BASE_LIBRARY=1 -DGNU_GUI_LIBRARY=1 -fconstant-string-class=NSConstantString
-            -isystem /usr/include/GNUstep -isystem "$gcc_include")
+            -isystem "$gnustep" -isystem "$gcc_include")
     ;;
 esac
 

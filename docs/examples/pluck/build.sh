@@ -18,11 +18,12 @@ flags=(-O2 -fPIC -fblocks -fvisibility=hidden -Wall -Wextra -I"$headers" "${more
 cp "$here/Info-gnustep.plist" "$component/Resources/"
 
 # The view is Objective-C++ for GNUstep, whose runtime's headers gcc brings.
+gnustep_headers=$(gnustep-config --variable=GNUSTEP_SYSTEM_HEADERS)
 gcc_headers=$(find /usr/lib/gcc -path '*/include/objc/objc.h' -printf '%h/..\n' | sort -V | tail -1)
 "${CXX:-clang++-22}" -std=c++20 -shared "${flags[@]}" \
   -fobjc-runtime=gcc -fexceptions -fconstant-string-class=NSConstantString \
   -DGNUSTEP -DGNUSTEP_BASE_LIBRARY=1 -DGNU_GUI_LIBRARY=1 -D_NATIVE_OBJC_EXCEPTIONS \
-  -isystem /usr/include/GNUstep -idirafter "$gcc_headers" -Wno-unused-parameter -Wno-gnu \
-  -Wno-objc-protocol-method-implementation \
+  -isystem "$gnustep_headers" -idirafter "$gcc_headers" \
+  -Wno-unused-parameter -Wno-gnu -Wno-objc-protocol-method-implementation \
   -o "$view/PluckView" "$here/PluckView.mm" -lgnustep-gui -lgnustep-base -lobjc -lBlocksRuntime
 cp "$here/PluckView-gnustep.plist" "$view/Resources/Info-gnustep.plist"
