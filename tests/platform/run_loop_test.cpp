@@ -9,6 +9,7 @@
 #include <chrono>
 #include <cstdlib>
 #include <new>
+#include <stdexcept>
 #include <thread>
 #include <vector>
 
@@ -247,6 +248,19 @@ TEST(RunLoop, AWindowModuleCanWaitForTheLoop) {
   CFRunLoopWakeUp(CFRunLoopGetMain());
   EXPECT_TRUE(is_readable(watch));
   vesk::platform::service_once();
+
+  // What is left when a task throws is not forgotten.
+  order.clear();
+  dispatch_async(dispatch_get_main_queue(), ^{
+    throw std::runtime_error("a task");
+  });
+  dispatch_async_f(dispatch_get_main_queue(), number(1), note);
+  EXPECT_THROW(vesk::platform::service_once(), std::runtime_error);
+  EXPECT_TRUE(order.empty());
+  EXPECT_TRUE(is_readable(watch));
+  vesk::platform::service_once();
+  EXPECT_EQ(order, std::vector<int>{1});
+  EXPECT_FALSE(is_readable(watch));
 
   EXPECT_EQ(vesk::platform::next_deadline(), UINT64_MAX);
   Ticks ticks;

@@ -123,9 +123,13 @@ bool drain_main_queue(std::uint64_t time) {
     ~Pass() {
       is_draining = false;
       if (rest.empty()) return;
-      std::lock_guard lock(main_queue.mutex);
-      for (; !rest.empty(); rest.pop_back()) main_queue.tasks->push_front(rest.back());
-      main_queue.has_tasks.store(true, std::memory_order_relaxed);
+      {
+        std::lock_guard lock(main_queue.mutex);
+        for (; !rest.empty(); rest.pop_back()) main_queue.tasks->push_front(rest.back());
+        main_queue.has_tasks.store(true, std::memory_order_relaxed);
+      }
+      // This pass has taken the wake that they came with.
+      wake_main_loop();
     }
   } pass{snapshot};
   is_draining = true;
