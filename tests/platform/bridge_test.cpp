@@ -33,7 +33,9 @@ BridgeObjects make_objects() {
   const char path[] = "/tmp/a b";
   made.url = CFURLCreateFromFileSystemRepresentation(nullptr, reinterpret_cast<const UInt8*>(path),
                                                      sizeof path - 1, false);
-  made.error = CFErrorCreate(nullptr, kCFErrorDomainPOSIX, 2, nullptr);
+  CFDataRef nothing = CFDataCreate(nullptr, nullptr, 0);
+  EXPECT_EQ(CFPropertyListCreateWithData(nullptr, nothing, 0, nullptr, &made.error), nullptr);
+  CFRelease(nothing);
   return made;
 }
 

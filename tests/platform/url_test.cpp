@@ -4,14 +4,12 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
-#include <cerrno>
 #include <filesystem>
 #include <fstream>
 #include <string>
 
 #include "tests/support/cf_text.hpp"
 
-using vesk::tests::make;
 using vesk::tests::taken;
 using vesk::tests::text;
 
@@ -51,104 +49,70 @@ TEST(Url, FileUrlsKeepEveryPath) {
   CFRelease(relative);
 }
 
-TEST(Url, UrlsResolveAgainstABase) {
+TEST(Url, PartsAreFoundAndChanged) {
   const struct {
-    const char* text;
-    const char* resolved;  // null: no URL
+    CFStringRef path;
+    const char* last;
+    const char* parent;
+    const char* child;
   } cases[] = {
-      {"g", "http://a/b/c/g"},
-      {"../g", "http://a/b/g"},
-      {"../../../g", "http://a/g"},
-      {"/g", "http://a/g"},
-      {"//h/x", "http://h/x"},
-      {"?y", "http://a/b/c/d?y"},
-      {"./g/.", "http://a/b/c/g/"},
-      {"file:///t", "file:///t"},
-      {"a b", nullptr},
-      {"%zz", nullptr},
-      {"a%2", nullptr},
+      {CFSTR("/a/b c"), "b c", "file:///a/", "file:///a/b%20c/%C3%A9/"},
+      {CFSTR("/a"), "a", "file:///", "file:///a/%C3%A9/"},
+      {CFSTR("/"), "/", "file:///", "file:///%C3%A9/"},
   };
-  CFURLRef base = CFURLCreateWithString(nullptr, CFSTR("http://a/b/c/d?q"), nullptr);
   for (const auto& c : cases) {
-    CFStringRef string = make(c.text);
-    CFURLRef url = CFURLCreateWithString(nullptr, string, base);
-    CFRelease(string);
-    ASSERT_EQ(url != nullptr, c.resolved != nullptr) << c.text;
-    if (!url) continue;
-    CFURLRef absolute = CFURLCopyAbsoluteURL(url);
-    EXPECT_EQ(text(CFURLGetString(absolute)), c.resolved);
-    CFRelease(absolute);
-    CFRelease(url);
+    CFURLRef url = CFURLCreateWithFileSystemPath(nullptr, c.path, kCFURLPOSIXPathStyle, false);
+    EXPECT_EQ(taken(CFURLCopyLastPathComponent(url)), c.last);
+    CFURLRef parent = CFURLCreateCopyDeletingLastPathComponent(nullptr, url);
+    EXPECT_EQ(text(CFURLGetString(parent)), c.parent);
+    CFURLRef child = CFURLCreateCopyAppendingPathComponent(nullptr, url, CFSTR("é"), true);
+    EXPECT_EQ(text(CFURLGetString(child)), c.child);
+    for (CFURLRef made : {url, parent, child}) CFRelease(made);
   }
-  UInt8 buffer[32];
-  EXPECT_FALSE(CFURLGetFileSystemRepresentation(base, true, buffer, sizeof buffer));
-  CFRelease(base);
 }
 
-TEST(Url, UrlPartsAreFoundAndChanged) {
-  CFURLRef url =
-      CFURLCreateWithFileSystemPath(nullptr, CFSTR("/a/b c.d.e"), kCFURLPOSIXPathStyle, false);
-  EXPECT_EQ(taken(CFURLCopyLastPathComponent(url)), "b c.d.e");
-  EXPECT_EQ(taken(CFURLCopyPathExtension(url)), "e");
-  const auto changed = [](CFURLRef made) {
-    const std::string result = text(CFURLGetString(made));
-    CFRelease(made);
-    return result;
-  };
-  EXPECT_EQ(changed(CFURLCreateCopyDeletingPathExtension(nullptr, url)), "file:///a/b%20c.d");
-  EXPECT_EQ(changed(CFURLCreateCopyDeletingLastPathComponent(nullptr, url)), "file:///a/");
-  EXPECT_EQ(changed(CFURLCreateCopyAppendingPathComponent(nullptr, url, CFSTR("é"), true)),
-            "file:///a/b%20c.d.e/%C3%A9/");
-  EXPECT_EQ(changed(CFURLCreateCopyAppendingPathExtension(nullptr, url, CFSTR("f"))),
-            "file:///a/b%20c.d.e.f");
-  CFErrorRef error = nullptr;
-  EXPECT_FALSE(CFURLResourceIsReachable(url, &error));
-  EXPECT_EQ(CFErrorGetCode(error), ENOENT);
-  CFRelease(error);
-  CFRelease(url);
+std::string path_of(CFURLRef url) {
+  const std::string path =
+      url ? taken(CFURLCopyFileSystemPath(url, kCFURLPOSIXPathStyle)) : "(null)";
+  if (url) CFRelease(url);
+  return path;
 }
 
-TEST(Bundle, ABundleIsFoundByItsFolderAndItsIdentifier) {
+TEST(Bundle, ALoadedBundleIsFoundByItsIdentifier) {
   const std::filesystem::path folder =
       std::filesystem::temp_directory_path() /
       ("vesk_bundle_" + std::to_string(::getpid()) + "/Unit.component");
-  std::filesystem::create_directories(folder / "Resources");
+  std::filesystem::create_directories(folder / "Resources/images");
   std::ofstream(folder / "Resources/Info-gnustep.plist")
-      << "<plist><dict><key>CFBundleIdentifier</key><string>test.unit</string>"
-         "<key>NSExecutable</key><string>Unit</string></dict></plist>";
-  std::ofstream(folder / "Resources/icon.png") << "x";
-
-  EXPECT_EQ(CFBundleGetBundleWithIdentifier(CFSTR("test.unit")), nullptr);
-  CFURLRef url = CFURLCreateFromFileSystemRepresentation(
-      nullptr, reinterpret_cast<const UInt8*>(folder.c_str()),
-      static_cast<CFIndex>(folder.native().size()), true);
-  CFBundleRef bundle = CFBundleCreate(nullptr, url);
-  ASSERT_NE(bundle, nullptr);
-  EXPECT_EQ(text(CFBundleGetIdentifier(bundle)), "test.unit");
-  EXPECT_EQ(CFBundleGetBundleWithIdentifier(CFSTR("test.unit")), bundle);
-  CFURLRef icon = CFBundleCopyResourceURL(bundle, CFSTR("icon"), CFSTR("png"), nullptr);
-  EXPECT_EQ(taken(CFURLCopyFileSystemPath(icon, kCFURLPOSIXPathStyle)),
-            (folder / "Resources/icon.png").string());
-  CFRelease(icon);
-  EXPECT_EQ(CFBundleCopyResourceURL(bundle, CFSTR("absent"), nullptr, nullptr), nullptr);
-  EXPECT_FALSE(CFBundleLoadExecutable(bundle));  // it has no shared object yet
-
-  // Once its shared object is loaded, a bundle is found though nobody holds it.
+      << "<plist><dict><key>CFBundleIdentifier</key><string>test.unit</string></dict></plist>";
+  std::ofstream(folder / "Resources/images/icon.png") << "x";
   Dl_info library;
   ASSERT_NE(::dladdr(reinterpret_cast<void*>(&_Block_copy), &library), 0);
   std::filesystem::copy_file(library.dli_fname, folder / "Unit");
-  EXPECT_FALSE(CFBundleIsExecutableLoaded(bundle));
-  EXPECT_NE(CFBundleGetFunctionPointerForName(bundle, CFSTR("_Block_copy")), nullptr);
-  EXPECT_EQ(CFBundleGetFunctionPointerForName(bundle, CFSTR("absent")), nullptr);
-  CFRelease(bundle);
-  bundle = CFBundleGetBundleWithIdentifier(CFSTR("test.unit"));
+
+  EXPECT_EQ(CFBundleGetBundleWithIdentifier(CFSTR("test.unit")), nullptr);
+  ASSERT_NE(::dlopen((folder / "Unit").c_str(), RTLD_NOW | RTLD_LOCAL), nullptr);
+  CFBundleRef bundle = CFBundleGetBundleWithIdentifier(CFSTR("test.unit"));
   ASSERT_NE(bundle, nullptr);
-  EXPECT_TRUE(CFBundleIsExecutableLoaded(bundle));
+  EXPECT_EQ(CFBundleGetBundleWithIdentifier(CFSTR("test.unit")), bundle);
   EXPECT_EQ(CFBundleGetBundleWithIdentifier(CFSTR("test.other")), nullptr);
+
+  EXPECT_EQ(path_of(CFBundleCopyBundleURL(bundle)), folder.string());
+  EXPECT_EQ(path_of(CFBundleCopyResourcesDirectoryURL(bundle)), (folder / "Resources").string());
+  const auto resource = [bundle](CFStringRef name, CFStringRef type, CFStringRef subfolder) {
+    return path_of(CFBundleCopyResourceURL(bundle, name, type, subfolder));
+  };
+  const std::string icon = (folder / "Resources/images/icon.png").string();
+  EXPECT_EQ(resource(CFSTR("icon"), CFSTR("png"), CFSTR("images")), icon);
+  EXPECT_EQ(resource(CFSTR("images/icon.png"), nullptr, nullptr), icon);
+  EXPECT_EQ(resource(CFSTR("images"), nullptr, nullptr), (folder / "Resources/images").string());
+  EXPECT_EQ(resource(CFSTR("icon"), CFSTR("png"), nullptr), "(null)");
   std::filesystem::remove_all(folder.parent_path());
-  EXPECT_EQ(CFBundleCreate(nullptr, url), nullptr);
-  CFRelease(url);
-  EXPECT_NE(CFBundleGetFunctionPointerForName(CFBundleGetMainBundle(), CFSTR("CFRetain")), nullptr);
+}
+
+TEST(Bundle, TheMainBundleIsTheProgramsFolder) {
+  EXPECT_EQ(path_of(CFBundleCopyBundleURL(CFBundleGetMainBundle())),
+            std::filesystem::read_symlink("/proc/self/exe").parent_path().string());
 }
 
 }  // namespace

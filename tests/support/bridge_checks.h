@@ -17,7 +17,7 @@ typedef struct BridgeObjects {
   CFDictionaryRef dictionary;     /* string -> integer */
   CFMutableDictionaryRef changed; /* empty */
   CFURLRef url;                   /* /tmp/a b */
-  CFErrorRef error;               /* POSIX 2 */
+  CFErrorRef error;               /* of an empty property list */
 } BridgeObjects;
 
 typedef void (*BridgeCheck)(bool holds, const char* what, void* context);

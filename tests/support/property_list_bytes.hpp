@@ -36,9 +36,9 @@ inline CFPropertyListRef read(const Encoded& bytes, CFIndex* code = nullptr,
   return list;
 }
 
-inline Encoded write(CFPropertyListRef list,
-                     CFPropertyListFormat format = kCFPropertyListXMLFormat_v1_0) {
-  CFDataRef data = CFPropertyListCreateData(nullptr, list, format, 0, nullptr);
+inline Encoded write(CFPropertyListRef list) {
+  CFDataRef data =
+      CFPropertyListCreateData(nullptr, list, kCFPropertyListXMLFormat_v1_0, 0, nullptr);
   if (!data) return "(null)";
   Encoded bytes(reinterpret_cast<const char*>(CFDataGetBytePtr(data)),
                 static_cast<std::size_t>(CFDataGetLength(data)));

@@ -1,20 +1,12 @@
-#include <fcntl.h>
-#include <sys/stat.h>
-#include <unistd.h>
-
-#include <cerrno>
-#include <cstring>
 #include <optional>
 
 #include "platform/linux/audio_toolbox/component_bundles.hpp"
+#include "platform/linux/core_foundation/bundle_info.hpp"
 #include "platform/linux/core_foundation/object.hpp"
 #include "platform/linux/core_foundation/text_of.hpp"
 
 namespace vesk::platform {
 namespace {
-
-/// An Info-gnustep.plist has some kilobytes; what is far larger is something else.
-constexpr off_t largest_info = 1 << 20;
 
 /// The text of a value that is a string; empty for any other.
 std::string string_of(CFTypeRef value) {
@@ -48,59 +40,6 @@ std::optional<OSType> code_of(CFTypeRef value) {
 bool is_true(CFTypeRef value) {
   return value && CFGetTypeID(value) == CFBooleanGetTypeID() &&
          CFBooleanGetValue(static_cast<CFBooleanRef>(value));
-}
-
-/// The file as data, or NULL with `problem` set.
-CFDataRef copy_file(const std::string& path, std::string& problem) {
-  // Non-blocking: a pipe in the file's place would be waited for, under the registry's lock.
-  const int file = open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
-  if (file < 0) {
-    problem = std::strerror(errno);
-    return nullptr;
-  }
-  struct stat status{};
-  std::vector<UInt8> bytes;
-  if (fstat(file, &status) != 0 || !S_ISREG(status.st_mode) || status.st_size > largest_info) {
-    problem = "no file of at most 1 MiB";
-  } else {
-    bytes.resize(static_cast<std::size_t>(status.st_size));
-    const ssize_t count = read(file, bytes.data(), bytes.size());
-    if (count < 0) problem = std::strerror(errno);
-    bytes.resize(count < 0 ? 0 : static_cast<std::size_t>(count));
-  }
-  close(file);
-  if (!problem.empty()) return nullptr;
-  return CFDataCreate(kCFAllocatorDefault, bytes.data(), static_cast<CFIndex>(bytes.size()));
-}
-
-/// The property list of a bundle, a dictionary, or NULL with `problem` set.
-CFDictionaryRef copy_info(const std::string& path, std::string& problem) {
-  const cf::Owner<CFDataRef> data(copy_file(path, problem));
-  if (!data.get()) return nullptr;
-  constexpr std::string_view binary = "bplist";
-  if (CFDataGetLength(data.get()) >= static_cast<CFIndex>(binary.size()) &&
-      std::memcmp(CFDataGetBytePtr(data.get()), binary.data(), binary.size()) == 0) {
-    problem = "a binary property list, where the XML form is wanted";
-    return nullptr;
-  }
-  CFErrorRef error = nullptr;
-  CFPropertyListRef list = CFPropertyListCreateWithData(kCFAllocatorDefault, data.get(),
-                                                        kCFPropertyListImmutable, nullptr, &error);
-  if (error) {
-    const cf::Owner<CFStringRef> description(CFErrorCopyDescription(error));
-    problem = text_of(description.get());
-    CFRelease(error);
-  }
-  if (!list) {
-    if (problem.empty()) problem = "no property list";
-    return nullptr;
-  }
-  if (CFGetTypeID(list) != CFDictionaryGetTypeID()) {
-    problem = "no dictionary";
-    CFRelease(list);
-    return nullptr;
-  }
-  return static_cast<CFDictionaryRef>(list);
 }
 
 /// One entry of AudioComponents, or NULL with `problem` set.
@@ -158,8 +97,7 @@ std::vector<std::unique_ptr<OpaqueAudioComponent>> read_bundle(
   };
 
   std::string problem;
-  const cf::Owner<CFDictionaryRef> info(
-      copy_info(bundle + "/Resources/Info-gnustep.plist", problem));
+  const cf::Owner<CFDictionaryRef> info(copy_bundle_info(bundle, problem));
   if (!info.get()) {
     complain("Resources/Info-gnustep.plist: " + problem);
     return components;

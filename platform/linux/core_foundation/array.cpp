@@ -1,18 +1,10 @@
-#include <algorithm>
 #include <vector>
 
-#include "platform/linux/core_foundation/string.hpp"
+#include "platform/linux/core_foundation/object.hpp"
 
 namespace vesk::platform::cf {
 
 namespace {
-
-const void* retain_object(CFAllocatorRef, const void* value) {
-  return value ? CFRetain(value) : nullptr;
-}
-void release_object(CFAllocatorRef, const void* value) {
-  if (value) CFRelease(value);
-}
 
 struct Array : Object {
   static constexpr Type type_of = Type::array;
@@ -50,24 +42,6 @@ CFHashCode hash_array(const Object* object) {
   return static_cast<CFHashCode>(CFArrayGetCount(as_ref<CFArrayRef>(object)));
 }
 
-CFStringRef describe_array(const Object* object) {
-  const auto* array = static_cast<const Array*>(object);
-  std::string text = "(";
-  for (const void* value : array->values) {
-    if (text.size() > 1) text += ", ";
-    Owner<CFStringRef> description(
-        array->callbacks.copyDescription ? array->callbacks.copyDescription(value) : nullptr);
-    text += description ? utf8(description.get()) : "?";
-  }
-  return make_string_from_utf8(text + ")");
-}
-
-/// `range` as positions inside `count`, cut to it.
-std::pair<CFIndex, CFIndex> within(CFRange range, CFIndex count) {
-  const CFIndex start = std::clamp<CFIndex>(range.location, 0, count);
-  return {start, start + std::clamp<CFIndex>(range.length, 0, count - start)};
-}
-
 Array* make_array(const void** values, CFIndex count, const CFArrayCallBacks* callbacks,
                   Flags flags) {
   if (count < 0 || (count > 0 && !values)) return nullptr;
@@ -82,40 +56,40 @@ Array* copy_array(CFArrayRef ref, Flags flags) {
   if (!ref) return nullptr;
   const Array* original = own<Array>(ref);
   std::vector<const void*> values(static_cast<std::size_t>(CFArrayGetCount(ref)));
-  CFArrayGetValues(ref, CFRangeMake(0, static_cast<CFIndex>(values.size())), values.data());
+  for (std::size_t i = 0; i < values.size(); ++i)
+    values[i] = CFArrayGetValueAtIndex(ref, static_cast<CFIndex>(i));
   return make_array(values.data(), static_cast<CFIndex>(values.size()),
                     original ? &original->callbacks : &kCFTypeArrayCallBacks, flags);
 }
 
-/// The one operation that all changes come down to. Old values are let go last, since that may
-/// run code which looks at the array.
-void replace(CFMutableArrayRef ref, CFIndex location, CFIndex length, const void** values,
-             CFIndex count) {
+/// The one operation that all changes come down to: the elements of `range` give way to `added`,
+/// if there is one. They are let go last, since that may run code which looks at the array.
+void replace(CFMutableArrayRef ref, CFRange range, const void** added) {
   const CFIndex size = CFArrayGetCount(ref);
-  if (!ref || location < 0 || length < 0 || location > size || length > size - location) return;
-  if (auto* table = foreign(ref))
-    return table->array_replace(ref, CFRangeMake(location, length), values, count);
+  if (!ref || range.location < 0 || range.length < 0 || range.location > size ||
+      range.length > size - range.location) {
+    return;
+  }
+  if (auto* table = foreign(ref)) return table->array_replace(ref, range, added, added ? 1 : 0);
   Array* array = own_changeable<Array>(ref);
   if (!array) return;
-  const auto first = array->values.begin() + location;
-  const std::vector<const void*> old(first, first + length);
-  std::vector<const void*> added(values, values + count);
-  for (const void*& value : added) value = array->retain(value);
-  array->values.insert(array->values.erase(first, first + length), added.begin(), added.end());
+  const auto first = array->values.begin() + range.location;
+  const std::vector<const void*> old(first, first + range.length);
+  const void* kept = added ? array->retain(*added) : nullptr;
+  const auto gap = array->values.erase(first, first + range.length);
+  if (added) array->values.insert(gap, kept);
   for (const void* value : old) array->release(value);
 }
 
 }  // namespace
 
-const TypeOperations array_operations{"CFArray", destroy<Array>, equal_arrays, hash_array,
-                                      describe_array};
+const TypeOperations array_operations{"CFArray", destroy<Array>, equal_arrays, hash_array, nullptr};
 
 }  // namespace vesk::platform::cf
 
 using namespace vesk::platform::cf;
 
-const CFArrayCallBacks kCFTypeArrayCallBacks = {0, retain_object, release_object, CFCopyDescription,
-                                                CFEqual};
+const CFArrayCallBacks kCFTypeArrayCallBacks = {0, retain_object, release_object, nullptr, CFEqual};
 
 CFTypeID CFArrayGetTypeID(void) {
   return static_cast<CFTypeID>(Type::array);
@@ -155,81 +129,22 @@ const void* CFArrayGetValueAtIndex(CFArrayRef ref, CFIndex index) {
   return own<Array>(ref)->values[static_cast<std::size_t>(index)];
 }
 
-void CFArrayGetValues(CFArrayRef ref, CFRange range, const void** values) {
-  if (!values) return;
-  const auto [start, end] = within(range, CFArrayGetCount(ref));
-  for (CFIndex i = start; i < end; ++i) values[i - start] = CFArrayGetValueAtIndex(ref, i);
-}
-
-Boolean CFArrayContainsValue(CFArrayRef ref, CFRange range, const void* value) {
-  return CFArrayGetFirstIndexOfValue(ref, range, value) != kCFNotFound;
-}
-
-CFIndex CFArrayGetFirstIndexOfValue(CFArrayRef ref, CFRange range, const void* value) {
-  const auto [start, end] = within(range, CFArrayGetCount(ref));
-  const Array* array = own<Array>(ref);
-  for (CFIndex i = start; i < end; ++i) {
-    const void* element = CFArrayGetValueAtIndex(ref, i);
-    if (array ? array->are_equal(element, value) : CFEqual(element, value)) return i;
-  }
-  return kCFNotFound;
-}
-
-CFIndex CFArrayGetCountOfValue(CFArrayRef ref, CFRange range, const void* value) {
-  auto [start, end] = within(range, CFArrayGetCount(ref));
-  CFIndex count = 0;
-  while (true) {
-    start = CFArrayGetFirstIndexOfValue(ref, CFRangeMake(start, end - start), value);
-    if (start == kCFNotFound) return count;
-    ++count;
-    ++start;
-  }
-}
-
-void CFArrayApplyFunction(CFArrayRef ref, CFRange range, CFArrayApplierFunction function,
-                          void* context) {
-  const auto [start, end] = within(range, CFArrayGetCount(ref));
-  for (CFIndex i = start; function && i < end; ++i)
-    function(CFArrayGetValueAtIndex(ref, i), context);
-}
-
 void CFArrayAppendValue(CFMutableArrayRef ref, const void* value) {
-  replace(ref, CFArrayGetCount(ref), 0, &value, 1);
-}
-
-void CFArrayAppendArray(CFMutableArrayRef ref, CFArrayRef other, CFRange range) {
-  const auto [start, end] = within(range, CFArrayGetCount(other));
-  std::vector<const void*> values(static_cast<std::size_t>(end - start));
-  CFArrayGetValues(other, CFRangeMake(start, end - start), values.data());
-  replace(ref, CFArrayGetCount(ref), 0, values.data(), end - start);
+  replace(ref, CFRangeMake(CFArrayGetCount(ref), 0), &value);
 }
 
 void CFArrayInsertValueAtIndex(CFMutableArrayRef ref, CFIndex index, const void* value) {
-  replace(ref, index, 0, &value, 1);
+  replace(ref, CFRangeMake(index, 0), &value);
 }
 
 void CFArraySetValueAtIndex(CFMutableArrayRef ref, CFIndex index, const void* value) {
-  // The index behind the last element appends, as documented.
-  replace(ref, index, index == CFArrayGetCount(ref) ? 0 : 1, &value, 1);
+  replace(ref, CFRangeMake(index, index == CFArrayGetCount(ref) ? 0 : 1), &value);
 }
 
 void CFArrayRemoveValueAtIndex(CFMutableArrayRef ref, CFIndex index) {
-  if (index < CFArrayGetCount(ref)) replace(ref, index, 1, nullptr, 0);
+  replace(ref, CFRangeMake(index, 1), nullptr);
 }
 
 void CFArrayRemoveAllValues(CFMutableArrayRef ref) {
-  replace(ref, 0, CFArrayGetCount(ref), nullptr, 0);
-}
-
-void CFArraySortValues(CFMutableArrayRef ref, CFRange range, CFComparatorFunction compare,
-                       void* context) {
-  Array* array = own_changeable<Array>(ref);
-  if (!array || !compare) return;
-  const auto [start, end] = within(range, CFArrayGetCount(ref));
-  // Sorting by a heap stays inside the range however inconsistent the comparison is.
-  const auto first_value = array->values.begin() + start, last_value = array->values.begin() + end;
-  std::partial_sort(first_value, last_value, last_value,
-                    [compare, context](const void* first, const void* second) {
-                      return compare(first, second, context) == kCFCompareLessThan;
-                    });
+  replace(ref, CFRangeMake(0, CFArrayGetCount(ref)), nullptr);
 }

@@ -8,7 +8,7 @@
 
 namespace vesk::platform::cf {
 
-/// An error (+1) whose description is `message`, UTF-8.
-CFErrorRef make_error(CFErrorDomain domain, CFIndex code, std::string_view message);
+/// An error (+1) in the Cocoa domain whose description is `message`, UTF-8.
+CFErrorRef make_error(CFIndex code, std::string_view message);
 
 }  // namespace vesk::platform::cf

@@ -3,6 +3,7 @@
 #include <array>
 #include <cassert>
 #include <cstdio>
+#include <cstdlib>
 #include <mutex>
 #include <utility>
 
@@ -12,28 +13,11 @@ std::atomic<const CFForeignObjects*> foreign_objects{nullptr};
 
 namespace {
 
-constexpr TypeOperations allocator_operations{"CFAllocator", nullptr, nullptr, nullptr, nullptr};
-constexpr TypeOperations null_operations{"CFNull", nullptr, nullptr, nullptr, nullptr};
-
 constexpr std::array<const TypeOperations*, static_cast<std::size_t>(Type::count)> operations{
-    nullptr,
-    &allocator_operations,
-    &null_operations,
-    &string_operations,
-    &data_operations,
-    &number_operations,
-    &boolean_operations,
-    &date_operations,
-    &array_operations,
-    &dictionary_operations,
-    &url_operations,
-    &error_operations,
-    &bundle_operations,
-    &run_loop_operations,
-    &run_loop_source_operations,
-    &run_loop_timer_operations,
-    &read_stream_operations,
-    &write_stream_operations,
+    &string_operations,  // of literals
+    &string_operations, &data_operations,   &number_operations,     &boolean_operations,
+    &date_operations,   &array_operations,  &dictionary_operations, &url_operations,
+    &error_operations,  &bundle_operations, &run_loop_operations,   &run_loop_timer_operations,
 };
 
 const TypeOperations& operations_of(const Object* object) {
@@ -83,14 +67,45 @@ void enlist(Object* object) {
 }
 
 bool is_class_of_ours(const void* isa) {
+  if (isa == __CFConstantStringClassReference) return true;
   for (const auto& known : classes)
     if (known.load(std::memory_order_relaxed) == isa) return true;
   return false;
 }
 
+CFStringRef copy_description(CFTypeRef ref) {
+  if (!ref) return CFSTR("(null)");
+  if (auto* table = foreign(ref)) return table->copy_description(ref);
+  auto* object = static_cast<const Object*>(ref);
+  const TypeOperations& type = operations_of(object);
+  if (type.describe) return type.describe(object);
+  char text[64];
+  std::snprintf(text, sizeof text, "<%s %p>", type.name, ref);
+  return CFStringCreateWithCString(nullptr, text, kCFStringEncodingASCII);
+}
+
+const void* retain_object(CFAllocatorRef, const void* object) {
+  return object ? CFRetain(object) : nullptr;
+}
+void release_object(CFAllocatorRef, const void* object) {
+  if (object) CFRelease(object);
+}
+
 }  // namespace vesk::platform::cf
 
 using namespace vesk::platform::cf;
+
+void* __CFConstantStringClassReference[32];
+
+const CFAllocatorRef kCFAllocatorDefault = nullptr;
+
+void* CFAllocatorAllocate(CFAllocatorRef, CFIndex size, CFOptionFlags) {
+  return size > 0 ? std::malloc(static_cast<std::size_t>(size)) : nullptr;
+}
+
+void CFAllocatorDeallocate(CFAllocatorRef, void* bytes) {
+  std::free(bytes);
+}
 
 void vesk_cf_join_objective_c(const CFForeignObjects* foreign, const CFObjectClasses* named,
                               CFIndex count) {
@@ -101,7 +116,7 @@ void vesk_cf_join_objective_c(const CFForeignObjects* foreign, const CFObjectCla
     classes[class_slot(type, false)].store(named[i].immutable_class, std::memory_order_relaxed);
     classes[class_slot(type, true)].store(named[i].mutable_class, std::memory_order_relaxed);
   }
-  visit_constants(set_class);
+  visit_booleans(set_class);
   for (Object* object = linked(live_objects); object; object = linked(object->next))
     set_class(object);
   foreign_objects.store(foreign, std::memory_order_release);
@@ -132,7 +147,8 @@ void CFRelease(CFTypeRef ref) {
 CFTypeID CFGetTypeID(CFTypeRef ref) {
   if (!ref) return 0;
   if (auto* table = foreign(ref)) return table->type_id(ref);
-  return static_cast<CFTypeID>(static_cast<const Object*>(ref)->type);
+  const Type type = static_cast<const Object*>(ref)->type;
+  return static_cast<CFTypeID>(type == Type::literal ? Type::string : type);
 }
 
 CFIndex CFGetRetainCount(CFTypeRef ref) {
@@ -164,23 +180,4 @@ CFHashCode CFHash(CFTypeRef ref) {
   }
   if (auto* hash = operations[type]->hash) return hash(static_cast<const Object*>(ref));
   return static_cast<CFHashCode>(reinterpret_cast<std::uintptr_t>(ref) >> 4);
-}
-
-CFStringRef CFCopyDescription(CFTypeRef ref) {
-  if (!ref) return CFSTR("(null)");
-  if (auto* table = foreign(ref)) return table->copy_description(ref);
-  auto* object = static_cast<const Object*>(ref);
-  const TypeOperations& type = operations_of(object);
-  if (type.describe) return type.describe(object);
-  char text[64];
-  std::snprintf(text, sizeof text, "<%s %p>", type.name, ref);
-  return CFStringCreateWithCString(nullptr, text, kCFStringEncodingASCII);
-}
-
-CFAllocatorRef CFGetAllocator(CFTypeRef) {
-  return kCFAllocatorSystemDefault;
-}
-
-CFTypeID CFNullGetTypeID(void) {
-  return static_cast<CFTypeID>(Type::null);
 }

@@ -7,17 +7,22 @@
 /// the first word is kept for an Objective-C class pointer. That word is null in a process without
 /// Objective-C. A module that brings Objective-C calls `vesk_cf_join_objective_c` once, and from
 /// then on
-/// - every live object, every constant and every later object carries the class that the module
-///   named for its type, so that it can be sent messages wherever it was made;
+/// - every live object and every later one carries the class that the module named for its type, so
+///   that it can be sent messages wherever it was made;
 /// - an object whose first word is set and is none of these classes is foreign, and each call of
 ///   CoreFoundation hands it to the module's `CFForeignObjects`.
 ///
 /// Live objects are found through a list that runs through all of them: two words an object and
 /// one uncontended lock at its birth and death, next to the allocator's own.
+///
+/// What CFSTR names is laid out by the compiler (`Literal`). Its first word is the address of
+/// `__CFConstantStringClassReference` from the start, and nobody could find the literals of all
+/// loaded libraries to change it: so the module makes a class that lies at that very address.
 
 #include <CoreFoundation/CoreFoundation.h>
 
 #include <atomic>
+#include <cstddef>
 #include <cstdint>
 #include <new>
 #include <utility>
@@ -88,15 +93,16 @@ struct CFObjectClasses {
 /// other threads may use and make objects meanwhile. `foreign` lives as long as the process.
 CF_EXPORT void vesk_cf_join_objective_c(const CFForeignObjects* foreign,
                                         const CFObjectClasses* classes, CFIndex count);
+
+/// Room for the class of all literals, which their first word points to.
+CF_EXPORT void* __CFConstantStringClassReference[32];
 }
 
 namespace vesk::platform::cf {
 
-/// The values of CFTypeID.
+/// The values of CFTypeID; 0 is no type.
 enum class Type : std::uint16_t {
-  none,
-  allocator,
-  null,
+  literal,  ///< A string that the compiler laid out. No answer of CFGetTypeID.
   string,
   data,
   number,
@@ -108,10 +114,7 @@ enum class Type : std::uint16_t {
   error,
   bundle,
   run_loop,
-  run_loop_source,
   run_loop_timer,
-  read_stream,
-  write_stream,
   count
 };
 
@@ -135,9 +138,21 @@ struct Object {
   std::uintptr_t previous = ~std::uintptr_t{0};
   std::uintptr_t next = ~std::uintptr_t{0};
 
-  bool is_constant() const { return (flags & constant) != 0; }
+  bool is_constant() const { return type == Type::literal || (flags & constant) != 0; }
   bool is_changeable() const { return (flags & changeable) != 0; }
 };
+
+/// What clang makes of CFSTR on ELF, seen as an `Object` as far as its flags: what is a reference
+/// count there holds its form, the type and the flags are 0. In memory that is not to be written.
+struct Literal {
+  enum Form : std::uint32_t { ascii = 0x7c8, utf16 = 0x7d0 };
+  const void* isa;
+  std::uint32_t form;
+  std::uint32_t zero;
+  const void* characters;  ///< With a NUL behind them.
+  std::int64_t length;     ///< In units of the form.
+};
+static_assert(sizeof(Literal) == 32 && offsetof(Literal, zero) == 12);
 
 /// What differs between types. `destroy` ends the object and frees its memory; the others may be
 /// null: then identity is equality, and the type's name the description. `hash`, and `equal` for
@@ -152,8 +167,10 @@ struct TypeOperations {
 
 extern const TypeOperations string_operations, data_operations, number_operations,
     boolean_operations, date_operations, array_operations, dictionary_operations, url_operations,
-    error_operations, bundle_operations, run_loop_operations, run_loop_source_operations,
-    run_loop_timer_operations, read_stream_operations, write_stream_operations;
+    error_operations, bundle_operations, run_loop_operations, run_loop_timer_operations;
+
+/// A text (+1) for people that describes any object: a string's own, a number's digits.
+CFStringRef copy_description(CFTypeRef object);
 
 /// Puts a new object into the list of live ones and gives it its class.
 void enlist(Object* object);
@@ -228,7 +245,11 @@ class Owner {
   Ref ref_ = nullptr;
 };
 
-/// Calls `visit` for every constant object that lies in static memory.
-void visit_constants(void (*visit)(Object*));
+/// What kCFType...CallBacks do; null is left alone.
+const void* retain_object(CFAllocatorRef, const void* object);
+void release_object(CFAllocatorRef, const void* object);
+
+/// The booleans, which lie in static memory and not in the list of live objects.
+void visit_booleans(void (*visit)(Object*));
 
 }  // namespace vesk::platform::cf

@@ -10,25 +10,7 @@
 
 namespace vesk::platform::cf {
 
-/// A text that does not change holds ASCII bytes with a NUL, or UTF-16 units, behind its header
-/// (constants elsewhere). One that can be changed holds UTF-16 units in a buffer of its own, which
-/// its type's `destroy` frees: a destructor would make the constants end with the program.
-struct String : Object {
-  static constexpr Type type_of = Type::string;
-
-  /// A constant: `text` is ASCII and outlives everything.
-  constexpr String(const char* text, std::size_t length_)
-      : Object(type_of, constant), ascii(text), length(length_) {}
-  String(std::uint16_t flags_, std::size_t length_) : Object(type_of, flags_), length(length_) {}
-
-  const char* ascii = nullptr;  ///< One of these three is set.
-  const char16_t* wide = nullptr;
-  std::u16string* text = nullptr;
-  std::size_t length;                       ///< Of the first two.
-  mutable std::atomic<CFHashCode> hash{0};  ///< 0: not taken yet. Never kept for `text`.
-};
-
-/// The characters of any text for the length of a call.
+/// The characters of any text for the length of a call: a literal's, ours, a foreign one's.
 class Characters {
  public:
   explicit Characters(CFStringRef string);
@@ -39,9 +21,9 @@ class Characters {
   char16_t operator[](std::size_t i) const {
     return ascii_ ? static_cast<unsigned char>(ascii_[i]) : wide_[i];
   }
-  /// Set when the text is stored as ASCII.
+  /// Set, with a NUL at its end, when the text is stored as ASCII.
   const char* ascii() const { return ascii_; }
-  const char16_t* wide() const { return wide_; }
+  std::u16string units() const;
 
  private:
   const char* ascii_ = nullptr;
@@ -51,30 +33,24 @@ class Characters {
 };
 
 /// A text (+1) of UTF-16 units; stored as ASCII when it can be.
-CFStringRef make_string(std::u16string_view units, bool is_changeable = false);
+CFStringRef make_string(std::u16string_view units);
+/// One that can be changed.
+CFMutableStringRef make_changeable_string(std::u16string_view units);
 /// A text (+1) of bytes below 0x80.
 CFStringRef make_ascii_string(std::string_view text);
 /// A text (+1) of UTF-8; null when it is not valid.
-CFStringRef make_string_from_utf8(std::string_view text, bool is_changeable = false);
+CFStringRef make_string_from_utf8(std::string_view text);
+
+/// Replaces a part of a text that can be changed, foreign ones too; nothing happens when `range`
+/// lies outside of it.
+void replace_units(CFMutableStringRef string, CFRange range, std::u16string_view units);
 
 /// Appends UTF-8. False, with nothing appended, when it is not valid (overlong forms, surrogates
 /// and values above U+10FFFF included).
 bool append_utf8(std::string_view bytes, std::u16string& units);
-/// Appends `string` as UTF-8. False when it has a surrogate without its other half; that one is
-/// left out.
-bool append_utf8(const Characters& string, std::string& bytes);
-/// The text as UTF-8, lone surrogates left out; empty for null.
-std::string utf8(CFStringRef string);
-
-/// Bytes of `encoding` as UTF-16. False when they are not valid or the encoding is unknown.
-bool decode(const UInt8* bytes, std::size_t count, CFStringEncoding encoding,
-            std::u16string& units);
-/// One code point in `encoding`: the bytes and their number, 0 when it cannot be expressed.
-std::size_t encode(char32_t character, CFStringEncoding encoding, UInt8 (&bytes)[4]);
 /// The code point at `index` and the number of its units (1 or 2); a lone surrogate as itself.
 char32_t code_point(const Characters& string, std::size_t index, std::size_t& units);
-
-/// printf with `%@`, see CFStringCreateWithFormat.
-std::u16string format_text(CFStringRef format, va_list arguments);
+/// One code point in `encoding`: the bytes and their number, 0 when it cannot be expressed.
+std::size_t encode(char32_t character, CFStringEncoding encoding, UInt8 (&bytes)[4]);
 
 }  // namespace vesk::platform::cf

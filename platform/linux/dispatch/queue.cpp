@@ -1,15 +1,12 @@
-// The main queue and the background queue.
+// The main queue.
 //
-// Design: a queue is a first-in first-out list of tasks and a list of delayed ones, which move to
-// the end of the first when they are due; one lock each. The main queue is drained by the main run
-// loop: a snapshot a pass, never from inside a task. The background queue is drained by one thread
-// of its own.
+// Design: a first-in first-out list of tasks and a list of delayed ones, which move to the end of
+// the first when they are due, under one lock. The main run loop drains it: a snapshot a pass,
+// never from inside a task.
 
 #include <dispatch/dispatch.h>
 
 #include <Block.h>
-#include <pthread.h>
-#include <signal.h>
 
 #include <algorithm>
 #include <atomic>
@@ -18,7 +15,6 @@
 #include <cstdlib>
 #include <deque>
 #include <mutex>
-#include <thread>
 #include <vector>
 
 #include "platform/linux/dispatch/run_loop.hpp"
@@ -45,7 +41,7 @@ struct DelayedTask {
 
 struct dispatch_queue_s {
   std::mutex mutex;
-  // Pointers, so that a queue which is never used needs no constructor and no destructor.
+  // Pointers, so that nothing is constructed at start and nothing goes before the last thread.
   std::deque<Task>* tasks = nullptr;
   std::vector<DelayedTask>* delayed = nullptr;  // sorted
   std::uint64_t order = 0;
@@ -79,68 +75,17 @@ struct dispatch_queue_s {
 namespace {
 
 constinit dispatch_queue_s main_queue;
-constinit dispatch_queue_s background_queue;
-constinit std::condition_variable* background_wake = nullptr;
-
 // Main thread only.
 constinit bool is_draining = false;
 
-void run_background() {
-  // Signals are for the program's own threads.
-  sigset_t all;
-  sigfillset(&all);
-  pthread_sigmask(SIG_SETMASK, &all, nullptr);
-  pthread_setname_np(pthread_self(), "vesk-queue");
-  dispatch_queue_s& queue = background_queue;
-  std::unique_lock lock(queue.mutex);
-  while (true) {
-    queue.move_due(loop::now());
-    if (queue.tasks && !queue.tasks->empty()) {
-      const Task task = queue.tasks->front();
-      queue.tasks->pop_front();
-      lock.unlock();
-      task.work(task.context);
-      lock.lock();
-      continue;
-    }
-    const std::uint64_t due = queue.next_due.load(std::memory_order_relaxed);
-    if (due == UINT64_MAX) {
-      background_wake->wait(lock);
-    } else {
-      const std::uint64_t time = loop::now();
-      background_wake->wait_for(lock, std::chrono::nanoseconds(due > time ? due - time : 0));
-    }
-  }
-}
-
-/// Adds a task to `queue`, delayed when `due` is not 0.
+/// Adds a task, delayed when `due` is not 0.
 void post(dispatch_queue_t queue, Task task, std::uint64_t due) {
-  if (!queue || !task.work || due == UINT64_MAX) return;
+  if (!queue || !task.work) return;
   {
     std::lock_guard lock(queue->mutex);
     due == 0 ? queue->append(task) : queue->delay(due, task);
-    if (queue == &background_queue) {
-      if (!background_wake) {
-        background_wake = new std::condition_variable;
-        std::thread(run_background).detach();
-      }
-      background_wake->notify_one();
-    }
   }
-  if (queue == &main_queue) loop::wake_main_loop();
-}
-
-/// Work that somebody waits for.
-struct AwaitedWork {
-  Task task;
-  std::mutex mutex;
-  std::condition_variable done_wake;
-  bool is_done = false;
-};
-
-void run_block(void* context) {
-  auto block = reinterpret_cast<dispatch_block_t>(context);
-  block();
+  loop::wake_main_loop();
 }
 
 void run_and_release_block(void* context) {
@@ -178,9 +123,13 @@ bool drain_main_queue(std::uint64_t time) {
     ~Pass() {
       is_draining = false;
       if (rest.empty()) return;
-      std::lock_guard lock(main_queue.mutex);
-      for (; !rest.empty(); rest.pop_back()) main_queue.tasks->push_front(rest.back());
-      main_queue.has_tasks.store(true, std::memory_order_relaxed);
+      {
+        std::lock_guard lock(main_queue.mutex);
+        for (; !rest.empty(); rest.pop_back()) main_queue.tasks->push_front(rest.back());
+        main_queue.has_tasks.store(true, std::memory_order_relaxed);
+      }
+      // This pass has taken the wake that they came with.
+      wake_main_loop();
     }
   } pass{snapshot};
   is_draining = true;
@@ -207,10 +156,6 @@ dispatch_queue_main_t dispatch_get_main_queue(void) {
   return &main_queue;
 }
 
-dispatch_queue_global_t dispatch_get_global_queue(intptr_t, uintptr_t) {
-  return &background_queue;
-}
-
 dispatch_time_t dispatch_time(dispatch_time_t when, int64_t delta_ns) {
   if (when == DISPATCH_TIME_FOREVER) return when;
   if (when == DISPATCH_TIME_NOW) when = loop::now();
@@ -231,28 +176,29 @@ void dispatch_async(dispatch_queue_t queue, dispatch_block_t block) {
   if (block) post(queue, {run_and_release_block, Block_copy(block)}, 0);
 }
 
-void dispatch_after_f(dispatch_time_t when, dispatch_queue_t queue, void* context,
-                      dispatch_function_t work) {
-  post(queue, {work, context}, when == DISPATCH_TIME_NOW ? 0 : when);
-}
-
 void dispatch_after(dispatch_time_t when, dispatch_queue_t queue, dispatch_block_t block) {
   // A block for never is never copied.
-  if (block && when != DISPATCH_TIME_FOREVER)
-    dispatch_after_f(when, queue, Block_copy(block), run_and_release_block);
+  if (!block || when == DISPATCH_TIME_FOREVER) return;
+  post(queue, {run_and_release_block, Block_copy(block)}, when);
 }
 
-void dispatch_sync_f(dispatch_queue_t queue, void* context, dispatch_function_t work) {
-  if (queue != &main_queue) return work(context);
+void dispatch_sync(dispatch_queue_t queue, dispatch_block_t block) {
+  if (!block) return;
   if (loop::is_main_thread()) {
     std::fputs("plugin host: dispatch_sync to the main queue from the main thread never ends\n",
                stderr);
     std::abort();
   }
-  AwaitedWork awaited{{work, context}, {}, {}};
+  struct {
+    dispatch_block_t block;
+    std::mutex mutex;
+    std::condition_variable done_wake;
+    bool is_done = false;
+  } awaited{block, {}, {}};
+  using Awaited = decltype(awaited);
   dispatch_async_f(queue, &awaited, [](void* pointer) {
-    auto* waited = static_cast<AwaitedWork*>(pointer);
-    waited->task.work(waited->task.context);
+    auto* waited = static_cast<Awaited*>(pointer);
+    waited->block();
     std::lock_guard lock(waited->mutex);
     waited->is_done = true;
     // Under the lock: the waiter owns the condition and leaves as soon as it can.
@@ -262,12 +208,8 @@ void dispatch_sync_f(dispatch_queue_t queue, void* context, dispatch_function_t 
   awaited.done_wake.wait(lock, [&awaited] { return awaited.is_done; });
 }
 
-void dispatch_sync(dispatch_queue_t queue, dispatch_block_t block) {
-  if (block) dispatch_sync_f(queue, block, run_block);
-}
-
-void dispatch_once_f(dispatch_once_t* once, void* context, dispatch_function_t work) {
-  // Acquire pairs with the release below: what the work did is visible to whoever sees it done.
+void dispatch_once(dispatch_once_t* once, dispatch_block_t block) {
+  // Acquire pairs with the release below: what the block did is visible to whoever sees it done.
   if (__atomic_load_n(once, __ATOMIC_ACQUIRE) == finished) return;
   {
     std::unique_lock lock(once_mutex);
@@ -276,12 +218,8 @@ void dispatch_once_f(dispatch_once_t* once, void* context, dispatch_function_t w
     if (__atomic_load_n(once, __ATOMIC_RELAXED) == finished) return;
     __atomic_store_n(once, running, __ATOMIC_RELAXED);
   }
-  work(context);
+  block();
   std::lock_guard lock(once_mutex);
   __atomic_store_n(once, finished, __ATOMIC_RELEASE);
   once_done->notify_all();
-}
-
-void dispatch_once(dispatch_once_t* once, dispatch_block_t block) {
-  dispatch_once_f(once, block, run_block);
 }

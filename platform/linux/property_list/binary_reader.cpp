@@ -6,6 +6,7 @@
 
 #include <cstring>
 
+#include "platform/linux/core_foundation/number.hpp"
 #include "platform/linux/core_foundation/string.hpp"
 #include "platform/linux/property_list/property_list.hpp"
 
@@ -33,7 +34,7 @@ class BinaryReader {
 
   CFPropertyListRef read() {
     if (bytes_.size() >= header_size && bytes_[6] != '0') {
-      error_.code = kCFPropertyListReadUnknownVersionError;
+      error_.code = unknown_version;
       error_.message = "the binary property list has a version that is not known here";
       return nullptr;
     }
@@ -108,16 +109,9 @@ class BinaryReader {
   }
 
   bool is_shareable(CFTypeRef result) const {
-    switch (list_kind(result)) {
-      case ListKind::array:
-      case ListKind::dictionary:
-        return !builder_.containers_change();
-      case ListKind::string:
-      case ListKind::data:
-        return !builder_.leaves_change();
-      default:
-        return true;
-    }
+    const ListKind kind = list_kind(result);
+    const bool is_container = kind == ListKind::array || kind == ListKind::dictionary;
+    return !is_container || !builder_.containers_change();
   }
 
   CFTypeRef parse(std::size_t at, int nesting) {
@@ -136,7 +130,7 @@ class BinaryReader {
       case 0x3:
         return date(at, low);
       case 0x4:
-        if (const auto extent = contents(at, 1)) return builder_.data(text(*extent));
+        if (const auto extent = contents(at, 1)) return make_data(text(*extent));
         return nullptr;
       case 0x5:
         if (const auto extent = contents(at, 1)) return ascii(text(*extent));
@@ -224,14 +218,14 @@ class BinaryReader {
   CFTypeRef ascii(std::string_view characters) {
     for (char c : characters)
       if (static_cast<unsigned char>(c) >= 0x80) return fail("a text is not ASCII");
-    return builder_.ascii(characters);
+    return make_ascii_string(characters);
   }
 
   CFTypeRef utf16(const Extent& extent) {
     std::u16string units(extent.count, u'\0');
     for (std::size_t i = 0; i < extent.count; ++i)
       units[i] = static_cast<char16_t>(big_endian(extent.start + 2 * i, 2));
-    return builder_.string(units);
+    return make_string(units);
   }
 
   /// Reads `count` references from `at` on into objects; false when one is damaged.

@@ -4,6 +4,7 @@
 
 #include "platform/linux/core_foundation/error.hpp"
 #include "platform/linux/core_foundation/string.hpp"
+#include "platform/linux/core_foundation/text_of.hpp"
 
 namespace vesk::platform::cf {
 
@@ -16,8 +17,7 @@ bool is_xml_character(char32_t character) {
          character >= 0x10000;
 }
 
-std::optional<std::string> check_string(CFStringRef string, CFPropertyListFormat format) {
-  if (format != kCFPropertyListXMLFormat_v1_0) return std::nullopt;
+std::optional<std::string> check_string(CFStringRef string) {
   const Characters characters(string);
   for (std::size_t i = 0, units; i < characters.size(); i += units) {
     const char32_t character = code_point(characters, i, units);
@@ -27,26 +27,22 @@ std::optional<std::string> check_string(CFStringRef string, CFPropertyListFormat
   return std::nullopt;
 }
 
-std::optional<std::string> check(CFTypeRef object, CFPropertyListFormat format, int nesting) {
+std::optional<std::string> check(CFTypeRef object, int nesting) {
   switch (list_kind(object)) {
-    case ListKind::none: {
+    case ListKind::none:
       if (!object) return "there is no object";
-      Owner<CFStringRef> text(CFCopyDescription(object));
-      return "it holds " + utf8(text.get()) + ", which no property list can";
-    }
+      return "it holds " + take_text(copy_description(object)) + ", which no property list can";
     case ListKind::string:
-      return check_string(static_cast<CFStringRef>(object), format);
+      return check_string(static_cast<CFStringRef>(object));
     case ListKind::date:
-      if (format == kCFPropertyListXMLFormat_v1_0 &&
-          !write_date(CFDateGetAbsoluteTime(static_cast<CFDateRef>(object)))) {
+      if (!write_date(CFDateGetAbsoluteTime(static_cast<CFDateRef>(object))))
         return "a date lies outside the years 1 to 9999";
-      }
       return std::nullopt;
     case ListKind::array: {
       if (nesting == deepest_nesting) return "it is nested too deeply";
       const auto array = static_cast<CFArrayRef>(object);
       for (CFIndex i = 0; i < CFArrayGetCount(array); ++i)
-        if (auto fault = check(CFArrayGetValueAtIndex(array, i), format, nesting + 1)) return fault;
+        if (auto fault = check(CFArrayGetValueAtIndex(array, i), nesting + 1)) return fault;
       return std::nullopt;
     }
     case ListKind::dictionary: {
@@ -58,54 +54,20 @@ std::optional<std::string> check(CFTypeRef object, CFPropertyListFormat format, 
       for (std::size_t i = 0; i < count; ++i) {
         if (list_kind(keys[i]) != ListKind::string) return "a key is no text";
         const auto key = static_cast<CFStringRef>(keys[i]);
-        // Readers of the XML form refuse such a key, and with it everything else that was saved.
-        if (format == kCFPropertyListXMLFormat_v1_0 && CFStringGetLength(key) == 0)
-          return "a key is empty";
-        if (auto fault = check_string(key, format)) return fault;
-        if (auto fault = check(values[i], format, nesting + 1)) return fault;
+        // Readers refuse such a key, and with it everything else that was saved.
+        if (CFStringGetLength(key) == 0) return "a key is empty";
+        if (auto fault = check_string(key)) return fault;
+        if (auto fault = check(values[i], nesting + 1)) return fault;
       }
       return std::nullopt;
     }
     default:
       return std::nullopt;
-  }
-}
-
-CFPropertyListRef copy(CFTypeRef object, const ListBuilder& builder) {
-  switch (list_kind(object)) {
-    case ListKind::string: {
-      const auto string = static_cast<CFStringRef>(object);
-      return builder.leaves_change() ? CFStringCreateMutableCopy(nullptr, 0, string)
-                                     : CFStringCreateCopy(nullptr, string);
-    }
-    case ListKind::data: {
-      const auto data = static_cast<CFDataRef>(object);
-      return builder.leaves_change() ? CFDataCreateMutableCopy(nullptr, 0, data)
-                                     : CFDataCreateCopy(nullptr, data);
-    }
-    case ListKind::array: {
-      const auto array = static_cast<CFArrayRef>(object);
-      std::vector<CFTypeRef> values;
-      values.reserve(static_cast<std::size_t>(CFArrayGetCount(array)));
-      for (CFIndex i = 0; i < CFArrayGetCount(array); ++i)
-        values.push_back(copy(CFArrayGetValueAtIndex(array, i), builder));
-      return builder.array(values);
-    }
-    case ListKind::dictionary: {
-      std::vector<CFTypeRef> keys, values;
-      for (const auto& [key, value] : sorted_entries(static_cast<CFDictionaryRef>(object))) {
-        keys.push_back(CFStringCreateCopy(nullptr, key));
-        values.push_back(copy(value, builder));
-      }
-      return builder.dictionary(keys, values);
-    }
-    default:
-      return CFRetain(object);
   }
 }
 
 void report(CFErrorRef* out, const PropertyListError& error) {
-  if (out) *out = make_error(kCFErrorDomainCocoa, error.code, error.message);
+  if (out) *out = make_error(error.code, error.message);
 }
 
 }  // namespace
@@ -122,21 +84,9 @@ ListKind list_kind(CFTypeRef object) {
   return ListKind::none;
 }
 
-CFStringRef ListBuilder::string(std::u16string_view units) const {
-  return make_string(units, leaves_change_);
-}
-
-CFStringRef ListBuilder::ascii(std::string_view text) const {
-  if (!leaves_change_) return make_ascii_string(text);
-  return make_string_from_utf8(text, true);
-}
-
-CFDataRef ListBuilder::data(std::string_view bytes) const {
-  const auto* start = reinterpret_cast<const UInt8*>(bytes.data());
-  if (!leaves_change_) return CFDataCreate(nullptr, start, static_cast<CFIndex>(bytes.size()));
-  CFMutableDataRef data = CFDataCreateMutable(nullptr, 0);
-  CFDataAppendBytes(data, start, static_cast<CFIndex>(bytes.size()));
-  return data;
+CFDataRef make_data(std::string_view bytes) {
+  return CFDataCreate(nullptr, reinterpret_cast<const UInt8*>(bytes.data()),
+                      static_cast<CFIndex>(bytes.size()));
 }
 
 CFArrayRef ListBuilder::array(std::vector<CFTypeRef>& values) const {
@@ -188,13 +138,13 @@ std::vector<std::pair<CFStringRef, CFTypeRef>> sorted_entries(CFDictionaryRef di
   for (std::size_t i = 0; i < count; ++i)
     entries[i] = {static_cast<CFStringRef>(keys[i]), values[i]};
   std::sort(entries.begin(), entries.end(), [](const auto& first, const auto& second) {
-    return CFStringCompare(first.first, second.first, CFStringCompareFlags{}) == kCFCompareLessThan;
+    return CFStringCompare(first.first, second.first, 0) == kCFCompareLessThan;
   });
   return entries;
 }
 
-std::optional<std::string> check_list(CFPropertyListRef list, CFPropertyListFormat format) {
-  return check(list, format, 0);
+std::optional<std::string> check_list(CFPropertyListRef list) {
+  return check(list, 0);
 }
 
 }  // namespace vesk::platform::cf
@@ -221,42 +171,13 @@ CFPropertyListRef CFPropertyListCreateWithData(CFAllocatorRef, CFDataRef data,
 
 CFDataRef CFPropertyListCreateData(CFAllocatorRef, CFPropertyListRef list,
                                    CFPropertyListFormat format, CFOptionFlags, CFErrorRef* error) {
-  PropertyListError fault{kCFPropertyListWriteStreamError, {}};
-  if (format != kCFPropertyListXMLFormat_v1_0 && format != kCFPropertyListBinaryFormat_v1_0) {
-    fault.message = "property lists are written in the XML and the binary form only";
-  } else if (auto what = check_list(list, format)) {
+  PropertyListError fault{not_writable, {}};
+  if (format != kCFPropertyListXMLFormat_v1_0)
+    fault.message = "property lists are written in the XML form only";
+  else if (auto what = check_list(list))
     fault.message = "this property list cannot be written: " + *what;
-  } else {
-    const std::string bytes =
-        format == kCFPropertyListXMLFormat_v1_0 ? write_xml_list(list) : write_binary_list(list);
-    return CFDataCreate(nullptr, reinterpret_cast<const UInt8*>(bytes.data()),
-                        static_cast<CFIndex>(bytes.size()));
-  }
+  else
+    return make_data(write_xml_list(list));
   report(error, fault);
   return nullptr;
-}
-
-Boolean CFPropertyListIsValid(CFPropertyListRef list, CFPropertyListFormat format) {
-  return format != kCFPropertyListOpenStepFormat && !check_list(list, format);
-}
-
-CFPropertyListRef CFPropertyListCreateDeepCopy(CFAllocatorRef, CFPropertyListRef list,
-                                               CFOptionFlags options) {
-  // Binary: the form that can hold everything a list may hold.
-  if (check_list(list, kCFPropertyListBinaryFormat_v1_0)) return nullptr;
-  return copy(list, ListBuilder(options));
-}
-
-CFDataRef CFPropertyListCreateXMLData(CFAllocatorRef allocator, CFPropertyListRef list) {
-  return CFPropertyListCreateData(allocator, list, kCFPropertyListXMLFormat_v1_0, 0, nullptr);
-}
-
-CFPropertyListRef CFPropertyListCreateFromXMLData(CFAllocatorRef allocator, CFDataRef data,
-                                                  CFOptionFlags options, CFStringRef* message) {
-  CFErrorRef error = nullptr;
-  CFPropertyListRef list =
-      CFPropertyListCreateWithData(allocator, data, options, nullptr, message ? &error : nullptr);
-  if (message) *message = error ? CFErrorCopyDescription(error) : nullptr;
-  if (error) CFRelease(error);
-  return list;
 }

@@ -10,7 +10,6 @@
 #include <vector>
 
 #include "platform/linux/core_foundation/object.hpp"
-#include "platform/linux/core_foundation/values.hpp"
 
 namespace vesk::platform::cf {
 
@@ -18,42 +17,41 @@ namespace vesk::platform::cf {
 /// for recursion on the smallest thread stack in use.
 inline constexpr int deepest_nesting = 512;
 
+// Codes of the errors, as Foundation numbers them.
+inline constexpr CFIndex corrupt = 3840, unknown_version = 3841, not_writable = 3851;
+
 /// Why something could not be read or written.
 struct PropertyListError {
-  CFIndex code = kCFPropertyListReadCorruptError;
+  CFIndex code = corrupt;
   std::string message;
 };
 
 enum class ListKind : std::uint8_t { none, string, data, number, boolean, date, array, dictionary };
 ListKind list_kind(CFTypeRef object);
 
-/// Makes the objects of a list that is being read, changeable or not as the caller wished. Each
-/// result is +1; the containers take over the references given to them.
+/// Makes the containers of a list that is being read, changeable or not as the caller wished. Each
+/// result is +1 and takes over the references given to it.
 class ListBuilder {
  public:
   explicit ListBuilder(CFOptionFlags options)
-      : containers_change_(options != kCFPropertyListImmutable),
-        leaves_change_((options & kCFPropertyListMutableContainersAndLeaves) != 0) {}
+      : containers_change_(options != kCFPropertyListImmutable) {}
 
   bool containers_change() const { return containers_change_; }
-  bool leaves_change() const { return leaves_change_; }
-
-  CFStringRef string(std::u16string_view units) const;
-  CFStringRef ascii(std::string_view text) const;
-  CFDataRef data(std::string_view bytes) const;
   CFArrayRef array(std::vector<CFTypeRef>& values) const;
   /// Of equal keys the last one counts.
   CFDictionaryRef dictionary(std::vector<CFTypeRef>& keys, std::vector<CFTypeRef>& values) const;
 
  private:
   bool containers_change_;
-  bool leaves_change_;
 };
+
+/// Data (+1) of `bytes`.
+CFDataRef make_data(std::string_view bytes);
 
 /// Releases what a damaged list leaves behind.
 void release_all(std::vector<CFTypeRef>& objects);
 
-/// Keys and values in the order of CFStringCompare, which both forms are written in.
+/// Keys and values in the order of CFStringCompare, which they are written in.
 std::vector<std::pair<CFStringRef, CFTypeRef>> sorted_entries(CFDictionaryRef dictionary);
 
 /// A list (+1) or null with `error`.
@@ -62,11 +60,10 @@ CFPropertyListRef read_xml_list(std::string_view bytes, CFOptionFlags options,
 CFPropertyListRef read_binary_list(std::string_view bytes, CFOptionFlags options,
                                    PropertyListError& error);
 
-/// The bytes of a list that `check_list` has found fit for the form.
+/// The bytes of a list that `check_list` has found fit.
 std::string write_xml_list(CFPropertyListRef list);
-std::string write_binary_list(CFPropertyListRef list);
-/// Nothing, or what keeps `list` from being written.
-std::optional<std::string> check_list(CFPropertyListRef list, CFPropertyListFormat format);
+/// Nothing, or what keeps `list` from being written as XML.
+std::optional<std::string> check_list(CFPropertyListRef list);
 
 std::string encode_base64(std::string_view bytes);
 /// White space is skipped; anything else that is no base 64, padding included, is refused.

@@ -8,6 +8,7 @@
 #include <limits>
 #include <memory>
 
+#include "platform/linux/core_foundation/number.hpp"
 #include "platform/linux/core_foundation/string.hpp"
 #include "platform/linux/property_list/property_list.hpp"
 
@@ -232,21 +233,17 @@ class XmlReader {
 
   void end_leaf(Element element) {
     switch (element) {
-      case Element::key: {
-        std::u16string units;
-        append_utf8(text_, units);
-        if (units.empty()) return fail("<key> is empty");
-        open_.back().keys.push_back(make_string(units));
-        return;
-      }
+      case Element::key:
       case Element::string: {
-        std::u16string units;
-        append_utf8(text_, units);
-        return add(builder_.string(units));
+        const bool is_key = element == Element::key;
+        if (is_key && text_.empty()) return fail("<key> is empty");
+        CFStringRef string = make_string_from_utf8(text_);
+        if (!string) return fail("a text is no UTF-8");
+        return is_key ? open_.back().keys.push_back(string) : add(string);
       }
       case Element::data: {
         const auto bytes = decode_base64(text_);
-        return bytes ? add(builder_.data(*bytes)) : fail("<data> is not base 64");
+        return bytes ? add(make_data(*bytes)) : fail("<data> is not base 64");
       }
       case Element::date: {
         const auto seconds = read_date(trimmed(text_));

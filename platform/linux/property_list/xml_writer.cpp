@@ -2,7 +2,8 @@
 
 #include <cmath>
 
-#include "platform/linux/core_foundation/string.hpp"
+#include "platform/linux/core_foundation/number.hpp"
+#include "platform/linux/core_foundation/text_of.hpp"
 #include "platform/linux/property_list/property_list.hpp"
 
 namespace vesk::platform::cf {
@@ -35,7 +36,7 @@ class XmlWriter {
 
   static std::string escaped(CFStringRef string) {
     std::string text;
-    for (char c : utf8(string)) {
+    for (char c : text_of(string)) {
       switch (c) {
         case '&':
           text += "&amp;";
@@ -59,7 +60,7 @@ class XmlWriter {
   void number(std::size_t level, CFNumberRef ref) {
     NumberValue value;
     read_number(ref, value);
-    if (value.kind != Number::Kind::real) return element(level, "integer", digits_of(value));
+    if (value.kind != NumberValue::Kind::real) return element(level, "integer", digits_of(value));
     if (std::isnan(value.real)) return element(level, "real", "nan");
     if (std::isinf(value.real))
       return element(level, "real", value.real < 0 ? "-infinity" : "+infinity");

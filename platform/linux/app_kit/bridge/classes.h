@@ -35,8 +35,6 @@
 @end
 @interface VeskCFDate : NSDate
 @end
-@interface VeskCFNull : NSNull
-@end
 @interface VeskCFArray : NSArray
 @end
 @interface VeskCFMutableArray : NSMutableArray

@@ -39,7 +39,6 @@ CFTypeID type_id(CFTypeRef object) {
   if (is_a(object, [NSDate class])) return CFDateGetTypeID();
   if (is_a(object, [NSURL class])) return CFURLGetTypeID();
   if (is_a(object, [NSError class])) return CFErrorGetTypeID();
-  if (is_a(object, [NSNull class])) return CFNullGetTypeID();
   return 0;
 }
 

@@ -1,6 +1,10 @@
 #import "platform/linux/app_kit/bridge/bridge.hpp"
 #import "platform/linux/app_kit/bridge/classes.h"
 
+#include <objc/runtime.h>
+
+#include <algorithm>
+#include <cstdlib>
 #include <iterator>
 
 namespace vesk::platform {
@@ -9,12 +13,26 @@ namespace {
 /// Sending a class its first message prepares it; an object that is merely given one never would.
 const void* prepared(Class the_class) { return [the_class class]; }
 
+/// What CFSTR names in every library, loaded and to be loaded, says that its class lies at an
+/// address in the program. A subclass of our strings' is put there before the runtime learns of it.
+void place_class_of_literals() {
+  Class made = objc_allocateClassPair([VeskCFString class], "VeskCFLiteral", 0);
+  // What the runtime's struct objc_class measures; its memory is the runtime's own allocation.
+  constexpr std::size_t class_words = 13;
+  static_assert(class_words <= std::size(__CFConstantStringClassReference));
+  std::copy_n(reinterpret_cast<void**>(made), class_words, __CFConstantStringClassReference);
+  std::free(made);
+  Class placed = reinterpret_cast<Class>(__CFConstantStringClassReference);
+  objc_registerClassPair(placed);
+  prepared(placed);
+}
+
 }  // namespace
 
 void join_foundation() {
+  place_class_of_literals();
   const void* number = prepared([VeskCFNumber class]);
   const void* date = prepared([VeskCFDate class]);
-  const void* null = prepared([VeskCFNull class]);
   const void* url = prepared([VeskCFURL class]);
   const void* error = prepared([VeskCFError class]);
   const CFObjectClasses classes[] = {
@@ -26,7 +44,6 @@ void join_foundation() {
       {CFNumberGetTypeID(), number, number},
       {CFBooleanGetTypeID(), number, number},
       {CFDateGetTypeID(), date, date},
-      {CFNullGetTypeID(), null, null},
       {CFURLGetTypeID(), url, url},
       {CFErrorGetTypeID(), error, error},
   };

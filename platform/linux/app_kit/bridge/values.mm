@@ -145,17 +145,3 @@ VESK_COUNTED_BY_CORE_FOUNDATION
 }
 
 @end
-
-@implementation VeskCFNull
-
-VESK_COUNTED_BY_CORE_FOUNDATION
-
-- (BOOL)isEqual:(id)other {
-  return [other isKindOfClass:[NSNull class]];
-}
-
-- (NSUInteger)hash {
-  return [[NSNull null] hash];
-}
-
-@end

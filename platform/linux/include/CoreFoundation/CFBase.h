@@ -5,8 +5,7 @@
  * Ownership: a function with Create or Copy in its name hands out one reference that the caller
  * releases; what a function with Get in its name returns stays its owner's. Reference counts are
  * atomic; an object that nobody changes may be used from any thread. No call of CoreFoundation is
- * real-time safe. Allocators are accepted and, but for `kCFAllocatorNull` as a deallocator, not
- * looked at: objects live in the C heap. */
+ * real-time safe. Allocators are accepted and not looked at: everything lives in the C heap. */
 
 #include <MacTypes.h>
 #include <TargetConditionals.h>
@@ -24,14 +23,6 @@
 
 #define CF_EXPORT extern __attribute__((visibility("default")))
 #define CF_INLINE static inline __attribute__((unused))
-#define CF_FORMAT_FUNCTION(format_argument, first_value)
-#define CF_RETURNS_RETAINED
-#define CF_RETURNS_NOT_RETAINED
-#define CF_CONSUMED
-#define CF_ASSUME_NONNULL_BEGIN
-#define CF_ASSUME_NONNULL_END
-#define CF_BRIDGED_TYPE(type)
-#define CF_BRIDGED_MUTABLE_TYPE(type)
 
 /* Enumerations with a fixed size, as `typedef CF_ENUM(UInt32, Name) { ... };` or without a name.
  * In C++ CF_ENUM makes a real enumeration, CF_OPTIONS an integer that `|` works on; in C both are
@@ -67,7 +58,6 @@ typedef unsigned long CFHashCode;
 typedef const void* CFTypeRef;
 typedef CFTypeRef CFPropertyListRef;
 typedef const struct __CFAllocator* CFAllocatorRef;
-typedef const struct __CFNull* CFNullRef;
 typedef const struct __CFString* CFStringRef;
 typedef struct __CFString* CFMutableStringRef;
 typedef const struct __CFData* CFDataRef;
@@ -95,31 +85,23 @@ CF_INLINE CFRange CFRangeMake(CFIndex location, CFIndex length) {
   return range;
 }
 
-enum { kCFNotFound = -1 };
-
 typedef CF_ENUM(CFIndex, CFComparisonResult) {
   kCFCompareLessThan = -1,
   kCFCompareEqualTo = 0,
   kCFCompareGreaterThan = 1
 };
 
-typedef CFComparisonResult (*CFComparatorFunction)(const void* first, const void* second,
-                                                   void* context);
+CF_EXPORT const CFAllocatorRef kCFAllocatorDefault; /* NULL */
 
-/* The default allocator is NULL; the others exist to be named. `kCFAllocatorNull` as the
- * deallocator of borrowed bytes leaves them to the caller. */
-CF_EXPORT const CFAllocatorRef kCFAllocatorDefault;
-CF_EXPORT const CFAllocatorRef kCFAllocatorSystemDefault;
-CF_EXPORT const CFAllocatorRef kCFAllocatorMalloc;
-CF_EXPORT const CFAllocatorRef kCFAllocatorNull;
-
-CF_EXPORT const CFNullRef kCFNull;
-CF_EXPORT CFTypeID CFNullGetTypeID(void);
+/// `size` bytes that CFAllocatorDeallocate gives back (as free() does); NULL for a size of 0 or
+/// less, and when there is no memory. `hint` is ignored.
+CF_EXPORT void* CFAllocatorAllocate(CFAllocatorRef, CFIndex size, CFOptionFlags hint);
+CF_EXPORT void CFAllocatorDeallocate(CFAllocatorRef, void* bytes);
 
 /* NULL is a caller's mistake in all of these: sanitizer and debug builds stop there, release
  * builds do nothing and answer NULL or 0. */
 
-/// Adds a reference and returns `object`. Constants (literals, booleans, null) are not counted.
+/// Adds a reference and returns `object`. Constants (literals, booleans) are not counted.
 CF_EXPORT CFTypeRef CFRetain(CFTypeRef object);
 /// Drops a reference; the last one frees the object on the calling thread.
 CF_EXPORT void CFRelease(CFTypeRef object);
@@ -132,8 +114,5 @@ CF_EXPORT CFIndex CFGetRetainCount(CFTypeRef object);
 CF_EXPORT Boolean CFEqual(CFTypeRef first, CFTypeRef second);
 /// Equal objects have equal hashes within one process.
 CF_EXPORT CFHashCode CFHash(CFTypeRef object);
-/// A text for people that describes the object: the text itself of a string, digits of a number.
-CF_EXPORT CFStringRef CFCopyDescription(CFTypeRef object);
-CF_EXPORT CFAllocatorRef CFGetAllocator(CFTypeRef object);
 
 CF_EXTERN_C_END

@@ -28,13 +28,8 @@ typedef CF_ENUM(CFIndex, CFNumberType) {
   kCFNumberDoubleType = 13,
   kCFNumberCFIndexType = 14,
   kCFNumberNSIntegerType = 15,
-  kCFNumberCGFloatType = 16,
-  kCFNumberMaxType = 16
+  kCFNumberCGFloatType = 16
 };
-
-CF_EXPORT const CFNumberRef kCFNumberPositiveInfinity;
-CF_EXPORT const CFNumberRef kCFNumberNegativeInfinity;
-CF_EXPORT const CFNumberRef kCFNumberNaN;
 
 CF_EXPORT CFTypeID CFNumberGetTypeID(void);
 /// NULL for a type that is not in the list or a NULL value.
@@ -44,8 +39,6 @@ CF_EXPORT CFNumberRef CFNumberCreate(CFAllocatorRef, CFNumberType, const void* v
 CF_EXPORT Boolean CFNumberGetValue(CFNumberRef, CFNumberType, void* value);
 /// How the number is kept: SInt64, Float32 or Float64, or the smaller integer it was made with.
 CF_EXPORT CFNumberType CFNumberGetType(CFNumberRef);
-CF_EXPORT CFIndex CFNumberGetByteSize(CFNumberRef);
 CF_EXPORT Boolean CFNumberIsFloatType(CFNumberRef);
-CF_EXPORT CFComparisonResult CFNumberCompare(CFNumberRef, CFNumberRef, void* context);
 
 CF_EXTERN_C_END
