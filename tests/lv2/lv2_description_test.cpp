@@ -196,7 +196,7 @@ TEST_F(OwnBundle, PresetsAmongThePluginsOwnDataAreRead) {
 }
 
 TEST_F(OwnBundle, ADefaultStateComesWithAbsolutePaths) {
-  const auto folder = installed_ / "a.lv2";
+  const std::filesystem::path folder = installed_ / "a.lv2";
   tests::write_bundle(
       folder, "urn:vesk:a",
       "doap:name \"a\" ; state:state [ <urn:key:file> <beside.wav> ] ; " + tests::through_ports());
