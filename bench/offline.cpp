@@ -1,4 +1,5 @@
 #include <unistd.h>
+
 #include <cstdio>
 #include <filesystem>
 #include <memory>

@@ -1,6 +1,5 @@
-#include <vesk/component_provider.h>
-
 #include <AudioToolbox/AudioUnitProperties.h>
+#include <vesk/component_provider.h>
 
 #include <exception>
 #include <mutex>

@@ -3,6 +3,7 @@
 #include <fcntl.h>
 #include <unistd.h>
 #include <xlocale.h>
+
 #include <csignal>
 #include <initializer_list>
 

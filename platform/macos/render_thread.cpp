@@ -1,6 +1,7 @@
 #include "platform/render_thread.hpp"
 
 #include <unistd.h>
+
 #include <cfenv>
 #include <cstdint>
 

@@ -46,11 +46,12 @@ static OSStatus unit_initialize(void* self) {
       unit->input_format.mChannelsPerFrame != unit->output_format.mChannelsPerFrame) {
     return kAudioUnitErr_FormatNotSupported;
   }
+  const OSStatus status = unit->kind->initialize ? unit->kind->initialize(unit) : noErr;
+  if (status != noErr) return status;
   for (UInt32 i = 0; i < 2 * kMaxChannels; ++i)
     unit->buffers[i] = calloc(unit->max_frames ? unit->max_frames : 1, sizeof(float));
-  const OSStatus status = unit->kind->initialize ? unit->kind->initialize(unit) : noErr;
-  unit->initialized = status == noErr;
-  return status;
+  unit->initialized = true;
+  return noErr;
 }
 
 static OSStatus unit_reset(void* self, AudioUnitScope scope, AudioUnitElement element) {

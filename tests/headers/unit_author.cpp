@@ -17,10 +17,10 @@
 #include <os/log.h>
 #include <syslog.h>
 
-#include "tests/headers/unit_author.hpp"
-
 #include <cstdint>
 #include <iterator>
+
+#include "tests/headers/unit_author.hpp"
 
 #if TARGET_OS_MAC != TARGET_OS_OSX || TARGET_OS_IPHONE || TARGET_OS_WIN32
 #error "unit libraries build with both of MAC and OSX or with neither"

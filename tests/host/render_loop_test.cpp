@@ -229,6 +229,7 @@ TEST_F(RenderLoop, TakesAnEarlyRequestAsItsStartingPoint) {
 TEST_F(RenderLoop, AnswersThePeriodThatItRenderedAndNoOtherOnceToldToQuit) {
   load(UnitScript::instrument, 64);
   std::vector<std::uint32_t> answered;
+  answered.reserve(8);  // the render thread fills it
   script_.render = [&](UInt32, AudioBufferList*) {
     answered.push_back(load_acquire(block_->render_done));
     if (answered.size() == 2) store_release(block_->quit, 1);

@@ -1,7 +1,5 @@
 // What a unit lends to its plugin's interface, with no display and no interface.
 
-#include "components/lv2/unit/editor_link.hpp"
-
 #include <AudioToolbox/AudioToolbox.h>
 #include <CoreFoundation/CoreFoundation.h>
 #include <gtest/gtest.h>
@@ -12,6 +10,7 @@
 #include <vector>
 
 #include "components/lv2/catalogue/component_code.hpp"
+#include "components/lv2/unit/editor_link.hpp"
 
 using namespace vesk::lv2;
 using namespace std::chrono_literals;

@@ -1,11 +1,10 @@
 // The X window that plugins' interfaces live in, on a server of its own.
 
-#include "components/lv2/editor/plugin_area.hpp"
-
 #include <gtest/gtest.h>
 
 #include <memory>
 
+#include "components/lv2/editor/plugin_area.hpp"
 #include "components/lv2/editor/x_errors.hpp"
 #include "tests/support/display.hpp"
 

@@ -1,12 +1,12 @@
 // Units around LV2 plugins, through the public Audio Unit calls: sound and events.
 
+#include "tests/lv2/lv2_unit.hpp"
+
 #include <CoreFoundation/CoreFoundation.h>
 #include <dlfcn.h>
 
 #include <algorithm>
 #include <cmath>
-
-#include "tests/lv2/lv2_unit.hpp"
 
 using namespace vesk::tests;
 

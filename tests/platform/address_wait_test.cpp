@@ -1,17 +1,17 @@
+#include <gtest/gtest.h>
 #include <mach/mach_time.h>
 #include <os/os_sync_wait_on_address.h>
-
-#include "platform/realtime.hpp"
-#include "tests/support/child_process.hpp"
-
-#include <gtest/gtest.h>
 #include <pthread.h>
 #include <sys/mman.h>
 #include <unistd.h>
+
 #include <atomic>
 #include <cerrno>
 #include <csignal>
 #include <thread>
+
+#include "platform/realtime.hpp"
+#include "tests/support/child_process.hpp"
 
 namespace {
 

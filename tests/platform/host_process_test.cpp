@@ -1,24 +1,24 @@
 #include "platform/host_process.hpp"
 
-#include "platform/parent_watch.hpp"
-#include "platform/plugin_call.hpp"
-#include "platform/render_thread.hpp"
-#include "tests/support/child_process.hpp"
-#include "tests/support/comma_locale.hpp"
-
-#include <vesk/workgroup_record.h>
-
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sched.h>
 #include <sys/mman.h>
 #include <sys/prctl.h>
+#include <vesk/workgroup_record.h>
+
 #include <algorithm>
 #include <atomic>
 #include <cerrno>
 #include <cstdlib>
 #include <string>
 #include <thread>
+
+#include "platform/parent_watch.hpp"
+#include "platform/plugin_call.hpp"
+#include "platform/render_thread.hpp"
+#include "tests/support/child_process.hpp"
+#include "tests/support/comma_locale.hpp"
 
 namespace {
 

@@ -1,5 +1,3 @@
-#include "tests/support/property_list_bytes.hpp"
-
 #include <CoreFoundation/CoreFoundation.h>
 #include <gtest/gtest.h>
 
@@ -7,6 +5,8 @@
 #include <random>
 #include <string>
 #include <vector>
+
+#include "tests/support/property_list_bytes.hpp"
 
 namespace {
 

@@ -1,7 +1,3 @@
-#include "tests/support/cf_text.hpp"
-#include "tests/support/comma_locale.hpp"
-#include "tests/support/property_list_bytes.hpp"
-
 #include <CoreFoundation/CoreFoundation.h>
 #include <gtest/gtest.h>
 
@@ -11,6 +7,10 @@
 #include <random>
 #include <string>
 #include <vector>
+
+#include "tests/support/cf_text.hpp"
+#include "tests/support/comma_locale.hpp"
+#include "tests/support/property_list_bytes.hpp"
 
 namespace {
 

@@ -1,3 +1,5 @@
+#include "platform/linux/dispatch/run_loop.hpp"
+
 #include <CoreFoundation/CoreFoundation.h>
 #include <dispatch/dispatch.h>
 #include <gtest/gtest.h>
@@ -12,8 +14,6 @@
 #include <stdexcept>
 #include <thread>
 #include <vector>
-
-#include "platform/linux/dispatch/run_loop.hpp"
 
 namespace {
 std::atomic<int> allocations{0};

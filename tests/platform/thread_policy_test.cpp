@@ -1,19 +1,19 @@
+#include <fcntl.h>
+#include <gtest/gtest.h>
 #include <mach/mach.h>
 #include <mach/mach_time.h>
+#include <pthread.h>
+#include <sched.h>
+#include <sys/mman.h>
+#include <sys/resource.h>
 #include <vesk/workgroup_record.h>
+
+#include <thread>
 
 #include "platform/host_process.hpp"
 #include "platform/linux/mach/realtime_priority.hpp"
 #include "tests/support/child_process.hpp"
 #include "tests/support/realtime_kit_service.hpp"
-
-#include <fcntl.h>
-#include <gtest/gtest.h>
-#include <pthread.h>
-#include <sched.h>
-#include <sys/mman.h>
-#include <sys/resource.h>
-#include <thread>
 
 namespace {
 

@@ -1,21 +1,21 @@
-#include <mach/mach.h>
-#include <os/workgroup.h>
-#include <vesk/workgroup_record.h>
-
-#include "platform/linux/mach/port_names.hpp"
-#include "tests/support/child_process.hpp"
-
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <mach/mach.h>
+#include <os/workgroup.h>
 #include <pthread.h>
 #include <sched.h>
 #include <sys/mman.h>
 #include <unistd.h>
+#include <vesk/workgroup_record.h>
+
 #include <atomic>
 #include <cerrno>
 #include <cstring>
 #include <thread>
 #include <vector>
+
+#include "platform/linux/mach/port_names.hpp"
+#include "tests/support/child_process.hpp"
 
 namespace {
 
@@ -77,13 +77,13 @@ class Record {
     uint64_t words[VESK_WORKGROUP_CPU_WORDS];
     std::memcpy(words, &cpus, sizeof words);
     for (int i = 0; i < VESK_WORKGROUP_CPU_WORDS; ++i)
-      __atomic_store_n(&contents_->cpus[i], words[i], __ATOMIC_SEQ_CST);
+      std::atomic_ref(contents_->cpus[i]).store(words[i]);
   }
 
   std::vector<pid_t> member_threads() const {
     std::vector<pid_t> threads;
     for (uint64_t& slot : contents_->members)
-      if (const uint64_t member = __atomic_load_n(&slot, __ATOMIC_SEQ_CST); member != 0)
+      if (const uint64_t member = std::atomic_ref(slot).load(); member != 0)
         threads.push_back(static_cast<pid_t>(static_cast<uint32_t>(member)));
     return threads;
   }

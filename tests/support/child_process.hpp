@@ -3,6 +3,7 @@
 #include <poll.h>
 #include <sys/wait.h>
 #include <unistd.h>
+
 #include <chrono>
 #include <csignal>
 #include <cstdlib>

@@ -1,12 +1,13 @@
 // Songs as files: into timed events, and dealt out to periods.
 
+#include "tools/midi/midi_file.hpp"
+
 #include <gtest/gtest.h>
 
 #include <cmath>
 #include <random>
 
 #include "tests/support/scratch_folder.hpp"
-#include "tools/midi/midi_file.hpp"
 #include "tools/midi/period_events.hpp"
 
 namespace vesk::tools {

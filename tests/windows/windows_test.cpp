@@ -1,12 +1,12 @@
 // The window manager on an X server of its own, with the editors of the test unit.
 
-#include "tests/support/windows_fixture.hpp"
-
 #include <dispatch/dispatch.h>
-#include "platform/linux/window_proxy/window_module.hpp"
 
 #include <algorithm>
 #include <fstream>
+
+#include "platform/linux/window_proxy/window_module.hpp"
+#include "tests/support/windows_fixture.hpp"
 
 using namespace vesk::tests;
 

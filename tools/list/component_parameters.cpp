@@ -7,6 +7,8 @@
 #include <future>
 #include <memory>
 
+#include "platform/cf_text.hpp"
+
 namespace vesk::tools {
 namespace {
 
@@ -45,12 +47,6 @@ Opened open(AudioComponent component) {
   return opened.get();
 }
 
-std::string text_of(CFStringRef string) {
-  char buffer[1024];
-  return string && CFStringGetCString(string, buffer, sizeof buffer, kCFStringEncodingUTF8) ? buffer
-                                                                                            : "";
-}
-
 std::vector<std::string> read_value_names(AudioUnit unit, AudioUnitParameterID id) {
   CFArrayRef strings = nullptr;
   UInt32 size = sizeof(CFArrayRef);
@@ -63,7 +59,8 @@ std::vector<std::string> read_value_names(AudioUnit unit, AudioUnitParameterID i
   std::vector<std::string> names;
   names.reserve(static_cast<std::size_t>(count));
   for (CFIndex i = 0; i < count; ++i)
-    names.push_back(text_of(static_cast<CFStringRef>(CFArrayGetValueAtIndex(strings, i))));
+    names.push_back(
+        platform::text_of(static_cast<CFStringRef>(CFArrayGetValueAtIndex(strings, i))));
   CFRelease(strings);
   return names;
 }
@@ -73,14 +70,14 @@ ParameterDescription describe(AudioUnit unit, AudioUnitParameterID id,
   ParameterDescription parameter;
   parameter.id = id;
   const bool has_long_name = (info.flags & kAudioUnitParameterFlag_HasCFNameString) != 0;
-  parameter.name = has_long_name ? text_of(info.cfNameString)
+  parameter.name = has_long_name ? platform::text_of(info.cfNameString)
                                  : std::string(info.name, strnlen(info.name, sizeof info.name));
   parameter.minimum = info.minValue;
   parameter.maximum = info.maxValue;
   parameter.default_value = info.defaultValue;
   parameter.is_writable = (info.flags & kAudioUnitParameterFlag_IsWritable) != 0;
   const bool has_own_unit = info.unit == kAudioUnitParameterUnit_CustomUnit;
-  parameter.unit = has_own_unit ? text_of(info.unitName) : unit_text(info.unit);
+  parameter.unit = has_own_unit ? platform::text_of(info.unitName) : unit_text(info.unit);
   parameter.value_names = read_value_names(unit, id);
   if (info.flags & kAudioUnitParameterFlag_CFNameRelease) {
     if (has_long_name && info.cfNameString) CFRelease(info.cfNameString);

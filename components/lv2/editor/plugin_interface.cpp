@@ -7,10 +7,9 @@
 #include <bit>
 #include <cmath>
 #include <cstring>
+#include <vector>
 
 #include "components/lv2/editor/x_errors.hpp"
-
-#include <vector>
 
 namespace vesk::lv2 {
 namespace {

@@ -1,10 +1,10 @@
 // One period of an instance.
 
+#include <lv2/time/time.h>
+
 #include <cmath>
 #include <cstring>
 #include <string_view>
-
-#include <lv2/time/time.h>
 
 #include "components/lv2/instance/instance.hpp"
 #include "components/lv2/instance/urid_map.hpp"

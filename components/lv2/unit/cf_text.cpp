@@ -14,17 +14,6 @@ CFStringRef copy_cf_string(std::string_view text) {
   return string;
 }
 
-std::string text_of(CFStringRef string) {
-  if (string == nullptr) return {};
-  const CFRange all = CFRangeMake(0, CFStringGetLength(string));
-  CFIndex bytes = 0;
-  CFStringGetBytes(string, all, kCFStringEncodingUTF8, '?', false, nullptr, 0, &bytes);
-  std::string text(static_cast<std::size_t>(bytes), '\0');
-  CFStringGetBytes(string, all, kCFStringEncodingUTF8, '?', false,
-                   reinterpret_cast<UInt8*>(text.data()), bytes, &bytes);
-  return text;
-}
-
 std::string cut_utf8(std::string_view text, std::size_t bytes) {
   if (text.size() <= bytes) return std::string(text);
   std::size_t end = bytes;

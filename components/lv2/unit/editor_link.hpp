@@ -4,7 +4,6 @@
 // a bundle of its own, opened with the first editor, so everything goes through virtual calls.
 
 #include <AudioToolbox/AudioUnitProperties.h>
-
 #include <lv2/atom/atom.h>
 #include <lv2/core/lv2.h>
 

@@ -1,5 +1,7 @@
 // What the toolkit's other classes lack, and what they must not do inside a host.
 
+#include "platform/linux/app_kit/class_additions.hpp"
+
 #import <AppKit/AppKit.h>
 #import <CoreAudioKit/AUViewController.h>
 #include <objc/runtime.h>
@@ -8,8 +10,6 @@
 #include <initializer_list>
 #include <map>
 #include <mutex>
-
-#include "platform/linux/app_kit/class_additions.hpp"
 
 @interface NSViewController (VeskDealloc)
 - (void)vesk_deallocWithSize;

@@ -1,7 +1,8 @@
+#include "platform/linux/core_foundation/bundle_info.hpp"
+
 #include <optional>
 
 #include "platform/linux/audio_toolbox/component_bundles.hpp"
-#include "platform/linux/core_foundation/bundle_info.hpp"
 #include "platform/linux/core_foundation/object.hpp"
 #include "platform/linux/core_foundation/text_of.hpp"
 

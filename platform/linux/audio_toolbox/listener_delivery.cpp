@@ -1,9 +1,9 @@
-#include "platform/linux/audio_toolbox/parameter_listeners.hpp"
-
 #include <mach/mach_time.h>
 
 #include <algorithm>
 #include <utility>
+
+#include "platform/linux/audio_toolbox/parameter_listeners.hpp"
 
 namespace vesk::platform {
 

@@ -2,9 +2,9 @@
 
 /// What a bundle says about itself.
 
-#include <string>
-
 #include <CoreFoundation/CoreFoundation.h>
+
+#include <string>
 
 namespace vesk::platform {
 

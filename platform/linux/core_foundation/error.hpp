@@ -2,9 +2,9 @@
 
 /// Errors with one English sentence.
 
-#include <string_view>
-
 #include <CoreFoundation/CFError.h>
+
+#include <string_view>
 
 namespace vesk::platform::cf {
 

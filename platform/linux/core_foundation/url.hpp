@@ -2,11 +2,11 @@
 
 /// URLs of files.
 
+#include <CoreFoundation/CFURL.h>
+
 #include <optional>
 #include <string>
 #include <string_view>
-
-#include <CoreFoundation/CFURL.h>
 
 namespace vesk::platform::cf {
 

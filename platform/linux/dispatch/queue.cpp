@@ -4,9 +4,8 @@
 // the first when they are due, under one lock. The main run loop drains it: a snapshot a pass,
 // never from inside a task.
 
-#include <dispatch/dispatch.h>
-
 #include <Block.h>
+#include <dispatch/dispatch.h>
 
 #include <algorithm>
 #include <atomic>
@@ -209,17 +208,18 @@ void dispatch_sync(dispatch_queue_t queue, dispatch_block_t block) {
 }
 
 void dispatch_once(dispatch_once_t* once, dispatch_block_t block) {
+  const std::atomic_ref word(*once);
   // Acquire pairs with the release below: what the block did is visible to whoever sees it done.
-  if (__atomic_load_n(once, __ATOMIC_ACQUIRE) == finished) return;
+  if (word.load(std::memory_order_acquire) == finished) return;
   {
     std::unique_lock lock(once_mutex);
     if (!once_done) once_done = new std::condition_variable;
-    once_done->wait(lock, [once] { return __atomic_load_n(once, __ATOMIC_RELAXED) != running; });
-    if (__atomic_load_n(once, __ATOMIC_RELAXED) == finished) return;
-    __atomic_store_n(once, running, __ATOMIC_RELAXED);
+    once_done->wait(lock, [word] { return word.load(std::memory_order_relaxed) != running; });
+    if (word.load(std::memory_order_relaxed) == finished) return;
+    word.store(running, std::memory_order_relaxed);
   }
   block();
   std::lock_guard lock(once_mutex);
-  __atomic_store_n(once, finished, __ATOMIC_RELEASE);
+  word.store(finished, std::memory_order_release);
   once_done->notify_all();
 }

@@ -1,12 +1,12 @@
+#include <fcntl.h>
 #include <mach/mach.h>
+#include <sys/mman.h>
+#include <unistd.h>
+
+#include <cstddef>
 
 #include "platform/linux/mach/port_names.hpp"
 #include "platform/linux/workgroup/record.hpp"
-
-#include <fcntl.h>
-#include <sys/mman.h>
-#include <unistd.h>
-#include <cstddef>
 
 mach_port_t mach_task_self_ = vesk::platform::task_name;
 

@@ -4,6 +4,7 @@
 #include <dlfcn.h>
 #include <mach/mach_time.h>
 #include <unistd.h>
+
 #include <algorithm>
 #include <cstdlib>
 #include <new>

@@ -1,13 +1,14 @@
 #include "platform/linux/mach/realtime_threads.hpp"
 
-#include "platform/linux/process/report.hpp"
-
 #include <sched.h>
 #include <unistd.h>
+
 #include <atomic>
 #include <cerrno>
 #include <csignal>
 #include <mutex>
+
+#include "platform/linux/process/report.hpp"
 
 #if __has_feature(realtime_sanitizer)
 #include <sanitizer/rtsan_interface.h>

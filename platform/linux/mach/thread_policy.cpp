@@ -1,16 +1,16 @@
 #include <mach/mach.h>
+#include <sched.h>
+#include <sys/resource.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
 
 #include "platform/linux/mach/port_names.hpp"
 #include "platform/linux/mach/realtime_kit.hpp"
 #include "platform/linux/mach/realtime_priority.hpp"
 #include "platform/linux/mach/realtime_threads.hpp"
 #include "platform/linux/workgroup/record.hpp"
-
-#include <sched.h>
-#include <sys/resource.h>
-#include <algorithm>
-#include <cerrno>
-#include <cstring>
 
 namespace {
 

@@ -1,7 +1,7 @@
 #include <mach/mach.h>
-
 #include <pthread.h>
 #include <unistd.h>
+
 #include <ctime>
 
 mach_port_t mach_thread_self(void) {

@@ -1,13 +1,14 @@
 #include "platform/linux/process/crash_report.hpp"
 
-#include "platform/linux/process/current_call.hpp"
-#include "platform/linux/process/report.hpp"
-
 #include <unistd.h>
+
 #include <atomic>
 #include <csignal>
 #include <cstdlib>
 #include <exception>
+
+#include "platform/linux/process/current_call.hpp"
+#include "platform/linux/process/report.hpp"
 
 namespace vesk::platform {
 

@@ -1,17 +1,18 @@
 #include "platform/host_process.hpp"
 
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <clocale>
+#include <csignal>
+#include <initializer_list>
+
 #include "platform/linux/process/characters.hpp"
 #include "platform/linux/process/crash_report.hpp"
 #include "platform/linux/process/parent.hpp"
 #include "platform/linux/process/report.hpp"
 #include "platform/linux/process/signal_stack.hpp"
 #include "platform/linux/workgroup/record.hpp"
-
-#include <fcntl.h>
-#include <unistd.h>
-#include <clocale>
-#include <csignal>
-#include <initializer_list>
 
 namespace vesk::platform {
 

@@ -1,16 +1,17 @@
 #include "platform/parent_watch.hpp"
 
-#include "platform/linux/process/parent.hpp"
-#include "platform/linux/workgroup/record.hpp"
-
 #include <poll.h>
 #include <pthread.h>
 #include <sys/syscall.h>
 #include <unistd.h>
+
 #include <atomic>
 #include <cerrno>
 #include <csignal>
 #include <ctime>
+
+#include "platform/linux/process/parent.hpp"
+#include "platform/linux/workgroup/record.hpp"
 
 namespace vesk::platform {
 

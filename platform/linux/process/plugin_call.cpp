@@ -1,8 +1,8 @@
 #include "platform/plugin_call.hpp"
 
-#include "platform/linux/process/current_call.hpp"
-
 #include <exception>
+
+#include "platform/linux/process/current_call.hpp"
 
 namespace vesk::platform {
 

@@ -1,12 +1,13 @@
 #include "platform/render_thread.hpp"
 
-#include "platform/linux/process/signal_stack.hpp"
-
 #include <pthread.h>
 #include <sys/mman.h>
 #include <unistd.h>
+
 #include <algorithm>
 #include <cstdint>
+
+#include "platform/linux/process/signal_stack.hpp"
 
 #if defined(__SSE2__)
 #include <immintrin.h>

@@ -2,6 +2,7 @@
 
 #include <sys/uio.h>
 #include <unistd.h>
+
 #include <atomic>
 #include <cerrno>
 #include <cstring>

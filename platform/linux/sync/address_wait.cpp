@@ -1,8 +1,8 @@
-#include <os/os_sync_wait_on_address.h>
-
 #include <linux/futex.h>
+#include <os/os_sync_wait_on_address.h>
 #include <sys/syscall.h>
 #include <unistd.h>
+
 #include <cerrno>
 #include <climits>
 #include <cstdint>

@@ -1,8 +1,8 @@
 #pragma once
 
 #include <os/workgroup.h>
-
 #include <sched.h>
+
 #include <cstdint>
 
 namespace vesk::platform {

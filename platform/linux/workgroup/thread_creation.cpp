@@ -5,16 +5,17 @@
 // `pthread_create` of its own, which the dynamic linker puts before the C library's for every
 // plugin and library; it differs from it only for members.
 
-#include "platform/linux/workgroup/membership.hpp"
-
 #include <dlfcn.h>
 #include <pthread.h>
 #include <sched.h>
+
 #include <atomic>
 #include <cerrno>
 #include <cstring>
 #include <memory>
 #include <new>
+
+#include "platform/linux/workgroup/membership.hpp"
 
 using CreateThread = int (*)(pthread_t*, const pthread_attr_t*, void* (*)(void*), void*);
 

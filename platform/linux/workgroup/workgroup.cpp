@@ -1,19 +1,19 @@
+#include <fcntl.h>
 #include <mach/kern_return.h>
 #include <os/workgroup.h>
-
-#include "platform/linux/mach/port_names.hpp"
-#include "platform/linux/workgroup/membership.hpp"
-#include "platform/linux/workgroup/record.hpp"
-
-#include <fcntl.h>
 #include <pthread.h>
 #include <sys/mman.h>
 #include <unistd.h>
+
 #include <atomic>
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
 #include <new>
+
+#include "platform/linux/mach/port_names.hpp"
+#include "platform/linux/workgroup/membership.hpp"
+#include "platform/linux/workgroup/record.hpp"
 
 struct os_workgroup_s {
   std::atomic<uint32_t> references = 1;

@@ -3,11 +3,10 @@
 #import <AppKit/AppKit.h>
 #import <AudioToolbox/AUCocoaUIView.h>
 #include <AudioToolbox/AudioToolbox.h>
-#import <CoreAudioKit/AUViewController.h>
-#include <dispatch/dispatch.h>
-
 #include <Block.h>
+#import <CoreAudioKit/AUViewController.h>
 #include <X11/Xlib.h>
+#include <dispatch/dispatch.h>
 #include <signal.h>
 #include <sys/socket.h>
 #include <unistd.h>

@@ -1,6 +1,6 @@
-#import "platform/linux/app_kit/bridge/classes.h"
-
 #include <vector>
+
+#import "platform/linux/app_kit/bridge/classes.h"
 
 namespace {
 

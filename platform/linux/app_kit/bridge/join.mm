@@ -1,11 +1,11 @@
-#import "platform/linux/app_kit/bridge/bridge.hpp"
-#import "platform/linux/app_kit/bridge/classes.h"
-
 #include <objc/runtime.h>
 
 #include <algorithm>
 #include <cstdlib>
 #include <iterator>
+
+#import "platform/linux/app_kit/bridge/bridge.hpp"
+#import "platform/linux/app_kit/bridge/classes.h"
 
 namespace vesk::platform {
 namespace {
