@@ -287,8 +287,9 @@ class BinaryReader {
 
 }  // namespace
 
-CFPropertyListRef read_binary_list(std::string_view bytes, CFOptionFlags options,
-                                   PropertyListError& error) {
+CFPropertyListRef create_from_binary(std::string_view bytes, CFOptionFlags options,
+                                     PropertyListError& error) {
+  // A new list has a reference. NOLINTNEXTLINE(clang-analyzer-osx.cocoa.RetainCount)
   return BinaryReader(bytes, options, error).read();
 }
 

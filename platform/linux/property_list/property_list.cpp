@@ -31,7 +31,8 @@ std::optional<std::string> check(CFTypeRef object, int nesting) {
   switch (list_kind(object)) {
     case ListKind::none:
       if (!object) return "there is no object";
-      return "it holds " + take_text(copy_description(object)) + ", which no property list can";
+      return "it holds " + text_of(Owner<CFStringRef>(copy_description(object)).get()) +
+             ", which no property list can";
     case ListKind::string:
       return check_string(static_cast<CFStringRef>(object));
     case ListKind::date:
@@ -66,8 +67,9 @@ std::optional<std::string> check(CFTypeRef object, int nesting) {
   }
 }
 
-void report(CFErrorRef* out, const PropertyListError& error) {
+std::nullptr_t fail(CFErrorRef* out, const PropertyListError& error) {
   if (out) *out = make_error(error.code, error.message);
+  return nullptr;
 }
 
 }  // namespace
@@ -158,12 +160,9 @@ CFPropertyListRef CFPropertyListCreateWithData(CFAllocatorRef, CFDataRef data,
                                static_cast<std::size_t>(CFDataGetLength(data)));
   PropertyListError fault;
   const bool is_binary = bytes.starts_with("bplist");
-  const CFPropertyListRef list =
-      is_binary ? read_binary_list(bytes, options, fault) : read_xml_list(bytes, options, fault);
-  if (!list) {
-    report(error, fault);
-    return nullptr;
-  }
+  const CFPropertyListRef list = is_binary ? create_from_binary(bytes, options, fault)
+                                           : create_from_xml(bytes, options, fault);
+  if (!list) return fail(error, fault);
   if (format)
     *format = is_binary ? kCFPropertyListBinaryFormat_v1_0 : kCFPropertyListXMLFormat_v1_0;
   return list;
@@ -178,6 +177,5 @@ CFDataRef CFPropertyListCreateData(CFAllocatorRef, CFPropertyListRef list,
     fault.message = "this property list cannot be written: " + *what;
   else
     return make_data(write_xml_list(list));
-  report(error, fault);
-  return nullptr;
+  return fail(error, fault);
 }

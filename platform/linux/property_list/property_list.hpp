@@ -55,10 +55,10 @@ void release_all(std::vector<CFTypeRef>& objects);
 std::vector<std::pair<CFStringRef, CFTypeRef>> sorted_entries(CFDictionaryRef dictionary);
 
 /// A list (+1) or null with `error`.
-CFPropertyListRef read_xml_list(std::string_view bytes, CFOptionFlags options,
-                                PropertyListError& error);
-CFPropertyListRef read_binary_list(std::string_view bytes, CFOptionFlags options,
-                                   PropertyListError& error);
+CFPropertyListRef create_from_xml(std::string_view bytes, CFOptionFlags options,
+                                  PropertyListError& error);
+CFPropertyListRef create_from_binary(std::string_view bytes, CFOptionFlags options,
+                                     PropertyListError& error);
 
 /// The bytes of a list that `check_list` has found fit.
 std::string write_xml_list(CFPropertyListRef list);

@@ -284,8 +284,8 @@ class XmlReader {
 
 }  // namespace
 
-CFPropertyListRef read_xml_list(std::string_view bytes, CFOptionFlags options,
-                                PropertyListError& error) {
+CFPropertyListRef create_from_xml(std::string_view bytes, CFOptionFlags options,
+                                  PropertyListError& error) {
   // Editors leave a mark or blanks in front, which XML itself forbids before its declaration.
   if (bytes.starts_with("\xef\xbb\xbf")) bytes.remove_prefix(3);
   const bool is_utf16 = bytes.starts_with("\xff\xfe") || bytes.starts_with("\xfe\xff");
