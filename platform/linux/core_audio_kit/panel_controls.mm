@@ -1,0 +1,555 @@
+#import "platform/linux/core_audio_kit/panel_controls.h"
+
+#include <algorithm>
+#include <cmath>
+
+using namespace vesk::platform;
+
+namespace vesk::platform {
+namespace {
+
+constexpr double knob_radius = 6;
+/// How much slower a knob moves under Shift.
+constexpr double fine_factor = 0.1;
+constexpr double scroller_width = 12;
+constexpr double shortest_thumb = 28;
+constexpr double item_height = 22;
+constexpr double menu_edge = 4;
+/// A press that moves this far before its release is one gesture: open, move, choose.
+constexpr double menu_drag_distance = 6;
+
+/// `string`, or as much of its head as fits into `width` with an ellipsis behind it.
+NSString* fitted(NSString* string, NSDictionary* attributes, double width) {
+  if ([string sizeWithAttributes:attributes].width <= width) return string;
+  for (NSUInteger length = [string length]; length > 1; --length) {
+    NSString* head = [string substringToIndex:length - 1];
+    NSString* candidate = [head stringByAppendingString:@"\u2026"];
+    if ([candidate sizeWithAttributes:attributes].width <= width) return candidate;
+  }
+  return @"";
+}
+
+bool has_focus(NSView* view) { return [[view window] firstResponder] == view; }
+
+/// Shows that `view` has got the focus or lost it. What has it is in sight, its row whole.
+void show_focus(NSView* view, bool gained) {
+  [view setNeedsDisplay:YES];
+  if (gained) [[view superview] scrollRectToVisible:[[view superview] bounds]];
+}
+
+unichar key_of(NSEvent* event) {
+  NSString* characters = [event characters];
+  return [characters length] > 0 ? [characters characterAtIndex:0] : 0;
+}
+
+bool is_fine(NSEvent* event) { return ([event modifierFlags] & NSShiftKeyMask) != 0; }
+
+}  // namespace
+
+NSColor* gray(double white) { return [NSColor colorWithCalibratedWhite:white alpha:1]; }
+
+NSColor* accent() { return [NSColor colorWithCalibratedRed:0.35 green:0.66 blue:0.93 alpha:1]; }
+
+NSString* ns_text(const std::string& text) {
+  NSString* string = [NSString stringWithUTF8String:text.c_str()];
+  return string ? string : @"";
+}
+
+void fill_rounded(NSRect rect, double radius, NSColor* color) {
+  [color setFill];
+  [[NSBezierPath bezierPathWithRoundedRect:rect xRadius:radius yRadius:radius] fill];
+}
+
+void draw_line(NSRect area, NSString* text, NSFont* font, NSColor* color, bool at_right) {
+  NSDictionary* attributes =
+      [NSDictionary dictionaryWithObjectsAndKeys:font, NSFontAttributeName, color,
+                                                 NSForegroundColorAttributeName, nil];
+  NSString* string = fitted(text, attributes, NSWidth(area));
+  if ([string length] == 0) return;
+  const NSSize size = [string sizeWithAttributes:attributes];
+  const double x = at_right ? NSMaxX(area) - size.width : NSMinX(area);
+  const double y = NSMidY(area) - size.height / 2;
+  [string drawAtPoint:NSMakePoint(std::round(x), std::round(y)) withAttributes:attributes];
+}
+
+void draw_groove(NSRect area, double position, double thickness, NSColor* lit) {
+  NSRect part = NSMakeRect(NSMinX(area) + knob_radius, NSMidY(area) - thickness / 2,
+                           NSWidth(area) - 2 * knob_radius, thickness);
+  fill_rounded(part, thickness / 2, gray(0.29));
+  part.size.width *= position;
+  if (part.size.width >= thickness) fill_rounded(part, thickness / 2, lit);
+}
+
+}  // namespace vesk::platform
+
+@interface VeskSliderCell : NSSliderCell
+@end
+
+@implementation VeskSliderCell
+
+- (void)drawWithFrame:(NSRect)frame inView:(NSView*)view {
+  draw_groove(frame, [self doubleValue], 4, accent());
+  const double travel = NSWidth(frame) - 2 * knob_radius;
+  const NSRect knob = NSMakeRect(NSMinX(frame) + travel * [self doubleValue],
+                                 NSMidY(frame) - knob_radius, 2 * knob_radius, 2 * knob_radius);
+  fill_rounded(NSInsetRect(knob, -2, -2), knob_radius + 2,
+               has_focus(view) ? accent() : gray(0.145));
+  fill_rounded(knob, knob_radius, has_focus(view) ? gray(1) : gray(0.86));
+}
+
+@end
+
+@implementation VeskSlider
+
++ (Class)cellClass {
+  return [VeskSliderCell class];
+}
+
+- (void)setPlace:(double)place {
+  _place = place;
+  [self setDoubleValue:std::clamp(place, 0.0, 1.0)];
+  [self sendAction:[self action] to:[self target]];
+}
+
+- (void)mouseDown:(NSEvent*)event {
+  [[self window] makeFirstResponder:self];
+  if ([event clickCount] == 2) return [[self target] resetValue];
+  const double travel = NSWidth([self bounds]) - 2 * knob_radius;
+  _pointer = [self convertPoint:[event locationInWindow] fromView:nil].x;
+  _place = [self doubleValue];
+  [[self target] beginGesture];
+  // On the knob it is taken where it was grasped; beside it, it comes to the pointer.
+  const bool grasped = std::fabs(knob_radius + _place * travel - _pointer) <= knob_radius + 2;
+  if (!grasped && !is_fine(event)) [self setPlace:(_pointer - knob_radius) / travel];
+}
+
+- (void)mouseDragged:(NSEvent*)event {
+  const double pointer = [self convertPoint:[event locationInWindow] fromView:nil].x;
+  const double way = (pointer - _pointer) / (NSWidth([self bounds]) - 2 * knob_radius);
+  _pointer = pointer;
+  [self setPlace:_place + way * (is_fine(event) ? fine_factor : 1)];
+}
+
+- (void)mouseUp:(NSEvent*)event {
+  [[self target] endGesture];
+}
+
+- (void)moveTo:(double)place {
+  [[self target] beginGesture];
+  [self setPlace:place];
+  [[self target] endGesture];
+}
+
+- (void)keyDown:(NSEvent*)event {
+  const double step = [[self target] stepFor:is_fine(event)];
+  switch (key_of(event)) {
+    case NSLeftArrowFunctionKey:
+    case NSDownArrowFunctionKey:
+      return [self moveTo:[self doubleValue] - step];
+    case NSRightArrowFunctionKey:
+    case NSUpArrowFunctionKey:
+      return [self moveTo:[self doubleValue] + step];
+    case NSHomeFunctionKey:
+      return [self moveTo:0];
+    case NSEndFunctionKey:
+      return [self moveTo:1];
+    default:
+      [[self nextResponder] keyDown:event];
+  }
+}
+
+/// The wheel scrolls the list, over a slider too: nobody should change a value by looking for
+/// another. The slider that was chosen before, which shows it, is the exception.
+- (void)scrollWheel:(NSEvent*)event {
+  if (!has_focus(self)) return [[self nextResponder] scrollWheel:event];
+  [self moveTo:[self doubleValue] + [event deltaY] * [[self target] stepFor:is_fine(event)]];
+}
+
+- (BOOL)acceptsFirstResponder {
+  return YES;
+}
+
+- (BOOL)becomeFirstResponder {
+  show_focus(self, true);
+  return YES;
+}
+
+- (BOOL)resignFirstResponder {
+  show_focus(self, false);
+  return YES;
+}
+
+@end
+
+@interface VeskSwitchCell : NSButtonCell
+@end
+
+@implementation VeskSwitchCell
+
+- (void)drawWithFrame:(NSRect)frame inView:(NSView*)view {
+  const bool on = [self state] == NSOnState;
+  const NSRect body = NSInsetRect(frame, 2, 2);
+  const double radius = NSHeight(body) / 2;
+  if (has_focus(view)) fill_rounded(frame, radius + 2, gray(0.8));
+  fill_rounded(body, radius, on ? accent() : gray(0.29));
+  const double x = on ? NSMaxX(body) - 2 * radius : NSMinX(body);
+  const NSRect knob = NSMakeRect(x, NSMinY(body), 2 * radius, 2 * radius);
+  fill_rounded(NSInsetRect(knob, 2, 2), radius - 2, gray(0.95));
+}
+
+@end
+
+@interface VeskMenuCell : NSButtonCell
+@end
+
+@implementation VeskMenuCell
+
+- (void)drawWithFrame:(NSRect)frame inView:(NSView*)view {
+  if (has_focus(view)) fill_rounded(frame, 5, accent());
+  fill_rounded(NSInsetRect(frame, 1, 1), 4, gray(0.22));
+  NSRect text = NSInsetRect(frame, 9, 0);
+  text.size.width -= 13;
+  draw_line(text, [self title], [NSFont systemFontOfSize:12], gray(0.9));
+  const double x = NSMaxX(frame) - 14;
+  const double y = NSMidY(frame);
+  NSBezierPath* mark = [NSBezierPath bezierPath];
+  [mark moveToPoint:NSMakePoint(x - 4, y - 2)];
+  [mark lineToPoint:NSMakePoint(x + 4, y - 2)];
+  [mark lineToPoint:NSMakePoint(x, y + 3)];
+  [mark closePath];
+  [gray(0.6) setFill];
+  [mark fill];
+}
+
+@end
+
+@implementation VeskButton
+
++ (VeskButton*)buttonWithFrame:(NSRect)frame
+                      isSwitch:(BOOL)is_switch
+                        target:(id)target
+                        action:(SEL)action {
+  VeskButton* button = [[[self alloc] initWithFrame:frame] autorelease];
+  Class cell = is_switch ? [VeskSwitchCell class] : [VeskMenuCell class];
+  [button setCell:[[[cell alloc] initTextCell:@""] autorelease]];
+  [button setTarget:target];
+  [button setAction:action];
+  return button;
+}
+
+- (BOOL)isFlipped {
+  return YES;
+}
+
+- (void)mouseDown:(NSEvent*)event {
+  [[self window] makeFirstResponder:self];
+  [self sendAction:[self action] to:[self target]];
+}
+
+- (void)keyDown:(NSEvent*)event {
+  const unichar key = key_of(event);
+  if (key != ' ' && key != NSCarriageReturnCharacter) return [[self nextResponder] keyDown:event];
+  [self sendAction:[self action] to:[self target]];
+}
+
+- (BOOL)acceptsFirstResponder {
+  return YES;
+}
+
+- (BOOL)becomeFirstResponder {
+  show_focus(self, true);
+  return YES;
+}
+
+- (BOOL)resignFirstResponder {
+  show_focus(self, false);
+  return YES;
+}
+
+@end
+
+@interface VeskFieldCell : NSTextFieldCell
+@end
+
+@implementation VeskFieldCell
+
+- (NSText*)setUpFieldEditorAttributes:(NSText*)text {
+  NSTextView* editor = (NSTextView*)[super setUpFieldEditorAttributes:text];
+  [editor setInsertionPointColor:gray(1)];
+  [editor setSelectedTextAttributes:[NSDictionary
+                                        dictionaryWithObjectsAndKeys:[NSColor
+                                                                         colorWithCalibratedRed:0.2
+                                                                                          green:0.38
+                                                                                           blue:0.55
+                                                                                          alpha:1],
+                                                                     NSBackgroundColorAttributeName,
+                                                                     gray(1),
+                                                                     NSForegroundColorAttributeName,
+                                                                     nil]];
+  return editor;
+}
+
+@end
+
+@implementation VeskField
+
++ (Class)cellClass {
+  return [VeskFieldCell class];
+}
+
+- (id)initWithFrame:(NSRect)frame {
+  self = [super initWithFrame:frame];
+  [self setBezeled:NO];
+  [self setBordered:NO];
+  [self setDrawsBackground:NO];
+  [self setBackgroundColor:gray(0.22)];
+  [self setTextColor:gray(0.9)];
+  [self setFont:[NSFont systemFontOfSize:12]];
+  return self;
+}
+
+- (BOOL)becomeFirstResponder {
+  show_focus(self, true);
+  return [super becomeFirstResponder];
+}
+
+@end
+
+@interface VeskScroller : NSScroller {
+  double _grasp;  // from the thumb's top to the pointer
+}
+@end
+
+@implementation VeskScroller
+
+- (NSRect)thumb {
+  const NSRect track = NSInsetRect([self bounds], 3, 2);
+  const double length = std::max(shortest_thumb, NSHeight(track) * [self knobProportion]);
+  return NSMakeRect(NSMinX(track), NSMinY(track) + (NSHeight(track) - length) * [self doubleValue],
+                    NSWidth(track), length);
+}
+
+- (void)drawRect:(NSRect)dirty {
+  [gray(0.145) setFill];
+  NSRectFill(dirty);
+  fill_rounded(NSInsetRect([self bounds], 3, 2), 3, gray(0.175));
+  fill_rounded([self thumb], 3, gray(0.42));
+}
+
+- (void)mouseDown:(NSEvent*)event {
+  const double y = [self convertPoint:[event locationInWindow] fromView:nil].y;
+  const NSRect thumb = [self thumb];
+  const bool grasped = y >= NSMinY(thumb) && y < NSMaxY(thumb);
+  _grasp = grasped ? y - NSMinY(thumb) : NSHeight(thumb) / 2;
+  [self mouseDragged:event];
+}
+
+- (void)mouseDragged:(NSEvent*)event {
+  const double y = [self convertPoint:[event locationInWindow] fromView:nil].y;
+  const double travel = NSHeight([self bounds]) - 4 - NSHeight([self thumb]);
+  VeskScrollView* view = (VeskScrollView*)[self superview];
+  if (travel > 0) [view scrollToY:(y - _grasp - 2) / travel * [view longestScroll]];
+}
+
+- (void)mouseUp:(NSEvent*)event {
+}
+
+@end
+
+@implementation VeskScrollView
+
+- (id)initWithFrame:(NSRect)frame {
+  self = [super initWithFrame:frame];
+  [self setBorderType:NSNoBorder];
+  [self setVerticalScroller:[[[VeskScroller alloc] initWithFrame:NSMakeRect(0, 0, 12, 48)]
+                                autorelease]];
+  [self setHasVerticalScroller:YES];
+  [self setBackgroundColor:gray(0.145)];
+  [self setLineScroll:42];
+  return self;
+}
+
+- (double)longestScroll {
+  return std::max(0.0, NSHeight([[self documentView] frame]) - NSHeight([self bounds]));
+}
+
+- (void)tile {
+  NSRect content = [self bounds];
+  content.size.width -= scroller_width;
+  [[self contentView] setFrame:content];
+  [[self verticalScroller]
+      setFrame:NSMakeRect(NSMaxX(content), NSMinY(content), scroller_width, NSHeight(content))];
+  [self reflectScrolledClipView:[self contentView]];
+}
+
+- (void)reflectScrolledClipView:(NSClipView*)clip {
+  [super reflectScrolledClipView:clip];
+  [[self verticalScroller] setHidden:[self longestScroll] == 0];
+}
+
+- (void)scrollToY:(double)y {
+  [[self contentView] scrollToPoint:NSMakePoint(0, std::clamp(y, 0.0, [self longestScroll]))];
+  [self reflectScrolledClipView:[self contentView]];
+}
+
+@end
+
+struct VeskChoices {
+  std::vector<std::string> names;
+  NSInteger selected;
+  NSInteger under_pointer;
+  std::function<void(NSInteger)> choose;
+  NSPoint opened_at;
+};
+
+/// Its edge.
+@interface VeskMenuView : VeskScrollView
+@end
+
+@implementation VeskMenuView
+
+- (void)drawRect:(NSRect)dirty {
+  fill_rounded([self bounds], 5, gray(0.38));
+  fill_rounded(NSInsetRect([self bounds], 1, 1), 4, gray(0.19));
+}
+
+- (void)tile {
+  [super tile];
+  [[self contentView] setFrame:NSInsetRect([[self contentView] frame], 1, menu_edge)];
+}
+
+@end
+
+@implementation VeskChoiceList
+
++ (VeskChoiceList*)openOver:(NSView*)panel
+                       from:(NSRect)field
+                      names:(std::vector<std::string>)names
+                   selected:(NSInteger)selected
+                     choose:(std::function<void(NSInteger)>)choose {
+  const double whole = static_cast<double>(names.size()) * item_height;
+  const double height = std::min(whole + 2 * menu_edge, NSHeight([panel bounds]) - 8);
+  double y = NSMaxY(field) + 2;
+  if (y + height > NSHeight([panel bounds])) y = std::max(4.0, NSMinY(field) - 2 - height);
+  VeskMenuView* frame = [[[VeskMenuView alloc]
+      initWithFrame:NSMakeRect(NSMinX(field), y, NSWidth(field), height)] autorelease];
+  VeskChoiceList* list = [[[self alloc]
+      initWithFrame:NSMakeRect(0, 0, NSWidth(field) - scroller_width - 2, whole)] autorelease];
+  list->_choices = new VeskChoices{std::move(names), selected, selected, std::move(choose),
+                                   [[panel window] mouseLocationOutsideOfEventStream]};
+  [frame setBackgroundColor:gray(0.19)];
+  [frame setDocumentView:list];
+  [panel addSubview:frame];
+  [frame tile];
+  [frame scrollToY:static_cast<double>(selected) * item_height - height / 2];
+  [[panel window] makeFirstResponder:list];
+  return list;
+}
+
+- (void)dealloc {
+  delete _choices;
+  [super dealloc];
+}
+
+- (void)close {
+  [[self enclosingScrollView] removeFromSuperview];
+}
+
+- (BOOL)isFlipped {
+  return YES;
+}
+
+- (BOOL)acceptsFirstResponder {
+  return YES;
+}
+
+- (NSRect)itemRect:(NSInteger)item {
+  return NSMakeRect(0, static_cast<double>(item) * item_height, NSWidth([self bounds]),
+                    item_height);
+}
+
+- (void)drawRect:(NSRect)dirty {
+  const auto count = static_cast<NSInteger>(_choices->names.size());
+  const auto first = static_cast<NSInteger>(NSMinY(dirty) / item_height);
+  for (NSInteger item = first; item < count && NSMinY([self itemRect:item]) < NSMaxY(dirty);
+       ++item) {
+    const bool lit = item == _choices->under_pointer;
+    const NSRect rect = [self itemRect:item];
+    if (lit) fill_rounded(NSInsetRect(rect, 3, 0), 3, accent());
+    NSColor* color = lit ? gray(0.08) : item == _choices->selected ? accent() : gray(0.9);
+    draw_line(NSInsetRect(rect, 9, 0), ns_text(_choices->names[static_cast<std::size_t>(item)]),
+              [NSFont systemFontOfSize:12], color);
+  }
+}
+
+- (NSInteger)itemUnder:(NSEvent*)event {
+  const NSPoint point = [self convertPoint:[event locationInWindow] fromView:nil];
+  if (!NSPointInRect(point, [self visibleRect])) return -1;
+  return static_cast<NSInteger>(point.y / item_height);
+}
+
+- (void)light:(NSInteger)item {
+  _choices->under_pointer = item;
+  [self setNeedsDisplay:YES];
+}
+
+- (void)mouseMoved:(NSEvent*)event {
+  [self light:[self itemUnder:event]];
+}
+
+- (void)mouseDown:(NSEvent*)event {
+  [self light:[self itemUnder:event]];
+}
+
+- (void)mouseDragged:(NSEvent*)event {
+  [self light:[self itemUnder:event]];
+}
+
+- (void)mouseUp:(NSEvent*)event {
+  const NSInteger item = [self itemUnder:event];
+  if (item >= 0) _choices->choose(item);
+}
+
+- (void)trackPointer:(NSEvent*)event {
+  const NSPoint point = [event locationInWindow];
+  const bool moved = std::fabs(point.y - _choices->opened_at.y) > menu_drag_distance;
+  if (moved && [event type] == NSLeftMouseDragged) [self light:[self itemUnder:event]];
+  if (moved && [event type] == NSLeftMouseUp) [self mouseUp:event];
+}
+
+- (void)keyDown:(NSEvent*)event {
+  const auto last = static_cast<NSInteger>(_choices->names.size()) - 1;
+  const auto page =
+      static_cast<NSInteger>(NSHeight([[self enclosingScrollView] bounds]) / item_height) - 1;
+  NSInteger item = _choices->under_pointer;
+  switch (key_of(event)) {
+    case NSUpArrowFunctionKey:
+      item -= 1;
+      break;
+    case NSDownArrowFunctionKey:
+      item += 1;
+      break;
+    case NSPageUpFunctionKey:
+      item -= page;
+      break;
+    case NSPageDownFunctionKey:
+      item += page;
+      break;
+    case NSHomeFunctionKey:
+      item = 0;
+      break;
+    case NSEndFunctionKey:
+      item = last;
+      break;
+    case ' ':
+    case NSCarriageReturnCharacter:
+      return _choices->choose(item);
+    default:  // Escape and Tab too
+      return _choices->choose(-1);
+  }
+  item = std::clamp<NSInteger>(item, 0, last);
+  [self light:item];
+  [self scrollRectToVisible:[self itemRect:item]];
+}
+
+@end
