@@ -40,6 +40,11 @@ UInt32 parameter_list_size(AudioUnit unit) {
   return status == noErr ? size : 0;
 }
 
+/// What the toolkit's field editor makes of the key, which elsewhere would be cancelOperation.
+bool is_escape(SEL command) {
+  return command == @selector(complete:) || command == @selector(cancelOperation:);
+}
+
 std::string lower(NSString* text) { return [[text lowercaseString] UTF8String]; }
 
 }  // namespace
@@ -78,6 +83,7 @@ struct AUGenericViewState {
   VeskButton* preset_button = nil;
   VeskField* search = nil;
   VeskChoiceList* menu = nil;
+  const void* focus = nullptr;  ///< the first responder when it was last looked at
   CFRunLoopTimerRef timer = nullptr;
 };
 
@@ -102,18 +108,29 @@ void follow(CFRunLoopTimerRef, void* view) {
   }
 }
 
-AUGenericView* panel_of(NSView* view) {
-  while (view && ![view isKindOfClass:[AUGenericView class]]) view = [view superview];
-  return (AUGenericView*)view;
+/// The nearest view of a class around `responder`, itself included.
+id enclosing(Class wanted, id responder) {
+  if (![responder isKindOfClass:[NSView class]]) return nil;
+  NSView* view = responder;
+  while (view && ![view isKindOfClass:wanted]) view = [view superview];
+  return view;
 }
 
 }  // namespace
 
-/// The rows, from the top.
-@interface VeskRowList : NSView
+/// The rows, from the top, or why there are none.
+@interface VeskRowList : NSView {
+ @public
+  NSString* _message;  // a constant
+}
 @end
 
 @implementation VeskRowList
+
+- (void)drawRect:(NSRect)dirty {
+  draw_line(NSMakeRect(margin, list_edge, panel_width - 2 * margin, row_height), _message,
+            [NSFont systemFontOfSize:12], gray(0.6));
+}
 
 - (BOOL)isFlipped {
   return YES;
@@ -139,22 +156,22 @@ AUGenericView* panel_of(NSView* view) {
       [_control setTarget:self];
       [_control setAction:@selector(slide:)];
       _field =
-          [[[VeskField alloc] initWithFrame:NSMakeRect(value_x, 5, value_width, 18)] autorelease];
+          [[[VeskField alloc] initWithFrame:NSMakeRect(value_x, 5, value_width, 19)] autorelease];
       [_field setAlignment:NSRightTextAlignment];
       [_field setDelegate:self];
       [self addSubview:_field];
       break;
     case Control::toggle:
-      _control = [VeskButton buttonWithFrame:NSMakeRect(control_x, 4, 34, 20)
-                                    isSwitch:YES
-                                      target:self
-                                      action:@selector(toggle:)];
+      _control = [[[VeskButton alloc] initWithFrame:NSMakeRect(control_x, 4, 34, 20)
+                                           isSwitch:YES
+                                             target:self
+                                             action:@selector(toggle:)] autorelease];
       break;
     case Control::menu:
-      _control = [VeskButton buttonWithFrame:area
-                                    isSwitch:NO
-                                      target:self
-                                      action:@selector(openMenu:)];
+      _control = [[[VeskButton alloc] initWithFrame:area
+                                           isSwitch:NO
+                                             target:self
+                                             action:@selector(openMenu:)] autorelease];
       break;
     case Control::meter:
       break;
@@ -257,13 +274,14 @@ AUGenericView* panel_of(NSView* view) {
 
 - (void)openMenu:(id)sender {
   const float present = read_value(_unit, *_parameter).value_or(_parameter->minimum);
-  [panel_of(self) vesk_openMenuFrom:_control
-                              names:_parameter->value_names
-                           selected:std::lround(present - _parameter->minimum)
-                             choose:[self](NSInteger item) {
-                               const float value = _parameter->minimum + static_cast<float>(item);
-                               [self set:std::min(value, _parameter->maximum)];
-                             }];
+  [enclosing([AUGenericView class], self)
+      vesk_openMenuFrom:_control
+                  names:_parameter->value_names
+               selected:std::lround(present - _parameter->minimum)
+                 choose:[self](NSInteger item) {
+                   const float value = _parameter->minimum + static_cast<float>(item);
+                   [self set:std::min(value, _parameter->maximum)];
+                 }];
 }
 
 /// A double click beside the control: on it, a switch or a menu is often clicked twice.
@@ -280,7 +298,7 @@ AUGenericView* panel_of(NSView* view) {
 }
 
 - (BOOL)control:(NSControl*)control textView:(NSTextView*)view doCommandBySelector:(SEL)selector {
-  if (selector != @selector(cancelOperation:)) return NO;
+  if (!is_escape(selector)) return NO;
   [_field abortEditing];
   [_field setStringValue:_text];
   [[self window] makeFirstResponder:_control];
@@ -368,6 +386,7 @@ AUGenericView* panel_of(NSView* view) {
   _state->parameters.clear();
   if (_state->flags & AUViewParametersDisplayFlag)
     _state->parameters = read_parameters(unit, _state->with_expert);
+  [self resizeSubviewsWithOldSize:NSZeroSize];
   NSView* last = self;
   const auto follow_with = [&last](NSView* next) {
     [last setNextKeyView:next];
@@ -375,10 +394,11 @@ AUGenericView* panel_of(NSView* view) {
   };
   if (_state->flags & AUViewPropertiesDisplayFlag) _state->presets = read_factory_presets(unit);
   if (!_state->presets.empty()) {
-    _state->preset_button = [VeskButton buttonWithFrame:NSMakeRect(292, 34, 190, 22)
-                                               isSwitch:NO
-                                                 target:self
-                                                 action:@selector(vesk_openPresets)];
+    _state->preset_button =
+        [[[VeskButton alloc] initWithFrame:NSMakeRect(292, 34, 190, 22)
+                                  isSwitch:NO
+                                    target:self
+                                    action:@selector(vesk_openPresets)] autorelease];
     [self addSubview:_state->preset_button];
     follow_with(_state->preset_button);
   }
@@ -386,9 +406,6 @@ AUGenericView* panel_of(NSView* view) {
     const NSRect area = NSMakeRect(margin, [self vesk_headerHeight] - search_height + 2,
                                    panel_width - 2 * margin, 20);
     _state->search = [[[VeskField alloc] initWithFrame:area] autorelease];
-    [[_state->search cell]
-        setPlaceholderString:[NSString stringWithFormat:@"Search %zu parameters",
-                                                        _state->parameters.size()]];
     [_state->search setDelegate:(id)self];
     [self addSubview:_state->search];
     follow_with(_state->search);
@@ -446,8 +463,12 @@ AUGenericView* panel_of(NSView* view) {
     heading = nil;
     place(row);
   }
-  if (y == list_edge) y += 2 * row_height;
-  NSView* list = [_state->scroll documentView];
+  VeskRowList* list = [_state->scroll documentView];
+  const bool is_empty = y == list_edge;
+  if (is_empty) y += row_height;
+  list->_message = !is_empty        ? @""
+                   : wanted.empty() ? @"No parameters, and no interface that can be shown here."
+                                    : @"No parameter has this in its name.";
   [list setFrameSize:NSMakeSize(panel_width - 12, y + list_edge)];
   [_state->scroll tile];
   [list setNeedsDisplay:YES];
@@ -492,11 +513,11 @@ AUGenericView* panel_of(NSView* view) {
   [window makeFirstResponder:self];
 }
 
-- (void)setFrameSize:(NSSize)size {
-  [super setFrameSize:size];
+- (void)resizeSubviewsWithOldSize:(NSSize)old {
+  const NSSize size = [self frame].size;
   const double header = [self vesk_headerHeight];
   [_state->scroll setFrame:NSMakeRect(0, header, size.width, std::max(size.height - header, 0.0))];
-  if (_state->menu) [self vesk_closeMenu];
+  [self vesk_closeMenu];
 }
 
 /// The window tells whether the unit may still be asked: it closes before the unit is disposed of,
@@ -507,6 +528,13 @@ AUGenericView* panel_of(NSView* view) {
     [self vesk_fill];
     [self vesk_fitWindow];
   }
+  id focus = [[self window] firstResponder];
+  if (focus != _state->focus) {
+    [self setNeedsDisplay:YES];
+    VeskRow* row = enclosing([VeskRow class], focus);
+    if (row) [row scrollRectToVisible:[row bounds]];
+  }
+  _state->focus = focus;
   const NSRect visible = [_state->scroll documentVisibleRect];
   for (VeskRow* row : _state->rows)
     if (NSIntersectsRect([row frame], visible)) [row refresh];
@@ -586,13 +614,18 @@ AUGenericView* panel_of(NSView* view) {
   if (_state->flags & AUViewPropertiesDisplayFlag)
     draw_line(NSMakeRect(margin, 36, _state->preset_button ? 262 : width, 18),
               ns_text(_state->title.maker), font, gray(0.6));
-  if (_state->search) fill_rounded(NSInsetRect([_state->search frame], -6, -3), 5, gray(0.2));
+  if (!_state->search) return;
+  fill_rounded(NSInsetRect([_state->search frame], -6, -3), 5, gray(0.2));
+  if ([[_state->search stringValue] length] > 0) return;
+  const std::string hint = "Search " + std::to_string(_state->parameters.size()) + " parameters";
+  draw_line(NSInsetRect([_state->search frame], 4, 0), ns_text(hint), font, gray(0.5));
 }
 
 /// While a menu is open, all that is not in it only closes it.
 - (NSView*)hitTest:(NSPoint)point {
   NSView* hit = [super hitTest:point];
-  return _state->menu && ![hit isDescendantOf:[_state->menu enclosingScrollView]] ? self : hit;
+  return _state->menu && ![hit isDescendantOf:[[_state->menu enclosingScrollView] superview]] ? self
+                                                                                              : hit;
 }
 
 - (void)mouseDown:(NSEvent*)event {
@@ -643,7 +676,7 @@ AUGenericView* panel_of(NSView* view) {
 }
 
 - (BOOL)control:(NSControl*)control textView:(NSTextView*)view doCommandBySelector:(SEL)selector {
-  if (selector != @selector(cancelOperation:)) return NO;
+  if (!is_escape(selector)) return NO;
   [view setString:@""];
   [_state->search setStringValue:@""];
   [self vesk_layOut];

@@ -40,13 +40,12 @@ void draw_groove(NSRect area, double position, double thickness, NSColor* lit);
 }
 @end
 
-/// Acts when it is pressed, or on Space and Return.
-@interface VeskButton : NSButton
-/// A switch, or the field of a menu that shows `title` and a mark that it opens.
-+ (VeskButton*)buttonWithFrame:(NSRect)frame
-                      isSwitch:(BOOL)is_switch
-                        target:(id)target
-                        action:(SEL)action;
+/// Acts when it is pressed, or on Space and Return: a switch, or the field of a menu that shows its
+/// title and a mark that it opens.
+@interface VeskButton : NSButton {
+  BOOL _is_switch;
+}
+- (id)initWithFrame:(NSRect)frame isSwitch:(BOOL)is_switch target:(id)target action:(SEL)action;
 @end
 
 /// A line of text to type in.

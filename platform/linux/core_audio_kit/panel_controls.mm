@@ -31,12 +31,6 @@ NSString* fitted(NSString* string, NSDictionary* attributes, double width) {
 
 bool has_focus(NSView* view) { return [[view window] firstResponder] == view; }
 
-/// Shows that `view` has got the focus or lost it. What has it is in sight, its row whole.
-void show_focus(NSView* view, bool gained) {
-  [view setNeedsDisplay:YES];
-  if (gained) [[view superview] scrollRectToVisible:[[view superview] bounds]];
-}
-
 unichar key_of(NSEvent* event) {
   NSString* characters = [event characters];
   return [characters length] > 0 ? [characters characterAtIndex:0] : 0;
@@ -82,27 +76,17 @@ void draw_groove(NSRect area, double position, double thickness, NSColor* lit) {
 
 }  // namespace vesk::platform
 
-@interface VeskSliderCell : NSSliderCell
-@end
-
-@implementation VeskSliderCell
-
-- (void)drawWithFrame:(NSRect)frame inView:(NSView*)view {
-  draw_groove(frame, [self doubleValue], 4, accent());
-  const double travel = NSWidth(frame) - 2 * knob_radius;
-  const NSRect knob = NSMakeRect(NSMinX(frame) + travel * [self doubleValue],
-                                 NSMidY(frame) - knob_radius, 2 * knob_radius, 2 * knob_radius);
-  fill_rounded(NSInsetRect(knob, -2, -2), knob_radius + 2,
-               has_focus(view) ? accent() : gray(0.145));
-  fill_rounded(knob, knob_radius, has_focus(view) ? gray(1) : gray(0.86));
-}
-
-@end
-
 @implementation VeskSlider
 
-+ (Class)cellClass {
-  return [VeskSliderCell class];
+- (void)drawRect:(NSRect)dirty {
+  const NSRect area = [self bounds];
+  const double travel = NSWidth(area) - 2 * knob_radius;
+  const NSRect knob = NSMakeRect(travel * [self doubleValue], NSMidY(area) - knob_radius,
+                                 2 * knob_radius, 2 * knob_radius);
+  const bool focused = has_focus(self);
+  draw_groove(area, [self doubleValue], 4, accent());
+  fill_rounded(NSInsetRect(knob, -2, -2), knob_radius + 2, focused ? accent() : gray(0.145));
+  fill_rounded(knob, knob_radius, gray(focused ? 1 : 0.86));
 }
 
 - (void)setPlace:(double)place {
@@ -165,80 +149,46 @@ void draw_groove(NSRect area, double position, double thickness, NSColor* lit) {
   [self moveTo:[self doubleValue] + [event deltaY] * [[self target] stepFor:is_fine(event)]];
 }
 
-- (BOOL)acceptsFirstResponder {
-  return YES;
-}
-
-- (BOOL)becomeFirstResponder {
-  show_focus(self, true);
-  return YES;
-}
-
-- (BOOL)resignFirstResponder {
-  show_focus(self, false);
-  return YES;
-}
-
-@end
-
-@interface VeskSwitchCell : NSButtonCell
-@end
-
-@implementation VeskSwitchCell
-
-- (void)drawWithFrame:(NSRect)frame inView:(NSView*)view {
-  const bool on = [self state] == NSOnState;
-  const NSRect body = NSInsetRect(frame, 2, 2);
-  const double radius = NSHeight(body) / 2;
-  if (has_focus(view)) fill_rounded(frame, radius + 2, gray(0.8));
-  fill_rounded(body, radius, on ? accent() : gray(0.29));
-  const double x = on ? NSMaxX(body) - 2 * radius : NSMinX(body);
-  const NSRect knob = NSMakeRect(x, NSMinY(body), 2 * radius, 2 * radius);
-  fill_rounded(NSInsetRect(knob, 2, 2), radius - 2, gray(0.95));
-}
-
-@end
-
-@interface VeskMenuCell : NSButtonCell
-@end
-
-@implementation VeskMenuCell
-
-- (void)drawWithFrame:(NSRect)frame inView:(NSView*)view {
-  if (has_focus(view)) fill_rounded(frame, 5, accent());
-  fill_rounded(NSInsetRect(frame, 1, 1), 4, gray(0.22));
-  NSRect text = NSInsetRect(frame, 9, 0);
-  text.size.width -= 13;
-  draw_line(text, [self title], [NSFont systemFontOfSize:12], gray(0.9));
-  const double x = NSMaxX(frame) - 14;
-  const double y = NSMidY(frame);
-  NSBezierPath* mark = [NSBezierPath bezierPath];
-  [mark moveToPoint:NSMakePoint(x - 4, y - 2)];
-  [mark lineToPoint:NSMakePoint(x + 4, y - 2)];
-  [mark lineToPoint:NSMakePoint(x, y + 3)];
-  [mark closePath];
-  [gray(0.6) setFill];
-  [mark fill];
-}
-
 @end
 
 @implementation VeskButton
 
-+ (VeskButton*)buttonWithFrame:(NSRect)frame
-                      isSwitch:(BOOL)is_switch
-                        target:(id)target
-                        action:(SEL)action {
-  VeskButton* button = [[[self alloc] initWithFrame:frame] autorelease];
-  Class cell = is_switch ? [VeskSwitchCell class] : [VeskMenuCell class];
-  [button setCell:[[[cell alloc] initTextCell:@""] autorelease]];
-  [button setTarget:target];
-  [button setAction:action];
-  return button;
+- (id)initWithFrame:(NSRect)frame isSwitch:(BOOL)is_switch target:(id)target action:(SEL)action {
+  self = [super initWithFrame:frame];
+  _is_switch = is_switch;
+  [self setTarget:target];
+  [self setAction:action];
+  return self;
 }
 
 - (BOOL)isFlipped {
   return YES;
+}
+
+- (void)drawRect:(NSRect)dirty {
+  const NSRect area = [self bounds];
+  if (_is_switch) {
+    const bool on = [self state] == NSOnState;
+    const NSRect body = NSInsetRect(area, 2, 2);
+    NSRect knob = NSInsetRect(body, 2, 2);
+    knob.size.width = NSHeight(knob);
+    if (on) knob.origin.x = NSMaxX(body) - 2 - NSWidth(knob);
+    if (has_focus(self)) fill_rounded(area, NSHeight(area) / 2, gray(0.8));
+    fill_rounded(body, NSHeight(body) / 2, on ? accent() : gray(0.29));
+    return fill_rounded(knob, NSHeight(knob) / 2, gray(0.95));
+  }
+  if (has_focus(self)) fill_rounded(area, 5, accent());
+  fill_rounded(NSInsetRect(area, 1, 1), 4, gray(0.22));
+  draw_line(NSMakeRect(9, 0, NSWidth(area) - 31, NSHeight(area)), [self title],
+            [NSFont systemFontOfSize:12], gray(0.9));
+  const double x = NSMaxX(area) - 14;
+  const double y = NSMidY(area);
+  NSBezierPath* mark = [NSBezierPath bezierPath];
+  [mark moveToPoint:NSMakePoint(x - 4, y - 2)];
+  [mark lineToPoint:NSMakePoint(x + 4, y - 2)];
+  [mark lineToPoint:NSMakePoint(x, y + 3)];
+  [gray(0.6) setFill];
+  [mark fill];
 }
 
 - (void)mouseDown:(NSEvent*)event {
@@ -252,20 +202,6 @@ void draw_groove(NSRect area, double position, double thickness, NSColor* lit) {
   [self sendAction:[self action] to:[self target]];
 }
 
-- (BOOL)acceptsFirstResponder {
-  return YES;
-}
-
-- (BOOL)becomeFirstResponder {
-  show_focus(self, true);
-  return YES;
-}
-
-- (BOOL)resignFirstResponder {
-  show_focus(self, false);
-  return YES;
-}
-
 @end
 
 @interface VeskFieldCell : NSTextFieldCell
@@ -273,15 +209,18 @@ void draw_groove(NSRect area, double position, double thickness, NSColor* lit) {
 
 @implementation VeskFieldCell
 
+- (NSRect)drawingRectForBounds:(NSRect)bounds {
+  return NSInsetRect(bounds, 4, 1);
+}
+
 - (NSText*)setUpFieldEditorAttributes:(NSText*)text {
   NSTextView* editor = (NSTextView*)[super setUpFieldEditorAttributes:text];
+  [editor setDrawsBackground:YES];
+  [editor setBackgroundColor:gray(0.22)];
   [editor setInsertionPointColor:gray(1)];
+  NSColor* selection = [NSColor colorWithCalibratedRed:0.2 green:0.38 blue:0.55 alpha:1];
   [editor setSelectedTextAttributes:[NSDictionary
-                                        dictionaryWithObjectsAndKeys:[NSColor
-                                                                         colorWithCalibratedRed:0.2
-                                                                                          green:0.38
-                                                                                           blue:0.55
-                                                                                          alpha:1],
+                                        dictionaryWithObjectsAndKeys:selection,
                                                                      NSBackgroundColorAttributeName,
                                                                      gray(1),
                                                                      NSForegroundColorAttributeName,
@@ -308,11 +247,6 @@ void draw_groove(NSRect area, double position, double thickness, NSColor* lit) {
   return self;
 }
 
-- (BOOL)becomeFirstResponder {
-  show_focus(self, true);
-  return [super becomeFirstResponder];
-}
-
 @end
 
 @interface VeskScroller : NSScroller {
@@ -322,8 +256,13 @@ void draw_groove(NSRect area, double position, double thickness, NSColor* lit) {
 
 @implementation VeskScroller
 
+/// The toolkit makes its scrollers wider than they are asked to be.
+- (NSRect)track {
+  return NSMakeRect(3, 2, scroller_width - 6, NSHeight([self bounds]) - 4);
+}
+
 - (NSRect)thumb {
-  const NSRect track = NSInsetRect([self bounds], 3, 2);
+  const NSRect track = [self track];
   const double length = std::max(shortest_thumb, NSHeight(track) * [self knobProportion]);
   return NSMakeRect(NSMinX(track), NSMinY(track) + (NSHeight(track) - length) * [self doubleValue],
                     NSWidth(track), length);
@@ -332,7 +271,7 @@ void draw_groove(NSRect area, double position, double thickness, NSColor* lit) {
 - (void)drawRect:(NSRect)dirty {
   [gray(0.145) setFill];
   NSRectFill(dirty);
-  fill_rounded(NSInsetRect([self bounds], 3, 2), 3, gray(0.175));
+  fill_rounded([self track], 3, gray(0.175));
   fill_rounded([self thumb], 3, gray(0.42));
 }
 
@@ -365,6 +304,7 @@ void draw_groove(NSRect area, double position, double thickness, NSColor* lit) {
                                 autorelease]];
   [self setHasVerticalScroller:YES];
   [self setBackgroundColor:gray(0.145)];
+  [[self contentView] setCopiesOnScroll:NO];
   [self setLineScroll:42];
   return self;
 }
@@ -402,20 +342,15 @@ struct VeskChoices {
   NSPoint opened_at;
 };
 
-/// Its edge.
-@interface VeskMenuView : VeskScrollView
+/// The edge of a menu.
+@interface VeskMenuFrame : NSView
 @end
 
-@implementation VeskMenuView
+@implementation VeskMenuFrame
 
 - (void)drawRect:(NSRect)dirty {
   fill_rounded([self bounds], 5, gray(0.38));
   fill_rounded(NSInsetRect([self bounds], 1, 1), 4, gray(0.19));
-}
-
-- (void)tile {
-  [super tile];
-  [[self contentView] setFrame:NSInsetRect([[self contentView] frame], 1, menu_edge)];
 }
 
 @end
@@ -431,17 +366,19 @@ struct VeskChoices {
   const double height = std::min(whole + 2 * menu_edge, NSHeight([panel bounds]) - 8);
   double y = NSMaxY(field) + 2;
   if (y + height > NSHeight([panel bounds])) y = std::max(4.0, NSMinY(field) - 2 - height);
-  VeskMenuView* frame = [[[VeskMenuView alloc]
+  VeskMenuFrame* frame = [[[VeskMenuFrame alloc]
       initWithFrame:NSMakeRect(NSMinX(field), y, NSWidth(field), height)] autorelease];
+  VeskScrollView* scroll = [[[VeskScrollView alloc]
+      initWithFrame:NSInsetRect([frame bounds], 1, menu_edge)] autorelease];
   VeskChoiceList* list = [[[self alloc]
       initWithFrame:NSMakeRect(0, 0, NSWidth(field) - scroller_width - 2, whole)] autorelease];
   list->_choices = new VeskChoices{std::move(names), selected, selected, std::move(choose),
                                    [[panel window] mouseLocationOutsideOfEventStream]};
-  [frame setBackgroundColor:gray(0.19)];
-  [frame setDocumentView:list];
+  [scroll setBackgroundColor:gray(0.19)];
+  [scroll setDocumentView:list];
+  [frame addSubview:scroll];
   [panel addSubview:frame];
-  [frame tile];
-  [frame scrollToY:static_cast<double>(selected) * item_height - height / 2];
+  [scroll scrollToY:static_cast<double>(selected) * item_height - height / 2];
   [[panel window] makeFirstResponder:list];
   return list;
 }
@@ -452,7 +389,7 @@ struct VeskChoices {
 }
 
 - (void)close {
-  [[self enclosingScrollView] removeFromSuperview];
+  [[[self enclosingScrollView] superview] removeFromSuperview];
 }
 
 - (BOOL)isFlipped {
@@ -469,6 +406,8 @@ struct VeskChoices {
 }
 
 - (void)drawRect:(NSRect)dirty {
+  [gray(0.19) setFill];
+  NSRectFill(dirty);
   const auto count = static_cast<NSInteger>(_choices->names.size());
   const auto first = static_cast<NSInteger>(NSMinY(dirty) / item_height);
   for (NSInteger item = first; item < count && NSMinY([self itemRect:item]) < NSMaxY(dirty);
