@@ -65,7 +65,8 @@ std::string lower(NSString* text) { return [[text lowercaseString] UTF8String]; 
 /// Shows the present value where it is another than before.
 - (void)refresh;
 - (void)set:(float)value;
-- (void)endGesture;
+/// Parts it from its control, which the window may hold until a button is released.
+- (void)retire;
 @end
 
 /// What a view holds. Objective-C of this runtime does not construct C++ members.
@@ -186,6 +187,11 @@ id enclosing(Class wanted, id responder) {
   [super dealloc];
 }
 
+- (void)retire {
+  [_control setTarget:nil];
+  [_field setDelegate:nil];
+}
+
 - (BOOL)isFlipped {
   return YES;
 }
@@ -263,9 +269,7 @@ id enclosing(Class wanted, id responder) {
 }
 
 - (void)slide:(NSSlider*)slider {
-  // The rebuilt panel goes without the rest of a drag.
-  if (_in_gesture)
-    [self set:value_at(_unit, *_parameter, static_cast<float>([slider doubleValue]))];
+  [self set:value_at(_unit, *_parameter, static_cast<float>([slider doubleValue]))];
 }
 
 - (void)toggle:(id)sender {
@@ -346,6 +350,7 @@ id enclosing(Class wanted, id responder) {
     CFRunLoopTimerInvalidate(_state->timer);
     CFRelease(_state->timer);
   }
+  for (VeskRow* row : _state ? _state->rows : std::vector<VeskRow*>()) [row retire];
   delete _state;
   _state = nullptr;
   [super dealloc];
@@ -373,7 +378,10 @@ id enclosing(Class wanted, id responder) {
   const double scrolled = NSMinY([_state->scroll documentVisibleRect]);
   [self vesk_closeMenu];
   [[self window] makeFirstResponder:self];
-  for (VeskRow* row : _state->rows) [row endGesture];
+  for (VeskRow* row : _state->rows) {
+    [row endGesture];
+    [row retire];
+  }
   _state->rows.clear();
   [_state->search removeFromSuperview];
   [_state->preset_button removeFromSuperview];

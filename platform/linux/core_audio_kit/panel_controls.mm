@@ -90,6 +90,7 @@ void draw_groove(NSRect area, double position, double thickness, NSColor* lit) {
 }
 
 - (void)setPlace:(double)place {
+  if (![self target]) return;  // its row is gone while the button is still down
   _place = place;
   [self setDoubleValue:std::clamp(place, 0.0, 1.0)];
   [self sendAction:[self action] to:[self target]];
@@ -373,7 +374,7 @@ struct VeskChoices {
   VeskChoiceList* list = [[[self alloc]
       initWithFrame:NSMakeRect(0, 0, NSWidth(field) - scroller_width - 2, whole)] autorelease];
   list->_choices = new VeskChoices{std::move(names), selected, selected, std::move(choose),
-                                   [[panel window] mouseLocationOutsideOfEventStream]};
+                                   [[[panel window] currentEvent] locationInWindow]};
   [scroll setBackgroundColor:gray(0.19)];
   [scroll setDocumentView:list];
   [frame addSubview:scroll];
