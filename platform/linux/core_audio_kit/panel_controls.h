@@ -2,14 +2,18 @@
 
 #import <AppKit/AppKit.h>
 
-#include <functional>
 #include <string>
-#include <vector>
 
 // The toolkit's controls with the panel's looks and manners. None waits for a button to be released
 // in a loop of its own, as the toolkit's do: the host goes on with its turns while somebody drags.
 
 namespace vesk::platform {
+
+/// In points.
+constexpr double scroller_width = 12;
+
+/// The first character of a key event, 0 where there is none.
+unichar key_of(NSEvent* event);
 
 NSColor* gray(double white);
 NSColor* accent();
@@ -56,22 +60,4 @@ void draw_groove(NSRect area, double position, double thickness, NSColor* lit);
 @interface VeskScrollView : NSScrollView
 - (void)scrollToY:(double)y;
 - (double)longestScroll;
-@end
-
-/// The choices of an open menu. Not an NSMenu: that waits in a loop of its own until something is
-/// chosen, so that the host would neither hear nor save nor end, and one that is longer than the
-/// screen does not scroll.
-@interface VeskChoiceList : NSView {
-  struct VeskChoices* _choices;
-}
-/// Opens over `panel`, below `field` or above where there is no room. `choose` is called with the
-/// choice, or with a negative number when it was closed without one; either way it is to be closed.
-+ (VeskChoiceList*)openOver:(NSView*)panel
-                       from:(NSRect)field
-                      names:(std::vector<std::string>)names
-                   selected:(NSInteger)selected
-                     choose:(std::function<void(NSInteger)>)choose;
-- (void)close;
-/// What the button that opened it goes on to hear of the pointer.
-- (void)trackPointer:(NSEvent*)event;
 @end
