@@ -166,6 +166,10 @@ void keep_to_this_process() {
   // for theirs starts a program that searches the disk and prints.
   silence("GSServicesManager", {"loadServices", "rebuildServices", "registerAsServiceProvider"});
   silence("NSWorkspace", {"findApplications"});
+  // Every selection in a text field goes to the pasteboard server, a program that is started for
+  // it, waited for and never ended. Without one nothing is copied.
+  const Method server = class_getClassMethod([NSPasteboard class], sel_getUid("_pbs"));
+  if (server) method_setImplementation(server, do_nothing);
 }
 
 }  // namespace vesk::platform

@@ -4,6 +4,8 @@
 #include <objc/runtime.h>
 #import <vesk/editor_failure.h>
 
+#include <cstdio>
+
 #import "platform/linux/app_kit/class_additions.hpp"
 #import "platform/linux/app_kit/editors.hpp"
 #include "platform/linux/app_kit/thrown.hpp"
@@ -83,9 +85,18 @@ class Departure {
   if (is_on_a_screen([self frame])) [self vesk_saveFrameUsingName:name];
 }
 
-/// Nor is one on a screen that is no longer there: it counts as never saved.
+/// Nor is one on a screen that is no longer there: it counts as never saved. A window that is
+/// higher now, or lower, has its upper edge where it was, and not its lower one.
 - (BOOL)vesk_setFrameUsingName:(NSString*)name {
-  return [self vesk_setFrameUsingName:name] && is_on_a_screen([self frame]);
+  if (![self vesk_setFrameUsingName:name]) return NO;
+  NSString* saved = [[NSUserDefaults standardUserDefaults] stringForKey:frame_key(name)];
+  double x = 0;
+  double y = 0;
+  double width = 0;
+  double height = 0;
+  if (saved && sscanf([saved UTF8String], "%lf %lf %lf %lf", &x, &y, &width, &height) == 4)
+    [self setFrameTopLeftPoint:NSMakePoint(x, y + height)];
+  return is_on_a_screen([self frame]);
 }
 
 - (void)vesk_setContentView:(NSView*)view {
@@ -101,6 +112,8 @@ class Departure {
 - (void)vesk_close {
   vesk::platform::EditorTurn turn(self);
   Departure departure(self);
+  // What is being typed is told to the view while it still has its unit.
+  [self makeFirstResponder:nil];
   [self vesk_close];
   departure.end();
   turn.end();

@@ -1,6 +1,7 @@
 #include "platform/linux/core_audio_kit/parameter.hpp"
 
 #include <algorithm>
+#include <charconv>
 #include <cmath>
 #include <cstdio>
 #include <string_view>
@@ -175,12 +176,50 @@ std::string note_name(int note) {
   return names[note % 12] + std::to_string(note / 12 - 1);
 }
 
-/// About four digits, none after the point where they would not be seen to move.
+/// About three digits at the middle of the range. Where a range holds many sizes, values that would
+/// show next to nothing get more.
 int decimals_for(float value, float range) {
-  const float magnitude = std::max(std::fabs(value), range / 100);
-  if (magnitude >= 1000) return 0;
-  if (magnitude >= 100) return 1;
-  return magnitude >= 1 || range >= 10 ? 2 : 3;
+  const float magnitude = std::fabs(value);
+  if (range >= 500) return magnitude > 0 && magnitude < 10 ? 2 : 0;
+  if (range >= 50) return 1;
+  return range >= 5 ? 2 : 3;
+}
+
+float held_inside(const Parameter& parameter, float value) {
+  return std::clamp(counts_in_steps(parameter) ? std::round(value) : value, parameter.minimum,
+                    parameter.maximum);
+}
+
+std::optional<float> own_value(AudioUnit unit, const Parameter& parameter,
+                               const std::string& text) {
+  if (!(parameter.flags & kAudioUnitParameterFlag_ValuesHaveStrings)) return std::nullopt;
+  const CFStringRef string =
+      CFStringCreateWithCString(nullptr, text.c_str(), kCFStringEncodingUTF8);
+  if (!string) return std::nullopt;
+  AudioUnitParameterValueFromString request{parameter.id, string, 0};
+  UInt32 size = sizeof request;
+  const OSStatus status = AudioUnitGetProperty(unit, kAudioUnitProperty_ParameterValueFromString,
+                                               kAudioUnitScope_Global, 0, &request, &size);
+  CFRelease(string);
+  if (status != noErr || !std::isfinite(request.outValue)) return std::nullopt;
+  return request.outValue;
+}
+
+/// A decimal comma is as good as a point.
+std::optional<float> number_of(const Parameter& parameter, std::string text) {
+  if (parameter.unit == kAudioUnitParameterUnit_MIDINoteNumber)
+    for (int note = 0; note < 128; ++note)
+      if (note_name(note) == text) return static_cast<float>(note);
+  std::replace(text.begin(), text.end(), ',', '.');
+  const std::size_t start = text.find_first_not_of(" +");
+  if (start == text.npos) return std::nullopt;
+  float value = 0;
+  const auto [end, error] = std::from_chars(text.data() + start, text.data() + text.size(), value);
+  if (error != std::errc() || !std::isfinite(value)) return std::nullopt;
+  const std::size_t unit = text.find_first_not_of(' ', static_cast<std::size_t>(end - text.data()));
+  const bool in_kilohertz = parameter.unit == kAudioUnitParameterUnit_Hertz && unit != text.npos &&
+                            (text[unit] == 'k' || text[unit] == 'K');
+  return in_kilohertz ? value * 1000 : value;
 }
 
 }  // namespace
@@ -242,6 +281,14 @@ std::string value_text(AudioUnit unit, const Parameter& parameter, float value) 
   return number_text(parameter, value);
 }
 
+std::optional<float> value_of_text(AudioUnit unit, const Parameter& parameter,
+                                   const std::string& text) {
+  std::optional<float> value = own_value(unit, parameter, text);
+  if (!value) value = number_of(parameter, text);
+  if (!value) return std::nullopt;
+  return held_inside(parameter, *value);
+}
+
 float position_of(AudioUnit unit, const Parameter& parameter, float value) {
   const AudioUnitParameter address = parameter.address(unit);
   const float position = AUParameterValueToLinear(value, &address);
@@ -251,8 +298,13 @@ float position_of(AudioUnit unit, const Parameter& parameter, float value) {
 float value_at(AudioUnit unit, const Parameter& parameter, float position) {
   const AudioUnitParameter address = parameter.address(unit);
   const float value = AUParameterValueFromLinear(std::clamp(position, 0.0f, 1.0f), &address);
-  return std::clamp(counts_in_steps(parameter) ? std::round(value) : value, parameter.minimum,
-                    parameter.maximum);
+  return held_inside(parameter, value);
+}
+
+double key_step(const Parameter& parameter, bool fine) {
+  const double whole = static_cast<double>(parameter.maximum) - parameter.minimum;
+  if (counts_in_steps(parameter)) return whole > 0 ? 1 / whole : 1;
+  return fine ? 0.001 : 0.01;
 }
 
 UnitTitle read_title(AudioUnit unit) {

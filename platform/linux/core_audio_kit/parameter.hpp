@@ -47,13 +47,22 @@ std::optional<float> read_value(AudioUnit unit, const Parameter& parameter);
 /// `value` for people: the unit's own text where it has one, else digits and the unit.
 std::string value_text(AudioUnit unit, const Parameter& parameter, float value);
 
-/// The digits and the unit, for parameters without texts of their own.
+/// The digits and the unit, for parameters without texts of their own: as many digits after the
+/// point for every value of a parameter, so that they stand below each other.
 std::string number_text(const Parameter& parameter, float value);
+
+/// The value that a person means by `text`: what the unit makes of it where it has texts of its
+/// own, else a number, with or without the unit; held inside the range. None for other text.
+std::optional<float> value_of_text(AudioUnit unit, const Parameter& parameter,
+                                   const std::string& text);
 
 /// A slider's place for a value, 0 to 1, and back, along the parameter's display curve. Values of
 /// parameters that count in whole steps come out whole.
 float position_of(AudioUnit unit, const Parameter& parameter, float value);
 float value_at(AudioUnit unit, const Parameter& parameter, float position);
+
+/// How far an arrow key moves a slider, 0 to 1: at least one step of those that count in steps.
+double key_step(const Parameter& parameter, bool fine);
 
 /// What a unit is called, and by whom it is made (empty when its name does not tell).
 struct UnitTitle {

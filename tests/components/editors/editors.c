@@ -21,7 +21,20 @@ static const UnitParameter kParameters[] = {
      kAudioUnitParameterFlag_MeterReadOnly},
     {kHeldReferences, "Held references", kAudioUnitParameterUnit_Generic, 0, 100, 0, NULL,
      kAudioUnitParameterFlag_MeterReadOnly},
+#define EXTRA(n) \
+  {kExtra + n - 10, "Extra " #n, kAudioUnitParameterUnit_Generic, 0, 1, 0.5f, NULL, 0}
+#define TEN_EXTRAS(n)                                                                        \
+  EXTRA(n##0), EXTRA(n##1), EXTRA(n##2), EXTRA(n##3), EXTRA(n##4), EXTRA(n##5), EXTRA(n##6), \
+      EXTRA(n##7), EXTRA(n##8), EXTRA(n##9)
+    TEN_EXTRAS(1),
+    TEN_EXTRAS(2),
+    TEN_EXTRAS(3),
+    TEN_EXTRAS(4),
 };
+
+static const float kQuiet[kMaxParameters] = {0.125f, kNoEditor, 632};
+static const float kLoud[kMaxParameters] = {0.875f, kNoEditor, 632};
+static const UnitPreset kPresets[] = {{"Quiet", kQuiet}, {"Loud \xF0\x9F\x8E\xB9", kLoud}};
 
 enum { kMostClasses = 3 };
 
@@ -72,6 +85,7 @@ static const char* class_name(enum EditorVariant variant) {
     case kControllerPreferredSize:
     case kControllerNoSize:
     case kControllerWithoutView:
+    case kGrows:
       return NULL;
     case kNonconformingClass:
       return "VeskTestNoFactory";
@@ -113,7 +127,8 @@ static OSStatus request_controller(Editors* editors, Completion completion) {
   const enum EditorVariant variant = variant_of(&editors->basic);
   const float requests = value_of(&editors->basic, kControllerRequests) + 1;
   atomic_store(&editors->basic.values[kControllerRequests], requests);
-  if (variant == kNoEditor || variant == kCocoaView) return kAudioUnitErr_InvalidProperty;
+  if (variant == kNoEditor || variant == kCocoaView || variant == kGrows)
+    return kAudioUnitErr_InvalidProperty;
   char path[4096];
   view_bundle_path(path, sizeof path);
   strncat(path, "/EditorViews", sizeof path - strlen(path) - 1);
@@ -128,6 +143,13 @@ static OSStatus get_property(BasicUnit* basic, AudioUnitPropertyID id, void* dat
   Editors* editors = (Editors*)basic;
   if (id == kAudioUnitProperty_CocoaUI) return get_cocoa_ui(editors, data, size);
   if (id == kAudioUnitProperty_ClassInfo && data) count_held(editors);
+  if (id == kAudioUnitProperty_ParameterList) {
+    const bool grown = variant_of(basic) == kGrows && value_of(basic, kBright) > 0.5f;
+    const UInt32 count = grown ? kExtra + kExtras : kExtra;
+    *size = count * (UInt32)sizeof(AudioUnitParameterID);
+    for (UInt32 i = 0; data && i < count; ++i) ((AudioUnitParameterID*)data)[i] = kParameters[i].id;
+    return noErr;
+  }
   return kNotHandled;
 }
 
@@ -156,6 +178,8 @@ static const UnitKind kKind = {
     .size = sizeof(Editors),
     .parameters = kParameters,
     .parameter_count = sizeof kParameters / sizeof kParameters[0],
+    .presets = kPresets,
+    .preset_count = sizeof kPresets / sizeof kPresets[0],
     .open = open_unit,
     .close = close_unit,
     .get_property = get_property,

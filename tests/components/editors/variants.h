@@ -10,7 +10,9 @@ enum EditorParameter {
   kShape,
   kBright,
   kControllerRequests, /* meter: how often a view controller was asked for */
-  kHeldReferences      /* meter: what the reader of the Cocoa UI property failed to release */
+  kHeldReferences,     /* meter: what the reader of the Cocoa UI property failed to release */
+  kExtra,              /* and those behind it are there while kGrows is bright */
+  kExtras = 40
 };
 
 enum EditorVariant {
@@ -48,6 +50,7 @@ enum EditorVariant {
   kCrashesInMouseDown,
   kBreaksItsDisplay, /* its own connection to the X server, when it is clicked */
   kBreaksItsDisplayOnThread,
+  kGrows, /* no editor; its list of parameters is longer while it is bright */
   kVariantCount
 };
 
