@@ -33,7 +33,7 @@ TEST(ClientStart, AHostGetsACleanProcessAndItsFiguresComeBack) {
   sigaddset(&mask, SIGTERM);
   pthread_sigmask(SIG_BLOCK, &mask, &before);
   signal(SIGINT, SIG_IGN);
-  const int leak = fcntl(2, F_DUPFD, 4);
+  const int leak = fcntl(2, F_DUPFD, 5);
   std::string error;
   auto host = HostProcess::start(options("load_ms=20", Mode::real_time), error);
   ASSERT_NE(host, nullptr) << error;
@@ -45,7 +45,8 @@ TEST(ClientStart, AHostGetsACleanProcessAndItsFiguresComeBack) {
   EXPECT_TRUE(wait_until([&] { return host->plugin_lines().size() >= 2; }));
   const auto lines = host->plugin_lines();
   EXPECT_TRUE(has_line(lines, "arguments 48000 4096 128"));
-  EXPECT_TRUE(has_line(lines, "group 1 policy 0 descriptor3 1 descriptor4 0")) << lines.back();
+  EXPECT_TRUE(has_line(lines, "group 1 policy 0 descriptor3 1 descriptor4 1 descriptor5 0"))
+      << lines.back();
   const pid_t pid = host->pid();
   EXPECT_TRUE(host->stop().orderly());
   EXPECT_EQ(kill(pid, 0), -1) << "not reaped";

@@ -116,10 +116,11 @@ TEST(Lv2UnitEvents, APositionIsToldAtTheStartAndAfterAJump) {
 /// A host at 90 beats a minute in 3/4, in the middle of bar 7.
 struct Transport {
   double sample = 96'000;
+  double now = 22;
   bool plays = true;
 
-  static OSStatus beat(void*, Float64* at, Float64* tempo) {
-    *at = 22;
+  static OSStatus beat(void* self, Float64* at, Float64* tempo) {
+    *at = static_cast<Transport*>(self)->now;
     *tempo = 90;
     return noErr;
   }
@@ -147,20 +148,29 @@ TEST(Lv2UnitEvents, TheHostsTransportIsPassedOnWhenItChanges) {
   ASSERT_TRUE(unit.initialize());
   EXPECT_EQ(unit.set_property(kAudioUnitProperty_HostCallbacks, callbacks),
             kAudioUnitErr_Initialized);
-  const auto expect = [&](float positions, float speed) {
+  const auto expect = [&](float positions, float speed, float bar_beat = 1) {
     ASSERT_EQ(unit.render(), noErr);
     EXPECT_EQ(unit.get("positions"), positions);
     EXPECT_EQ(unit.get("frame"), static_cast<float>(transport.sample));
     EXPECT_EQ(unit.get("speed"), speed);
     EXPECT_EQ(unit.get("tempo"), 90.0f);
     EXPECT_EQ(unit.get("bar"), 7.0f);
-    EXPECT_EQ(unit.get("bar_beat"), 1.0f);
+    EXPECT_EQ(unit.get("bar_beat"), bar_beat);
   };
   expect(1, 1);
   transport.plays = false;
   expect(2, 0);
   ASSERT_EQ(unit.render(), noErr);
   EXPECT_EQ(unit.get("positions"), 2.0f) << "nothing new";
+  transport.plays = true;
+  expect(3, 1);
+  transport.sample += period_frames;
+  transport.now += period_frames * 90.0 / 60 / 48'000;
+  ASSERT_EQ(unit.render(), noErr);
+  EXPECT_EQ(unit.get("positions"), 3.0f) << "what follows from the last";
+  transport.sample += period_frames;
+  transport.now = 21.5;
+  expect(4, 1, 0.5f);  // a loop: the parent's time goes on, the song's does not
 }
 
 }  // namespace

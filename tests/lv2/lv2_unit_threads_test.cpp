@@ -35,7 +35,6 @@ TEST(Lv2UnitWorker, RenderingOfflineDoesNotDependOnTheWorkersSpeed) {
   ASSERT_TRUE(unit.initialize());
   for (UInt32 key = 1; key < 100; ++key) {
     unit.midi(0x90, key, 1, 0);
-    ASSERT_EQ(unit.render(), noErr);
     ASSERT_EQ(unit.render(), noErr);  // the answer is handed over at the end of this one
     ASSERT_EQ(unit.render(), noErr);
     ASSERT_EQ(unit.output[0][0], static_cast<float>(key) / 128);

@@ -42,6 +42,8 @@
  * | 27 | overflow-in-render     | n           | runs out of stack                                |
  * | 28 | hang-in-close          | 1           | never comes back from Uninitialize               |
  * | 29 | print-in-state         | KiB         | prints that much when its ClassInfo is read      |
+ * | 30 | tell-song              | 1           | puts what it is told of the song into each       |
+ * |    |                        |             | period's first samples, in the order of SongWord |
  *
  * What they saw, readable as parameters (meters):
  *
@@ -94,7 +96,28 @@ enum Command {
   kOverflowInRender,
   kHangInClose,
   kPrintInState,
+  kTellSong,
   kCommandCount
+};
+
+/* What tell-song writes, in both channels; beats as whole and rest, since a float holds seven
+ * digits. Offline is 1 or 0; the rest is -1 where the host has no answer. */
+enum SongWord {
+  kSongOffline,
+  kSongTempo,
+  kSongBeat,
+  kSongBeatRest,
+  kSongBarStart,
+  kSongBeatsPerBar,
+  kSongBeatUnit,
+  kSongFramesToBeat,
+  kSongPlaying,
+  kSongChanged,
+  kSongSample,
+  kSongLooping,
+  kSongLoopStart,
+  kSongLoopEnd,
+  kSongWords
 };
 
 enum {

@@ -54,6 +54,7 @@ static const UnitParameter kParameters[] = {
     COMMAND(kOverflowInRender, "overflow-in-render", ANY_RENDER, 0),
     COMMAND(kHangInClose, "hang-in-close", 1, 0),
     COMMAND(kPrintInState, "print-in-state", 65536, 0),
+    COMMAND(kTellSong, "tell-song", 1, 0),
     METER(kSeenRenders, "renders"),
     METER(kSeenEvents, "events"),
     METER(kSeenThreadPolicy, "thread_policy"),
@@ -72,6 +73,8 @@ typedef struct Misbehaving {
   ReceivedEvent* events;
   UInt32 event_count;
   pthread_mutex_t mutex;
+  HostCallbackInfo host;
+  UInt32 offline;
 } Misbehaving;
 
 enum Phase { kInitialize = 1, kOpen = 2 };
@@ -267,6 +270,39 @@ static OSStatus misbehave_in_render(Misbehaving* unit) {
   return is_now(unit, kFailInRender) ? command(&unit->basic, kFailStatus) : noErr;
 }
 
+static void tell_song(const Misbehaving* unit, float words[kSongWords]) {
+  const HostCallbackInfo* host = &unit->host;
+  Float64 tempo, beat, bar_start, sample, loop_start, loop_end;
+  Float32 beats_per_bar;
+  UInt32 beat_unit, frames_to_beat;
+  Boolean playing, changed, looping;
+  for (int i = 0; i < kSongWords; ++i) words[i] = -1;
+  words[kSongOffline] = (float)unit->offline;
+  if (host->beatAndTempoProc && host->beatAndTempoProc(host->hostUserData, &beat, &tempo) == 0) {
+    words[kSongTempo] = (float)tempo;
+    words[kSongBeat] = (float)floor(beat);
+    words[kSongBeatRest] = (float)(beat - floor(beat));
+  }
+  if (host->musicalTimeLocationProc &&
+      host->musicalTimeLocationProc(host->hostUserData, &frames_to_beat, &beats_per_bar, &beat_unit,
+                                    &bar_start) == 0) {
+    words[kSongBarStart] = (float)bar_start;
+    words[kSongBeatsPerBar] = beats_per_bar;
+    words[kSongBeatUnit] = (float)beat_unit;
+    words[kSongFramesToBeat] = (float)frames_to_beat;
+  }
+  if (host->transportStateProc &&
+      host->transportStateProc(host->hostUserData, &playing, &changed, &sample, &looping,
+                               &loop_start, &loop_end) == 0) {
+    words[kSongPlaying] = playing;
+    words[kSongChanged] = changed;
+    words[kSongSample] = (float)sample;
+    words[kSongLooping] = looping;
+    words[kSongLoopStart] = (float)loop_start;
+    words[kSongLoopEnd] = (float)loop_end;
+  }
+}
+
 /* The instrument plays a constant, the effect its input. */
 static OSStatus render(BasicUnit* basic, AudioUnitRenderActionFlags* flags,
                        const AudioTimeStamp* time, UInt32 frames, const AudioBufferList* input,
@@ -287,6 +323,7 @@ static OSStatus render(BasicUnit* basic, AudioUnitRenderActionFlags* flags,
     const float* in = input ? input->mBuffers[channel].mData : NULL;
     float* out = output->mBuffers[channel].mData;
     for (UInt32 i = 0; i < frames; ++i) out[i] = nan ? NAN : in ? in[i] : 0.25f;
+    if (command(basic, kTellSong) && frames >= kSongWords) tell_song(unit, out);
   }
   return status;
 }
@@ -312,9 +349,14 @@ static OSStatus get_property(BasicUnit* basic, AudioUnitPropertyID id, void* dat
 
 static OSStatus set_property(BasicUnit* basic, AudioUnitPropertyID id, const void* data,
                              UInt32 size) {
-  (void)data;
-  (void)size;
+  Misbehaving* unit = (Misbehaving*)basic;
   switch (id) {
+    case kAudioUnitProperty_OfflineRender:
+      memcpy(&unit->offline, data, sizeof unit->offline);
+      return noErr;
+    case kAudioUnitProperty_HostCallbacks:
+      memcpy(&unit->host, data, size < sizeof unit->host ? size : sizeof unit->host);
+      return noErr;
     case kAudioUnitProperty_StreamFormat:
       return command(basic, kRefuseStreamFormat) ? kAudioUnitErr_FormatNotSupported : kNotHandled;
     case kAudioUnitProperty_SetRenderCallback:
