@@ -135,7 +135,7 @@ TEST(edit_notes, BecomeTonesAtTheirFrames) {
   PluckedTone tone(48'000);
   std::vector<float> sound(96'000);
   for (std::size_t start = 0; start < sound.size(); start += 96)
-    tone.play(events.next(96), std::span(sound).subspan(start, 96));
+    tone.play(events.next(96).events, std::span(sound).subspan(start, 96));
   const auto peak = [&](std::size_t from, std::size_t count) {
     float most = 0;
     for (std::size_t i = from; i < from + count; ++i) most = std::max(most, std::abs(sound[i]));

@@ -192,29 +192,56 @@ TEST(period_events, EachEventFallsIntoThePeriodOfItsFrame) {
       {0.0, 0x90, 1, 1}, {0.0999, 0x90, 2, 1}, {0.1, 0x90, 3, 1}, {0.35, 0x90, 4, 1}};
   PeriodEvents periods(events, 1000.0);
   std::vector<std::pair<int, std::uint32_t>> seen;  // period, offset
-  for (int period = 0; period < 4; ++period)
-    for (const host::MidiEvent& event : periods.next(100)) seen.push_back({period, event.offset});
+  for (int number = 0; number < 4; ++number) {
+    const Period period = periods.next(100);
+    EXPECT_EQ(period.frames, 100u);
+    for (const host::MidiEvent& event : period.events) seen.push_back({number, event.offset});
+  }
   // 99.9 frames is nearest to frame 100, the first of the second period.
   EXPECT_EQ(seen, (std::vector<std::pair<int, std::uint32_t>>{{0, 0}, {1, 0}, {1, 0}, {3, 50}}));
   EXPECT_TRUE(periods.is_done());
 }
 
-TEST(period_events, WhatAPeriodCannotHoldOpensTheNext) {
-  std::vector<TimedMidiEvent> events;
-  for (int i = 0; i < 300; ++i) events.push_back({0.01, 0x90, std::uint8_t(i % 128), 1});
-  events.push_back({0.15, 0x80, 0, 0});
-  PeriodEvents periods(events, 1000.0);
-  std::vector<std::size_t> counts;
-  std::vector<std::uint8_t> keys;
-  for (int period = 0; period < 4; ++period) {
-    const auto got = periods.next(100);
-    counts.push_back(got.size());
-    for (const auto& event : got) keys.push_back(event.data1);
-    if (period == 1) EXPECT_EQ(got[0].offset, 0u);
-    if (period == 2) EXPECT_EQ(got.back().offset, 0u);  // late itself by then
+TEST(period_events, OfADenseSongEveryEventStaysAtItsFrame) {
+  // Groups of events at one frame each, after one another.
+  const struct {
+    std::vector<std::pair<std::uint32_t, int>> groups;  // frame, events
+    std::vector<std::uint32_t> lengths;                 // of the periods, 100 frames at most
+  } cases[] = {
+      {{{0, 128}, {99, 0}}, {100}},
+      {{{10, 100}, {40, 28}, {60, 100}, {99, 50}}, {60, 39, 100}},
+      {{{10, 100}, {40, 29}, {60, 1}}, {40, 100}},
+      {{{50, 128}, {51, 128}, {99, 1}}, {51, 48, 100}},
+      // As many at one frame as two periods hold: the rest a frame later.
+      {{{0, 300}, {90, 1}}, {1, 1, 100}},
+      {{{20, 300}, {21, 10}}, {20, 1, 1, 100}},
+  };
+  for (const auto& test : cases) {
+    std::vector<TimedMidiEvent> events;
+    std::vector<std::uint64_t> wanted, seen;  // frames
+    for (const auto& [frame, count] : test.groups) {
+      for (int i = 0; i < count; ++i) {
+        const std::size_t before = wanted.size() - host::max_midi_events;
+        const std::uint64_t earliest = before < wanted.size() ? wanted[before] + 1 : 0;
+        events.push_back({frame / 1000.0, 0x90, std::uint8_t(wanted.size() % 128), 1});
+        wanted.push_back(std::max<std::uint64_t>(frame, earliest));
+      }
+    }
+    PeriodEvents periods(events, 1000.0);
+    std::vector<std::uint32_t> lengths;
+    for (std::uint64_t start = 0; !periods.is_done(); start += lengths.back()) {
+      const Period period = periods.next(100);
+      ASSERT_LE(period.events.size(), host::max_midi_events);
+      for (const host::MidiEvent& event : period.events) {
+        ASSERT_LT(event.offset, period.frames);
+        ASSERT_EQ(event.data1, seen.size() % 128);
+        seen.push_back(start + event.offset);
+      }
+      lengths.push_back(period.frames);
+    }
+    EXPECT_EQ(seen, wanted);
+    EXPECT_EQ(lengths, test.lengths);
   }
-  EXPECT_EQ(counts, (std::vector<std::size_t>{128, 128, 45, 0}));
-  for (std::size_t i = 0; i < 300; ++i) ASSERT_EQ(keys[i], i % 128);
 }
 
 }  // namespace

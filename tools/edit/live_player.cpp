@@ -35,16 +35,17 @@ class Rounds {
   Rounds(const Song& song, double sample_rate)
       : song_(song), sample_rate_(sample_rate), events_(song.events, sample_rate) {}
 
-  std::span<const MidiEvent> next(std::uint32_t frames) {
-    if (song_.events.empty()) return {};
+  Period next(std::uint32_t longest) {
+    if (song_.events.empty()) return {longest};
     const double seconds = static_cast<double>(frame_) / sample_rate_;
     if (events_.is_done() && seconds >= song_.length_seconds) {
       events_ = PeriodEvents(song_.events, sample_rate_);
       frame_ = 0;
-      return silence_;
+      return {longest, silence_};
     }
-    frame_ += frames;
-    return events_.next(frames);
+    const Period period = events_.next(longest);
+    frame_ += period.frames;
+    return period;
   }
 
  private:
@@ -70,34 +71,36 @@ LivePlayer::~LivePlayer() {
   thread_.join();
 }
 
-void LivePlayer::listen() {
+void LivePlayer::listen(std::uint32_t frames) {
   float peak = peak_.load(std::memory_order_relaxed);
   for (const unsigned channel : {0u, 1u})
-    for (const float sample : host_.output(channel).first(period_))
+    for (const float sample : host_.output(channel).first(frames))
       peak = std::max(peak, std::abs(sample));
   peak_.store(peak, std::memory_order_relaxed);
 }
 
 void LivePlayer::run() {
-  const auto period = std::chrono::duration_cast<Clock::duration>(
-      std::chrono::duration<double>(period_ / sample_rate_));
+  const auto length_of = [this](std::uint32_t frames) {
+    return std::chrono::duration_cast<Clock::duration>(
+        std::chrono::duration<double>(frames / sample_rate_));
+  };
   Rounds rounds(song_, sample_rate_);
   PluckedTone tone(sample_rate_);
   auto due = Clock::now();
   bool is_sent = true;
-  std::span<const MidiEvent> events;
-  for (double time = 0.0; !ends_.load(std::memory_order_relaxed); time += period_) {
-    // What a late host could not be given goes with the next period: a lost note-off sounds on.
-    if (is_sent) events = rounds.next(period_);
+  Period period;
+  for (double time = 0.0; !ends_.load(std::memory_order_relaxed); time += period.frames) {
+    // What a late host could not be given is given again: a lost note-off sounds on.
+    if (is_sent) period = rounds.next(period_);
     if (as_tones_ && is_sent && !host_.is_pending()) {
-      tone.play(events, host_.input(0).first(period_));
-      std::ranges::copy(host_.input(0).first(period_), host_.input(1).begin());
+      tone.play(period.events, host_.input(0).first(period.frames));
+      std::ranges::copy(host_.input(0).first(period.frames), host_.input(1).begin());
     }
-    const Answer answer = host_.render(period_, time, events, period);
+    const Answer answer = host_.render(period.frames, time, period.events, length_of(period_));
     if (answer == Answer::host_gone || answer == Answer::refused) return;
     is_sent = answer != Answer::not_sent;
-    if (answer == Answer::answered) listen();
-    due += period;
+    if (answer == Answer::answered) listen(period.frames);
+    due += length_of(period.frames);
     // After a pause of the whole machine there is nothing to catch up with.
     if (Clock::now() - due > std::chrono::seconds(1)) due = Clock::now();
     std::this_thread::sleep_until(due);

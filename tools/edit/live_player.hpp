@@ -28,7 +28,7 @@ class LivePlayer {
 
  private:
   void run();
-  void listen();
+  void listen(std::uint32_t frames);
 
   client::HostProcess& host_;
   const Song song_;

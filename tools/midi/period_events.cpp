@@ -1,30 +1,38 @@
 #include "tools/midi/period_events.hpp"
 
+#include <algorithm>
 #include <cmath>
 
 namespace vesk::tools {
 
 PeriodEvents::PeriodEvents(std::span<const TimedMidiEvent> events, double sample_rate)
     : events_(events), sample_rate_(sample_rate) {
-  period_.reserve(host::max_midi_events);
+  slots_.reserve(host::max_midi_events);
 }
 
-std::span<const host::MidiEvent> PeriodEvents::next(std::uint32_t frames) {
-  period_.clear();
-  while (next_event_ < events_.size() && period_.size() < host::max_midi_events) {
-    const TimedMidiEvent& event = events_[next_event_];
-    const auto frame = static_cast<std::uint64_t>(std::llround(event.seconds * sample_rate_));
-    if (frame >= period_start_ + frames) break;
-    host::MidiEvent slot{};
-    slot.status = event.status;
-    slot.data1 = event.data1;
-    slot.data2 = event.data2;
-    slot.offset = frame > period_start_ ? static_cast<std::uint32_t>(frame - period_start_) : 0;
-    period_.push_back(slot);
-    ++next_event_;
+std::uint64_t PeriodEvents::offset_of(const TimedMidiEvent& event) const {
+  const auto frame = static_cast<std::uint64_t>(std::llround(event.seconds * sample_rate_));
+  return frame > period_start_ ? frame - period_start_ : 0;
+}
+
+Period PeriodEvents::next(std::uint32_t longest) {
+  const auto rest = events_.subspan(next_event_);
+  std::uint32_t frames = longest;
+  if (rest.size() > host::max_midi_events) {
+    const std::uint64_t first_left_over = offset_of(rest[host::max_midi_events]);
+    frames = static_cast<std::uint32_t>(std::clamp<std::uint64_t>(first_left_over, 1, longest));
   }
+  slots_.clear();
+  for (const TimedMidiEvent& event :
+       rest.first(std::min<std::size_t>(rest.size(), host::max_midi_events))) {
+    const std::uint64_t offset = offset_of(event);
+    if (offset >= frames) break;
+    slots_.push_back(
+        {event.status, event.data1, event.data2, 0, static_cast<std::uint32_t>(offset)});
+  }
+  next_event_ += slots_.size();
   period_start_ += frames;
-  return period_;
+  return {frames, slots_};
 }
 
 }  // namespace vesk::tools

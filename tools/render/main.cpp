@@ -34,7 +34,7 @@ void print_figures(const RenderArguments& arguments, const RenderReport& report)
   else
     std::printf("loudness: nothing loud or long enough to measure\n");
   std::printf(
-      "rendered: %llu periods of %u frames in %.3f s, %.0f times as fast as played, "
+      "rendered: %llu periods of up to %u frames in %.3f s, %.0f times as fast as played, "
       "after %.3f s of loading\n",
       static_cast<unsigned long long>(report.periods), arguments.period, report.render_seconds,
       seconds / report.render_seconds, report.load_seconds);

@@ -79,13 +79,14 @@ class PeriodLoop {
       std::ranges::copy(source_.left(), host_.input(0).begin());
       std::ranges::copy(source_.right(), host_.input(1).begin());
     }
-    const double sample_time = static_cast<double>(sent_ * period_);
-    if (host_.request(period_, sample_time, source_.events()) != Answer::answered) {
-      error = ending_at(sent_);
+    const auto sample_time = static_cast<double>(sent_frames_);
+    if (host_.request(source_.frames(), sample_time, source_.events()) != Answer::answered) {
+      error = ending_at(sent_frames_);
       return false;
     }
     last_sent_ = Clock::now();
-    ++sent_;
+    pending_frames_ = source_.frames();
+    sent_frames_ += pending_frames_;
     return true;
   }
 
@@ -95,7 +96,7 @@ class PeriodLoop {
       std::vector<float>& waiting = backlog_[side];
       if (done_ >= longest_backlog_frames)
         waiting.erase(waiting.begin(), waiting.begin() + static_cast<std::ptrdiff_t>(done_));
-      const auto output = host_.output(side).first(period_);
+      const auto output = host_.output(side).first(pending_frames_);
       waiting.insert(waiting.end(), output.begin(), output.end());
     }
     if (done_ >= longest_backlog_frames) done_ = 0;
@@ -142,12 +143,12 @@ class PeriodLoop {
         return RenderOutcome::done;
       }
       if (answer != Answer::timed_out) {
-        error = ending_at(collected_);
+        error = ending_at(sent_frames_ - pending_frames_);
         return RenderOutcome::failed;
       }
       if (Clock::now() - start > longest_answer) {
         const bool spins = host_.diagnose() == client::Health::hung_spinning;
-        error = "no answer for 10 seconds to " + place(collected_) +
+        error = "no answer for 10 seconds to " + place(sent_frames_ - pending_frames_) +
                 (spins ? ": a plugin does not come back from its work"
                        : ": a plugin waits for something that does not come");
         return RenderOutcome::failed;
@@ -155,15 +156,16 @@ class PeriodLoop {
     }
   }
 
-  std::string place(std::uint64_t period) const {
-    return "period " + std::to_string(period) + " (at " +
-           clock_text(static_cast<double>(period * period_) / source_.sample_rate()) + ")";
+  /// The period after those that were collected, which starts at `frame`.
+  std::string place(std::uint64_t frame) const {
+    return "period " + std::to_string(collected_) + " (at " +
+           clock_text(static_cast<double>(frame) / source_.sample_rate()) + ")";
   }
 
-  std::string ending_at(std::uint64_t period) const {
+  std::string ending_at(std::uint64_t frame) const {
     std::string reason = host_.obituary();
     if (reason.empty()) reason = "the host took no more periods";
-    return place(period) + ": " + reason;
+    return place(frame) + ": " + reason;
   }
 
   void show_progress(Clock::time_point start) {
@@ -188,8 +190,9 @@ class PeriodLoop {
   bool was_drained_ = false;  // since the last period was sent: its answer tells nothing
   Clock::time_point last_sent_;
   std::chrono::nanoseconds allowance_{20'000};  // reckoned time of the host for a period
-  std::uint64_t sent_ = 0;
-  std::uint64_t collected_ = 0;
+  std::uint64_t sent_frames_ = 0;
+  std::uint32_t pending_frames_ = 0;  // of the period that was sent last
+  std::uint64_t collected_ = 0;       // periods
   ProgressBar progress_;
 };
 

@@ -11,9 +11,9 @@ namespace vesk::tools {
 
 enum class RenderOutcome { done, failed, interrupted };
 
-/// Drives an offline host through the song of `source`, `period` frames at a time, into `sink`,
-/// until the sound is over; `periods` becomes the number that were answered. `failed` comes with
-/// one sentence in `error`.
+/// Drives an offline host through the song of `source`, at most `period` frames at a time, into
+/// `sink`, until the sound is over; `periods` becomes the number that were answered. `failed` comes
+/// with one sentence in `error`.
 RenderOutcome run_periods(client::HostProcess& host, SongSource& source, SongSink& sink,
                           std::uint32_t period, bool is_quiet, std::uint64_t& periods,
                           std::string& error);

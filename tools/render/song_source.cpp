@@ -57,9 +57,10 @@ std::unique_ptr<SongSource> SongSource::open(const std::string& midi_path,
   return source;
 }
 
-bool SongSource::prepare(std::uint32_t frames, std::string& error) {
-  if (song_events_) events_ = song_events_->next(frames);
+bool SongSource::prepare(std::uint32_t longest, std::string& error) {
+  period_ = song_events_ ? song_events_->next(longest) : Period{longest};
   if (!reader_) return true;
+  const std::uint32_t frames = period_.frames;
   left_.resize(frames);
   right_.resize(frames);
   std::uint32_t got = 0;

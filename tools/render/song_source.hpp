@@ -25,13 +25,16 @@ class SongSource {
 
   int sample_rate() const { return sample_rate_; }
 
-  /// Makes the next `frames` frames ready in `left`, `right` and `events`; zeros beyond the end.
-  /// False with a sentence in `error` when the audio file turns out to be damaged.
-  bool prepare(std::uint32_t frames, std::string& error);
+  /// Makes the next period ready in `left`, `right` and `events`; zeros beyond the end. It has
+  /// `longest` frames, or fewer where more events fall into them than a period can hold. False
+  /// with a sentence in `error` when the audio file turns out to be damaged.
+  bool prepare(std::uint32_t longest, std::string& error);
 
+  /// The length of the period that is ready.
+  std::uint32_t frames() const { return period_.frames; }
   std::span<const float> left() const { return left_; }
   std::span<const float> right() const { return right_; }
-  std::span<const host::MidiEvent> events() const { return events_; }
+  std::span<const host::MidiEvent> events() const { return period_.events; }
 
   /// The frame at which the song is over, once it is known: at the latest when the period that
   /// holds it has been prepared.
@@ -56,7 +59,7 @@ class SongSource {
   std::uint64_t expected_frames_ = 0;
   std::vector<float> left_;
   std::vector<float> right_;
-  std::span<const host::MidiEvent> events_;
+  Period period_;
   std::vector<std::string> remarks_;
 };
 
