@@ -30,7 +30,7 @@ class ParentRecord {
 
   /// Puts down where the next period stands; the driving thread, while none is unanswered.
   /// `changed`: it began or stopped to play or to loop since the last. Real-time safe.
-  void write(const Transport& transport, double sample_time, bool changed) noexcept VESK_REALTIME;
+  void write(const Transport& transport, bool changed) noexcept VESK_REALTIME;
 
  private:
   ParentRecord() = default;

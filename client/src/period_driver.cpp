@@ -115,7 +115,7 @@ Answer PeriodDriver::send(unsigned frames, double sample_time, std::span<const M
   block_.sample_time = sample_time;
   block_.midi_count = static_cast<std::uint32_t>(events.size());
   std::copy(events.begin(), events.end(), block_.midi);
-  tell_transport(sample_time);
+  tell_transport();
   sent_ = host::load_relaxed(block_.render_request) + 1;
   sent_ns_.store(now, std::memory_order_relaxed);
   pending_ = true;
@@ -124,12 +124,12 @@ Answer PeriodDriver::send(unsigned frames, double sample_time, std::span<const M
   return Answer::answered;
 }
 
-void PeriodDriver::tell_transport(double sample_time) noexcept VESK_REALTIME {
+void PeriodDriver::tell_transport() noexcept VESK_REALTIME {
   if (!has_transport_ || settings_.record == nullptr) return;
   const bool changed = transport_.playing != was_playing_ || transport_.looping != was_looping_;
   was_playing_ = transport_.playing;
   was_looping_ = transport_.looping;
-  settings_.record->write(transport_, sample_time, changed);
+  settings_.record->write(transport_, changed);
 }
 
 Answer PeriodDriver::wait(std::int64_t now, std::int64_t deadline,

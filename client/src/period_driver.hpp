@@ -112,7 +112,7 @@ class PeriodDriver {
   bool spin_for_answer(std::int64_t start, std::int64_t deadline) noexcept VESK_REALTIME;
   bool look() noexcept VESK_REALTIME;
   void note_answer() noexcept VESK_REALTIME;
-  void tell_transport(double sample_time) noexcept VESK_REALTIME;
+  void tell_transport() noexcept VESK_REALTIME;
   void note_place(int cpu) noexcept VESK_REALTIME;
 
   host::Block& block_;

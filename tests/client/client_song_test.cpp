@@ -55,14 +55,15 @@ TEST(ClientSong, WhatIsSetReachesAPluginFromTheNextPeriodOn) {
     const float no = -1;
     expect({offline, no, no, no, no, no, no, no, no, no, no, no, no, no}, "nothing is known");
 
-    Transport song{.tempo = 90, .beat = 22.25, .bar_start = 21, .beats_per_bar = 3};
+    Transport song{.tempo = 90, .beat = 22.25, .frame = 64, .bar_start = 21, .beats_per_bar = 3};
     host->set_transport(song);
     // Three quarters of a beat at 90 beats a minute and 48 kHz are 24000 frames.
     expect({offline, 90, 22, 0.25, 21, 3, 4, 24000, 1, 1, 64, 0, 0, 0}, "a song begins");
-    expect({offline, 90, 22, 0.25, 21, 3, 4, 24000, 1, 0, 128, 0, 0, 0}, "it holds until set");
+    expect({offline, 90, 22, 0.25, 21, 3, 4, 24000, 1, 0, 64, 0, 0, 0}, "it holds until set");
 
     song = {.tempo = 120,
             .beat = 8,
+            .frame = 192,
             .bar_start = 7,
             .beats_per_bar = 7,
             .beat_unit = 8,
@@ -76,7 +77,7 @@ TEST(ClientSong, WhatIsSetReachesAPluginFromTheNextPeriodOn) {
     song.tempo = std::numeric_limits<double>::quiet_NaN();
     song.beats_per_bar = std::numeric_limits<double>::infinity();
     host->set_transport(song);
-    expect({offline, no, no, no, no, no, no, no, 0, 0, 256, 1, 4, 12}, "nonsense is not handed on");
+    expect({offline, no, no, no, no, no, no, no, 0, 0, 192, 1, 4, 12}, "nonsense is not handed on");
   }
 }
 

@@ -131,7 +131,7 @@ TEST(edit_presets, TheOldContentIsKeptOnlyOfAFileThatChanges) {
 
 TEST(edit_notes, BecomeTonesAtTheirFrames) {
   const Song song = test_notes();
-  PeriodEvents events(song.events, 48'000);
+  PeriodEvents events(song, 48'000);
   PluckedTone tone(48'000);
   std::vector<float> sound(96'000);
   for (std::size_t start = 0; start < sound.size(); start += 96)

@@ -119,6 +119,50 @@ TEST(midi_file, EventsComeAtTheirTimes) {
   }
 }
 
+TEST(midi_file, TempoAndMeterAreMarkedWhereTheyChange) {
+  const Bytes twice_as_slow{0, 0xFF, 0x51, 3, 0x0F, 0x42, 0x40};
+  const Bytes six_eight{96, 0xFF, 0x58, 4, 6, 3, 36, 8};
+  const TempoMark start;
+  const struct {
+    const char* name;
+    Bytes bytes;
+    std::vector<TempoMark> marks;
+  } cases[] = {
+      {"none: 120 in 4/4", header(0, 1, 96) + track(one_note), {start}},
+      {"at the start they replace it, and a meter an eighth later starts its bars",
+       header(0, 1, 96) +
+           track(twice_as_slow + Bytes{48} + Bytes(six_eight.begin() + 1, six_eight.end())),
+       {{.tempo = 60},
+        {.seconds = 0.5,
+         .beat = 0.5,
+         .tempo = 60,
+         .first_bar = 0.5,
+         .beats_per_bar = 6,
+         .beat_unit = 8}}},
+      {"a tempo of another track keeps the meter's bars",
+       header(1, 2, 96) + track(six_eight) +
+           track(Bytes{0x81, 0x40} + Bytes(twice_as_slow.begin() + 1, twice_as_slow.end())),
+       {start,
+        {.seconds = 0.5, .beat = 1, .first_bar = 1, .beats_per_bar = 6, .beat_unit = 8},
+        {.seconds = 1,
+         .beat = 2,
+         .tempo = 60,
+         .first_bar = 1,
+         .beats_per_bar = 6,
+         .beat_unit = 8}}},
+      {"nonsense is left out: a meter of 0, a 128th as its unit",
+       header(0, 1, 96) + track({0, 0xFF, 0x58, 4, 0, 2, 24, 8, 0, 0xFF, 0x58, 4, 4, 7, 24, 8}),
+       {start}},
+      {"SMPTE has no beats", header(0, 1, 0xE728) + track(twice_as_slow), {}},
+  };
+  for (const auto& test : cases) {
+    std::string error;
+    const auto song = parse_midi(test.bytes, error);
+    ASSERT_TRUE(song) << test.name << error;
+    EXPECT_EQ(song->marks, test.marks) << test.name;
+  }
+}
+
 TEST(midi_file, DamagedFilesAreRefusedInWords) {
   const Bytes good = header(0, 1, 96) + track(one_note + end_of_track);
   const auto cut = [&](std::ptrdiff_t from_end) {
@@ -188,9 +232,9 @@ TEST(midi_file, NoDamageCrashesTheReader) {
 }
 
 TEST(period_events, EachEventFallsIntoThePeriodOfItsFrame) {
-  const std::vector<TimedMidiEvent> events{
-      {0.0, 0x90, 1, 1}, {0.0999, 0x90, 2, 1}, {0.1, 0x90, 3, 1}, {0.35, 0x90, 4, 1}};
-  PeriodEvents periods(events, 1000.0);
+  const Song song{
+      .events = {{0.0, 0x90, 1, 1}, {0.0999, 0x90, 2, 1}, {0.1, 0x90, 3, 1}, {0.35, 0x90, 4, 1}}};
+  PeriodEvents periods(song, 1000.0);
   std::vector<std::pair<int, std::uint32_t>> seen;  // period, offset
   for (int number = 0; number < 4; ++number) {
     const Period period = periods.next(100);
@@ -217,17 +261,17 @@ TEST(period_events, OfADenseSongEveryEventStaysAtItsFrame) {
       {{{20, 300}, {21, 10}}, {20, 1, 1, 100}},
   };
   for (const auto& test : cases) {
-    std::vector<TimedMidiEvent> events;
+    Song song;
     std::vector<std::uint64_t> wanted, seen;  // frames
     for (const auto& [frame, count] : test.groups) {
       for (int i = 0; i < count; ++i) {
         const std::size_t before = wanted.size() - host::max_midi_events;
         const std::uint64_t earliest = before < wanted.size() ? wanted[before] + 1 : 0;
-        events.push_back({frame / 1000.0, 0x90, std::uint8_t(wanted.size() % 128), 1});
+        song.events.push_back({frame / 1000.0, 0x90, std::uint8_t(wanted.size() % 128), 1});
         wanted.push_back(std::max<std::uint64_t>(frame, earliest));
       }
     }
-    PeriodEvents periods(events, 1000.0);
+    PeriodEvents periods(song, 1000.0);
     std::vector<std::uint32_t> lengths;
     for (std::uint64_t start = 0; !periods.is_done(); start += lengths.back()) {
       const Period period = periods.next(100);
@@ -241,6 +285,51 @@ TEST(period_events, OfADenseSongEveryEventStaysAtItsFrame) {
     }
     EXPECT_EQ(seen, wanted);
     EXPECT_EQ(lengths, test.lengths);
+  }
+}
+
+TEST(period_events, EachPeriodKnowsItsBeatAlsoAfterAnHourOfTempoChanges) {
+  // Every 7 seconds the tempo changes, every 70 the meter; 3,600 seconds in all.
+  Song song{.length_seconds = 3600};
+  for (int change = 0; change * 7 < 3600; ++change) {
+    TempoMark mark = change > 0 ? song.marks.back() : TempoMark{};
+    mark.beat += change > 0 ? 7 * mark.tempo / 60 : 0;
+    mark.seconds = change * 7;
+    mark.tempo = 60 + 37 * change % 180;
+    if (change % 10 == 0) {
+      mark.first_bar = mark.beat;
+      mark.beats_per_bar = change % 20 == 0 ? 4 : 7;
+      mark.beat_unit = change % 20 == 0 ? 4 : 8;
+    }
+    song.marks.push_back(mark);
+  }
+  constexpr double rate = 44'100;
+  PeriodEvents periods(song, rate);
+  std::uint64_t frame = 0;
+  std::size_t changes = 0;
+  while (frame < 3600 * 44'100ull) {
+    const Period period = periods.next(4096);
+    ASSERT_TRUE(period.transport);
+    const client::Transport& now = *period.transport;
+    const auto place = static_cast<std::size_t>(frame / (7 * 44'100));
+    changes += frame % (7 * 44'100) == 0;  // a period begins on each change
+    const TempoMark& mark = song.marks[place];
+    ASSERT_EQ(now.tempo, mark.tempo);
+    ASSERT_EQ(now.frame, static_cast<double>(frame));
+    ASSERT_NEAR(now.beat, mark.beat + (frame / rate - mark.seconds) * mark.tempo / 60, 1e-9);
+    const double bar = mark.beats_per_bar * 4.0 / mark.beat_unit;
+    ASSERT_LE(now.bar_start, now.beat);
+    ASSERT_GT(now.bar_start + bar, now.beat);
+    ASSERT_NEAR(std::remainder(now.bar_start - mark.first_bar, bar), 0, 1e-9);
+    ASSERT_TRUE(now.playing);
+    frame += period.frames;
+  }
+  EXPECT_EQ(frame, 3600 * 44'100ull) << "a period ends with the song";
+  EXPECT_EQ(changes, song.marks.size());
+  for (int tail = 0; tail < 2; ++tail) {
+    const client::Transport after = *periods.next(4096).transport;
+    EXPECT_FALSE(after.playing);
+    EXPECT_EQ(after.frame, 3600 * rate) << "time stands still";
   }
 }
 

@@ -113,6 +113,37 @@ TEST(Render, SendsAudioThroughAnEffectAtItsOwnRateAndAnother) {
   EXPECT_NEAR(static_cast<double>(audio.samples.size()), 2.0 * 2.5 * 48'000, 8);
 }
 
+TEST(Render, AMetronomeClicksAtTheSongsTempoToTheSampleAndStopsWithIt) {
+  const ScratchFolder folder;
+  for (const std::uint32_t tempo : {60u, 240u}) {
+    // Eight seconds without a note, at so many beats a minute.
+    const std::uint32_t us = 60'000'000 / tempo;
+    const int ticks = static_cast<int>(8 * 96 * tempo / 60);
+    Bytes bytes{'M', 'T', 'h', 'd', 0, 0, 0, 6, 0, 0, 0, 1, 0, 96, 'M', 'T', 'r', 'k', 0, 0, 0, 12};
+    for (const int byte : {0, 0xFF, 0x51, 3, int(us >> 16), int(us >> 8 & 255), int(us & 255),
+                           ticks >> 7 | 0x80, ticks & 0x7F, 0xFF, 0x2F, 0})
+      bytes.push_back(static_cast<std::uint8_t>(byte));
+    std::ofstream(folder / "beat.mid", std::ios::binary)
+        .write(reinterpret_cast<const char*>(bytes.data()),
+               static_cast<std::streamsize>(bytes.size()));
+    const auto result = render({"augn:ad1X:LV2_", "--midi", folder / "beat.mid", "-o",
+                                folder / "clicks.wav", "--period", "500"});
+    ASSERT_EQ(result.status, 0) << result.errors;
+    const Audio audio = read_audio(folder / "clicks.wav");
+    std::vector<std::size_t> clicks, wanted;
+    std::size_t last = 0;
+    for (std::size_t i = 0; i < audio.samples.size(); i += 2) {
+      if (std::fabs(audio.samples[i]) < 1e-4f) continue;
+      if (clicks.empty() || i / 2 > last + 2000) clicks.push_back(i / 2);
+      last = i / 2;
+    }
+    // A click is a sine, and so silent in its first sample.
+    for (std::size_t beat = 0; beat < 8 * tempo / 60; ++beat)
+      wanted.push_back(beat * 48'000 * 60 / tempo + 1);
+    EXPECT_EQ(clicks, wanted) << tempo;
+  }
+}
+
 TEST(Render, TakesAnyPeriodLength) {
   const ScratchFolder folder;
   Audio reference;

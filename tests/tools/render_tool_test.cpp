@@ -270,7 +270,7 @@ TEST(song_source, ASongEndsWhereItsFileSays) {
     const auto tone = sine(440, 48'000, frames, 0.5);
     write_audio(folder / "a.wav", tone, tone, 48'000);
     std::string error;
-    const auto source = SongSource::open("", folder / "a.wav", 0, error);
+    const auto source = SongSource::open("", folder / "a.wav", 0, std::nullopt, error);
     ASSERT_TRUE(source) << error;
     std::vector<float> heard;
     while (!source->end_frame()) {

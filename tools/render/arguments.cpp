@@ -24,6 +24,8 @@ for its own.
   -r, --sample-rate HZ    8000 to 384000; without it the input's rate, or 48000. Input at
                           another rate is converted
       --period FRAMES     frames a period, 1 to 4096 (512)
+      --tempo BPM         beats a minute of the audio input, 1 to 999, for plugins that follow a
+                          song; a MIDI file has its own
       --tail SECONDS      go on this long after the song's end. Without it until the sound has
                           stayed below -90 dBFS for a second, at most 30 seconds
       --keep-latency      leave the chain's latency at the start of the output
@@ -42,14 +44,18 @@ output is left behind), 2 for a command line that makes no sense.
 namespace {
 
 std::vector<Option> options_for(RenderArguments& arguments) {
-  const auto seconds = [&arguments](const std::string& value, std::string& error) {
-    double number = 0.0;
-    if (!to_number(value, number) || number < 0.0 || number > 3600.0) {
-      error = "takes 0 to 3600 seconds, not \"" + value + "\"";
-      return false;
-    }
-    arguments.tail_seconds = number;
-    return true;
+  const auto number = [](double least, double most, const char* unit,
+                         std::optional<double>& result) {
+    return [=, &result](const std::string& value, std::string& error) {
+      double number = 0.0;
+      if (!to_number(value, number) || !(number >= least && number <= most)) {
+        error = "takes " + std::to_string(static_cast<int>(least)) + " to " +
+                std::to_string(static_cast<int>(most)) + unit + ", not \"" + value + "\"";
+        return false;
+      }
+      result = number;
+      return true;
+    };
   };
   return {
       {"--midi", "-m", takes_path(arguments.midi_path)},
@@ -59,7 +65,8 @@ std::vector<Option> options_for(RenderArguments& arguments) {
       {"--sample-rate", "-r", takes_whole(8'000, 384'000, " Hz", arguments.sample_rate)},
       {"--period", nullptr,
        takes_whole(1, static_cast<int>(host::buffer_frames), " frames", arguments.period)},
-      {"--tail", nullptr, seconds},
+      {"--tempo", nullptr, number(1, 999, " beats a minute", arguments.tempo)},
+      {"--tail", nullptr, number(0, 3600, " seconds", arguments.tail_seconds)},
       {"--keep-latency", nullptr, nullptr, &arguments.keep_latency},
       {"--quiet", "-q", nullptr, &arguments.quiet},
       {"--help", "-h", nullptr, &arguments.wants_help},
@@ -75,6 +82,8 @@ bool check_source(const RenderArguments& arguments, std::string& error) {
     error = first.name + " is no effect and takes no --input";
   else if (!first.takes_midi() && !arguments.midi_path.empty())
     error = first.name + " takes no MIDI events (effects of type aumf do)";
+  else if (arguments.tempo && !arguments.midi_path.empty())
+    error = "--tempo is for audio input; " + arguments.midi_path + " has a tempo of its own";
   else
     return true;
   return false;

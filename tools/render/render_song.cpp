@@ -97,8 +97,8 @@ std::uint64_t latency_frames(const client::HostProcess& host, double sample_rate
 
 RenderOutcome render_song(const RenderArguments& arguments, RenderReport& report,
                           std::string& error) {
-  const auto source =
-      SongSource::open(arguments.midi_path, arguments.input_path, arguments.sample_rate, error);
+  const auto source = SongSource::open(arguments.midi_path, arguments.input_path,
+                                       arguments.sample_rate, arguments.tempo, error);
   if (!source || !can_write(arguments.output_path, error) || !can_write(arguments.plot_path, error))
     return RenderOutcome::failed;
   report.chain_name = chain_name(arguments.chain);

@@ -7,7 +7,6 @@
 #include <string>
 #include <vector>
 
-#include "host/block.hpp"
 #include "tools/audio/reader.hpp"
 #include "tools/midi/midi_file.hpp"
 #include "tools/midi/period_events.hpp"
@@ -18,10 +17,11 @@ namespace vesk::tools {
 class SongSource {
  public:
   /// Opens what has a path. `sample_rate` in Hz; 0 takes the audio file's if that is one a host
-  /// can have (8,000 to 384,000), otherwise 48,000. Null with a sentence in `error`.
+  /// can have (8,000 to 384,000), otherwise 48,000. `tempo` in beats a minute, for audio without a
+  /// MIDI song: empty when it is not known. Null with a sentence in `error`.
   static std::unique_ptr<SongSource> open(const std::string& midi_path,
                                           const std::string& input_path, int sample_rate,
-                                          std::string& error);
+                                          std::optional<double> tempo, std::string& error);
 
   int sample_rate() const { return sample_rate_; }
 
@@ -34,7 +34,9 @@ class SongSource {
   std::uint32_t frames() const { return period_.frames; }
   std::span<const float> left() const { return left_; }
   std::span<const float> right() const { return right_; }
-  std::span<const host::MidiEvent> events() const { return period_.events; }
+  std::span<const client::MidiEvent> events() const { return period_.events; }
+  /// Where it stands in the song, if that has a tempo.
+  const std::optional<client::Transport>& transport() const { return period_.transport; }
 
   /// The frame at which the song is over, once it is known: at the latest when the period that
   /// holds it has been prepared.

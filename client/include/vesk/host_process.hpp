@@ -87,6 +87,7 @@ enum class Answer {
 struct Transport {
   double tempo = 120;        ///< beats a minute
   double beat = 0;           ///< position since the start of the song
+  double frame = 0;          ///< the same position in frames
   double bar_start = 0;      ///< beat at which the present bar began
   double beats_per_bar = 4;  ///< upper number of the time signature
   unsigned beat_unit = 4;    ///< lower number

@@ -44,8 +44,7 @@ const std::uint32_t& ParentRecord::render_thread() const noexcept {
   return memory_->record().render_thread;
 }
 
-void ParentRecord::write(const Transport& transport, double sample_time,
-                         bool changed) noexcept VESK_REALTIME {
+void ParentRecord::write(const Transport& transport, bool changed) noexcept VESK_REALTIME {
   VeskTransport& shared = memory_->record().transport;
   // Plain memory: the store of the request publishes it.
   shared.flags = VESK_TRANSPORT_KNOWN | (transport.playing ? VESK_TRANSPORT_PLAYING : 0u) |
@@ -56,7 +55,7 @@ void ParentRecord::write(const Transport& transport, double sample_time,
   shared.tempo = transport.tempo;
   shared.beat = transport.beat;
   shared.bar_start = transport.bar_start;
-  shared.sample = sample_time;
+  shared.sample = transport.frame;
   shared.loop_start = transport.loop_start;
   shared.loop_end = transport.loop_end;
 }

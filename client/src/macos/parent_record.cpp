@@ -20,6 +20,6 @@ const std::uint32_t& ParentRecord::render_thread() const noexcept {
   static const std::uint32_t nobody = 0;
   return nobody;
 }
-void ParentRecord::write(const Transport&, double, bool) noexcept VESK_REALTIME {}
+void ParentRecord::write(const Transport&, bool) noexcept VESK_REALTIME {}
 
 }  // namespace vesk::client

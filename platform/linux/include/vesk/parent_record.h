@@ -33,7 +33,7 @@ typedef struct VeskTransport {
   double tempo;         /* beats a minute */
   double beat;          /* position since the start of the song */
   double bar_start;     /* beat at which the bar began */
-  double sample;        /* frames since the start of the parent's timeline */
+  double sample;        /* the same position in frames */
   double loop_start;    /* beats */
   double loop_end;
 } VeskTransport;
