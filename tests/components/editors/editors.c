@@ -160,36 +160,27 @@ static OSStatus set_property(BasicUnit* basic, AudioUnitPropertyID id, const voi
   return request_controller((Editors*)basic, *(const Completion*)data);
 }
 
-static OSStatus render(BasicUnit* basic, AudioUnitRenderActionFlags* flags,
-                       const AudioTimeStamp* time, UInt32 frames, const AudioBufferList* input,
-                       AudioBufferList* output) CA_REALTIME_API {
-  (void)flags;
-  (void)time;
+static OSStatus render(BasicUnit* basic, UInt32 frames, float* const input[kChannels],
+                       float* const output[kChannels]) CA_REALTIME_API {
   (void)input;
   const float level = value_of(basic, kLevel);
-  for (UInt32 channel = 0; channel < output->mNumberBuffers; ++channel) {
-    float* samples = output->mBuffers[channel].mData;
-    for (UInt32 i = 0; i < frames; ++i) samples[i] = level;
-  }
+  for (UInt32 i = 0; i < frames; ++i) output[0][i] = output[1][i] = level;
   return noErr;
 }
 
-static const UnitKind kKind = {
-    .size = sizeof(Editors),
-    .parameters = kParameters,
-    .parameter_count = sizeof kParameters / sizeof kParameters[0],
-    .presets = kPresets,
-    .preset_count = sizeof kPresets / sizeof kPresets[0],
-    .open = open_unit,
-    .close = close_unit,
-    .get_property = get_property,
-    .set_property = set_property,
-    .render = render,
-};
-
-__attribute__((visibility("default"))) AudioComponentPlugInInterface* EditorsFactory(
-    const AudioComponentDescription* description);
-
-AudioComponentPlugInInterface* EditorsFactory(const AudioComponentDescription* description) {
-  return make_unit(&kKind, description);
+const UnitKind* unit_kind(const AudioComponentDescription* description) {
+  (void)description;
+  static const UnitKind kind = {
+      .size = sizeof(Editors),
+      .parameters = kParameters,
+      .parameter_count = sizeof kParameters / sizeof kParameters[0],
+      .presets = kPresets,
+      .preset_count = sizeof kPresets / sizeof kPresets[0],
+      .open = open_unit,
+      .close = close_unit,
+      .get_property = get_property,
+      .set_property = set_property,
+      .render = render,
+  };
+  return &kind;
 }
