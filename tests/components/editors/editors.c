@@ -75,25 +75,6 @@ static void close_unit(BasicUnit* basic) {
     if (editors->classes[i]) CFRelease(editors->classes[i]);
 }
 
-static const char* class_name(enum EditorVariant variant) {
-  switch (variant) {
-    case kNoEditor:
-    case kControllerOnMainQueue:
-    case kControllerFromThread:
-    case kControllerTooLate:
-    case kControllerNull:
-    case kControllerPreferredSize:
-    case kControllerNoSize:
-    case kControllerWithoutView:
-    case kGrows:
-      return NULL;
-    case kNonconformingClass:
-      return "VeskTestNoFactory";
-    default:
-      return "VeskTestFactory";
-  }
-}
-
 static void count_held(Editors* editors) {
   CFIndex held = editors->location ? CFGetRetainCount(editors->location) - 1 : 0;
   for (int i = 0; i < kMostClasses; ++i)
@@ -103,17 +84,18 @@ static void count_held(Editors* editors) {
 
 static OSStatus get_cocoa_ui(Editors* editors, void* data, UInt32* size) {
   const enum EditorVariant variant = variant_of(&editors->basic);
-  const char* name = class_name(variant);
   const int count = variant == kLocationOnly ? 0 : variant == kThreeClasses ? 3 : 1;
-  if (!name) return kAudioUnitErr_InvalidProperty;
+  if (variant <= kControllerWithoutView && variant != kCocoaView)
+    return kAudioUnitErr_InvalidProperty;
   *size = (UInt32)((1 + count) * (int)sizeof(CFTypeRef));
   if (!data) return noErr;
   AudioUnitCocoaViewInfo* info = data;
   info->mCocoaAUViewBundleLocation = CFRetain(editors->location);
   for (int i = 0; i < count; ++i) {
     if (!editors->classes[i]) {
-      editors->classes[i] = CFStringCreateWithCString(NULL, i == 0 ? name : "VeskTestNoFactory",
-                                                      kCFStringEncodingUTF8);
+      const bool is_factory = i == 0 && variant != kNonconformingClass;
+      editors->classes[i] = CFStringCreateWithCString(
+          NULL, is_factory ? "VeskTestFactory" : "VeskTestNoFactory", kCFStringEncodingUTF8);
     }
     info->mCocoaAUViewClass[i] = CFRetain(editors->classes[i]);
   }
