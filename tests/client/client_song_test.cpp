@@ -10,7 +10,7 @@
 #include <limits>
 
 #include "tests/client/client_host.hpp"
-#include "tests/components/misbehaving/commands.h"
+#include "tests/components/misbehaving/song_words.h"
 #include "vesk/host_group.hpp"
 
 using namespace vesk::client;
