@@ -22,7 +22,7 @@ namespace {
 constexpr unsigned frames = 64;
 using Song = std::array<float, kSongWords>;
 
-std::unique_ptr<HostProcess> start(const std::string& chain, Mode mode) {
+std::unique_ptr<HostProcess> play(const std::string& chain, Mode mode) {
   Options options;
   options.chain = chain;
   options.mode = mode;
@@ -43,7 +43,7 @@ Song heard(const HostProcess& host) {
 
 TEST(ClientSong, WhatIsSetReachesAPluginFromTheNextPeriodOn) {
   for (const Mode mode : {Mode::real_time, Mode::offline}) {
-    auto host = start("aumu:Bad_:Vesk#30=1", mode);
+    auto host = play("aumu:Bad_:Vesk#30=1", mode);
     ASSERT_NE(host, nullptr);
     const float offline = mode == Mode::offline ? 1 : 0;
     double sample = 0;
@@ -82,8 +82,8 @@ TEST(ClientSong, WhatIsSetReachesAPluginFromTheNextPeriodOn) {
 }
 
 TEST(ClientSong, AGroupTellsAllItsHosts) {
-  auto first = start("aumu:Bad_:Vesk#30=1", Mode::offline);
-  auto second = start("aumu:Bad_:Vesk#30=1", Mode::offline);
+  auto first = play("aumu:Bad_:Vesk#30=1", Mode::offline);
+  auto second = play("aumu:Bad_:Vesk#30=1", Mode::offline);
   ASSERT_TRUE(first && second);
   HostGroup group;
   group.add(*first);
@@ -96,7 +96,7 @@ TEST(ClientSong, AGroupTellsAllItsHosts) {
 TEST(ClientSong, AStartRendersNothing) {
   // It crashes in its first render, which must be the parent's.
   for (const Mode mode : {Mode::real_time, Mode::offline}) {
-    auto host = start("aumu:Bad_:Vesk#0=1", mode);
+    auto host = play("aumu:Bad_:Vesk#0=1", mode);
     ASSERT_NE(host, nullptr);
     EXPECT_EQ(host->diagnose(), Health::ready);
     EXPECT_EQ(host->render(frames, 0, {}, 30s), Answer::host_gone);
