@@ -82,7 +82,8 @@ Stereo read_audio(const std::string& path, int rate = 0) {
   if (!reader) return {};
   Stereo sound{std::vector<float>(100'000), std::vector<float>(100'000)};
   const auto frames = reader->read(sound.left.data(), sound.right.data(), 100'000);
-  EXPECT_NEAR(reader->length_frames(), frames, rate ? 2 : 0);  // a conversion rounds
+  EXPECT_NEAR(static_cast<double>(reader->length_frames()), frames,
+              rate ? 2 : 0);  // a conversion rounds
   sound.left.resize(frames);
   sound.right.resize(frames);
   return sound;
@@ -115,7 +116,7 @@ TEST(audio_files, AnotherRateIsConverted) {
   const auto tone = sine(1'000, 44'100, 44'100, 0.5);
   write_audio(folder / "a.wav", tone, tone, 44'100);
   const Stereo back = read_audio(folder / "a.wav", 48'000);
-  ASSERT_NEAR(back.left.size(), 48'000, 2);
+  ASSERT_NEAR(static_cast<double>(back.left.size()), 48'000, 2);
   const auto expected = sine(1'000, 48'000, 48'000, 0.5);
   for (std::size_t i = 2'000; i < 46'000; ++i) ASSERT_NEAR(back.left[i], expected[i], 1e-4) << i;
 }
