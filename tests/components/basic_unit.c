@@ -1,5 +1,6 @@
 #include "basic_unit.h"
 
+#include <mach/mach_time.h>
 #include <math.h>
 #include <stdlib.h>
 #include <string.h>
@@ -100,6 +101,14 @@ static OSStatus unit_remove_property_listener(void* self, AudioUnitPropertyID id
   }
   unit->listener_count = kept;
   return noErr;
+}
+
+void spin_for(double seconds) CA_REALTIME_API {
+  mach_timebase_info_data_t base;
+  mach_timebase_info(&base);
+  const UInt64 start = mach_absolute_time();
+  while ((double)(mach_absolute_time() - start) * base.numer / base.denom < 1e9 * seconds) {
+  }
 }
 
 void property_changed(BasicUnit* unit, AudioUnitPropertyID id) {

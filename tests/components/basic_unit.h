@@ -93,6 +93,9 @@ static inline float value_of(const BasicUnit* unit, UInt32 index) {
 /* A parameter's index in the table, or -1. */
 int parameter_index(const BasicUnit* unit, AudioUnitParameterID id) CA_REALTIME_API;
 
+/* Keeps a CPU busy for that long. */
+void spin_for(double seconds) CA_REALTIME_API;
+
 /* Tells the unit's property listeners, for the global scope. */
 void property_changed(BasicUnit* unit, AudioUnitPropertyID id);
 

@@ -16,8 +16,6 @@
 #include "tools/audio/writer.hpp"
 #include "tools/program/output_file.hpp"
 #include "tools/render/arguments.hpp"
-#include "tools/render/song_sink.hpp"
-#include "tools/render/song_source.hpp"
 
 namespace vesk::tools {
 namespace {
@@ -82,7 +80,8 @@ Stereo read_audio(const std::string& path, int rate = 0) {
   if (!reader) return {};
   Stereo sound{std::vector<float>(100'000), std::vector<float>(100'000)};
   const auto frames = reader->read(sound.left.data(), sound.right.data(), 100'000);
-  EXPECT_NEAR(reader->length_frames(), frames, rate ? 2 : 0);  // a conversion rounds
+  // A conversion rounds.
+  EXPECT_LE(std::abs(std::int64_t(reader->length_frames()) - frames), rate ? 2 : 0);
   sound.left.resize(frames);
   sound.right.resize(frames);
   return sound;
@@ -115,37 +114,15 @@ TEST(audio_files, AnotherRateIsConverted) {
   const auto tone = sine(1'000, 44'100, 44'100, 0.5);
   write_audio(folder / "a.wav", tone, tone, 44'100);
   const Stereo back = read_audio(folder / "a.wav", 48'000);
-  ASSERT_NEAR(back.left.size(), 48'000, 2);
+  ASSERT_NEAR(double(back.left.size()), 48'000, 2);
   const auto expected = sine(1'000, 48'000, 48'000, 0.5);
   for (std::size_t i = 2'000; i < 46'000; ++i) ASSERT_NEAR(back.left[i], expected[i], 1e-4) << i;
 }
 
-TEST(audio_files, WhatIsNoAudioIsRefusedInWords) {
-  const ScratchFolder folder;
-  std::ofstream(folder / "text.wav") << "this is no audio at all, only text";
-  const std::pair<std::string, std::string> cases[] = {
-      {folder / "none.wav", folder / "none.wav: No such file or directory"},
-      {folder / "", folder / ": is a folder"},
-      {folder / "text.wav", folder / "text.wav: not an audio file that can be read ("},
-  };
-  for (const auto& [path, message] : cases) {
-    std::string error;
-    EXPECT_FALSE(AudioReader::open(path, 0, error));
-    EXPECT_TRUE(error.starts_with(message)) << error;
-  }
-}
-
-TEST(output_file, AppearsWholeOrNotAtAll) {
+TEST(output_file, FollowsALinkAndTakesNothingButAFile) {
   const ScratchFolder folder;
   std::string error;
   std::ofstream(folder / "a.wav") << "old";
-  {
-    auto file = OutputFile::create(folder / "a.wav", error);
-    ASSERT_TRUE(file) << error;
-    ASSERT_TRUE(file->write("new", 3, error));
-  }
-  EXPECT_EQ(file_bytes(folder / "a.wav"), (Bytes{'o', 'l', 'd'}));
-  EXPECT_EQ(folder.names(), std::vector<std::string>{"a.wav"});
   fs::create_symlink(folder / "a.wav", folder / "link.wav");
   auto file = OutputFile::create(folder / "link.wav", error);
   ASSERT_TRUE(file && file->write("new", 3, error) && file->commit(error)) << error;
@@ -208,49 +185,6 @@ TEST(picture, IsDrawnForAnyLength) {
     const Bytes bytes = file_bytes(folder / "a.png");
     ASSERT_GT(bytes.size(), 2'000u);
     EXPECT_EQ(bytes[1], 'P');
-  }
-}
-
-TEST(song_sink, DropsTheLatencyAndEndsWhereTheSongDoes) {
-  const ScratchFolder folder;
-  std::string error;
-  auto file = OutputFile::create(folder / "a.wav", error);
-  SongSink::Settings settings;
-  settings.sample_rate = 48'000;
-  settings.dropped_frames = 150;
-  settings.tail_seconds = 0.0;
-  auto sink = SongSink::open(*file, settings, error);
-  ASSERT_TRUE(sink) << error;
-  float next = 0.0f;
-  std::vector<float> period(100);
-  while (!sink->is_over()) {
-    for (float& sample : period) sample = next++ / 1024.0f;
-    ASSERT_TRUE(sink->take(period.data(), period.data(), 100, 333, error));
-  }
-  ASSERT_TRUE(sink->finish(error) && file->commit(error));
-  const Stereo song = read_audio(folder / "a.wav");
-  ASSERT_EQ(song.left.size(), 333u);
-  EXPECT_EQ(song.left.front(), 150.0f / 1024.0f);
-  EXPECT_EQ(song.left.back(), 482.0f / 1024.0f);
-}
-
-TEST(song_source, ASongEndsWhereItsFileSays) {
-  const ScratchFolder folder;
-  for (std::size_t frames : {1u, 99u, 100u, 101u, 5'000u}) {
-    SCOPED_TRACE(frames);
-    const auto tone = sine(440, 48'000, frames, 0.5);
-    write_audio(folder / "a.wav", tone, tone, 48'000);
-    std::string error;
-    const auto source = SongSource::open("", folder / "a.wav", 0, error);
-    ASSERT_TRUE(source) << error;
-    std::vector<float> heard;
-    while (!source->end_frame()) {
-      ASSERT_TRUE(source->prepare(100, error));
-      heard.insert(heard.end(), source->left().begin(), source->left().end());
-    }
-    EXPECT_EQ(*source->end_frame(), frames);
-    ASSERT_GE(heard.size(), frames);
-    EXPECT_TRUE(std::equal(tone.begin(), tone.end(), heard.begin()));
   }
 }
 

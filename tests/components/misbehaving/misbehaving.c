@@ -9,7 +9,6 @@
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
-#include <time.h>
 #include <unistd.h>
 #if defined(__x86_64__)
 #include <xmmintrin.h>
@@ -98,9 +97,8 @@ typedef struct Misbehaving {
   BasicUnit basic;
   UInt32 renders;
   bool looks_at_threads; /* system calls in render, so only where a report is wanted */
-  ReceivedEvent* events;
   UInt32 event_count;
-  pthread_mutex_t mutex;
+  ReceivedEvent events[kMaxEvents];
 } Misbehaving;
 
 enum Phase { kInitialize = 1, kOpen = 2 };
@@ -178,17 +176,9 @@ static OSStatus open_unit(BasicUnit* basic) {
   usleep((useconds_t)command(basic, kDelayInOpen) * 1000);
   const OSStatus status = misbehave_in_load(basic, kOpen);
   if (status) return status;
-  pthread_mutex_init(&unit->mutex, NULL);
-  unit->events = calloc(kMaxEvents, sizeof *unit->events);
   report(unit, kSeenRenders, 0);
   report(unit, kSeenEvents, 0);
-  return unit->events ? (OSStatus)noErr : kAudio_MemFullError;
-}
-
-static void close_unit(BasicUnit* basic) {
-  Misbehaving* unit = (Misbehaving*)basic;
-  pthread_mutex_destroy(&unit->mutex);
-  free(unit->events);
+  return noErr;
 }
 
 static void print_kib(size_t kib) {
@@ -248,15 +238,6 @@ static int overflow(UInt64 depth) {
   return depth ? overflow(depth - 1) + frame[0] : 0;
 }
 
-static void spin_for(double seconds) {
-  struct timespec start, now;
-  clock_gettime(CLOCK_MONOTONIC, &start);
-  do {
-    clock_gettime(CLOCK_MONOTONIC, &now);
-  } while ((double)(now.tv_sec - start.tv_sec) + 1e-9 * (double)(now.tv_nsec - start.tv_nsec) <
-           seconds);
-}
-
 static OSStatus midi(BasicUnit* basic, UInt32 status, UInt32 data1, UInt32 data2, UInt32 offset) {
   Misbehaving* unit = (Misbehaving*)basic;
   if (unit->event_count == kMaxEvents) return noErr;
@@ -287,8 +268,9 @@ static OSStatus misbehave_in_render(Misbehaving* unit) {
     free(memory);
   }
   if (has_begun(unit, kLockInRender)) {
-    pthread_mutex_lock(&unit->mutex);
-    pthread_mutex_unlock(&unit->mutex);
+    static pthread_mutex_t mutex = PTHREAD_MUTEX_INITIALIZER;
+    pthread_mutex_lock(&mutex);
+    pthread_mutex_unlock(&mutex);
   }
   if (has_begun(unit, kLateInRender)) spin_for(1e-3 * value_of(&unit->basic, kLateMs));
   const int sleep_us = command(&unit->basic, kSleepInRender);
@@ -359,7 +341,7 @@ typedef OSStatus (*MarkedMidi)(BasicUnit*, UInt32, UInt32, UInt32, UInt32) CA_RE
 
 #define COMMON                                                                                    \
   .size = sizeof(Misbehaving), .parameters = kParameters, .parameter_count = kParameterCount,     \
-  .open = open_unit, .close = close_unit, .initialize = initialize, .uninitialize = uninitialize, \
+  .open = open_unit, .initialize = initialize, .uninitialize = uninitialize,                      \
   .latency_seconds = latency_seconds, .get_property = get_property, .set_property = set_property, \
   .render = (MarkedRender)render, .midi = (MarkedMidi)midi
 
