@@ -162,7 +162,7 @@ static OSStatus unit_render(void* self, AudioUnitRenderActionFlags* flags,
   float* input[kChannels];
   float* output[kChannels];
   AudioUnitRenderActionFlags own_flags = 0;
-  if (unit->kind->has_input) {
+  if (unit->has_input) {
     const OSStatus status = pull_input(unit, flags ? flags : &own_flags, time, frames, input);
     if (status) return status;
   }
@@ -172,7 +172,7 @@ static OSStatus unit_render(void* self, AudioUnitRenderActionFlags* flags,
     buffer->mDataByteSize = frames * (UInt32)sizeof(float);
     output[i] = buffer->mData;
   }
-  return unit->kind->render(unit, frames, unit->kind->has_input ? input : NULL, output);
+  return unit->kind->render(unit, frames, unit->has_input ? input : NULL, output);
 }
 
 static AudioComponentMethod unit_lookup(SInt16 selector) {
@@ -213,6 +213,7 @@ static AudioComponentPlugInInterface* make_unit(const UnitKind* kind,
   unit->interface.Lookup = unit_lookup;
   unit->kind = kind;
   unit->description = *description;
+  unit->has_input = description->componentType == kAudioUnitType_Effect;
   unit->format = (AudioStreamBasicDescription){
       .mSampleRate = 44100,
       .mFormatID = kAudioFormatLinearPCM,

@@ -38,7 +38,6 @@ typedef struct UnitKind {
   UInt32 parameter_count;
   const UnitPreset* presets;
   UInt32 preset_count;
-  bool has_input;
 
   OSStatus (*open)(BasicUnit*);
   void (*close)(BasicUnit*);
@@ -65,6 +64,7 @@ struct BasicUnit {
   _Atomic float values[kMaxParameters]; /* by index in the table */
   AudioStreamBasicDescription format;   /* of every bus */
   UInt32 max_frames;
+  bool has_input; /* is an effect */
   bool initialized;
   AURenderCallbackStruct input_callback;
   SInt32 preset_number;

@@ -38,7 +38,7 @@ OSStatus unit_get_property_info(void* self, AudioUnitPropertyID id, AudioUnitSco
   if (i == count) return kAudioUnitErr_InvalidProperty;
   if (scope > kAudioUnitScope_Output || !(kProperties[i].scopes & 1 << scope))
     return kAudioUnitErr_InvalidScope;
-  if (scope == kAudioUnitScope_Input && !unit->kind->has_input) return kAudioUnitErr_InvalidElement;
+  if (scope == kAudioUnitScope_Input && !unit->has_input) return kAudioUnitErr_InvalidElement;
   *size = kProperties[i].size;
   if (!*size) *size = unit->kind->parameter_count * (UInt32)sizeof(AudioUnitParameterID);
   return noErr;

@@ -2,7 +2,6 @@
 
 #include <gtest/gtest.h>
 #include <signal.h>
-#include <sndfile.h>
 
 #include <algorithm>
 #include <cmath>
@@ -12,6 +11,7 @@
 #include "tests/support/program.hpp"
 #include "tests/support/scratch_folder.hpp"
 #include "tests/support/wait_until.hpp"
+#include "tests/tools/sound_file.hpp"
 
 namespace {
 
@@ -31,33 +31,15 @@ ProgramResult render(std::vector<std::string> words, const ProgramOptions& optio
 const ProgramOptions test_units{
     .environment = {"AUDIO_COMPONENT_PATH=" + build_tree() + "/components"}};
 
-struct Audio {
-  int rate = 0;
-  std::vector<float> samples;  // left and right in turn
-};
-
-Audio read_audio(const std::string& path) {
-  SF_INFO info{};
-  SNDFILE* file = sf_open(path.c_str(), SFM_READ, &info);
-  if (!file) return {};
-  Audio audio{info.samplerate, std::vector<float>(static_cast<std::size_t>(info.frames) * 2)};
-  sf_readf_float(file, audio.samples.data(), info.frames);
-  sf_close(file);
-  return audio;
-}
-
 /// Two channels of it, the same every time.
 void write_noise(const std::string& path, int rate, int seconds) {
-  SF_INFO info{0, rate, 2, SF_FORMAT_WAV | SF_FORMAT_FLOAT, 0, 0};
-  SNDFILE* file = sf_open(path.c_str(), SFM_WRITE, &info);
-  std::vector<float> samples(static_cast<std::size_t>(seconds * rate) * 2);
+  Sound noise{rate, std::vector<float>(static_cast<std::size_t>(seconds * rate) * 2)};
   std::uint32_t state = 1;
-  for (float& sample : samples) {
+  for (float& sample : noise.samples) {
     state = state * 1664525u + 1013904223u;
     sample = static_cast<float>(state >> 8) / 16'777'216.0f - 0.5f;
   }
-  sf_write_float(file, samples.data(), static_cast<sf_count_t>(samples.size()));
-  sf_close(file);
+  write_sound(path, noise);
 }
 
 /// The length of a vector.
@@ -78,7 +60,7 @@ TEST(Render, PlaysTheDemoSongTheSameEveryTime) {
   EXPECT_TRUE(file_bytes(folder / "one.wav") == file_bytes(folder / "two.wav"));
   EXPECT_TRUE(file_bytes(folder / "one.png") == file_bytes(folder / "two.png"));
 
-  const Audio audio = read_audio(folder / "one.wav");
+  const Sound audio = read_sound(folder / "one.wav");
   EXPECT_EQ(audio.rate, 48'000);
   EXPECT_GT(audio.samples.size(), 2u * 30u * 48'000u);
   EXPECT_GT(norm(audio.samples) / std::sqrt(static_cast<double>(audio.samples.size())), 0.01);
@@ -94,7 +76,7 @@ TEST(Render, SendsAudioThroughAnEffectAtItsOwnRateAndAnother) {
   auto result = render({delay, "--input", folder / "in.wav", "-o", folder / "own.flac", "--tail",
                         "0", "--period", "441"});
   ASSERT_EQ(result.status, 0) << result.errors;
-  Audio audio = read_audio(folder / "own.flac");
+  Sound audio = read_sound(folder / "own.flac");
   EXPECT_EQ(audio.rate, 44'100);
   EXPECT_EQ(audio.samples.size(), 2u * 44'100u);
 
@@ -102,21 +84,21 @@ TEST(Render, SendsAudioThroughAnEffectAtItsOwnRateAndAnother) {
                    "--tail", "1.5"});
   ASSERT_EQ(result.status, 0) << result.errors;
   EXPECT_NE(result.errors.find("converted from 44100 to 48000 Hz"), std::string::npos);
-  audio = read_audio(folder / "other.wav");
+  audio = read_sound(folder / "other.wav");
   EXPECT_EQ(audio.rate, 48'000);
   EXPECT_NEAR(static_cast<double>(audio.samples.size()), 2.0 * 2.5 * 48'000, 8);
 }
 
 TEST(Render, TakesAnyPeriodLength) {
   const ScratchFolder folder;
-  Audio reference;
+  Sound reference;
   for (const char* period : {"64", "1000", "4096"}) {
     SCOPED_TRACE(period);
     const std::string path = folder / (std::string(period) + ".wav");
     const auto result =
         render({piano, "--midi", song, "-o", path, "--period", period, "--tail", "0"});
     ASSERT_EQ(result.status, 0) << result.errors;
-    const Audio audio = read_audio(path);
+    const Sound audio = read_sound(path);
     if (reference.samples.empty()) reference = audio;
     ASSERT_EQ(audio.samples.size(), reference.samples.size());
     // The piano's own filters run a period at a time; its notes must not move.
@@ -197,7 +179,7 @@ TEST(Render, RemarksOnWhatIsOddAndRendersIt) {
     EXPECT_EQ(result.status, 0) << result.errors;
     EXPECT_NE(result.errors.find(remark), std::string::npos) << result.errors;
     EXPECT_EQ(std::ranges::count(result.errors, '\n'), 1) << result.errors;
-    for (const float sample : read_audio(out).samples) ASSERT_TRUE(std::isfinite(sample));
+    for (const float sample : read_sound(out).samples) ASSERT_TRUE(std::isfinite(sample));
   }
 }
 
@@ -209,14 +191,14 @@ TEST(Render, TrimsTheLatencyOfTheChainUnlessAskedNotTo) {
                                 "0", "-o", folder / "out.wav", option},
                                test_units);
     EXPECT_EQ(result.status, 0) << result.errors;
-    return read_audio(folder / "out.wav").samples;
+    return read_sound(folder / "out.wav").samples;
   };
   const auto trimmed = rendered("--quiet");
   const auto whole = rendered("--keep-latency");
   ASSERT_EQ(trimmed.size(), 96'000u);
   ASSERT_EQ(whole.size(), 96'000u);
   EXPECT_TRUE(std::equal(trimmed.begin(), trimmed.end() - 9'600, whole.begin() + 9'600));
-  EXPECT_EQ(whole, read_audio(folder / "in.wav").samples) << "it does not have what it reports";
+  EXPECT_EQ(whole, read_sound(folder / "in.wav").samples) << "it does not have what it reports";
 }
 
 TEST(Render, RemovesHalfAFileWhenInterrupted) {

@@ -83,7 +83,7 @@ static const UnitParameter kParameters[] = {
     METER(kSeenFlushing, "flushes_denormals"),
 };
 
-enum { kParameterCount = sizeof kParameters / sizeof kParameters[0], kMaxEvents = 1 << 16 };
+enum { kMaxEvents = 1 << 16 };
 
 /* Global, read: an array of ReceivedEvent. */
 enum { kReceivedEvents = 64000 };
@@ -339,15 +339,20 @@ typedef OSStatus (*MarkedRender)(BasicUnit*, UInt32, float* const[kChannels],
                                  float* const[kChannels]) CA_REALTIME_API;
 typedef OSStatus (*MarkedMidi)(BasicUnit*, UInt32, UInt32, UInt32, UInt32) CA_REALTIME_API;
 
-#define COMMON                                                                                    \
-  .size = sizeof(Misbehaving), .parameters = kParameters, .parameter_count = kParameterCount,     \
-  .open = open_unit, .initialize = initialize, .uninitialize = uninitialize,                      \
-  .latency_seconds = latency_seconds, .get_property = get_property, .set_property = set_property, \
-  .render = (MarkedRender)render, .midi = (MarkedMidi)midi
-
-static const UnitKind kInstrument = {COMMON};
-static const UnitKind kEffect = {COMMON, .has_input = true};
-
 const UnitKind* unit_kind(const AudioComponentDescription* description) {
-  return description->componentType == kAudioUnitType_Effect ? &kEffect : &kInstrument;
+  (void)description;
+  static const UnitKind kind = {
+      .size = sizeof(Misbehaving),
+      .parameters = kParameters,
+      .parameter_count = sizeof kParameters / sizeof kParameters[0],
+      .open = open_unit,
+      .initialize = initialize,
+      .uninitialize = uninitialize,
+      .latency_seconds = latency_seconds,
+      .get_property = get_property,
+      .set_property = set_property,
+      .midi = (MarkedMidi)midi,
+      .render = (MarkedRender)render,
+  };
+  return &kind;
 }

@@ -23,12 +23,9 @@ static OSStatus render(BasicUnit* basic, UInt32 frames, float* const input[kChan
   return noErr;
 }
 
-#define COMMON \
-  .size = sizeof(BasicUnit), .parameters = kParameters, .parameter_count = 1, .render = render
-
-static const UnitKind kInstrument = {COMMON};
-static const UnitKind kEffect = {COMMON, .has_input = true};
-
 const UnitKind* unit_kind(const AudioComponentDescription* description) {
-  return description->componentType == kAudioUnitType_Effect ? &kEffect : &kInstrument;
+  (void)description;
+  static const UnitKind kind = {
+      .size = sizeof(BasicUnit), .parameters = kParameters, .parameter_count = 1, .render = render};
+  return &kind;
 }

@@ -177,7 +177,6 @@ static const UnitKind kGainKind = {
     .size = sizeof(BasicUnit),
     .parameters = kGainParameters,
     .parameter_count = sizeof kGainParameters / sizeof kGainParameters[0],
-    .has_input = true,
     .offers_input_buffers = offers_input_buffers,
     .render = render_gain,
 };
