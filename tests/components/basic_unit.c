@@ -204,8 +204,12 @@ static AudioComponentMethod unit_lookup(SInt16 selector) {
   }
 }
 
-static AudioComponentPlugInInterface* make_unit(const UnitKind* kind,
-                                                const AudioComponentDescription* description) {
+__attribute__((visibility("default"))) AudioComponentPlugInInterface* TestUnitFactory(
+    const AudioComponentDescription* description);
+
+AudioComponentPlugInInterface* TestUnitFactory(const AudioComponentDescription* description) {
+  const bool is_effect = description->componentType == kAudioUnitType_Effect;
+  const UnitKind* kind = unit_kinds[is_effect];
   BasicUnit* unit = calloc(1, kind->size);
   if (!unit) return NULL;
   unit->interface.Open = unit_open;
@@ -213,7 +217,7 @@ static AudioComponentPlugInInterface* make_unit(const UnitKind* kind,
   unit->interface.Lookup = unit_lookup;
   unit->kind = kind;
   unit->description = *description;
-  unit->has_input = description->componentType == kAudioUnitType_Effect;
+  unit->has_input = is_effect;
   unit->format = (AudioStreamBasicDescription){
       .mSampleRate = 44100,
       .mFormatID = kAudioFormatLinearPCM,
@@ -235,11 +239,4 @@ static AudioComponentPlugInInterface* make_unit(const UnitKind* kind,
   for (UInt32 i = 0; i < kind->parameter_count; ++i)
     atomic_init(&unit->values[i], kind->parameters[i].initial);
   return &unit->interface;
-}
-
-__attribute__((visibility("default"))) AudioComponentPlugInInterface* TestUnitFactory(
-    const AudioComponentDescription* description);
-
-AudioComponentPlugInInterface* TestUnitFactory(const AudioComponentDescription* description) {
-  return make_unit(unit_kind(description), description);
 }

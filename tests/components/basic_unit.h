@@ -81,9 +81,9 @@ struct BasicUnit {
   float* buffers[2 * kChannels]; /* inputs, then outputs; max_frames each */
 };
 
-/* What a component has for a description in its property list. The factory function of them all,
- * TestUnitFactory, asks for it. */
-const UnitKind* unit_kind(const AudioComponentDescription* description);
+/* What a component has: instruments, then effects. The factory function of them all is
+ * TestUnitFactory. */
+extern const UnitKind* const unit_kinds[2];
 
 /* A parameter's present value by its index in the table. */
 static inline float value_of(const BasicUnit* unit, UInt32 index) {

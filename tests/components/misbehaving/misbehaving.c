@@ -56,32 +56,26 @@
 #define AS_CONSTANT(id, ...) id,
 #define AS_PARAMETER(id, name, minimum, maximum, initial) \
   {id, name, kAudioUnitParameterUnit_Generic, minimum, maximum, initial, NULL, 0},
-#define METER(id, name)                                            \
-  {id, name, kAudioUnitParameterUnit_Generic,      -1, ANY_RENDER, \
-   -1, NULL, kAudioUnitParameterFlag_MeterReadOnly}
 
 enum Command { COMMANDS(AS_CONSTANT) kCommandCount };
 
-/* What the unit saw. */
-enum {
-  kSeenRenders = 100,
-  kSeenEvents,
-  kSeenThreadPolicy,
-  kSeenThreadCpus,
-  kSeenRenderPolicy,
-  kSeenRenderCpus,
-  kSeenFlushing
-};
+/* What the unit saw, as read-only parameters numbered from 100. */
+#define METERS(METER)                       \
+  METER(kSeenRenders, "renders")            \
+  METER(kSeenEvents, "events")              \
+  METER(kSeenThreadPolicy, "thread_policy") \
+  METER(kSeenThreadCpus, "thread_cpus")     \
+  METER(kSeenRenderPolicy, "render_policy") \
+  METER(kSeenRenderCpus, "render_cpus")     \
+  METER(kSeenFlushing, "flushes_denormals")
 
-static const UnitParameter kParameters[] = {
-    COMMANDS(AS_PARAMETER) METER(kSeenRenders, "renders"),
-    METER(kSeenEvents, "events"),
-    METER(kSeenThreadPolicy, "thread_policy"),
-    METER(kSeenThreadCpus, "thread_cpus"),
-    METER(kSeenRenderPolicy, "render_policy"),
-    METER(kSeenRenderCpus, "render_cpus"),
-    METER(kSeenFlushing, "flushes_denormals"),
-};
+#define AS_METER(id, name)                                         \
+  {id, name, kAudioUnitParameterUnit_Generic,      -1, ANY_RENDER, \
+   -1, NULL, kAudioUnitParameterFlag_MeterReadOnly},
+
+enum { kBeforeMeters = 99, METERS(AS_CONSTANT) kMeterEnd };
+
+static const UnitParameter kParameters[] = {COMMANDS(AS_PARAMETER) METERS(AS_METER)};
 
 enum { kMaxEvents = 1 << 16 };
 
@@ -127,7 +121,7 @@ static void write_report(const Misbehaving* unit) {
   const char* path = getenv("VESK_MISBEHAVE_REPORT");
   FILE* file = path ? fopen(path, "w") : NULL;
   if (!file) return;
-  for (int id = kSeenRenders; id <= kSeenFlushing; ++id) {
+  for (int id = kSeenRenders; id < kMeterEnd; ++id) {
     const UnitParameter* meter = &kParameters[kCommandCount + id - kSeenRenders];
     fprintf(file, "%s %d\n", meter->name, (int)seen(unit, id));
   }
@@ -339,20 +333,18 @@ typedef OSStatus (*MarkedRender)(BasicUnit*, UInt32, float* const[kChannels],
                                  float* const[kChannels]) CA_REALTIME_API;
 typedef OSStatus (*MarkedMidi)(BasicUnit*, UInt32, UInt32, UInt32, UInt32) CA_REALTIME_API;
 
-const UnitKind* unit_kind(const AudioComponentDescription* description) {
-  (void)description;
-  static const UnitKind kind = {
-      .size = sizeof(Misbehaving),
-      .parameters = kParameters,
-      .parameter_count = sizeof kParameters / sizeof kParameters[0],
-      .open = open_unit,
-      .initialize = initialize,
-      .uninitialize = uninitialize,
-      .latency_seconds = latency_seconds,
-      .get_property = get_property,
-      .set_property = set_property,
-      .midi = (MarkedMidi)midi,
-      .render = (MarkedRender)render,
-  };
-  return &kind;
-}
+static const UnitKind kKind = {
+    .size = sizeof(Misbehaving),
+    .parameters = kParameters,
+    .parameter_count = sizeof kParameters / sizeof kParameters[0],
+    .open = open_unit,
+    .initialize = initialize,
+    .uninitialize = uninitialize,
+    .latency_seconds = latency_seconds,
+    .get_property = get_property,
+    .set_property = set_property,
+    .midi = (MarkedMidi)midi,
+    .render = (MarkedRender)render,
+};
+
+const UnitKind* const unit_kinds[2] = {&kKind, &kKind};

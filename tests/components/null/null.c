@@ -23,9 +23,7 @@ static OSStatus render(BasicUnit* basic, UInt32 frames, float* const input[kChan
   return noErr;
 }
 
-const UnitKind* unit_kind(const AudioComponentDescription* description) {
-  (void)description;
-  static const UnitKind kind = {
-      .size = sizeof(BasicUnit), .parameters = kParameters, .parameter_count = 1, .render = render};
-  return &kind;
-}
+static const UnitKind kKind = {
+    .size = sizeof(BasicUnit), .parameters = kParameters, .parameter_count = 1, .render = render};
+
+const UnitKind* const unit_kinds[2] = {&kKind, &kKind};

@@ -181,6 +181,4 @@ static const UnitKind kGainKind = {
     .render = render_gain,
 };
 
-const UnitKind* unit_kind(const AudioComponentDescription* description) {
-  return description->componentType == kAudioUnitType_Effect ? &kGainKind : &kTone;
-}
+const UnitKind* const unit_kinds[2] = {&kTone, &kGainKind};
