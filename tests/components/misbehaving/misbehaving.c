@@ -65,8 +65,6 @@ enum Command { COMMANDS(AS_CONSTANT) kCommandCount };
   METER(kSeenEvents, "events")              \
   METER(kSeenThreadPolicy, "thread_policy") \
   METER(kSeenThreadCpus, "thread_cpus")     \
-  METER(kSeenRenderPolicy, "render_policy") \
-  METER(kSeenRenderCpus, "render_cpus")     \
   METER(kSeenFlushing, "flushes_denormals")
 
 #define AS_METER(id, name)                                         \
@@ -77,22 +75,9 @@ enum { kBeforeMeters = 99, METERS(AS_CONSTANT) kMeterEnd };
 
 static const UnitParameter kParameters[] = {COMMANDS(AS_PARAMETER) METERS(AS_METER)};
 
-enum { kMaxEvents = 1 << 16 };
-
-/* Global, read: an array of ReceivedEvent. */
-enum { kReceivedEvents = 64000 };
-
-typedef struct ReceivedEvent {
-  UInt32 period; /* the render it came before, counted from 1 */
-  UInt32 offset, status, data1, data2;
-} ReceivedEvent;
-
 typedef struct Misbehaving {
   BasicUnit basic;
-  UInt32 renders;
-  bool looks_at_threads; /* system calls in render, so only where a report is wanted */
-  UInt32 event_count;
-  ReceivedEvent events[kMaxEvents];
+  UInt32 renders, events;
 } Misbehaving;
 
 enum Phase { kInitialize = 1, kOpen = 2 };
@@ -124,11 +109,6 @@ static void write_report(const Misbehaving* unit) {
   for (int id = kSeenRenders; id < kMeterEnd; ++id) {
     const UnitParameter* meter = &kParameters[kCommandCount + id - kSeenRenders];
     fprintf(file, "%s %d\n", meter->name, (int)seen(unit, id));
-  }
-  for (UInt32 i = 0; i < unit->event_count; ++i) {
-    const ReceivedEvent* event = &unit->events[i];
-    fprintf(file, "event %u %u %u %u %u\n", event->period, event->offset, event->status,
-            event->data1, event->data2);
   }
   fclose(file);
 }
@@ -166,7 +146,6 @@ static OSStatus misbehave_in_load(const BasicUnit* basic, enum Phase phase) {
 static OSStatus open_unit(BasicUnit* basic) {
   Misbehaving* unit = (Misbehaving*)basic;
   read_environment(unit);
-  unit->looks_at_threads = getenv("VESK_MISBEHAVE_REPORT") != NULL;
   usleep((useconds_t)command(basic, kDelayInOpen) * 1000);
   const OSStatus status = misbehave_in_load(basic, kOpen);
   if (status) return status;
@@ -233,11 +212,12 @@ static int overflow(UInt64 depth) {
 }
 
 static OSStatus midi(BasicUnit* basic, UInt32 status, UInt32 data1, UInt32 data2, UInt32 offset) {
+  (void)status;
+  (void)data1;
+  (void)data2;
+  (void)offset;
   Misbehaving* unit = (Misbehaving*)basic;
-  if (unit->event_count == kMaxEvents) return noErr;
-  unit->events[unit->event_count++] =
-      (ReceivedEvent){unit->renders + 1, offset, status, data1, data2};
-  report(unit, kSeenEvents, (float)unit->event_count);
+  report(unit, kSeenEvents, (float)++unit->events);
   return noErr;
 }
 
@@ -278,10 +258,6 @@ static OSStatus render(BasicUnit* basic, UInt32 frames, float* const input[kChan
   Misbehaving* unit = (Misbehaving*)basic;
   ++unit->renders;
   report(unit, kSeenRenders, (float)unit->renders);
-  if (unit->looks_at_threads) {
-    report(unit, kSeenRenderPolicy, (float)sched_getscheduler(0));
-    report(unit, kSeenRenderCpus, (float)usable_cpus());
-  }
   report(unit, kSeenFlushing, flushes_denormals());
   const OSStatus status = misbehave_in_render(unit);
   const bool nan = has_begun(unit, kNanInRender);
@@ -296,7 +272,7 @@ static Float64 latency_seconds(const BasicUnit* basic) {
 }
 
 static OSStatus get_property(BasicUnit* basic, AudioUnitPropertyID id, void* data, UInt32* size) {
-  Misbehaving* unit = (Misbehaving*)basic;
+  (void)size;
   if (id == kAudioUnitProperty_ClassInfo) {
     if (command(basic, kCrashInState)) crash();
     if (data) print_kib((size_t)command(basic, kPrintInState));
@@ -304,10 +280,7 @@ static OSStatus get_property(BasicUnit* basic, AudioUnitPropertyID id, void* dat
   }
   if (id == kAudioUnitProperty_Latency && command(basic, kRefuseLatency))
     return kAudioUnitErr_InvalidProperty;
-  if (id != kReceivedEvents) return kNotHandled;
-  *size = unit->event_count * (UInt32)sizeof(ReceivedEvent);
-  if (data) memcpy(data, unit->events, *size);
-  return noErr;
+  return kNotHandled;
 }
 
 static OSStatus set_property(BasicUnit* basic, AudioUnitPropertyID id, const void* data,
