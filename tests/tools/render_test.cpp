@@ -105,7 +105,7 @@ TEST(Render, AMetronomeClicksAtTheSongsTempoToTheSampleAndStopsWithIt) {
     const auto result = render({"augn:ad1X:LV2_", "--midi", folder / "beat.mid", "-o",
                                 folder / "clicks.wav", "--period", "500"});
     ASSERT_EQ(result.status, 0) << result.errors;
-    const Audio audio = read_audio(folder / "clicks.wav");
+    const Sound audio = read_sound(folder / "clicks.wav");
     std::vector<std::size_t> clicks, wanted;
     std::size_t last = 0;
     for (std::size_t i = 0; i < audio.samples.size(); i += 2) {
