@@ -34,28 +34,27 @@ constexpr char bus_configuration[] = R"(<busconfig>
 </busconfig>
 )";
 
-template <typename Value>
-DBusMessage* answer_with_variant(DBusMessage* call, int type, const char* signature, Value value) {
+DBusMessage* answer_property(DBusMessage* call) {
+  const char* interface = nullptr;
+  const char* name = "";
+  dbus_message_get_args(call, nullptr, DBUS_TYPE_STRING, &interface, DBUS_TYPE_STRING, &name,
+                        DBUS_TYPE_INVALID);
+  const dbus_int32_t priority = 15;
+  const dbus_int64_t time_us = 100'000;
+  const bool is_priority = std::strcmp(name, "MaxRealtimePriority") == 0;
+  if (!is_priority && std::strcmp(name, "RTTimeUSecMax") != 0)
+    return dbus_message_new_error(call, DBUS_ERROR_UNKNOWN_PROPERTY, "no such property");
   DBusMessage* answer = dbus_message_new_method_return(call);
   DBusMessageIter outer;
   DBusMessageIter inner;
   dbus_message_iter_init_append(answer, &outer);
-  dbus_message_iter_open_container(&outer, DBUS_TYPE_VARIANT, signature, &inner);
-  dbus_message_iter_append_basic(&inner, type, &value);
+  dbus_message_iter_open_container(&outer, DBUS_TYPE_VARIANT, is_priority ? "i" : "x", &inner);
+  if (is_priority)
+    dbus_message_iter_append_basic(&inner, DBUS_TYPE_INT32, &priority);
+  else
+    dbus_message_iter_append_basic(&inner, DBUS_TYPE_INT64, &time_us);
   dbus_message_iter_close_container(&outer, &inner);
   return answer;
-}
-
-DBusMessage* answer_property(DBusMessage* call) {
-  const char* interface = nullptr;
-  const char* name = nullptr;
-  dbus_message_get_args(call, nullptr, DBUS_TYPE_STRING, &interface, DBUS_TYPE_STRING, &name,
-                        DBUS_TYPE_INVALID);
-  if (name != nullptr && std::strcmp(name, "MaxRealtimePriority") == 0)
-    return answer_with_variant<dbus_int32_t>(call, DBUS_TYPE_INT32, "i", 15);
-  if (name != nullptr && std::strcmp(name, "RTTimeUSecMax") == 0)
-    return answer_with_variant<dbus_int64_t>(call, DBUS_TYPE_INT64, "x", 100'000);
-  return dbus_message_new_error(call, DBUS_ERROR_UNKNOWN_PROPERTY, "no such property");
 }
 
 /// Where RealtimeKit looks too; `prlimit` would need rights over the caller.
