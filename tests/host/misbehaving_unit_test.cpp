@@ -1,6 +1,7 @@
 #include <AudioToolbox/AudioToolbox.h>
 #include <gtest/gtest.h>
 
+#include <array>
 #include <cstdlib>
 #include <fstream>
 #include <sstream>
@@ -93,8 +94,7 @@ TEST(MisbehavingUnit, ReportsTheEventsAndRendersItSaw) {
   UInt32 event[5] = {};
   UInt32 size = sizeof event;
   ASSERT_EQ(AudioUnitGetProperty(unit, 64000, kAudioUnitScope_Global, 0, event, &size), noErr);
-  const UInt32 wanted[5] = {2, 5, 0x91, 60, 100};
-  for (int i = 0; i < 5; ++i) EXPECT_EQ(event[i], wanted[i]) << i;
+  EXPECT_EQ(std::to_array(event), (std::array<UInt32, 5>{2, 5, 0x91, 60, 100}));
   AudioComponentInstanceDispose(unit);
 }
 
