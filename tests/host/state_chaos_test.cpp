@@ -38,18 +38,29 @@ void sleep_up_to(std::chrono::microseconds longest, std::minstd_rand& random) {
   std::this_thread::sleep_for(std::chrono::microseconds(delay(random)));
 }
 
+/// Starts the driver from state `first` on, with its reports going to `output`.
+pid_t start_driver(const std::string& preset, unsigned first, int output) {
+  const std::string program = build_folder() + "/tests/state_driver";
+  const std::string number = std::to_string(first);
+  const pid_t child = fork();
+  if (child != 0) return child;
+  dup2(output, STDOUT_FILENO);
+  execl(program.c_str(), program.c_str(), preset.c_str(), number.c_str(), nullptr);
+  _exit(127);
+}
+
+void kill_driver(pid_t child) {
+  kill(child, SIGKILL);
+  int status = 0;
+  waitpid(child, &status, 0);
+  EXPECT_TRUE(WIFSIGNALED(status)) << "the driver ended by itself: " << status;
+}
+
 /// Runs the driver from state `first` on and kills it. What it said last, or `first` - 1.
 unsigned run_driver(const std::string& preset, unsigned first, std::minstd_rand& random) {
   int ends[2];
   EXPECT_EQ(pipe2(ends, O_CLOEXEC), 0);
-  const std::string program = build_folder() + "/tests/state_driver";
-  const std::string number = std::to_string(first);
-  const pid_t child = fork();
-  if (child == 0) {
-    dup2(ends[1], STDOUT_FILENO);
-    execl(program.c_str(), program.c_str(), preset.c_str(), number.c_str(), nullptr);
-    _exit(127);
-  }
+  const pid_t child = start_driver(preset, first, ends[1]);
   close(ends[1]);
   // Most of the time, once it has begun to save; the driver takes some milliseconds to get there.
   if (random() % 8 != 0) {
@@ -57,10 +68,7 @@ unsigned run_driver(const std::string& preset, unsigned first, std::minstd_rand&
     poll(&first_word, 1, 10'000);
   }
   sleep_up_to(8ms, random);
-  kill(child, SIGKILL);
-  int status = 0;
-  waitpid(child, &status, 0);
-  EXPECT_TRUE(WIFSIGNALED(status)) << "the driver ended by itself: " << status;
+  kill_driver(child);
   unsigned last = first - 1;
   for (unsigned word = 0; read(ends[0], &word, sizeof word) == sizeof word;) last = word;
   close(ends[0]);
@@ -116,6 +124,30 @@ TEST_F(StateChaos, AKilledSaveLeavesTheOldStateOrTheNew) {
                 strikes.saves, strikes.while_writing, strikes.before_the_report);
   }
   unsetenv("TMPDIR");
+}
+
+TEST_F(StateChaos, TwoSaversOfOneFileLeaveTheStateOfOneOfThem) {
+  const ScratchFolder folder;
+  const std::string preset = folder / "p.aupreset";
+  const int nowhere = open("/dev/null", O_WRONLY | O_CLOEXEC);
+  for (unsigned round = 0; round < 10; ++round) {
+    const pid_t savers[] = {start_driver(preset, 1, nowhere), start_driver(preset, 7000, nowhere)};
+    wait_until([&] { return std::filesystem::exists(preset); });
+    for (int look = 0; look <= 20; ++look) {
+      if (look == 20)
+        for (const pid_t saver : savers) kill_driver(saver);
+      UnitScript script;
+      Chain chain;
+      std::string error;
+      EXPECT_TRUE(load_chain(std::string(UnitScript::instrument) + "@" + preset, 48000, 64, *block_,
+                             chain, error))
+          << "round " << round << ", look " << look << ": " << error;
+      const auto found = std::strtoul(script.state_text.c_str(), nullptr, 10);
+      EXPECT_TRUE(script.state_text == numbered_state(static_cast<unsigned>(found)))
+          << "round " << round << ", look " << look << ": a mixture";
+    }
+  }
+  close(nowhere);
 }
 
 constexpr const char* editor_unit = "aumu:Edit:Vesk#1=1@";
