@@ -4,6 +4,7 @@
 
 #include "host/diagnostics.hpp"
 #include "host/file_replacement.hpp"
+#include "platform/parent_watch.hpp"
 #include "platform/plugin_call.hpp"
 
 namespace vesk::host {
@@ -33,6 +34,7 @@ void StateSaver::save(unsigned plugin) {
   const AudioUnitPlugin& instance = *(*plugins)[plugin];
   const std::string& path = instance.spec().preset_path;
   if (path.empty()) return;
+  const platform::SaveUnderWay under_way;
   std::vector<std::uint8_t> bytes = state_of(instance, plugin);
   if (bytes.empty()) return;
   std::vector<std::uint8_t>& last = last_saved[plugin];

@@ -5,6 +5,7 @@
 #include <sys/file.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <csignal>
@@ -13,6 +14,7 @@
 #include <functional>
 #include <utility>
 
+#include "platform/host_process.hpp"
 #include "tests/support/recording_unit.hpp"
 #include "tests/support/scratch_folder.hpp"
 
@@ -153,6 +155,33 @@ TEST_F(StateSaverTest, TheFileStaysWhatItWasToOthers) {
   EXPECT_TRUE(fs::is_symlink(preset_));
   EXPECT_TRUE(fs::is_regular_file(fs::symlink_status(real)));
   EXPECT_NE(content().find("through a link"), std::string::npos);
+}
+
+TEST_F(StateSaverTest, ASaveUnderWayWhenTheParentDiesIsFinished) {
+  int ends[2];
+  ASSERT_EQ(pipe(ends), 0);
+  const pid_t parent = fork();
+  if (parent == 0) {
+    int watches[2];
+    if (pipe(watches) != 0) _exit(1);
+    if (fork() != 0) {
+      // Ends once the host watches it.
+      (void)!read(watches[0], watches, 1);
+      _exit(0);
+    }
+    platform::prepare_host_process("late");
+    (void)!write(watches[1], "w", 1);
+    script_.pause = std::chrono::seconds(7);
+    script_.state_text = "late";
+    saver_.save(0);
+    _exit(0);
+  }
+  close(ends[1]);
+  waitpid(parent, nullptr, 0);
+  char none = 0;
+  EXPECT_EQ(read(ends[0], &none, 1), 0) << "the host has ended";
+  close(ends[0]);
+  EXPECT_NE(content().find("late"), std::string::npos);
 }
 
 TEST_F(StateSaverTest, AFolderThatIsGoneIsTold) {
