@@ -2,6 +2,7 @@
 // refusals.
 
 #include <CoreFoundation/CoreFoundation.h>
+#include <sys/stat.h>
 
 #include <algorithm>
 #include <cmath>
@@ -12,6 +13,7 @@
 #include "components/lv2/unit/component_interface.hpp"
 #include "tests/lv2/lv2_unit.hpp"
 #include "tests/support/cf_text.hpp"
+#include "tests/support/scratch_folder.hpp"
 
 using namespace vesk::tests;
 
@@ -267,6 +269,17 @@ TEST(Lv2UnitRefusals, NameWhatIsMissing) {
     if (interface != nullptr) EXPECT_EQ(interface->Open(interface, nullptr), c.opened) << c.uri;
     EXPECT_EQ(testing::internal::GetCapturedStderr().rfind(c.line, 0), 0u) << c.uri;
   }
+}
+
+TEST(Lv2UnitRefusals, APipeInALibrarysPlaceIsNotWaitedFor) {
+  const vesk::tests::ScratchFolder folder;
+  auto plugin = std::make_shared<vesk::lv2::Description>(*describe("urn:vesk:test:broken"));
+  plugin->library = folder / "pipe.so";
+  ASSERT_EQ(mkfifo(plugin->library.c_str(), 0600), 0);
+  OSStatus status = noErr;
+  AudioComponentPlugInInterface* interface = vesk::lv2::make_unit(plugin, &status);
+  ASSERT_NE(interface, nullptr);
+  EXPECT_EQ(interface->Open(interface, nullptr), -3000);
 }
 
 TEST(PluginLog, PutsThePluginsNameBeforeEveryLineAndLeavesTracesOut) {

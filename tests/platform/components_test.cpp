@@ -204,6 +204,7 @@ TEST(Components, ThatCannotBeOpenedSayWhy) {
     const char* line;
   } cases[] = {
       {{'aufx', 'Gone', 'Test', 0, 0}, -3000, "component F: Gone cannot be loaded: "},
+      {{'aumu', 'Late', 'Test', 0, 0}, -3000, "second/late.component/pipe is no file\n"},
       {{'aufx', 'NoSy', 'Test', 0, 0}, -1, "g-symbol.component/tone has no function None\n"},
       {{'aufx', 'CCCC', 'LV2_', 0, 0}, kAudioUnitErr_ExtensionNotFound, ""},
   };

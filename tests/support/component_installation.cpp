@@ -66,7 +66,8 @@ ComponentInstallation::ComponentInstallation(const std::string& tone, const std:
   mkfifo((root_ / "first/i-pipe.component/Resources/Info-gnustep.plist").c_str(), 0600);
   std::ofstream(root_ / "first" / "not-a-bundle.component") << "a file";
   fs::create_directory_symlink(tone, root_ / "second" / "tone.component");
-  add_bundle("second/late", info_plist("missing", plist_entry("aumu", "Late", "Late", "F")));
+  add_bundle("second/late", info_plist("pipe", plist_entry("aumu", "Late", "Late", "F")));
+  mkfifo((root_ / "second/late.component/pipe").c_str(), 0600);
 
   const std::string path = (root_ / "none").string() + "::" + (root_ / "first").string() + ":" +
                            (root_ / "second").string() + ":" + (root_ / "first").string();
