@@ -21,7 +21,7 @@ std::vector<std::string> lines_with(HostProcess& host, const std::string& start)
 
 TEST(ClientRings, ChangesSetWhileAnEditorOpensArriveMergedAndNoneIsLost) {
   std::string error;
-  auto host = HostProcess::start(options("open_when_told=1"), error);
+  auto host = HostProcess::start(options("a|b|c,open_when_told=1"), error);
   ASSERT_NE(host, nullptr) << error;
   host->set_parameter(0, 1, -1);
   host->open_editor(2, "Piano");
@@ -41,7 +41,7 @@ TEST(ClientRings, ChangesSetWhileAnEditorOpensArriveMergedAndNoneIsLost) {
 
 TEST(ClientRings, TwentyWindowRequestsInARowAreAllServed) {
   std::string error;
-  auto host = HostProcess::start(options("x=1"), error);
+  auto host = HostProcess::start(options(std::string(19, '|') + ",x=1"), error);
   ASSERT_NE(host, nullptr) << error;
   for (unsigned i = 0; i < 20; ++i) host->open_editor(i, std::string(127, 'x') + "\u00e9");
   ASSERT_TRUE(host->settle(10s));
