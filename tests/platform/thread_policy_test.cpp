@@ -6,14 +6,21 @@
 #include <sched.h>
 #include <sys/mman.h>
 #include <sys/resource.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/un.h>
 #include <vesk/workgroup_record.h>
 
+#include <filesystem>
+#include <string>
 #include <thread>
+#include <vector>
 
 #include "platform/host_process.hpp"
 #include "platform/linux/mach/realtime_priority.hpp"
 #include "tests/support/child_process.hpp"
 #include "tests/support/realtime_kit_service.hpp"
+#include "tests/support/scratch_folder.hpp"
 
 namespace {
 
@@ -246,6 +253,33 @@ TEST_F(ThreadPolicyByRealtimeKit, IsDeniedWhenTheServiceRefusesIsSilentOrMissing
     const ChildEnd end = ask(service.bus());
     EXPECT_TRUE(end.exited_with(KERN_DENIED)) << WEXITSTATUS(end.status);
   }
+}
+
+TEST_F(ThreadPolicyByRealtimeKit, IsDeniedWhenTheBusSaysNothing) {
+  const vesk::tests::ScratchFolder folder;
+  std::filesystem::permissions(folder.path(), std::filesystem::perms(0755));
+  sockaddr_un name{AF_UNIX, {}};
+  (folder / "bus").copy(name.sun_path, sizeof name.sun_path - 1);
+  const auto* const address = reinterpret_cast<const sockaddr*>(&name);
+  const int bus = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+  ASSERT_EQ(bind(bus, address, sizeof name), 0);
+  chmod(name.sun_path, 0777);
+  ASSERT_EQ(listen(bus, 4), 0);
+  std::vector<int> callers;
+  const auto connects = [&] {
+    callers.push_back(socket(AF_UNIX, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0));
+    return connect(callers.back(), address, sizeof name) == 0;
+  };
+  for (const char* how : {"it takes the connection", "too many wait for it"}) {
+    SCOPED_TRACE(how);
+    const ChildEnd end = ask("unix:path=" + folder / "bus");
+    EXPECT_FALSE(end.timed_out);
+    EXPECT_TRUE(end.exited_with(KERN_DENIED)) << WEXITSTATUS(end.status);
+    while (connects()) {
+    }
+  }
+  for (const int caller : callers) close(caller);
+  close(bus);
 }
 
 }  // namespace
