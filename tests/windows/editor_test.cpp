@@ -1,6 +1,8 @@
 // Editors of a host process, used as a person does: real pointer events from another process.
 
+#include <signal.h>
 #include <sys/prctl.h>
+#include <sys/wait.h>
 
 #include <filesystem>
 
@@ -234,6 +236,18 @@ TEST_F(Editor, LeavesNoProcessBehindAndPassesWhatPluginsPrint) {
       << "where services would be offered";
   EXPECT_TRUE(host.stop());
   EXPECT_NE(host.standard_error().find("a plugin's own message"), std::string::npos);
+}
+
+TEST_F(Editor, AHostWithAnEditorStillEndsWhenASignalAsksItTo) {
+  for (const int number : {SIGTERM, SIGINT}) {
+    RawHost host({.chain = editors(kCocoaView)});
+    ASSERT_TRUE(host.wait_listening());
+    host.ask_window(WindowRequest::open, 0, "Ends");
+    ASSERT_TRUE(host.wait_open(1));
+    kill(host.pid(), number);
+    const int status = host.wait_end();
+    EXPECT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == number) << status;
+  }
 }
 
 #ifndef VESK_SANITIZER
