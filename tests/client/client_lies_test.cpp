@@ -78,7 +78,7 @@ TEST_P(ClientLies, CostTheParentNothingButTheHost) {
   cpu_set_t cpus;
   CPU_ZERO(&cpus);
   sched_getaffinity(0, sizeof cpus, &cpus);
-  const long before = resident_kib();
+  [[maybe_unused]] const long before = resident_kib();
   for (const Mode mode : {Mode::real_time, Mode::offline}) {
     Options start = options(GetParam(), mode);
     start.start_limit = 1s;
