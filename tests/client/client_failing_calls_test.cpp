@@ -6,11 +6,9 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <atomic>
 #include <cerrno>
 #include <cstdarg>
-#include <cstdlib>
 #include <new>
 #include <string_view>
 
@@ -35,23 +33,16 @@ bool fails(int error) {
 
 }  // namespace
 
-void* operator new(std::size_t bytes) {
+extern "C" {
+// operator new(std::size_t)
+void* __real__Znwm(std::size_t);
+void* __wrap__Znwm(std::size_t bytes) {
   if (g_refusals.load() >= 0 && gettid() != getpid()) {
     g_refusals.fetch_add(1);
     throw std::bad_alloc();
   }
-  void* const memory = std::malloc(std::max<std::size_t>(bytes, 1));
-  if (memory == nullptr) throw std::bad_alloc();
-  return memory;
+  return __real__Znwm(bytes);
 }
-void operator delete(void* memory) noexcept {
-  std::free(memory);
-}
-void operator delete(void* memory, std::size_t) noexcept {
-  std::free(memory);
-}
-
-extern "C" {
 int __real_shm_open(const char*, int, mode_t);
 int __wrap_shm_open(const char* name, int flags, mode_t mode) {
   return fails(EMFILE) ? -1 : __real_shm_open(name, flags, mode);
