@@ -88,7 +88,8 @@ class Installation {
     fs::create_directories(path("second/late.component/Resources"));
     fs::create_directory_symlink(VESK_TONE_COMPONENT, path("second/tone.component"));
     std::ofstream(path("second/late.component/Resources/Info-gnustep.plist"))
-        << info("missing", entry("aumu", "Late", "Late", "F"));
+        << info("pipe", entry("aumu", "Late", "Late", "F"));
+    mkfifo(path("second/late.component/pipe").c_str(), 0600);
     const std::string folders =
         path("none") + "::" + path("first") + ":" + path("second") + ":" + path("first");
     setenv("AUDIO_COMPONENT_PATH", folders.c_str(), 1);
@@ -276,6 +277,7 @@ TEST(Components, ThatCannotBeOpenedSayWhy) {
     const char* line;
   } cases[] = {
       {{'aufx', 'Gone', 'Test', 0, 0}, -3000, "component F: Gone cannot be loaded: "},
+      {{'aumu', 'Late', 'Test', 0, 0}, -3000, "second/late.component/pipe is no file\n"},
       {{'aufx', 'NoSy', 'Test', 0, 0}, -1, "g-symbol.component/tone has no function None\n"},
       {{'aufx', 'CCCC', 'LV2_', 0, 0}, kAudioUnitErr_ExtensionNotFound, ""},
   };

@@ -123,6 +123,8 @@ TEST(PropertyListBytes, DamagedBinaryListsAreRefused) {
   std::vector<Encoded> doubling;
   for (char i = 1; i < 50; ++i) doubling.push_back({'\xa2', i, i});
   doubling.push_back("Qx");
+  Encoded references;
+  for (int i = 0; i < 1 << 20; ++i) references += big_endian(1, 4);
   const struct {
     const char* name;
     Encoded bytes;
@@ -141,6 +143,8 @@ TEST(PropertyListBytes, DamagedBinaryListsAreRefused) {
       {"integer above 64 bits", binary_of({Encoded("\x14\0\0\0\0\0\0\0\x01\0\0\0\0\0\0\0\0", 17)})},
       {"header only", "bplist00"},
       {"no objects", binary_of({})},
+      {"a million references",
+       binary_of({Encoded("\xaf\x12\0\x10\0\0", 6) + references, "\x09"}, 4)},
   };
   for (const auto& c : cases) {
     CFIndex code = 0;

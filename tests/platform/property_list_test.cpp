@@ -207,6 +207,24 @@ TEST(PropertyList, EntityBombsAndDeepNestingAreRefused) {
   EXPECT_EQ(read(document(nested(200000))), nullptr);
 }
 
+TEST(PropertyList, AMillionValuesAreRefusedWhateverTheirSizeInTheFile) {
+  const auto many = [](int count) {
+    Encoded bytes = "<array>";
+    for (int i = 0; i < count; ++i) bytes += "<dict/>";
+    return bytes + "</array>";
+  };
+  const auto most = read(document(many((1 << 20) - 1)));
+  ASSERT_NE(most, nullptr);
+  EXPECT_NE(write(most), "(null)") << "whatever can be read can be written";
+  const void* values[] = {most.get()};
+  CFArrayRef more = CFArrayCreate(nullptr, values, 1, &kCFTypeArrayCallBacks);
+  EXPECT_EQ(write(more), "(null)");
+  CFRelease(more);
+  std::string message;
+  EXPECT_EQ(read(document(many(1 << 20)), nullptr, &message), nullptr);
+  EXPECT_NE(message.find("more than a million values"), std::string::npos) << message;
+}
+
 TEST(PropertyList, WhatIsNoPropertyListIsNotWritten) {
   CFMutableArrayRef circle = CFArrayCreateMutable(nullptr, 0, nullptr);
   CFArrayAppendValue(circle, circle);

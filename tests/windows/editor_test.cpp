@@ -1,6 +1,8 @@
 // Editors of a host process, used as a person does: real pointer events from another process.
 
+#include <signal.h>
 #include <sys/prctl.h>
+#include <sys/wait.h>
 
 #include <filesystem>
 
@@ -185,6 +187,16 @@ TEST_F(Editor, LeavesTheTitleBarToAWindowManagerWhereThereIsOne) {
     }
     EXPECT_TRUE(host.stop());
     EXPECT_EQ(host.lines(), "");
+  }
+}
+
+TEST_F(Editor, AHostWithAnEditorStillEndsWhenASignalAsksItTo) {
+  for (const int number : {SIGTERM, SIGINT}) {
+    EditorHost host(editors(kCocoaView));
+    host.show("Ends");
+    kill(host.pid(), number);
+    const int status = host.wait_end();
+    EXPECT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == number) << status;
   }
 }
 
