@@ -7,8 +7,8 @@
 
 #include "tools/list/arguments.hpp"
 #include "tools/list/component_listing.hpp"
-#include "tools/list/json.hpp"
 #include "tools/list/parameter_listing.hpp"
+#include "tools/program/json.hpp"
 
 namespace vesk::tools {
 namespace {

@@ -6,8 +6,8 @@
 #include "spec/plugin_spec.hpp"
 #include "tools/list/arguments.hpp"
 #include "tools/list/component_listing.hpp"
-#include "tools/list/component_parameters.hpp"
 #include "tools/list/parameter_listing.hpp"
+#include "tools/parameters/question.hpp"
 
 namespace {
 
@@ -27,7 +27,7 @@ bool print_parameters(const ListArguments& arguments, std::string& error) {
     error = arguments.parameters_of + ": " + reason;
     return false;
   }
-  const auto parameters = read_parameters(spec->desc, spec->name, error);
+  const auto parameters = ask_parameters(spec->text, spec->name, error);
   if (!parameters) return false;
   const std::string name = name_of(spec->desc);
   if (arguments.as_json) {

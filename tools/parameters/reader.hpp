@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "tools/list/parameter_listing.hpp"
+#include "tools/parameters/description.hpp"
 
 namespace vesk::tools {
 

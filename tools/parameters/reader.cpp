@@ -1,4 +1,4 @@
-#include "tools/list/component_parameters.hpp"
+#include "tools/parameters/reader.hpp"
 
 #include <AudioToolbox/AudioToolbox.h>
 
@@ -6,6 +6,7 @@
 #include <cstring>
 #include <future>
 #include <memory>
+#include <utility>
 
 #include "platform/cf_text.hpp"
 
@@ -45,6 +46,38 @@ Opened open(AudioComponent component) {
   if (opened.wait_for(longest_start) != std::future_status::ready)
     return {nullptr, kAudioComponentErr_InstanceTimedOut};
   return opened.get();
+}
+
+/// A parameter unit in a few letters; empty for plain numbers and unknown ones.
+std::string unit_text(AudioUnitParameterUnit unit) {
+  constexpr std::pair<AudioUnitParameterUnit, const char*> units[] = {
+      {kAudioUnitParameterUnit_Boolean, "on/off"},
+      {kAudioUnitParameterUnit_Percent, "%"},
+      {kAudioUnitParameterUnit_Seconds, "s"},
+      {kAudioUnitParameterUnit_SampleFrames, "frames"},
+      {kAudioUnitParameterUnit_Phase, "phase"},
+      {kAudioUnitParameterUnit_Rate, "rate"},
+      {kAudioUnitParameterUnit_Hertz, "Hz"},
+      {kAudioUnitParameterUnit_Cents, "cents"},
+      {kAudioUnitParameterUnit_AbsoluteCents, "cents"},
+      {kAudioUnitParameterUnit_RelativeSemiTones, "semitones"},
+      {kAudioUnitParameterUnit_MIDINoteNumber, "note"},
+      {kAudioUnitParameterUnit_MIDIController, "controller"},
+      {kAudioUnitParameterUnit_MIDI2Controller, "controller"},
+      {kAudioUnitParameterUnit_Decibels, "dB"},
+      {kAudioUnitParameterUnit_LinearGain, "gain"},
+      {kAudioUnitParameterUnit_Degrees, "degrees"},
+      {kAudioUnitParameterUnit_Pan, "pan"},
+      {kAudioUnitParameterUnit_Meters, "m"},
+      {kAudioUnitParameterUnit_Octaves, "octaves"},
+      {kAudioUnitParameterUnit_BPM, "bpm"},
+      {kAudioUnitParameterUnit_Beats, "beats"},
+      {kAudioUnitParameterUnit_Milliseconds, "ms"},
+      {kAudioUnitParameterUnit_Ratio, "ratio"},
+  };
+  for (const auto& [code, text] : units)
+    if (code == unit) return text;
+  return "";
 }
 
 std::vector<std::string> read_value_names(AudioUnit unit, AudioUnitParameterID id) {
