@@ -6,16 +6,20 @@
 
 #include <algorithm>
 #include <cmath>
+#include <filesystem>
 #include <fstream>
 #include <map>
 
+#include "tests/support/lv2_bundles.hpp"
 #include "tests/support/program.hpp"
 #include "tests/support/scratch_folder.hpp"
+#include "tools/program/json.hpp"
 
 namespace {
 
 using namespace vesk::tests;
 using namespace std::chrono_literals;
+using vesk::tools::Json;
 
 constexpr const char* piano = "aumu:Sm48:LV2_";
 constexpr const char* delay = "aufx:jvLs:LV2_";
@@ -62,6 +66,13 @@ void write_noise(const std::string& path, int rate, double seconds) {
   }
   sf_writef_float(file, samples.data(), static_cast<sf_count_t>(samples.size() / 2));
   sf_close(file);
+}
+
+/// A song of one second: a note of half of it.
+void write_note(const std::string& path) {
+  constexpr char bytes[] =
+      "MThd\0\0\0\6\0\0\0\1\0\x60MTrk\0\0\0\x0c\0\x90\x3c\x64\x60\x80\x3c\0\x60\xff\x2f\0";
+  std::ofstream(path, std::ios::binary).write(bytes, sizeof bytes - 1);
 }
 
 TEST(Render, PlaysTheDemoSongTheSameEveryTime) {
@@ -151,7 +162,8 @@ TEST(Render, SaysInOneLineWhatIsWrongAndLeavesNothing) {
       {{piano, "--midi", folder / "text.mid", "-o", out}, folder / "text.mid: not a MIDI file"},
       {{delay, "--input", folder / "text.mid", "-o", out},
        folder / "text.mid: not an audio file that can be read"},
-      {{"aumu:none:Here", "--midi", song, "-o", out}, "component not found"},
+      {{"aumu:none:Here", "--midi", song, "-o", out},
+       "aumu:none:Here is not installed; vesk-list shows what is"},
       {{std::string(piano) + "@" + (folder / "text.mid"), "--midi", song, "-o", out},
        "preset is not a property list"},
       {{piano, "--midi", song, "-o", folder / "none/out.wav"},
@@ -185,12 +197,18 @@ struct Fault {
   const char* message;
 };
 
+#ifdef VESK_SANITIZER
+constexpr const char* died_in_render = "the host ended with status 3";
+#else
+constexpr const char* died_in_render = "aufx:Bad_:Vesk (plugin 2 of 2) died in render: exit";
+#endif
+
 /// What a broken plugin does to a rendering, told in one line.
 const std::map<std::string, Fault> faults{
-    {"crash", {"aumu:Bad_:Vesk#0=200", "period 1"}},
-    {"exit", {"aumu:Null:Vesk|aufx:Bad_:Vesk#1=200", "period 1"}},
-    {"hang", {"aumu:Bad_:Vesk#2=200", "waits for something that does not come"}},
-    {"spin", {"aumu:Bad_:Vesk#3=200", "does not come back from its work"}},
+    {"crash", {"aumu:Bad_:Vesk#0=200", "period 198 (at 0:02.112)"}},
+    {"exit", {"aumu:Null:Vesk|aufx:Bad_:Vesk#1=200", died_in_render}},
+    {"hang", {"aumu:Bad_:Vesk#2=200", "aumu:Bad_:Vesk waits for something that does not come"}},
+    {"spin", {"aumu:Bad_:Vesk#3=200", "aumu:Bad_:Vesk does not come back from its work"}},
     {"refusal", {"aumu:Bad_:Vesk#19=1", "OSStatus -10875"}},
     {"crash_in_load", {"aumu:Bad_:Vesk#15=1", "the host did not start"}},
 };
@@ -213,24 +231,79 @@ INSTANTIATE_TEST_SUITE_P(Render, BrokenPlugin,
                                          "crash_in_load"),
                          [](const auto& info) { return info.param; });
 
-TEST(Render, RemarksOnAPresetThatIsNotThere) {
+TEST(Render, TellsWhatCanHardlyBeMeantAndRefusesItWhenStrict) {
   const ScratchFolder folder;
-  const auto result = render({std::string(piano) + "@" + (folder / "none"), "--midi", song, "-o",
-                              folder / "out.wav", "--tail", "0"});
-  EXPECT_EQ(result.status, 0);
-  EXPECT_EQ(result.errors, "vesk-render: " + (folder / "none") +
-                               " does not exist; aumu:Sm48:LV2_ starts with its own settings\n");
+  const std::string preset = folder / "none", out = folder / "out.flac";
+  const struct {
+    std::string chain;
+    std::string warning;
+    int strict_status;
+    const char* kind;
+  } cases[] = {
+      {std::string(piano) + "#99=0.5",
+       "aumu:Sm48:LV2_ has no parameter 99; vesk-list --parameters aumu:Sm48:LV2_ shows what it "
+       "has",
+       3, "no_such_parameter"},
+      {"aumu:Tone:Vesk|aufx:Bad_:Vesk#100=1",
+       "aufx:Bad_:Vesk has no parameter 100 that can be set; vesk-list --parameters "
+       "aufx:Bad_:Vesk shows what it has",
+       3, "no_such_parameter"},
+      {std::string(piano) + "#4=0.5,4=1.5",
+       "parameter 4 (Modulation) of aumu:Sm48:LV2_ takes 0 to 1, not 1.5", 4, "out_of_range"},
+      {std::string(piano) + "#4=nan",
+       "parameter 4 (Modulation) of aumu:Sm48:LV2_ takes 0 to 1, not nan", 4, "out_of_range"},
+      {std::string(piano) + "@" + preset,
+       preset + " does not exist; aumu:Sm48:LV2_ starts with its own settings", 5, "no_preset"},
+      {"aumu:Bad_:Vesk#7=1", " samples are infinite or not a number: a plugin is broken", 6,
+       "not_finite"},
+      {"aumu:Null:Vesk", "the output is silent from beginning to end", 7, "silent"},
+      {"aumu:Tone:Vesk|aumf:5t5y:LV2_",
+       "aumf:5t5y:LV2_ gets no MIDI events: they go to the chain's first plugin alone", 7, "note"},
+  };
+  const ScratchFolder songs;
+  write_note(songs / "note.mid");
+  for (const auto& test : cases) {
+    SCOPED_TRACE(test.chain);
+    const std::vector<std::string> words{
+        test.chain, "--midi", songs / "note.mid", "-o", out, "--tail", "0", "--json"};
+    auto result = render(words, test_units);
+    EXPECT_EQ(result.status, 0);
+    EXPECT_TRUE(result.errors.starts_with("vesk-render: ")) << result.errors;
+    EXPECT_NE(result.errors.find(test.warning + "\n"), std::string::npos) << result.errors;
+    const auto summary = Json::parse(result.output);
+    EXPECT_EQ(summary["output"], out);
+    EXPECT_EQ(summary["warnings"][0]["kind"], test.kind);
+    EXPECT_NE(summary["warnings"][0]["text"].get<std::string>().find(test.warning),
+              std::string::npos);
+    for (const float sample : read_audio(out).samples) ASSERT_TRUE(std::isfinite(sample));
+
+    std::filesystem::remove(out);
+    auto strict_words = words;
+    strict_words.push_back("--strict");
+    result = render(strict_words, test_units);
+    EXPECT_EQ(result.status, test.strict_status);
+    EXPECT_NE(result.errors.find(test.warning + "\n"), std::string::npos) << result.errors;
+    EXPECT_EQ(Json::parse(result.output)["status"], test.strict_status);
+    EXPECT_TRUE(folder.names().empty());
+  }
 }
 
-TEST(Render, RemarksOnWhatIsNoNumber) {
+TEST(Render, GivesTheReasonForWhichAPluginCannotBeLoaded) {
   const ScratchFolder folder;
+  write_plain_bundle(folder / "lv2/x.lv2", "urn:vesk:x", "X");
+  const ProgramOptions options{
+      .environment = {"LV2_PATH=" + folder / "lv2", "VESK_CACHE=" + folder / "cache"}};
+  const auto listed = run_program({build_tree() + "/bin/vesk-list"}, options).output;
+  const std::string name = listed.substr(0, listed.find("  X\n"));
+  write_noise(folder / "in.wav", 48'000, 0.1);
   const auto result =
-      render({"aumu:Bad_:Vesk#7=100", "--midi", song, "-o", folder / "out.flac", "--tail", "0"},
-             test_units);
-  EXPECT_EQ(result.status, 0) << result.errors;
-  EXPECT_NE(result.errors.find("are infinite or not a number"), std::string::npos) << result.errors;
-  for (const float sample : read_audio(folder / "out.flac").samples)
-    ASSERT_TRUE(std::isfinite(sample));
+      render({name, "--input", folder / "in.wav", "-o", folder / "out.wav"}, options);
+  EXPECT_EQ(result.status, 1);
+  EXPECT_TRUE(result.errors.starts_with("vesk-render: " + name + ": instantiation failed"))
+      << result.errors;
+  EXPECT_NE(result.errors.find("lv2/x.lv2/plugin.so: cannot open shared object file"),
+            std::string::npos)
+      << result.errors;
 }
 
 TEST(Render, TrimsTheLatencyOfTheChainUnlessAskedNotTo) {

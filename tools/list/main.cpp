@@ -27,7 +27,7 @@ bool print_parameters(const ListArguments& arguments, std::string& error) {
     error = arguments.parameters_of + ": " + reason;
     return false;
   }
-  const auto parameters = ask_parameters(spec->text, spec->name, error);
+  const auto parameters = ask_parameters(spec->text, spec->name, 0, error);
   if (!parameters) return false;
   const std::string name = name_of(spec->desc);
   if (arguments.as_json) {

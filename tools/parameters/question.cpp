@@ -14,10 +14,12 @@ constexpr auto longest_answer = std::chrono::seconds(61);
 
 std::optional<std::vector<ParameterDescription>> ask_parameters(const std::string& specification,
                                                                 const std::string& label,
+                                                                int sample_rate_hz,
                                                                 std::string& error) {
   std::string reason;
   const auto answer =
-      run_child(path_of_program("vesk-parameters"), {specification}, longest_answer, true, reason);
+      run_child(path_of_program("vesk-parameters"), {specification, std::to_string(sample_rate_hz)},
+                longest_answer, true, reason);
   if (!answer) {
     error = label + " cannot be looked at: " + reason;
     return std::nullopt;

@@ -119,10 +119,23 @@ ParameterDescription describe(AudioUnit unit, AudioUnitParameterID id,
   return parameter;
 }
 
+/// A unit that refuses keeps its own, and tells its ranges by that.
+void set_sample_rate(AudioUnit unit, double sample_rate_hz) {
+  AudioStreamBasicDescription format{};
+  UInt32 size = sizeof format;
+  if (AudioUnitGetProperty(unit, kAudioUnitProperty_StreamFormat, kAudioUnitScope_Output, 0,
+                           &format, &size) != noErr)
+    return;
+  format.mSampleRate = sample_rate_hz;
+  AudioUnitSetProperty(unit, kAudioUnitProperty_StreamFormat, kAudioUnitScope_Output, 0, &format,
+                       sizeof format);
+}
+
 }  // namespace
 
 std::optional<std::vector<ParameterDescription>> read_parameters(
-    const AudioComponentDescription& wanted, const std::string& label, std::string& error) {
+    const AudioComponentDescription& wanted, const std::string& label, double sample_rate_hz,
+    std::string& error) {
   const AudioComponent component = AudioComponentFindNext(nullptr, &wanted);
   if (!component) {
     error = label + " is not installed; vesk-list without arguments shows what is";
@@ -134,6 +147,7 @@ std::optional<std::vector<ParameterDescription>> read_parameters(
     return std::nullopt;
   }
   const Unit unit(opened.unit);
+  if (sample_rate_hz > 0) set_sample_rate(unit.get(), sample_rate_hz);
   UInt32 size = 0;
   Boolean is_writable = false;
   std::vector<AudioUnitParameterID> ids;

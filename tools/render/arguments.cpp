@@ -27,6 +27,9 @@ for its own.
       --tail SECONDS      go on this long after the song's end. Without it until the sound has
                           stayed below -90 dBFS for a second, at most 30 seconds
       --keep-latency      leave the chain's latency at the start of the output
+      --strict            write nothing when a warning says that something was hardly meant (see
+                          the exit status)
+      --json              the figures and the warnings as a JSON object
   -q, --quiet             no progress bar, no figures
   -h, --help              this text
 
@@ -35,8 +38,12 @@ examples:
   vesk-render 'aumu:Sm48:LV2_#4=0.7|aufx:jvLs:LV2_#2=0.4' --midi song.mid -o song.flac
   vesk-render 'aufx:kZu9:LV2_' --input voice.wav -o hall.wav --tail 4
 
+What was hardly meant is a line on standard error, and with --strict an error.
+
 Exit status: 0 when the output is written, 1 when something failed (one line says what, and no
-output is left behind), 2 for a command line that makes no sense.
+output is left behind), 2 for a command line that makes no sense. With --strict 3 for a parameter
+that a plugin does not have, 4 for a value outside its range, 5 for a preset file that does not
+exist, 6 for output that is not finite, 7 for silence from beginning to end.
 )";
 
 namespace {
@@ -61,6 +68,8 @@ std::vector<Option> options_for(RenderArguments& arguments) {
        takes_whole(1, static_cast<int>(host::buffer_frames), " frames", arguments.period)},
       {"--tail", nullptr, seconds},
       {"--keep-latency", nullptr, nullptr, &arguments.keep_latency},
+      {"--strict", nullptr, nullptr, &arguments.is_strict},
+      {"--json", nullptr, nullptr, &arguments.as_json},
       {"--quiet", "-q", nullptr, &arguments.quiet},
       {"--help", "-h", nullptr, &arguments.wants_help},
   };

@@ -23,6 +23,8 @@ struct RenderArguments {
   std::optional<double> tail_seconds;  ///< empty: by listening
   bool keep_latency = false;
   bool quiet = false;
+  bool is_strict = false;  ///< a slip is an error
+  bool as_json = false;
   bool wants_help = false;
 };
 
