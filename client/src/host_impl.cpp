@@ -12,6 +12,7 @@
 #include "client/src/address_wait.hpp"
 #include "client/src/deadline.hpp"
 #include "client/src/shared_object.hpp"
+#include "client/src/size_limit.hpp"
 #include "host/atomics.hpp"
 #include "spec/chain_text.hpp"
 
@@ -62,6 +63,7 @@ std::unique_ptr<HostImpl> HostImpl::spawn(const Options& options, std::string& e
   Launch launch;
   launch.program = find_host_program(options, error);
   if (launch.program.empty()) return nullptr;
+  const SizeLimitIsAnError no_signal;
   sweep_objects();
   std::unique_ptr<BlockOwner> block = BlockOwner::create(error);
   if (block == nullptr) return nullptr;

@@ -38,8 +38,6 @@ void leave_home(const std::string& home) {
     setenv(entry.substr(0, equals).c_str(), entry.substr(equals + 1).c_str(), 1);
   }
   if (options.largest_file > 0) {
-    // Without the signal a write beyond the limit is an ordinary error, as on a full disk.
-    signal(SIGXFSZ, SIG_IGN);
     const rlimit limit{options.largest_file, options.largest_file};
     setrlimit(RLIMIT_FSIZE, &limit);
   }

@@ -1,5 +1,6 @@
 // The parts of vesk-render, each alone: audio in and out, measuring, drawing, the command line.
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <unistd.h>
 
@@ -147,6 +148,11 @@ TEST(output_file, AppearsWholeOrNotAtAll) {
     auto file = OutputFile::create(folder / "a.wav", error);
     ASSERT_TRUE(file) << error;
     ASSERT_TRUE(file->write("new", 3, error));
+    EXPECT_EQ(file_bytes(file->temporary_path()), (Bytes{'n', 'e', 'w'}));
+    if (const int unnamed = open(folder.path().c_str(), O_TMPFILE | O_RDWR, 0600); unnamed >= 0) {
+      close(unnamed);
+      EXPECT_EQ(folder.names(), std::vector<std::string>{"a.wav"}) << "what a kill leaves";
+    }
   }
   EXPECT_EQ(file_bytes(folder / "a.wav"), (Bytes{'o', 'l', 'd'}));
   EXPECT_EQ(folder.names(), std::vector<std::string>{"a.wav"});

@@ -4,9 +4,11 @@
 
 #include "tools/edit/arguments.hpp"
 #include "tools/edit/edit_presets.hpp"
+#include "tools/program/interruption.hpp"
 
 int main(int argc, char** argv) {
   using namespace vesk::tools;
+  make_size_limit_an_error();
   const std::vector<std::string> words(argv + 1, argv + argc);
   std::string error;
   const auto arguments = parse_edit_arguments(words, error);

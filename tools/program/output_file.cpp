@@ -7,6 +7,7 @@
 #include <cerrno>
 #include <cstdio>
 #include <filesystem>
+#include <random>
 #include <system_error>
 #include <utility>
 
@@ -22,6 +23,27 @@ void give_usual_permissions(int descriptor) {
   const mode_t mask = umask(0);
   umask(mask);
   (void)fchmod(descriptor, 0666 & ~mask);
+}
+
+/// Hidden, and short enough for a name that is itself as long as names may be.
+std::string temporary_name(const std::filesystem::path& target, const std::string& ending) {
+  return (target.parent_path() / (".vesk-" + ending)).string();
+}
+
+std::string descriptor_path(int descriptor) {
+  return "/proc/self/fd/" + std::to_string(descriptor);
+}
+
+/// A file without a name in `folder`, which can be given one later; -1 where there is no such
+/// thing.
+int open_unnamed([[maybe_unused]] const std::filesystem::path& folder) {
+#ifdef O_TMPFILE
+  const int descriptor =
+      open(folder.empty() ? "." : folder.c_str(), O_TMPFILE | O_RDWR | O_CLOEXEC, 0666);
+  if (descriptor < 0 || access(descriptor_path(descriptor).c_str(), F_OK) == 0) return descriptor;
+  close(descriptor);
+#endif
+  return -1;
 }
 
 }  // namespace
@@ -43,15 +65,18 @@ std::optional<OutputFile> OutputFile::create(const std::string& path, std::strin
     error = reason(path, errno);
     return std::nullopt;
   }
-  // Hidden, and short enough for a name that is itself as long as names may be.
-  std::string temporary = (target.parent_path() / ".vesk-XXXXXX").string();
-  const int descriptor = mkstemp(temporary.data());
+  std::string temporary;
+  int descriptor = open_unnamed(target.parent_path());
+  if (descriptor < 0) {
+    temporary = temporary_name(target, "XXXXXX");
+    descriptor = mkstemp(temporary.data());
+    if (descriptor >= 0) give_usual_permissions(descriptor);
+  }
   if (descriptor < 0) {
     error = reason(path, errno);
     return std::nullopt;
   }
   (void)fcntl(descriptor, F_SETFD, FD_CLOEXEC);
-  give_usual_permissions(descriptor);
   return OutputFile(target.string(), std::move(temporary), descriptor);
 }
 
@@ -99,15 +124,34 @@ bool OutputFile::write(const void* bytes, std::size_t count, std::string& error)
   return true;
 }
 
+std::string OutputFile::temporary_path() const {
+  return temporary_path_.empty() ? descriptor_path(descriptor_) : temporary_path_;
+}
+
+/// A name for what has none yet. No call gives it one that is taken, so it gets one of its own to
+/// be renamed from.
+bool OutputFile::give_name() {
+  std::random_device random;
+  int status = 0;
+  while (temporary_path_.empty() || (status != 0 && errno == EEXIST)) {
+    temporary_path_ = temporary_name(path_, std::to_string(random()));
+    status = linkat(AT_FDCWD, descriptor_path(descriptor_).c_str(), AT_FDCWD,
+                    temporary_path_.c_str(), AT_SYMLINK_FOLLOW);
+  }
+  return status == 0;
+}
+
 bool OutputFile::commit(std::string& error) {
-  // Network file systems tell of a full disk only here.
-  if (close(std::exchange(descriptor_, -1)) != 0 ||
+  // Network file systems tell of a full disk only when a descriptor is closed.
+  const int copy = dup(descriptor_);
+  if (copy < 0 || close(copy) != 0 || !give_name() ||
       std::rename(temporary_path_.c_str(), path_.c_str()) != 0) {
     error = reason(path_, errno);
     discard();
     return false;
   }
   temporary_path_.clear();
+  discard();
   return true;
 }
 

@@ -32,6 +32,7 @@ int run(const RenderArguments& arguments, RenderReport& report, std::string& err
 }  // namespace
 
 int main(int argc, char** argv) {
+  make_size_limit_an_error();
   const std::vector<std::string> words(argv + 1, argv + argc);
   std::string error;
   const auto arguments = parse_render_arguments(words, error);
