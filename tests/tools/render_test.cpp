@@ -358,22 +358,4 @@ TEST(List, NamesTheDemoPluginsAndTheirParameters) {
             "is\n");
 }
 
-TEST(List, OutlivesAPluginAndSaysWhatBecameOfIt) {
-  const std::pair<const char*, const char*> cases[] = {
-      {"crash-in-load=2", "cannot be opened: its process "},
-      {"exit-in-load=2", "cannot be opened: its process ended without an answer\n"},
-      {"fail-in-load=2", "cannot be opened (OSStatus -10875)\n"},
-  };
-  for (const auto& [fault, ending] : cases) {
-    ProgramOptions options = test_units;
-    options.environment.push_back("VESK_MISBEHAVE=" + std::string(fault));
-    const auto result =
-        run_program({build_tree() + "/bin/vesk-list", "--parameters", "aumu:Bad_:Vesk"}, options);
-    EXPECT_EQ(result.status, 1);
-    EXPECT_EQ(std::ranges::count(result.errors, '\n'), 1) << result.errors;
-    EXPECT_TRUE(result.errors.starts_with("vesk-list: aumu:Bad_:Vesk " + std::string(ending)))
-        << result.errors;
-  }
-}
-
 }  // namespace

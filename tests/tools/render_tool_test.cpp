@@ -308,7 +308,6 @@ TEST(render_arguments, SensibleCommandLinesAreRead) {
       {"-i", "a.wav", "-o", "b.wav", "aumf:abcd:efgh", "-m", "c.mid"}, error);
   ASSERT_TRUE(arguments) << error;
   EXPECT_FALSE(arguments->tail_seconds);
-  EXPECT_TRUE(parse_render_arguments({"nonsense", "-h"}, error)->wants_help);
 }
 
 TEST(render_arguments, SenselessCommandLinesAreRefusedInWords) {
@@ -344,7 +343,7 @@ TEST(render_arguments, SenselessCommandLinesAreRefusedInWords) {
       {{"aufx:jvLs:LV2_", "-m", "a.mid", "-i", "b.wav", "-o", "a.wav"},
        "aufx:jvLs:LV2_ takes no MIDI events (effects of type aumf do)"},
       {{"piano", "-m", "a.mid", "-o", "a.wav"},
-       "chain \"piano\": expected type:subtype:manufacturer, e.g. aumu:Pt7q:Mdrt"},
+       "chain \"piano\": expected TYPE:SUBTYPE:MANUFACTURER, as vesk-list prints it"},
       {{"aumu:Sm48:LV2_|aumu:Sm48:LV2_", "-m", "a.mid", "-o", "a.wav"},
        "chain \"aumu:Sm48:LV2_|aumu:Sm48:LV2_\": aumu:Sm48:LV2_ is not an effect"},
   };

@@ -9,6 +9,7 @@
 
 #include <array>
 #include <cerrno>
+#include <cstdlib>
 #include <cstring>
 #include <filesystem>
 #include <string_view>
@@ -94,7 +95,8 @@ bool has_ended(pid_t child, int options, int& status) {
 
 }  // namespace
 
-std::string path_of_program(const char* name) {
+std::string path_of_program(const char* name, const char* variable) {
+  if (const char* path = variable ? std::getenv(variable) : nullptr; path && *path) return path;
   std::error_code none;
   const auto own = std::filesystem::read_symlink("/proc/self/exe", none);
   const auto beside = own.parent_path() / name;

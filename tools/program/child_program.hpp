@@ -15,8 +15,9 @@ struct ChildAnswer {
   std::string errors;  ///< the end of its standard error; empty when that was not collected
 };
 
-/// Where a program of ours is: beside this one, else wherever a shell would find it.
-std::string path_of_program(const char* name);
+/// Where a program of ours is: what the environment variable says, if there is one, else beside
+/// this program, else wherever a shell would find it.
+std::string path_of_program(const char* name, const char* variable = nullptr);
 
 /// Runs a program with nothing to read and waits for its end, or kills it when `limit` has passed.
 /// Its standard error is collected, or left as this process's own, so that a person sees it. Empty

@@ -32,6 +32,7 @@ for its own.
       --json              the figures and the warnings as a JSON object
   -q, --quiet             no progress bar, no figures
   -h, --help              this text
+      --version           the program's version
 
 examples:
   vesk-render 'aumu:Sm48:LV2_' --midi song.mid -o song.wav --plot song.png
@@ -71,7 +72,6 @@ std::vector<Option> options_for(RenderArguments& arguments) {
       {"--strict", nullptr, nullptr, &arguments.is_strict},
       {"--json", nullptr, nullptr, &arguments.as_json},
       {"--quiet", "-q", nullptr, &arguments.quiet},
-      {"--help", "-h", nullptr, &arguments.wants_help},
   };
 }
 
@@ -94,8 +94,6 @@ bool check_source(const RenderArguments& arguments, std::string& error) {
 std::optional<RenderArguments> parse_render_arguments(const std::vector<std::string>& words,
                                                       std::string& error) {
   RenderArguments arguments;
-  arguments.wants_help = asks_for_help(words);
-  if (arguments.wants_help) return arguments;
   std::string chain;
   if (!read_command_line(words, options_for(arguments), chain, error)) return std::nullopt;
   if (chain.empty())

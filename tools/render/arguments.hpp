@@ -25,12 +25,11 @@ struct RenderArguments {
   bool quiet = false;
   bool is_strict = false;  ///< a slip is an error
   bool as_json = false;
-  bool wants_help = false;
 };
 
 /// Reads the arguments after the program's name. Empty with a sentence in `error` for anything
 /// that cannot be meant: an unknown option, a number out of range, something missing, a chain that
-/// does not parse, a source that the chain cannot take. With `wants_help` set nothing else counts.
+/// does not parse, a source that the chain cannot take.
 std::optional<RenderArguments> parse_render_arguments(const std::vector<std::string>& words,
                                                       std::string& error);
 

@@ -1,8 +1,12 @@
+#include <unistd.h>
+
 #include <cstdio>
 #include <string>
 #include <vector>
 
+#include "tools/program/command_line.hpp"
 #include "tools/program/interruption.hpp"
+#include "tools/program/standard_output.hpp"
 #include "tools/render/arguments.hpp"
 #include "tools/render/render_song.hpp"
 #include "tools/render/summary.hpp"
@@ -13,6 +17,13 @@ using namespace vesk::tools;
 
 void say(const std::string& sentence) {
   std::fprintf(stderr, "vesk-render: %s\n", sentence.c_str());
+}
+
+bool tell(const std::string& text) {
+  std::string error;
+  if (print(STDOUT_FILENO, text, error)) return true;
+  say(error);
+  return false;
 }
 
 /// Renders, and says on standard error what went wrong or might have.
@@ -35,20 +46,19 @@ int main(int argc, char** argv) {
   make_size_limit_an_error();
   const std::vector<std::string> words(argv + 1, argv + argc);
   std::string error;
+  if (const std::string text = text_asked_for(words, "vesk-render", render_help); !text.empty())
+    return tell(text) ? 0 : 1;
   const auto arguments = parse_render_arguments(words, error);
   if (!arguments) {
     say(error + "; vesk-render --help tells how");
     return 2;
   }
-  if (arguments->wants_help) {
-    std::fputs(render_help, stdout);
-    return std::fflush(stdout) == 0 ? 0 : 1;
-  }
   RenderReport report;
   const int status = run(*arguments, report, error);
+  std::string summary;
   if (arguments->as_json)
-    std::fputs(summary_json(*arguments, report, status, error).c_str(), stdout);
+    summary = summary_json(*arguments, report, status, error);
   else if (status == 0 && !arguments->quiet)
-    std::fputs(summary_text(*arguments, report).c_str(), stdout);
-  return status;
+    summary = summary_text(*arguments, report);
+  return tell(summary) ? status : 1;
 }
