@@ -124,6 +124,22 @@ TEST(Render, SendsAudioThroughAnEffectAtItsOwnRateAndAnother) {
   EXPECT_NEAR(static_cast<double>(audio.samples.size()), 2.0 * 2.5 * 48'000, 8);
 }
 
+TEST(Render, PassesThroughPipes) {
+  const ScratchFolder folder;
+  const std::string program = build_tree() + "/bin/vesk-render ";
+  const auto result = run_program(
+      {"/bin/sh", "-c",
+       "cat " + song + " | " + program + piano + " -m - -o - --duration 2 --tail 0 | " + program +
+           delay + " -i - -o " + (folder / "out.ogg") + " --duration 1.5 --tail 0.5"});
+  EXPECT_EQ(result.status, 0) << result.errors;
+  EXPECT_TRUE(result.errors.starts_with("standard output: 2.000 s")) << result.errors;
+  EXPECT_TRUE(result.output.starts_with((folder / "out.ogg") + ": 2.000 s")) << result.output;
+  const Audio audio = read_audio(folder / "out.ogg");
+  EXPECT_EQ(audio.rate, 48'000);
+  EXPECT_EQ(audio.samples.size(), 2u * 2u * 48'000u);
+  EXPECT_GT(std::ranges::max(audio.samples), 0.01f);
+}
+
 TEST(Render, TakesAnyPeriodLength) {
   const ScratchFolder folder;
   Audio reference;
@@ -174,6 +190,10 @@ TEST(Render, SaysInOneLineWhatIsWrongAndLeavesNothing) {
        out + ": cannot be written: File too large",
        1,
        1'000'000},
+      {{piano, "--midi", song, "-o", out, "-r", "384000", "--tail", "3600"},
+       out + ": 61 minutes at 384000 Hz are more than a WAV file can hold (4 GB)"},
+      {{piano, "--midi", song, "-o", folder / "out.ogg", "-r", "384000"},
+       folder / "out.ogg: Ogg Vorbis goes up to 200000 Hz"},
       {{piano, "--midi", song}, "no output given (-o FILE); vesk-render --help tells how", 2},
   };
   for (const auto& test : cases) {

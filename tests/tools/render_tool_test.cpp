@@ -269,23 +269,27 @@ TEST(song_sink, DropsTheLatencyAndEndsWhereTheSongDoes) {
   EXPECT_EQ(left[332], 482.0f / 1024.0f);
 }
 
-TEST(song_source, ASongEndsWhereItsFileSays) {
+TEST(song_source, ASongEndsWhereItsFileOrItsDurationSays) {
   const ScratchFolder folder;
   for (std::size_t frames : {1u, 99u, 100u, 101u, 5'000u}) {
     SCOPED_TRACE(frames);
     const auto tone = sine(440, 48'000, frames, 0.5);
     write_audio(folder / "a.wav", tone, tone, 48'000);
     std::string error;
-    const auto source = SongSource::open("", folder / "a.wav", 0, error);
+    const std::size_t end = std::min<std::size_t>(frames, 4'800);
+    const auto source = SongSource::open("", folder / "a.wav", 0, 0.1, error);
     ASSERT_TRUE(source) << error;
+    EXPECT_EQ(source->expected_frames(), end);
     std::vector<float> heard;
     while (!source->end_frame()) {
       ASSERT_TRUE(source->prepare(100, error));
       heard.insert(heard.end(), source->left().begin(), source->left().end());
     }
-    EXPECT_EQ(*source->end_frame(), frames);
-    ASSERT_GE(heard.size(), frames);
-    EXPECT_TRUE(std::equal(tone.begin(), tone.end(), heard.begin()));
+    EXPECT_EQ(*source->end_frame(), end);
+    ASSERT_GE(heard.size(), end);
+    EXPECT_TRUE(std::equal(heard.begin(), heard.begin() + std::ptrdiff_t(end), tone.begin()));
+    EXPECT_TRUE(std::all_of(heard.begin() + std::ptrdiff_t(end), heard.end(),
+                            [](float sample) { return sample == 0.0f; }));
   }
 }
 
@@ -325,7 +329,7 @@ TEST(render_arguments, SenselessCommandLinesAreRefusedInWords) {
       {{"aumu:Sm48:LV2_", "-o", "a.wav"}, "nothing to play: give --midi FILE or --input FILE"},
       {{"aumu:Sm48:LV2_", "-m", "a.mid"}, "no output given (-o FILE)"},
       {{"aumu:Sm48:LV2_", "-m", "a.mid", "-o", "a.mp3"},
-       "-o a.mp3: the name must end in .wav or .flac"},
+       "-o a.mp3: the name must end in .wav, .flac or .ogg"},
       {with({"--plot", "a.jpg"}), "--plot a.jpg: the name must end in .png"},
       {with({"--period", "0"}), "--period takes 1 to 4096 frames, not \"0\""},
       {with({"--period", "12x"}), "--period takes 1 to 4096 frames, not \"12x\""},
@@ -334,6 +338,8 @@ TEST(render_arguments, SenselessCommandLinesAreRefusedInWords) {
       {with({"--tail", "0x1"}), "--tail takes 0 to 3600 seconds, not \"0x1\""},
       {with({"--tail", " 1"}), "--tail takes 0 to 3600 seconds, not \" 1\""},
       {with({"--tail"}), "--tail needs a value"},
+      {with({"--duration", "-1"}), "--duration takes 0 to 86400 seconds, not \"-1\""},
+      {{"aumf:abcd:efgh", "-m", "-", "-i", "-", "-o", "-"}, "--midi and --input are the same"},
       {with({"--loud"}), "unknown option --loud"},
       {with({"--quiet=1"}), "--quiet takes no value"},
       {with({"again"}), "one chain at a time; \"again\" is a second one (quote a chain with '|')"},

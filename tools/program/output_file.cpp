@@ -7,9 +7,11 @@
 #include <cerrno>
 #include <cstdio>
 #include <filesystem>
+#include <memory>
 #include <random>
 #include <system_error>
 #include <utility>
+#include <vector>
 
 namespace vesk::tools {
 namespace {
@@ -48,7 +50,25 @@ int open_unnamed([[maybe_unused]] const std::filesystem::path& folder) {
 
 }  // namespace
 
+std::optional<OutputFile> OutputFile::for_standard_output(std::string& error) {
+  const std::string name = "standard output";
+  if (isatty(STDOUT_FILENO) == 1) {
+    error = name + " is a terminal; send it to a file or a program";
+    return std::nullopt;
+  }
+  const std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(std::tmpfile(), std::fclose);
+  const int descriptor = file ? fcntl(fileno(file.get()), F_DUPFD_CLOEXEC, 0) : -1;
+  if (descriptor < 0) {
+    error = reason(name, errno);
+    return std::nullopt;
+  }
+  OutputFile output(name, {}, descriptor);
+  output.is_standard_output_ = true;
+  return output;
+}
+
 std::optional<OutputFile> OutputFile::create(const std::string& path, std::string& error) {
+  if (path == "-") return for_standard_output(error);
   namespace fs = std::filesystem;
   std::error_code ignored;
   fs::path target(path);
@@ -86,7 +106,8 @@ OutputFile::OutputFile(std::string path, std::string temporary_path, int descrip
 OutputFile::OutputFile(OutputFile&& other) noexcept
     : path_(std::move(other.path_)),
       temporary_path_(std::exchange(other.temporary_path_, {})),
-      descriptor_(std::exchange(other.descriptor_, -1)) {}
+      descriptor_(std::exchange(other.descriptor_, -1)),
+      is_standard_output_(other.is_standard_output_) {}
 
 OutputFile& OutputFile::operator=(OutputFile&& other) noexcept {
   if (this != &other) {
@@ -94,6 +115,7 @@ OutputFile& OutputFile::operator=(OutputFile&& other) noexcept {
     path_ = std::move(other.path_);
     temporary_path_ = std::exchange(other.temporary_path_, {});
     descriptor_ = std::exchange(other.descriptor_, -1);
+    is_standard_output_ = other.is_standard_output_;
   }
   return *this;
 }
@@ -110,9 +132,14 @@ void OutputFile::discard() {
 }
 
 bool OutputFile::write(const void* bytes, std::size_t count, std::string& error) {
+  return write_to(descriptor_, bytes, count, error);
+}
+
+bool OutputFile::write_to(int descriptor, const void* bytes, std::size_t count,
+                          std::string& error) {
   const char* rest = static_cast<const char*>(bytes);
   while (count > 0) {
-    const ssize_t written = ::write(descriptor_, rest, count);
+    const ssize_t written = ::write(descriptor, rest, count);
     if (written < 0 && errno == EINTR) continue;
     if (written <= 0) {
       error = reason(path_, written < 0 ? errno : ENOSPC);
@@ -141,7 +168,25 @@ bool OutputFile::give_name() {
   return status == 0;
 }
 
+bool OutputFile::copy_to_standard_output(std::string& error) {
+  std::vector<char> bytes(65'536);
+  off_t position = 0;
+  for (;;) {
+    const ssize_t got = pread(descriptor_, bytes.data(), bytes.size(), position);
+    if (got < 0 && errno == EINTR) continue;
+    if (got < 0) error = reason(path_, errno);
+    if (got <= 0) return got == 0;
+    if (!write_to(STDOUT_FILENO, bytes.data(), static_cast<std::size_t>(got), error)) return false;
+    position += got;
+  }
+}
+
 bool OutputFile::commit(std::string& error) {
+  if (is_standard_output_) {
+    const bool is_copied = copy_to_standard_output(error);
+    discard();
+    return is_copied;
+  }
   // Network file systems tell of a full disk only when a descriptor is closed.
   const int copy = dup(descriptor_);
   if (copy < 0 || close(copy) != 0 || !give_name() ||

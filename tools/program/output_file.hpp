@@ -14,7 +14,8 @@ namespace vesk::tools {
 /// followed, anything but a regular file is refused.
 class OutputFile {
  public:
-  /// Begins a file that will be at `path`. Empty with a sentence in `error` that begins with
+  /// Begins a file that will be at `path`; for "-" one that is copied to standard output, which may
+  /// be no terminal. Empty with a sentence in `error` that begins with
   /// the path.
   static std::optional<OutputFile> create(const std::string& path, std::string& error);
 
@@ -39,12 +40,16 @@ class OutputFile {
 
  private:
   OutputFile(std::string path, std::string temporary_path, int descriptor);
+  static std::optional<OutputFile> for_standard_output(std::string& error);
+  bool write_to(int descriptor, const void* bytes, std::size_t count, std::string& error);
+  bool copy_to_standard_output(std::string& error);
   void discard();
   bool give_name();
 
   std::string path_;
   std::string temporary_path_;  // empty: it has no name
   int descriptor_ = -1;
+  bool is_standard_output_ = false;
 };
 
 }  // namespace vesk::tools

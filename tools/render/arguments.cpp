@@ -19,11 +19,14 @@ for its own.
 
   -m, --midi FILE         Standard MIDI File to play (instruments, and effects of type aumf)
   -i, --input FILE        audio file to send through a chain that starts with an effect
-  -o, --output FILE       .wav (32-bit float) or .flac (24-bit); written when all went well
+  -o, --output FILE       .wav (32-bit float), .flac (24-bit) or .ogg (Vorbis); written when all
+                          went well. FILE can be - in all three: standard input, or a WAV to
+                          standard output, and then the figures go to standard error
   -p, --plot FILE.png     draw the waveform over the spectrogram
   -r, --sample-rate HZ    8000 to 384000; without it the input's rate, or 48000. Input at
                           another rate is converted
       --period FRAMES     frames a period, 1 to 4096 (512)
+      --duration SECONDS  play no more than this of the song
       --tail SECONDS      go on this long after the song's end. Without it until the sound has
                           stayed below -90 dBFS for a second, at most 30 seconds
       --keep-latency      leave the chain's latency at the start of the output
@@ -49,25 +52,36 @@ exist, 6 for output that is not finite, 7 for silence from beginning to end.
 
 namespace {
 
-std::vector<Option> options_for(RenderArguments& arguments) {
-  const auto seconds = [&arguments](const std::string& value, std::string& error) {
+Option::Setter takes_seconds(int most, std::optional<double>& target) {
+  return [most, &target](const std::string& value, std::string& error) {
     double number = 0.0;
-    if (!to_number(value, number) || number < 0.0 || number > 3600.0) {
-      error = "takes 0 to 3600 seconds, not \"" + value + "\"";
+    if (!to_number(value, number) || number < 0.0 || number > most) {
+      error = "takes 0 to " + std::to_string(most) + " seconds, not \"" + value + "\"";
       return false;
     }
-    arguments.tail_seconds = number;
+    target = number;
     return true;
   };
+}
+
+/// A setter of a file to read, where "-" is standard input.
+Option::Setter takes_source(std::string& target) {
+  return [&target](const std::string& value, std::string& error) {
+    return takes_path(target)(value == "-" ? "/dev/stdin" : value, error);
+  };
+}
+
+std::vector<Option> options_for(RenderArguments& arguments) {
   return {
-      {"--midi", "-m", takes_path(arguments.midi_path)},
-      {"--input", "-i", takes_path(arguments.input_path)},
+      {"--midi", "-m", takes_source(arguments.midi_path)},
+      {"--input", "-i", takes_source(arguments.input_path)},
       {"--output", "-o", takes_path(arguments.output_path)},
       {"--plot", "-p", takes_path(arguments.plot_path)},
       {"--sample-rate", "-r", takes_whole(8'000, 384'000, " Hz", arguments.sample_rate)},
       {"--period", nullptr,
        takes_whole(1, static_cast<int>(host::buffer_frames), " frames", arguments.period)},
-      {"--tail", nullptr, seconds},
+      {"--duration", nullptr, takes_seconds(86'400, arguments.duration_seconds)},
+      {"--tail", nullptr, takes_seconds(3600, arguments.tail_seconds)},
       {"--keep-latency", nullptr, nullptr, &arguments.keep_latency},
       {"--strict", nullptr, nullptr, &arguments.is_strict},
       {"--json", nullptr, nullptr, &arguments.as_json},
@@ -103,9 +117,11 @@ std::optional<RenderArguments> parse_render_arguments(const std::vector<std::str
   else if (arguments.output_path.empty())
     error = "no output given (-o FILE)";
   else if (!format_of_name(arguments.output_path, arguments.format))
-    error = "-o " + arguments.output_path + ": the name must end in .wav or .flac";
+    error = "-o " + arguments.output_path + ": the name must end in .wav, .flac or .ogg";
   else if (!arguments.plot_path.empty() && !arguments.plot_path.ends_with(".png"))
     error = "--plot " + arguments.plot_path + ": the name must end in .png";
+  else if (!arguments.midi_path.empty() && arguments.midi_path == arguments.input_path)
+    error = "--midi and --input are the same";
   else if (read_chain(chain, arguments.chain, error) && check_source(arguments, error))
     return arguments;
   return std::nullopt;

@@ -15,12 +15,13 @@ struct RenderArguments {
   ChainElements chain;
   std::string midi_path;    ///< empty: none
   std::string input_path;   ///< empty: none
-  std::string output_path;  ///< ends in .wav or .flac
+  std::string output_path;  ///< ends as its format asks; "-": standard output
   std::string plot_path;    ///< empty: no picture
   AudioFormat format = AudioFormat::wav_float;
   int sample_rate = 0;  ///< Hz; 0: the input's, or 48,000 without one
   std::uint32_t period = 512;
-  std::optional<double> tail_seconds;  ///< empty: by listening
+  std::optional<double> duration_seconds;  ///< empty: all of it
+  std::optional<double> tail_seconds;      ///< empty: by listening
   bool keep_latency = false;
   bool quiet = false;
   bool is_strict = false;  ///< a slip is an error

@@ -19,9 +19,9 @@ void say(const std::string& sentence) {
   std::fprintf(stderr, "vesk-render: %s\n", sentence.c_str());
 }
 
-bool tell(const std::string& text) {
+bool tell(const std::string& text, int descriptor = STDOUT_FILENO) {
   std::string error;
-  if (print(STDOUT_FILENO, text, error)) return true;
+  if (print(descriptor, text, error)) return true;
   say(error);
   return false;
 }
@@ -60,5 +60,6 @@ int main(int argc, char** argv) {
     summary = summary_json(*arguments, report, status, error);
   else if (status == 0 && !arguments->quiet)
     summary = summary_text(*arguments, report);
-  return tell(summary) ? status : 1;
+  const bool gave_audio = arguments->output_path == "-";
+  return tell(summary, gave_audio ? STDERR_FILENO : STDOUT_FILENO) ? status : 1;
 }

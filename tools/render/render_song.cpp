@@ -32,6 +32,20 @@ bool can_write(const std::string& path, std::string& error) {
   return path.empty() || OutputFile::create(path, error).has_value();
 }
 
+/// Whether the file can hold what is sure to come.
+bool fits(const RenderArguments& arguments, const SongSource& source, std::string& error) {
+  const double frames = static_cast<double>(source.expected_frames()) +
+                        arguments.tail_seconds.value_or(0.0) * source.sample_rate();
+  if (frames <= static_cast<double>(longest_frames(arguments.format))) return true;
+  char text[160];
+  std::snprintf(text, sizeof text,
+                ": %.0f minutes at %d Hz are more than a WAV file can hold (4 GB); write a .flac "
+                "file",
+                frames / source.sample_rate() / 60.0, source.sample_rate());
+  error = arguments.output_path + text;
+  return false;
+}
+
 std::unique_ptr<HostProcess> spawn_host(const RenderArguments& arguments, int sample_rate,
                                         std::string& error) {
   client::Options options;
@@ -90,9 +104,10 @@ std::uint64_t latency_frames(const client::HostProcess& host, double sample_rate
 
 RenderOutcome render_song(const RenderArguments& arguments, RenderReport& report,
                           std::string& error) {
-  const auto source =
-      SongSource::open(arguments.midi_path, arguments.input_path, arguments.sample_rate, error);
-  if (!source || !can_write(arguments.output_path, error) || !can_write(arguments.plot_path, error))
+  const auto source = SongSource::open(arguments.midi_path, arguments.input_path,
+                                       arguments.sample_rate, arguments.duration_seconds, error);
+  if (!source || !fits(arguments, *source, error) || !can_write(arguments.output_path, error) ||
+      !can_write(arguments.plot_path, error))
     return RenderOutcome::failed;
   report.chain_name = chain_name(arguments.chain);
   report.sample_rate = source->sample_rate();

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <limits>
 #include <memory>
 #include <optional>
 #include <span>
@@ -18,9 +19,11 @@ namespace vesk::tools {
 class SongSource {
  public:
   /// Opens what has a path. `sample_rate` in Hz; 0 takes the audio file's if that is one a host
-  /// can have (8,000 to 384,000), otherwise 48,000. Null with a sentence in `error`.
+  /// can have (8,000 to 384,000), otherwise 48,000. Of what is longer than `longest_seconds` only
+  /// the beginning is played. Null with a sentence in `error`.
   static std::unique_ptr<SongSource> open(const std::string& midi_path,
                                           const std::string& input_path, int sample_rate,
+                                          std::optional<double> longest_seconds,
                                           std::string& error);
 
   int sample_rate() const { return sample_rate_; }
@@ -55,6 +58,7 @@ class SongSource {
   std::unique_ptr<AudioReader> reader_;
   std::uint64_t song_end_ = 0;
   std::uint64_t reader_position_ = 0;
+  std::uint64_t reader_limit_ = std::numeric_limits<std::uint64_t>::max();
   bool reader_ended_ = true;
   std::uint64_t expected_frames_ = 0;
   std::vector<float> left_;

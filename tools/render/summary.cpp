@@ -15,10 +15,6 @@ std::string decimal(double value, int digits) {
   return text;
 }
 
-const char* description_of(AudioFormat format) {
-  return format == AudioFormat::wav_float ? "32-bit float WAV" : "24-bit FLAC";
-}
-
 double seconds_of(const RenderReport& report) {
   return static_cast<double>(report.frames) / report.sample_rate;
 }
@@ -28,9 +24,9 @@ double seconds_of(const RenderReport& report) {
 std::string summary_text(const RenderArguments& arguments, const RenderReport& report) {
   const double seconds = seconds_of(report);
   const double peak = to_dbfs(static_cast<double>(report.peak));
-  std::string text = arguments.output_path + ": " + decimal(seconds, 3) + " s, " +
-                     std::to_string(report.sample_rate) + " Hz, " +
-                     description_of(arguments.format) + '\n';
+  std::string text = (arguments.output_path == "-" ? "standard output" : arguments.output_path) +
+                     ": " + decimal(seconds, 3) + " s, " + std::to_string(report.sample_rate) +
+                     " Hz, " + description_of(arguments.format) + '\n';
   if (!arguments.plot_path.empty()) text += arguments.plot_path + ": waveform and spectrogram\n";
   text += "chain: " + report.chain_name + '\n';
   if (report.latency_frames > 0)
