@@ -82,6 +82,7 @@ void render_loop(Block* block, std::vector<std::unique_ptr<AudioUnitPlugin>>& pl
 
   PeriodServer server(*block, plugins, first_is_effect, max_frames);
   std::uint32_t served = load_acquire(block->render_request);
+  render_thread.announce_listening();
   if (load_acquire(block->quit) != 0) return;
   for (;;) {
     // Acquire: pairs with the parent's release store, which published the period.

@@ -29,7 +29,7 @@ found=$(grep -rnE '#\s*include\s+<(AudioToolbox|CoreFoundation)/' $lv2/{catalogu
 allow tools/program  'tools/program/|spec/chain_text.hpp'
 allow tools/parameters 'tools/(parameters|program)/|spec/|platform/cf_text.hpp'
 allow tools/hosting  'tools/(hosting|program)/|vesk/|spec/chain_text.hpp'
-allow tools/midi     'tools/(midi|program)/|host/block.hpp'
+allow tools/midi     'tools/(midi|program)/|vesk/'
 allow tools/audio    'tools/(audio|program)/'
 allow tools/render   'tools/(render|audio|hosting|midi|parameters|program)/|vesk/|spec/chain_text.hpp|host/block.hpp'
 allow tools/edit     'tools/(edit|audio|hosting|midi|program)/|vesk/|spec/chain_text.hpp|host/block.hpp'

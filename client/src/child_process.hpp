@@ -18,7 +18,8 @@ struct Launch {
   std::vector<std::string> arguments;    ///< without the program's name
   std::vector<std::string> environment;  ///< entries beyond or instead of the caller's
   bool inherit_standard_error = false;
-  int record_descriptor = -1;  ///< becomes descriptor 3 of the child; -1: none
+  int workgroup_descriptor = -1;  ///< becomes descriptor 3 of the child; -1: none
+  int parent_descriptor = -1;     ///< becomes descriptor 4; -1: none
   std::uint32_t workgroup_port = 0;
 };
 

@@ -21,6 +21,10 @@ void HostGroup::remove(HostProcess& host) {
   std::erase_if(members_, [&](const Member& member) { return member.host == &host; });
 }
 
+void HostGroup::set_transport(const Transport& transport) noexcept VESK_REALTIME {
+  for (Member& member : members_) member.host->set_transport(transport);
+}
+
 Answer HostGroup::request(unsigned frames, double sample_time) noexcept VESK_REALTIME {
   Answer first = Answer::answered;
   for (Member& member : members_) {

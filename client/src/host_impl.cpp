@@ -28,7 +28,8 @@ constexpr nanoseconds saving_allowance = std::chrono::seconds(3);
 /// A killed process is gone at once, unless it hangs in the kernel.
 constexpr nanoseconds after_kill = std::chrono::seconds(2);
 
-PeriodDriver::Settings driver_settings(const Options& options, int notify_descriptor) {
+PeriodDriver::Settings driver_settings(const Options& options, int notify_descriptor,
+                                       ParentRecord* record) {
   const bool real_time = options.mode == Mode::real_time;
   const bool many_cpus = usable_cpus() > 1;
   PeriodDriver::Settings settings;
@@ -36,20 +37,23 @@ PeriodDriver::Settings driver_settings(const Options& options, int notify_descri
   settings.spins = !real_time && many_cpus;
   settings.places = real_time && options.pinned && many_cpus;
   settings.notify_descriptor = notify_descriptor;
+  settings.record = record;
   return settings;
 }
 
 }  // namespace
 
 HostImpl::HostImpl(const Options& start_options, unsigned chain_length,
-                   std::unique_ptr<BlockOwner> owned_block, std::unique_ptr<Placement> record,
-                   std::shared_ptr<Watcher> background)
+                   std::unique_ptr<BlockOwner> owned_block,
+                   std::unique_ptr<Placement> made_placement,
+                   std::unique_ptr<ParentRecord> made_record, std::shared_ptr<Watcher> background)
     : options(start_options),
       plugins(chain_length),
       block(std::move(owned_block)),
       watcher(std::move(background)),
-      driver(block->block(), driver_settings(options, watcher->poke_descriptor())),
-      placement(std::move(record)),
+      record(std::move(made_record)),
+      driver(block->block(), driver_settings(options, watcher->poke_descriptor(), record.get())),
+      placement(std::move(made_placement)),
       rings(block->block(), plugins) {}
 
 HostImpl::~HostImpl() {
@@ -73,17 +77,24 @@ std::unique_ptr<HostImpl> HostImpl::spawn(const Options& options, std::string& e
     error = placement_error;
     return nullptr;
   }
+  std::string record_error;
+  std::unique_ptr<ParentRecord> record = ParentRecord::create(options, record_error);
+  if (record == nullptr && !record_error.empty()) {
+    error = record_error;
+    return nullptr;
+  }
   std::shared_ptr<Watcher> watcher = Watcher::shared(error);
   if (watcher == nullptr) return nullptr;
   launch.arguments = host_arguments(options, block->name());
   launch.environment = options.environment;
   launch.inherit_standard_error = options.inherit_standard_error;
-  launch.record_descriptor = placement ? placement->descriptor() : -1;
+  launch.workgroup_descriptor = placement ? placement->descriptor() : -1;
+  launch.parent_descriptor = record ? record->descriptor() : -1;
   launch.workgroup_port = options.workgroup_port;
   const std::vector<std::string> elements = split_chain(options.chain);
   auto host =
       std::make_unique<HostImpl>(options, static_cast<unsigned>(elements.size()), std::move(block),
-                                 std::move(placement), std::move(watcher));
+                                 std::move(placement), std::move(record), std::move(watcher));
   if (!host->presets.claim(elements, error)) return nullptr;
   host->spawned_ns = now_ns();
   host->child = ChildProcess::launch(launch, error);

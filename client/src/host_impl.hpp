@@ -3,6 +3,7 @@
 #include <poll.h>
 
 #include <atomic>
+#include <chrono>
 #include <cstdint>
 #include <memory>
 #include <mutex>
@@ -14,6 +15,7 @@
 #include "client/src/child_process.hpp"
 #include "client/src/line_store.hpp"
 #include "client/src/options.hpp"
+#include "client/src/parent_record.hpp"
 #include "client/src/period_driver.hpp"
 #include "client/src/placement.hpp"
 #include "client/src/request_rings.hpp"
@@ -29,7 +31,8 @@ namespace vesk::client {
 /// the host.
 struct HostImpl {
   HostImpl(const Options& options, unsigned plugins, std::unique_ptr<BlockOwner> block,
-           std::unique_ptr<Placement> placement, std::shared_ptr<Watcher> watcher);
+           std::unique_ptr<Placement> placement, std::unique_ptr<ParentRecord> record,
+           std::shared_ptr<Watcher> watcher);
   ~HostImpl();
 
   static std::unique_ptr<HostImpl> spawn(const Options& options, std::string& error);
@@ -58,6 +61,7 @@ struct HostImpl {
   const unsigned plugins;  // elements of the chain
   const std::unique_ptr<BlockOwner> block;
   const std::shared_ptr<Watcher> watcher;
+  const std::unique_ptr<ParentRecord> record;  // null where the platform has none
   PeriodDriver driver;
 
   std::mutex mutex;
@@ -82,6 +86,7 @@ struct HostImpl {
   enum class StartLook { loading, ready, failed, ended };
   StartLook look_at_start();
   void unlink_when_mapped(std::uint32_t state);
+  bool hears_host(std::chrono::nanoseconds limit);
   void note_listening();
   bool end_start(std::string& error, std::string reason);
   void apply_placement();

@@ -222,6 +222,10 @@ std::span<const float> HostProcess::output(unsigned channel) const noexcept VESK
   return impl_->driver.output(channel);
 }
 
+void HostProcess::set_transport(const Transport& transport) noexcept VESK_REALTIME {
+  impl_->driver.set_transport(transport);
+}
+
 Answer HostProcess::render(unsigned frames, double sample_time, std::span<const MidiEvent> events,
                            nanoseconds limit) noexcept VESK_REALTIME {
   return impl_->driver.render(frames, sample_time, events, limit);

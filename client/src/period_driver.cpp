@@ -61,6 +61,14 @@ bool PeriodDriver::probe(nanoseconds limit) noexcept {
   return true;
 }
 
+bool PeriodDriver::await_announcement(nanoseconds limit) noexcept {
+  const std::uint32_t& thread = settings_.record->render_thread();
+  if (host::load_acquire(thread) == 0) wait_while(thread, 0, limit);
+  if (host::load_acquire(thread) == 0) return false;
+  listening_.store(true, std::memory_order_release);
+  return true;
+}
+
 Answer PeriodDriver::render(unsigned frames, double sample_time, std::span<const MidiEvent> events,
                             nanoseconds limit) noexcept VESK_REALTIME {
   const DrivingCall call(threads_);
@@ -107,12 +115,21 @@ Answer PeriodDriver::send(unsigned frames, double sample_time, std::span<const M
   block_.sample_time = sample_time;
   block_.midi_count = static_cast<std::uint32_t>(events.size());
   std::copy(events.begin(), events.end(), block_.midi);
+  tell_transport();
   sent_ = host::load_relaxed(block_.render_request) + 1;
   sent_ns_.store(now, std::memory_order_relaxed);
   pending_ = true;
   host::store_release(block_.render_request, sent_);
   wake_one(block_.render_request);
   return Answer::answered;
+}
+
+void PeriodDriver::tell_transport() noexcept VESK_REALTIME {
+  if (!has_transport_ || settings_.record == nullptr) return;
+  const bool changed = transport_.playing != was_playing_ || transport_.looping != was_looping_;
+  was_playing_ = transport_.playing;
+  was_looping_ = transport_.looping;
+  settings_.record->write(transport_, changed);
 }
 
 Answer PeriodDriver::wait(std::int64_t now, std::int64_t deadline,

@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <span>
 
+#include "client/src/parent_record.hpp"
 #include "client/src/thread_check.hpp"
 #include "host/block.hpp"
 #include "platform/realtime.hpp"
@@ -32,6 +33,8 @@ class PeriodDriver {
     bool places = false;
     /// Written to when the place has changed; -1: nobody listens.
     int notify_descriptor = -1;
+    /// Where the host is told how the song stands; null: it is not.
+    ParentRecord* record = nullptr;
   };
 
   PeriodDriver(host::Block& block, const Settings& settings) noexcept
@@ -42,6 +45,8 @@ class PeriodDriver {
   /// Sends empty periods, one a call, until one is answered; true then. A request that was made
   /// before the render thread looked for the first time is its starting point and not answered.
   bool probe(std::chrono::nanoseconds limit) noexcept;
+  /// The same without a period, from a host that has found its record: waits until that says so.
+  bool await_announcement(std::chrono::nanoseconds limit) noexcept;
 
   // ---- Driving thread, real-time safe. ----
 
@@ -60,6 +65,12 @@ class PeriodDriver {
   Answer collect(std::chrono::nanoseconds limit) noexcept VESK_REALTIME;
   /// `collect` without spinning: a group's hosts need the CPUs.
   Answer collect_asleep(std::chrono::nanoseconds limit) noexcept VESK_REALTIME;
+  /// Where the next period stands in the song, and those after it until the next call.
+  void set_transport(const Transport& transport) noexcept VESK_REALTIME {
+    threads_.expect_driver();
+    transport_ = transport;
+    has_transport_ = true;
+  }
   bool is_pending() const noexcept VESK_REALTIME {
     threads_.expect_driver();
     return pending_;
@@ -101,6 +112,7 @@ class PeriodDriver {
   bool spin_for_answer(std::int64_t start, std::int64_t deadline) noexcept VESK_REALTIME;
   bool look() noexcept VESK_REALTIME;
   void note_answer() noexcept VESK_REALTIME;
+  void tell_transport() noexcept VESK_REALTIME;
   void note_place(int cpu) noexcept VESK_REALTIME;
 
   host::Block& block_;
@@ -113,6 +125,10 @@ class PeriodDriver {
   float recent_us_ = 0;
   float spin_us_ = 0;
   unsigned away_ = 0;
+  Transport transport_;
+  bool was_playing_ = false;
+  bool was_looping_ = false;
+  bool has_transport_ = false;
 
   // Written by the driving thread, read by any.
   std::atomic<std::int64_t> sent_ns_{0};

@@ -18,6 +18,8 @@ int current_thread() noexcept VESK_REALTIME;
 /// CPUs that the process may use.
 unsigned usable_cpus() noexcept;
 
+class SealedMemory;
+
 /// The workgroup record that one host shares, and the CPUs on which its render thread runs.
 ///
 /// Under a real-time policy the kernel pushes a thread to another CPU when one that is confined
@@ -34,7 +36,7 @@ class Placement {
   Placement& operator=(const Placement&) = delete;
 
   /// The descriptor to hand to the host.
-  int descriptor() const noexcept { return descriptor_; }
+  int descriptor() const noexcept;
   /// Moves the threads of process `host` that are in the group to `cpu`, or lets them run
   /// anywhere (-1). `driver` is the driving thread, or 0.
   void move(int host, int cpu, int driver);
@@ -45,8 +47,7 @@ class Placement {
   Placement() = default;
   void set_record(int cpu);
 
-  int descriptor_ = -1;
-  void* record_ = nullptr;
+  std::unique_ptr<SealedMemory> record_;
   int held_driver_ = 0;
 };
 

@@ -60,13 +60,20 @@ bool HostImpl::wait_ready(std::string& error) {
                                   : "the host took longer than the limit to load its chain");
     if (look == StartLook::loading) {
       child->wait_for_exit(look_interval(now - spawned_ns));
-    } else if (driver.probe(probe_wait)) {
+    } else if (hears_host(probe_wait)) {
       note_listening();
       return true;
     } else {
       probe_wait = std::min(probe_wait * 2, longest_probe);
     }
   }
+}
+
+/// Whether the render thread listens. A host that has found the parent's record says so by itself;
+/// any other is asked by empty periods, which its plugins see.
+bool HostImpl::hears_host(nanoseconds limit) {
+  return record != nullptr && record->is_attached() ? driver.await_announcement(limit)
+                                                    : driver.probe(limit);
 }
 
 HostImpl::StartLook HostImpl::look_at_start() {
@@ -103,8 +110,10 @@ void HostImpl::unlink_when_mapped(std::uint32_t state) {
 void HostImpl::note_listening() {
   const std::lock_guard lock(mutex);
   load_times.listening_ms = milliseconds_since(spawned_ns);
+  if (record != nullptr)
+    render_thread = static_cast<int>(host::load_relaxed(record->render_thread()));
+  if (render_thread == 0 && placement) render_thread = placement->member(child->pid());
   // It has answered and sleeps on the next request, which tells it from the plugins' threads.
-  render_thread = placement ? placement->member(child->pid()) : 0;
   if (render_thread == 0)
     render_thread = find_render_thread(child->pid(), offsetof(host::Block, render_request));
 }

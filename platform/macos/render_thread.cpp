@@ -27,6 +27,8 @@ RenderThread::~RenderThread() {
   static_cast<void>(signal_stack_);
 }
 
+void RenderThread::announce_listening() const {}
+
 void touch_pages(void* start, std::size_t bytes) {
   const auto page = static_cast<std::uintptr_t>(sysconf(_SC_PAGESIZE));
   const auto first = reinterpret_cast<std::uintptr_t>(start);

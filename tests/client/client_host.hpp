@@ -1,6 +1,8 @@
 #pragma once
 
 #include <filesystem>
+#include <memory>
+#include <stdexcept>
 #include <string>
 
 #include "tests/support/wait_until.hpp"
@@ -10,6 +12,9 @@
 namespace vesk::client_test {
 
 using tests::wait_until;
+
+/// Long past what normally takes no time.
+inline constexpr std::chrono::seconds long_enough{20};
 
 /// How many entries of a folder have `part` in their names.
 inline int entries(const char* folder, const std::string& part = {}) {
@@ -32,7 +37,20 @@ inline client::Options options(const std::string& commands,
   result.chain = commands;
   result.mode = mode;
   result.host_program = VESK_FAKE_HOST;
+  result.stop_limit = long_enough;
   return result;
+}
+
+/// A host that has started; a case that it does not start for has failed.
+inline std::unique_ptr<client::HostProcess> start(const client::Options& options) {
+  std::string error;
+  auto host = client::HostProcess::start(options, error);
+  if (!host) throw std::runtime_error(error);
+  return host;
+}
+inline std::unique_ptr<client::HostProcess> start(const std::string& commands,
+                                                  client::Mode mode = client::Mode::offline) {
+  return start(options(commands, mode));
 }
 
 }  // namespace vesk::client_test

@@ -44,10 +44,8 @@ class ClientPlacement : public testing::Test {
     }
   }
 
-  void start(const std::string& commands) {
-    std::string error;
-    host_ = HostProcess::start(options(commands, Mode::real_time), error);
-    ASSERT_NE(host_, nullptr) << error;
+  void start_host(const std::string& commands) {
+    host_ = start(commands, Mode::real_time);
     // "record parent 1 priority 0 thread N"
     ASSERT_TRUE(wait_until([&] {
       for (const std::string& line : host_->plugin_lines())
@@ -56,17 +54,16 @@ class ClientPlacement : public testing::Test {
     }));
   }
 
-  void render(int periods) {
-    for (int i = 0; i < periods; ++i) {
-      ASSERT_EQ(host_->render(16, i, {}, 1s), Answer::answered);
-      std::this_thread::sleep_for(100us);
-    }
+  bool is_at(const cpu_set_t& cpus) const {
+    const cpu_set_t now = cpus_of(member_);
+    return CPU_EQUAL(&now, &cpus) != 0;
   }
 
-  bool member_moves_to(const cpu_set_t& cpus) {
+  /// Renders until the host's thread has these CPUs.
+  bool moves_to(const cpu_set_t& cpus) {
     return wait_until([&] {
-      const cpu_set_t now = cpus_of(member_);
-      return CPU_EQUAL(&now, &cpus) != 0;
+      EXPECT_EQ(host_->render(16, 0, {}, long_enough), Answer::answered);
+      return is_at(cpus);
     });
   }
 
@@ -79,31 +76,30 @@ class ClientPlacement : public testing::Test {
 }  // namespace
 
 TEST_F(ClientPlacement, AHostFollowsTheThreadThatDrivesItAndIsLetGoWhenWorkOverlaps) {
-  start("join=1");
+  start_host("join=1");
   // The test's main thread keeps its CPUs, as the process's set is read from it.
   std::thread driver([&] {
     for (const int cpu : {first_, second_, first_}) {
       confine(only(cpu));
-      render(12);
-      EXPECT_TRUE(member_moves_to(only(cpu))) << cpu;
+      EXPECT_TRUE(moves_to(only(cpu))) << cpu;
     }
-    for (int i = 0; i < 12; ++i) {
-      EXPECT_EQ(host_->request(16, i, {}), Answer::answered);
-      EXPECT_EQ(host_->collect(1s), Answer::answered);
-    }
+    EXPECT_TRUE(wait_until([&] {
+      EXPECT_EQ(host_->request(16, 0, {}), Answer::answered);
+      EXPECT_EQ(host_->collect(long_enough), Answer::answered);
+      return is_at(all_);
+    }));
   });
   driver.join();
-  EXPECT_TRUE(member_moves_to(all_));
 }
 
 TEST_F(ClientPlacement, AGroupLetsItsMembersRunAnywhere) {
-  start("join=1");
+  start_host("join=1");
   HostGroup group;
   group.add(*host_);
-  EXPECT_TRUE(member_moves_to(all_));
-  for (int i = 0; i < 12; ++i) EXPECT_EQ(group.render(16, i, 1s), Answer::answered);
+  EXPECT_TRUE(wait_until([&] { return is_at(all_); }));
+  for (int i = 0; i < 12; ++i) EXPECT_EQ(group.render(16, i, long_enough), Answer::answered);
   std::this_thread::sleep_for(20ms);
-  EXPECT_TRUE(member_moves_to(all_));
+  EXPECT_TRUE(wait_until([&] { return is_at(all_); }));
 }
 
 TEST_F(ClientPlacement, ARealTimeDriverIsKeptBesideItsHostAndGivenBack) {
@@ -111,12 +107,12 @@ TEST_F(ClientPlacement, ARealTimeDriverIsKeptBesideItsHostAndGivenBack) {
     const sched_param priority{10};
     if (sched_setscheduler(0, SCHED_FIFO, &priority) != 0)
       GTEST_SKIP() << "no real-time priority here";
-    start("join=1,fifo=9");
-    render(40);
-    const cpu_set_t member = cpus_of(member_);
-    EXPECT_EQ(CPU_COUNT(&member), 1);
-    const cpu_set_t held = cpus_of(0);
-    EXPECT_TRUE(CPU_EQUAL(&held, &member));
+    start_host("join=1,fifo=9");
+    EXPECT_TRUE(wait_until([&] {
+      EXPECT_EQ(host_->render(16, 0, {}, long_enough), Answer::answered);
+      const cpu_set_t driver_cpus = cpus_of(0);
+      return CPU_COUNT(&driver_cpus) == 1 && is_at(driver_cpus);
+    }));
     host_->stop();
     const cpu_set_t after = cpus_of(0);
     EXPECT_TRUE(CPU_EQUAL(&after, &all_));
@@ -127,9 +123,7 @@ TEST_F(ClientPlacement, ARealTimeDriverIsKeptBesideItsHostAndGivenBack) {
 TEST_F(ClientPlacement, AHostStartedFromAConfinedThreadHasTheCpusOfTheProcess) {
   std::thread starter([&] {
     confine(only(first_));
-    std::string error;
-    host_ = HostProcess::start(options("x=1"), error);
-    ASSERT_NE(host_, nullptr) << error;
+    host_ = start("x=1");
     const cpu_set_t main_thread = cpus_of(host_->pid());
     EXPECT_TRUE(CPU_EQUAL(&main_thread, &all_));
   });

@@ -20,9 +20,7 @@ std::vector<std::string> lines_with(HostProcess& host, const std::string& start)
 }  // namespace
 
 TEST(ClientRings, ChangesSetWhileAnEditorOpensArriveMergedAndNoneIsLost) {
-  std::string error;
-  auto host = HostProcess::start(options("open_when_told=1"), error);
-  ASSERT_NE(host, nullptr) << error;
+  const auto host = start("open_when_told=1");
   host->set_parameter(0, 1, -1);
   host->open_editor(2, "Piano");
   const std::vector<std::string> opening{"open 2 Piano"};
@@ -31,7 +29,7 @@ TEST(ClientRings, ChangesSetWhileAnEditorOpensArriveMergedAndNoneIsLost) {
   for (int value = 0; value < 1000; ++value)
     for (unsigned id = 0; id < 20; ++id) host->set_parameter(0, id, static_cast<float>(value));
   kill(host->pid(), SIGUSR1);
-  ASSERT_TRUE(host->settle(10s));
+  ASSERT_TRUE(host->settle(long_enough));
   EXPECT_EQ(host->open_mask(), 4u);
   EXPECT_EQ(lines_with(*host, "open "), opening);
   EXPECT_TRUE(wait_until([&] { return lines_with(*host, "param ").size() == 21; }));
@@ -40,38 +38,23 @@ TEST(ClientRings, ChangesSetWhileAnEditorOpensArriveMergedAndNoneIsLost) {
 }
 
 TEST(ClientRings, TwentyWindowRequestsInARowAreAllServed) {
-  std::string error;
-  auto host = HostProcess::start(options("x=1"), error);
-  ASSERT_NE(host, nullptr) << error;
+  const auto host = start("x=1");
   for (unsigned i = 0; i < 20; ++i) host->open_editor(i, std::string(127, 'x') + "\u00e9");
-  ASSERT_TRUE(host->settle(10s));
+  ASSERT_TRUE(host->settle(long_enough));
   EXPECT_EQ(host->open_mask(), (1u << 20) - 1);
   EXPECT_TRUE(wait_until([&] { return lines_with(*host, "open ").size() == 20; }));
   EXPECT_EQ(lines_with(*host, "open ").back(), "open 19 " + std::string(127, 'x'))
       << "a title is cut at a character";
 }
 
-TEST(ClientRings, AWindowThatDoesNotComeStopsNothing) {
-  std::string error;
-  auto host = HostProcess::start(options("no_window=1"), error);
-  ASSERT_NE(host, nullptr) << error;
-  host->open_editor(0, "a");
-  ASSERT_TRUE(host->settle(10s));
-  EXPECT_EQ(host->open_mask(), 0u);
-  host->set_parameter(0, 7, 0.5f);
-  EXPECT_TRUE(host->settle(10s));
-}
-
 TEST(ClientRings, SavedNoticesComeInOrderAndAnOverrunIsTold) {
-  std::string error;
-  auto host = HostProcess::start(options("a|b|c,crowd=40"), error);
-  ASSERT_NE(host, nullptr) << error;
+  const auto host = start("a|b|c,crowd=40");
   host->open_editor(2, "c");
   host->open_editor(1, "b");
-  ASSERT_TRUE(host->settle(10s));
+  ASSERT_TRUE(host->settle(long_enough));
   EXPECT_EQ(host->next_saved_notice(), std::nullopt);
   host->close_editors();
-  ASSERT_TRUE(host->settle(10s));
+  ASSERT_TRUE(host->settle(long_enough));
   unsigned notices = 0;
   while (host->next_saved_notice()) ++notices;
   EXPECT_EQ(notices + host->lost_saved_notices(), 42u);
@@ -79,23 +62,22 @@ TEST(ClientRings, SavedNoticesComeInOrderAndAnOverrunIsTold) {
 }
 
 TEST(ClientRings, AFloodOfLinesNeitherStopsTheHostNorPushesOutItsOwn) {
-  std::string error;
-  auto host = HostProcess::start(options("flood=5000,segv_at=1"), error);
-  ASSERT_NE(host, nullptr) << error;
+  const auto host = start("flood=5000,segv_at=1");
   EXPECT_TRUE(wait_until([&] { return host->plugin_lines().size() == 32; }));
   host->set_parameter(0, 1, 1);
-  EXPECT_TRUE(host->settle(10s));
-  EXPECT_EQ(host->render(16, 0, {}, 10s), Answer::host_gone);
+  EXPECT_TRUE(host->settle(long_enough));
+  EXPECT_EQ(host->render(16, 0, {}, long_enough), Answer::host_gone);
   EXPECT_TRUE(host->obituary().ends_with("plugin 0 died in render: SIGSEGV")) << host->obituary();
 }
 
-TEST(ClientRings, GarbageFromTheHostIsTakenForNothing) {
-  std::string error;
-  auto host = HostProcess::start(options("garbage=1"), error);
-  ASSERT_NE(host, nullptr) << error;
+TEST(ClientRings, NeitherGarbageFromTheHostNorAWindowThatDoesNotComeStopsAnything) {
+  const auto host = start("garbage=1,no_window=1");
+  host->open_editor(0, "a");
+  EXPECT_TRUE(host->settle(long_enough));
+  EXPECT_EQ(host->open_mask(), 0u);
   host->set_parameter(0, 1, 1);
-  EXPECT_TRUE(host->settle(10s));
+  EXPECT_TRUE(host->settle(long_enough));
   while (const auto plugin = host->next_saved_notice()) EXPECT_EQ(*plugin, 0u);
-  EXPECT_EQ(host->render(16, 0, {}, 1s), Answer::answered);
+  EXPECT_EQ(host->render(16, 0, {}, long_enough), Answer::answered);
   EXPECT_TRUE(host->stop().orderly());
 }

@@ -26,8 +26,7 @@ struct DrivenHost {
   std::thread audio;
 
   DrivenHost() {
-    std::string error;
-    host = HostProcess::start(options("block_at=1", Mode::real_time), error);
+    host = start("block_at=1", Mode::real_time);
     group.add(*host);
     audio = std::thread([this] { group.render(16, 0, 100s); });
     // Slow is a host that has not answered within its period.
@@ -63,8 +62,7 @@ int leave_a_group_while_a_thread_waits() {
 }
 
 int ask_from_the_audio_thread() {
-  std::string error;
-  const auto host = HostProcess::start(options("x=1", Mode::real_time), error);
+  const auto host = start("x=1", Mode::real_time);
   const sched_param priority{10};
   if (pthread_setschedparam(pthread_self(), SCHED_FIFO, &priority) != 0) return not_allowed_here;
   host->render(16, 0, {}, 1s);

@@ -6,8 +6,8 @@
 //   deaf=1            ready, but without render thread  late_probe=N    ignore the first N requests
 //   late_ms=N         answer every period so late       die_at=N        SIGKILL itself in period N
 //   segv_at=N         print a death line, then SEGV     block_at=N      sleep for ever in period N
-//   spin_at=N         spin for ever in period N         no_window=1     open no editor
-//   open_when_told=1  open editors after SIGUSR1        save_ms=N       take so long to save
+//   no_window=1       open no editor                    open_when_told=1    open after SIGUSR1
+//   save_ms=N         take so long to save              answer_when_told=1  answer after SIGUSR1
 //   stubborn=1        never quit                        flood=N         print N lines a turn
 //   garbage=1         scribble over what it may write   crowd=N         N notices at once on close
 //
@@ -55,6 +55,10 @@ void sleep_ms(long ms) {
   std::this_thread::sleep_for(std::chrono::milliseconds(ms));
 }
 
+void wait_to_be_told(const char* command) {
+  while (number(command) != 0 && !g_was_told) sleep_ms(1);
+}
+
 void read_commands(std::string_view list) {
   while (!list.empty()) {
     const std::size_t end = list.find(',');
@@ -74,9 +78,8 @@ void misbehave(long period) {
     raise(SIGSEGV);
   }
   while (period == number("block_at")) sleep_ms(1000);
-  std::atomic<unsigned> turns{0};
-  while (period == number("spin_at")) turns.fetch_add(1, std::memory_order_relaxed);
-  if (number("late_ms") > 0) sleep_ms(number("late_ms"));
+  wait_to_be_told("answer_when_told");
+  sleep_ms(number("late_ms"));
 }
 
 /// Enters the record behind descriptor 3 and goes where it says.
@@ -140,7 +143,7 @@ void serve(Block& block, const WindowRequest& request, std::uint32_t& mask) {
   } else if (request.kind == WindowRequest::open && request.plugin < 32) {
     const std::string title(request.title, strnlen(request.title, title_bytes));
     std::fprintf(stderr, "open %u %s\n", request.plugin, title.c_str());
-    while (number("open_when_told") != 0 && !g_was_told) sleep_ms(1);
+    wait_to_be_told("open_when_told");
     if (number("no_window") == 0) mask |= 1u << request.plugin;
   }
 }
@@ -190,9 +193,9 @@ int main(int argc, char** argv) {
   Block& block = *static_cast<Block*>(memory);
   if (memory == MAP_FAILED || block.magic != block_magic) return 1;
   std::fprintf(stderr, "arguments %s %s %s\n", argv[3], argv[4], argv[5]);
-  std::fprintf(stderr, "group %d policy %d descriptor3 %d descriptor4 %d\n",
+  std::fprintf(stderr, "group %d policy %d descriptor3 %d descriptor4 %d descriptor5 %d\n",
                getpgrp() == getpid() ? 1 : 0, sched_getscheduler(0), fcntl(3, F_GETFD) != -1,
-               fcntl(4, F_GETFD) != -1);
+               fcntl(4, F_GETFD) != -1, fcntl(5, F_GETFD) != -1);
   const pid_t parent = getppid();
   while (number("never_ready") != 0 && getppid() == parent) sleep_ms(100);
   sleep_ms(number("load_ms"));

@@ -126,16 +126,3 @@ TEST_F(PeriodThreads, RingsAndPeriodsRunBesideEachOther) {
   main_loop.join();
   for (unsigned id = 0; id < 8; ++id) EXPECT_EQ(values[id], static_cast<float>(992 + id));
 }
-
-TEST_F(PeriodThreads, AWaitingDriverIsReleasedWhenTheHostIsGone) {
-  start(UnitScript::instrument, false);
-  host::store_release(block_->quit, 1);
-  renderer_.join();
-  ASSERT_EQ(driver_->request(period_frames, 0, {}), Answer::answered);
-  std::thread watcher([&] {
-    std::this_thread::sleep_for(20ms);
-    driver_->mark_gone();
-  });
-  EXPECT_EQ(driver_->collect(30s), Answer::host_gone);
-  watcher.join();
-}

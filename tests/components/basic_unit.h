@@ -1,14 +1,14 @@
 #pragma once
 
-/* What the test units have in common: an Audio Unit with one output bus and at most one input bus
- * of one or two channels, a table of global parameters and a state. A unit's own part is a struct
- * that begins with BasicUnit, and a table of functions. */
+/* What the test units have in common: an Audio Unit with one stereo output bus and at most one
+ * stereo input bus, a table of global parameters and a state. A unit's own part is a struct that
+ * begins with BasicUnit, and a table of functions. */
 
 #include <AudioUnit/AudioUnit.h>
 #include <stdatomic.h>
 #include <stdbool.h>
 
-enum { kMaxParameters = 48, kMaxPresets = 8, kMaxListeners = 16, kMaxChannels = 2 };
+enum { kMaxParameters = 48, kMaxPresets = 8, kMaxListeners = 16, kChannels = 2 };
 
 /* What a unit's own property hooks return to leave a property to the common part. They are asked
  * before it, for every scope; with `data` NULL for the value's size alone. */
@@ -31,7 +31,7 @@ typedef struct UnitPreset {
 
 typedef struct BasicUnit BasicUnit;
 
-/* Every function may be NULL. */
+/* Every function but render may be NULL. */
 typedef struct UnitKind {
   size_t size;
   const UnitParameter* parameters;
@@ -39,29 +39,22 @@ typedef struct UnitKind {
   const UnitPreset* presets;
   UInt32 preset_count;
   bool has_input;
-  UInt32 offers_input_buffers; /* initial value of ShouldAllocateBuffer */
 
   OSStatus (*open)(BasicUnit*);
   void (*close)(BasicUnit*);
   OSStatus (*initialize)(BasicUnit*);
   void (*uninitialize)(BasicUnit*);
-  void (*reset)(BasicUnit*);
-  /* Called for a value that was accepted; may change it. */
-  void (*parameter_set)(BasicUnit*, UInt32 index, float value) CA_REALTIME_API;
+  /* Whether an input callback is given buffers; otherwise its own are read. */
+  bool (*offers_input_buffers)(const BasicUnit*) CA_REALTIME_API;
   Float64 (*latency_seconds)(const BasicUnit*);
   OSStatus (*get_property)(BasicUnit*, AudioUnitPropertyID, void* data, UInt32* size);
   OSStatus (*set_property)(BasicUnit*, AudioUnitPropertyID, const void* data, UInt32 size);
   OSStatus (*midi)(BasicUnit*, UInt32 status, UInt32 data1, UInt32 data2,
                    UInt32 offset) CA_REALTIME_API;
-  /* `input` is NULL for an instrument; `output` has its buffers and sizes. */
-  OSStatus (*render)(BasicUnit*, AudioUnitRenderActionFlags*, const AudioTimeStamp*, UInt32 frames,
-                     const AudioBufferList* input, AudioBufferList* output) CA_REALTIME_API;
+  /* `input` is NULL for an instrument. */
+  OSStatus (*render)(BasicUnit*, UInt32 frames, float* const input[kChannels],
+                     float* const output[kChannels]) CA_REALTIME_API;
 } UnitKind;
-
-typedef struct StereoBufferList {
-  AudioBufferList list;
-  AudioBuffer second;
-} StereoBufferList;
 
 struct BasicUnit {
   AudioComponentPlugInInterface interface; /* first: what the factory returns */
@@ -70,12 +63,10 @@ struct BasicUnit {
   AudioComponentInstance instance;
 
   _Atomic float values[kMaxParameters]; /* by index in the table */
-  AudioStreamBasicDescription input_format, output_format;
+  AudioStreamBasicDescription format;   /* of every bus */
   UInt32 max_frames;
-  UInt32 allocates_input;
   bool initialized;
   AURenderCallbackStruct input_callback;
-  AudioUnitConnection connection;
   SInt32 preset_number;
   CFStringRef preset_name;
   AUPreset factory_presets[kMaxPresets]; /* as many as the kind has */
@@ -86,23 +77,21 @@ struct BasicUnit {
     void* user_data;
   } listeners[kMaxListeners];
   UInt32 listener_count;
-  struct {
-    AURenderCallback proc;
-    void* user_data;
-  } notifies[kMaxListeners];
-  UInt32 notify_count;
 
-  float* buffers[2 * kMaxChannels]; /* inputs, then outputs; max_frames each */
+  float* buffers[2 * kChannels]; /* inputs, then outputs; max_frames each */
 };
 
-/* The body of a factory function. */
-AudioComponentPlugInInterface* make_unit(const UnitKind* kind,
-                                         const AudioComponentDescription* description);
+/* What a component has for a description in its property list. The factory function of them all,
+ * TestUnitFactory, asks for it. */
+const UnitKind* unit_kind(const AudioComponentDescription* description);
 
 /* A parameter's present value by its index in the table. */
 static inline float value_of(const BasicUnit* unit, UInt32 index) {
   return atomic_load_explicit(&unit->values[index], memory_order_relaxed);
 }
+
+/* A parameter's index in the table, or -1. */
+int parameter_index(const BasicUnit* unit, AudioUnitParameterID id) CA_REALTIME_API;
 
 /* Tells the unit's property listeners, for the global scope. */
 void property_changed(BasicUnit* unit, AudioUnitPropertyID id);
@@ -114,7 +103,7 @@ OSStatus unit_get_property(void* self, AudioUnitPropertyID, AudioUnitScope, Audi
                            void* data, UInt32* size);
 OSStatus unit_set_property(void* self, AudioUnitPropertyID, AudioUnitScope, AudioUnitElement,
                            const void* data, UInt32 size);
-OSStatus copy_state(BasicUnit* unit, CFPropertyListRef* state);
+CFPropertyListRef copy_state(BasicUnit* unit);
 OSStatus restore_state(BasicUnit* unit, CFPropertyListRef state);
 CFArrayRef copy_factory_presets(BasicUnit* unit);
 OSStatus select_preset(BasicUnit* unit, const AUPreset* preset);

@@ -1,10 +1,12 @@
-#include <stdlib.h>
 #include <string.h>
 
 #include "basic_unit.h"
 
-/* The state: what every unit writes under the preset keys. The data are big-endian words: scope,
- * element, count, then id and bits of each parameter. Meters are left out. */
+/* What the state's data hold of each parameter that is no meter. */
+typedef struct KeptValue {
+  AudioUnitParameterID id;
+  float value;
+} KeptValue;
 
 static void set_number(CFMutableDictionaryRef dictionary, CFStringRef key, UInt32 code) {
   const SInt32 value = (SInt32)code;
@@ -13,17 +15,7 @@ static void set_number(CFMutableDictionaryRef dictionary, CFStringRef key, UInt3
   CFRelease(number);
 }
 
-static void append_word(CFMutableDataRef data, UInt32 word) {
-  const UInt32 big = CFSwapInt32HostToBig(word);
-  CFDataAppendBytes(data, (const UInt8*)&big, sizeof big);
-}
-
-static bool is_kept(const UnitParameter* parameter) {
-  return !(parameter->flags &
-           (kAudioUnitParameterFlag_MeterReadOnly | kAudioUnitParameterFlag_OmitFromPresets));
-}
-
-OSStatus copy_state(BasicUnit* unit, CFPropertyListRef* state) {
+CFPropertyListRef copy_state(BasicUnit* unit) {
   CFMutableDictionaryRef dictionary = CFDictionaryCreateMutable(
       kCFAllocatorDefault, 0, &kCFTypeDictionaryKeyCallBacks, &kCFTypeDictionaryValueCallBacks);
   set_number(dictionary, CFSTR(kAUPresetVersionKey), 0);
@@ -32,25 +24,18 @@ OSStatus copy_state(BasicUnit* unit, CFPropertyListRef* state) {
   set_number(dictionary, CFSTR(kAUPresetManufacturerKey), unit->description.componentManufacturer);
   CFDictionarySetValue(dictionary, CFSTR(kAUPresetNameKey), unit->preset_name);
 
-  UInt32 count = 0;
-  for (UInt32 i = 0; i < unit->kind->parameter_count; ++i)
-    count += is_kept(&unit->kind->parameters[i]);
-  CFMutableDataRef data = CFDataCreateMutable(kCFAllocatorDefault, 0);
-  append_word(data, kAudioUnitScope_Global);
-  append_word(data, 0);
-  append_word(data, count);
+  KeptValue kept[kMaxParameters];
+  CFIndex count = 0;
   for (UInt32 i = 0; i < unit->kind->parameter_count; ++i) {
-    if (!is_kept(&unit->kind->parameters[i])) continue;
-    const float value = value_of(unit, i);
-    UInt32 bits;
-    memcpy(&bits, &value, sizeof bits);
-    append_word(data, unit->kind->parameters[i].id);
-    append_word(data, bits);
+    const UnitParameter* parameter = &unit->kind->parameters[i];
+    if (!(parameter->flags & kAudioUnitParameterFlag_MeterReadOnly))
+      kept[count++] = (KeptValue){parameter->id, value_of(unit, i)};
   }
+  CFDataRef data =
+      CFDataCreate(kCFAllocatorDefault, (const UInt8*)kept, count * (CFIndex)sizeof(KeptValue));
   CFDictionarySetValue(dictionary, CFSTR(kAUPresetDataKey), data);
   CFRelease(data);
-  *state = dictionary;
-  return noErr;
+  return dictionary;
 }
 
 static bool number_is(CFDictionaryRef dictionary, CFStringRef key, UInt32 wanted) {
@@ -58,12 +43,6 @@ static bool number_is(CFDictionaryRef dictionary, CFStringRef key, UInt32 wanted
   SInt32 number = 0;
   return value && CFGetTypeID(value) == CFNumberGetTypeID() &&
          CFNumberGetValue(value, kCFNumberSInt32Type, &number) && (UInt32)number == wanted;
-}
-
-static UInt32 word_at(const UInt8* bytes, CFIndex index) {
-  UInt32 big;
-  memcpy(&big, bytes + index * (CFIndex)sizeof big, sizeof big);
-  return CFSwapInt32BigToHost(big);
 }
 
 static void set_name(BasicUnit* unit, SInt32 number, CFStringRef name) {
@@ -82,19 +61,13 @@ OSStatus restore_state(BasicUnit* unit, CFPropertyListRef state) {
     return kAudioUnitErr_InvalidPropertyValue;
   }
   CFTypeRef data = CFDictionaryGetValue(state, CFSTR(kAUPresetDataKey));
-  if (data && CFGetTypeID(data) == CFDataGetTypeID() && CFDataGetLength(data) >= 12) {
-    const UInt8* bytes = CFDataGetBytePtr(data);
-    const CFIndex words = CFDataGetLength(data) / 4;
-    CFIndex count = word_at(bytes, 2);
-    if (count > (words - 3) / 2) count = (words - 3) / 2;
-    for (CFIndex i = 0; i < count; ++i) {
-      const UInt32 bits = word_at(bytes, 4 + 2 * i);
-      float value;
-      memcpy(&value, &bits, sizeof value);
-      /* Parameters that this unit does not have any more are passed over. */
-      AudioUnitSetParameter(unit->instance, word_at(bytes, 3 + 2 * i), kAudioUnitScope_Global, 0,
-                            value, 0);
-    }
+  const bool has_data = data && CFGetTypeID(data) == CFDataGetTypeID();
+  const CFIndex count = has_data ? CFDataGetLength(data) / (CFIndex)sizeof(KeptValue) : 0;
+  for (CFIndex i = 0; i < count; ++i) {
+    KeptValue kept;
+    memcpy(&kept, CFDataGetBytePtr(data) + i * (CFIndex)sizeof kept, sizeof kept);
+    /* Parameters that this unit does not have any more are passed over. */
+    AudioUnitSetParameter(unit->instance, kept.id, kAudioUnitScope_Global, 0, kept.value, 0);
   }
   CFTypeRef name = CFDictionaryGetValue(state, CFSTR(kAUPresetNameKey));
   const bool has_name = name && CFGetTypeID(name) == CFStringGetTypeID();
@@ -110,18 +83,12 @@ CFArrayRef copy_factory_presets(BasicUnit* unit) {
 }
 
 OSStatus select_preset(BasicUnit* unit, const AUPreset* preset) {
-  if (preset->presetNumber < 0) {
-    if (!preset->presetName) return kAudioUnitErr_InvalidPropertyValue;
-    set_name(unit, preset->presetNumber, preset->presetName);
-    return noErr;
-  }
-  if ((UInt32)preset->presetNumber >= unit->kind->preset_count)
-    return kAudioUnitErr_InvalidPropertyValue;
-  const UnitPreset* chosen = &unit->kind->presets[preset->presetNumber];
+  const UInt32 number = (UInt32)preset->presetNumber;
+  if (number >= unit->kind->preset_count) return kAudioUnitErr_InvalidPropertyValue;
   for (UInt32 i = 0; i < unit->kind->parameter_count; ++i) {
     AudioUnitSetParameter(unit->instance, unit->kind->parameters[i].id, kAudioUnitScope_Global, 0,
-                          chosen->values[i], 0);
+                          unit->kind->presets[number].values[i], 0);
   }
-  set_name(unit, preset->presetNumber, unit->factory_presets[preset->presetNumber].presetName);
+  set_name(unit, preset->presetNumber, unit->factory_presets[number].presetName);
   return noErr;
 }

@@ -1,10 +1,15 @@
 // The host as a parent sees it: its words in the block, its lines and its exit status.
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sched.h>
+#include <sys/mman.h>
 #include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
+#include <vesk/workgroup_record.h>
 
+#include <atomic>
 #include <cstdio>
 #include <fstream>
 
@@ -98,27 +103,6 @@ TEST(Host, PublishesWhyAChainFailed) {
   }
 }
 
-TEST(Host, RendersPeriodsAndStopsInOrder) {
-  RawHost host({.chain = "aumu:Tone:Vesk|aufx:Gain:Vesk"});
-  ASSERT_TRUE(host.wait_listening()) << host.block().error << host.standard_error();
-  Block& block = host.block();
-  block.midi[0] = {0x90, 69, 100, 0, 16};
-  block.midi_count = 1;
-  ASSERT_TRUE(host.serve(128, 0));
-  block.midi_count = 0;
-  EXPECT_EQ(block.output_left[15], 0) << "the note begins at its offset";
-  float peak = 0;
-  for (int period = 1; period < 20; ++period) {
-    ASSERT_TRUE(host.serve(128, 128 * period));
-    for (int i = 0; i < 128; ++i) peak = std::max(peak, block.output_left[i]);
-  }
-  EXPECT_GT(peak, 0.01f);
-
-  EXPECT_TRUE(host.stop());
-  EXPECT_EQ(host.standard_error(),
-            "plugin host aumu:Tone:Vesk|aufx:Gain:Vesk: workgroup not shared\n");
-}
-
 TEST(Host, TakesAnyNumberForItsLargestPeriod) {
   for (const char* number : {"-1", "2147483647", "5000000000", "4096", "much"}) {
     SCOPED_TRACE(number);
@@ -129,28 +113,6 @@ TEST(Host, TakesAnyNumberForItsLargestPeriod) {
     EXPECT_EQ(host.block().output_left[buffer_frames - 1], number[0] == 'm' ? 0 : 0.5f);
     EXPECT_TRUE(host.stop());
   }
-}
-
-TEST(Host, SkipsWhatWasPostedBeforeItListened) {
-  // Gain's parameter 0 is its level; a change posted before `ready` must not arrive.
-  RawHost host({.chain = "aufx:Gain:Vesk", .prepare = [](Block& block) {
-                  block.params[0] = {0, 0, 0.25f};
-                  block.param_write = 1;
-                  block.window_requests[0].kind = WindowRequest::open;
-                  block.window_write = 1;
-                }});
-  ASSERT_TRUE(host.wait_listening());
-  ASSERT_TRUE(host.wait_turns());
-  std::fill_n(host.block().input_left, 64, 1.0f);
-  ASSERT_TRUE(host.serve(64, 0));
-  EXPECT_NE(host.block().output_left[63], 0.25f);
-
-  host.set_parameter(7, 0, 0.75f);  // no such plugin: skipped
-  host.set_parameter(0, 0, 0.25f);
-  ASSERT_TRUE(host.wait_turns());
-  ASSERT_TRUE(host.serve(64, 64));
-  EXPECT_EQ(host.block().output_left[63], 0.25f);
-  EXPECT_EQ(host.standard_error(), "") << "the early window request was skipped";
 }
 
 TEST(Host, TakesQuitInEveryPhase) {
@@ -197,6 +159,44 @@ TEST(Host, RendersUnderASmallLimitOnStacks) {
     setrlimit(RLIMIT_STACK, &before);
     EXPECT_TRUE(host.wait_listening()) << bytes << ": " << host.standard_error();
     EXPECT_TRUE(host.stop()) << bytes;
+  }
+}
+
+// Descriptor 3 is the record of the parent's workgroup.
+TEST(Host, ItsRenderThreadIsInTheParentsWorkgroupUntilItEnds) {
+  cpu_set_t cpus;
+  sched_getaffinity(0, sizeof cpus, &cpus);
+  if (!CPU_ISSET(0, &cpus)) GTEST_SKIP() << "this process may not use CPU 0";
+  for (const bool is_sound : {true, false}) {
+    SCOPED_TRACE(is_sound ? "a sound record" : "a record of another version");
+    const int descriptor = memfd_create("workgroup", MFD_CLOEXEC | MFD_ALLOW_SEALING);
+    ASSERT_EQ(ftruncate(descriptor, sizeof(VeskWorkgroupRecord)), 0);
+    void* const memory = mmap(nullptr, sizeof(VeskWorkgroupRecord), PROT_READ | PROT_WRITE,
+                              MAP_SHARED, descriptor, 0);
+    ASSERT_NE(memory, MAP_FAILED);
+    fcntl(descriptor, F_ADD_SEALS, F_SEAL_SHRINK | F_SEAL_GROW);
+    auto& record = *static_cast<VeskWorkgroupRecord*>(memory);
+    record.magic = VESK_WORKGROUP_MAGIC;
+    record.version = is_sound ? VESK_WORKGROUP_VERSION : 99;
+    record.parent = getpid();
+    record.cpus[0] = 1;
+    const std::atomic_ref<std::uint64_t> slot(record.members[0]);
+
+    RawHost host({.chain = "aumu:Null:Vesk", .descriptor_3 = descriptor});
+    ASSERT_TRUE(host.wait_listening()) << "it renders all the same";
+    const std::uint64_t member = slot.load();
+    EXPECT_EQ(static_cast<pid_t>(member >> 32), is_sound ? host.pid() : 0);
+    if (is_sound) {
+      cpu_set_t placed;
+      EXPECT_EQ(sched_getaffinity(static_cast<pid_t>(member), sizeof placed, &placed), 0);
+      EXPECT_TRUE(CPU_COUNT(&placed) == 1 && CPU_ISSET(0, &placed));
+    }
+    EXPECT_TRUE(host.stop());
+    EXPECT_EQ(host.standard_error(), std::string("plugin host aumu:Null:Vesk: workgroup ") +
+                                         (is_sound ? "joined\n" : "join failed\n"));
+    EXPECT_EQ(slot.load(), 0u);
+    munmap(memory, sizeof(VeskWorkgroupRecord));
+    close(descriptor);
   }
 }
 

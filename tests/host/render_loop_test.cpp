@@ -153,32 +153,23 @@ TEST_F(RenderLoop, ClearsTheOutputsForAnInstrument) {
   EXPECT_EQ(block_->output_left[16], 9.0f);
 }
 
-TEST_F(RenderLoop, CutsPeriodsToWhatFits) {
-  struct Case {
-    unsigned max_frames;
-    std::uint32_t frames;
-    const char* rendered;
-  };
-  for (const Case& c : {Case{4096, 5000, "render 4096 at 0"}, Case{64, 200, "render 64 at 0"}}) {
-    SCOPED_TRACE(c.rendered);
-    Block block{};
-    Chain chain;
-    std::string error;
-    ASSERT_TRUE(load_chain(UnitScript::instrument, 48000, c.max_frames, block, chain, error));
-    std::swap(chain.plugins, chain_.plugins);
-    max_frames_ = c.max_frames;
-    start_and_listen();
+class RenderLoopLimit : public RenderLoop, public testing::WithParamInterface<unsigned> {};
+INSTANTIATE_TEST_SUITE_P(max_frames, RenderLoopLimit, testing::Values(64, buffer_frames));
+
+TEST_P(RenderLoopLimit, CutsPeriodsToWhatFits) {
+  load(UnitScript::instrument, GetParam());
+  start_and_listen();
+  for (const std::uint32_t asked : {200u, 5000u}) {
+    SCOPED_TRACE(asked);
     std::fill_n(block_->output_left, buffer_frames, 9.0f);
     std::fill_n(block_->output_right, buffer_frames, 9.0f);
-    ASSERT_TRUE(serve(c.frames));
-    EXPECT_EQ(script_.calls.back(), c.rendered);
-    const auto end = std::min(c.frames, buffer_frames);
+    ASSERT_TRUE(serve(asked));
+    const std::uint32_t end = std::min(asked, buffer_frames);
+    EXPECT_EQ(script_.calls.back(),
+              "render " + std::to_string(std::min(end, GetParam())) + " at 0");
     for (const float* output : {block_->output_left, block_->output_right})
       EXPECT_EQ(std::count(output, output + end, 0.0f), end) << "silence beyond what was rendered";
     if (end < buffer_frames) EXPECT_EQ(block_->output_right[end], 9.0f);
-    TearDown();
-    std::swap(chain.plugins, chain_.plugins);
-    store_release(block_->quit, 0);
   }
 }
 
@@ -209,21 +200,14 @@ TEST_F(RenderLoop, RunsAChainOfEffectsOverACopyOfTheInput) {
             (std::vector<std::string>{"midi b0 01 02 at 3", "render 8 at 96", "render 8 at 96"}));
 }
 
-TEST_F(RenderLoop, AnswersSeveralPostsWithTheLatest) {
-  load(UnitScript::instrument, 64);
-  start_and_listen();
-  ASSERT_TRUE(serve(8, 3));
-  EXPECT_EQ(script_.calls.size(), 1u);
-  EXPECT_EQ(load_acquire(block_->render_done), load_relaxed(block_->render_request));
-}
-
-TEST_F(RenderLoop, TakesAnEarlyRequestAsItsStartingPoint) {
+TEST_F(RenderLoop, TakesAnEarlyRequestAsItsStartAndAnswersSeveralPostsWithTheLatest) {
   load(UnitScript::instrument, 64);
   store_release(block_->render_request, 7);
   start_and_listen();
   EXPECT_EQ(load_acquire(block_->render_done), 0u);
   EXPECT_TRUE(script_.calls.empty());
-  ASSERT_TRUE(serve(8));
+  ASSERT_TRUE(serve(8, 3));
+  EXPECT_EQ(script_.calls.size(), 1u);
 }
 
 TEST_F(RenderLoop, AnswersThePeriodThatItRenderedAndNoOtherOnceToldToQuit) {

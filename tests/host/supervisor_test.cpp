@@ -129,16 +129,19 @@ TEST_F(SupervisorTest, EndsItsTurnHoweverFarAheadTheCounterIs) {
   EXPECT_GE(visited_in_first_turn_, 1000u) << "what a parent may have lost count of is not put off";
 }
 
-TEST_F(SupervisorTest, PassesOverPluginsThatTheChainDoesNotHave) {
+TEST_F(SupervisorTest, PassesOverWhatWasPostedBeforeItAndPluginsThatTheChainDoesNotHave) {
   // Nothing is in the place after the last, so that whoever uses it is found out.
   load(UnitScript::effect);
   const auto taken_out = std::move(chain_.plugins.back());
   chain_.plugins.pop_back();
-  Supervisor supervisor(*block_, chain_, "chain");
-  for (const unsigned plugin : {1u, 99u}) {
+  const auto post = [&](unsigned plugin) {
     block_->params[block_->param_write++] = {plugin, 0, 0};
     block_->window_requests[block_->window_write++] = {WindowRequest::open, plugin, "None"};
-  }
+  };
+  post(0);
+  Supervisor supervisor(*block_, chain_, "chain");
+  post(1);
+  post(99);
   g_editors.on_pump = [&] { store_release(block_->quit, 1); };
   supervisor.run();
   EXPECT_TRUE(script_.calls.empty());

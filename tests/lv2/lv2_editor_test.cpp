@@ -2,8 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
-#include <fstream>
 
 #include "components/lv2/catalogue/component_code.hpp"
 #include "tests/support/display.hpp"
@@ -73,18 +73,28 @@ class KnobHost {
 
 class Lv2Editor : public testing::Test {
  protected:
+  void SetUp() override {
+    write_empty_preset(preset_, 'aumu', vesk::lv2::primary_code(knob_uri), 'LV2_');
+  }
+  /// What takes the editor away leaves the host playing, and what was turned before is saved.
+  template <typename Fault>
+  void expect_loss_of_the_editor_alone(KnobHost& knob, Fault fault) {
+    knob.open_on(display_);
+    click(knob.window, 120, 40);
+    EXPECT_TRUE(knob.wait_level(0.5f)) << knob.level();
+    fault();
+    EXPECT_TRUE(knob.host.wait_open(0));
+    EXPECT_TRUE(wait_until([&] { return knob.host.block().saved_write == 1; }));
+    EXPECT_TRUE(knob.wait_level(0.5f));
+    EXPECT_TRUE(knob.host.stop());
+  }
+
   VirtualDisplay display_;
   ScratchFolder folder_;
   const std::string preset_ = folder_ / "knob.aupreset";
 };
 
-std::string content_of(const std::string& path) {
-  std::ifstream file(path);
-  return {std::istreambuf_iterator<char>(file), {}};
-}
-
 TEST_F(Lv2Editor, ATurnedKnobIsHeardSavedAndRestored) {
-  write_empty_preset(preset_, 'aumu', vesk::lv2::primary_code(knob_uri), 'LV2_');
   {
     KnobHost knob(preset_);
     knob.open_on(display_);
@@ -105,15 +115,14 @@ TEST_F(Lv2Editor, ATurnedKnobIsHeardSavedAndRestored) {
 
 // The interface sets a control of its own accord while it opens.
 TEST_F(Lv2Editor, WhatAnInterfaceSetsByItselfIsNoEdit) {
-  write_empty_preset(preset_, 'aumu', vesk::lv2::primary_code(knob_uri), 'LV2_');
-  const std::string before = content_of(preset_);
+  const Bytes before = file_bytes(preset_);
   KnobHost knob(preset_);
   knob.open_on(display_);
   // A press beside the view is none in it.
   click(knob.window, width / 2, -11);
   knob.close();
   EXPECT_EQ(knob.host.block().saved_write, 0u);
-  EXPECT_EQ(content_of(preset_), before);
+  EXPECT_EQ(file_bytes(preset_), before);
   knob.open_on(display_);
   // And it has been told what the control really is.
   click(knob.window, report_own, key_count);
@@ -121,7 +130,7 @@ TEST_F(Lv2Editor, WhatAnInterfaceSetsByItselfIsNoEdit) {
   EXPECT_TRUE(knob.host.stop());
 }
 
-TEST_F(Lv2Editor, TheInterfaceHearsOfChangesMadeElsewhere) {
+TEST_F(Lv2Editor, TheInterfaceAndThePluginHearOfEachOther) {
   KnobHost knob;
   knob.open_on(display_);
   knob.host.set_parameter(0, level_id, 0.5f);
@@ -131,55 +140,38 @@ TEST_F(Lv2Editor, TheInterfaceHearsOfChangesMadeElsewhere) {
     click(knob.window, report_half, key_count);
     return std::abs(knob.report() - 0.25f) < 0.005f;
   })) << knob.report();
-  EXPECT_TRUE(knob.host.stop());
-}
-
-TEST_F(Lv2Editor, AtomsGoToThePluginAndBack) {
-  KnobHost knob;
-  knob.open_on(display_);
   click(knob.window, ask, key_count);
   EXPECT_TRUE(knob.wait_report(0.42f)) << knob.report();
   EXPECT_TRUE(knob.host.stop());
 }
 
-TEST_F(Lv2Editor, TheWindowFollowsTheInterfacesSize) {
-  KnobHost knob;
-  knob.open_on(display_);
-  click(knob.window, grow, key_count);
-  EXPECT_TRUE(wait_until([&] {
-    const auto grown = look_for_window("Knob");
-    return grown && view_width(*grown) == 300 && view_height(*grown) == 190;
-  }));
-  const auto grown = look_for_window("Knob");
-  ASSERT_TRUE(grown);
-  EXPECT_EQ(grown->x, knob.window.x);
-  EXPECT_EQ(grown->y, knob.window.y);
-  // What it draws in is as large.
-  click(*grown, 285, 40);
-  EXPECT_TRUE(knob.wait_level(0.95f)) << knob.level();
-  EXPECT_TRUE(knob.host.stop());
-}
-
-TEST_F(Lv2Editor, WhatAnInterfaceThrowsClosesItsEditorAlone) {
-  write_empty_preset(preset_, 'aumu', vesk::lv2::primary_code(knob_uri), 'LV2_');
+TEST_F(Lv2Editor, TheWindowFollowsTheInterfaceAndWhatThatThrowsClosesItAlone) {
   KnobHost knob(preset_);
-  knob.open_on(display_);
-  click(knob.window, 120, 40);
-  EXPECT_TRUE(knob.wait_level(0.5f)) << knob.level();
-  click(knob.window, grow, key_count);
-  const auto grown = [&] {
-    const auto window = look_for_window("Knob");
-    return window && view_width(*window) == 300;
-  };
-  ASSERT_TRUE(wait_until(grown));
-  click(knob.window, throw_id, key_count);
-  EXPECT_TRUE(knob.host.wait_open(0));
-  EXPECT_TRUE(wait_until([&] { return knob.host.block().saved_write == 1; }));
-  EXPECT_TRUE(knob.wait_level(0.5f));
-  EXPECT_TRUE(knob.host.stop());
+  expect_loss_of_the_editor_alone(knob, [&] {
+    std::optional<WindowPlace> grown;
+    click(knob.window, grow, key_count);
+    ASSERT_TRUE(wait_until([&] {
+      grown = look_for_window("Knob");
+      return grown && view_width(*grown) == 300 && view_height(*grown) == 190;
+    }));
+    EXPECT_EQ(grown->x, knob.window.x);
+    EXPECT_EQ(grown->y, knob.window.y);
+    // What it draws in is as large.
+    click(*grown, 285, 40);
+    EXPECT_TRUE(knob.wait_level(0.95f)) << knob.level();
+    click(*grown, 150, 40);
+    EXPECT_TRUE(knob.wait_level(0.5f)) << knob.level();
+    click(*grown, throw_id, key_count);
+  });
   EXPECT_NE(knob.host.standard_error().find(": editor of plugin 0 failed: pressed in vain\n"),
             std::string::npos)
       << knob.host.standard_error();
+}
+
+// The interface has a connection of its own, whose loss ends a process.
+TEST_F(Lv2Editor, AServerThatGoesAwayTakesTheEditorAndNotTheHost) {
+  KnobHost knob(preset_);
+  expect_loss_of_the_editor_alone(knob, [&] { display_.kill(); });
 }
 
 // The interface makes an X error at each opening, too.
@@ -198,20 +190,6 @@ TEST_F(Lv2Editor, OpensAgainAndAgain) {
       << knob.host.standard_error();
 }
 
-// The interface has a connection of its own, whose loss ends a process.
-TEST_F(Lv2Editor, AServerThatGoesAwayTakesTheEditorAndNotTheHost) {
-  write_empty_preset(preset_, 'aumu', vesk::lv2::primary_code(knob_uri), 'LV2_');
-  KnobHost knob(preset_);
-  knob.open_on(display_);
-  click(knob.window, 120, 40);
-  EXPECT_TRUE(knob.wait_level(0.5f)) << knob.level();
-  display_.kill();
-  EXPECT_TRUE(knob.host.wait_open(0));
-  EXPECT_TRUE(wait_until([&] { return knob.host.block().saved_write == 1; }));
-  EXPECT_TRUE(knob.wait_level(0.5f));
-  EXPECT_TRUE(knob.host.stop());
-}
-
 // Most interfaces that draw with OpenGL crash where there is none.
 TEST(Lv2EditorOnADisplay, OpenGlInterfacesAreShownWhereThereIsOpenGl) {
   for (const bool has_gl : {true, false}) {
@@ -222,6 +200,69 @@ TEST(Lv2EditorOnADisplay, OpenGlInterfacesAreShownWhereThereIsOpenGl) {
     // Without it there is the panel, which is wider.
     EXPECT_EQ(view_width(knob.window) == width, has_gl) << view_width(knob.window);
     EXPECT_TRUE(knob.host.stop());
+  }
+}
+
+// ---- The interface of a real plugin, Debian's GxRat ----
+
+constexpr const char* rat_code = "aufx:xsUI:LV2_";
+
+/// The loudest sample that comes back of a tone played into the host, once what glides has arrived.
+float loudness(RawHost& host) {
+  constexpr unsigned frames = 128;
+  float peak = 0;
+  for (unsigned period = 0; period < 560; ++period) {
+    Block& block = host.block();
+    for (unsigned i = 0; i < frames; ++i) {
+      const double phase = (period * frames + i) * 2 * M_PI * 330 / 48'000;
+      block.input_left[i] = block.input_right[i] = 0.1f * static_cast<float>(std::sin(phase));
+    }
+    if (!host.serve(frames, period * static_cast<double>(frames))) return -1;
+    if (period < 300) continue;
+    for (unsigned i = 0; i < frames; ++i) peak = std::max(peak, std::abs(block.output_left[i]));
+  }
+  return peak;
+}
+
+float loudness_of(const std::string& chain) {
+  RawHost host({.chain = chain, .max_frames = "128"});
+  EXPECT_TRUE(host.wait_listening()) << host.block().error;
+  const float peak = loudness(host);
+  EXPECT_TRUE(host.stop());
+  return peak;
+}
+
+TEST(Lv2EditorOnADisplay, AKnobOfARealOneIsHeardSavedAndRestored) {
+  const float quiet = loudness_of(rat_code);
+  ASSERT_GT(quiet, 0.01f);
+  for (const bool is_managed : {false, true}) {
+    SCOPED_TRACE(is_managed ? "with a window manager" : "without a window manager");
+    VirtualDisplay display;
+    if (is_managed) ASSERT_TRUE(display.start_window_manager());
+    const ScratchFolder folder;
+    const std::string chain = std::string(rat_code) + "@" + folder / "rat.aupreset";
+    RawHost host({.chain = chain, .max_frames = "128"});
+    ASSERT_TRUE(host.wait_listening()) << host.block().error;
+    host.ask_window(WindowRequest::open, 0, "Rat");
+    ASSERT_TRUE(host.wait_open(1)) << host.standard_error();
+    const auto window = find_window("Rat");
+    ASSERT_TRUE(window);
+    EXPECT_LT(view_width(*window), 400) << "this is the panel";
+    // Its dark face fills the view up to the edges.
+    for (const int y : {4, view_height(*window) - 4}) {
+      const auto [left, top] = on_screen(*window, 100, y);
+      EXPECT_TRUE(wait_until([&] { return (display.colour_at(left, top) & 0xFF) < 0x60; })) << y;
+    }
+    // The knob of the level, which may not be there yet when the window is.
+    const auto is_louder = [&] { return loudness(host) > 1.2f * quiet; };
+    for (int attempt = 0; attempt < 10 && !is_louder(); ++attempt) drag(*window, 280, 93, 280, 43);
+    const float loud = loudness(host);
+    EXPECT_GT(loud, 1.2f * quiet);
+    click_close_box(*window);
+    EXPECT_TRUE(host.wait_open(0));
+    EXPECT_EQ(load_acquire(host.block().saved_write), 1u);
+    EXPECT_TRUE(host.stop()) << host.standard_error();
+    EXPECT_FLOAT_EQ(loudness_of(chain), loud);
   }
 }
 

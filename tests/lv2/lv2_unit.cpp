@@ -6,39 +6,11 @@
 #include <sanitizer/rtsan_interface.h>
 #endif
 
+#include "components/lv2/catalogue/component_code.hpp"
 #include "components/lv2/catalogue/plugin_search.hpp"
 #include "components/lv2/unit/cf_object.hpp"
-#include "components/lv2/unit/component_interface.hpp"
 
 namespace vesk::tests {
-namespace {
-
-constexpr OSType manufacturer = 'LV2_';
-
-std::map<OSType, std::shared_ptr<const lv2::Description>>& registered() {
-  static std::map<OSType, std::shared_ptr<const lv2::Description>> plugins;
-  return plugins;
-}
-
-AudioComponentPlugInInterface* make(const AudioComponentDescription* wanted) {
-  OSStatus status = noErr;
-  return lv2::make_unit(registered()[wanted->componentSubType], &status);
-}
-
-/// One component a plugin, however often it is opened.
-AudioComponent component_of(const std::shared_ptr<const lv2::Description>& plugin) {
-  static std::map<std::string, AudioComponent> components;
-  AudioComponent& component = components[plugin->uri];
-  if (component == nullptr) {
-    const OSType subtype = 'T000' + static_cast<OSType>(components.size());
-    registered()[subtype] = plugin;
-    const AudioComponentDescription codes{plugin->type, subtype, manufacturer, 0, 0};
-    component = AudioComponentRegister(&codes, CFSTR("Test: LV2"), 0x10000, &make);
-  }
-  return component;
-}
-
-}  // namespace
 
 std::shared_ptr<const lv2::Description> describe(const std::string& uri) {
   static std::map<std::string, std::shared_ptr<const lv2::Description>> known;
@@ -57,8 +29,10 @@ Lv2Unit::Lv2Unit(const std::string& uri) : plugin_(describe(uri)) {
     input[channel].resize(period_frames);
     output[channel].resize(period_frames);
   }
-  open_status_ = AudioComponentInstanceNew(component_of(plugin_), &unit_);
-  if (open_status_ != noErr) return;
+  const AudioComponentDescription codes{plugin_->type, lv2::primary_code(uri), 'LV2_', 0, 0};
+  const AudioComponent component = AudioComponentFindNext(nullptr, &codes);
+  EXPECT_NE(component, nullptr) << uri;
+  if (component == nullptr || AudioComponentInstanceNew(component, &unit_) != noErr) return;
   auto format = property<AudioStreamBasicDescription>(kAudioUnitProperty_StreamFormat,
                                                       kAudioUnitScope_Output);
   format.mSampleRate = rate;

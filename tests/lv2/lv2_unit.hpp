@@ -22,14 +22,13 @@ std::shared_ptr<const lv2::Description> describe(const std::string& uri);
 /// A unit around one plugin, driven through the public calls alone, as a host drives it.
 class Lv2Unit {
  public:
-  /// Opens it and sets format, input and maximum frames.
+  /// Opens it and sets format, input and maximum frames. `unit()` is null when it does not open.
   explicit Lv2Unit(const std::string& uri);
   ~Lv2Unit();
   Lv2Unit(const Lv2Unit&) = delete;
   Lv2Unit& operator=(const Lv2Unit&) = delete;
 
   AudioUnit unit() const { return unit_; }
-  OSStatus open_status() const { return open_status_; }
   const lv2::Description& plugin() const { return *plugin_; }
   bool initialize() { return AudioUnitInitialize(unit_) == noErr; }
 
@@ -69,7 +68,6 @@ class Lv2Unit {
 
   std::shared_ptr<const lv2::Description> plugin_;
   AudioUnit unit_ = nullptr;
-  OSStatus open_status_ = noErr;
 };
 
 /// Repeatable noise in -0.5..0.5.

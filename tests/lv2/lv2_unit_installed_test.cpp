@@ -94,7 +94,7 @@ TEST(Lv2UnitInstalled, PluginsPlayAndComeBackAsTheyWere) {
   for (const std::string& uri : uris) {
     SCOPED_TRACE(uri);
     Lv2Unit first(uri);
-    ASSERT_EQ(first.open_status(), noErr);
+    ASSERT_NE(first.unit(), nullptr);
     turn_knobs(first);
     ASSERT_TRUE(first.initialize());
     const CfObject<CFPropertyListRef> state(
@@ -107,8 +107,7 @@ TEST(Lv2UnitInstalled, PluginsPlayAndComeBackAsTheyWere) {
     ASSERT_TRUE(second.initialize());
     // At once, and into a unit that has played already: what it played before is forgotten.
     for (int round = 0; round < 2; ++round) {
-      const CFPropertyListRef list = state.get();
-      ASSERT_EQ(second.set_property(kAudioUnitProperty_ClassInfo, list), noErr);
+      ASSERT_EQ(second.set_property(kAudioUnitProperty_ClassInfo, state.get()), noErr);
       EXPECT_EQ(second.saved(), file);
       second.sample_time = 0;
       const std::vector<float> heard_again = play(second);

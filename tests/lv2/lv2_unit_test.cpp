@@ -5,38 +5,20 @@
 #include <CoreFoundation/CoreFoundation.h>
 #include <dlfcn.h>
 
-#include <algorithm>
-#include <cmath>
-
 using namespace vesk::tests;
 
 namespace {
 
-constexpr const char* amp_uri = "http://lv2plug.in/plugins/eg-amp";
-
-float peak_of(const std::vector<float>& samples) {
-  float peak = 0;
-  for (const float sample : samples) peak = std::max(peak, std::fabs(sample));
-  return peak;
-}
-
 TEST(Lv2UnitSound, AOneChannelPluginTakesEachSideForItselfAndASideInputSilence) {
-  const struct {
-    const char* uri;
-    float gain, factor;
-  } cases[] = {{amp_uri, 6, std::pow(10.0f, 6 * 0.05f)}, {"urn:vesk:test:mono", 2, 2}};
-  for (const auto& c : cases) {
-    SCOPED_TRACE(c.uri);
-    Lv2Unit unit(c.uri);
-    ASSERT_EQ(unit.set("gain", c.gain), noErr);
-    ASSERT_TRUE(unit.initialize());
-    unit.input[0] = noise(1);
-    unit.input[1] = noise(2);
-    ASSERT_EQ(unit.render(), noErr);
-    for (int side = 0; side < 2; ++side)
-      for (UInt32 i = 0; i < period_frames; ++i)
-        ASSERT_FLOAT_EQ(unit.output[side][i], unit.input[side][i] * c.factor) << side << ", " << i;
-  }
+  Lv2Unit unit("urn:vesk:test:mono");
+  ASSERT_EQ(unit.set("gain", 2), noErr);
+  ASSERT_TRUE(unit.initialize());
+  unit.input[0] = noise(1);
+  unit.input[1] = noise(2);
+  ASSERT_EQ(unit.render(), noErr);
+  for (int side = 0; side < 2; ++side)
+    for (UInt32 i = 0; i < period_frames; ++i)
+      ASSERT_EQ(unit.output[side][i], unit.input[side][i] * 2) << side << ", " << i;
 }
 
 TEST(Lv2UnitSound, TheCallersInputIsReadWhereItLies) {
@@ -50,19 +32,13 @@ TEST(Lv2UnitSound, TheCallersInputIsReadWhereItLies) {
   EXPECT_EQ(seen[0], unit.input[0].data());
   EXPECT_EQ(seen[1], unit.input[1].data());
   // Where the caller renders in place, the plugin must not.
-  unit.input[0] = noise(5);
-  unit.input[1] = noise(6);
-  const std::vector<float> given[2] = {unit.input[0], unit.input[1]};
-  unit.output[0] = unit.input[0];
-  unit.output[1] = unit.input[1];
+  for (UInt32 side = 0; side < 2; ++side) unit.output[side] = noise(5 + side);
   unit.supply = [&](AudioUnitRenderActionFlags*, AudioBufferList* data) -> OSStatus {
-    data->mBuffers[0].mData = unit.output[0].data();
-    data->mBuffers[1].mData = unit.output[1].data();
+    for (int side = 0; side < 2; ++side) data->mBuffers[side].mData = unit.output[side].data();
     return noErr;
   };
   ASSERT_EQ(unit.render(), noErr);
-  EXPECT_EQ(unit.output[0], given[0]);
-  EXPECT_EQ(unit.output[1], given[1]);
+  for (UInt32 side = 0; side < 2; ++side) EXPECT_EQ(unit.output[side], noise(5 + side));
   dlclose(library);
 }
 
@@ -81,9 +57,9 @@ TEST(Lv2UnitEvents, KeepTheirFrameAndOrder) {
   EXPECT_EQ(unit.output[1][100], 4.0f / 128);
   EXPECT_EQ(unit.output[0][127], 40.0f / 128);
   EXPECT_EQ(unit.get("other"), 2.0f);
-  EXPECT_EQ(unit.get("disorder"), 0.0f);
+  EXPECT_EQ(unit.get("faults"), 0.0f);
   ASSERT_EQ(unit.render(), noErr);
-  EXPECT_EQ(peak_of(unit.output[0]), 0.0f) << "an event is played once";
+  EXPECT_EQ(unit.output[0], std::vector<float>(period_frames)) << "an event is played once";
 }
 
 TEST(Lv2UnitEvents, AFloodIsPlayedOrRefusedAndLeavesOrder) {
@@ -94,7 +70,7 @@ TEST(Lv2UnitEvents, AFloodIsPlayedOrRefusedAndLeavesOrder) {
     refused += MusicDeviceMIDIEvent(unit.unit(), 0x90, 1, 1, i % period_frames) != noErr;
   EXPECT_GT(refused, 0);
   ASSERT_EQ(unit.render(), noErr);
-  EXPECT_EQ(unit.get("disorder"), 0.0f);
+  EXPECT_EQ(unit.get("faults"), 0.0f);
   unit.midi(0x90, 64, 64, 9);
   ASSERT_EQ(unit.render(), noErr);
   EXPECT_EQ(unit.output[0][9], 0.5f);
@@ -103,23 +79,23 @@ TEST(Lv2UnitEvents, AFloodIsPlayedOrRefusedAndLeavesOrder) {
 TEST(Lv2UnitEvents, APositionIsToldAtTheStartAndAfterAJump) {
   Lv2Unit unit("urn:vesk:test:events");
   ASSERT_TRUE(unit.initialize());
-  unit.sample_time = 4096;
-  for (int i = 0; i < 3; ++i) ASSERT_EQ(unit.render(), noErr);
-  EXPECT_EQ(unit.get("positions"), 1.0f);
-  EXPECT_EQ(unit.get("frame"), 4096.0f);
-  unit.sample_time = 0;
-  for (int i = 0; i < 3; ++i) ASSERT_EQ(unit.render(), noErr);
-  EXPECT_EQ(unit.get("positions"), 2.0f);
-  EXPECT_EQ(unit.get("frame"), 0.0f);
+  float positions = 0;
+  for (const float start : {4096.0f, 0.0f}) {
+    unit.sample_time = start;
+    for (int i = 0; i < 3; ++i) ASSERT_EQ(unit.render(), noErr);
+    EXPECT_EQ(unit.get("positions"), ++positions);
+    EXPECT_EQ(unit.get("frame"), start);
+  }
 }
 
 /// A host at 90 beats a minute in 3/4, in the middle of bar 7.
 struct Transport {
   double sample = 96'000;
+  double now = 22;
   bool plays = true;
 
-  static OSStatus beat(void*, Float64* at, Float64* tempo) {
-    *at = 22;
+  static OSStatus beat(void* self, Float64* at, Float64* tempo) {
+    *at = static_cast<Transport*>(self)->now;
     *tempo = 90;
     return noErr;
   }
@@ -147,20 +123,29 @@ TEST(Lv2UnitEvents, TheHostsTransportIsPassedOnWhenItChanges) {
   ASSERT_TRUE(unit.initialize());
   EXPECT_EQ(unit.set_property(kAudioUnitProperty_HostCallbacks, callbacks),
             kAudioUnitErr_Initialized);
-  const auto expect = [&](float positions, float speed) {
+  const auto expect = [&](float positions, float speed, float bar_beat = 1) {
     ASSERT_EQ(unit.render(), noErr);
     EXPECT_EQ(unit.get("positions"), positions);
     EXPECT_EQ(unit.get("frame"), static_cast<float>(transport.sample));
     EXPECT_EQ(unit.get("speed"), speed);
     EXPECT_EQ(unit.get("tempo"), 90.0f);
     EXPECT_EQ(unit.get("bar"), 7.0f);
-    EXPECT_EQ(unit.get("bar_beat"), 1.0f);
+    EXPECT_EQ(unit.get("bar_beat"), bar_beat);
   };
   expect(1, 1);
   transport.plays = false;
   expect(2, 0);
   ASSERT_EQ(unit.render(), noErr);
   EXPECT_EQ(unit.get("positions"), 2.0f) << "nothing new";
+  transport.plays = true;
+  expect(3, 1);
+  transport.sample += period_frames;
+  transport.now += period_frames * 90.0 / 60 / 48'000;
+  ASSERT_EQ(unit.render(), noErr);
+  EXPECT_EQ(unit.get("positions"), 3.0f) << "what follows from the last";
+  transport.sample += period_frames;
+  transport.now = 21.5;
+  expect(4, 1, 0.5f);  // a loop: the parent's time goes on, the song's does not
 }
 
 }  // namespace

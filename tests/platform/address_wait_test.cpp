@@ -10,8 +10,7 @@
 #include <csignal>
 #include <thread>
 
-#include "platform/realtime.hpp"
-#include "tests/support/child_process.hpp"
+#include "tests/support/wait_until.hpp"
 
 namespace {
 
@@ -20,43 +19,29 @@ constexpr auto shared_flag = OS_SYNC_WAIT_ON_ADDRESS_SHARED;
 constexpr auto mach_clock = OS_CLOCK_MACH_ABSOLUTE_TIME;
 
 /// One shared page, mapped twice.
-class TwoMappings : public testing::Test {
+class AddressWait : public testing::Test {
  protected:
-  void SetUp() override {
+  AddressWait() {
     const int file = memfd_create("words", MFD_CLOEXEC);
-    ASSERT_GE(file, 0);
-    ASSERT_EQ(ftruncate(file, 4096), 0);
+    EXPECT_EQ(ftruncate(file, 4096), 0);
     for (uint32_t*& words : mapping_)
       words =
           static_cast<uint32_t*>(mmap(nullptr, 4096, PROT_READ | PROT_WRITE, MAP_SHARED, file, 0));
     close(file);
   }
-  void TearDown() override {
+  ~AddressWait() override {
     for (uint32_t* words : mapping_) munmap(words, 4096);
   }
 
-  static int wait(uint32_t* word, uint32_t value, uint64_t limit = 10 * second_ns) {
+  static int wait(uint32_t* word, uint64_t value, uint64_t limit = 10 * second_ns) {
     return os_sync_wait_on_address_with_timeout(word, value, 4, shared_flag, mach_clock, limit);
   }
-
   static int wake(uint32_t* word) {
     return os_sync_wake_by_address_any(word, 4, OS_SYNC_WAKE_BY_ADDRESS_SHARED);
   }
 
-  /// Wakes as soon as somebody waits; false when nobody did for ten seconds.
-  static bool wake_a_waiter(uint32_t* word) {
-    const uint64_t deadline = mach_absolute_time() + 10 * second_ns;
-    while (wake(word) != 0) {
-      if (errno != ENOENT || mach_absolute_time() > deadline) return false;
-      std::this_thread::yield();
-    }
-    return true;
-  }
-
   uint32_t* mapping_[2] = {};
 };
-
-using AddressWait = TwoMappings;
 
 TEST_F(AddressWait, RefusesWhatTheCallDoesNotTake) {
   uint32_t* word = mapping_[0];
@@ -95,35 +80,24 @@ TEST_F(AddressWait, RefusesWhatTheCallDoesNotTake) {
   }
 }
 
-TEST_F(AddressWait, ReturnsAtOnceWhenTheWordDiffers) {
+TEST_F(AddressWait, ReturnsAtOnceWhenTheWordDiffersAndElseAfterItsTime) {
   *mapping_[0] = 7;
   EXPECT_EQ(wait(mapping_[0], 6), 0);
   EXPECT_EQ(os_sync_wait_on_address(mapping_[0], 6, 4, shared_flag), 0);
-  // Only the low half counts for a word of four bytes.
-  EXPECT_EQ(os_sync_wait_on_address_with_timeout(mapping_[0], (uint64_t{6} << 32) | 7, 4,
-                                                 shared_flag, mach_clock, 1),
-            -1);
-  EXPECT_EQ(errno, ETIMEDOUT);
-}
-
-TEST_F(AddressWait, ATimeoutLastsItsTime) {
   const uint64_t limit = second_ns / 20;
   const uint64_t start = mach_absolute_time();
-  EXPECT_EQ(wait(mapping_[0], 0, limit), -1);
+  // Only the low half counts for a word of four bytes.
+  EXPECT_EQ(wait(mapping_[0], (uint64_t{6} << 32) | 7, limit), -1);
   EXPECT_EQ(errno, ETIMEDOUT);
-  const uint64_t end = mach_absolute_time();
-  EXPECT_GE(end - start, limit);
+  EXPECT_GE(mach_absolute_time() - start, limit);
 }
 
-TEST_F(AddressWait, AWakeWithoutWaitersSaysSo) {
+TEST_F(AddressWait, AWakeThroughOneMappingReachesAWaiterOnAnotherOrSaysThatNobodyWaits) {
   EXPECT_EQ(wake(mapping_[0]), -1);
   EXPECT_EQ(errno, ENOENT);
-}
-
-TEST_F(AddressWait, AWakeThroughOneMappingReachesAWaiterOnAnother) {
   std::atomic<int> result = -2;
   std::thread waiter([&] { result = wait(mapping_[0] + 3, 0); });
-  EXPECT_TRUE(wake_a_waiter(mapping_[1] + 3));
+  EXPECT_TRUE(vesk::tests::wait_until([&] { return wake(mapping_[1] + 3) == 0; }));
   waiter.join();
   EXPECT_EQ(result, 0);
 }
@@ -141,52 +115,6 @@ TEST_F(AddressWait, AWakeOfAllWakesEveryWaiter) {
   os_sync_wake_by_address_all(mapping_[0], 4, OS_SYNC_WAKE_BY_ADDRESS_NONE);
   for (std::thread& waiter : waiters) waiter.join();
   EXPECT_EQ(woken, 3);
-}
-
-TEST_F(AddressWait, TwoProcessesHandAWordBackAndForth) {
-  constexpr uint32_t rounds = 2000;
-  const auto await = [](uint32_t* word, uint32_t value) {
-    const std::atomic_ref<uint32_t> seen(*word);
-    const uint64_t deadline = mach_absolute_time() + 20 * second_ns;
-    // The other side may be a round ahead.
-    for (uint32_t now = seen.load(); now < value; now = seen.load())
-      if (wait(word, now, second_ns) != 0 && mach_absolute_time() > deadline) return false;
-    return true;
-  };
-  const auto side = [&](uint32_t* own, uint32_t* other) {
-    for (uint32_t round = 1; round <= rounds; ++round) {
-      std::atomic_ref<uint32_t>(*other).store(round);
-      wake(other);
-      if (!await(own, round)) return 1;
-    }
-    return 0;
-  };
-  uint32_t* first = mapping_[0];
-  uint32_t* second = mapping_[1] + 1;
-  const vesk::tests::ChildEnd end = vesk::tests::run_in_child([&] {
-    const pid_t other = fork();
-    if (other == 0) _exit(side(first, second));
-    const int own = side(second, first);
-    int status = 0;
-    waitpid(other, &status, 0);
-    return own != 0 || status != 0 ? 1 : 0;
-  });
-  EXPECT_TRUE(end.exited_with(0)) << end.status;
-}
-
-/// What a render thread does between periods. That it compiles is half of the test; the other half
-/// runs under RealtimeSanitizer.
-bool serve_in_real_time(uint32_t* request, uint32_t* done) VESK_REALTIME {
-  const uint64_t start = mach_absolute_time();
-  const int waited =
-      os_sync_wait_on_address_with_timeout(request, 0, 4, shared_flag, mach_clock, 1000);
-  const int woken = os_sync_wake_by_address_any(done, 4, OS_SYNC_WAKE_BY_ADDRESS_SHARED);
-  return waited == -1 && woken == -1 && mach_absolute_time() - start >= 1000;
-}
-
-TEST_F(AddressWait, RealTimeCodeMayWaitAndWake) {
-  EXPECT_TRUE(serve_in_real_time(mapping_[0], mapping_[0] + 1));
-  EXPECT_EQ(errno, ENOENT);
 }
 
 TEST_F(AddressWait, ASignalEndsAWaitEarly) {

@@ -1,21 +1,107 @@
 #include <AudioToolbox/AudioToolbox.h>
 #include <dlfcn.h>
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 
 #include <atomic>
-#include <chrono>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
 #include <string>
 #include <thread>
+#include <utility>
 #include <vector>
 
-#include "tests/support/component_installation.hpp"
+#include "tests/support/scratch_folder.hpp"
+#include "tests/support/wait_until.hpp"
 
 namespace {
 
-using vesk::tests::ComponentInstallation;
 using Description = AudioComponentDescription;
 
-const ComponentInstallation installation(VESK_TONE_COMPONENT, VESK_TEST_MODULES);
+/// One entry of AudioComponents; an empty argument leaves its key out, a text is put into <string>.
+std::string entry(const std::string& type, const std::string& subtype, const std::string& name,
+                  const std::string& factory) {
+  std::string text = "<dict><key>manufacturer</key><string>Test</string>";
+  text += "<key>version</key><integer>65792</integer>";
+  for (const auto& [key, value] : {std::pair("type", type), std::pair("subtype", subtype),
+                                   std::pair("name", name), std::pair("factoryFunction", factory)})
+    if (!value.empty())
+      text += std::string("<key>") + key + "</key>" +
+              (value[0] == '<' ? value : "<string>" + value + "</string>");
+  return text + "</dict>";
+}
+
+std::string info(const std::string& executable, const std::string& entries) {
+  return "<plist version=\"1.0\"><dict><key>NSExecutable</key><string>" + executable +
+         "</string><key>AudioComponents</key><array>" + entries + "</array></dict></plist>";
+}
+
+// In the folder that is searched first: what their Info-gnustep.plist holds, and what is told.
+const struct {
+  const char* bundle;
+  std::string info;
+  std::vector<const char*> complaints;
+} installed[] = {
+    {"a-empty", "", {"Resources/Info-gnustep.plist: No such file or directory\n"}},
+    {"b-garbage", "this is no property list", {"Resources/Info-gnustep.plist: "}},
+    {"c-binary", "bplist00 and more", {"Resources/Info-gnustep.plist: a binary property list"}},
+    {"d-list",
+     "<plist version=\"1.0\"><array/></plist>",
+     {"Resources/Info-gnustep.plist: no dictionary\n"}},
+    {"e-outside", info("../tone", ""), {"NSExecutable is no file name\n"}},
+    {"f-faulty",
+     info("missing", entry("aufx", "toolong", "F", "F") + entry("aufx", "NoNm", "", "F") +
+                         entry("aufx", "NoFa", "F", "") + entry("aufx", "Gone", "F: Gone", "F") +
+                         entry("aufx", "<integer>0</integer>", "F: Any", "F") +
+                         entry("\u00e4ux", "Utf8", "F: Utf8", "F")),
+     {"entry 0 of AudioComponents has no code of four ASCII characters for subtype\n",
+      "entry 1 of AudioComponents has no name\n",
+      "entry 2 of AudioComponents has no factoryFunction\n",
+      "entry 4 of AudioComponents has no code of four ASCII characters for subtype\n",
+      "entry 5 of AudioComponents has no code of four ASCII characters for type\n"}},
+    {"g-symbol", info("tone", entry("aufx", "NoSy", "G: Symbol", "None")), {}},
+    // The codes as numbers, the second one with its sign bit set.
+    {"h-numbers",
+     info("tone", entry("<integer>1635083896</integer>", "<integer>-2139062144</integer>",
+                        "H: Numbers", "GainFactory")),
+     {}},
+    {"i-pipe", "", {"Resources/Info-gnustep.plist: no file of at most 1 MiB\n"}},
+    {"not-a-bundle", "", {"Resources/Info-gnustep.plist: Not a directory\n"}},
+};
+
+/// Folders of component bundles, sound and broken, that this process's registry looks into, and
+/// nothing else of this machine. Made before the first search.
+class Installation {
+ public:
+  Installation() {
+    namespace fs = std::filesystem;
+    for (const auto& each : installed) {
+      const fs::path bundle = path("first/") + each.bundle + ".component";
+      fs::create_directories(bundle / "Resources");
+      if (!each.info.empty()) std::ofstream(bundle / "Resources/Info-gnustep.plist") << each.info;
+    }
+    fs::remove_all(path("first/not-a-bundle.component"));
+    std::ofstream(path("first/not-a-bundle.component")) << "a file";
+    mkfifo(path("first/i-pipe.component/Resources/Info-gnustep.plist").c_str(), 0600);
+    fs::create_symlink(VESK_TONE_COMPONENT "/tone", path("first/g-symbol.component/tone"));
+    fs::create_directories(path("second/late.component/Resources"));
+    fs::create_directory_symlink(VESK_TONE_COMPONENT, path("second/tone.component"));
+    std::ofstream(path("second/late.component/Resources/Info-gnustep.plist"))
+        << info("missing", entry("aumu", "Late", "Late", "F"));
+    const std::string folders =
+        path("none") + "::" + path("first") + ":" + path("second") + ":" + path("first");
+    setenv("AUDIO_COMPONENT_PATH", folders.c_str(), 1);
+    setenv("HOME", folder_.path().c_str(), 1);
+    setenv("VESK_MODULE_PATH", VESK_TEST_MODULES, 1);
+  }
+  std::string path(const std::string& name) const { return folder_ / name; }
+
+ private:
+  vesk::tests::ScratchFolder folder_;
+};
+
+const Installation installation;
 
 std::string name_of(AudioComponent component) {
   CFStringRef name = nullptr;
@@ -98,26 +184,14 @@ TEST(Components, OfBrokenBundlesAreNamedOnceAndOnlyWhenASearchFails) {
   testing::internal::CaptureStderr();
   EXPECT_EQ(find('aufx', 'None', 'Test'), nullptr);
   const std::string lines = testing::internal::GetCapturedStderr();
-  const auto folder = (installation.root() / "first").string();
-  for (const char* wanted :
-       {"/a-empty.component: Resources/Info-gnustep.plist: No such file or directory\n",
-        "/b-garbage.component: Resources/Info-gnustep.plist: ",
-        "/c-binary.component: Resources/Info-gnustep.plist: a binary property list",
-        "/d-list.component: Resources/Info-gnustep.plist: no dictionary\n",
-        "/e-outside.component: NSExecutable is no file name\n",
-        ("/f-faulty.component: entry 0 of AudioComponents has no code of four ASCII characters "
-         "for subtype\n"),
-        "/f-faulty.component: entry 1 of AudioComponents has no name\n",
-        "/f-faulty.component: entry 2 of AudioComponents has no factoryFunction\n",
-        ("/f-faulty.component: entry 4 of AudioComponents has no code of four ASCII characters "
-         "for subtype\n"),
-        ("/f-faulty.component: entry 5 of AudioComponents has no code of four ASCII characters "
-         "for type\n"),
-        "/i-pipe.component: Resources/Info-gnustep.plist: no file of at most 1 MiB\n",
-        "/not-a-bundle.component: Resources/Info-gnustep.plist: Not a directory\n"}) {
-    EXPECT_NE(lines.find("plugin host: component bundle " + folder + wanted), std::string::npos)
-        << wanted << "is not in\n"
-        << lines;
+  for (const auto& each : installed) {
+    const std::string bundle = "plugin host: component bundle " + installation.path("first/") +
+                               each.bundle + ".component: ";
+    for (const char* complaint : each.complaints)
+      EXPECT_NE(lines.find(bundle + complaint), std::string::npos)
+          << bundle << complaint << "is not in\n"
+          << lines;
+    if (each.complaints.empty()) EXPECT_EQ(lines.find(bundle), std::string::npos) << lines;
   }
 
   testing::internal::CaptureStderr();
@@ -145,15 +219,13 @@ TEST(Components, OfOtherKindsAreLeftAloneByASearchForANativeOne) {
 
 TEST(Components, AreFoundInTheOrderOfTheirOrigins) {
   const Description any{};
-  const std::vector<std::string> on_disk = {
+  std::vector<std::string> names = {
       "F: Gone",         "G: Symbol",        "H: Numbers",      "Late", "Vesk: Tone", "Vesk: Gain",
       "Provider: First", "Provider: Second", "Provider: Broken"};
-  EXPECT_EQ(names_of(any), on_disk);
+  EXPECT_EQ(names_of(any), names);
   register_probe('Ordr', 0);
-  auto with_probe = on_disk;
-  with_probe.insert(with_probe.begin(), "Test: Probe");
-  auto again = names_of(any);
-  EXPECT_EQ(again, with_probe) << "registered later, enumerated first";
+  names.insert(names.begin(), "Test: Probe");
+  EXPECT_EQ(names_of(any), names) << "registered later, enumerated first";
 }
 
 TEST(Components, MatchByCodesAndFlags) {
@@ -295,9 +367,7 @@ TEST(ComponentInstances, OfAsynchronousComponentsCompleteLaterElsewhere) {
   });
   EXPECT_FALSE(done) << "the call does not wait for Open";
   open_may_end = true;
-  const auto limit = std::chrono::steady_clock::now() + std::chrono::seconds(10);
-  while (!done && std::chrono::steady_clock::now() < limit) std::this_thread::yield();
-  ASSERT_TRUE(done);
+  ASSERT_TRUE(vesk::tests::wait_until([] { return done.load(); }));
   EXPECT_NE(opening_thread, std::this_thread::get_id());
   EXPECT_EQ(AudioComponentInstanceDispose(made), 7);
 }

@@ -24,10 +24,8 @@ AudioUnitPlugin make_plugin(const std::string& text) {
   return AudioUnitPlugin(*PluginSpec::parse(text, error), false);
 }
 
-std::string write(const ScratchFolder& folder, const char* name, std::string_view content) {
-  const std::string path = folder / name;
+void write(const std::string& path, std::string_view content) {
   std::ofstream(path, std::ios::binary) << content;
-  return path;
 }
 
 TEST(AudioUnitPlugin, IsInertBeforeItsLoad) {
@@ -48,7 +46,7 @@ TEST(AudioUnitPlugin, IsInertBeforeItsLoad) {
   EXPECT_TRUE(script.calls.empty());
 }
 
-TEST(AudioUnitPlugin, LoadsAnInstrumentInOrder) {
+TEST(AudioUnitPlugin, LoadsAnInstrumentOrAnEffectInOrder) {
   UnitScript script;
   script.latency = 0.25;
   script.max_frames_status = kAudioUnitErr_InvalidPropertyValue;
@@ -80,57 +78,37 @@ TEST(AudioUnitPlugin, LoadsAnInstrumentInOrder) {
                          format.mBitsPerChannel, format.mReserved}),
             (std::vector<UInt32>{0x6C70636D, 0x29, 4, 1, 4, 2, 32, 0}));
   EXPECT_EQ(script.max_frames, max_frames);
-}
 
-TEST(AudioUnitPlugin, TellsHowLongEachPhaseOfItsLoadTook) {
-  const ScratchFolder folder;
-  const std::string preset =
-      write(folder, "list", "<?xml version=\"1.0\"?><plist version=\"1.0\"><dict/></plist>");
-  UnitScript script;
-  script.pause = std::chrono::milliseconds(2);
-  auto plugin = make_plugin(std::string(UnitScript::instrument) + "@" + preset);
+  script.calls.clear();
+  script.latency = -1;
+  auto effect = make_plugin(UnitScript::effect);
   std::string error;
-  const auto start = std::chrono::steady_clock::now();
-  ASSERT_TRUE(plugin.load(rate, max_frames, error)) << error;
-  const std::chrono::duration<double, std::milli> all = std::chrono::steady_clock::now() - start;
-  const Timings& t = plugin.timings();
-  for (const double phase : {t.instantiate_ms, t.initialize_ms, t.restore_ms}) EXPECT_GE(phase, 2);
-  EXPECT_LE(t.instantiate_ms + t.initialize_ms + t.restore_ms, all.count());
-}
-
-TEST(AudioUnitPlugin, WiresAnEffectsInput) {
-  UnitScript script;
-  auto plugin = make_plugin(UnitScript::effect);
-  std::string error;
-  ASSERT_TRUE(plugin.load(rate, max_frames, error)) << error;
+  ASSERT_TRUE(effect.load(rate, max_frames, error)) << error;
   EXPECT_EQ(script.calls,
             (std::vector<std::string>{"open", "property 8 scope 2 size 40",
                                       "property 8 scope 1 size 40", "property 23 scope 1 size 16",
                                       "property 14 scope 0 size 4", "initialize", "latency"}));
-  EXPECT_EQ(plugin.latency_seconds(), 0) << "not reported";
+  EXPECT_EQ(effect.latency_seconds(), 0) << "not reported";
 }
 
 TEST(AudioUnitPlugin, TellsWhyALoadFailed) {
   struct Case {
-    const char* name;
     OSStatus UnitScript::* status;
     const char* spec;
     const char* error;
   };
   const Case cases[] = {
-      {"open", &UnitScript::open_status, UnitScript::instrument,
-       "instantiation failed (OSStatus -50)"},
-      {"output", &UnitScript::output_format_status, UnitScript::instrument,
+      {&UnitScript::open_status, UnitScript::instrument, "instantiation failed (OSStatus -50)"},
+      {&UnitScript::output_format_status, UnitScript::instrument,
        "stream format rejected (OSStatus -50)"},
-      {"input", &UnitScript::input_format_status, UnitScript::effect,
+      {&UnitScript::input_format_status, UnitScript::effect,
        "effect input rejected (OSStatus -50)"},
-      {"callback", &UnitScript::callback_status, UnitScript::effect,
-       "effect input rejected (OSStatus -50)"},
-      {"initialize", &UnitScript::initialize_status, UnitScript::instrument,
-       "initialize failed (OSStatus -50)"},
+      {&UnitScript::callback_status, UnitScript::effect, "effect input rejected (OSStatus -50)"},
+      {&UnitScript::initialize_status, UnitScript::instrument, "initialize failed (OSStatus -50)"},
+      {&UnitScript::open_status, "aumu:none:Here", "component not found: aumu:none:Here"},
   };
   for (const Case& c : cases) {
-    SCOPED_TRACE(c.name);
+    SCOPED_TRACE(c.error);
     UnitScript script;
     script.*c.status = kAudio_ParamError;
     auto plugin = make_plugin(c.spec);
@@ -140,13 +118,9 @@ TEST(AudioUnitPlugin, TellsWhyALoadFailed) {
     float left[1], right[1];
     EXPECT_FALSE(plugin.render_add(left, right, 1, 0));
   }
-  auto missing = make_plugin("aumu:none:Here");
-  std::string error;
-  EXPECT_FALSE(missing.load(rate, max_frames, error));
-  EXPECT_EQ(error, "component not found: aumu:none:Here");
 }
 
-TEST(AudioUnitPlugin, RestoresThePresetThatItSaved) {
+TEST(AudioUnitPlugin, RestoresThePresetThatItSavedAndTellsHowLongEachPhaseTook) {
   const ScratchFolder folder;
   UnitScript script;
   script.state_text = "tuned <&> \xC3\xBC";
@@ -156,12 +130,19 @@ TEST(AudioUnitPlugin, RestoresThePresetThatItSaved) {
   const auto bytes = first.state();
   const std::string_view text(reinterpret_cast<const char*>(bytes.data()), bytes.size());
   ASSERT_TRUE(text.starts_with("<?xml")) << text;
-  const std::string preset = write(folder, "p.aupreset", text);
+  const std::string preset = folder / "p.aupreset";
+  write(preset, text);
 
   script.state_text = "fresh";
+  script.pause = std::chrono::milliseconds(2);
   auto second = make_plugin(std::string(UnitScript::instrument) + "@" + preset);
   script.calls.clear();
+  const auto start = std::chrono::steady_clock::now();
   ASSERT_TRUE(second.load(rate, max_frames, error)) << error;
+  const std::chrono::duration<double, std::milli> all = std::chrono::steady_clock::now() - start;
+  const Timings& t = second.timings();
+  for (const double phase : {t.instantiate_ms, t.initialize_ms, t.restore_ms}) EXPECT_GE(phase, 2);
+  EXPECT_LE(t.instantiate_ms + t.initialize_ms + t.restore_ms, all.count());
   EXPECT_EQ(script.calls[4], "property 0 scope 0 size 8");
   EXPECT_EQ(script.calls.back(), "latency") << "which a state may change";
   EXPECT_EQ(script.state_text, "tuned <&> \xC3\xBC");
@@ -171,42 +152,39 @@ TEST(AudioUnitPlugin, RestoresThePresetThatItSaved) {
 TEST(AudioUnitPlugin, TellsWhyAPresetWasRefused) {
   const ScratchFolder folder;
   std::filesystem::create_directory(folder / "folder");
-  const std::string empty = write(folder, "empty", "");
-  const std::string text = write(folder, "text", "<not a property list>");
-  const std::string cut_short =
-      write(folder, "cut", "<plist version=\"1.0\"><dict><key>data</key>");
-  const std::string binary = write(folder, "binary", "bplist00 and then nothing");
-  const std::string list =
-      write(folder, "list", "<?xml version=\"1.0\"?><plist version=\"1.0\"><dict/></plist>");
-  const std::string too_long = folder / std::string(300, 'x');
-  const std::string pipe = folder / "pipe";
-  ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
+  ASSERT_EQ(mkfifo((folder / "pipe").c_str(), 0600), 0);
+  const std::string list = "<?xml version=\"1.0\"?><plist version=\"1.0\"><dict/></plist>";
+  const std::string unread = "could not read preset ";
   struct Case {
-    std::string path;
-    OSStatus set_status;
-    std::string error;  // empty: the load succeeds
+    std::string path;     // within the folder, or absolute
+    std::string content;  // written there, unless it is empty
+    std::string error;    // beginning with `unread`: the path follows; empty: the load succeeds
+    OSStatus set_status = noErr;
   };
   const Case cases[] = {
-      {folder / "missing", noErr, ""},
-      {list, noErr, ""},
-      {empty, noErr, "could not read preset " + empty},
-      {folder / "folder", noErr, "could not read preset " + folder / "folder"},
-      {too_long, noErr, "could not read preset " + too_long},
-      {pipe, noErr, "could not read preset " + pipe},
-      {"/dev/zero", noErr, "could not read preset /dev/zero"},
-      {text, noErr, "preset is not a property list"},
-      {cut_short, noErr, "preset is not a property list"},
-      {binary, noErr, "preset is not a property list"},
-      {list, kAudioUnitErr_InvalidPropertyValue, "preset restore failed (OSStatus -10851)"},
+      {"missing", "", ""},
+      {"list", list, ""},
+      {"/dev/null", "", unread},
+      {"folder", "", unread},
+      {std::string(300, 'x'), "", unread},
+      {"pipe", "", unread},
+      {"/dev/zero", "", unread},
+      {"text", "<not a property list>", "preset is not a property list"},
+      {"cut", "<plist version=\"1.0\"><dict><key>data</key>", "preset is not a property list"},
+      {"binary", "bplist00 and then nothing", "preset is not a property list"},
+      {"refused", list, "preset restore failed (OSStatus -10851)",
+       kAudioUnitErr_InvalidPropertyValue},
   };
   for (const Case& c : cases) {
     SCOPED_TRACE(c.path);
+    const std::string path = c.path.starts_with('/') ? c.path : folder / c.path;
+    if (!c.content.empty()) write(path, c.content);
     UnitScript script;
     script.class_info_set_status = c.set_status;
-    auto plugin = make_plugin(std::string(UnitScript::instrument) + "@" + c.path);
+    auto plugin = make_plugin(std::string(UnitScript::instrument) + "@" + path);
     std::string error;
     EXPECT_EQ(plugin.load(rate, max_frames, error), c.error.empty());
-    EXPECT_EQ(error, c.error);
+    EXPECT_EQ(error, c.error == unread ? unread + path : c.error);
   }
 }
 

@@ -78,10 +78,12 @@ TEST(Instantiation, CompletesAtOnceLaterOrNotAtAll) {
     OSStatus status;
     const char* error;  // null: the load succeeds
     int slices;
+    bool out_of_process = false;
   };
   const char* const timed_out = "instantiation timed out";
   const Case cases[] = {
       {"at once", 0, true, noErr, nullptr, 0},
+      {"at once in another process", 0, true, noErr, nullptr, 0, true},
       {"in the third slice", 3, true, noErr, nullptr, 3},
       {"in the last slice", all_slices, true, noErr, nullptr, all_slices},
       {"while it gives up", while_giving_up, true, noErr, timed_out, all_slices},
@@ -107,14 +109,14 @@ TEST(Instantiation, CompletesAtOnceLaterOrNotAtAll) {
     // The clock is read once more after the last look at the completion.
     if (c.slice == while_giving_up) g_at_last_reading = [&] { complete(kept); };
     g_instantiate = [&](AudioComponentInstantiationOptions options, Handler handler) {
-      EXPECT_EQ(options,
-                AudioComponentInstantiationOptions{kAudioComponentInstantiation_LoadInProcess});
+      EXPECT_EQ(options, c.out_of_process ? kAudioComponentInstantiation_LoadOutOfProcess
+                                          : kAudioComponentInstantiation_LoadInProcess);
       kept = Block_copy(handler);
       if (c.slice == 0) complete(handler);
     };
     std::string error;
     {
-      AudioUnitPlugin plugin(*PluginSpec::parse(UnitScript::instrument, error), false);
+      AudioUnitPlugin plugin(*PluginSpec::parse(UnitScript::instrument, error), c.out_of_process);
       EXPECT_EQ(plugin.load(48000, 64, error), c.error == nullptr);
       EXPECT_EQ(error, c.error == nullptr ? "" : c.error);
       EXPECT_EQ(g_slices, c.slices);
@@ -129,20 +131,6 @@ TEST(Instantiation, CompletesAtOnceLaterOrNotAtAll) {
     EXPECT_EQ(count("open"), c.has_instance && c.slice != never_answers);
     EXPECT_EQ(count("close"), count("open")) << "whoever ends up with the unit closes it";
   }
-}
-
-TEST(Instantiation, AsksForTheProcessThatIsWanted) {
-  UnitScript script;
-  AudioComponentInstantiationOptions asked = 0;
-  g_instantiate = [&](AudioComponentInstantiationOptions options, Handler handler) {
-    asked = options;
-    handler(open_unit(), noErr);
-  };
-  std::string error;
-  AudioUnitPlugin plugin(*PluginSpec::parse(UnitScript::instrument, error), true);
-  EXPECT_TRUE(plugin.load(48000, 64, error)) << error;
-  EXPECT_EQ(asked,
-            AudioComponentInstantiationOptions{kAudioComponentInstantiation_LoadOutOfProcess});
 }
 
 }  // namespace

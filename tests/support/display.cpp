@@ -44,24 +44,19 @@ void keep_settings_in(const ScratchFolder& folder) {
   setenv("GNUSTEP_CONFIG_FILE", (folder / "GNUstep.conf").c_str(), 1);
 }
 
-/// In the child. A test that crashes takes its server with it, and does not leave it its pipes.
-[[noreturn]] void serve_display(int number, bool with_gl) {
+/// Starts a program that ends with the test, even one that crashes, and does not get its pipes;
+/// `kept` becomes its descriptor 9.
+pid_t start_quietly(const std::vector<std::string>& words, int kept = -1) {
+  std::vector<char*> arguments;
+  for (const std::string& word : words) arguments.push_back(const_cast<char*>(word.c_str()));
+  arguments.push_back(nullptr);
+  const pid_t child = fork();
+  if (child != 0) return child;
   prctl(PR_SET_PDEATHSIG, SIGKILL);
   const int nowhere = open("/dev/null", O_RDWR);
   for (const int descriptor : {0, 1, 2}) dup2(nowhere, descriptor);
-  dup2(number, 9);
-  // A number of its own: a server that is just ending may still hold the first free one.
-  const std::string name = ":" + std::to_string(100 + getpid() % 30000);
-  execlp("Xvfb", "Xvfb", name.c_str(), "-displayfd", "9", "-screen", "0", "1280x1024x24",
-         "-nolisten", "tcp", "-noreset", with_gl ? "+extension" : "-extension", "GLX", nullptr);
-  _exit(127);
-}
-
-[[noreturn]] void manage_windows() {
-  prctl(PR_SET_PDEATHSIG, SIGKILL);
-  const int nowhere = open("/dev/null", O_RDWR);
-  for (const int descriptor : {0, 1, 2}) dup2(nowhere, descriptor);
-  execlp("openbox", "openbox", nullptr);
+  if (kept >= 0) dup2(kept, 9);
+  execvp(arguments[0], arguments.data());
   _exit(127);
 }
 
@@ -112,15 +107,20 @@ VirtualDisplay::VirtualDisplay(bool with_gl) {
   keep_settings_in(settings_);
   int number[2];
   if (pipe2(number, O_CLOEXEC) != 0) return;
-  pid_ = fork();
-  if (pid_ == 0) serve_display(number[1], with_gl);
+  // A number of its own: a server that is just ending may still hold the first free one.
+  static int servers = 0;
+  const std::string name = ":" + std::to_string(100 + (getpid() * 8 + servers++ % 8) % 50000);
+  pid_ =
+      start_quietly({"Xvfb", name, "-displayfd", "9", "-screen", "0", "1280x1024x24", "-nolisten",
+                     "tcp", "-noreset", with_gl ? "+extension" : "-extension", "GLX"},
+                    number[1]);
   close(number[1]);
   // It names the display once it listens; the line's end comes by itself, and would end a server
   // that can no longer write it.
-  std::string name;
-  for (char byte = 0; read(number[0], &byte, 1) == 1 && byte != '\n';) name += byte;
+  std::string served;
+  for (char byte = 0; read(number[0], &byte, 1) == 1 && byte != '\n';) served += byte;
   close(number[0]);
-  if (!name.empty()) setenv("DISPLAY", (":" + name).c_str(), 1);
+  if (!served.empty()) setenv("DISPLAY", (":" + served).c_str(), 1);
 }
 
 VirtualDisplay::~VirtualDisplay() {
@@ -131,8 +131,7 @@ VirtualDisplay::~VirtualDisplay() {
 bool VirtualDisplay::start_window_manager() {
   Display* const display = static_cast<Display*>(connection());
   if (!display) return false;
-  manager_ = fork();
-  if (manager_ == 0) manage_windows();
+  manager_ = start_quietly({"openbox"});
   windows_are_managed = wait_until([&] {
     return !property_of(display, DefaultRootWindow(display), "_NET_SUPPORTING_WM_CHECK").empty();
   });
@@ -287,8 +286,13 @@ void click(const WindowPlace& window, int x, int y, int count) {
   output_of(at(window, x, y) + " click --delay 40 --repeat " + std::to_string(count) + " 1");
 }
 
+void press(const WindowPlace& window, int x, int y) {
+  output_of(at(window, x, y) + " mousedown 1");
+}
+
 void drag(const WindowPlace& window, int from_x, int from_y, int to_x, int to_y) {
-  output_of(at(window, from_x, from_y) + " mousedown 1 sleep 0.05");
+  press(window, from_x, from_y);
+  output_of("sleep 0.05");
   for (int step = 1; step <= 4; ++step) {
     output_of(at(window, from_x + (to_x - from_x) * step / 4, from_y + (to_y - from_y) * step / 4) +
               " sleep 0.03");

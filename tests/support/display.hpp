@@ -76,6 +76,7 @@ std::pair<int, int> on_screen(const WindowPlace& window, int x, int y);
 // Real pointer events from another process, at points inside the view that the window shows. What
 // draws a title bar without a window manager is in `window` as well.
 void click(const WindowPlace& window, int x, int y, int count = 1);
+void press(const WindowPlace& window, int x, int y);
 void drag(const WindowPlace& window, int from_x, int from_y, int to_x, int to_y);
 void turn_wheel(const WindowPlace& window, int x, int y, int notches);
 /// Closes the window as its user would.

@@ -52,25 +52,31 @@ inline void settle(const std::filesystem::path& folder) {
   std::filesystem::last_write_time(folder, time);
 }
 
-inline constexpr const char* prefixes =
-    "@prefix atom: <http://lv2plug.in/ns/ext/atom#> .\n"
-    "@prefix doap: <http://usefulinc.com/ns/doap#> .\n"
-    "@prefix foaf: <http://xmlns.com/foaf/0.1/> .\n"
-    "@prefix lv2: <http://lv2plug.in/ns/lv2core#> .\n"
-    "@prefix midi: <http://lv2plug.in/ns/ext/midi#> .\n"
-    "@prefix pprops: <http://lv2plug.in/ns/ext/port-props#> .\n"
-    "@prefix pset: <http://lv2plug.in/ns/ext/presets#> .\n"
-    "@prefix rdfs: <http://www.w3.org/2000/01/rdf-schema#> .\n"
-    "@prefix rsz: <http://lv2plug.in/ns/ext/resize-port#> .\n"
-    "@prefix state: <http://lv2plug.in/ns/ext/state#> .\n"
-    "@prefix ui: <http://lv2plug.in/ns/extensions/ui#> .\n"
-    "@prefix units: <http://lv2plug.in/ns/extensions/units#> .\n";
+/// Writes `text` with the prefixes that it may use.
+inline void write_turtle(const std::filesystem::path& path, const std::string& text) {
+  write_file(path, R"(
+    @prefix atom: <http://lv2plug.in/ns/ext/atom#> .
+    @prefix dman: <http://lv2plug.in/ns/ext/dynmanifest#> .
+    @prefix doap: <http://usefulinc.com/ns/doap#> .
+    @prefix foaf: <http://xmlns.com/foaf/0.1/> .
+    @prefix lv2: <http://lv2plug.in/ns/lv2core#> .
+    @prefix midi: <http://lv2plug.in/ns/ext/midi#> .
+    @prefix pprops: <http://lv2plug.in/ns/ext/port-props#> .
+    @prefix pset: <http://lv2plug.in/ns/ext/presets#> .
+    @prefix rdf: <http://www.w3.org/1999/02/22-rdf-syntax-ns#> .
+    @prefix rdfs: <http://www.w3.org/2000/01/rdf-schema#> .
+    @prefix rsz: <http://lv2plug.in/ns/ext/resize-port#> .
+    @prefix state: <http://lv2plug.in/ns/ext/state#> .
+    @prefix ui: <http://lv2plug.in/ns/extensions/ui#> .
+    @prefix units: <http://lv2plug.in/ns/extensions/units#> .)" +
+                       text);
+}
 
 /// Audio through: port 0 in, port 1 out, then whatever `more_ports` adds.
 inline std::string through_ports(const std::string& more_ports = {}) {
-  return "lv2:port [ a lv2:AudioPort, lv2:InputPort ; lv2:index 0 ; lv2:symbol \"in\" ;\n"
-         "  lv2:name \"In\" ] , [ a lv2:AudioPort, lv2:OutputPort ; lv2:index 1 ;\n"
-         "  lv2:symbol \"out\" ; lv2:name \"Out\" ]" +
+  return R"(
+    lv2:port [ a lv2:AudioPort, lv2:InputPort ; lv2:index 0 ; lv2:symbol "in" ; lv2:name "In" ] ,
+    [ a lv2:AudioPort, lv2:OutputPort ; lv2:index 1 ; lv2:symbol "out" ; lv2:name "Out" ])" +
          more_ports;
 }
 
@@ -78,20 +84,20 @@ inline std::string through_ports(const std::string& more_ports = {}) {
 inline void write_bundle(const std::filesystem::path& folder, const std::string& uri,
                          const std::string& body, const std::string& more_manifest = {}) {
   std::filesystem::create_directories(folder);
-  write_file(folder / "manifest.ttl", std::string(prefixes) + "<" + uri +
-                                          "> a lv2:Plugin ; lv2:binary <plugin.so> ; "
-                                          "rdfs:seeAlso <plugin.ttl> .\n" +
-                                          more_manifest);
-  write_file(folder / "plugin.ttl",
-             std::string(prefixes) + "<" + uri + "> a lv2:Plugin ; " + body + " .\n");
+  const std::string plugin = "<" + uri + "> a lv2:Plugin ; ";
+  write_turtle(folder / "manifest.ttl",
+               plugin + "lv2:binary <plugin.so> ; rdfs:seeAlso <plugin.ttl> ." + more_manifest);
+  write_turtle(folder / "plugin.ttl", plugin + body + " .");
 }
 
 /// A plugin named `name` that passes audio through.
 inline void write_plain_bundle(const std::filesystem::path& folder, const std::string& uri,
-                               const std::string& name, int micro_version = 0) {
+                               const std::string& name, int micro_version = 0,
+                               const std::string& more_manifest = {}) {
   write_bundle(folder, uri,
                "doap:name \"" + name + "\" ; lv2:minorVersion 2 ; lv2:microVersion " +
-                   std::to_string(micro_version) + " ; " + through_ports());
+                   std::to_string(micro_version) + " ; " + through_ports(),
+               more_manifest);
 }
 
 }  // namespace vesk::tests

@@ -9,7 +9,6 @@
 
 #include <csignal>
 #include <cstdlib>
-#include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <sstream>
@@ -34,65 +33,42 @@ constexpr char bus_configuration[] = R"(<busconfig>
 </busconfig>
 )";
 
-template <typename Value>
-DBusMessage* answer_with_variant(DBusMessage* call, int type, const char* signature, Value value) {
-  DBusMessage* answer = dbus_message_new_method_return(call);
-  DBusMessageIter outer;
-  DBusMessageIter inner;
-  dbus_message_iter_init_append(answer, &outer);
-  dbus_message_iter_open_container(&outer, DBUS_TYPE_VARIANT, signature, &inner);
-  dbus_message_iter_append_basic(&inner, type, &value);
-  dbus_message_iter_close_container(&outer, &inner);
-  return answer;
-}
-
 DBusMessage* answer_property(DBusMessage* call) {
   const char* interface = nullptr;
   const char* name = nullptr;
   dbus_message_get_args(call, nullptr, DBUS_TYPE_STRING, &interface, DBUS_TYPE_STRING, &name,
                         DBUS_TYPE_INVALID);
-  if (name != nullptr && std::strcmp(name, "MaxRealtimePriority") == 0)
-    return answer_with_variant<dbus_int32_t>(call, DBUS_TYPE_INT32, "i", 15);
-  if (name != nullptr && std::strcmp(name, "RTTimeUSecMax") == 0)
-    return answer_with_variant<dbus_int64_t>(call, DBUS_TYPE_INT64, "x", 100'000);
-  return dbus_message_new_error(call, DBUS_ERROR_UNKNOWN_PROPERTY, "no such property");
+  const std::string wanted = name != nullptr ? name : "";
+  const dbus_int32_t priority = 15;
+  const dbus_int64_t limit_us = 100'000;
+  const bool is_priority = wanted == "MaxRealtimePriority";
+  if (!is_priority && wanted != "RTTimeUSecMax")
+    return dbus_message_new_error(call, DBUS_ERROR_UNKNOWN_PROPERTY, "no such property");
+  DBusMessage* answer = dbus_message_new_method_return(call);
+  DBusMessageIter outer;
+  DBusMessageIter inner;
+  dbus_message_iter_init_append(answer, &outer);
+  dbus_message_iter_open_container(&outer, DBUS_TYPE_VARIANT, is_priority ? "i" : "x", &inner);
+  if (is_priority)
+    dbus_message_iter_append_basic(&inner, DBUS_TYPE_INT32, &priority);
+  else
+    dbus_message_iter_append_basic(&inner, DBUS_TYPE_INT64, &limit_us);
+  dbus_message_iter_close_container(&outer, &inner);
+  return answer;
 }
 
-/// Where RealtimeKit looks too; `prlimit` would need rights over the caller.
-void read_realtime_limits(dbus_uint32_t process, RealtimeKitService::Request& request) {
-  std::ifstream limits("/proc/" + std::to_string(process) + "/limits");
+RealtimeKitService::Request read_request(DBusMessage* call) {
+  RealtimeKitService::Request request = {};
+  dbus_message_get_args(call, nullptr, DBUS_TYPE_UINT64, &request.thread, DBUS_TYPE_UINT32,
+                        &request.priority, DBUS_TYPE_INVALID);
+  // Where RealtimeKit looks too; `prlimit` would need rights over the caller.
+  std::ifstream limits("/proc/" + std::to_string(request.thread) + "/limits");
   const std::string wanted = "Max realtime timeout";
   for (std::string line; std::getline(limits, line);) {
     if (!line.starts_with(wanted)) continue;
     std::istringstream(line.substr(wanted.size())) >> request.soft_limit_us >>
         request.hard_limit_us;
   }
-}
-
-RealtimeKitService::Request read_request(DBusConnection* connection, DBusMessage* call) {
-  RealtimeKitService::Request request = {};
-  dbus_uint64_t thread = 0;
-  dbus_uint32_t priority = 0;
-  dbus_message_get_args(call, nullptr, DBUS_TYPE_UINT64, &thread, DBUS_TYPE_UINT32, &priority,
-                        DBUS_TYPE_INVALID);
-  request.thread = thread;
-  request.priority = priority;
-  // The bus knows who asks, as RealtimeKit itself relies on.
-  DBusMessage* question = dbus_message_new_method_call(
-      DBUS_SERVICE_DBUS, DBUS_PATH_DBUS, DBUS_INTERFACE_DBUS, "GetConnectionUnixProcessID");
-  const char* sender = dbus_message_get_sender(call);
-  dbus_message_append_args(question, DBUS_TYPE_STRING, &sender, DBUS_TYPE_INVALID);
-  DBusMessage* answer =
-      dbus_connection_send_with_reply_and_block(connection, question, 5000, nullptr);
-  dbus_uint32_t process = 0;
-  if (answer != nullptr) {
-    dbus_message_get_args(answer, nullptr, DBUS_TYPE_UINT32, &process, DBUS_TYPE_INVALID);
-    dbus_message_unref(answer);
-  }
-  dbus_message_unref(question);
-  read_realtime_limits(process, request);
-  request.is_thread_of_sender = std::filesystem::exists("/proc/" + std::to_string(process) +
-                                                        "/task/" + std::to_string(thread));
   return request;
 }
 
@@ -110,7 +86,7 @@ RealtimeKitService::Request read_request(DBusConnection* connection, DBusMessage
         if (dbus_message_is_method_call(call, DBUS_INTERFACE_PROPERTIES, "Get"))
           answer = answer_property(call);
         if (dbus_message_is_method_call(call, service_name, "MakeThreadRealtime")) {
-          const RealtimeKitService::Request request = read_request(connection, call);
+          const RealtimeKitService::Request request = read_request(call);
           if (write(requests, &request, sizeof request) != sizeof request) _exit(1);
           answer = mode == RealtimeKitService::grants
                        ? dbus_message_new_method_return(call)

@@ -31,7 +31,6 @@ class RealtimeKitService {
     uint32_t priority;
     uint64_t soft_limit_us;
     uint64_t hard_limit_us;
-    bool is_thread_of_sender;
   };
   std::optional<Request> request() const;
 

@@ -127,6 +127,12 @@ class WindowsTest : public testing::Test {
     thread.join();
     return result;
   }
+  bool open_off_screen(unsigned plugin, const EditorsUnit& unit, const std::string& title) {
+    setenv("VESK_PLUGIN_WINDOWS_OFFSCREEN", "", 1);
+    const bool opened = windows_->open(plugin, unit.get(), title);
+    unsetenv("VESK_PLUGIN_WINDOWS_OFFSCREEN");
+    return opened;
+  }
   std::optional<WindowPlace> find(const std::string& title) {
     return pump_while([&] { return find_window(title); });
   }

@@ -6,6 +6,7 @@
 
 #include <cmath>
 #include <random>
+#include <tuple>
 
 #include "tests/support/scratch_folder.hpp"
 #include "tools/midi/period_events.hpp"
@@ -16,47 +17,27 @@ namespace {
 using tests::Bytes;
 using tests::file_bytes;
 
-Bytes header(int format, int tracks, int division) {
-  return {'M',
-          'T',
-          'h',
-          'd',
-          0,
-          0,
-          0,
-          6,
-          0,
-          std::uint8_t(format),
-          0,
-          std::uint8_t(tracks),
-          std::uint8_t(division >> 8),
-          std::uint8_t(division)};
-}
-
 Bytes operator+(Bytes a, const Bytes& b) {
   a.insert(a.end(), b.begin(), b.end());
   return a;
 }
 
-Bytes track(const Bytes& body, const char* tag = "MTrk") {
-  return Bytes{std::uint8_t(tag[0]),
-               std::uint8_t(tag[1]),
-               std::uint8_t(tag[2]),
-               std::uint8_t(tag[3]),
-               0,
-               0,
-               std::uint8_t(body.size() >> 8),
-               std::uint8_t(body.size())} +
-         body;
+/// A chunk of at most 255 bytes.
+Bytes chunk(const std::string& tag, const Bytes& body) {
+  return Bytes(tag.begin(), tag.end()) + Bytes{0, 0, 0, std::uint8_t(body.size())} + body;
+}
+
+Bytes header(int format, int tracks, int division) {
+  return chunk("MThd", {0, std::uint8_t(format), 0, std::uint8_t(tracks),
+                        std::uint8_t(division >> 8), std::uint8_t(division)});
+}
+
+Bytes track(const Bytes& body) {
+  return chunk("MTrk", body);
 }
 
 const Bytes end_of_track{0, 0xFF, 0x2F, 0};
 const Bytes one_note{0, 0x90, 60, 100, 96, 0x80, 60, 0};
-
-struct Timed {
-  double seconds;
-  std::uint8_t status, data1, data2;
-};
 
 TEST(midi_file, EventsComeAtTheirTimes) {
   const Bytes tempo_1s{0, 0xFF, 0x51, 3, 0x0F, 0x42, 0x40};   // 1,000,000 us a quarter
@@ -64,7 +45,7 @@ TEST(midi_file, EventsComeAtTheirTimes) {
   const struct {
     const char* name;
     Bytes bytes;
-    std::vector<Timed> events;
+    std::vector<TimedMidiEvent> events;
     double length;
   } cases[] = {
       {"120 beats a minute when no tempo is given",
@@ -89,7 +70,7 @@ TEST(midi_file, EventsComeAtTheirTimes) {
        {{1.0, 0x90, 60, 1}},
        1.0},
       {"foreign chunks and bytes after the last track are skipped",
-       header(0, 1, 96) + track({1, 2, 3}, "XFIH") + track(one_note + end_of_track) + Bytes{1, 2},
+       header(0, 1, 96) + chunk("XFIH", {1, 2, 3}) + track(one_note + end_of_track) + Bytes{1, 2},
        {{0, 0x90, 60, 100}, {0.5, 0x80, 60, 0}},
        0.5},
       {"at one time the file's order holds, track by track",
@@ -110,43 +91,85 @@ TEST(midi_file, EventsComeAtTheirTimes) {
     ASSERT_EQ(song->events.size(), test.events.size());
     for (std::size_t i = 0; i < test.events.size(); ++i) {
       const TimedMidiEvent& event = song->events[i];
-      EXPECT_NEAR(event.seconds, test.events[i].seconds, 1e-9);
-      EXPECT_EQ(event.status, test.events[i].status);
-      EXPECT_EQ(event.data1, test.events[i].data1);
-      EXPECT_EQ(event.data2, test.events[i].data2);
+      const TimedMidiEvent& expected = test.events[i];
+      EXPECT_NEAR(event.seconds, expected.seconds, 1e-9);
+      EXPECT_EQ(std::tie(event.status, event.data1, event.data2),
+                std::tie(expected.status, expected.data1, expected.data2));
     }
     EXPECT_NEAR(song->length_seconds, test.length, 1e-9);
   }
 }
 
+TEST(midi_file, TempoAndMeterAreMarkedWhereTheyChange) {
+  const Bytes twice_as_slow{0, 0xFF, 0x51, 3, 0x0F, 0x42, 0x40};
+  const Bytes six_eight{96, 0xFF, 0x58, 4, 6, 3, 36, 8};
+  const TempoMark start;
+  const struct {
+    const char* name;
+    Bytes bytes;
+    std::vector<TempoMark> marks;
+  } cases[] = {
+      {"none: 120 in 4/4", header(0, 1, 96) + track(one_note), {start}},
+      {"at the start they replace it, and a meter an eighth later starts its bars",
+       header(0, 1, 96) +
+           track(twice_as_slow + Bytes{48} + Bytes(six_eight.begin() + 1, six_eight.end())),
+       {{.tempo = 60},
+        {.seconds = 0.5,
+         .beat = 0.5,
+         .tempo = 60,
+         .first_bar = 0.5,
+         .beats_per_bar = 6,
+         .beat_unit = 8}}},
+      {"a tempo of another track keeps the meter's bars",
+       header(1, 2, 96) + track(six_eight) +
+           track(Bytes{0x81, 0x40} + Bytes(twice_as_slow.begin() + 1, twice_as_slow.end())),
+       {start,
+        {.seconds = 0.5, .beat = 1, .first_bar = 1, .beats_per_bar = 6, .beat_unit = 8},
+        {.seconds = 1,
+         .beat = 2,
+         .tempo = 60,
+         .first_bar = 1,
+         .beats_per_bar = 6,
+         .beat_unit = 8}}},
+      {"nonsense is left out: a meter of 0, a 128th as its unit",
+       header(0, 1, 96) + track({0, 0xFF, 0x58, 4, 0, 2, 24, 8, 0, 0xFF, 0x58, 4, 4, 7, 24, 8}),
+       {start}},
+      {"SMPTE has no beats", header(0, 1, 0xE728) + track(twice_as_slow), {}},
+  };
+  for (const auto& test : cases) {
+    std::string error;
+    const auto song = parse_midi(test.bytes, error);
+    ASSERT_TRUE(song) << test.name << error;
+    EXPECT_EQ(song->marks, test.marks) << test.name;
+  }
+}
+
 TEST(midi_file, DamagedFilesAreRefusedInWords) {
   const Bytes good = header(0, 1, 96) + track(one_note + end_of_track);
-  const auto cut = [&](std::ptrdiff_t from_end) {
-    return Bytes(good.begin(), good.end() - from_end);
-  };
+  const std::string damaged = "damaged MIDI file: ";
   const struct {
     Bytes bytes;
-    const char* message;
+    std::string message;
   } cases[] = {
       {{}, "not a MIDI file"},
       {Bytes(100, 'x'), "not a MIDI file"},
-      {cut(3), "damaged MIDI file: the file ends inside track 1"},
+      {{good.begin(), good.end() - 3}, damaged + "the file ends inside track 1"},
       {header(0, 2, 96) + track(one_note + end_of_track),
-       "damaged MIDI file: the file ends after 1 of 2 tracks"},
+       damaged + "the file ends after 1 of 2 tracks"},
       {header(2, 1, 96) + track(end_of_track),
        "MIDI file of format 2; formats 0 and 1 can be played"},
-      {header(0, 1, 0) + track(end_of_track), "damaged MIDI file: no usable time base (0)"},
-      {header(0, 0, 96), "damaged MIDI file: no tracks"},
+      {header(0, 1, 0) + track(end_of_track), damaged + "no usable time base (0)"},
+      {header(0, 0, 96), damaged + "no tracks"},
       {header(0, 1, 96) + track({0, 0x90, 60}),
-       "damaged MIDI file: track 1 ends inside an event (byte 2 of 3)"},
+       damaged + "track 1 ends inside an event (byte 2 of 3)"},
       {header(0, 1, 96) + track({0, 60, 1}),
-       "damaged MIDI file: track 1 has a data byte where an event should begin (byte 1 of 3)"},
+       damaged + "track 1 has a data byte where an event should begin (byte 1 of 3)"},
       {header(0, 1, 96) + track({0, 0x90, 0x90, 1}),
-       "damaged MIDI file: track 1 has a status byte where a data byte should be (byte 2 of 4)"},
+       damaged + "track 1 has a status byte where a data byte should be (byte 2 of 4)"},
       {header(0, 1, 96) + track({0, 0xFF, 1, 100, 'x'}),
-       "damaged MIDI file: track 1 ends inside an event (byte 4 of 5)"},
+       damaged + "track 1 ends inside an event (byte 4 of 5)"},
       {header(0, 1, 96) + track({0xFF, 0xFF, 0xFF, 0xFF, 0, 0x90, 1, 1}),
-       "damaged MIDI file: track 1 ends inside a time (byte 4 of 8)"},
+       damaged + "track 1 ends inside a time (byte 4 of 8)"},
       {header(0, 1, 1) + track({0xFF, 0xFF, 0xFF, 0x7F, 0x90, 1, 1}),
        "the song lasts 37282 hours; at most 24 can be played"},
   };
@@ -194,6 +217,7 @@ TEST(midi_file, TheFirstPartOfASongHoldsNoNoteBeyondItsEnd) {
                    {0.75, 0x81, 60, 0},
                    {1.0, 0x93, 60, 100},
                    {1.5, 0x91, 62, 0}},
+                  {},
                   2.0,
                   3};
   const struct {
@@ -220,9 +244,9 @@ TEST(midi_file, TheFirstPartOfASongHoldsNoNoteBeyondItsEnd) {
 }
 
 TEST(period_events, EachEventFallsIntoThePeriodOfItsFrame) {
-  const std::vector<TimedMidiEvent> events{
-      {0.0, 0x90, 1, 1}, {0.0999, 0x90, 2, 1}, {0.1, 0x90, 3, 1}, {0.35, 0x90, 4, 1}};
-  PeriodEvents periods(events, 1000.0);
+  Song song;
+  song.events = {{0.0, 0x90, 1, 1}, {0.0999, 0x90, 2, 1}, {0.1, 0x90, 3, 1}, {0.35, 0x90, 4, 1}};
+  PeriodEvents periods(song, 1000.0);
   std::vector<std::pair<int, std::uint32_t>> seen;  // period, offset
   for (int number = 0; number < 4; ++number) {
     const Period period = periods.next(100);
@@ -249,17 +273,17 @@ TEST(period_events, OfADenseSongEveryEventStaysAtItsFrame) {
       {{{20, 300}, {21, 10}}, {20, 1, 1, 100}},
   };
   for (const auto& test : cases) {
-    std::vector<TimedMidiEvent> events;
+    Song song;
     std::vector<std::uint64_t> wanted, seen;  // frames
     for (const auto& [frame, count] : test.groups) {
       for (int i = 0; i < count; ++i) {
         const std::size_t before = wanted.size() - host::max_midi_events;
         const std::uint64_t earliest = before < wanted.size() ? wanted[before] + 1 : 0;
-        events.push_back({frame / 1000.0, 0x90, std::uint8_t(wanted.size() % 128), 1});
+        song.events.push_back({frame / 1000.0, 0x90, std::uint8_t(wanted.size() % 128), 1});
         wanted.push_back(std::max<std::uint64_t>(frame, earliest));
       }
     }
-    PeriodEvents periods(events, 1000.0);
+    PeriodEvents periods(song, 1000.0);
     std::vector<std::uint32_t> lengths;
     for (std::uint64_t start = 0; !periods.is_done(); start += lengths.back()) {
       const Period period = periods.next(100);
@@ -273,6 +297,52 @@ TEST(period_events, OfADenseSongEveryEventStaysAtItsFrame) {
     }
     EXPECT_EQ(seen, wanted);
     EXPECT_EQ(lengths, test.lengths);
+  }
+}
+
+TEST(period_events, EachPeriodKnowsItsBeatAlsoAfterAnHourOfTempoChanges) {
+  // Every 7 seconds the tempo changes, every 70 the meter; 3,600 seconds in all.
+  Song song;
+  song.length_seconds = 3600;
+  for (int change = 0; change * 7 < 3600; ++change) {
+    TempoMark mark = change > 0 ? song.marks.back() : TempoMark{};
+    mark.beat += change > 0 ? 7 * mark.tempo / 60 : 0;
+    mark.seconds = change * 7;
+    mark.tempo = 60 + 37 * change % 180;
+    if (change % 10 == 0) {
+      mark.first_bar = mark.beat;
+      mark.beats_per_bar = change % 20 == 0 ? 4 : 7;
+      mark.beat_unit = change % 20 == 0 ? 4 : 8;
+    }
+    song.marks.push_back(mark);
+  }
+  constexpr double rate = 44'100;
+  PeriodEvents periods(song, rate);
+  std::uint64_t frame = 0;
+  std::size_t changes = 0;
+  while (frame < 3600 * 44'100ull) {
+    const Period period = periods.next(4096);
+    ASSERT_TRUE(period.transport);
+    const client::Transport& now = *period.transport;
+    const auto place = static_cast<std::size_t>(frame / (7 * 44'100));
+    changes += frame % (7 * 44'100) == 0;  // a period begins on each change
+    const TempoMark& mark = song.marks[place];
+    ASSERT_EQ(now.tempo, mark.tempo);
+    ASSERT_EQ(now.frame, static_cast<double>(frame));
+    ASSERT_NEAR(now.beat, mark.beat + (now.frame / rate - mark.seconds) * mark.tempo / 60, 1e-9);
+    const double bar = mark.beats_per_bar * 4.0 / mark.beat_unit;
+    ASSERT_LE(now.bar_start, now.beat);
+    ASSERT_GT(now.bar_start + bar, now.beat);
+    ASSERT_NEAR(std::remainder(now.bar_start - mark.first_bar, bar), 0, 1e-9);
+    ASSERT_TRUE(now.playing);
+    frame += period.frames;
+  }
+  EXPECT_EQ(frame, 3600 * 44'100ull) << "a period ends with the song";
+  EXPECT_EQ(changes, song.marks.size());
+  for (int tail = 0; tail < 2; ++tail) {
+    const client::Transport after = *periods.next(4096).transport;
+    EXPECT_FALSE(after.playing);
+    EXPECT_EQ(after.frame, 3600 * rate) << "time stands still";
   }
 }
 

@@ -2,7 +2,6 @@
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
-#include <unistd.h>
 
 #include <cmath>
 #include <filesystem>
@@ -50,8 +49,6 @@ TEST(tail, EndsAfterAQuietSecondWhereverThePeriodsFall) {
   EXPECT_FALSE(fixed.was_cut());
 }
 
-// ---- Audio in and out ----
-
 std::vector<float> sine(double hz, double rate, std::size_t frames, double amplitude) {
   std::vector<float> samples(frames);
   for (std::size_t i = 0; i < frames; ++i)
@@ -59,20 +56,38 @@ std::vector<float> sine(double hz, double rate, std::size_t frames, double ampli
   return samples;
 }
 
-/// Writes two channels; the test fails when that fails.
-void write_audio(const std::string& path, const std::vector<float>& left,
-                 const std::vector<float>& right, int rate, std::uint64_t* clipped = nullptr) {
+/// Writes two channels; the test fails when that fails. Says how many samples were clipped.
+std::uint64_t write_audio(const std::string& path, const std::vector<float>& left,
+                          const std::vector<float>& right, int rate) {
   std::string error;
   AudioFormat format{};
-  ASSERT_TRUE(format_of_name(path, format));
+  EXPECT_TRUE(format_of_name(path, format));
   auto file = OutputFile::create(path, error);
-  ASSERT_TRUE(file) << error;
-  auto writer = AudioWriter::open(*file, format, rate, error);
-  ASSERT_TRUE(writer) << error;
-  ASSERT_TRUE(writer->write(left.data(), right.data(), std::uint32_t(left.size()), error)) << error;
-  ASSERT_TRUE(writer->finish(error)) << error;
-  if (clipped) *clipped = writer->clipped_samples();
-  ASSERT_TRUE(file->commit(error)) << error;
+  auto writer = file ? AudioWriter::open(*file, format, rate, error) : nullptr;
+  EXPECT_TRUE(writer &&
+              writer->write(left.data(), right.data(), std::uint32_t(left.size()), error) &&
+              writer->finish(error) && file->commit(error))
+      << error;
+  return writer ? writer->clipped_samples() : 0;
+}
+
+struct Stereo {
+  std::vector<float> left, right;
+};
+
+/// All of a file at `rate`, or at its own when that is 0; the test fails when it cannot be read.
+Stereo read_audio(const std::string& path, int rate = 0) {
+  std::string error;
+  const auto reader = AudioReader::open(path, rate, error);
+  EXPECT_TRUE(reader) << error;
+  if (!reader) return {};
+  Stereo sound{std::vector<float>(100'000), std::vector<float>(100'000)};
+  const auto frames = reader->read(sound.left.data(), sound.right.data(), 100'000);
+  EXPECT_NEAR(static_cast<double>(reader->length_frames()), frames,
+              rate ? 2 : 0);  // a conversion rounds
+  sound.left.resize(frames);
+  sound.right.resize(frames);
+  return sound;
 }
 
 TEST(audio_files, AWavComesBackBitForBitAndHoldsNoTimeStamp) {
@@ -80,13 +95,8 @@ TEST(audio_files, AWavComesBackBitForBitAndHoldsNoTimeStamp) {
   const auto left = sine(440, 48'000, 10'000, 1.5);
   const auto right = sine(330, 48'000, 10'000, 0.5);
   write_audio(folder / "a.wav", left, right, 48'000);
-  std::string error;
-  const auto reader = AudioReader::open(folder / "a.wav", 0, error);
-  ASSERT_TRUE(reader) << error;
-  std::vector<float> left_back(20'000), right_back(20'000);
-  EXPECT_EQ(reader->read(left_back.data(), right_back.data(), 20'000), 10'000u);
-  EXPECT_TRUE(std::equal(left.begin(), left.end(), left_back.begin()));
-  EXPECT_TRUE(std::equal(right.begin(), right.end(), right_back.begin()));
+  const Stereo back = read_audio(folder / "a.wav");
+  EXPECT_TRUE(back.left == left && back.right == right);
   const Bytes bytes = file_bytes(folder / "a.wav");
   const std::string text(bytes.begin(), bytes.end());
   EXPECT_EQ(text.substr(0, 200).find("PEAK"), std::string::npos);
@@ -94,49 +104,36 @@ TEST(audio_files, AWavComesBackBitForBitAndHoldsNoTimeStamp) {
 
 TEST(audio_files, AFlacClipsAndCounts) {
   const ScratchFolder folder;
-  std::uint64_t clipped = 0;
   const std::vector<float> left{0.5f, 1.0f, 1.5f, -2.0f, NAN};
-  write_audio(folder / "a.flac", left, std::vector<float>(5, -0.25f), 48'000, &clipped);
-  EXPECT_EQ(clipped, 2u);
-  std::string error;
-  const auto reader = AudioReader::open(folder / "a.flac", 0, error);
-  ASSERT_TRUE(reader) << error;
-  float left_back[5], right_back[5];
-  ASSERT_EQ(reader->read(left_back, right_back, 5), 5u);
+  EXPECT_EQ(write_audio(folder / "a.flac", left, std::vector<float>(5, -0.25f), 48'000), 2u);
+  const Stereo back = read_audio(folder / "a.flac");
+  ASSERT_EQ(back.left.size(), 5u);
   const float expected[]{0.5f, 1.0f, 1.0f, -1.0f, 0.0f};
-  for (int i = 0; i < 5; ++i) EXPECT_NEAR(left_back[i], expected[i], 1e-6);
+  for (int i = 0; i < 5; ++i) EXPECT_NEAR(back.left[i], expected[i], 1e-6);
 }
 
 TEST(audio_files, AnotherRateIsConverted) {
   const ScratchFolder folder;
   const auto tone = sine(1'000, 44'100, 44'100, 0.5);
   write_audio(folder / "a.wav", tone, tone, 44'100);
-  std::string error;
-  const auto reader = AudioReader::open(folder / "a.wav", 48'000, error);
-  ASSERT_TRUE(reader) << error;
-  std::vector<float> left(60'000), right(60'000);
-  const auto got = reader->read(left.data(), right.data(), 60'000);
-  EXPECT_NEAR(got, 48'000, 2);
-  EXPECT_EQ(reader->length_frames(), 48'000u);
+  const Stereo back = read_audio(folder / "a.wav", 48'000);
+  ASSERT_NEAR(static_cast<double>(back.left.size()), 48'000, 2);
   const auto expected = sine(1'000, 48'000, 48'000, 0.5);
-  for (std::size_t i = 2'000; i < 46'000; ++i) ASSERT_NEAR(left[i], expected[i], 1e-4) << i;
+  for (std::size_t i = 2'000; i < 46'000; ++i) ASSERT_NEAR(back.left[i], expected[i], 1e-4) << i;
 }
 
 TEST(audio_files, WhatIsNoAudioIsRefusedInWords) {
   const ScratchFolder folder;
   std::ofstream(folder / "text.wav") << "this is no audio at all, only text";
-  const struct {
-    std::string path;
-    std::string message;
-  } cases[] = {
+  const std::pair<std::string, std::string> cases[] = {
       {folder / "none.wav", folder / "none.wav: No such file or directory"},
       {folder / "", folder / ": is a folder"},
       {folder / "text.wav", folder / "text.wav: not an audio file that can be read ("},
   };
-  for (const auto& test : cases) {
+  for (const auto& [path, message] : cases) {
     std::string error;
-    EXPECT_FALSE(AudioReader::open(test.path, 0, error));
-    EXPECT_TRUE(error.starts_with(test.message)) << error;
+    EXPECT_FALSE(AudioReader::open(path, 0, error));
+    EXPECT_TRUE(error.starts_with(message)) << error;
   }
 }
 
@@ -163,29 +160,7 @@ TEST(output_file, AppearsWholeOrNotAtAll) {
   EXPECT_TRUE(fs::is_symlink(folder / "link.wav"));
   EXPECT_FALSE(OutputFile::create("/dev/null", error));
   EXPECT_EQ(error, "/dev/null: cannot be written: not a regular file");
-  EXPECT_FALSE(OutputFile::create(folder / "none/a.wav", error));
-  EXPECT_EQ(error, folder / "none/a.wav: cannot be written: No such file or directory");
 }
-
-TEST(output_file, AFullDiskIsTold) {
-  if (access("/dev/full", W_OK) != 0) GTEST_SKIP() << "no /dev/full here";
-  // The descriptor of a temporary file is put on the device that is always full.
-  const ScratchFolder folder;
-  std::string error;
-  auto file = OutputFile::create(folder / "a.wav", error);
-  ASSERT_TRUE(file);
-  std::FILE* full = std::fopen("/dev/full", "r+");
-  ASSERT_EQ(dup2(fileno(full), file->descriptor()), file->descriptor());
-  std::fclose(full);
-  auto writer = AudioWriter::open(*file, AudioFormat::wav_float, 48'000, error);
-  const std::vector<float> silence(100'000);
-  const bool is_written = writer && writer->write(silence.data(), silence.data(), 100'000, error) &&
-                          writer->finish(error);
-  EXPECT_FALSE(is_written);
-  EXPECT_EQ(error, folder / "a.wav: cannot be written: No space left on device");
-}
-
-// ---- Measuring and drawing ----
 
 TEST(loudness, ACalibratedToneMeasuresRight) {
   // 997 Hz at -20 dBFS on both sides is -20 LUFS by BS.1770 (EBU Tech 3341, case 1's principle).
@@ -243,8 +218,6 @@ TEST(picture, IsDrawnForAnyLength) {
   }
 }
 
-// ---- Whole songs without a host ----
-
 TEST(song_sink, DropsTheLatencyAndEndsWhereTheSongDoes) {
   const ScratchFolder folder;
   std::string error;
@@ -262,11 +235,10 @@ TEST(song_sink, DropsTheLatencyAndEndsWhereTheSongDoes) {
     ASSERT_TRUE(sink->take(period.data(), period.data(), 100, 333, error));
   }
   ASSERT_TRUE(sink->finish(error) && file->commit(error));
-  const auto reader = AudioReader::open(folder / "a.wav", 0, error);
-  std::vector<float> left(1'000), right(1'000);
-  ASSERT_EQ(reader->read(left.data(), right.data(), 1'000), 333u);
-  EXPECT_EQ(left[0], 150.0f / 1024.0f);
-  EXPECT_EQ(left[332], 482.0f / 1024.0f);
+  const Stereo song = read_audio(folder / "a.wav");
+  ASSERT_EQ(song.left.size(), 333u);
+  EXPECT_EQ(song.left.front(), 150.0f / 1024.0f);
+  EXPECT_EQ(song.left.back(), 482.0f / 1024.0f);
 }
 
 TEST(song_source, ASongEndsWhereItsFileOrItsDurationSays) {
@@ -277,7 +249,8 @@ TEST(song_source, ASongEndsWhereItsFileOrItsDurationSays) {
     write_audio(folder / "a.wav", tone, tone, 48'000);
     std::string error;
     const std::size_t end = std::min<std::size_t>(frames, 4'800);
-    const auto source = SongSource::open("", folder / "a.wav", 0, 0.1, error);
+    const auto source =
+        SongSource::open({.input_path = folder / "a.wav", .longest_seconds = 0.1}, error);
     ASSERT_TRUE(source) << error;
     EXPECT_EQ(source->expected_frames(), end);
     std::vector<float> heard;
@@ -292,8 +265,6 @@ TEST(song_source, ASongEndsWhereItsFileOrItsDurationSays) {
                             [](float sample) { return sample == 0.0f; }));
   }
 }
-
-// ---- The command line ----
 
 TEST(render_arguments, SensibleCommandLinesAreRead) {
   std::string error;
@@ -315,11 +286,9 @@ TEST(render_arguments, SensibleCommandLinesAreRead) {
 }
 
 TEST(render_arguments, SenselessCommandLinesAreRefusedInWords) {
-  const std::vector<std::string> instrument{"aumu:Sm48:LV2_", "-m", "a.mid", "-o", "a.wav"};
-  const auto with = [&](std::vector<std::string> more) {
-    std::vector<std::string> words = instrument;
-    words.insert(words.end(), more.begin(), more.end());
-    return words;
+  const auto with = [](std::vector<std::string> more) {
+    more.insert(more.begin(), {"aumu:Sm48:LV2_", "-m", "a.mid", "-o", "a.wav"});
+    return more;
   };
   const struct {
     std::vector<std::string> words;

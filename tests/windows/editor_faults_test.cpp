@@ -1,13 +1,13 @@
 // Editors whose code fails and X servers that do: neither reaches the sound, and no edit is lost.
 
 #include <signal.h>
+#include <sys/resource.h>
 #include <sys/wait.h>
 
 #include "tests/support/editor_host.hpp"
 
 using namespace vesk::host;
 using namespace vesk::tests;
-using namespace std::chrono_literals;
 
 namespace {
 
@@ -25,130 +25,113 @@ TEST_F(Editor, WhatAViewThrowsDoesNotReachTheSound) {
   };
   for (const Case& c : cases) {
     SCOPED_TRACE(c.name);
-    ScratchFolder folder;
+    const ScratchFolder folder;
     const std::string chain = editors(c.variant, empty_preset(folder));
-    RawHost host({.chain = chain});
-    ASSERT_TRUE(host.wait_listening()) << host.block().error;
-    host.ask_window(WindowRequest::open, 0, c.name);
-    const auto window = find_window(c.name);
-    ASSERT_TRUE(window);
-    host.set_parameter(0, kLevel, 0.75f);
-    EXPECT_TRUE(wait_heard(host, 0.75f));
+    EditorHost host(chain);
+    const WindowPlace window = host.show(c.name);
+    EXPECT_TRUE(host.set_level(0.75f));
     if (c.closes)
-      click_close_box(*window);
+      click_close_box(window);
     else
-      click(*window, 30, 60);
-    EXPECT_TRUE(host.wait_open(0));
-    EXPECT_TRUE(wait_until([&] { return load_acquire(host.block().saved_write) == 1; }));
-    EXPECT_TRUE(wait_heard(host, 0.75f));
+      click(window, 30, 60);
+    EXPECT_TRUE(host.closes_and_has_saved(1));
+    EXPECT_TRUE(host.plays(0.75f));
     // Also while the host ends.
     host.ask_window(WindowRequest::open, 0, c.name);
     EXPECT_TRUE(host.wait_open(1));
     EXPECT_TRUE(host.stop());
     const std::string line = "plugin host " + chain + c.line;
-    EXPECT_EQ(lines_without_workgroup(host), c.closes ? line + line : line);
+    EXPECT_EQ(host.lines(), c.closes ? line + line : line);
   }
 }
 
 #if !defined(VESK_SANITIZER)  // which report a crash themselves
 TEST_F(Editor, ACrashInAnEditorIsToldOfItsPlugin) {
-  RawHost host({.chain = editors(kCrashesInMouseDown)});
-  ASSERT_TRUE(host.wait_listening());
-  host.ask_window(WindowRequest::open, 0, "Crashes");
-  const auto window = find_window("Crashes");
-  ASSERT_TRUE(window);
-  click(*window, 30, 60);
+  EditorHost host(editors(kCrashesInMouseDown));
+  click(host.show("Crashes"), 30, 60);
   const int status = host.wait_end();
   EXPECT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == SIGSEGV) << status;
-  EXPECT_EQ(lines_without_workgroup(host),
+  EXPECT_EQ(host.lines(),
             "plugin host " + editors(kCrashesInMouseDown) + ": plugin 0 died in editor: SIGSEGV\n");
 }
 #endif
 
 TEST_F(Editor, WithoutAServerThereIsNoWindowAndTheSoundGoesOn) {
   display_.kill();
-  RawHost host({.chain = editors(kCocoaView)});
-  ASSERT_TRUE(host.wait_listening());
+  EditorHost host(editors(kCocoaView));
   host.ask_window(WindowRequest::open, 0, "Nowhere");
   const std::string line = "plugin host " + editors(kCocoaView) + ": no window for plugin 0\n";
   EXPECT_TRUE(wait_until([&] { return host.standard_error() == line; })) << host.standard_error();
   EXPECT_EQ(load_acquire(host.block().open_mask), 0u);
-  EXPECT_TRUE(wait_heard(host, 0.25f));
+  EXPECT_TRUE(host.plays(0.25f));
   EXPECT_TRUE(host.stop());
 }
 
-TEST_F(Editor, AServerThatGoesAwayTakesTheEditorsAndNotTheHost) {
-  ScratchFolder folder;
-  const std::string preset = empty_preset(folder);
-  RawHost host({.chain = editors(kCocoaView, preset)});
-  ASSERT_TRUE(host.wait_listening()) << host.block().error;
-  host.ask_window(WindowRequest::open, 0, "Doomed");
-  const auto window = find_window("Doomed");
-  ASSERT_TRUE(window);
-  click(*window, 150, 60);
-  EXPECT_TRUE(wait_heard(host, 0.5f));
-  display_.kill();
-  EXPECT_TRUE(host.wait_open(0));
-  EXPECT_TRUE(wait_until([&] { return host.block().saved_write == 1; }));
-  EXPECT_TRUE(sleeps_between_turns(host)) << "it does not spin on the dead connection";
-  host.ask_window(WindowRequest::open, 0, "Again");
-  EXPECT_TRUE(
-      wait_until([&] { return host.standard_error().ends_with("no window for plugin 0\n"); }));
-  EXPECT_TRUE(wait_heard(host, 0.5f));
-  EXPECT_TRUE(host.stop());
-}
-
-TEST_F(Editor, AServerThatGoesAwayWhileAViewTracksThePointerLosesNoEdit) {
-  ScratchFolder folder;
-  RawHost host({.chain = editors(kTracksMouse, empty_preset(folder))});
-  ASSERT_TRUE(host.wait_listening()) << host.block().error;
-  host.ask_window(WindowRequest::open, 0, "Held");
-  const auto window = find_window("Held");
-  ASSERT_TRUE(window);
-  const auto [x, y] = on_screen(*window, 150, 60);
-  output_of("xdotool mousemove " + std::to_string(x) + " " + std::to_string(y) + " mousedown 1");
-  EXPECT_TRUE(wait_heard(host, 0.5f));
-  display_.kill();
-  EXPECT_TRUE(host.wait_open(0));
-  EXPECT_TRUE(wait_until([&] { return host.block().saved_write == 1; }));
-  EXPECT_TRUE(wait_heard(host, 0.5f));
-  EXPECT_TRUE(host.stop());
+TEST_F(Editor, AServerThatGoesAwayTakesTheEditorsAndNeitherTheHostNorAnEdit) {
+  for (const bool is_tracking : {false, true}) {
+    SCOPED_TRACE(is_tracking ? "while a view tracks the pointer" : "between two events");
+    VirtualDisplay display;
+    const ScratchFolder folder;
+    EditorHost host(editors(is_tracking ? kTracksMouse : kCocoaView, empty_preset(folder)));
+    const WindowPlace window = host.show("Doomed");
+    if (is_tracking)
+      press(window, 150, 60);
+    else
+      click(window, 150, 60);
+    EXPECT_TRUE(host.plays(0.5f));
+    display.kill();
+    EXPECT_TRUE(host.closes_and_has_saved(1));
+    EXPECT_TRUE(host.sleeps_between_turns()) << "it does not spin on the dead connection";
+    host.ask_window(WindowRequest::open, 0, "Again");
+    EXPECT_TRUE(
+        wait_until([&] { return host.standard_error().ends_with("no window for plugin 0\n"); }));
+    EXPECT_TRUE(host.plays(0.5f));
+    EXPECT_TRUE(host.stop());
+  }
 }
 
 // Xlib would end the process.
 TEST_F(Editor, AViewThatLosesItsOwnConnectionLosesNoEdit) {
-  struct Case {
-    const char* name;
-    EditorVariant variant;
-    bool closes;
-  };
-  const Case cases[] = {
-      {"OnMainThread", kBreaksItsDisplay, true},
-      {"OnItsThread", kBreaksItsDisplayOnThread, false},
-  };
-  for (const Case& c : cases) {
-    SCOPED_TRACE(c.name);
-    ScratchFolder folder;
-    const std::string preset = empty_preset(folder);
-    RawHost host({.chain = editors(c.variant, preset)});
-    ASSERT_TRUE(host.wait_listening()) << host.block().error;
-    host.ask_window(WindowRequest::open, 0, c.name);
-    const auto window = find_window(c.name);
-    ASSERT_TRUE(window);
-    click(*window, 150, 60);
-    EXPECT_TRUE(wait_heard(host, 0.5f));
-    if (!c.closes) host.ask_window(WindowRequest::close_all);
-    EXPECT_TRUE(host.wait_open(0));
-    EXPECT_TRUE(wait_until([&] { return host.block().saved_write == 1; }));
-    EXPECT_TRUE(wait_heard(host, 0.5f));
-    // It still shows editors.
-    host.ask_window(WindowRequest::open, 0, "Next");
-    EXPECT_TRUE(find_window("Next"));
+  for (const bool on_main_thread : {true, false}) {
+    SCOPED_TRACE(on_main_thread ? "on the main thread" : "on its own");
+    const ScratchFolder folder;
+    EditorHost host(editors(on_main_thread ? kBreaksItsDisplay : kBreaksItsDisplayOnThread,
+                            empty_preset(folder)));
+    click(host.show("Breaks"), 150, 60);
+    EXPECT_TRUE(host.plays(0.5f));
+    if (!on_main_thread) host.ask_window(WindowRequest::close_all);
+    EXPECT_TRUE(host.closes_and_has_saved(1));
+    EXPECT_TRUE(host.plays(0.5f));
+    host.show("It still shows editors");
     EXPECT_TRUE(host.stop());
     const std::string line = ": editor of plugin 0 failed: its connection to the X server broke\n";
-    EXPECT_EQ(host.standard_error().find(line) != std::string::npos, c.closes)
+    EXPECT_EQ(host.standard_error().find(line) != std::string::npos, on_main_thread)
         << host.standard_error();
   }
+}
+
+// As on a full disk, which takes no rights to make.
+TEST_F(Editor, AStateThatCannotBeWrittenIsToldKeepsTheOldFileAndIsTriedAgain) {
+  const std::string preset = empty_preset(folder_);
+  const Bytes old = file_bytes(preset);
+  EditorHost host(editors(kCocoaView, preset));
+  // Less than the state, more than the lines that the host writes to standard error.
+  rlimit limit{};
+  prlimit(host.pid(), RLIMIT_FSIZE, nullptr, &limit);
+  const rlimit small{300, limit.rlim_max};
+  prlimit(host.pid(), RLIMIT_FSIZE, &small, nullptr);
+  const std::string line = "plugin host: could not save state to " + preset + "\n";
+  ASSERT_TRUE(host.open_and_close() && host.set_level(0.5f) && host.open_and_close());
+  EXPECT_EQ(host.standard_error(), line);
+  ASSERT_TRUE(host.open_and_close());
+  EXPECT_EQ(host.standard_error(), line + line);
+  EXPECT_EQ(load_acquire(host.block().saved_write), 0u);
+  EXPECT_EQ(file_bytes(preset), old);
+  prlimit(host.pid(), RLIMIT_FSIZE, &limit, nullptr);
+  ASSERT_TRUE(host.open_and_close());
+  EXPECT_EQ(load_acquire(host.block().saved_write), 1u);
+  EXPECT_NE(file_bytes(preset), old);
+  EXPECT_TRUE(host.stop());
 }
 
 }  // namespace

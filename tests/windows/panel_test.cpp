@@ -57,22 +57,25 @@ class PanelTest : public WindowsTest {
     return window;
   }
 
-  /// What xdotool is to do; "@x,y" takes the pointer to a place in the view, " ; " ends a text.
+  /// What xdotool is to do; "@x,y" takes the pointer to a place in the view, " ; " ends a text and
+  /// lets the panel take what came before it.
   void act(const WindowPlace& window, const std::string& actions) {
-    pump_while([&] {
-      std::istringstream words(actions);
-      std::string command = "xdotool ";
-      for (std::string word; words >> word;) {
-        int x = 0;
-        int y = 0;
-        if (sscanf(word.c_str(), "@%d,%d", &x, &y) == 2) {
-          const auto [left, top] = on_screen(window, x, y);
-          word = "mousemove " + std::to_string(left) + " " + std::to_string(top);
-        }
-        command += word == ";" ? "; xdotool " : word + " ";
+    std::istringstream words(actions + " ;");
+    std::string command;
+    for (std::string word; words >> word;) {
+      int x = 0;
+      int y = 0;
+      if (word == ";") {
+        pump_while([&] { return output_of("xdotool " + command), 0; });
+        pump(0.03);
+        command.clear();
+      } else if (sscanf(word.c_str(), "@%d,%d", &x, &y) == 2) {
+        const auto [left, top] = pump_while([&] { return on_screen(window, x, y); });
+        command += "mousemove " + std::to_string(left) + " " + std::to_string(top) + " ";
+      } else {
+        command += word + " ";
       }
-      return output_of(command), 0;
-    });
+    }
   }
 };
 
@@ -104,7 +107,7 @@ TEST_F(PanelTest, EveryControlAnswersToPointerAndKeys) {
       {"the wheel over a chosen slider", "@238,82 click 1 click 4 click 4", kLevel, 0.27f, 3},
       {"the wheel elsewhere", "@324,140 click --repeat 8 --delay 20 5 click 1", kExtra + 6, 0.75f,
        1, true},
-      {"the scroller", "@494,110 mousedown 1 @494,300 @494,650 mouseup 1 @324,540 click 1",
+      {"the scroller", "@494,110 mousedown 1 @494,300 @494,650 ; mouseup 1 ; @324,540 click 1",
        kExtra + 39, 0.75f, 1, true},
       {"the end of the list", "key End @324,540 click 1", kExtra + 39, 0.75f, 1, true},
       {"a page and back", "key Next key Prior @324,116 click 1", kLevel, 0.75f, 1, true},

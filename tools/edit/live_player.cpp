@@ -4,6 +4,7 @@
 #include <array>
 #include <chrono>
 #include <cmath>
+#include <optional>
 #include <span>
 #include <utility>
 
@@ -33,17 +34,17 @@ std::array<MidiEvent, channels> all_notes_off() {
 class Rounds {
  public:
   Rounds(const Song& song, double sample_rate)
-      : song_(song), sample_rate_(sample_rate), events_(song.events, sample_rate) {}
+      : song_(song), sample_rate_(sample_rate), events_(std::in_place, song, sample_rate) {}
 
   Period next(std::uint32_t longest) {
     if (song_.events.empty()) return {longest};
     const double seconds = static_cast<double>(frame_) / sample_rate_;
-    if (events_.is_done() && seconds >= song_.length_seconds) {
-      events_ = PeriodEvents(song_.events, sample_rate_);
+    if (events_->is_done() && seconds >= song_.length_seconds) {
+      events_.emplace(song_, sample_rate_);
       frame_ = 0;
       return {longest, silence_};
     }
-    const Period period = events_.next(longest);
+    const Period period = events_->next(longest);
     frame_ += period.frames;
     return period;
   }
@@ -51,7 +52,7 @@ class Rounds {
  private:
   const Song& song_;
   double sample_rate_;
-  PeriodEvents events_;
+  std::optional<PeriodEvents> events_;
   std::uint64_t frame_ = 0;
   const std::array<MidiEvent, channels> silence_ = all_notes_off();
 };
@@ -99,6 +100,7 @@ void LivePlayer::run() {
       tone.play(period.events, host_.input(0).first(period.frames));
       std::ranges::copy(host_.input(0).first(period.frames), host_.input(1).begin());
     }
+    if (period.transport) host_.set_transport(*period.transport);
     const Answer answer = host_.render(period.frames, time, period.events, length_of(period_));
     if (answer == Answer::host_gone || answer == Answer::refused) return;
     is_sent = answer != Answer::not_sent;

@@ -26,6 +26,7 @@ Song test_notes() {
     velocity += 12;
   }
   song.length_seconds = start;
+  song.marks = {{.tempo = 60 / (2 * note_seconds)}};  // a note is half a beat
   return song;
 }
 

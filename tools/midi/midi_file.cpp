@@ -19,6 +19,7 @@ using Bytes = std::span<const std::uint8_t>;
 constexpr double longest_song_seconds = 24.0 * 3600.0;
 constexpr std::size_t largest_file_bytes = 64u << 20;
 constexpr std::uint32_t default_us_per_quarter = 500'000;  // 120 beats a minute
+constexpr std::uint8_t largest_beat_unit_power = 6;        // 64th notes
 
 /// `order` keeps what shares a tick in file order.
 struct TickEvent {
@@ -35,6 +36,13 @@ struct TempoChange {
   std::uint32_t us_per_quarter = default_us_per_quarter;
 };
 
+struct MeterChange {
+  std::uint64_t tick = 0;
+  std::size_t order = 0;
+  std::uint32_t beats_per_bar = 4;
+  std::uint32_t beat_unit = 4;
+};
+
 template <typename Timed>
 void sort_by_time(std::vector<Timed>& items) {
   std::ranges::sort(items, [](const Timed& a, const Timed& b) {
@@ -45,6 +53,7 @@ void sort_by_time(std::vector<Timed>& items) {
 struct Score {
   std::vector<TickEvent> events;
   std::vector<TempoChange> tempos;
+  std::vector<MeterChange> meters;
   std::uint64_t end_tick = 0;
   std::size_t left_out = 0;
 };
@@ -124,6 +133,9 @@ class TrackReader {
       const std::uint32_t tempo = big_endian(body);
       if (tempo != 0) score.tempos.push_back({tick, score.tempos.size(), tempo});
     }
+    // Beats a bar, then the power of two of the beat's unit.
+    if (type == 0x58 && length >= 2 && body[0] != 0 && body[1] <= largest_beat_unit_power)
+      score.meters.push_back({tick, score.meters.size(), body[0], 1u << body[1]});
     return true;
   }
 
@@ -159,7 +171,8 @@ class TrackReader {
 /// Ticks to seconds, by the tempo map or a fixed SMPTE rate.
 class TickClock {
  public:
-  TickClock(std::uint16_t division, std::vector<TempoChange> tempos) {
+  /// `tempos` by time.
+  TickClock(std::uint16_t division, const std::vector<TempoChange>& tempos) {
     if (division & 0x8000) {
       const int frame_code = -static_cast<std::int8_t>(division >> 8);
       const double frames = frame_code == 29 ? 30'000.0 / 1001.0 : frame_code;
@@ -168,7 +181,6 @@ class TickClock {
     }
     const double us_per_tick_scale = 1e-6 / division;
     steps_.push_back({0, 0.0, default_us_per_quarter * us_per_tick_scale});
-    sort_by_time(tempos);
     for (const TempoChange& change : tempos) {
       const double at = seconds(change.tick);
       steps_.push_back({change.tick, at, change.us_per_quarter * us_per_tick_scale});
@@ -189,6 +201,38 @@ class TickClock {
   };
   std::vector<Step> steps_;
 };
+
+/// The changes of tempo and meter, in one list. `score` has them by time.
+std::vector<TempoMark> marks_of(const Score& score, std::uint16_t division,
+                                const TickClock& clock) {
+  std::vector<TempoMark> marks{{}};
+  const auto mark_at = [&](std::uint64_t tick) -> TempoMark& {
+    const double beat = static_cast<double>(tick) / division;
+    if (beat > marks.back().beat) {
+      marks.push_back(marks.back());
+      marks.back().beat = beat;
+      marks.back().seconds = clock.seconds(tick);
+    }
+    return marks.back();
+  };
+  auto tempo = score.tempos.begin();
+  auto meter = score.meters.begin();
+  while (tempo != score.tempos.end() || meter != score.meters.end()) {
+    const bool is_tempo =
+        meter == score.meters.end() || (tempo != score.tempos.end() && tempo->tick <= meter->tick);
+    if (is_tempo) {
+      mark_at(tempo->tick).tempo = 60e6 / tempo->us_per_quarter;
+      ++tempo;
+    } else {
+      TempoMark& mark = mark_at(meter->tick);
+      mark.first_bar = mark.beat;
+      mark.beats_per_bar = meter->beats_per_bar;
+      mark.beat_unit = meter->beat_unit;
+      ++meter;
+    }
+  }
+  return marks;
+}
 
 bool division_is_usable(std::uint16_t division) {
   if (!(division & 0x8000)) return division != 0;
@@ -255,9 +299,12 @@ std::optional<Song> parse_midi(std::span<const std::uint8_t> bytes, std::string&
     return std::nullopt;
   }
   sort_by_time(score.events);
+  sort_by_time(score.tempos);
+  sort_by_time(score.meters);
 
-  const TickClock clock(division, std::move(score.tempos));
+  const TickClock clock(division, score.tempos);
   Song song;
+  if (!(division & 0x8000)) song.marks = marks_of(score, division, clock);
   song.left_out = score.left_out;
   song.length_seconds = clock.seconds(score.end_tick);
   if (song.length_seconds > longest_song_seconds) {

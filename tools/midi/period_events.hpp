@@ -2,46 +2,58 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <optional>
 #include <span>
 #include <vector>
 
-#include "host/block.hpp"
 #include "tools/midi/midi_file.hpp"
+#include "vesk/host_process.hpp"
 
 namespace vesk::tools {
 
-/// A period of a song: its length, and the events in it.
+/// A period of a song: its length, the events in it, and where it stands in the song, if known.
 struct Period {
   std::uint32_t frames = 0;
-  std::span<const host::MidiEvent> events = {};
+  std::span<const client::MidiEvent> events = {};
+  std::optional<client::Transport> transport = {};
 };
 
-/// Cuts a song into periods, with every event at its frame.
+/// Cuts a song into periods, with every event at its frame, and one tempo and meter in each.
 ///
-/// A period ends early, before the first event for which the block has no slot left. Of more
-/// events at one frame than there are slots, each further slotful comes a frame later, in a period
-/// of one frame: in one of no frames many plugins look at no event.
+/// A period ends early where tempo or meter change, where the song ends, and before the first event
+/// for which the block has no slot left. Of more events at one frame than there are slots, each
+/// further slotful comes a frame later, in a period of one frame: in one of no frames many plugins
+/// look at no event.
+///
+/// After the song's end time stands still, so that what plays by itself, such as a metronome, falls
+/// silent and the rest rings out.
 class PeriodEvents {
  public:
-  /// `events` by time, as `Song` holds them; kept by reference. `sample_rate` in Hz.
-  PeriodEvents(std::span<const TimedMidiEvent> events, double sample_rate);
+  /// `song` is kept by reference. `sample_rate` in Hz.
+  PeriodEvents(const Song& song, double sample_rate);
 
   /// The next period, of at most `longest` frames (1 or more) and at least one. Its events are
   /// valid until the next call.
   Period next(std::uint32_t longest);
 
   /// Whether every event has been dealt out.
-  bool is_done() const { return next_event_ == events_.size(); }
+  bool is_done() const { return next_event_ == song_.events.size(); }
 
  private:
-  /// From the period's start; 0 for what is late.
-  std::uint64_t offset_of(const TimedMidiEvent& event) const;
+  std::uint64_t frame_of(double seconds) const;
+  /// Frames from the period's start to `seconds`; 0 for what is late.
+  std::uint64_t offset_of(double seconds) const;
+  /// `longest`, or the frames until the next change of tempo or meter or the song's end.
+  std::uint32_t frames_to_next_mark(std::uint32_t longest);
+  std::optional<client::Transport> transport() const;
 
-  std::span<const TimedMidiEvent> events_;
+  const Song& song_;
   double sample_rate_;
+  std::uint64_t end_frame_;
   std::uint64_t period_start_ = 0;
   std::size_t next_event_ = 0;
-  std::vector<host::MidiEvent> slots_;
+  std::size_t mark_ = 0;  // in force at the period's start
+  std::vector<client::MidiEvent> slots_;
 };
 
 }  // namespace vesk::tools

@@ -27,6 +27,8 @@ for its own.
                           another rate is converted
       --period FRAMES     frames a period, 1 to 4096 (512)
       --duration SECONDS  play no more than this of the song
+      --tempo BPM         beats a minute of the audio input, 1 to 999, for plugins that follow a
+                          song; a MIDI file has its own
       --tail SECONDS      go on this long after the song's end. Without it until the sound has
                           stayed below -90 dBFS for a second, at most 30 seconds
       --keep-latency      leave the chain's latency at the start of the output
@@ -52,11 +54,13 @@ exist, 6 for output that is not finite, 7 for silence from beginning to end.
 
 namespace {
 
-Option::Setter takes_seconds(int most, std::optional<double>& target) {
-  return [most, &target](const std::string& value, std::string& error) {
+Option::Setter takes_number(double least, double most, const char* unit,
+                            std::optional<double>& target) {
+  return [=, &target](const std::string& value, std::string& error) {
     double number = 0.0;
-    if (!to_number(value, number) || number < 0.0 || number > most) {
-      error = "takes 0 to " + std::to_string(most) + " seconds, not \"" + value + "\"";
+    if (!to_number(value, number) || !(number >= least && number <= most)) {
+      error = "takes " + std::to_string(static_cast<int>(least)) + " to " +
+              std::to_string(static_cast<int>(most)) + unit + ", not \"" + value + "\"";
       return false;
     }
     target = number;
@@ -80,8 +84,9 @@ std::vector<Option> options_for(RenderArguments& arguments) {
       {"--sample-rate", "-r", takes_whole(8'000, 384'000, " Hz", arguments.sample_rate)},
       {"--period", nullptr,
        takes_whole(1, static_cast<int>(host::buffer_frames), " frames", arguments.period)},
-      {"--duration", nullptr, takes_seconds(86'400, arguments.duration_seconds)},
-      {"--tail", nullptr, takes_seconds(3600, arguments.tail_seconds)},
+      {"--tempo", nullptr, takes_number(1, 999, " beats a minute", arguments.tempo)},
+      {"--duration", nullptr, takes_number(0, 86'400, " seconds", arguments.duration_seconds)},
+      {"--tail", nullptr, takes_number(0, 3600, " seconds", arguments.tail_seconds)},
       {"--keep-latency", nullptr, nullptr, &arguments.keep_latency},
       {"--strict", nullptr, nullptr, &arguments.is_strict},
       {"--json", nullptr, nullptr, &arguments.as_json},
@@ -98,6 +103,8 @@ bool check_source(const RenderArguments& arguments, std::string& error) {
     error = first.name + " is no effect and takes no --input";
   else if (!first.takes_midi() && !arguments.midi_path.empty())
     error = first.name + " takes no MIDI events (effects of type aumf do)";
+  else if (arguments.tempo && !arguments.midi_path.empty())
+    error = "--tempo is for audio input; " + arguments.midi_path + " has a tempo of its own";
   else
     return true;
   return false;

@@ -20,6 +20,7 @@ struct RenderArguments {
   AudioFormat format = AudioFormat::wav_float;
   int sample_rate = 0;  ///< Hz; 0: the input's, or 48,000 without one
   std::uint32_t period = 512;
+  std::optional<double> tempo;             ///< beats a minute, for audio input; empty: not known
   std::optional<double> duration_seconds;  ///< empty: all of it
   std::optional<double> tail_seconds;      ///< empty: by listening
   bool keep_latency = false;

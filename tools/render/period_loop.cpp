@@ -81,6 +81,7 @@ class PeriodLoop {
       std::ranges::copy(source_.left(), host_.input(0).begin());
       std::ranges::copy(source_.right(), host_.input(1).begin());
     }
+    if (source_.transport()) host_.set_transport(*source_.transport());
     const auto sample_time = static_cast<double>(sent_frames_);
     if (host_.request(source_.frames(), sample_time, source_.events()) != Answer::answered) {
       error = ending_at(sent_frames_);

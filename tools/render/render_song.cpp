@@ -104,8 +104,13 @@ std::uint64_t latency_frames(const client::HostProcess& host, double sample_rate
 
 RenderOutcome render_song(const RenderArguments& arguments, RenderReport& report,
                           std::string& error) {
-  const auto source = SongSource::open(arguments.midi_path, arguments.input_path,
-                                       arguments.sample_rate, arguments.duration_seconds, error);
+  SongSource::Settings song;
+  song.midi_path = arguments.midi_path;
+  song.input_path = arguments.input_path;
+  song.sample_rate = arguments.sample_rate;
+  song.tempo = arguments.tempo;
+  song.longest_seconds = arguments.duration_seconds;
+  const auto source = SongSource::open(song, error);
   if (!source || !fits(arguments, *source, error) || !can_write(arguments.output_path, error) ||
       !can_write(arguments.plot_path, error))
     return RenderOutcome::failed;

@@ -12,10 +12,8 @@ constexpr int highest_rate = 384'000;
 
 }  // namespace
 
-std::unique_ptr<SongSource> SongSource::open(const std::string& midi_path,
-                                             const std::string& input_path, int sample_rate,
-                                             std::optional<double> longest_seconds,
-                                             std::string& error) {
+std::unique_ptr<SongSource> SongSource::open(const Settings& settings, std::string& error) {
+  const auto& [midi_path, input_path, sample_rate, tempo, longest_seconds] = settings;
   std::unique_ptr<SongSource> source(new SongSource);
   if (!input_path.empty()) {
     source->reader_ = AudioReader::open(input_path, sample_rate, error);
@@ -49,7 +47,6 @@ std::unique_ptr<SongSource> SongSource::open(const std::string& midi_path,
     if (!song) return nullptr;
     source->song_ =
         longest_seconds ? first_part(*std::move(song), *longest_seconds) : *std::move(song);
-    source->song_events_.emplace(source->song_.events, source->sample_rate_);
     source->song_end_ = static_cast<std::uint64_t>(
         std::llround(source->song_.length_seconds * source->sample_rate_));
     source->expected_frames_ = std::max(source->expected_frames_, source->song_end_);
@@ -58,12 +55,18 @@ std::unique_ptr<SongSource> SongSource::open(const std::string& midi_path,
                                  " system-exclusive message" +
                                  (source->song_.left_out == 1 ? "" : "s") + " left out");
     }
+  } else if (tempo) {
+    source->song_.marks = {{.tempo = *tempo}};
   }
+  // Time goes on until both are over.
+  source->song_.length_seconds =
+      static_cast<double>(source->expected_frames_) / source->sample_rate_;
+  source->song_events_.emplace(source->song_, source->sample_rate_);
   return source;
 }
 
 bool SongSource::prepare(std::uint32_t longest, std::string& error) {
-  period_ = song_events_ ? song_events_->next(longest) : Period{longest};
+  period_ = song_events_->next(longest);
   if (!reader_) return true;
   const std::uint32_t frames = period_.frames;
   left_.resize(frames);
@@ -86,7 +89,7 @@ bool SongSource::prepare(std::uint32_t longest, std::string& error) {
 }
 
 std::optional<std::uint64_t> SongSource::end_frame() const {
-  if (!reader_ended_ || (song_events_ && !song_events_->is_done())) return std::nullopt;
+  if (!reader_ended_ || !song_events_->is_done()) return std::nullopt;
   return std::max(song_end_, reader_position_);
 }
 

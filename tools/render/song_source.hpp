@@ -8,7 +8,6 @@
 #include <string>
 #include <vector>
 
-#include "host/block.hpp"
 #include "tools/audio/reader.hpp"
 #include "tools/midi/midi_file.hpp"
 #include "tools/midi/period_events.hpp"
@@ -18,13 +17,20 @@ namespace vesk::tools {
 /// What is played: a MIDI song, an audio file, or both at once, cut into periods.
 class SongSource {
  public:
-  /// Opens what has a path. `sample_rate` in Hz; 0 takes the audio file's if that is one a host
-  /// can have (8,000 to 384,000), otherwise 48,000. Of what is longer than `longest_seconds` only
-  /// the beginning is played. Null with a sentence in `error`.
-  static std::unique_ptr<SongSource> open(const std::string& midi_path,
-                                          const std::string& input_path, int sample_rate,
-                                          std::optional<double> longest_seconds,
-                                          std::string& error);
+  struct Settings {
+    std::string midi_path = {};   ///< empty: none
+    std::string input_path = {};  ///< empty: none
+    /// Hz; 0 takes the audio file's if that is one a host can have (8,000 to 384,000), otherwise
+    /// 48,000.
+    int sample_rate = 0;
+    /// Beats a minute, for audio without a MIDI song; empty: not known.
+    std::optional<double> tempo = {};
+    /// Of what is longer only the beginning is played; empty: all of it.
+    std::optional<double> longest_seconds = {};
+  };
+
+  /// Opens what has a path. Null with a sentence in `error`.
+  static std::unique_ptr<SongSource> open(const Settings& settings, std::string& error);
 
   int sample_rate() const { return sample_rate_; }
 
@@ -37,7 +43,9 @@ class SongSource {
   std::uint32_t frames() const { return period_.frames; }
   std::span<const float> left() const { return left_; }
   std::span<const float> right() const { return right_; }
-  std::span<const host::MidiEvent> events() const { return period_.events; }
+  std::span<const client::MidiEvent> events() const { return period_.events; }
+  /// Where it stands in the song, if that has a tempo.
+  const std::optional<client::Transport>& transport() const { return period_.transport; }
 
   /// The frame at which the song is over, once it is known: at the latest when the period that
   /// holds it has been prepared.

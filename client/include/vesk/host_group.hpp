@@ -37,6 +37,9 @@ class HostGroup {
   Member& operator[](std::size_t index) noexcept VESK_REALTIME { return members_[index]; }
   std::span<Member> members() noexcept VESK_REALTIME { return members_; }
 
+  /// `HostProcess::set_transport` for every member. The driving thread; real-time safe.
+  void set_transport(const Transport& transport) noexcept VESK_REALTIME;
+
   /// Sends one period to every member and waits until all have answered, `limit` in all.
   /// `answered` when all did; otherwise the first other answer in member order, each member's own
   /// in `answer`. One thread at a time; real-time safe.

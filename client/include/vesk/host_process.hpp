@@ -27,6 +27,8 @@ enum class Mode {
   real_time,
   /// Periods follow one another as fast as they can. Ordinary scheduling, no placement; the
   /// parent spins a bounded moment before it sleeps, never where it has one CPU only.
+  /// Plugins are told: they may take the time for a better result, and one with threads of its own
+  /// is waited for, so that the result does not depend on their speed.
   offline,
 };
 
@@ -80,6 +82,21 @@ enum class Answer {
   refused,    ///< more frames or events than a period holds, or the host is not ready
 };
 
+/// Where a period's first frame stands in the song. Beats are quarter notes whatever the meter.
+/// Values that make no sense (not finite, a tempo or a meter of 0) are not handed on to plugins.
+struct Transport {
+  double tempo = 120;        ///< beats a minute
+  double beat = 0;           ///< position since the start of the song
+  double frame = 0;          ///< the same position in frames
+  double bar_start = 0;      ///< beat at which the present bar began
+  double beats_per_bar = 4;  ///< upper number of the time signature
+  unsigned beat_unit = 4;    ///< lower number
+  bool playing = true;
+  bool looping = false;  ///< between the beats `loop_start` and `loop_end`
+  double loop_start = 0;
+  double loop_end = 0;
+};
+
 /// How a host is doing; `diagnose` says.
 enum class Health {
   starting,       ///< loading its chain, or not yet heard to listen
@@ -106,7 +123,7 @@ struct LoadTimes {
   double instantiate_ms = 0;
   double initialize_ms = 0;
   double restore_ms = 0;
-  /// From `spawn` until the host said ready, and until it answered its first empty period.
+  /// From `spawn` until the host said ready, and until its render thread listened.
   double ready_ms = 0;
   double listening_ms = 0;
 };
@@ -214,6 +231,12 @@ class HostProcess {
 
   /// The last period's output, left 0 and right 1, valid from its answer until the next request.
   std::span<const float> output(unsigned channel) const noexcept VESK_REALTIME;
+
+  /// Says where the next period stands in the song. It holds until the next call, so call it before
+  /// each period while the song plays; a tempo that changes within a period is heard from the next
+  /// one on, so cut periods there if that matters. Without any call plugins are told nothing of a
+  /// song. No effect on macOS as yet.
+  void set_transport(const Transport& transport) noexcept VESK_REALTIME;
 
   /// Sends one period and waits for its answer: the way for one host.
   ///

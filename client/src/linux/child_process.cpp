@@ -28,7 +28,9 @@ namespace vesk::client {
 
 namespace {
 
-constexpr int record_descriptor = 3;
+/// Where the host finds what it is given; the last of all it has.
+constexpr int workgroup_descriptor = 3;
+constexpr int parent_descriptor = 4;
 /// Waits below a millisecond look for a host that is about to be ready.
 constexpr std::int64_t short_wait_ns = 1'000'000;
 
@@ -57,14 +59,21 @@ void give_process_cpus(int pid) {
     sched_setaffinity(pid, sizeof process, &process);
 }
 
+/// Makes `place` of the child what `descriptor` is here, or nothing.
+void put_in_place(SpawnFileActions& actions, int descriptor, int place) {
+  if (descriptor >= 0)
+    posix_spawn_file_actions_adddup2(actions.get(), descriptor, place);
+  else
+    posix_spawn_file_actions_addclose(actions.get(), place);
+}
+
 }  // namespace
 
 int ChildProcess::spawn(const Launch& launch, int output) {
   SpawnFileActions actions(output);
-  if (launch.record_descriptor >= 0)
-    posix_spawn_file_actions_adddup2(actions.get(), launch.record_descriptor, record_descriptor);
-  posix_spawn_file_actions_addclosefrom_np(
-      actions.get(), launch.record_descriptor >= 0 ? record_descriptor + 1 : record_descriptor);
+  put_in_place(actions, launch.workgroup_descriptor, workgroup_descriptor);
+  put_in_place(actions, launch.parent_descriptor, parent_descriptor);
+  posix_spawn_file_actions_addclosefrom_np(actions.get(), parent_descriptor + 1);
   SpawnAttributes attributes(POSIX_SPAWN_SETSCHEDULER);
   const sched_param ordinary{};
   posix_spawnattr_setschedpolicy(attributes.get(), SCHED_OTHER);

@@ -1,19 +1,16 @@
 #include "client/src/placement.hpp"
 
-#include <fcntl.h>
 #include <sched.h>
-#include <sys/mman.h>
 #include <sys/syscall.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <atomic>
-#include <cerrno>
 #include <cstring>
 #include <utility>
 
-#include "client/src/error_text.hpp"
 #include "client/src/linux/cpu_sets.hpp"
+#include "client/src/linux/sealed_memory.hpp"
 #include "client/src/realtime_escape.hpp"
 #include "host/atomics.hpp"
 #include "vesk/workgroup_record.h"
@@ -22,8 +19,8 @@ namespace vesk::client {
 
 namespace {
 
-VeskWorkgroupRecord& record_of(void* memory) {
-  return *static_cast<VeskWorkgroupRecord*>(memory);
+VeskWorkgroupRecord& record_of(const SealedMemory& shared) {
+  return *static_cast<VeskWorkgroupRecord*>(shared.bytes());
 }
 
 /// The thread in a member's slot when it belongs to `process`, else 0: the record is the
@@ -66,22 +63,12 @@ unsigned usable_cpus() noexcept {
 
 std::unique_ptr<Placement> Placement::create(const Options& options, std::string& error) {
   if (options.mode == Mode::offline) return nullptr;
+  std::unique_ptr<SealedMemory> shared =
+      SealedMemory::create("the workgroup record", sizeof(VeskWorkgroupRecord), error);
+  if (shared == nullptr) return nullptr;
   std::unique_ptr<Placement> placement(new Placement);
-  const int descriptor = memfd_create("vesk-workgroup", MFD_CLOEXEC | MFD_ALLOW_SEALING);
-  placement->descriptor_ = descriptor;
-  if (descriptor < 0 || ftruncate(descriptor, sizeof(VeskWorkgroupRecord)) != 0 ||
-      fcntl(descriptor, F_ADD_SEALS, F_SEAL_SHRINK | F_SEAL_GROW) != 0) {
-    error = "cannot create the workgroup record: " + error_text(errno);
-    return nullptr;
-  }
-  void* memory =
-      mmap(nullptr, sizeof(VeskWorkgroupRecord), PROT_READ | PROT_WRITE, MAP_SHARED, descriptor, 0);
-  if (memory == MAP_FAILED) {
-    error = "cannot map the workgroup record: " + error_text(errno);
-    return nullptr;
-  }
-  placement->record_ = memory;
-  VeskWorkgroupRecord& record = record_of(memory);
+  placement->record_ = std::move(shared);
+  VeskWorkgroupRecord& record = record_of(*placement->record_);
   record.magic = VESK_WORKGROUP_MAGIC;
   record.version = VESK_WORKGROUP_VERSION;
   record.parent = getpid();
@@ -93,15 +80,17 @@ std::unique_ptr<Placement> Placement::create(const Options& options, std::string
 
 Placement::~Placement() {
   if (held_driver_ != 0) release_driver(held_driver_);
-  if (record_ != nullptr) munmap(record_, sizeof(VeskWorkgroupRecord));
-  if (descriptor_ >= 0) close(descriptor_);
+}
+
+int Placement::descriptor() const noexcept {
+  return record_->descriptor();
 }
 
 void Placement::set_record(int cpu) {
   const cpu_set_t cpus = cpu < 0 ? process_cpus() : only_cpu(cpu);
   std::uint64_t words[VESK_WORKGROUP_CPU_WORDS] = {};
   std::memcpy(words, &cpus, std::min(sizeof words, sizeof cpus));
-  VeskWorkgroupRecord& record = record_of(record_);
+  VeskWorkgroupRecord& record = record_of(*record_);
   for (int i = 0; i < VESK_WORKGROUP_CPU_WORDS; ++i) host::store_relaxed(record.cpus[i], words[i]);
   // Between the CPUs and the members that are read next: a thread that joins at this moment either
   // is seen among the members or sees the new CPUs. Pairs with the same order in its join.
@@ -112,7 +101,7 @@ void Placement::move(int host, int cpu, int driver) {
   // The record first: a thread that joins in between reads the new set.
   set_record(cpu);
   const cpu_set_t cpus = cpu < 0 ? process_cpus() : only_cpu(cpu);
-  for (std::uint64_t& slot : record_of(record_).members)
+  for (std::uint64_t& slot : record_of(*record_).members)
     if (const int thread = member_of(slot, host); thread > 0)
       sched_setaffinity(thread, sizeof cpus, &cpus);
   if (held_driver_ != 0) release_driver(std::exchange(held_driver_, 0));
@@ -121,7 +110,7 @@ void Placement::move(int host, int cpu, int driver) {
 }
 
 int Placement::member(int host) const noexcept {
-  for (std::uint64_t& slot : record_of(record_).members)
+  for (std::uint64_t& slot : record_of(*record_).members)
     if (const int thread = member_of(slot, host); thread > 0) return thread;
   return 0;
 }

@@ -100,7 +100,7 @@ class Instance {
   void begin_period(const Period& period) noexcept VESK_REALTIME;
   void follow_editor(EditorFeed* editor) noexcept VESK_REALTIME;
   void end_period(const Period& period) noexcept VESK_REALTIME;
-  void run_voice(Voice& voice, std::uint32_t frames) noexcept VESK_REALTIME;
+  void run_voice(Voice& voice, const Period& period) noexcept VESK_REALTIME;
   void connect_audio(Voice& voice, std::span<const float* const> inputs,
                      std::span<float* const> outputs) noexcept VESK_REALTIME;
   void follow_transport(const Position& position) noexcept VESK_REALTIME;

@@ -25,7 +25,7 @@ void Instance::render(const Period& period) noexcept VESK_REALTIME {
   if (voices_.size() == 2) {
     for (std::size_t side = 0; side < 2; ++side) {
       connect_audio(*voices_[side], {&period.inputs[side], 1}, {&period.outputs[side], 1});
-      run_voice(*voices_[side], frames);
+      run_voice(*voices_[side], period);
     }
   } else {
     const float* inputs[2] = {period.inputs[0], period.inputs[1]};
@@ -36,16 +36,9 @@ void Instance::render(const Period& period) noexcept VESK_REALTIME {
     }
     connect_audio(*voices_[0], {inputs, ports_.main_inputs.size()},
                   {period.outputs, ports_.main_outputs.size()});
-    run_voice(*voices_[0], frames);
+    run_voice(*voices_[0], period);
     if (ports_.main_outputs.size() == 1)
       std::memcpy(period.outputs[1], period.outputs[0], frames * sizeof(float));
-  }
-  if (period.wait_for_work) {
-    // Only where rendering is not in real time, so that waiting is what is wanted.
-#pragma clang diagnostic push
-#pragma clang diagnostic ignored "-Wfunction-effects"
-    for (const auto& voice : voices_) voice->worker.wait_until_idle();
-#pragma clang diagnostic pop
   }
   end_period(period);
 }
@@ -124,10 +117,17 @@ void Instance::connect_audio(Voice& voice, std::span<const float* const> inputs,
   }
 }
 
-void Instance::run_voice(Voice& voice, std::uint32_t frames) noexcept VESK_REALTIME {
+void Instance::run_voice(Voice& voice, const Period& period) noexcept VESK_REALTIME {
   for (AtomBuffer& output : voice.atom_outputs) output.offer();
   for (OldEventBuffer& output : voice.event_outputs) output.clear();
-  run_(voice.handle, frames);
+  run_(voice.handle, period.frames);
+  if (period.wait_for_work) {
+    // Only where rendering is not in real time, so that waiting is what is wanted.
+#pragma clang diagnostic push
+#pragma clang diagnostic ignored "-Wfunction-effects"
+    voice.worker.wait_until_idle();
+#pragma clang diagnostic pop
+  }
   voice.worker.finish_run();
 }
 

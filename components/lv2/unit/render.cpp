@@ -171,6 +171,8 @@ void PluginUnit::ask_transport(Position& position) noexcept VESK_REALTIME {
       host.beatAndTempoProc(host.hostUserData, &beat, &tempo) == noErr && tempo > 0) {
     position.has_tempo = true;
     position.beats_per_minute = static_cast<float>(tempo);
+    position.beat = beat;
+    position.beats_per_frame = tempo / 60 / sample_rate_;
   }
   UInt32 to_next_beat = 0, denominator = 0;
   Float32 numerator = 0;

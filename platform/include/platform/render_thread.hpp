@@ -14,6 +14,10 @@ class RenderThread {
   RenderThread(const RenderThread&) = delete;
   RenderThread& operator=(const RenderThread&) = delete;
 
+  /// Tells a parent that wants to know (on Linux, by the record it may share) that each request
+  /// from now on is seen. Call once the thread has taken its starting point.
+  void announce_listening() const;
+
  private:
   void* signal_stack_ = nullptr;
 };

@@ -6,6 +6,7 @@
 #include <memory>
 
 #include "platform/linux/audio_toolbox/component.hpp"
+#include "platform/linux/audio_toolbox/host_callbacks.hpp"
 #include "platform/linux/audio_toolbox/parameter_listeners.hpp"
 
 namespace vesk::platform {
@@ -56,6 +57,7 @@ VESK_CALLS_COMPONENT OSStatus open_instance(AudioComponent component,
   if (status != noErr) return status;
   record->methods = resolve_methods(*interface);
   instance = record.release();
+  introduce_parent(instance);
   return noErr;
 }
 

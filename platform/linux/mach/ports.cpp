@@ -6,7 +6,7 @@
 #include <cstddef>
 
 #include "platform/linux/mach/port_names.hpp"
-#include "platform/linux/workgroup/record.hpp"
+#include "platform/linux/records/workgroup_record.hpp"
 
 mach_port_t mach_task_self_ = vesk::platform::task_name;
 

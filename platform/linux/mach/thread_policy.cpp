@@ -10,7 +10,7 @@
 #include "platform/linux/mach/realtime_kit.hpp"
 #include "platform/linux/mach/realtime_priority.hpp"
 #include "platform/linux/mach/realtime_threads.hpp"
-#include "platform/linux/workgroup/record.hpp"
+#include "platform/linux/records/workgroup_record.hpp"
 
 namespace {
 

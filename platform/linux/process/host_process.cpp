@@ -12,7 +12,8 @@
 #include "platform/linux/process/parent.hpp"
 #include "platform/linux/process/report.hpp"
 #include "platform/linux/process/signal_stack.hpp"
-#include "platform/linux/workgroup/record.hpp"
+#include "platform/linux/records/parent_record.hpp"
+#include "platform/linux/records/workgroup_record.hpp"
 
 namespace vesk::platform {
 
@@ -47,6 +48,7 @@ void prepare_host_process(const char* label) {
   fill_standard_descriptors();
   set_report_label(label);
   keep_record_to_this_process();
+  attach_parent_record();
   std::signal(SIGPIPE, SIG_IGN);
   std::signal(SIGXFSZ, SIG_IGN);
   pin_locale();

@@ -4,8 +4,8 @@
 
 namespace vesk::platform {
 
-/// The process that this one was started by: the parent in the workgroup record, else the one
-/// found at the first call. 0 where it lives in another process namespace and cannot be known.
+/// The process that this one was started by: the parent in a record that it shares, else the
+/// one found at the first call. 0 where it lives in another process namespace and cannot be known.
 pid_t original_parent();
 
 /// Starts a thread that sleeps until the parent ends and then ends this process, if it still runs,

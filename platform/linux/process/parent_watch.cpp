@@ -11,7 +11,8 @@
 #include <ctime>
 
 #include "platform/linux/process/parent.hpp"
-#include "platform/linux/workgroup/record.hpp"
+#include "platform/linux/records/parent_record.hpp"
+#include "platform/linux/records/workgroup_record.hpp"
 
 namespace vesk::platform {
 
@@ -27,9 +28,11 @@ std::atomic<bool> g_is_ending = false;
 
 pid_t find_parent() {
   const pid_t now = getppid();
+  if (now == 0) return now;
+  // A record is right even when the parent died before this process looked for the first time.
+  if (const pid_t recorded = recorded_parent(); recorded > 0) return recorded;
   VeskWorkgroupRecord record;
-  // The record is right even when the parent died before this process looked for the first time.
-  if (now != 0 && read_workgroup_record(VESK_WORKGROUP_DESCRIPTOR, &record) && record.parent > 0)
+  if (read_workgroup_record(VESK_WORKGROUP_DESCRIPTOR, &record) && record.parent > 0)
     return record.parent;
   return now;
 }

@@ -8,6 +8,7 @@
 #include <cstdint>
 
 #include "platform/linux/process/signal_stack.hpp"
+#include "platform/linux/records/parent_record.hpp"
 
 #if defined(__SSE2__)
 #include <immintrin.h>
@@ -68,6 +69,10 @@ RenderThread::RenderThread() : signal_stack_(install_signal_stack()) {
 
 RenderThread::~RenderThread() {
   remove_signal_stack(signal_stack_);
+}
+
+void RenderThread::announce_listening() const {
+  tell_listening();
 }
 
 void touch_pages(void* start, std::size_t bytes) {

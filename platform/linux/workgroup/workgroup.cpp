@@ -12,8 +12,8 @@
 #include <new>
 
 #include "platform/linux/mach/port_names.hpp"
+#include "platform/linux/records/workgroup_record.hpp"
 #include "platform/linux/workgroup/membership.hpp"
-#include "platform/linux/workgroup/record.hpp"
 
 struct os_workgroup_s {
   std::atomic<uint32_t> references = 1;

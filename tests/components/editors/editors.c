@@ -75,25 +75,6 @@ static void close_unit(BasicUnit* basic) {
     if (editors->classes[i]) CFRelease(editors->classes[i]);
 }
 
-static const char* class_name(enum EditorVariant variant) {
-  switch (variant) {
-    case kNoEditor:
-    case kControllerOnMainQueue:
-    case kControllerFromThread:
-    case kControllerTooLate:
-    case kControllerNull:
-    case kControllerPreferredSize:
-    case kControllerNoSize:
-    case kControllerWithoutView:
-    case kGrows:
-      return NULL;
-    case kNonconformingClass:
-      return "VeskTestNoFactory";
-    default:
-      return "VeskTestFactory";
-  }
-}
-
 static void count_held(Editors* editors) {
   CFIndex held = editors->location ? CFGetRetainCount(editors->location) - 1 : 0;
   for (int i = 0; i < kMostClasses; ++i)
@@ -103,17 +84,18 @@ static void count_held(Editors* editors) {
 
 static OSStatus get_cocoa_ui(Editors* editors, void* data, UInt32* size) {
   const enum EditorVariant variant = variant_of(&editors->basic);
-  const char* name = class_name(variant);
   const int count = variant == kLocationOnly ? 0 : variant == kThreeClasses ? 3 : 1;
-  if (!name) return kAudioUnitErr_InvalidProperty;
+  if (variant <= kControllerWithoutView && variant != kCocoaView)
+    return kAudioUnitErr_InvalidProperty;
   *size = (UInt32)((1 + count) * (int)sizeof(CFTypeRef));
   if (!data) return noErr;
   AudioUnitCocoaViewInfo* info = data;
   info->mCocoaAUViewBundleLocation = CFRetain(editors->location);
   for (int i = 0; i < count; ++i) {
     if (!editors->classes[i]) {
-      editors->classes[i] = CFStringCreateWithCString(NULL, i == 0 ? name : "VeskTestNoFactory",
-                                                      kCFStringEncodingUTF8);
+      const bool is_factory = i == 0 && variant != kNonconformingClass;
+      editors->classes[i] = CFStringCreateWithCString(
+          NULL, is_factory ? "VeskTestFactory" : "VeskTestNoFactory", kCFStringEncodingUTF8);
     }
     info->mCocoaAUViewClass[i] = CFRetain(editors->classes[i]);
   }
@@ -160,36 +142,27 @@ static OSStatus set_property(BasicUnit* basic, AudioUnitPropertyID id, const voi
   return request_controller((Editors*)basic, *(const Completion*)data);
 }
 
-static OSStatus render(BasicUnit* basic, AudioUnitRenderActionFlags* flags,
-                       const AudioTimeStamp* time, UInt32 frames, const AudioBufferList* input,
-                       AudioBufferList* output) CA_REALTIME_API {
-  (void)flags;
-  (void)time;
+static OSStatus render(BasicUnit* basic, UInt32 frames, float* const input[kChannels],
+                       float* const output[kChannels]) CA_REALTIME_API {
   (void)input;
   const float level = value_of(basic, kLevel);
-  for (UInt32 channel = 0; channel < output->mNumberBuffers; ++channel) {
-    float* samples = output->mBuffers[channel].mData;
-    for (UInt32 i = 0; i < frames; ++i) samples[i] = level;
-  }
+  for (UInt32 i = 0; i < frames; ++i) output[0][i] = output[1][i] = level;
   return noErr;
 }
 
-static const UnitKind kKind = {
-    .size = sizeof(Editors),
-    .parameters = kParameters,
-    .parameter_count = sizeof kParameters / sizeof kParameters[0],
-    .presets = kPresets,
-    .preset_count = sizeof kPresets / sizeof kPresets[0],
-    .open = open_unit,
-    .close = close_unit,
-    .get_property = get_property,
-    .set_property = set_property,
-    .render = render,
-};
-
-__attribute__((visibility("default"))) AudioComponentPlugInInterface* EditorsFactory(
-    const AudioComponentDescription* description);
-
-AudioComponentPlugInInterface* EditorsFactory(const AudioComponentDescription* description) {
-  return make_unit(&kKind, description);
+const UnitKind* unit_kind(const AudioComponentDescription* description) {
+  (void)description;
+  static const UnitKind kind = {
+      .size = sizeof(Editors),
+      .parameters = kParameters,
+      .parameter_count = sizeof kParameters / sizeof kParameters[0],
+      .presets = kPresets,
+      .preset_count = sizeof kPresets / sizeof kPresets[0],
+      .open = open_unit,
+      .close = close_unit,
+      .get_property = get_property,
+      .set_property = set_property,
+      .render = render,
+  };
+  return &kind;
 }

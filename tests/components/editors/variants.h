@@ -18,20 +18,21 @@ enum EditorParameter {
 enum EditorVariant {
   kNoEditor,
   kCocoaView,
-  kNonconformingClass,    /* and a controller */
-  kLocationOnly,          /* a Cocoa UI property without a class, and a controller */
+  kGrows,                 /* no editor; its list of parameters is longer while it is bright */
   kControllerOnMainQueue, /* with a view of its own size */
   kControllerFromThread,  /* an empty view and a preferred size of 500 x 0 */
   kControllerTooLate,     /* from a thread after 2.2 s */
   kControllerNull,
-  kCocoaViewAndController,
   kControllerPreferredSize, /* an empty view and a preferred size of 320 x 200 */
   kControllerNoSize,        /* an empty view and no preferred size, in place of one that had one */
-  kControllerWithoutView,
-  kThreeClasses,    /* of which only the first may be used */
-  kThrowsInFactory, /* C++ */
-  kRaisesInFactory, /* Objective-C */
-  kExitsInFactory,  /* with status 0 */
+  kControllerWithoutView,   /* the last one without a Cocoa UI property */
+  kCocoaViewAndController,
+  kNonconformingClass, /* and a controller */
+  kLocationOnly,       /* a Cocoa UI property without a class, and a controller */
+  kThreeClasses,       /* of which only the first may be used */
+  kThrowsInFactory,    /* C++ */
+  kRaisesInFactory,    /* Objective-C */
+  kExitsInFactory,     /* with status 0 */
   kThrowsInMouseDown,
   kThrowsInDrawing,
   kRaisesInDrawing,
@@ -50,7 +51,6 @@ enum EditorVariant {
   kCrashesInMouseDown,
   kBreaksItsDisplay, /* its own connection to the X server, when it is clicked */
   kBreaksItsDisplayOnThread,
-  kGrows, /* no editor; its list of parameters is longer while it is bright */
   kVariantCount
 };
 

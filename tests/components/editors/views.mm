@@ -37,15 +37,22 @@ EditorVariant variant_of(AudioUnit unit) {
   return static_cast<EditorVariant>(value);
 }
 
+[[noreturn]] void raise_exception(NSString* reason) {
+  [NSException raise:NSGenericException format:@"%@", reason];
+  abort();
+}
+
 }  // namespace
 
-/// A bar as long as the level; a click sets it.
+/// A bar as long as the level; a click sets it. A click, or its window's end, brings out what the
+/// unit asks for.
 @interface VeskTestView : NSView {
   AudioUnit _unit;
   EditorVariant _variant;  // read once: a view may outlive its unit
+  BOOL _clicked;
+  Display* _display;  // a connection of its own, in a view that breaks it
 }
 - (id)initWithUnit:(AudioUnit)unit;
-- (void)clickedAt:(NSPoint)point;
 @end
 
 @implementation VeskTestView
@@ -54,16 +61,25 @@ EditorVariant variant_of(AudioUnit unit) {
   self = [super initWithFrame:view_frame];
   _unit = unit;
   _variant = variant_of(unit);
+  if (_variant == kBreaksItsDisplay || _variant == kBreaksItsDisplayOnThread)
+    _display = XOpenDisplay(nullptr);
   ++live_objects;
   return self;
 }
 
 - (void)dealloc {
+  [[NSNotificationCenter defaultCenter] removeObserver:self];
+  if (_display) {
+    XSync(_display, False);
+    XCloseDisplay(_display);
+  }
   --live_objects;
   [super dealloc];
 }
 
 - (void)drawRect:(NSRect)dirty {
+  if (_clicked && _variant == kThrowsInDrawing) throw std::runtime_error("drawn in vain");
+  if (_clicked && _variant == kRaisesInDrawing) raise_exception(@"drawn in vain");
   [[NSColor darkGrayColor] setFill];
   NSRectFill(dirty);
   AudioUnitParameterValue level = 0;
@@ -73,74 +89,57 @@ EditorVariant variant_of(AudioUnit unit) {
   NSRectFill(NSMakeRect(0, 0, level * bounds.size.width, bounds.size.height));
 }
 
-- (void)clickedAt:(NSPoint)point {
+- (void)setLevel:(float)value {
   const AudioUnitParameter level = {_unit, kLevel, kAudioUnitScope_Global, 0};
-  AUParameterSet(nullptr, nullptr, &level, static_cast<float>(point.x / [self bounds].size.width),
-                 0);
+  AUParameterSet(nullptr, nullptr, &level, value, 0);
   [self setNeedsDisplay:YES];
 }
 
 - (void)mouseDown:(NSEvent*)event {
-  [self clickedAt:[self convertPoint:[event locationInWindow] fromView:nil]];
-}
-
-@end
-
-/// Draws well until it is clicked; a click, or its window's end, brings out what the unit asks for.
-@interface VeskTestFaultyView : VeskTestView {
-  BOOL _clicked;
-}
-@end
-
-@implementation VeskTestFaultyView
-
-- (void)clickedAt:(NSPoint)point {
+  const NSPoint point = [self convertPoint:[event locationInWindow] fromView:nil];
+  const float place = static_cast<float>(point.x / [self bounds].size.width);
+  const auto break_display = [display = _display] {
+    shutdown(ConnectionNumber(display), SHUT_RDWR);
+    XSync(display, False);
+  };
   _clicked = YES;
   switch (_variant) {
     case kThrowsInMouseDown:
       throw std::runtime_error("clicked in vain");
     case kCrashesInMouseDown:
       raise(SIGSEGV);
-      break;
+      return;
     case kThrowsInMainQueueTask:
       dispatch_async(dispatch_get_main_queue(), ^{
         throw std::runtime_error("task in vain");
       });
-      break;
+      return;
     case kReadsNumber:
-      if (mbstowcs(nullptr, "\u20AC", 0) != 1) break;
-      [super clickedAt:NSMakePoint(strtof("0.75", nullptr) * [self bounds].size.width, 0)];
-      break;
+      if (mbstowcs(nullptr, "\u20AC", 0) == 1) [self setLevel:strtof("0.75", nullptr)];
+      return;
     case kThrowsInTimer:
       [self performSelector:@selector(takeTurn) withObject:nil afterDelay:0];
-      break;
+      return;
     case kRunsOutOfMemory:
-      if (point.x < [self bounds].size.width / 2) throw std::bad_alloc();
+      if (place < 0.5f) throw std::bad_alloc();
       [NSException raise:NSMallocException format:@"no memory"];
-      break;
-    case kTracksMouse:
-      [super clickedAt:point];
-      while (NSEvent* event = [NSApp nextEventMatchingMask:NSLeftMouseUpMask
-                                                 untilDate:[NSDate distantFuture]
-                                                    inMode:NSEventTrackingRunLoopMode
-                                                   dequeue:YES]) {
-        if ([event type] == NSLeftMouseUp) break;
-      }
-      break;
+      return;
     default:
-      [self setNeedsDisplay:YES];
+      [self setLevel:place];
+  }
+  if (_variant == kBreaksItsDisplay) break_display();
+  if (_variant == kBreaksItsDisplayOnThread) std::thread(break_display).detach();
+  while (_variant == kTracksMouse) {
+    event = [NSApp nextEventMatchingMask:NSLeftMouseUpMask
+                               untilDate:[NSDate distantFuture]
+                                  inMode:NSEventTrackingRunLoopMode
+                                 dequeue:YES];
+    if (!event || [event type] == NSLeftMouseUp) return;
   }
 }
 
 - (void)takeTurn {
   throw std::runtime_error("timed in vain");
-}
-
-- (void)drawRect:(NSRect)dirty {
-  if (_clicked && _variant == kThrowsInDrawing) throw std::runtime_error("drawn in vain");
-  if (_clicked && _variant == kRaisesInDrawing)
-    [NSException raise:NSGenericException format:@"drawn in vain"];
-  [super drawRect:dirty];
 }
 
 - (void)viewDidMoveToWindow {
@@ -175,53 +174,14 @@ EditorVariant variant_of(AudioUnit unit) {
 
 - (void)windowCloses:(NSNotification*)notification {
   if (_variant == kThrowsInClosing) throw std::runtime_error("closed in vain");
-  if (_variant == kRaisesInClosing) [NSException raise:NSGenericException format:@"closed in vain"];
+  if (_variant == kRaisesInClosing) raise_exception(@"closed in vain");
 }
 
 - (void)viewWillMoveToWindow:(NSWindow*)window {
   [super viewWillMoveToWindow:window];
   if (window) return;
   if (_variant == kThrowsInLeaving) throw std::runtime_error("left in vain");
-  if (_variant == kRaisesInLeaving) [NSException raise:NSGenericException format:@"left in vain"];
-}
-
-- (void)dealloc {
-  [[NSNotificationCenter defaultCenter] removeObserver:self];
-  [super dealloc];
-}
-
-@end
-
-/// With a connection of its own, which breaks at the first click.
-@interface VeskTestDisplayView : VeskTestView {
-  Display* _display;
-}
-@end
-
-@implementation VeskTestDisplayView
-
-- (id)initWithUnit:(AudioUnit)unit {
-  self = [super initWithUnit:unit];
-  _display = XOpenDisplay(nullptr);
-  return self;
-}
-
-- (void)dealloc {
-  XSync(_display, False);
-  XCloseDisplay(_display);
-  [super dealloc];
-}
-
-- (void)clickedAt:(NSPoint)point {
-  [super clickedAt:point];
-  const auto break_display = [display = _display] {
-    shutdown(ConnectionNumber(display), SHUT_RDWR);
-    XSync(display, False);
-  };
-  if (_variant == kBreaksItsDisplayOnThread)
-    std::thread(break_display).detach();
-  else
-    break_display();
+  if (_variant == kRaisesInLeaving) raise_exception(@"left in vain");
 }
 
 @end
@@ -242,24 +202,16 @@ EditorVariant variant_of(AudioUnit unit) {
     case kThrowsInFactory:
       throw std::runtime_error("no view today");
     case kRaisesInFactory:
-      [NSException raise:NSGenericException format:@"no view raised"];
-      return nil;
+      raise_exception(@"no view raised");
     case kExitsInFactory:
       exit(0);
-    case kBreaksItsDisplay:
-    case kBreaksItsDisplayOnThread:
-      return [[[VeskTestDisplayView alloc] initWithUnit:unit] autorelease];
     case kLogs:
       NSLog(@"a plugin's own message");
-      [[fallthrough]];
-    case kCocoaView:
-    case kCocoaViewAndController:
-    case kThreeClasses:
-      return [[[VeskTestView alloc] initWithUnit:unit] autorelease];
+      break;
     default:
       break;
   }
-  return [[[VeskTestFaultyView alloc] initWithUnit:unit] autorelease];
+  return [[[VeskTestView alloc] initWithUnit:unit] autorelease];
 }
 
 @end
@@ -314,24 +266,15 @@ NSViewController* make_controller(EditorVariant variant, AudioUnit unit) {
   NSViewController* controller = variant == kControllerNoSize ? controller_in_place_of_another()
                                                               : [[VeskTestController alloc] init];
   if (variant == kControllerWithoutView) return controller;
+  const bool is_empty = variant == kControllerFromThread || variant == kControllerPreferredSize ||
+                        variant == kControllerNoSize;
   NSView* view = [[[VeskTestView alloc] initWithUnit:unit] autorelease];
-  [view setFrameSize:NSMakeSize(240, 90)];
-  switch (variant) {
-    case kControllerFromThread:
-      [view setFrameSize:NSZeroSize];
-      [controller setPreferredContentSize:NSMakeSize(500, 0)];
-      break;
-    case kControllerPreferredSize:
-      [view setFrameSize:NSZeroSize];
-      [controller setPreferredContentSize:NSMakeSize(320, 200)];
-      break;
-    case kControllerNoSize:
-      [view setFrameSize:NSZeroSize];
-      break;
-    default:
-      [controller setPreferredContentSize:NSMakeSize(320, 200)];
-  }
+  [view setFrameSize:is_empty ? NSZeroSize : NSMakeSize(240, 90)];
   [controller setView:view];
+  if (variant != kControllerNoSize) {
+    [controller setPreferredContentSize:variant == kControllerFromThread ? NSMakeSize(500, 0)
+                                                                         : NSMakeSize(320, 200)];
+  }
   return controller;
 }
 

@@ -2,15 +2,14 @@
  * that come as atoms. */
 #include <lv2/atom/forge.h>
 #include <lv2/atom/util.h>
-#include <lv2/urid/urid.h>
 #include <stdlib.h>
 
 #include "test_plugins.h"
 
-enum { kQuestions, kAnswers, kLeft, kRight, kLevel, kReport, kOwn, kHalf, kConnected, kPorts };
+enum { kQuestions, kAnswers, kLeft, kRight, kLevel, kReport, kOwn, kHalf, kConnected };
 
 typedef struct {
-  void* ports[kPorts];
+  Ports ports;
   LV2_Atom_Forge forge;
 } Knob;
 
@@ -24,20 +23,15 @@ static LV2_Handle instantiate(const LV2_Descriptor* descriptor, double rate, con
   return self;
 }
 
-static void connect_port(LV2_Handle handle, uint32_t port, void* data) {
-  Knob* self = handle;
-  if (port < kPorts) self->ports[port] = data;
-}
-
 /* Each number that is asked about comes back doubled. */
 static void answer(Knob* self) {
-  LV2_Atom_Sequence* answers = self->ports[kAnswers];
+  LV2_Atom_Sequence* answers = self->ports.data[kAnswers];
   if (answers == NULL) return;
   LV2_Atom_Forge_Frame frame;
   lv2_atom_forge_set_buffer(&self->forge, (uint8_t*)answers,
                             answers->atom.size + (uint32_t)sizeof(LV2_Atom));
   lv2_atom_forge_sequence_head(&self->forge, &frame, 0);
-  LV2_ATOM_SEQUENCE_FOREACH((const LV2_Atom_Sequence*)self->ports[kQuestions], event) {
+  LV2_ATOM_SEQUENCE_FOREACH((const LV2_Atom_Sequence*)self->ports.data[kQuestions], event) {
     if (event->body.type != self->forge.Int) continue;
     lv2_atom_forge_frame_time(&self->forge, event->time.frames);
     lv2_atom_forge_int(&self->forge, 2 * ((const LV2_Atom_Int*)&event->body)->body);
@@ -47,14 +41,13 @@ static void answer(Knob* self) {
 
 static void run(LV2_Handle handle, uint32_t frames) {
   Knob* self = handle;
-  const float level = *(float*)self->ports[kLevel];
-  const float report = *(float*)self->ports[kReport];
+  const float level = *samples(handle, kLevel), report = *samples(handle, kReport);
   for (uint32_t i = 0; i < frames; ++i) {
-    ((float*)self->ports[kLeft])[i] = level;
-    ((float*)self->ports[kRight])[i] = report;
+    samples(handle, kLeft)[i] = level;
+    samples(handle, kRight)[i] = report;
   }
-  *(float*)self->ports[kHalf] = level / 2;
-  *(float*)self->ports[kConnected] = self->ports[kAnswers] != NULL ? 1 : 0;
+  *samples(handle, kHalf) = level / 2;
+  *samples(handle, kConnected) = self->ports.data[kAnswers] != NULL ? 1 : 0;
   answer(self);
 }
 

@@ -1,3 +1,6 @@
+/* aumu:Bad_:Vesk, aufx:Bad_:Vesk and aumu:Asyn:Vesk (instantiated asynchronously), which do one
+ * wrong thing each on command: docs/misbehaving.md. */
+
 #define _GNU_SOURCE /* sched_getaffinity */
 #include <locale.h>
 #include <math.h>
@@ -13,48 +16,68 @@
 #endif
 
 #include "../basic_unit.h"
-#include "commands.h"
+#include "song_words.h"
 
-#define COMMAND(id, name, maximum, initial) \
-  {id, name, kAudioUnitParameterUnit_Generic, 0, maximum, initial, NULL, 0}
-#define METER(id, name)                                             \
-  {id, name, kAudioUnitParameterUnit_Generic,      -1, 16777216.0f, \
-   -1, NULL, kAudioUnitParameterFlag_MeterReadOnly}
 #define ANY_RENDER 16777216.0f /* the last float that still counts by one */
+#define ANY_STATUS 100000
+
+/* The constant, the name, the lowest, highest and first value of each; numbered from 0. */
+#define COMMANDS(COMMAND)                                            \
+  COMMAND(kCrashInRender, "crash-in-render", 0, ANY_RENDER, 0)       \
+  COMMAND(kExitInRender, "exit-in-render", 0, ANY_RENDER, 0)         \
+  COMMAND(kHangInRender, "hang-in-render", 0, ANY_RENDER, 0)         \
+  COMMAND(kSpinInRender, "spin-in-render", 0, ANY_RENDER, 0)         \
+  COMMAND(kAllocateInRender, "allocate-in-render", 0, ANY_RENDER, 0) \
+  COMMAND(kSleepInRender, "sleep-in-render", 0, 1e7f, 0)             \
+  COMMAND(kLockInRender, "lock-in-render", 0, ANY_RENDER, 0)         \
+  COMMAND(kNanInRender, "nan-in-render", 0, ANY_RENDER, 0)           \
+  COMMAND(kLateInRender, "late-in-render", 0, ANY_RENDER, 0)         \
+  COMMAND(kLateMs, "late-ms", 0, 60000, 20)                          \
+  COMMAND(kFailInRender, "fail-in-render", 0, ANY_RENDER, 0)         \
+  COMMAND(kFailStatus, "fail-status", -ANY_STATUS, ANY_STATUS,       \
+          kAudioUnitErr_CannotDoInCurrentContext)                    \
+  COMMAND(kThreadInRender, "thread-in-render", 0, ANY_RENDER, 0)     \
+  COMMAND(kCommaLocale, "comma-locale", 0, 1, 0)                     \
+  COMMAND(kPrintKib, "print-kib", 0, 65536, 0)                       \
+  COMMAND(kCrashInLoad, "crash-in-load", 0, 2, 0)                    \
+  COMMAND(kExitInLoad, "exit-in-load", 0, 2, 0)                      \
+  COMMAND(kHangInLoad, "hang-in-load", 0, 2, 0)                      \
+  COMMAND(kDelayInOpen, "delay-in-open", 0, 600000, 0)               \
+  COMMAND(kFailInLoad, "fail-in-load", 0, 2, 0)                      \
+  COMMAND(kRefuseStreamFormat, "refuse-stream-format", 0, 1, 0)      \
+  COMMAND(kRefuseRenderCallback, "refuse-render-callback", 0, 1, 0)  \
+  COMMAND(kRefuseLatency, "refuse-latency", 0, 1, 0)                 \
+  COMMAND(kRefuseClassInfo, "refuse-class-info", 0, 3, 0)            \
+  COMMAND(kRefuseMaxFrames, "refuse-max-frames", 0, 1, 0)            \
+  COMMAND(kLatencyMs, "latency-ms", 0, 10000, 0)                     \
+  COMMAND(kCrashInState, "crash-in-state", 0, 1, 0)                  \
+  COMMAND(kOverflowInRender, "overflow-in-render", 0, ANY_RENDER, 0) \
+  COMMAND(kHangInClose, "hang-in-close", 0, 1, 0)                    \
+  COMMAND(kPrintInState, "print-in-state", 0, 65536, 0)              \
+  COMMAND(kTellSong, "tell-song", 0, 1, 0)
+
+#define AS_CONSTANT(id, ...) id,
+#define AS_PARAMETER(id, name, minimum, maximum, initial) \
+  {id, name, kAudioUnitParameterUnit_Generic, minimum, maximum, initial, NULL, 0},
+#define METER(id, name)                                            \
+  {id, name, kAudioUnitParameterUnit_Generic,      -1, ANY_RENDER, \
+   -1, NULL, kAudioUnitParameterFlag_MeterReadOnly}
+
+enum Command { COMMANDS(AS_CONSTANT) kCommandCount };
+
+/* What the unit saw. */
+enum {
+  kSeenRenders = 100,
+  kSeenEvents,
+  kSeenThreadPolicy,
+  kSeenThreadCpus,
+  kSeenRenderPolicy,
+  kSeenRenderCpus,
+  kSeenFlushing
+};
 
 static const UnitParameter kParameters[] = {
-    COMMAND(kCrashInRender, "crash-in-render", ANY_RENDER, 0),
-    COMMAND(kExitInRender, "exit-in-render", ANY_RENDER, 0),
-    COMMAND(kHangInRender, "hang-in-render", ANY_RENDER, 0),
-    COMMAND(kSpinInRender, "spin-in-render", ANY_RENDER, 0),
-    COMMAND(kAllocateInRender, "allocate-in-render", ANY_RENDER, 0),
-    COMMAND(kSleepInRender, "sleep-in-render", 1e7f, 0),
-    COMMAND(kLockInRender, "lock-in-render", ANY_RENDER, 0),
-    COMMAND(kNanInRender, "nan-in-render", ANY_RENDER, 0),
-    COMMAND(kLateInRender, "late-in-render", ANY_RENDER, 0),
-    COMMAND(kLateMs, "late-ms", 60000, 20),
-    COMMAND(kFailInRender, "fail-in-render", ANY_RENDER, 0),
-    {kFailStatus, "fail-status", kAudioUnitParameterUnit_Generic, -100000, 100000,
-     kAudioUnitErr_CannotDoInCurrentContext, NULL, 0},
-    COMMAND(kThreadInRender, "thread-in-render", ANY_RENDER, 0),
-    COMMAND(kCommaLocale, "comma-locale", 1, 0),
-    COMMAND(kPrintKib, "print-kib", 65536, 0),
-    COMMAND(kCrashInLoad, "crash-in-load", 2, 0),
-    COMMAND(kExitInLoad, "exit-in-load", 2, 0),
-    COMMAND(kHangInLoad, "hang-in-load", 2, 0),
-    COMMAND(kDelayInOpen, "delay-in-open", 600000, 0),
-    COMMAND(kFailInLoad, "fail-in-load", 2, 0),
-    COMMAND(kRefuseStreamFormat, "refuse-stream-format", 1, 0),
-    COMMAND(kRefuseRenderCallback, "refuse-render-callback", 1, 0),
-    COMMAND(kRefuseLatency, "refuse-latency", 1, 0),
-    COMMAND(kRefuseClassInfo, "refuse-class-info", 3, 0),
-    COMMAND(kRefuseMaxFrames, "refuse-max-frames", 1, 0),
-    COMMAND(kLatencyMs, "latency-ms", 10000, 0),
-    COMMAND(kCrashInState, "crash-in-state", 1, 0),
-    COMMAND(kOverflowInRender, "overflow-in-render", ANY_RENDER, 0),
-    COMMAND(kHangInClose, "hang-in-close", 1, 0),
-    COMMAND(kPrintInState, "print-in-state", 65536, 0),
-    METER(kSeenRenders, "renders"),
+    COMMANDS(AS_PARAMETER) METER(kSeenRenders, "renders"),
     METER(kSeenEvents, "events"),
     METER(kSeenThreadPolicy, "thread_policy"),
     METER(kSeenThreadCpus, "thread_cpus"),
@@ -65,6 +88,14 @@ static const UnitParameter kParameters[] = {
 
 enum { kParameterCount = sizeof kParameters / sizeof kParameters[0], kMaxEvents = 1 << 16 };
 
+/* Global, read: an array of ReceivedEvent. */
+enum { kReceivedEvents = 64000 };
+
+typedef struct ReceivedEvent {
+  UInt32 period; /* the render it came before, counted from 1 */
+  UInt32 offset, status, data1, data2;
+} ReceivedEvent;
+
 typedef struct Misbehaving {
   BasicUnit basic;
   UInt32 renders;
@@ -72,6 +103,8 @@ typedef struct Misbehaving {
   ReceivedEvent* events;
   UInt32 event_count;
   pthread_mutex_t mutex;
+  HostCallbackInfo host;
+  UInt32 offline;
 } Misbehaving;
 
 enum Phase { kInitialize = 1, kOpen = 2 };
@@ -267,12 +300,42 @@ static OSStatus misbehave_in_render(Misbehaving* unit) {
   return is_now(unit, kFailInRender) ? command(&unit->basic, kFailStatus) : noErr;
 }
 
+static void tell_song(const Misbehaving* unit, float words[kSongWords]) {
+  const HostCallbackInfo* host = &unit->host;
+  Float64 tempo, beat, bar_start, sample, loop_start, loop_end;
+  Float32 beats_per_bar;
+  UInt32 beat_unit, frames_to_beat;
+  Boolean playing, changed, looping;
+  for (int i = 0; i < kSongWords; ++i) words[i] = -1;
+  words[kSongOffline] = (float)unit->offline;
+  if (host->beatAndTempoProc && host->beatAndTempoProc(host->hostUserData, &beat, &tempo) == 0) {
+    words[kSongTempo] = (float)tempo;
+    words[kSongBeat] = (float)floor(beat);
+    words[kSongBeatRest] = (float)(beat - floor(beat));
+  }
+  if (host->musicalTimeLocationProc &&
+      host->musicalTimeLocationProc(host->hostUserData, &frames_to_beat, &beats_per_bar, &beat_unit,
+                                    &bar_start) == 0) {
+    words[kSongBarStart] = (float)bar_start;
+    words[kSongBeatsPerBar] = beats_per_bar;
+    words[kSongBeatUnit] = (float)beat_unit;
+    words[kSongFramesToBeat] = (float)frames_to_beat;
+  }
+  if (host->transportStateProc &&
+      host->transportStateProc(host->hostUserData, &playing, &changed, &sample, &looping,
+                               &loop_start, &loop_end) == 0) {
+    words[kSongPlaying] = playing;
+    words[kSongChanged] = changed;
+    words[kSongSample] = (float)sample;
+    words[kSongLooping] = looping;
+    words[kSongLoopStart] = (float)loop_start;
+    words[kSongLoopEnd] = (float)loop_end;
+  }
+}
+
 /* The instrument plays a constant, the effect its input. */
-static OSStatus render(BasicUnit* basic, AudioUnitRenderActionFlags* flags,
-                       const AudioTimeStamp* time, UInt32 frames, const AudioBufferList* input,
-                       AudioBufferList* output) {
-  (void)flags;
-  (void)time;
+static OSStatus render(BasicUnit* basic, UInt32 frames, float* const input[kChannels],
+                       float* const output[kChannels]) {
   Misbehaving* unit = (Misbehaving*)basic;
   ++unit->renders;
   report(unit, kSeenRenders, (float)unit->renders);
@@ -283,11 +346,10 @@ static OSStatus render(BasicUnit* basic, AudioUnitRenderActionFlags* flags,
   report(unit, kSeenFlushing, flushes_denormals());
   const OSStatus status = misbehave_in_render(unit);
   const bool nan = has_begun(unit, kNanInRender);
-  for (UInt32 channel = 0; channel < output->mNumberBuffers; ++channel) {
-    const float* in = input ? input->mBuffers[channel].mData : NULL;
-    float* out = output->mBuffers[channel].mData;
-    for (UInt32 i = 0; i < frames; ++i) out[i] = nan ? NAN : in ? in[i] : 0.25f;
-  }
+  for (UInt32 channel = 0; channel < kChannels; ++channel)
+    for (UInt32 i = 0; i < frames; ++i)
+      output[channel][i] = nan ? NAN : input ? input[channel][i] : 0.25f;
+  if (command(basic, kTellSong) && frames >= kSongWords) tell_song(unit, output[0]);
   return status;
 }
 
@@ -312,9 +374,14 @@ static OSStatus get_property(BasicUnit* basic, AudioUnitPropertyID id, void* dat
 
 static OSStatus set_property(BasicUnit* basic, AudioUnitPropertyID id, const void* data,
                              UInt32 size) {
-  (void)data;
-  (void)size;
+  Misbehaving* unit = (Misbehaving*)basic;
   switch (id) {
+    case kAudioUnitProperty_OfflineRender:
+      memcpy(&unit->offline, data, sizeof unit->offline);
+      return noErr;
+    case kAudioUnitProperty_HostCallbacks:
+      memcpy(&unit->host, data, size < sizeof unit->host ? size : sizeof unit->host);
+      return noErr;
     case kAudioUnitProperty_StreamFormat:
       return command(basic, kRefuseStreamFormat) ? kAudioUnitErr_FormatNotSupported : kNotHandled;
     case kAudioUnitProperty_SetRenderCallback:
@@ -329,8 +396,8 @@ static OSStatus set_property(BasicUnit* basic, AudioUnitPropertyID id, const voi
 }
 
 /* Its render breaks the rules on purpose: the mark that the table asks for comes by a cast. */
-typedef OSStatus (*MarkedRender)(BasicUnit*, AudioUnitRenderActionFlags*, const AudioTimeStamp*,
-                                 UInt32, const AudioBufferList*, AudioBufferList*) CA_REALTIME_API;
+typedef OSStatus (*MarkedRender)(BasicUnit*, UInt32, float* const[kChannels],
+                                 float* const[kChannels]) CA_REALTIME_API;
 typedef OSStatus (*MarkedMidi)(BasicUnit*, UInt32, UInt32, UInt32, UInt32) CA_REALTIME_API;
 
 #define COMMON                                                                                    \
@@ -342,10 +409,6 @@ typedef OSStatus (*MarkedMidi)(BasicUnit*, UInt32, UInt32, UInt32, UInt32) CA_RE
 static const UnitKind kInstrument = {COMMON};
 static const UnitKind kEffect = {COMMON, .has_input = true};
 
-__attribute__((visibility("default"))) AudioComponentPlugInInterface* MisbehavingFactory(
-    const AudioComponentDescription* description);
-
-AudioComponentPlugInInterface* MisbehavingFactory(const AudioComponentDescription* description) {
-  const bool is_effect = description->componentType == kAudioUnitType_Effect;
-  return make_unit(is_effect ? &kEffect : &kInstrument, description);
+const UnitKind* unit_kind(const AudioComponentDescription* description) {
+  return description->componentType == kAudioUnitType_Effect ? &kEffect : &kInstrument;
 }

@@ -33,50 +33,24 @@ static OSStatus open_unit(BasicUnit* basic) {
   return noErr;
 }
 
-static OSStatus midi(BasicUnit* basic, UInt32 status, UInt32 data1, UInt32 data2,
-                     UInt32 offset) CA_REALTIME_API {
-  (void)basic;
-  (void)status;
-  (void)data1;
-  (void)data2;
-  (void)offset;
-  return noErr;
-}
-
-static OSStatus render(BasicUnit* basic, AudioUnitRenderActionFlags* flags,
-                       const AudioTimeStamp* time, UInt32 frames, const AudioBufferList* input,
-                       AudioBufferList* output) CA_REALTIME_API {
-  (void)time;
-  for (UInt32 i = 0; i < output->mNumberBuffers; ++i) {
-    float* out = output->mBuffers[i].mData;
+static OSStatus render(BasicUnit* basic, UInt32 frames, float* const input[kChannels],
+                       float* const output[kChannels]) CA_REALTIME_API {
+  for (UInt32 i = 0; i < kChannels; ++i)
     if (input)
-      memcpy(out, input->mBuffers[i].mData, frames * sizeof(float));
+      memcpy(output[i], input[i], frames * sizeof(float));
     else
-      memset(out, 0, frames * sizeof(float));
-  }
-  if (!input) *flags |= kAudioUnitRenderAction_OutputIsSilence;
+      memset(output[i], 0, frames * sizeof(float));
   work((const Null*)basic);
   return noErr;
 }
 
-static const UnitKind kInstrument = {.size = sizeof(Null),
-                                     .parameters = kParameters,
-                                     .parameter_count = 1,
-                                     .open = open_unit,
-                                     .midi = midi,
-                                     .render = render};
+#define COMMON                                                                              \
+  .size = sizeof(Null), .parameters = kParameters, .parameter_count = 1, .open = open_unit, \
+  .render = render
 
-static const UnitKind kEffect = {.size = sizeof(Null),
-                                 .parameters = kParameters,
-                                 .parameter_count = 1,
-                                 .has_input = true,
-                                 .open = open_unit,
-                                 .render = render};
+static const UnitKind kInstrument = {COMMON};
+static const UnitKind kEffect = {COMMON, .has_input = true};
 
-__attribute__((visibility("default"))) AudioComponentPlugInInterface* NullFactory(
-    const AudioComponentDescription* description);
-
-AudioComponentPlugInInterface* NullFactory(const AudioComponentDescription* description) {
-  const bool is_effect = description->componentType == kAudioUnitType_Effect;
-  return make_unit(is_effect ? &kEffect : &kInstrument, description);
+const UnitKind* unit_kind(const AudioComponentDescription* description) {
+  return description->componentType == kAudioUnitType_Effect ? &kEffect : &kInstrument;
 }
