@@ -17,6 +17,24 @@ bool say_not_installed(const ChainElements& chain, std::string& error) {
   return false;
 }
 
+/// "plugin host CHAIN: plugin INDEX" in a sentence.
+struct Blame {
+  std::size_t plugin;
+  std::size_t at;
+  std::size_t length;
+};
+
+std::optional<Blame> find_blame(const std::string& sentence, const ChainElements& chain) {
+  const std::string start = "plugin host " + chain_text(chain) + ": plugin ";
+  const std::size_t found = sentence.find(start);
+  if (found == std::string::npos) return std::nullopt;
+  std::size_t plugin = 0;
+  const char* const digits = sentence.c_str() + found + start.size();
+  const auto [stop, failure] = std::from_chars(digits, sentence.c_str() + sentence.size(), plugin);
+  if (failure != std::errc() || plugin >= chain.size()) return std::nullopt;
+  return Blame{plugin, found, start.size() + static_cast<std::size_t>(stop - digits)};
+}
+
 }  // namespace
 
 std::string name_in_chain(const ChainElements& chain, std::size_t plugin) {
@@ -26,16 +44,15 @@ std::string name_in_chain(const ChainElements& chain, std::size_t plugin) {
   return name;
 }
 
+std::optional<std::size_t> blamed_plugin(const std::string& sentence, const ChainElements& chain) {
+  const auto blame = find_blame(sentence, chain);
+  return blame ? std::optional(blame->plugin) : std::nullopt;
+}
+
 std::string by_name(std::string sentence, const ChainElements& chain) {
-  const std::string start = "plugin host " + chain_text(chain) + ": plugin ";
-  const std::size_t found = sentence.find(start);
-  if (found == std::string::npos) return sentence;
-  std::size_t plugin = 0;
-  const char* const digits = sentence.c_str() + found + start.size();
-  const auto [stop, failure] = std::from_chars(digits, sentence.c_str() + sentence.size(), plugin);
-  if (failure != std::errc() || plugin >= chain.size()) return sentence;
-  return sentence.replace(found, start.size() + static_cast<std::size_t>(stop - digits),
-                          name_in_chain(chain, plugin));
+  const auto blame = find_blame(sentence, chain);
+  return blame ? sentence.replace(blame->at, blame->length, name_in_chain(chain, blame->plugin))
+               : sentence;
 }
 
 bool wait_until_ready(client::HostProcess& host, const ChainElements& chain, std::string& error) {

@@ -152,12 +152,19 @@ class PeriodLoop {
       if (Clock::now() - start > longest_answer) {
         const bool spins = host_.diagnose() == client::Health::hung_spinning;
         error = "no answer for 10 seconds to " + place(sent_frames_ - pending_frames_) + ": " +
-                (chain_.size() == 1 ? chain_.front().name : "a plugin") +
+                hung_plugin() +
                 (spins ? " does not come back from its work"
                        : " waits for something that does not come");
         return RenderOutcome::failed;
       }
     }
+  }
+
+  /// Ends the host, which tells where it hangs as far as it can.
+  std::string hung_plugin() {
+    host_.end_hung();
+    const auto plugin = blamed_plugin(host_.obituary(), chain_);
+    return plugin ? name_in_chain(chain_, *plugin) : "a plugin";
   }
 
   /// The period after those that were collected, which starts at `frame`.
