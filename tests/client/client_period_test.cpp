@@ -84,7 +84,7 @@ TEST(ClientPeriods, AGroupRendersAllAndNamesTheOneThatFailed) {
   std::vector<std::unique_ptr<HostProcess>> hosts;
   HostGroup group;
   std::string error;
-  for (const char* commands : {"x=1", "die_at=2", "x=1"})
+  for (const char* commands : {"x=1", "segv_at=2", "x=1"})
     hosts.push_back(HostProcess::spawn(options(commands, Mode::real_time), error));
   for (auto& host : hosts) {
     ASSERT_TRUE(host != nullptr && host->wait_ready(error)) << error;

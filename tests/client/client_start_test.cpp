@@ -61,7 +61,6 @@ TEST(ClientStart, EveryFailedStartHasItsSentenceAndLeavesNothing) {
     std::chrono::milliseconds limit = long_enough;
   };
   const Case cases[] = {
-      {"fail=fake: no such plugin", VESK_FAKE_HOST, "fake: no such plugin"},
       {"silent=1", VESK_FAKE_HOST, "the host did not start: the host ended with status 3"},
       {"never_ready=1", VESK_FAKE_HOST, "the host took longer than the limit to load its chain",
        100ms},

@@ -1,15 +1,14 @@
 // A host that speaks the block's protocol and misbehaves on command, so that the parent's side
 // meets faults that a sound host never shows. Its PLUGIN argument is a list of commands:
 //
-//   fail=TEXT         report TEXT as the load error     silent=1        print nothing, exit 3
-//   load_ms=N         load for so long                  never_ready=1   load for ever
-//   deaf=1            ready, but without render thread  late_probe=N    ignore the first N requests
-//   late_ms=N         answer every period so late       die_at=N        SIGKILL itself in period N
-//   segv_at=N         print a death line, then SEGV     block_at=N      sleep for ever in period N
+//   silent=1          print nothing, exit 3             load_ms=N           load for so long
+//   never_ready=1     load for ever                     late_probe=N        ignore N requests
+//   deaf=1            ready, but without render thread  answer_when_told=1  answer after SIGUSR1
+//   late_ms=N         answer every period so late       block_at=N          sleep in period N
+//   segv_at=N         print a death line, then SEGV     stubborn=1          never quit
 //   no_window=1       open no editor                    open_when_told=1    open after SIGUSR1
-//   save_ms=N         take so long to save              answer_when_told=1  answer after SIGUSR1
-//   stubborn=1        never quit                        flood=N         print N lines a turn
-//   garbage=1         scribble over what it may write   crowd=N         N notices at once on close
+//   save_ms=N         take so long to save              crowd=N             N notices on close
+//   garbage=1         scribble over what it may write   flood=N             print N lines a turn
 //
 // Periods count from 1, probes left out. Left output is the input plus the number of events, right
 // is the sample time. What it is sent it prints: "param P ID V", "open P TITLE", "close".
@@ -44,12 +43,9 @@ using vesk::client::wake_one;
 std::map<std::string, std::string> g_commands;
 std::atomic<bool> g_was_told{false};
 
-std::string text(const char* name) {
-  const auto found = g_commands.find(name);
-  return found == g_commands.end() ? std::string{} : found->second;
-}
 long number(const char* name) {
-  return std::atol(text(name).c_str());
+  const auto found = g_commands.find(name);
+  return found == g_commands.end() ? 0 : std::atol(found->second.c_str());
 }
 void sleep_ms(long ms) {
   std::this_thread::sleep_for(std::chrono::milliseconds(ms));
@@ -71,7 +67,6 @@ void read_commands(std::string_view list) {
 }
 
 void misbehave(long period) {
-  if (period == number("die_at")) raise(SIGKILL);
   if (period == number("segv_at")) {
     std::fprintf(stderr, "plugin host fake: plugin 0 died in render: SIGSEGV\n");
     signal(SIGSEGV, SIG_DFL);
@@ -199,11 +194,6 @@ int main(int argc, char** argv) {
   const pid_t parent = getppid();
   while (number("never_ready") != 0 && getppid() == parent) sleep_ms(100);
   sleep_ms(number("load_ms"));
-  if (const std::string reason = text("fail"); !reason.empty()) {
-    std::snprintf(block.error, error_bytes, "%s", reason.c_str());
-    store_release(block.state, failed);
-    return 1;
-  }
   block.instantiate_ms_total = 1.5;
   block.latency_seconds_total = 0.25;
   store_release(block.state, ready);

@@ -1,5 +1,6 @@
 #include "basic_unit.h"
 
+#include <mach/mach_time.h>
 #include <math.h>
 #include <stdlib.h>
 #include <string.h>
@@ -102,6 +103,14 @@ static OSStatus unit_remove_property_listener(void* self, AudioUnitPropertyID id
   return noErr;
 }
 
+void spin_for(double seconds) CA_REALTIME_API {
+  mach_timebase_info_data_t base;
+  mach_timebase_info(&base);
+  const UInt64 start = mach_absolute_time();
+  while ((double)(mach_absolute_time() - start) * base.numer / base.denom < 1e9 * seconds) {
+  }
+}
+
 void property_changed(BasicUnit* unit, AudioUnitPropertyID id) {
   for (UInt32 i = 0; i < unit->listener_count; ++i) {
     if (unit->listeners[i].id == id) {
@@ -153,7 +162,7 @@ static OSStatus unit_render(void* self, AudioUnitRenderActionFlags* flags,
   float* input[kChannels];
   float* output[kChannels];
   AudioUnitRenderActionFlags own_flags = 0;
-  if (unit->kind->has_input) {
+  if (unit->has_input) {
     const OSStatus status = pull_input(unit, flags ? flags : &own_flags, time, frames, input);
     if (status) return status;
   }
@@ -163,7 +172,7 @@ static OSStatus unit_render(void* self, AudioUnitRenderActionFlags* flags,
     buffer->mDataByteSize = frames * (UInt32)sizeof(float);
     output[i] = buffer->mData;
   }
-  return unit->kind->render(unit, frames, unit->kind->has_input ? input : NULL, output);
+  return unit->kind->render(unit, frames, unit->has_input ? input : NULL, output);
 }
 
 static AudioComponentMethod unit_lookup(SInt16 selector) {
@@ -195,8 +204,12 @@ static AudioComponentMethod unit_lookup(SInt16 selector) {
   }
 }
 
-static AudioComponentPlugInInterface* make_unit(const UnitKind* kind,
-                                                const AudioComponentDescription* description) {
+__attribute__((visibility("default"))) AudioComponentPlugInInterface* TestUnitFactory(
+    const AudioComponentDescription* description);
+
+AudioComponentPlugInInterface* TestUnitFactory(const AudioComponentDescription* description) {
+  const bool is_effect = description->componentType == kAudioUnitType_Effect;
+  const UnitKind* kind = unit_kinds[is_effect];
   BasicUnit* unit = calloc(1, kind->size);
   if (!unit) return NULL;
   unit->interface.Open = unit_open;
@@ -204,6 +217,7 @@ static AudioComponentPlugInInterface* make_unit(const UnitKind* kind,
   unit->interface.Lookup = unit_lookup;
   unit->kind = kind;
   unit->description = *description;
+  unit->has_input = is_effect;
   unit->format = (AudioStreamBasicDescription){
       .mSampleRate = 44100,
       .mFormatID = kAudioFormatLinearPCM,
@@ -225,11 +239,4 @@ static AudioComponentPlugInInterface* make_unit(const UnitKind* kind,
   for (UInt32 i = 0; i < kind->parameter_count; ++i)
     atomic_init(&unit->values[i], kind->parameters[i].initial);
   return &unit->interface;
-}
-
-__attribute__((visibility("default"))) AudioComponentPlugInInterface* TestUnitFactory(
-    const AudioComponentDescription* description);
-
-AudioComponentPlugInInterface* TestUnitFactory(const AudioComponentDescription* description) {
-  return make_unit(unit_kind(description), description);
 }

@@ -38,7 +38,6 @@ typedef struct UnitKind {
   UInt32 parameter_count;
   const UnitPreset* presets;
   UInt32 preset_count;
-  bool has_input;
 
   OSStatus (*open)(BasicUnit*);
   void (*close)(BasicUnit*);
@@ -65,6 +64,7 @@ struct BasicUnit {
   _Atomic float values[kMaxParameters]; /* by index in the table */
   AudioStreamBasicDescription format;   /* of every bus */
   UInt32 max_frames;
+  bool has_input; /* is an effect */
   bool initialized;
   AURenderCallbackStruct input_callback;
   SInt32 preset_number;
@@ -81,9 +81,9 @@ struct BasicUnit {
   float* buffers[2 * kChannels]; /* inputs, then outputs; max_frames each */
 };
 
-/* What a component has for a description in its property list. The factory function of them all,
- * TestUnitFactory, asks for it. */
-const UnitKind* unit_kind(const AudioComponentDescription* description);
+/* What a component has: instruments, then effects. The factory function of them all is
+ * TestUnitFactory. */
+extern const UnitKind* const unit_kinds[2];
 
 /* A parameter's present value by its index in the table. */
 static inline float value_of(const BasicUnit* unit, UInt32 index) {
@@ -92,6 +92,9 @@ static inline float value_of(const BasicUnit* unit, UInt32 index) {
 
 /* A parameter's index in the table, or -1. */
 int parameter_index(const BasicUnit* unit, AudioUnitParameterID id) CA_REALTIME_API;
+
+/* Keeps a CPU busy for that long. */
+void spin_for(double seconds) CA_REALTIME_API;
 
 /* Tells the unit's property listeners, for the global scope. */
 void property_changed(BasicUnit* unit, AudioUnitPropertyID id);

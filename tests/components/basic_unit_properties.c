@@ -9,46 +9,39 @@ static const struct Property {
   AudioUnitPropertyID id;
   int scopes;
   UInt32 size; /* 0: of a value that varies */
-  Boolean is_writable;
 } kProperties[] = {
-    {kAudioUnitProperty_ClassInfo, kGlobal, sizeof(CFPropertyListRef), true},
-    {kAudioUnitProperty_StreamFormat, kAnywhere, sizeof(AudioStreamBasicDescription), true},
-    {kAudioUnitProperty_SampleRate, kAnywhere, sizeof(Float64), true},
-    {kAudioUnitProperty_SetRenderCallback, kInput, sizeof(AURenderCallbackStruct), true},
-    {kAudioUnitProperty_Latency, kGlobal, sizeof(Float64), false},
-    {kAudioUnitProperty_MaximumFramesPerSlice, kGlobal, sizeof(UInt32), true},
-    {kAudioUnitProperty_FactoryPresets, kGlobal, sizeof(CFArrayRef), false},
-    {kAudioUnitProperty_PresentPreset, kGlobal, sizeof(AUPreset), true},
-    {kAudioUnitProperty_ParameterList, kGlobal, 0, false},
-    {kAudioUnitProperty_ParameterInfo, kGlobal, sizeof(AudioUnitParameterInfo), false},
-    {kAudioUnitProperty_ParameterValueStrings, kGlobal, sizeof(CFArrayRef), false},
+    {kAudioUnitProperty_ClassInfo, kGlobal, sizeof(CFPropertyListRef)},
+    {kAudioUnitProperty_StreamFormat, kAnywhere, sizeof(AudioStreamBasicDescription)},
+    {kAudioUnitProperty_SampleRate, kAnywhere, sizeof(Float64)},
+    {kAudioUnitProperty_SetRenderCallback, kInput, sizeof(AURenderCallbackStruct)},
+    {kAudioUnitProperty_Latency, kGlobal, sizeof(Float64)},
+    {kAudioUnitProperty_MaximumFramesPerSlice, kGlobal, sizeof(UInt32)},
+    {kAudioUnitProperty_FactoryPresets, kGlobal, sizeof(CFArrayRef)},
+    {kAudioUnitProperty_PresentPreset, kGlobal, sizeof(AUPreset)},
+    {kAudioUnitProperty_ParameterList, kGlobal, 0},
+    {kAudioUnitProperty_ParameterInfo, kGlobal, sizeof(AudioUnitParameterInfo)},
+    {kAudioUnitProperty_ParameterValueStrings, kGlobal, sizeof(CFArrayRef)},
 };
 
 OSStatus unit_get_property_info(void* self, AudioUnitPropertyID id, AudioUnitScope scope,
                                 AudioUnitElement element, UInt32* size, Boolean* writable) {
   (void)element;
+  (void)writable; /* nobody asks */
   BasicUnit* unit = self;
-  UInt32 bytes = 0;
-  OSStatus status =
-      unit->kind->get_property ? unit->kind->get_property(unit, id, NULL, &bytes) : kNotHandled;
-  Boolean is_writable = false;
-  if (status == kNotHandled) {
-    const UInt32 count = sizeof kProperties / sizeof kProperties[0];
-    UInt32 i = 0;
-    while (i < count && kProperties[i].id != id) ++i;
-    if (i == count) return kAudioUnitErr_InvalidProperty;
-    if (scope > kAudioUnitScope_Output || !(kProperties[i].scopes & 1 << scope))
-      return kAudioUnitErr_InvalidScope;
-    if (scope == kAudioUnitScope_Input && !unit->kind->has_input)
-      return kAudioUnitErr_InvalidElement;
-    bytes = kProperties[i].size;
-    if (!bytes) bytes = unit->kind->parameter_count * (UInt32)sizeof(AudioUnitParameterID);
-    is_writable = kProperties[i].is_writable;
-    status = noErr;
+  if (unit->kind->get_property) {
+    const OSStatus status = unit->kind->get_property(unit, id, NULL, size);
+    if (status != kNotHandled) return status;
   }
-  if (size) *size = bytes;
-  if (writable) *writable = is_writable;
-  return status;
+  const UInt32 count = sizeof kProperties / sizeof kProperties[0];
+  UInt32 i = 0;
+  while (i < count && kProperties[i].id != id) ++i;
+  if (i == count) return kAudioUnitErr_InvalidProperty;
+  if (scope > kAudioUnitScope_Output || !(kProperties[i].scopes & 1 << scope))
+    return kAudioUnitErr_InvalidScope;
+  if (scope == kAudioUnitScope_Input && !unit->has_input) return kAudioUnitErr_InvalidElement;
+  *size = kProperties[i].size;
+  if (!*size) *size = unit->kind->parameter_count * (UInt32)sizeof(AudioUnitParameterID);
+  return noErr;
 }
 
 static CFStringRef text(const char* characters) {
@@ -89,17 +82,8 @@ static OSStatus read_property(BasicUnit* unit, AudioUnitPropertyID id, AudioUnit
     case kAudioUnitProperty_ClassInfo:
       *(CFPropertyListRef*)data = copy_state(unit);
       return noErr;
-    case kAudioUnitProperty_StreamFormat:
-      *(AudioStreamBasicDescription*)data = unit->format;
-      return noErr;
-    case kAudioUnitProperty_SampleRate:
-      *(Float64*)data = unit->format.mSampleRate;
-      return noErr;
     case kAudioUnitProperty_Latency:
       *(Float64*)data = unit->kind->latency_seconds ? unit->kind->latency_seconds(unit) : 0;
-      return noErr;
-    case kAudioUnitProperty_MaximumFramesPerSlice:
-      *(UInt32*)data = unit->max_frames;
       return noErr;
     case kAudioUnitProperty_FactoryPresets:
       *(CFArrayRef*)data = copy_factory_presets(unit);
@@ -152,14 +136,12 @@ OSStatus unit_set_property(void* self, AudioUnitPropertyID id, AudioUnitScope sc
                            AudioUnitElement element, const void* data, UInt32 size) {
   BasicUnit* unit = self;
   UInt32 needed = 0;
-  Boolean is_writable = false;
   if (unit->kind->set_property) {
     const OSStatus status = unit->kind->set_property(unit, id, data, size);
     if (status != kNotHandled) return status;
   }
-  const OSStatus status = unit_get_property_info(self, id, scope, element, &needed, &is_writable);
+  const OSStatus status = unit_get_property_info(self, id, scope, element, &needed, NULL);
   if (status) return status;
-  if (!is_writable) return kAudioUnitErr_PropertyNotWritable;
   if (size < needed) return kAudioUnitErr_InvalidPropertyValue;
   switch (id) {
     case kAudioUnitProperty_ClassInfo:
@@ -175,8 +157,10 @@ OSStatus unit_set_property(void* self, AudioUnitPropertyID id, AudioUnitScope sc
       if (unit->initialized) return kAudioUnitErr_Initialized;
       unit->max_frames = *(const UInt32*)data;
       return noErr;
-    default:
+    case kAudioUnitProperty_SetRenderCallback:
       unit->input_callback = *(const AURenderCallbackStruct*)data;
       return noErr;
+    default:
+      return kAudioUnitErr_PropertyNotWritable;
   }
 }

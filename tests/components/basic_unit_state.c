@@ -38,13 +38,6 @@ CFPropertyListRef copy_state(BasicUnit* unit) {
   return dictionary;
 }
 
-static bool number_is(CFDictionaryRef dictionary, CFStringRef key, UInt32 wanted) {
-  CFTypeRef value = CFDictionaryGetValue(dictionary, key);
-  SInt32 number = 0;
-  return value && CFGetTypeID(value) == CFNumberGetTypeID() &&
-         CFNumberGetValue(value, kCFNumberSInt32Type, &number) && (UInt32)number == wanted;
-}
-
 static void set_name(BasicUnit* unit, SInt32 number, CFStringRef name) {
   CFRetain(name);
   CFRelease(unit->preset_name);
@@ -54,10 +47,13 @@ static void set_name(BasicUnit* unit, SInt32 number, CFStringRef name) {
 }
 
 OSStatus restore_state(BasicUnit* unit, CFPropertyListRef state) {
-  if (!state || CFGetTypeID(state) != CFDictionaryGetTypeID() ||
-      !number_is(state, CFSTR(kAUPresetVersionKey), 0) ||
-      !number_is(state, CFSTR(kAUPresetSubtypeKey), unit->description.componentSubType) ||
-      !number_is(state, CFSTR(kAUPresetManufacturerKey), unit->description.componentManufacturer)) {
+  if (!state || CFGetTypeID(state) != CFDictionaryGetTypeID())
+    return kAudioUnitErr_InvalidPropertyValue;
+  CFTypeRef subtype = CFDictionaryGetValue(state, CFSTR(kAUPresetSubtypeKey));
+  SInt32 code = 0;
+  if (!subtype || CFGetTypeID(subtype) != CFNumberGetTypeID() ||
+      !CFNumberGetValue(subtype, kCFNumberSInt32Type, &code) ||
+      (UInt32)code != unit->description.componentSubType) {
     return kAudioUnitErr_InvalidPropertyValue;
   }
   CFTypeRef data = CFDictionaryGetValue(state, CFSTR(kAUPresetDataKey));

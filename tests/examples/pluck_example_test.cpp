@@ -4,9 +4,8 @@
 
 #include <algorithm>
 #include <cmath>
-#include <functional>
+#include <numeric>
 #include <string>
-#include <thread>
 #include <vector>
 
 #include "tests/support/display.hpp"
@@ -17,7 +16,6 @@ namespace vesk::host {
 namespace {
 
 using namespace vesk::tests;
-using namespace std::chrono_literals;
 
 constexpr unsigned frames = 480;
 constexpr double rate = 48'000;
@@ -44,31 +42,24 @@ std::vector<float> pluck(RawHost& host, std::uint8_t note, double seconds) {
 }
 
 float loudness_of(const std::vector<float>& sound) {
-  double sum = 0;
-  for (const float sample : sound) sum += static_cast<double>(sample) * static_cast<double>(sample);
+  const double sum = std::inner_product(sound.begin(), sound.end(), sound.begin(), 0.0);
   return static_cast<float>(std::sqrt(sum / static_cast<double>(sound.size())));
 }
 
-/// How well the sound repeats itself after `lag` frames.
-double likeness(const std::vector<float>& sound, std::size_t lag) {
-  double product = 0;
-  for (std::size_t i = lag; i < sound.size(); ++i)
-    product += static_cast<double>(sound[i]) * static_cast<double>(sound[i - lag]);
-  return product;
-}
-
-/// How many cents the sound is above the pitch of `period` frames, by a tenth of a second.
+/// How many cents the sound is above the pitch of `period` frames: by where it repeats itself best
+/// about a tenth of a second later, within half a period.
 double cents_above(const std::vector<float>& sound, double period) {
-  const double periods = std::floor(rate / 10 / period);
-  const double lag = periods * period;
-  std::size_t best = 0;
-  for (auto other = static_cast<std::size_t>(lag * 0.98); static_cast<double>(other) < lag * 1.02;
-       ++other) {
-    // Within half a period, so that no other round of the loop is taken for it.
-    if (std::abs(static_cast<double>(other) - lag) > period / 2) continue;
-    if (best == 0 || likeness(sound, other) > likeness(sound, best)) best = other;
+  const double lag = std::floor(rate / 10 / period) * period;
+  double best = 0, most_alike = 0;
+  for (double other = std::ceil(lag - period / 2); other < lag + period / 2; ++other) {
+    const auto frames_later = static_cast<std::ptrdiff_t>(other);
+    const double alike =
+        std::inner_product(sound.begin() + frames_later, sound.end(), sound.begin(), 0.0);
+    if (alike <= most_alike) continue;
+    most_alike = alike;
+    best = other;
   }
-  return 1200 * std::log2(lag / static_cast<double>(best));
+  return 1200 * std::log2(lag / best);
 }
 
 TEST(PluckExample, PlaysInTuneFromTheFrameOfItsNote) {
@@ -78,8 +69,8 @@ TEST(PluckExample, PlaysInTuneFromTheFrameOfItsNote) {
     const double period = rate / (440 * std::exp2((note - 69) / 12.0));
     const std::vector<float> sound = pluck(host, static_cast<std::uint8_t>(note), 0.5);
     ASSERT_EQ(sound.size(), 24'000u);
-    EXPECT_TRUE(std::all_of(sound.begin(), sound.begin() + 7, [](float s) { return s == 0; }));
-    EXPECT_NE(sound[7], 0.0f);
+    const auto first = std::ranges::find_if(sound, [](float sample) { return sample != 0; });
+    EXPECT_EQ(first - sound.begin(), 7);
     EXPECT_LE(std::abs(cents_above(sound, period)), 5) << "note " << note;
   }
   EXPECT_TRUE(host.stop());

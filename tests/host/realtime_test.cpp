@@ -24,18 +24,15 @@ void play(RawHost& host, int periods) {
   }
 }
 
-TEST(RealTimeSafety, AChainOfNativeUnitsHoldsIt) {
-  RawHost host({.chain = "aumu:Tone:Vesk|aufx:Gain:Vesk|aufx:Null:Vesk", .period_frames = "128"});
-  ASSERT_TRUE(host.wait_listening()) << host.block().error;
-  play(host, 300);
-  EXPECT_TRUE(host.stop()) << host.standard_error();
-}
-
-TEST(RealTimeSafety, AChainOfLv2PluginsHoldsIt) {
-  RawHost host({.chain = "aumu:Sm48:LV2_|aufx:jvLs:LV2_|aufx:kZu9:LV2_", .period_frames = "128"});
-  ASSERT_TRUE(host.wait_listening()) << host.block().error;
-  play(host, 300);
-  EXPECT_TRUE(host.stop()) << host.standard_error();
+TEST(RealTimeSafety, ChainsOfNativeUnitsAndOfLv2PluginsHoldIt) {
+  for (const char* chain : {"aumu:Tone:Vesk|aufx:Gain:Vesk|aufx:Null:Vesk",
+                            "aumu:Sm48:LV2_|aufx:jvLs:LV2_|aufx:kZu9:LV2_"}) {
+    SCOPED_TRACE(chain);
+    RawHost host({.chain = chain, .period_frames = "128"});
+    ASSERT_TRUE(host.wait_listening()) << host.block().error;
+    play(host, 300);
+    EXPECT_TRUE(host.stop()) << host.standard_error();
+  }
 }
 
 TEST(RealTimeSafety, AUnitThatViolatesItIsCaught) {

@@ -73,27 +73,6 @@ TEST_F(StateSaverTest, LeavesOthersAlone) {
   EXPECT_EQ(load_acquire(block_->saved_write), 0u);
 }
 
-TEST_F(StateSaverTest, AFullDiskKeepsTheOldFileAndIsTriedAgain) {
-  script_.state_text = "old";
-  saver_.save(0);
-  const std::string old = content();
-  // The temporary file is a device that takes nothing.
-  const std::string temporary = preset_ + ".saving";
-  fs::create_symlink("/dev/full", temporary);
-  script_.state_text = "new";
-  for (int attempt = 0; attempt < 2; ++attempt) {
-    testing::internal::CaptureStderr();
-    saver_.save(0);
-    EXPECT_EQ(testing::internal::GetCapturedStderr(),
-              "plugin host: could not save state to " + preset_ + "\n");
-    EXPECT_EQ(content(), old);
-  }
-  EXPECT_EQ(load_acquire(block_->saved_write), 1u);
-  fs::remove(temporary);
-  saver_.save(0);
-  EXPECT_NE(content().find("new"), std::string::npos);
-}
-
 TEST_F(StateSaverTest, AFolderThatIsGoneIsTold) {
   fs::remove(folder_.path());
   script_.state_text = "new";

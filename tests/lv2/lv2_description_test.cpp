@@ -51,19 +51,15 @@ TEST_F(Lv2Description, EveryPartOfItArrives) {
     ui:ui <urn:vesk:full#ui> ; state:state [ <urn:key:file> <beside.wav> ] ;)" +
                    tests::through_ports(R"(,
     [ a lv2:ControlPort, lv2:InputPort ; lv2:index 2 ; lv2:symbol "cut" ;
-      lv2:name "Cut\u00f6ff"@en, "Grenze"@de ; lv2:default 0.25 ; lv2:minimum 0 ; lv2:maximum 0.5 ;
-      lv2:portProperty lv2:sampleRate, pprops:logarithmic, lv2:connectionOptional ;
-      units:unit units:hz ; lv2:designation <urn:design> ] ,
-    [ a lv2:ControlPort, lv2:InputPort ; lv2:index 3 ; lv2:symbol "mode" ; lv2:name "Mode" ;
-      lv2:default 1 ; lv2:portProperty lv2:enumeration, lv2:integer ;
-      lv2:scalePoint [ rdfs:label "Two" ; rdf:value 2 ] , [ rdfs:label "One" ; rdf:value 1.0 ] ;
-      units:unit [ units:symbol "q" ] ] ,
-    [ a atom:AtomPort, lv2:InputPort ; lv2:index 4 ; lv2:symbol "events" ; lv2:name "Events" ;
+      lv2:name "Cut\u00f6ff"@en, "Grenze"@de ; units:unit units:hz ;
+      lv2:portProperty lv2:connectionOptional ; lv2:designation <urn:design> ] ,
+    [ a atom:AtomPort, lv2:InputPort ; lv2:index 3 ; lv2:symbol "events" ; lv2:name "Events" ;
       rsz:minimumSize 70000 ;
       atom:supports midi:MidiEvent, <http://lv2plug.in/ns/ext/time#Position> ] ,
-    [ a lv2:ControlPort, lv2:OutputPort ; lv2:index 5 ; lv2:symbol "latency" ; lv2:name "Latency" ;
+    [ a lv2:ControlPort, lv2:OutputPort ; lv2:index 4 ; lv2:symbol "latency" ; lv2:name "Latency" ;
       lv2:designation lv2:latency ] ,
-    [ a lv2:CVPort, lv2:OutputPort ; lv2:index 6 ; lv2:symbol "cv" ; lv2:name "CV" ] .
+    [ a lv2:CVPort, lv2:OutputPort ; lv2:index 5 ; lv2:symbol "cv" ; lv2:name "CV" ;
+      units:unit [ units:symbol "q" ] ] .
   <urn:vesk:full#own> a pset:Preset ; lv2:appliesTo <urn:vesk:full> ; rdfs:label "Own" ;
     state:state [ <urn:key> "value" ])"),
                R"(
@@ -73,7 +69,7 @@ TEST_F(Lv2Description, EveryPartOfItArrives) {
   tests::write_turtle(folder / "more.ttl", R"(
   <urn:vesk:full#ui> lv2:requiredFeature <http://lv2plug.in/ns/ext/urid#map> .
   <urn:vesk:full#p> a pset:Preset ; lv2:appliesTo <urn:vesk:full> ;
-    lv2:port [ lv2:symbol "mode" ; pset:value 2 ], [ lv2:symbol "cut" ; pset:value 0.125 ] ;
+    lv2:port [ lv2:symbol "gap" ; pset:value 2 ], [ lv2:symbol "cut" ; pset:value 0.125 ] ;
     state:state [
       <urn:key:text> "text" ; <urn:key:file> <beside.wav> ; <urn:key:uri> <urn:some:value> ;
       <urn:key:bytes> "AQID"^^<http://www.w3.org/2001/XMLSchema#base64Binary> ;
@@ -95,30 +91,23 @@ TEST_F(Lv2Description, EveryPartOfItArrives) {
   EXPECT_EQ(plugin->default_state.properties[0].key, "urn:key:file");
   EXPECT_EQ(text_of(plugin->default_state.properties[0]), file);
 
-  ASSERT_EQ(plugin->ports.size(), 7u);
-  const Port& cut = plugin->ports[2];
+  ASSERT_EQ(plugin->ports.size(), 6u);
+  const Port &cut = plugin->ports[2], &events = plugin->ports[3], &cv = plugin->ports[5];
   EXPECT_EQ(cut.index, 2u);
   EXPECT_EQ(cut.symbol, "cut");
   EXPECT_EQ(cut.name, "Cut\u00f6ff");
   EXPECT_EQ(cut.kind, PortKind::control);
-  EXPECT_EQ(cut.properties,
-            property_sample_rate | property_logarithmic | property_connection_optional);
-  EXPECT_EQ(cut.def, 0.25f);
-  EXPECT_EQ(cut.min, 0.0f);
-  EXPECT_EQ(cut.max, 0.5f);
+  EXPECT_EQ(cut.properties, property_connection_optional);
+  EXPECT_EQ(cut.min, std::nullopt);
   EXPECT_EQ(cut.unit.symbol, "Hz") << "standard units are known without the specification bundles";
   EXPECT_EQ(cut.designation, "urn:design");
-  const Port& mode = plugin->ports[3];
-  EXPECT_EQ(mode.scale_points, (std::vector<ScalePoint>{{1, "One"}, {2, "Two"}}));
-  EXPECT_EQ(mode.min, std::nullopt);
-  EXPECT_EQ(mode.unit, (Unit{"", "q"}));
-  const Port& events = plugin->ports[4];
   EXPECT_EQ(events.kind, PortKind::atom);
   EXPECT_EQ(events.events, events_midi | events_time);
   EXPECT_EQ(events.minimum_size, 70'000u);
-  EXPECT_TRUE(plugin->ports[5].has(property_reports_latency));
-  EXPECT_EQ(plugin->ports[6].kind, PortKind::cv);
-  EXPECT_EQ(plugin->ports[6].direction, Direction::output);
+  EXPECT_TRUE(plugin->ports[4].has(property_reports_latency));
+  EXPECT_EQ(cv.unit, (Unit{"", "q"}));
+  EXPECT_EQ(cv.kind, PortKind::cv);
+  EXPECT_EQ(cv.direction, Direction::output);
 
   ASSERT_EQ(plugin->editors.size(), 1u);
   EXPECT_EQ(plugin->editors[0], (Editor{"urn:vesk:full#ui",
@@ -130,7 +119,7 @@ TEST_F(Lv2Description, EveryPartOfItArrives) {
                                                   {"urn:vesk:full#own", "Own", bundle}}));
   EXPECT_EQ(read(*plugin, plugin->presets[1]).properties.size(), 1u);
   const State state = read(*plugin, plugin->presets[0]);
-  EXPECT_EQ(state.port_values, (std::vector<PortValue>{{"cut", 0.125f}, {"mode", 2}}));
+  EXPECT_EQ(state.port_values, (std::vector<PortValue>{{"cut", 0.125f}, {"gap", 2}}));
   const std::int32_t elements[] = {7, 8};
   const struct {
     const char* key;

@@ -1,38 +1,26 @@
 #include "tests/lv2/lv2_unit.hpp"
 
 #include <algorithm>
-#include <map>
 #if __has_feature(realtime_sanitizer)
 #include <sanitizer/rtsan_interface.h>
 #endif
 
-#include "components/lv2/catalogue/component_code.hpp"
 #include "components/lv2/catalogue/plugin_search.hpp"
 #include "components/lv2/unit/cf_object.hpp"
 
 namespace vesk::tests {
 
-std::shared_ptr<const lv2::Description> describe(const std::string& uri) {
-  static std::map<std::string, std::shared_ptr<const lv2::Description>> known;
-  auto& plugin = known[uri];
-  if (plugin == nullptr) {
-    std::string error;
-    const auto found = lv2::find_by_uri(uri, error);
-    EXPECT_TRUE(found) << uri << ": " << error;
-    if (found) plugin = found->description;
-  }
-  return plugin;
-}
-
-Lv2Unit::Lv2Unit(const std::string& uri) : plugin_(describe(uri)) {
-  for (int channel = 0; channel < 2; ++channel) {
-    input[channel].resize(period_frames);
-    output[channel].resize(period_frames);
-  }
-  const AudioComponentDescription codes{plugin_->type, lv2::primary_code(uri), 'LV2_', 0, 0};
-  const AudioComponent component = AudioComponentFindNext(nullptr, &codes);
-  EXPECT_NE(component, nullptr) << uri;
-  if (component == nullptr || AudioComponentInstanceNew(component, &unit_) != noErr) return;
+Lv2Unit::Lv2Unit(const std::string& uri) {
+  for (auto* channels : {input, output})
+    for (int channel = 0; channel < 2; ++channel) channels[channel].resize(period_frames);
+  std::string error;
+  const auto found = lv2::find_by_uri(uri, error);
+  EXPECT_TRUE(found) << uri << ": " << error;
+  if (!found) return;
+  plugin_ = found->description;
+  const AudioComponentDescription codes{plugin_->type, found->entry.code, 'LV2_', 0, 0};
+  status_ = AudioComponentInstanceNew(AudioComponentFindNext(nullptr, &codes), &unit_);
+  if (status_ != noErr) return;
   auto format = property<AudioStreamBasicDescription>(kAudioUnitProperty_StreamFormat,
                                                       kAudioUnitScope_Output);
   format.mSampleRate = rate;

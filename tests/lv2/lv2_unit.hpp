@@ -15,19 +15,17 @@ namespace vesk::tests {
 constexpr double rate = 48'000;
 constexpr UInt32 period_frames = 128;
 
-/// The description of an installed plugin or one of tests/components/lv2, as the scanner makes it.
-/// Null, with a test failure, when there is none.
-std::shared_ptr<const lv2::Description> describe(const std::string& uri);
-
 /// A unit around one plugin, driven through the public calls alone, as a host drives it.
 class Lv2Unit {
  public:
-  /// Opens it and sets format, input and maximum frames. `unit()` is null when it does not open.
+  /// Opens it and sets format, input and maximum frames.
   explicit Lv2Unit(const std::string& uri);
   ~Lv2Unit();
   Lv2Unit(const Lv2Unit&) = delete;
   Lv2Unit& operator=(const Lv2Unit&) = delete;
 
+  /// Whether it was opened, as the call says; nothing else may be asked of one that was not.
+  OSStatus status() const { return status_; }
   AudioUnit unit() const { return unit_; }
   const lv2::Description& plugin() const { return *plugin_; }
   bool initialize() { return AudioUnitInitialize(unit_) == noErr; }
@@ -68,6 +66,7 @@ class Lv2Unit {
 
   std::shared_ptr<const lv2::Description> plugin_;
   AudioUnit unit_ = nullptr;
+  OSStatus status_ = -1;
 };
 
 /// Repeatable noise in -0.5..0.5.

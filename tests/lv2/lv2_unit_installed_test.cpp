@@ -60,17 +60,9 @@ std::vector<float> play(Lv2Unit& unit) {
 /// Moves every parameter away from its default.
 void turn_knobs(Lv2Unit& unit) {
   for (const vesk::lv2::Port& port : unit.plugin().ports) {
-    AudioUnitParameterInfo info{};
-    UInt32 size = sizeof info;
-    if (AudioUnitGetProperty(unit.unit(), kAudioUnitProperty_ParameterInfo, kAudioUnitScope_Global,
-                             port.index, &info, &size) != noErr) {
-      continue;
-    }
-    CFRelease(info.cfNameString);
-    if (info.unit == kAudioUnitParameterUnit_CustomUnit) CFRelease(info.unitName);
-    EXPECT_LE(info.minValue, info.defaultValue) << unit.plugin().uri << " " << port.symbol;
-    EXPECT_GE(info.maxValue, info.defaultValue) << unit.plugin().uri << " " << port.symbol;
-    unit.set(port.symbol, info.minValue + (info.maxValue - info.minValue) * 0.375f);
+    const vesk::lv2::Range range = vesk::lv2::range_at(port, rate);
+    // Refused by all that is none.
+    unit.set(port.symbol, range.min + (range.max - range.min) * 0.375f);
   }
 }
 
@@ -94,7 +86,7 @@ TEST(Lv2UnitInstalled, PluginsPlayAndComeBackAsTheyWere) {
   for (const std::string& uri : uris) {
     SCOPED_TRACE(uri);
     Lv2Unit first(uri);
-    ASSERT_NE(first.unit(), nullptr);
+    ASSERT_EQ(first.status(), noErr);
     turn_knobs(first);
     ASSERT_TRUE(first.initialize());
     const CfObject<CFPropertyListRef> state(

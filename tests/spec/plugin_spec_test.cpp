@@ -15,32 +15,38 @@ constexpr const char* parameters_expected = "expected parameters as id=value,id=
 constexpr const char* component_expected =
     "expected type:subtype:manufacturer, e.g. aumu:Pt7q:Mdrt";
 
-TEST(PluginSpec, ComponentFormIsRead) {
+TEST(PluginSpec, ATextSaysWhatToLoadAndHow) {
   const struct {
     const char* text;
     const char* name;
-    Params params;
-    const char* preset;
+    Params params = {};
+    const char* preset = "";
+    const char* exs = "";
   } cases[] = {
-      {"aumu:Pt7q:Mdrt", "aumu:Pt7q:Mdrt", {}, ""},
-      {"aumu:Pt:q:Mdrt", "aumu:Pt:q:Mdrt", {}, ""},
-      {"a@mu:Pt7q:Mdrt", "a@mu:Pt7q:Mdrt", {}, ""},
+      {"aumu:Pt7q:Mdrt", "aumu:Pt7q:Mdrt"},
+      {"aumu:Pt:q:Mdrt", "aumu:Pt:q:Mdrt"},
+      {"a@mu:Pt7q:Mdrt", "a@mu:Pt7q:Mdrt"},
       {"aumu:Pt7q:Mdr@#1=2@/p", "aumu:Pt7q:Mdr@", {{1, 2}}, "/p"},
-      {"aumu:Pt7q:Mdrt#", "aumu:Pt7q:Mdrt", {}, ""},
-      {"aumu:Pt7q:Mdrt#2=800,", "aumu:Pt7q:Mdrt", {{2, 800}}, ""},
-      {"aumu:Pt7q:Mdrt#2=1,2=-3.5e1", "aumu:Pt7q:Mdrt", {{2, 1}, {2, -35}}, ""},
-      {"aumu:Pt7q:Mdrt#=1", "aumu:Pt7q:Mdrt", {{0, 1}}, ""},
-      {"aumu:Pt7q:Mdrt#7=", "aumu:Pt7q:Mdrt", {{7, 0}}, ""},
-      {"aumu:Pt7q:Mdrt# 7= 2", "aumu:Pt7q:Mdrt", {{7, 2}}, ""},
-      {"aumu:Pt7q:Mdrt#1=0x1p3", "aumu:Pt7q:Mdrt", {{1, 8}}, ""},
-      {"aumu:Pt7q:Mdrt#-1=0.5", "aumu:Pt7q:Mdrt", {{4294967295u, 0.5f}}, ""},
-      {"aumu:Pt7q:Mdrt#4294967296=1", "aumu:Pt7q:Mdrt", {{0, 1}}, ""},
-      {"aumu:Pt7q:Mdrt#9223372036854775808=1", "aumu:Pt7q:Mdrt", {{0, 1}}, ""},
+      {"aumu:Pt7q:Mdrt#", "aumu:Pt7q:Mdrt"},
+      {"aumu:Pt7q:Mdrt#2=800,", "aumu:Pt7q:Mdrt", {{2, 800}}},
+      {"aumu:Pt7q:Mdrt#2=1,2=-3.5e1", "aumu:Pt7q:Mdrt", {{2, 1}, {2, -35}}},
+      {"aumu:Pt7q:Mdrt#=1", "aumu:Pt7q:Mdrt", {{0, 1}}},
+      {"aumu:Pt7q:Mdrt#7=", "aumu:Pt7q:Mdrt", {{7, 0}}},
+      {"aumu:Pt7q:Mdrt# 7= 2", "aumu:Pt7q:Mdrt", {{7, 2}}},
+      {"aumu:Pt7q:Mdrt#1=0x1p3", "aumu:Pt7q:Mdrt", {{1, 8}}},
+      {"aumu:Pt7q:Mdrt#-1=0.5", "aumu:Pt7q:Mdrt", {{4294967295u, 0.5f}}},
+      {"aumu:Pt7q:Mdrt#4294967296=1", "aumu:Pt7q:Mdrt", {{0, 1}}},
+      {"aumu:Pt7q:Mdrt#9223372036854775808=1", "aumu:Pt7q:Mdrt", {{0, 1}}},
       // Just below the middle of two floats, where a double already stands.
-      {"aumu:Pt7q:Mdrt#1=1.00000017881393432617187499", "aumu:Pt7q:Mdrt", {{1, 1.0000001f}}, ""},
-      {"aumu:Pt7q:Mdrt@", "aumu:Pt7q:Mdrt", {}, ""},
+      {"aumu:Pt7q:Mdrt#1=1.00000017881393432617187499", "aumu:Pt7q:Mdrt", {{1, 1.0000001f}}},
+      {"aumu:Pt7q:Mdrt@", "aumu:Pt7q:Mdrt"},
       {"aumu:Pt7q:Mdrt@a#b", "aumu:Pt7q:Mdrt", {}, "a#b"},
       {"aumu:Pt7q:Mdrt#1=2@/p,q@r:s", "aumu:Pt7q:Mdrt", {{1, 2}}, "/p,q@r:s"},
+      // After "exs:" everything is the path.
+      {"exs:", "AUSampler: "},
+      {"exs:Piano", "AUSampler: Piano", {}, "", "Piano"},
+      {"exs:/a/b/", "AUSampler: ", {}, "", "/a/b/"},
+      {"exs:/a/x#1=2@p", "AUSampler: x#1=2@p", {}, "", "/a/x#1=2@p"},
   };
   for (const auto& c : cases) {
     SCOPED_TRACE(c.text);
@@ -52,38 +58,12 @@ TEST(PluginSpec, ComponentFormIsRead) {
     EXPECT_EQ(spec->name, c.name);
     EXPECT_EQ(spec->params, c.params);
     EXPECT_EQ(spec->preset_path, c.preset);
-    EXPECT_EQ(spec->exs_path, "");
+    EXPECT_EQ(spec->exs_path, c.exs);
     const AudioComponentDescription& codes = spec->desc;
-    EXPECT_EQ(spec->name, four_cc(codes.componentType) + ":" + four_cc(codes.componentSubType) +
-                              ":" + four_cc(codes.componentManufacturer));
+    EXPECT_EQ(four_cc(codes.componentType) + ":" + four_cc(codes.componentSubType) + ":" +
+                  four_cc(codes.componentManufacturer),
+              spec->text.starts_with("exs:") ? "aumu:samp:appl" : spec->name);
     EXPECT_EQ(codes.componentFlags | codes.componentFlagsMask, 0u);
-  }
-}
-
-TEST(PluginSpec, SamplerFormTakesEverythingAsThePath) {
-  const struct {
-    const char* text;
-    const char* path;
-    const char* name;
-  } cases[] = {
-      {"exs:", "", "AUSampler: "},
-      {"exs:Piano", "Piano", "AUSampler: Piano"},
-      {"exs:/a/b/", "/a/b/", "AUSampler: "},
-      {"exs:/a/x#1=2@p", "/a/x#1=2@p", "AUSampler: x#1=2@p"},
-  };
-  for (const auto& c : cases) {
-    SCOPED_TRACE(c.text);
-    std::string error;
-    const auto spec = PluginSpec::parse(c.text, error);
-    ASSERT_TRUE(spec);
-    EXPECT_EQ(spec->text, c.text);
-    EXPECT_EQ(spec->exs_path, c.path);
-    EXPECT_EQ(spec->name, c.name);
-    EXPECT_EQ(spec->preset_path, "");
-    EXPECT_TRUE(spec->params.empty());
-    EXPECT_EQ(spec->desc.componentSubType, 0x73616D70u);
-    EXPECT_EQ(spec->desc.componentManufacturer, 0x6170706Cu);
-    EXPECT_FALSE(spec->is_effect());
   }
 }
 

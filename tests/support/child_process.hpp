@@ -1,6 +1,5 @@
 #pragma once
 
-#include <poll.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -8,7 +7,9 @@
 #include <csignal>
 #include <cstdlib>
 #include <string>
-#include <utility>
+
+#include "tests/support/captured_text.hpp"
+#include "tests/support/wait_until.hpp"
 
 namespace vesk::tests {
 
@@ -16,7 +17,6 @@ namespace vesk::tests {
 struct ChildEnd {
   int status = 0;  // as waitpid gives it
   std::string standard_error;
-  bool timed_out = false;
 
   bool exited_with(int code) const { return WIFEXITED(status) && WEXITSTATUS(status) == code; }
   bool died_of(int number) const { return WIFSIGNALED(status) && WTERMSIG(status) == number; }
@@ -27,36 +27,20 @@ struct ChildEnd {
 /// `limit`.
 template <typename Body>
 ChildEnd run_in_child(Body body, std::chrono::seconds limit = std::chrono::seconds(30)) {
-  ChildEnd end;
-  int ends[2];
-  if (pipe(ends) != 0) return end;
+  const CapturedText errors;
   const pid_t child = fork();
   if (child == 0) {
     setpgid(0, 0);
-    dup2(ends[1], STDERR_FILENO);
-    close(ends[0]);
-    close(ends[1]);
+    dup2(errors.descriptor(), STDERR_FILENO);
     // An exception must not reach the test framework in this process.
     [&]() noexcept { _exit(body()); }();
   }
-  close(ends[1]);
-  const auto deadline = std::chrono::steady_clock::now() + limit;
-  for (;;) {
-    const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(
-        deadline - std::chrono::steady_clock::now());
-    pollfd readable = {.fd = ends[0], .events = POLLIN, .revents = 0};
-    if (left.count() <= 0 || poll(&readable, 1, static_cast<int>(left.count())) == 0) {
-      end.timed_out = true;
-      kill(-child, SIGKILL);
-      break;
-    }
-    char text[1024];
-    const ssize_t bytes = read(ends[0], text, sizeof text);
-    if (bytes <= 0) break;
-    end.standard_error.append(text, static_cast<std::size_t>(bytes));
+  ChildEnd end;
+  if (!wait_until([&] { return waitpid(child, &end.status, WNOHANG) != 0; }, limit)) {
+    kill(-child, SIGKILL);
+    waitpid(child, &end.status, 0);
   }
-  close(ends[0]);
-  waitpid(child, &end.status, 0);
+  end.standard_error = errors.text();
   return end;
 }
 

@@ -5,12 +5,10 @@
 #include <signal.h>
 #include <spawn.h>
 #include <sys/mman.h>
-#include <sys/stat.h>
 #include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <climits>
 #include <filesystem>
 #include <stdexcept>
@@ -70,11 +68,9 @@ RawHost::RawHost(const Options& options) {
   block_->open_mask = options.object_size < block_size ? 0 : 0xFFFFFFFF;
   if (options.prepare) options.prepare(*block_);
 
-  errors_ = memfd_create("standard error", MFD_CLOEXEC);
-
   posix_spawn_file_actions_t actions;
   posix_spawn_file_actions_init(&actions);
-  posix_spawn_file_actions_adddup2(&actions, errors_, 2);
+  posix_spawn_file_actions_adddup2(&actions, errors_.descriptor(), 2);
   if (options.descriptor_3 >= 0)
     posix_spawn_file_actions_adddup2(&actions, options.descriptor_3, 3);
   else
@@ -99,7 +95,6 @@ RawHost::~RawHost() {
   }
   munmap(block_, block_size);
   shm_unlink(name_.c_str());
-  close(errors_);
 }
 
 std::uint32_t RawHost::wait_state(std::chrono::milliseconds limit) {
@@ -183,11 +178,5 @@ bool RawHost::stop() {
 }
 
 std::string RawHost::standard_error() const {
-  struct stat status{};
-  fstat(errors_, &status);
-  std::string text(static_cast<std::size_t>(status.st_size), '\0');
-  // From its beginning; where the host writes next is in the same open file.
-  text.resize(
-      static_cast<std::size_t>(std::max(pread(errors_, text.data(), text.size(), 0), ssize_t{0})));
-  return text;
+  return errors_.text();
 }

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "host/block.hpp"
+#include "tests/support/captured_text.hpp"
 
 /// A `vesk-host` process and its block, driven word by word as the protocol says and not through
 /// the client library: for tests of the host itself, and of what a parent must not do.
@@ -61,7 +62,7 @@ class RawHost {
 
  private:
   std::string name_;
-  int errors_ = -1;  ///< its standard error, a file without a name
+  vesk::tests::CapturedText errors_;
   vesk::host::Block* block_ = nullptr;
   pid_t pid_ = -1;
   int status_ = -1;

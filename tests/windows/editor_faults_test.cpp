@@ -1,9 +1,11 @@
 // Editors whose code fails and X servers that do: neither reaches the sound, and no edit is lost.
 
 #include <signal.h>
+#include <sys/mman.h>
 #include <sys/resource.h>
 #include <sys/wait.h>
 
+#include "tests/support/child_process.hpp"
 #include "tests/support/editor_host.hpp"
 
 using namespace vesk::host;
@@ -11,38 +13,18 @@ using namespace vesk::tests;
 
 namespace {
 
-TEST_F(Editor, WhatAViewThrowsDoesNotReachTheSound) {
-  struct Case {
-    const char* name;
-    EditorVariant variant;
-    bool closes;  ///< by its close box, else clicked
-    const char* line;
-  };
-  const Case cases[] = {
-      {"Clicked", kThrowsInMouseDown, false, ": editor of plugin 0 failed: clicked in vain\n"},
-      {"Told of its end", kThrowsInClosing, true, ": editor of plugin 0 failed: closed in vain\n"},
-      {"Taken out", kThrowsInLeaving, true, ": editor of plugin 0 failed: left in vain\n"},
-  };
-  for (const Case& c : cases) {
-    SCOPED_TRACE(c.name);
-    const ScratchFolder folder;
-    const std::string chain = editors(c.variant, empty_preset(folder));
-    EditorHost host(chain);
-    const WindowPlace window = host.show(c.name);
-    EXPECT_TRUE(host.set_level(0.75f));
-    if (c.closes)
-      click_close_box(window);
-    else
-      click(window, 30, 60);
-    EXPECT_TRUE(host.closes_and_has_saved(1));
-    EXPECT_TRUE(host.plays(0.75f));
-    // Also while the host ends.
-    host.ask_window(WindowRequest::open, 0, c.name);
-    EXPECT_TRUE(host.wait_open(1));
-    EXPECT_TRUE(host.stop());
-    const std::string line = "plugin host " + chain + c.line;
-    EXPECT_EQ(host.lines(), c.closes ? line + line : line);
-  }
+TEST_F(Editor, WhatAViewThrowsAsItLeavesReachesNeitherTheSoundNorTheEditNorTheHostsEnd) {
+  const std::string chain = editors(kThrowsInLeaving, empty_preset(folder_));
+  EditorHost host(chain);
+  const WindowPlace window = host.show("Throws");
+  EXPECT_TRUE(host.set_level(0.75f));
+  click_close_box(window);
+  EXPECT_TRUE(host.closes_and_has_saved(1));
+  EXPECT_TRUE(host.plays(0.75f));
+  host.show("Throws");
+  EXPECT_TRUE(host.stop());
+  const std::string line = "plugin host " + chain + ": editor of plugin 0 failed: left in vain\n";
+  EXPECT_EQ(host.lines(), line + line);
 }
 
 #if !defined(VESK_SANITIZER)  // which report a crash themselves
@@ -55,17 +37,6 @@ TEST_F(Editor, ACrashInAnEditorIsToldOfItsPlugin) {
             "plugin host " + editors(kCrashesInMouseDown) + ": plugin 0 died in editor: SIGSEGV\n");
 }
 #endif
-
-TEST_F(Editor, WithoutAServerThereIsNoWindowAndTheSoundGoesOn) {
-  display_.kill();
-  EditorHost host(editors(kCocoaView));
-  host.ask_window(WindowRequest::open, 0, "Nowhere");
-  const std::string line = "plugin host " + editors(kCocoaView) + ": no window for plugin 0\n";
-  EXPECT_TRUE(wait_until([&] { return host.standard_error() == line; })) << host.standard_error();
-  EXPECT_EQ(load_acquire(host.block().open_mask), 0u);
-  EXPECT_TRUE(host.plays(0.25f));
-  EXPECT_TRUE(host.stop());
-}
 
 TEST_F(Editor, AServerThatGoesAwayTakesTheEditorsAndNeitherTheHostNorAnEdit) {
   for (const bool is_tracking : {false, true}) {
@@ -108,6 +79,21 @@ TEST_F(Editor, AViewThatLosesItsOwnConnectionLosesNoEdit) {
     EXPECT_EQ(host.standard_error().find(line) != std::string::npos, on_main_thread)
         << host.standard_error();
   }
+}
+
+TEST_F(Editor, AParentThatIsKilledLosesNoEdit) {
+  const std::string preset = empty_preset(folder_);
+  const Bytes old = file_bytes(preset);
+  const ChildEnd parent = run_in_child([&] {
+    EditorHost host(editors(kCocoaView, preset));
+    shm_unlink(host.object_name().c_str());
+    host.show("Orphaned");
+    return host.set_level(0.75f) ? raise(SIGKILL) : 1;
+  });
+  ASSERT_TRUE(parent.died_of(SIGKILL)) << parent.standard_error;
+  EXPECT_TRUE(wait_until([&] { return file_bytes(preset) != old; }));
+  EditorHost next(editors(kCocoaView, preset));
+  EXPECT_NEAR(next.heard(), 0.75f, 0.02);
 }
 
 // As on a full disk, which takes no rights to make.

@@ -150,19 +150,17 @@ static OSStatus render(BasicUnit* basic, UInt32 frames, float* const input[kChan
   return noErr;
 }
 
-const UnitKind* unit_kind(const AudioComponentDescription* description) {
-  (void)description;
-  static const UnitKind kind = {
-      .size = sizeof(Editors),
-      .parameters = kParameters,
-      .parameter_count = sizeof kParameters / sizeof kParameters[0],
-      .presets = kPresets,
-      .preset_count = sizeof kPresets / sizeof kPresets[0],
-      .open = open_unit,
-      .close = close_unit,
-      .get_property = get_property,
-      .set_property = set_property,
-      .render = render,
-  };
-  return &kind;
-}
+static const UnitKind kKind = {
+    .size = sizeof(Editors),
+    .parameters = kParameters,
+    .parameter_count = sizeof kParameters / sizeof kParameters[0],
+    .presets = kPresets,
+    .preset_count = sizeof kPresets / sizeof kPresets[0],
+    .open = open_unit,
+    .close = close_unit,
+    .get_property = get_property,
+    .set_property = set_property,
+    .render = render,
+};
+
+const UnitKind* const unit_kinds[2] = {&kKind, &kKind};

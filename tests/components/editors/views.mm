@@ -144,37 +144,29 @@ EditorVariant variant_of(AudioUnit unit) {
 
 - (void)viewDidMoveToWindow {
   if (![self window]) return;
-  NSNotificationCenter* center = [NSNotificationCenter defaultCenter];
-  [center addObserver:self
-             selector:@selector(windowCloses:)
-                 name:NSWindowWillCloseNotification
-               object:[self window]];
-  [center addObserver:self
-             selector:@selector(windowUpdates:)
-                 name:NSWindowDidUpdateNotification
-               object:[self window]];
-  for (NSString* name in
-       @[ NSApplicationDidBecomeActiveNotification, NSApplicationDidResignActiveNotification ])
-    [center addObserver:self selector:@selector(activityChanges:) name:name object:nil];
+  const auto listen = [self](NSString* name, id to) {
+    NSNotificationCenter* center = [NSNotificationCenter defaultCenter];
+    [center addObserver:self selector:@selector(hear:) name:name object:to];
+  };
+  listen(NSWindowWillCloseNotification, [self window]);
+  listen(NSWindowDidUpdateNotification, [self window]);
+  listen(NSApplicationDidBecomeActiveNotification, nil);
+  listen(NSApplicationDidResignActiveNotification, nil);
 }
 
-- (void)activityChanges:(NSNotification*)notification {
-  if (_variant == kWatches)
+- (void)hear:(NSNotification*)notification {
+  const bool closes = [[notification name] isEqualToString:NSWindowWillCloseNotification];
+  const bool updates = [[notification name] isEqualToString:NSWindowDidUpdateNotification];
+  if (closes && _variant == kThrowsInClosing) throw std::runtime_error("closed in vain");
+  if (closes && _variant == kRaisesInClosing) raise_exception(@"closed in vain");
+  if (updates && _clicked && _variant == kThrowsInUpdate)
+    throw std::runtime_error("updated in vain");
+  if (_variant != kWatches || closes) return;
+  AudioUnitParameterValue count = 0;
+  AudioUnitGetParameter(_unit, kCutoff, kAudioUnitScope_Global, 0, &count);
+  AudioUnitSetParameter(_unit, kCutoff, kAudioUnitScope_Global, 0, count + updates, 0);
+  if (!updates)
     AudioUnitSetParameter(_unit, kBright, kAudioUnitScope_Global, 0, [NSApp isActive], 0);
-}
-
-- (void)windowUpdates:(NSNotification*)notification {
-  if (_variant == kWatches) {
-    AudioUnitParameterValue updates = 0;
-    AudioUnitGetParameter(_unit, kCutoff, kAudioUnitScope_Global, 0, &updates);
-    AudioUnitSetParameter(_unit, kCutoff, kAudioUnitScope_Global, 0, updates + 1, 0);
-  }
-  if (_clicked && _variant == kThrowsInUpdate) throw std::runtime_error("updated in vain");
-}
-
-- (void)windowCloses:(NSNotification*)notification {
-  if (_variant == kThrowsInClosing) throw std::runtime_error("closed in vain");
-  if (_variant == kRaisesInClosing) raise_exception(@"closed in vain");
 }
 
 - (void)viewWillMoveToWindow:(NSWindow*)window {

@@ -4,7 +4,6 @@
 #include <X11/Xlib.h>
 #include <lv2/atom/atom.h>
 #include <lv2/ui/ui.h>
-#include <lv2/urid/urid.h>
 #include <stdlib.h>
 
 #include "test_plugins.h"
@@ -35,47 +34,27 @@ static void set(Interface* self, uint32_t port, float value) {
 
 static void draw(Interface* self) {
   const GC gc = DefaultGC(self->display, DefaultScreen(self->display));
-  const int level = (int)(self->heard[kLevel] * 360 * 64);
-  XClearWindow(self->display, self->window);
-  XSetForeground(self->display, gc, 0xff8800);
-  XFillArc(self->display, self->window, gc, self->width / 2 - 35, 5, 70, 70, 0, level);
   XSetForeground(self->display, gc, 0x555555);
   for (int key = 0; key < 4; ++key)
     XFillRectangle(self->display, self->window, gc, key * kKey + 4, kHeight / 2 + 4, kKey - 8, 72);
 }
 
-static void grow(Interface* self) {
-  self->width = kGrown;
-  XResizeWindow(self->display, self->window, kGrown, kGrownHeight);
-  self->resize->ui_resize(self->resize->handle, kGrown, kGrownHeight);
-}
-
-static void ask(Interface* self, int number) {
-  const LV2_Atom_Int question = {{sizeof number, self->integer}, number};
-  self->write(self->controller, kQuestions, sizeof question, self->transfer, &question);
-}
-
 static void press(Interface* self, int x, int y) {
+  const LV2_Atom_Int question = {{sizeof(int32_t), self->integer}, 21};
   if (y < kHeight / 2) {
     set(self, kLevel, (float)x / (float)self->width);
-    return;
-  }
-  switch (x / kKey) {
-    case 0:
-      ask(self, 21);
-      break;
-    case 1:
-      set(self, kReport, self->heard[kOwn]);
-      break;
-    case 2:
-      set(self, kReport, self->heard[kHalf]);
-      break;
-    case 3:
-      grow(self);
-      break;
-    default:
-      test_throw();
-      break;
+  } else if (x < kKey) {
+    self->write(self->controller, kQuestions, sizeof question, self->transfer, &question);
+  } else if (x < 2 * kKey) {
+    set(self, kReport, self->heard[kOwn]);
+  } else if (x < 3 * kKey) {
+    set(self, kReport, self->heard[kHalf]);
+  } else if (x < 4 * kKey) {
+    self->width = kGrown;
+    XResizeWindow(self->display, self->window, kGrown, kGrownHeight);
+    self->resize->ui_resize(self->resize->handle, kGrown, kGrownHeight);
+  } else {
+    test_throw();
   }
 }
 
@@ -97,8 +76,8 @@ static LV2UI_Handle instantiate(const LV2UI_Descriptor* descriptor, const char* 
     free(self);
     return NULL;
   }
-  self->integer = map->map(map->handle, LV2_ATOM__Int);
-  self->transfer = map->map(map->handle, LV2_ATOM__eventTransfer);
+  self->integer = urid(map, LV2_ATOM__Int);
+  self->transfer = urid(map, LV2_ATOM__eventTransfer);
   self->window = XCreateSimpleWindow(self->display, parent, 0, 0, kWidth, kHeight, 0, 0, 0x222222);
   XSelectInput(self->display, self->window, ButtonPressMask | ExposureMask);
   XMapWindow(self->display, self->window);

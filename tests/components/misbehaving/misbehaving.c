@@ -9,7 +9,6 @@
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
-#include <time.h>
 #include <unistd.h>
 #if defined(__x86_64__)
 #include <xmmintrin.h>
@@ -59,50 +58,28 @@
 #define AS_CONSTANT(id, ...) id,
 #define AS_PARAMETER(id, name, minimum, maximum, initial) \
   {id, name, kAudioUnitParameterUnit_Generic, minimum, maximum, initial, NULL, 0},
-#define METER(id, name)                                            \
-  {id, name, kAudioUnitParameterUnit_Generic,      -1, ANY_RENDER, \
-   -1, NULL, kAudioUnitParameterFlag_MeterReadOnly}
 
 enum Command { COMMANDS(AS_CONSTANT) kCommandCount };
 
-/* What the unit saw. */
-enum {
-  kSeenRenders = 100,
-  kSeenEvents,
-  kSeenThreadPolicy,
-  kSeenThreadCpus,
-  kSeenRenderPolicy,
-  kSeenRenderCpus,
-  kSeenFlushing
-};
+/* What the unit saw, as read-only parameters numbered from 100. */
+#define METERS(METER)                       \
+  METER(kSeenRenders, "renders")            \
+  METER(kSeenEvents, "events")              \
+  METER(kSeenThreadPolicy, "thread_policy") \
+  METER(kSeenThreadCpus, "thread_cpus")     \
+  METER(kSeenFlushing, "flushes_denormals")
 
-static const UnitParameter kParameters[] = {
-    COMMANDS(AS_PARAMETER) METER(kSeenRenders, "renders"),
-    METER(kSeenEvents, "events"),
-    METER(kSeenThreadPolicy, "thread_policy"),
-    METER(kSeenThreadCpus, "thread_cpus"),
-    METER(kSeenRenderPolicy, "render_policy"),
-    METER(kSeenRenderCpus, "render_cpus"),
-    METER(kSeenFlushing, "flushes_denormals"),
-};
+#define AS_METER(id, name)                                         \
+  {id, name, kAudioUnitParameterUnit_Generic,      -1, ANY_RENDER, \
+   -1, NULL, kAudioUnitParameterFlag_MeterReadOnly},
 
-enum { kParameterCount = sizeof kParameters / sizeof kParameters[0], kMaxEvents = 1 << 16 };
+enum { kBeforeMeters = 99, METERS(AS_CONSTANT) kMeterEnd };
 
-/* Global, read: an array of ReceivedEvent. */
-enum { kReceivedEvents = 64000 };
-
-typedef struct ReceivedEvent {
-  UInt32 period; /* the render it came before, counted from 1 */
-  UInt32 offset, status, data1, data2;
-} ReceivedEvent;
+static const UnitParameter kParameters[] = {COMMANDS(AS_PARAMETER) METERS(AS_METER)};
 
 typedef struct Misbehaving {
   BasicUnit basic;
-  UInt32 renders;
-  bool looks_at_threads; /* system calls in render, so only where a report is wanted */
-  ReceivedEvent* events;
-  UInt32 event_count;
-  pthread_mutex_t mutex;
+  UInt32 renders, events;
   HostCallbackInfo host;
   UInt32 offline;
 } Misbehaving;
@@ -133,14 +110,9 @@ static void write_report(const Misbehaving* unit) {
   const char* path = getenv("VESK_MISBEHAVE_REPORT");
   FILE* file = path ? fopen(path, "w") : NULL;
   if (!file) return;
-  for (int id = kSeenRenders; id <= kSeenFlushing; ++id) {
+  for (int id = kSeenRenders; id < kMeterEnd; ++id) {
     const UnitParameter* meter = &kParameters[kCommandCount + id - kSeenRenders];
     fprintf(file, "%s %d\n", meter->name, (int)seen(unit, id));
-  }
-  for (UInt32 i = 0; i < unit->event_count; ++i) {
-    const ReceivedEvent* event = &unit->events[i];
-    fprintf(file, "event %u %u %u %u %u\n", event->period, event->offset, event->status,
-            event->data1, event->data2);
   }
   fclose(file);
 }
@@ -178,21 +150,12 @@ static OSStatus misbehave_in_load(const BasicUnit* basic, enum Phase phase) {
 static OSStatus open_unit(BasicUnit* basic) {
   Misbehaving* unit = (Misbehaving*)basic;
   read_environment(unit);
-  unit->looks_at_threads = getenv("VESK_MISBEHAVE_REPORT") != NULL;
   usleep((useconds_t)command(basic, kDelayInOpen) * 1000);
   const OSStatus status = misbehave_in_load(basic, kOpen);
   if (status) return status;
-  pthread_mutex_init(&unit->mutex, NULL);
-  unit->events = calloc(kMaxEvents, sizeof *unit->events);
   report(unit, kSeenRenders, 0);
   report(unit, kSeenEvents, 0);
-  return unit->events ? (OSStatus)noErr : kAudio_MemFullError;
-}
-
-static void close_unit(BasicUnit* basic) {
-  Misbehaving* unit = (Misbehaving*)basic;
-  pthread_mutex_destroy(&unit->mutex);
-  free(unit->events);
+  return noErr;
 }
 
 static void print_kib(size_t kib) {
@@ -252,21 +215,13 @@ static int overflow(UInt64 depth) {
   return depth ? overflow(depth - 1) + frame[0] : 0;
 }
 
-static void spin_for(double seconds) {
-  struct timespec start, now;
-  clock_gettime(CLOCK_MONOTONIC, &start);
-  do {
-    clock_gettime(CLOCK_MONOTONIC, &now);
-  } while ((double)(now.tv_sec - start.tv_sec) + 1e-9 * (double)(now.tv_nsec - start.tv_nsec) <
-           seconds);
-}
-
 static OSStatus midi(BasicUnit* basic, UInt32 status, UInt32 data1, UInt32 data2, UInt32 offset) {
+  (void)status;
+  (void)data1;
+  (void)data2;
+  (void)offset;
   Misbehaving* unit = (Misbehaving*)basic;
-  if (unit->event_count == kMaxEvents) return noErr;
-  unit->events[unit->event_count++] =
-      (ReceivedEvent){unit->renders + 1, offset, status, data1, data2};
-  report(unit, kSeenEvents, (float)unit->event_count);
+  report(unit, kSeenEvents, (float)++unit->events);
   return noErr;
 }
 
@@ -291,8 +246,9 @@ static OSStatus misbehave_in_render(Misbehaving* unit) {
     free(memory);
   }
   if (has_begun(unit, kLockInRender)) {
-    pthread_mutex_lock(&unit->mutex);
-    pthread_mutex_unlock(&unit->mutex);
+    static pthread_mutex_t mutex = PTHREAD_MUTEX_INITIALIZER;
+    pthread_mutex_lock(&mutex);
+    pthread_mutex_unlock(&mutex);
   }
   if (has_begun(unit, kLateInRender)) spin_for(1e-3 * value_of(&unit->basic, kLateMs));
   const int sleep_us = command(&unit->basic, kSleepInRender);
@@ -339,10 +295,6 @@ static OSStatus render(BasicUnit* basic, UInt32 frames, float* const input[kChan
   Misbehaving* unit = (Misbehaving*)basic;
   ++unit->renders;
   report(unit, kSeenRenders, (float)unit->renders);
-  if (unit->looks_at_threads) {
-    report(unit, kSeenRenderPolicy, (float)sched_getscheduler(0));
-    report(unit, kSeenRenderCpus, (float)usable_cpus());
-  }
   report(unit, kSeenFlushing, flushes_denormals());
   const OSStatus status = misbehave_in_render(unit);
   const bool nan = has_begun(unit, kNanInRender);
@@ -358,7 +310,7 @@ static Float64 latency_seconds(const BasicUnit* basic) {
 }
 
 static OSStatus get_property(BasicUnit* basic, AudioUnitPropertyID id, void* data, UInt32* size) {
-  Misbehaving* unit = (Misbehaving*)basic;
+  (void)size;
   if (id == kAudioUnitProperty_ClassInfo) {
     if (command(basic, kCrashInState)) crash();
     if (data) print_kib((size_t)command(basic, kPrintInState));
@@ -366,10 +318,7 @@ static OSStatus get_property(BasicUnit* basic, AudioUnitPropertyID id, void* dat
   }
   if (id == kAudioUnitProperty_Latency && command(basic, kRefuseLatency))
     return kAudioUnitErr_InvalidProperty;
-  if (id != kReceivedEvents) return kNotHandled;
-  *size = unit->event_count * (UInt32)sizeof(ReceivedEvent);
-  if (data) memcpy(data, unit->events, *size);
-  return noErr;
+  return kNotHandled;
 }
 
 static OSStatus set_property(BasicUnit* basic, AudioUnitPropertyID id, const void* data,
@@ -400,15 +349,18 @@ typedef OSStatus (*MarkedRender)(BasicUnit*, UInt32, float* const[kChannels],
                                  float* const[kChannels]) CA_REALTIME_API;
 typedef OSStatus (*MarkedMidi)(BasicUnit*, UInt32, UInt32, UInt32, UInt32) CA_REALTIME_API;
 
-#define COMMON                                                                                    \
-  .size = sizeof(Misbehaving), .parameters = kParameters, .parameter_count = kParameterCount,     \
-  .open = open_unit, .close = close_unit, .initialize = initialize, .uninitialize = uninitialize, \
-  .latency_seconds = latency_seconds, .get_property = get_property, .set_property = set_property, \
-  .render = (MarkedRender)render, .midi = (MarkedMidi)midi
+static const UnitKind kKind = {
+    .size = sizeof(Misbehaving),
+    .parameters = kParameters,
+    .parameter_count = sizeof kParameters / sizeof kParameters[0],
+    .open = open_unit,
+    .initialize = initialize,
+    .uninitialize = uninitialize,
+    .latency_seconds = latency_seconds,
+    .get_property = get_property,
+    .set_property = set_property,
+    .midi = (MarkedMidi)midi,
+    .render = (MarkedRender)render,
+};
 
-static const UnitKind kInstrument = {COMMON};
-static const UnitKind kEffect = {COMMON, .has_input = true};
-
-const UnitKind* unit_kind(const AudioComponentDescription* description) {
-  return description->componentType == kAudioUnitType_Effect ? &kEffect : &kInstrument;
-}
+const UnitKind* const unit_kinds[2] = {&kKind, &kKind};

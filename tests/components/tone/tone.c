@@ -177,11 +177,8 @@ static const UnitKind kGainKind = {
     .size = sizeof(BasicUnit),
     .parameters = kGainParameters,
     .parameter_count = sizeof kGainParameters / sizeof kGainParameters[0],
-    .has_input = true,
     .offers_input_buffers = offers_input_buffers,
     .render = render_gain,
 };
 
-const UnitKind* unit_kind(const AudioComponentDescription* description) {
-  return description->componentType == kAudioUnitType_Effect ? &kGainKind : &kTone;
-}
+const UnitKind* const unit_kinds[2] = {&kTone, &kGainKind};
