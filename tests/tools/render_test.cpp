@@ -239,6 +239,7 @@ TEST(Render, SaysInOneLineWhatIsWrongAndLeavesNothing) {
 TEST(Render, TellsWhatCanHardlyBeMeantAndRefusesItWhenStrict) {
   const ScratchFolder folder;
   const std::string preset = folder / "none", out = folder / "out.flac";
+  const std::string four_times = "|aufx:Gain:Vesk#0=4";
   const struct {
     std::string chain;
     std::string warning;
@@ -262,6 +263,9 @@ TEST(Render, TellsWhatCanHardlyBeMeantAndRefusesItWhenStrict) {
       {"aumu:Bad_:Vesk#7=1", " samples are infinite or not a number: a plugin is broken", 6,
        "not_finite"},
       {"aumu:Null:Vesk", "the output is silent from beginning to end", 7, "silent"},
+      {"aumu:Tone:Vesk#0=1,1=3" + four_times + four_times + four_times + four_times + four_times,
+       "the peak is 58.1 dB beyond full scale; a plugin is broken or set to what it cannot take", 0,
+       "note"},
       {"aumu:Tone:Vesk|aumf:5t5y:LV2_",
        "aumf:5t5y:LV2_ gets no MIDI events: they go to the chain's first plugin alone", 7, "note"},
   };
@@ -289,6 +293,7 @@ TEST(Render, TellsWhatCanHardlyBeMeantAndRefusesItWhenStrict) {
     EXPECT_EQ(result.status, test.strict_status);
     EXPECT_NE(result.errors.find(test.warning + "\n"), std::string::npos) << result.errors;
     EXPECT_EQ(Json::parse(result.output)["status"], test.strict_status);
+    EXPECT_EQ(std::filesystem::remove(out), test.strict_status == 0);
     EXPECT_TRUE(folder.names().empty());
   }
 }

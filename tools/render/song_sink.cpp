@@ -8,8 +8,8 @@ namespace {
 
 // Below a step of 24 bits.
 constexpr float silence = 1.0f / (1 << 24);
-// 60 dB beyond full scale: no mistake in a level gets there.
-constexpr float absurd = 1000.0f;
+// 40 dB beyond full scale: no mistake in a level gets there.
+constexpr float absurd = 100.0f;
 
 }  // namespace
 
@@ -56,11 +56,6 @@ std::vector<Warning> SongSink::warnings() const {
   } else if (meter_.peak() < silence) {
     warnings.push_back({WarningKind::silent, "the output is silent from beginning to end"});
   }
-  if (writer_->clipped_samples() > 0) {
-    warnings.push_back(
-        {WarningKind::note, std::to_string(writer_->clipped_samples()) +
-                                " samples beyond full scale were clipped; a .wav would keep them"});
-  }
   if (meter_.peak() > absurd || (format_ == AudioFormat::wav_float && meter_.peak() > 1.0f)) {
     char text[128];
     std::snprintf(text, sizeof text, "the peak is %.1f dB beyond full scale; %s",
@@ -68,6 +63,11 @@ std::vector<Warning> SongSink::warnings() const {
                   meter_.peak() > absurd ? "a plugin is broken or set to what it cannot take"
                                          : "players will clip it");
     warnings.push_back({WarningKind::note, text});
+  }
+  if (writer_->clipped_samples() > 0) {
+    warnings.push_back(
+        {WarningKind::note, std::to_string(writer_->clipped_samples()) +
+                                " samples beyond full scale were clipped; a .wav would keep them"});
   }
   if (tail_.was_cut()) {
     warnings.push_back({WarningKind::note,
