@@ -23,7 +23,7 @@ constexpr const char* uris[] = {"http://drobilla.net/plugins/mda/EPiano",
 /// plugins run by lilv in this process, with the same reader, writer and loudness meter.
 double render_in_process(const std::string& song, const std::string& output, unsigned frames,
                          LilvWorld* world, std::string& error) {
-  auto source = tools::SongSource::open(song, "", 48'000, std::nullopt, error);
+  auto source = tools::SongSource::open({.midi_path = song, .sample_rate = 48'000}, error);
   auto file = tools::OutputFile::create(output, error);
   if (!source || !file) return 0;
   tools::SongSink::Settings settings;

@@ -5,7 +5,7 @@ set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 
 echo "Installing what is missing, building vesk-host and vesk-render, and playing a song"
-scripts/build.sh demo vesk-host vesk-render vesk_lv2 vesk-lv2-scan
+scripts/build.sh demo vesk-host vesk-render vesk-parameters vesk_lv2 vesk-lv2-scan
 
 piano='aumu:Sm48:LV2_#4=0.6,5=0.55,6=0.8'  # mda ePiano, a gentle tremolo, a wide touch
 delay='aufx:jvLs:LV2_#0=0.856,2=0.3,4=0.2'    # mda Delay, a dotted eighth at 90 beats a minute

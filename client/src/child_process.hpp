@@ -43,6 +43,8 @@ class ChildProcess {
   /// Whether the process has ended; then takes its status, once, into `ending`.
   bool take_ending(Ending& ending) noexcept;
   void kill() noexcept;
+  /// Has one thread of the process abort, which ends the process. False where the system cannot.
+  bool abort_thread(int thread) noexcept;
   /// Sleeps until the process has ended or `limit` has passed; true when it has ended.
   bool wait_for_exit(std::chrono::nanoseconds limit) const noexcept;
 

@@ -12,6 +12,7 @@
 #include "client/src/address_wait.hpp"
 #include "client/src/deadline.hpp"
 #include "client/src/shared_object.hpp"
+#include "client/src/size_limit.hpp"
 #include "host/atomics.hpp"
 #include "spec/chain_text.hpp"
 
@@ -26,6 +27,8 @@ namespace {
 constexpr nanoseconds saving_allowance = std::chrono::seconds(3);
 /// A killed process is gone at once, unless it hangs in the kernel.
 constexpr nanoseconds after_kill = std::chrono::seconds(2);
+/// A thread that was told to abort leaves its line at once, unless it hangs in the kernel.
+constexpr nanoseconds last_words = std::chrono::seconds(1);
 
 PeriodDriver::Settings driver_settings(const Options& options, int notify_descriptor,
                                        ParentRecord* record) {
@@ -66,6 +69,7 @@ std::unique_ptr<HostImpl> HostImpl::spawn(const Options& options, std::string& e
   Launch launch;
   launch.program = find_host_program(options, error);
   if (launch.program.empty()) return nullptr;
+  const SizeLimitIsAnError no_signal;
   sweep_objects();
   std::unique_ptr<BlockOwner> block = BlockOwner::create(error);
   if (block == nullptr) return nullptr;
@@ -131,6 +135,25 @@ Ending HostImpl::stop() {
     child->wait_for_exit(std::min<nanoseconds>(nanoseconds(left), milliseconds(50)));
     lock.lock();
   }
+  return ending;
+}
+
+Ending HostImpl::end_hung() {
+  driver.threads().expect_idle();
+  std::unique_lock lock(mutex);
+  if (check_ended()) return ending;
+  killed = true;
+  nanoseconds left = last_words;
+  if (render_thread == 0 || !child->abort_thread(render_thread)) left = nanoseconds(0);
+  lock.unlock();
+  child->wait_for_exit(left);
+  lock.lock();
+  if (check_ended()) return ending;
+  child->kill();
+  lock.unlock();
+  child->wait_for_exit(after_kill);
+  lock.lock();
+  check_ended();
   return ending;
 }
 
@@ -206,7 +229,8 @@ void HostImpl::apply_placement() {
 std::string HostImpl::describe_ending() const {
   std::string text;
   if (ending.killed) {
-    text = "the host was killed, as it did not stop in time";
+    text = ending.asked ? "the host was killed, as it did not stop in time"
+                        : "the host was killed, as it did not answer";
   } else if (!ending.known) {
     text = "the host ended";
   } else if (ending.signal != 0) {

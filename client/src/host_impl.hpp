@@ -42,6 +42,7 @@ struct HostImpl {
 
   // ---- Stopping (host_impl.cpp) ----
   Ending stop();
+  Ending end_hung();
   std::string obituary();
 
   // ---- Background thread, under the watcher's lock. ----

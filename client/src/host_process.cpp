@@ -84,6 +84,10 @@ Ending HostProcess::stop() noexcept {
   return guarded([&] { return impl_->stop(); });
 }
 
+Ending HostProcess::end_hung() noexcept {
+  return guarded([&] { return impl_->end_hung(); });
+}
+
 void HostProcess::set_parameter(unsigned plugin, std::uint32_t id, float value) noexcept {
   controlled(*impl_, [&] {
     {

@@ -4,12 +4,14 @@
 #include <pthread.h>
 #include <signal.h>
 #include <sys/mman.h>
+#include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <cmath>
 
 #include "tests/client/client_host.hpp"
+#include "tests/support/child_process.hpp"
 
 using namespace vesk::client;
 using namespace vesk::client_test;
@@ -227,4 +229,22 @@ TEST(ClientStart, ALimitBeyondTheClockIsNone) {
   EXPECT_EQ(host->render(16, 0, {}, std::chrono::nanoseconds::max()), Answer::answered);
   EXPECT_EQ(host->diagnose(), Health::ready);
   EXPECT_TRUE(host->stop().orderly());
+}
+
+TEST(ClientStart, FilesThatMayNotGrowAreAnErrorAndEndNobody) {
+  for (const rlim_t most : {0, 512, 65'536}) {
+    const auto end = vesk::tests::run_in_child([most] {
+      const rlimit limit{most, most};
+      setrlimit(RLIMIT_FSIZE, &limit);
+      std::string error;
+      const auto host = HostProcess::start(options("x=1", Mode::real_time), error);
+      sigset_t pending;
+      sigpending(&pending);
+      return host == nullptr && error.ends_with("File too large") &&
+                     sigismember(&pending, SIGXFSZ) == 0
+                 ? 0
+                 : 1;
+    });
+    EXPECT_TRUE(end.exited_with(0)) << most << ": " << end.status;
+  }
 }

@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # check_installation.sh CMAKE BUILD_FOLDER COMPILER: installs into a folder of its own, moves it, and
-# there lists plugins, renders a second of music, and builds and runs the program that embeds a host.
+# there lists plugins, renders a second of music, builds and runs the program that embeds a host, and
+# builds and opens a component.
 set -euo pipefail
 cmake=$1 build=$2 compiler=$3
 source=$(cd "$(dirname "$0")/../.." && pwd)
@@ -42,6 +43,15 @@ read -ra flags < <(pkg-config --cflags --libs vesk-client)
   -o vesk/bin/embed
 answer=$(vesk/bin/embed "$plugin")
 [[ $answer =~ ^peak\ 0\.[0-9]*[1-9] ]] || { echo "the embedding program says: $answer"; exit 1; }
+
+# The unit that authors begin from, without the clone that it stands in.
+pluck=$source/docs/examples/pluck
+mkdir -p .local/lib/audio-components/pluck.component/Resources
+read -ra flags < <(pkg-config --cflags vesk-components)
+"${compiler/clang++/clang}" -std=c11 -shared -fPIC -Wall -Wextra -Werror "${flags[@]}" \
+  -o .local/lib/audio-components/pluck.component/pluck "$pluck/pluck.c" "$pluck/plucked_strings.c" -lm
+cp "$pluck/Info-gnustep.plist" .local/lib/audio-components/pluck.component/Resources/
+vesk/bin/vesk-list --parameters aumu:Pluk:Exmp >/dev/null
 
 for module in lv2.so windows.so lv2_editor.bundle/lv2_editor \
     lv2_editor.bundle/Resources/Info-gnustep.plist; do

@@ -25,8 +25,6 @@ constexpr auto longest_run = std::chrono::minutes(2);
   dup2(errors, STDERR_FILENO);
   enter_environment(options.environment);
   if (options.largest_file > 0) {
-    // Without the signal a write beyond the limit is an ordinary error, as on a full disk.
-    signal(SIGXFSZ, SIG_IGN);
     const rlimit limit{options.largest_file, options.largest_file};
     setrlimit(RLIMIT_FSIZE, &limit);
   }

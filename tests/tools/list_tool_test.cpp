@@ -7,8 +7,8 @@
 
 #include "tools/list/arguments.hpp"
 #include "tools/list/component_listing.hpp"
-#include "tools/list/json.hpp"
 #include "tools/list/parameter_listing.hpp"
+#include "tools/program/json.hpp"
 
 namespace vesk::tools {
 namespace {
@@ -74,7 +74,9 @@ TEST(list_arguments, AreReadOrRefusedInWords) {
   EXPECT_EQ(arguments->parameters_of, "aumu:Sm48:LV2_");
   EXPECT_EQ(parse_list_arguments({"--parameters=x"}, error)->parameters_of, "x");
   EXPECT_FALSE(parse_list_arguments({"-p"}, error));
-  EXPECT_EQ(error, "-p needs a specification, such as aumu:Sm48:LV2_");
+  EXPECT_EQ(error, "-p needs a value");
+  EXPECT_FALSE(parse_list_arguments({"-p", "x", "--problems"}, error));
+  EXPECT_EQ(error, "--problems or --parameters, not both");
   EXPECT_FALSE(parse_list_arguments({"--all"}, error));
   EXPECT_EQ(error, "unknown option --all");
   EXPECT_FALSE(parse_list_arguments({"piano"}, error));

@@ -210,6 +210,39 @@ TEST(midi_file, NoDamageCrashesTheReader) {
   EXPECT_GT(refused, 5'000);
 }
 
+TEST(midi_file, TheFirstPartOfASongHoldsNoNoteBeyondItsEnd) {
+  const Song song{{{0.0, 0x91, 60, 100},
+                   {0.5, 0xB1, 64, 127},
+                   {0.5, 0x91, 62, 100},
+                   {0.75, 0x81, 60, 0},
+                   {1.0, 0x93, 60, 100},
+                   {1.5, 0x91, 62, 0}},
+                  {},
+                  2.0,
+                  3};
+  const struct {
+    double seconds;
+    std::vector<TimedMidiEvent> end;  // what stands behind what is left of the song
+  } cases[] = {
+      {0.0, {}},
+      {0.5, {{0.5, 0x81, 60, 0}}},
+      {0.75, {{0.75, 0x81, 60, 0}, {0.75, 0x81, 62, 0}, {0.75, 0xB1, 64, 0}}},
+      {1.25, {{1.25, 0x81, 62, 0}, {1.25, 0x83, 60, 0}, {1.25, 0xB1, 64, 0}}},
+      {2.0, {}},
+      {9.0, {}},
+  };
+  for (const auto& test : cases) {
+    SCOPED_TRACE(test.seconds);
+    std::vector<TimedMidiEvent> wanted;
+    for (const TimedMidiEvent& event : song.events)
+      if (event.seconds < test.seconds) wanted.push_back(event);
+    wanted.insert(wanted.end(), test.end.begin(), test.end.end());
+    const Song part = first_part(song, test.seconds);
+    EXPECT_EQ(part.events, wanted);
+    EXPECT_EQ(part.length_seconds, std::min(test.seconds, 2.0));
+  }
+}
+
 TEST(period_events, EachEventFallsIntoThePeriodOfItsFrame) {
   Song song;
   song.events = {{0.0, 0x90, 1, 1}, {0.0999, 0x90, 2, 1}, {0.1, 0x90, 3, 1}, {0.35, 0x90, 4, 1}};

@@ -5,17 +5,21 @@
 
 #include <algorithm>
 #include <cmath>
+#include <filesystem>
 #include <fstream>
 #include <numeric>
 
+#include "tests/support/lv2_bundles.hpp"
 #include "tests/support/program.hpp"
 #include "tests/support/scratch_folder.hpp"
 #include "tests/support/wait_until.hpp"
 #include "tests/tools/sound_file.hpp"
+#include "tools/program/json.hpp"
 
 namespace {
 
 using namespace vesk::tests;
+using vesk::tools::Json;
 
 constexpr const char* piano = "aumu:Sm48:LV2_";
 constexpr const char* delay = "aufx:jvLs:LV2_";
@@ -40,6 +44,13 @@ void write_noise(const std::string& path, int rate, int seconds) {
     sample = static_cast<float>(state >> 8) / 16'777'216.0f - 0.5f;
   }
   write_sound(path, noise);
+}
+
+/// A song of one second: a note of half of it.
+void write_note(const std::string& path) {
+  constexpr char bytes[] =
+      "MThd\0\0\0\6\0\0\0\1\0\x60MTrk\0\0\0\x0c\0\x90\x3c\x64\x60\x80\x3c\0\x60\xff\x2f\0";
+  std::ofstream(path, std::ios::binary).write(bytes, sizeof bytes - 1);
 }
 
 /// The length of a vector.
@@ -88,6 +99,22 @@ TEST(Render, SendsAudioThroughAnEffectAtItsOwnRateAndAnother) {
   audio = read_sound(folder / "other.wav");
   EXPECT_EQ(audio.rate, 48'000);
   EXPECT_NEAR(static_cast<double>(audio.samples.size()), 2.0 * 2.5 * 48'000, 8);
+}
+
+TEST(Render, PassesThroughPipes) {
+  const ScratchFolder folder;
+  const std::string program = build_tree() + "/bin/vesk-render ";
+  const auto result = run_program(
+      {"/bin/sh", "-c",
+       "cat " + song + " | " + program + piano + " -m - -o - --duration 2 --tail 0 | " + program +
+           delay + " -i - -o " + (folder / "out.ogg") + " --duration 1.5 --tail 0.5"});
+  EXPECT_EQ(result.status, 0) << result.errors;
+  EXPECT_TRUE(result.errors.starts_with("standard output: 2.000 s")) << result.errors;
+  EXPECT_TRUE(result.output.starts_with((folder / "out.ogg") + ": 2.000 s")) << result.output;
+  const Sound audio = read_sound(folder / "out.ogg");
+  EXPECT_EQ(audio.rate, 48'000);
+  EXPECT_EQ(audio.samples.size(), 2u * 2u * 48'000u);
+  EXPECT_GT(std::ranges::max(audio.samples), 0.01f);
 }
 
 TEST(Render, AMetronomeClicksAtTheSongsTempoToTheSampleAndStopsWithIt) {
@@ -140,6 +167,15 @@ TEST(Render, TakesAnyPeriodLength) {
   }
 }
 
+#ifdef VESK_SANITIZER
+constexpr const char* died_in_render = "the host ended with status 3";
+constexpr const char* hangs = "a plugin waits for something that does not come";
+#else
+constexpr const char* died_in_render = "aufx:Bad_:Vesk (plugin 2 of 2) died in render: exit";
+constexpr const char* hangs =
+    "aufx:Bad_:Vesk (plugin 2 of 2) waits for something that does not come";
+#endif
+
 TEST(Render, SaysInOneLineWhatIsWrongAndLeavesNothing) {
   const ScratchFolder folder;
   std::ofstream(folder / "text.mid") << "no song";
@@ -162,7 +198,7 @@ TEST(Render, SaysInOneLineWhatIsWrongAndLeavesNothing) {
       {{delay, "--input", folder / "none.wav", "-o", out},
        folder / "none.wav: No such file or directory"},
       {{delay, "--input", folder / "", "-o", out}, folder / ": is a folder"},
-      {broken("aumu:none:Here"), "component not found"},
+      {broken("aumu:none:Here"), "aumu:none:Here is not installed; vesk-list shows what is"},
       {{std::string(piano) + "@" + (folder / "text.mid"), "--midi", song, "-o", out},
        "preset is not a property list"},
       {{piano, "--midi", song, "-o", folder / "none/out.wav"},
@@ -173,11 +209,15 @@ TEST(Render, SaysInOneLineWhatIsWrongAndLeavesNothing) {
        out + ": cannot be written: File too large",
        1,
        1'000'000},
+      {{piano, "--midi", song, "-o", out, "-r", "384000", "--tail", "3600"},
+       out + ": 61 minutes at 384000 Hz are more than a WAV file can hold (4 GB)"},
+      {{piano, "--midi", song, "-o", folder / "out.ogg", "-r", "384000"},
+       folder / "out.ogg: Ogg Vorbis goes up to 200000 Hz"},
       {{piano, "--midi", song}, "no output given (-o FILE); vesk-render --help tells how", 2},
-      {broken("aumu:Bad_:Vesk#0=200"), "period 1"},
-      {broken("aumu:Null:Vesk|aufx:Bad_:Vesk#1=200"), "period 1"},
-      {broken("aumu:Bad_:Vesk#2=200"), "waits for something that does not come"},
-      {broken("aumu:Bad_:Vesk#3=200"), "does not come back from its work"},
+      {broken("aumu:Bad_:Vesk#0=200"), "period 199 (at 0:02.123)"},
+      {broken("aumu:Null:Vesk|aufx:Bad_:Vesk#1=200"), died_in_render},
+      {broken("aumu:Null:Vesk|aufx:Bad_:Vesk#2=200"), hangs},
+      {broken("aumu:Bad_:Vesk#3=200"), " does not come back from its work"},
       {broken("aumu:Bad_:Vesk#19=1"), "OSStatus -10875"},
       {broken("aumu:Bad_:Vesk#15=1"), "the host did not start"},
   };
@@ -197,22 +237,84 @@ TEST(Render, SaysInOneLineWhatIsWrongAndLeavesNothing) {
   }
 }
 
-TEST(Render, RemarksOnWhatIsOddAndRendersIt) {
+TEST(Render, TellsWhatCanHardlyBeMeantAndRefusesItWhenStrict) {
   const ScratchFolder folder;
-  const std::pair<std::string, std::string> cases[] = {
-      {std::string(piano) + "@" + (folder / "none"),
-       (folder / "none") + " does not exist; aumu:Sm48:LV2_ starts with its own settings\n"},
-      {"aumu:Bad_:Vesk#7=100", "are infinite or not a number"},
+  const std::string preset = folder / "none", out = folder / "out.flac";
+  const std::string four_times = "|aufx:Gain:Vesk#0=4";
+  const struct {
+    std::string chain;
+    std::string warning;
+    int strict_status;
+    const char* kind;
+  } cases[] = {
+      {std::string(piano) + "#99=0.5",
+       "aumu:Sm48:LV2_ has no parameter 99; vesk-list --parameters aumu:Sm48:LV2_ shows what it "
+       "has",
+       3, "no_such_parameter"},
+      {"aumu:Tone:Vesk|aufx:Bad_:Vesk#100=1",
+       "aufx:Bad_:Vesk has no parameter 100 that can be set; vesk-list --parameters "
+       "aufx:Bad_:Vesk shows what it has",
+       3, "no_such_parameter"},
+      {std::string(piano) + "#4=0.5,4=1.5",
+       "parameter 4 (Modulation) of aumu:Sm48:LV2_ takes 0 to 1, not 1.5", 4, "out_of_range"},
+      {std::string(piano) + "#4=nan",
+       "parameter 4 (Modulation) of aumu:Sm48:LV2_ takes 0 to 1, not nan", 4, "out_of_range"},
+      {std::string(piano) + "@" + preset,
+       preset + " does not exist; aumu:Sm48:LV2_ starts with its own settings", 5, "no_preset"},
+      {"aumu:Bad_:Vesk#7=1", " samples are infinite or not a number: a plugin is broken", 6,
+       "not_finite"},
+      {"aumu:Null:Vesk", "the output is silent from beginning to end", 7, "silent"},
+      {"aumu:Tone:Vesk#0=1,1=3" + four_times + four_times + four_times + four_times + four_times,
+       "the peak is 58.1 dB beyond full scale; a plugin is broken or set to what it cannot take", 0,
+       "note"},
+      {"aumu:Tone:Vesk|aumf:5t5y:LV2_",
+       "aumf:5t5y:LV2_ gets no MIDI events: they go to the chain's first plugin alone", 7, "note"},
   };
-  for (const auto& [chain, remark] : cases) {
-    SCOPED_TRACE(chain);
-    const std::string out = folder / "out.flac";
-    const auto result = render({chain, "--midi", song, "-o", out, "--tail", "0"}, test_units);
-    EXPECT_EQ(result.status, 0) << result.errors;
-    EXPECT_NE(result.errors.find(remark), std::string::npos) << result.errors;
-    EXPECT_EQ(std::ranges::count(result.errors, '\n'), 1) << result.errors;
+  const ScratchFolder songs;
+  write_note(songs / "note.mid");
+  for (const auto& test : cases) {
+    SCOPED_TRACE(test.chain);
+    const std::vector<std::string> words{
+        test.chain, "--midi", songs / "note.mid", "-o", out, "--tail", "0", "--json"};
+    auto result = render(words, test_units);
+    EXPECT_EQ(result.status, 0);
+    EXPECT_TRUE(result.errors.starts_with("vesk-render: ")) << result.errors;
+    EXPECT_NE(result.errors.find(test.warning + "\n"), std::string::npos) << result.errors;
+    const auto summary = Json::parse(result.output);
+    EXPECT_EQ(summary["output"], out);
+    EXPECT_EQ(summary["warnings"][0]["kind"], test.kind);
+    EXPECT_NE(summary["warnings"][0]["text"].get<std::string>().find(test.warning),
+              std::string::npos);
     for (const float sample : read_sound(out).samples) ASSERT_TRUE(std::isfinite(sample));
+
+    std::filesystem::remove(out);
+    auto strict_words = words;
+    strict_words.push_back("--strict");
+    result = render(strict_words, test_units);
+    EXPECT_EQ(result.status, test.strict_status);
+    EXPECT_NE(result.errors.find(test.warning + "\n"), std::string::npos) << result.errors;
+    EXPECT_EQ(Json::parse(result.output)["status"], test.strict_status);
+    EXPECT_EQ(std::filesystem::remove(out), test.strict_status == 0);
+    EXPECT_TRUE(folder.names().empty());
   }
+}
+
+TEST(Render, GivesTheReasonForWhichAPluginCannotBeLoaded) {
+  const ScratchFolder folder;
+  write_plain_bundle(folder / "lv2/x.lv2", "urn:vesk:x", "X");
+  const ProgramOptions options{
+      .environment = {"LV2_PATH=" + folder / "lv2", "VESK_CACHE=" + folder / "cache"}};
+  const auto listed = run_program({build_tree() + "/bin/vesk-list"}, options).output;
+  const std::string name = listed.substr(0, listed.find("  X\n"));
+  write_noise(folder / "in.wav", 48'000, 1);
+  const auto result =
+      render({name, "--input", folder / "in.wav", "-o", folder / "out.wav"}, options);
+  EXPECT_EQ(result.status, 1);
+  EXPECT_TRUE(result.errors.starts_with("vesk-render: " + name + ": instantiation failed"))
+      << result.errors;
+  EXPECT_NE(result.errors.find("lv2/x.lv2/plugin.so: cannot open shared object file"),
+            std::string::npos)
+      << result.errors;
 }
 
 TEST(Render, TrimsTheLatencyOfTheChainUnlessAskedNotTo) {
@@ -237,11 +339,15 @@ TEST(Render, RemovesHalfAFileWhenInterrupted) {
   const ScratchFolder folder;
   std::ofstream(folder / "out.wav") << "the one before";
   const auto interrupt = [&](pid_t program) {
+    // The file has no name yet.
     EXPECT_TRUE(wait_until([&] {
-      const auto names = folder.names();
-      return std::ranges::any_of(names, [&](const std::string& name) {
-        return name != "out.wav" && !file_bytes(folder / name).empty();
-      });
+      std::error_code gone;
+      for (const auto& entry :
+           std::filesystem::directory_iterator("/proc/" + std::to_string(program) + "/fd", gone))
+        if (read_symlink(entry.path(), gone).string().starts_with(folder.path()) &&
+            file_size(entry.path(), gone) > 0)
+          return true;
+      return false;
     })) << "nothing is written";
     kill(program, SIGINT);
   };

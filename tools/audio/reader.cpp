@@ -2,8 +2,10 @@
 
 #include <samplerate.h>
 #include <sndfile.h>
+#include <unistd.h>
 
 #include <cmath>
+#include <cstdio>
 #include <filesystem>
 #include <system_error>
 
@@ -12,6 +14,21 @@ namespace {
 
 constexpr long chunk_frames = 4096;
 constexpr int most_channels = 64;
+
+/// Audio that comes through a pipe, by way of a file: libsndfile looks back and forth in most.
+SNDFILE* open_stream(const std::string& path, SF_INFO& info) {
+  using File = std::unique_ptr<std::FILE, int (*)(std::FILE*)>;
+  const File stream(std::fopen(path.c_str(), "rb"), std::fclose);
+  const File copy(std::tmpfile(), std::fclose);
+  if (!stream || !copy) return nullptr;
+  std::vector<char> bytes(65'536);
+  while (const std::size_t got = std::fread(bytes.data(), 1, bytes.size(), stream.get()))
+    if (std::fwrite(bytes.data(), 1, got, copy.get()) != got) return nullptr;
+  if (std::ferror(stream.get()) != 0 || std::fflush(copy.get()) != 0) return nullptr;
+  std::rewind(copy.get());
+  const int descriptor = dup(fileno(copy.get()));
+  return descriptor < 0 ? nullptr : sf_open_fd(descriptor, SFM_READ, &info, SF_TRUE);
+}
 
 }  // namespace
 
@@ -44,7 +61,9 @@ std::unique_ptr<AudioReader> AudioReader::open(const std::string& path, int samp
   std::unique_ptr<AudioReader> reader(new AudioReader);
   reader->source_ = std::make_unique<Source>();
   SF_INFO info{};
-  reader->source_->file = sf_open(path.c_str(), SFM_READ, &info);
+  reader->source_->file = std::filesystem::is_regular_file(status)
+                              ? sf_open(path.c_str(), SFM_READ, &info)
+                              : open_stream(path, info);
   if (!reader->source_->file) {
     error = path + ": not an audio file that can be read (" + sf_strerror(nullptr) + ")";
     return nullptr;

@@ -9,6 +9,7 @@
 #include <cerrno>
 #include <cmath>
 #include <cstring>
+#include <limits>
 #include <utility>
 
 namespace vesk::tools {
@@ -19,6 +20,9 @@ constexpr std::uint64_t longest_wav_frames = (0xFFFF'FFFFull - 4096) / (2 * size
 
 constexpr std::size_t chunk_samples = 16'384;
 
+// Of 1: some 320 kbit/s, which few tell from the original.
+constexpr double vorbis_quality = 0.9;
+
 bool ends_with(const std::string& text, const char* ending) {
   const std::size_t length = std::strlen(ending);
   return text.size() > length &&
@@ -26,18 +30,49 @@ bool ends_with(const std::string& text, const char* ending) {
                     [](unsigned char a, unsigned char b) { return std::tolower(a) == b; });
 }
 
+struct Format {
+  AudioFormat format;
+  const char* ending;
+  const char* description;
+  int code;  ///< libsndfile's
+  std::uint64_t longest_frames;
+  int highest_rate;  ///< Hz
+};
+
+constexpr std::uint64_t no_limit = std::numeric_limits<std::uint64_t>::max();
+constexpr int any_rate = std::numeric_limits<int>::max();
+
+constexpr Format formats[] = {
+    {AudioFormat::wav_float, ".wav", "32-bit float WAV", SF_FORMAT_WAV | SF_FORMAT_FLOAT,
+     longest_wav_frames, any_rate},
+    {AudioFormat::flac, ".flac", "24-bit FLAC", SF_FORMAT_FLAC | SF_FORMAT_PCM_24, no_limit,
+     any_rate},
+    {AudioFormat::vorbis, ".ogg", "Ogg Vorbis", SF_FORMAT_OGG | SF_FORMAT_VORBIS, no_limit,
+     200'000},
+};
+
+const Format& row_of(AudioFormat format) {
+  return *std::ranges::find(formats, format, &Format::format);
+}
+
 }  // namespace
 
 bool format_of_name(const std::string& path, AudioFormat& format) {
-  if (ends_with(path, ".wav")) {
-    format = AudioFormat::wav_float;
-    return true;
-  }
-  if (ends_with(path, ".flac")) {
-    format = AudioFormat::flac;
+  for (const Format& row : formats) {
+    if (!ends_with(path, row.ending) && !(path == "-" && row.format == AudioFormat::wav_float))
+      continue;
+    format = row.format;
     return true;
   }
   return false;
+}
+
+const char* description_of(AudioFormat format) {
+  return row_of(format).description;
+}
+
+std::uint64_t longest_frames(AudioFormat format) {
+  return row_of(format).longest_frames;
 }
 
 /// libsndfile's way to the file. It forgets why a write failed, so the writes are ours and the
@@ -77,13 +112,19 @@ struct AudioWriter::Sink {
 
 std::unique_ptr<AudioWriter> AudioWriter::open(OutputFile& file, AudioFormat format,
                                                int sample_rate, std::string& error) {
+  const Format& row = row_of(format);
+  if (sample_rate > row.highest_rate) {
+    error = file.path() + ": " + row.description + " goes up to " +
+            std::to_string(row.highest_rate) + " Hz";
+    return nullptr;
+  }
   auto sink = std::make_unique<Sink>(file);
   SF_VIRTUAL_IO calls{Sink::length, Sink::seek, Sink::read, Sink::write, Sink::tell};
   SF_INFO info{};
   info.samplerate = sample_rate;
   info.channels = 2;
-  info.format = format == AudioFormat::wav_float ? SF_FORMAT_WAV | SF_FORMAT_FLOAT
-                                                 : SF_FORMAT_FLAC | SF_FORMAT_PCM_24;
+  info.format = row.code;
+  double quality = vorbis_quality;
   sink->handle = sf_open_virtual(&calls, SFM_WRITE, &info, sink.get());
   if (!sink->handle) {
     error = !sink->failure.empty() ? sink->failure
@@ -93,6 +134,7 @@ std::unique_ptr<AudioWriter> AudioWriter::open(OutputFile& file, AudioFormat for
   }
   sf_command(sink->handle, SFC_SET_ADD_PEAK_CHUNK, nullptr, SF_FALSE);
   sf_command(sink->handle, SFC_SET_CLIPPING, nullptr, SF_TRUE);
+  sf_command(sink->handle, SFC_SET_VBR_ENCODING_QUALITY, &quality, sizeof quality);
   return std::unique_ptr<AudioWriter>(new AudioWriter(std::move(sink), format));
 }
 
@@ -103,11 +145,11 @@ AudioWriter::~AudioWriter() = default;
 
 bool AudioWriter::write(const float* left, const float* right, std::uint32_t frames,
                         std::string& error) {
-  if (format_ == AudioFormat::wav_float && frames_written_ + frames > longest_wav_frames) {
+  if (frames_written_ + frames > longest_frames(format_)) {
     error = sink_->file.path() + ": longer than a WAV file can be (4 GB); write a .flac file";
     return false;
   }
-  const bool clips = format_ == AudioFormat::flac;
+  const bool clips = format_ != AudioFormat::wav_float;
   for (std::uint32_t i = 0; i < frames; ++i) {
     interleaved_.push_back(clips ? clip(left[i]) : left[i]);
     interleaved_.push_back(clips ? clip(right[i]) : right[i]);

@@ -13,10 +13,18 @@ namespace vesk::tools {
 enum class AudioFormat {
   wav_float,  ///< `.wav`: 32-bit float, no PEAK chunk (its time stamp would make two runs differ)
   flac,       ///< `.flac`: 24-bit, clipped to -1..1
+  vorbis,     ///< `.ogg`: Vorbis at a high quality, clipped; two runs differ by a serial number
 };
 
-/// The format that a file name asks for by its ending (letters of either case); false otherwise.
+/// The format that a file name asks for by its ending (letters of either case), WAV for "-"; false
+/// otherwise.
 bool format_of_name(const std::string& path, AudioFormat& format);
+
+/// The format in a few words: "32-bit float WAV".
+const char* description_of(AudioFormat format);
+
+/// How many frames a file of the format can hold.
+std::uint64_t longest_frames(AudioFormat format);
 
 /// Writes two channels of audio to an `OutputFile`.
 class AudioWriter {
@@ -37,7 +45,7 @@ class AudioWriter {
 
   std::uint64_t frames_written() const { return frames_written_; }
 
-  /// Samples that the format cannot hold as they are: beyond -1..1 in a FLAC file.
+  /// Samples that the format cannot hold as they are: beyond -1..1 in all but a WAV file.
   std::uint64_t clipped_samples() const { return clipped_samples_; }
 
  private:

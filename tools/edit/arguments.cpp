@@ -31,6 +31,7 @@ beside it, with a '~' after its name.
   -r, --sample-rate HZ    8000 to 384000 (48000)
       --period FRAMES     frames a period, 1 to 4096 (512)
   -h, --help              this text
+      --version           the program's version
 
 Periods are rendered at the pace at which they would be heard; nothing is heard. Ctrl-C closes the
 editors, which saves, and ends. A second one does not wait for that.
@@ -57,7 +58,6 @@ std::vector<Option> options_for(EditArguments& arguments) {
       {"--sample-rate", "-r", takes_whole(8'000, 384'000, " Hz", arguments.sample_rate)},
       {"--period", nullptr,
        takes_whole(1, static_cast<int>(host::buffer_frames), " frames", arguments.period)},
-      {"--help", "-h", nullptr, &arguments.wants_help},
   };
 }
 
@@ -85,8 +85,6 @@ bool check_chain(const EditArguments& arguments, std::string& error) {
 std::optional<EditArguments> parse_edit_arguments(const std::vector<std::string>& words,
                                                   std::string& error) {
   EditArguments arguments;
-  arguments.wants_help = asks_for_help(words);
-  if (arguments.wants_help) return arguments;
   std::string chain;
   if (!read_command_line(words, options_for(arguments), chain, error)) return std::nullopt;
   if (chain.empty()) {

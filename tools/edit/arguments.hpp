@@ -18,13 +18,11 @@ struct EditArguments {
   bool plays_notes = false;
   int sample_rate = 48'000;
   std::uint32_t period = 512;
-  bool wants_help = false;
 };
 
 /// Reads the arguments after the program's name. Empty with a sentence in `error` for anything
 /// that cannot be meant: an unknown option, a number out of range, a chain that does not parse or
-/// is too long to show, or that cannot take what it is to play. With `wants_help` set nothing
-/// else counts.
+/// is too long to show, or that cannot take what it is to play.
 std::optional<EditArguments> parse_edit_arguments(const std::vector<std::string>& words,
                                                   std::string& error);
 

@@ -16,6 +16,7 @@
 #include "tools/edit/live_player.hpp"
 #include "tools/edit/preset_file.hpp"
 #include "tools/edit/test_notes.hpp"
+#include "tools/hosting/host_words.hpp"
 #include "tools/midi/midi_file.hpp"
 #include "tools/program/interruption.hpp"
 #include "vesk/host_process.hpp"
@@ -137,7 +138,9 @@ std::unique_ptr<HostProcess> start_host(const EditArguments& arguments, std::str
   options.sample_rate_hz = arguments.sample_rate;
   options.max_frames = arguments.period;
   options.period_frames = arguments.period;
-  return HostProcess::start(options, error);
+  auto host = HostProcess::spawn(options, error);
+  if (host && !wait_until_ready(*host, arguments.chain, error)) host.reset();
+  return host;
 }
 
 }  // namespace
@@ -165,12 +168,13 @@ bool edit_presets(const EditArguments& arguments, std::string& error) {
   bool is_well = open_editors(*host, chain, error);
   if (is_well) watch_editors(*host, presets);
   const double peak = to_dbfs(static_cast<double>(player->peak()));
+  const bool has_bad_samples = player->has_bad_samples();
   player.reset();
   host->stop();
   presets.take_notices(*host);
   presets.sum_up();
   if (!host->ending().orderly()) {
-    error = host->obituary();
+    error = by_name(host->obituary(), chain);
     is_well = false;
   } else if (const std::string failure = save_failure(*host); !failure.empty()) {
     error = failure;
@@ -180,6 +184,7 @@ bool edit_presets(const EditArguments& arguments, std::string& error) {
     char line[64];
     std::snprintf(line, sizeof line, "played with a peak of %.1f dBFS", peak);
     say(std::isfinite(peak) ? line : "played, and nothing was to be heard");
+    if (has_bad_samples) say("samples were infinite or not a number: a plugin is broken");
   }
   return is_well;
 }

@@ -76,7 +76,10 @@ void LivePlayer::listen(std::uint32_t frames) {
   float peak = peak_.load(std::memory_order_relaxed);
   for (const unsigned channel : {0u, 1u})
     for (const float sample : host_.output(channel).first(frames))
-      peak = std::max(peak, std::abs(sample));
+      if (std::isfinite(sample))
+        peak = std::max(peak, std::abs(sample));
+      else
+        has_bad_samples_.store(true, std::memory_order_relaxed);
   peak_.store(peak, std::memory_order_relaxed);
 }
 

@@ -23,8 +23,10 @@ class LivePlayer {
   LivePlayer(const LivePlayer&) = delete;
   LivePlayer& operator=(const LivePlayer&) = delete;
 
-  /// The largest sample that has come back so far; any thread.
+  /// The largest finite sample that has come back so far; any thread.
   float peak() const { return peak_.load(std::memory_order_relaxed); }
+  /// Whether samples have come back that are infinite or not numbers; any thread.
+  bool has_bad_samples() const { return has_bad_samples_.load(std::memory_order_relaxed); }
 
  private:
   void run();
@@ -36,6 +38,7 @@ class LivePlayer {
   const std::uint32_t period_;
   const double sample_rate_;
   std::atomic<float> peak_{0.0f};
+  std::atomic<bool> has_bad_samples_{false};
   std::atomic<bool> ends_{false};
   std::thread thread_;
 };

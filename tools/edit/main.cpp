@@ -1,22 +1,29 @@
+#include <unistd.h>
+
 #include <cstdio>
 #include <string>
 #include <vector>
 
 #include "tools/edit/arguments.hpp"
 #include "tools/edit/edit_presets.hpp"
+#include "tools/program/command_line.hpp"
+#include "tools/program/interruption.hpp"
+#include "tools/program/standard_output.hpp"
 
 int main(int argc, char** argv) {
   using namespace vesk::tools;
+  make_size_limit_an_error();
   const std::vector<std::string> words(argv + 1, argv + argc);
   std::string error;
+  if (const std::string text = text_asked_for(words, "vesk-edit", edit_help); !text.empty()) {
+    if (print(STDOUT_FILENO, text, error)) return 0;
+    std::fprintf(stderr, "vesk-edit: %s\n", error.c_str());
+    return 1;
+  }
   const auto arguments = parse_edit_arguments(words, error);
   if (!arguments) {
     std::fprintf(stderr, "vesk-edit: %s; vesk-edit --help tells how\n", error.c_str());
     return 2;
-  }
-  if (arguments->wants_help) {
-    std::fputs(edit_help, stdout);
-    return std::fflush(stdout) == 0 ? 0 : 1;
   }
   if (!edit_presets(*arguments, error)) {
     std::fprintf(stderr, "vesk-edit: %s\n", error.c_str());

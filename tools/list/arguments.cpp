@@ -1,52 +1,56 @@
 #include "tools/list/arguments.hpp"
 
+#include "tools/program/command_line.hpp"
+
 namespace vesk::tools {
 
 const char* const list_help =
     R"(vesk-list prints the installed plugins, one a line: the specification text to use in a chain,
 and the name.
 
-usage: vesk-list [--json]
+usage: vesk-list [--json] [--rescan]
        vesk-list --parameters SPECIFICATION [--json]
+       vesk-list --problems [--json] [--rescan]
 
   -p, --parameters SPEC   print one plugin's parameters instead: id, name, range, default, unit,
                           and the names of values that have some. Set them in a chain with
                           SPEC#id=value,id=value
+      --problems          print what is installed and not listed instead, and why
+      --rescan            read all LV2 plugins anew first, those that once failed too
       --json              for programs
   -h, --help              this text
+      --version           the program's version
 
 Audio Units are found in $AUDIO_COMPONENT_PATH, ~/.local/lib/audio-components,
 /usr/local/lib/audio-components and /usr/lib/audio-components; LV2 plugins where LV2 looks.
 
-Exit status: 0 done, 1 when a plugin is missing or cannot be opened, 2 for a command line that
-makes no sense.
+Exit status: 0 done, 1 when a plugin is missing or cannot be opened, or something else failed, 2 for
+a command line that makes no sense.
 )";
 
 std::optional<ListArguments> parse_list_arguments(const std::vector<std::string>& words,
                                                   std::string& error) {
   ListArguments arguments;
-  constexpr const char* with_value = "--parameters=";
-  for (std::size_t i = 0; i < words.size(); ++i) {
-    const std::string& word = words[i];
-    if (word == "-h" || word == "--help") {
-      arguments.wants_help = true;
-      return arguments;
-    }
-    if (word == "--json") {
-      arguments.as_json = true;
-    } else if ((word == "-p" || word == "--parameters") && i + 1 < words.size()) {
-      arguments.parameters_of = words[++i];
-    } else if (word.starts_with(with_value)) {
-      arguments.parameters_of = word.substr(std::string(with_value).size());
-    } else if (word == "-p" || word == "--parameters") {
-      error = word + " needs a specification, such as aumu:Sm48:LV2_";
-      return std::nullopt;
-    } else {
-      error = (word.starts_with("-") ? "unknown option " : "cannot use ") + word;
-      return std::nullopt;
-    }
-  }
-  return arguments;
+  const Option options[] = {
+      {"--parameters", "-p",
+       [&arguments](const std::string& value, std::string& reason) {
+         arguments.parameters_of = value;
+         if (value.empty()) reason = "needs a specification, such as aumu:Sm48:LV2_";
+         return !value.empty();
+       }},
+      {"--problems", nullptr, nullptr, &arguments.shows_problems},
+      {"--rescan", nullptr, nullptr, &arguments.rescans},
+      {"--json", nullptr, nullptr, &arguments.as_json},
+  };
+  std::string operand;
+  if (!read_command_line(words, options, operand, error)) return std::nullopt;
+  if (!operand.empty())
+    error = "cannot use " + operand;
+  else if (arguments.shows_problems && !arguments.parameters_of.empty())
+    error = "--problems or --parameters, not both";
+  else
+    return arguments;
+  return std::nullopt;
 }
 
 }  // namespace vesk::tools

@@ -9,8 +9,9 @@ namespace vesk::tools {
 /// What a command line of vesk-list asks for.
 struct ListArguments {
   std::string parameters_of;  ///< specification text; empty: list the components
+  bool shows_problems = false;
+  bool rescans = false;
   bool as_json = false;
-  bool wants_help = false;
 };
 
 /// Reads the arguments after the program's name; empty with a sentence in `error`.

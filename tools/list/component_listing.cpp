@@ -5,7 +5,7 @@
 #include <algorithm>
 
 #include "spec/chain_text.hpp"
-#include "tools/list/json.hpp"
+#include "tools/program/json.hpp"
 
 namespace vesk::tools {
 namespace {

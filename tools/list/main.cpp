@@ -1,4 +1,7 @@
+#include <unistd.h>
+
 #include <cstdio>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -6,8 +9,11 @@
 #include "spec/plugin_spec.hpp"
 #include "tools/list/arguments.hpp"
 #include "tools/list/component_listing.hpp"
-#include "tools/list/component_parameters.hpp"
 #include "tools/list/parameter_listing.hpp"
+#include "tools/list/problems.hpp"
+#include "tools/parameters/question.hpp"
+#include "tools/program/command_line.hpp"
+#include "tools/program/standard_output.hpp"
 
 namespace {
 
@@ -20,51 +26,51 @@ std::string name_of(const AudioComponentDescription& wanted) {
   return found.empty() ? "" : found.front().name;
 }
 
-bool print_parameters(const ListArguments& arguments, std::string& error) {
+std::optional<std::string> parameters_answer(const ListArguments& arguments, std::string& error) {
   std::string reason;
   const auto spec = PluginSpec::parse(arguments.parameters_of, reason);
   if (!spec) {
     error = arguments.parameters_of + ": " + reason;
-    return false;
+    return std::nullopt;
   }
-  const auto parameters = read_parameters(spec->desc, spec->name, error);
-  if (!parameters) return false;
+  const auto parameters = ask_parameters(spec->text, spec->name, 0, error);
+  if (!parameters) return std::nullopt;
   const std::string name = name_of(spec->desc);
-  if (arguments.as_json) {
-    std::fputs(parameters_json(spec->name, name, *parameters).c_str(), stdout);
-    return true;
-  }
-  std::printf("%s  %s\n", spec->name.c_str(), name.c_str());
-  std::fputs(parameters->empty() ? "no parameters\n" : parameters_text(*parameters).c_str(),
-             stdout);
-  return true;
+  if (arguments.as_json) return parameters_json(spec->name, name, *parameters);
+  return spec->name + "  " + name + '\n' +
+         (parameters->empty() ? "no parameters\n" : parameters_text(*parameters));
+}
+
+std::optional<std::string> problems_answer(const ListArguments& arguments, std::string& error) {
+  const auto problems = find_problems(error);
+  if (!problems) return std::nullopt;
+  return arguments.as_json ? problems_json(*problems) : problems_text(*problems);
+}
+
+std::optional<std::string> answer_to(const ListArguments& arguments, std::string& error) {
+  if (arguments.rescans && !rescan(error)) return std::nullopt;
+  if (!arguments.parameters_of.empty()) return parameters_answer(arguments, error);
+  if (arguments.shows_problems) return problems_answer(arguments, error);
+  // On a terminal the LV2 scan shows how far it is, where there is something new to read.
+  const std::vector<ComponentInfo> components = list_components(AudioComponentDescription{});
+  return arguments.as_json ? listing_json(components) : listing_text(components);
 }
 
 }  // namespace
 
 int main(int argc, char** argv) {
+  const std::vector<std::string> words(argv + 1, argv + argc);
   std::string error;
-  const auto arguments = parse_list_arguments({argv + 1, argv + argc}, error);
-  if (!arguments) {
-    std::fprintf(stderr, "vesk-list: %s; vesk-list --help tells how\n", error.c_str());
-    return 2;
-  }
-  if (arguments->wants_help) {
-    std::fputs(list_help, stdout);
-  } else if (!arguments->parameters_of.empty()) {
-    if (!print_parameters(*arguments, error)) {
-      std::fprintf(stderr, "vesk-list: %s\n", error.c_str());
-      return 1;
+  std::optional<std::string> text = text_asked_for(words, "vesk-list", list_help);
+  if (text->empty()) {
+    const auto arguments = parse_list_arguments(words, error);
+    if (!arguments) {
+      std::fprintf(stderr, "vesk-list: %s; vesk-list --help tells how\n", error.c_str());
+      return 2;
     }
-  } else {
-    // On a terminal the LV2 scan shows how far it is, where there is something new to read.
-    const std::vector<ComponentInfo> components = list_components(AudioComponentDescription{});
-    std::fputs((arguments->as_json ? listing_json(components) : listing_text(components)).c_str(),
-               stdout);
+    text = answer_to(*arguments, error);
   }
-  if (std::fflush(stdout) != 0) {
-    std::perror("vesk-list: standard output");
-    return 1;
-  }
-  return 0;
+  if (text && print(STDOUT_FILENO, *text, error)) return 0;
+  std::fprintf(stderr, "vesk-list: %s\n", error.c_str());
+  return 1;
 }

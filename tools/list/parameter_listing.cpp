@@ -1,13 +1,8 @@
 #include "tools/list/parameter_listing.hpp"
 
-#include <AudioToolbox/AudioToolbox.h>
-
 #include <algorithm>
 #include <array>
 #include <cstdio>
-#include <utility>
-
-#include "tools/list/json.hpp"
 
 namespace vesk::tools {
 namespace {
@@ -27,37 +22,6 @@ std::size_t width(const std::string& text) {
 using Row = std::array<std::string, 5>;
 
 }  // namespace
-
-std::string unit_text(std::uint32_t unit) {
-  constexpr std::pair<std::uint32_t, const char*> units[] = {
-      {kAudioUnitParameterUnit_Boolean, "on/off"},
-      {kAudioUnitParameterUnit_Percent, "%"},
-      {kAudioUnitParameterUnit_Seconds, "s"},
-      {kAudioUnitParameterUnit_SampleFrames, "frames"},
-      {kAudioUnitParameterUnit_Phase, "phase"},
-      {kAudioUnitParameterUnit_Rate, "rate"},
-      {kAudioUnitParameterUnit_Hertz, "Hz"},
-      {kAudioUnitParameterUnit_Cents, "cents"},
-      {kAudioUnitParameterUnit_AbsoluteCents, "cents"},
-      {kAudioUnitParameterUnit_RelativeSemiTones, "semitones"},
-      {kAudioUnitParameterUnit_MIDINoteNumber, "note"},
-      {kAudioUnitParameterUnit_MIDIController, "controller"},
-      {kAudioUnitParameterUnit_MIDI2Controller, "controller"},
-      {kAudioUnitParameterUnit_Decibels, "dB"},
-      {kAudioUnitParameterUnit_LinearGain, "gain"},
-      {kAudioUnitParameterUnit_Degrees, "degrees"},
-      {kAudioUnitParameterUnit_Pan, "pan"},
-      {kAudioUnitParameterUnit_Meters, "m"},
-      {kAudioUnitParameterUnit_Octaves, "octaves"},
-      {kAudioUnitParameterUnit_BPM, "bpm"},
-      {kAudioUnitParameterUnit_Beats, "beats"},
-      {kAudioUnitParameterUnit_Milliseconds, "ms"},
-      {kAudioUnitParameterUnit_Ratio, "ratio"},
-  };
-  for (const auto& [code, text] : units)
-    if (code == unit) return text;
-  return "";
-}
 
 std::string parameters_text(const std::vector<ParameterDescription>& parameters) {
   std::vector<Row> rows{{"id", "name", "range", "default", "unit"}};
@@ -90,17 +54,8 @@ std::string parameters_text(const std::vector<ParameterDescription>& parameters)
 
 std::string parameters_json(const std::string& specification, const std::string& name,
                             const std::vector<ParameterDescription>& parameters) {
-  Json list = Json::array();
-  for (const ParameterDescription& parameter : parameters)
-    list.push_back({{"id", parameter.id},
-                    {"name", parameter.name},
-                    {"minimum", parameter.minimum},
-                    {"maximum", parameter.maximum},
-                    {"default", parameter.default_value},
-                    {"unit", parameter.unit},
-                    {"writable", parameter.is_writable},
-                    {"values", parameter.value_names}});
-  return json_text({{"specification", specification}, {"name", name}, {"parameters", list}});
+  return json_text(
+      {{"specification", specification}, {"name", name}, {"parameters", json_of(parameters)}});
 }
 
 }  // namespace vesk::tools

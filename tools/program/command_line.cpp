@@ -7,6 +7,11 @@
 #include <system_error>
 
 namespace vesk::tools {
+namespace {
+
+constexpr const char* element_syntax = "TYPE:SUBTYPE:MANUFACTURER, as vesk-list prints it";
+
+}  // namespace
 
 bool to_number(const std::string& text, double& value) {
   // std::from_chars would do, but Apple's library has none for a double.
@@ -32,18 +37,22 @@ Option::Setter takes_path(std::string& target) {
   };
 }
 
-bool asks_for_help(const std::vector<std::string>& words) {
+std::string text_asked_for(const std::vector<std::string>& words, const char* program,
+                           const char* help) {
   for (const std::string& word : words) {
-    if (word == "--") return false;
-    if (word == "--help" || word == "-h") return true;
+    if (word == "--") break;
+    if (word == "--help" || word == "-h") return help;
+    if (word == "--version") return std::string(program) + " " VESK_VERSION "\n";
   }
-  return false;
+  return {};
 }
 
 bool read_chain(const std::string& text, ChainElements& chain, std::string& error) {
   std::string reason;
   auto parsed = parse_chain(text, ChainStart::either, reason);
   if (!parsed) {
+    // The parser's own example is a plugin that nobody here has.
+    if (reason.starts_with("expected type:")) reason = "expected " + std::string(element_syntax);
     error = "chain \"" + text + "\": " + reason;
     return false;
   }

@@ -31,8 +31,10 @@ bool read_command_line(const std::vector<std::string>& words, std::span<const Op
 /// that names the chain.
 bool read_chain(const std::string& text, ChainElements& chain, std::string& error);
 
-/// Whether the words ask for help, whatever else stands among them.
-bool asks_for_help(const std::vector<std::string>& words);
+/// The text that a command line asks for instead of work, whatever else stands in it: `help`, or
+/// the version of `program`. Empty when it asks for neither.
+std::string text_asked_for(const std::vector<std::string>& words, const char* program,
+                           const char* help);
 
 /// A finite number that is all of `text`.
 bool to_number(const std::string& text, double& value);

@@ -15,6 +15,10 @@ extern "C" void remember_signal(int number) {
 
 }  // namespace
 
+void make_size_limit_an_error() {
+  std::signal(SIGXFSZ, SIG_IGN);
+}
+
 void watch_for_interruption() {
   for (int number : {SIGINT, SIGTERM, SIGHUP}) {
     struct sigaction before{};

@@ -2,6 +2,10 @@
 
 namespace vesk::tools {
 
+/// Makes a file that may not grow (RLIMIT_FSIZE) an error of the write, and not the end of this
+/// program with half a file left behind.
+void make_size_limit_an_error();
+
 /// Turns the first SIGINT, SIGTERM or SIGHUP into a question that a loop can ask, so that half a
 /// file is removed before the program ends. The second one ends it at once. Signals that were
 /// ignored at the start stay ignored.

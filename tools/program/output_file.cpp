@@ -7,8 +7,11 @@
 #include <cerrno>
 #include <cstdio>
 #include <filesystem>
+#include <memory>
+#include <random>
 #include <system_error>
 #include <utility>
+#include <vector>
 
 namespace vesk::tools {
 namespace {
@@ -24,9 +27,48 @@ void give_usual_permissions(int descriptor) {
   (void)fchmod(descriptor, 0666 & ~mask);
 }
 
+/// Hidden, and short enough for a name that is itself as long as names may be.
+std::string temporary_name(const std::filesystem::path& target, const std::string& ending) {
+  return (target.parent_path() / (".vesk-" + ending)).string();
+}
+
+std::string descriptor_path(int descriptor) {
+  return "/proc/self/fd/" + std::to_string(descriptor);
+}
+
+/// A file without a name in `folder`, which can be given one later; -1 where there is no such
+/// thing.
+int open_unnamed([[maybe_unused]] const std::filesystem::path& folder) {
+#ifdef O_TMPFILE
+  const int descriptor =
+      open(folder.empty() ? "." : folder.c_str(), O_TMPFILE | O_RDWR | O_CLOEXEC, 0666);
+  if (descriptor < 0 || access(descriptor_path(descriptor).c_str(), F_OK) == 0) return descriptor;
+  close(descriptor);
+#endif
+  return -1;
+}
+
 }  // namespace
 
+std::optional<OutputFile> OutputFile::for_standard_output(std::string& error) {
+  const std::string name = "standard output";
+  if (isatty(STDOUT_FILENO) == 1) {
+    error = name + " is a terminal; send it to a file or a program";
+    return std::nullopt;
+  }
+  const std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(std::tmpfile(), std::fclose);
+  const int descriptor = file ? fcntl(fileno(file.get()), F_DUPFD_CLOEXEC, 0) : -1;
+  if (descriptor < 0) {
+    error = reason(name, errno);
+    return std::nullopt;
+  }
+  OutputFile output(name, {}, descriptor);
+  output.is_standard_output_ = true;
+  return output;
+}
+
 std::optional<OutputFile> OutputFile::create(const std::string& path, std::string& error) {
+  if (path == "-") return for_standard_output(error);
   namespace fs = std::filesystem;
   std::error_code ignored;
   fs::path target(path);
@@ -43,15 +85,18 @@ std::optional<OutputFile> OutputFile::create(const std::string& path, std::strin
     error = reason(path, errno);
     return std::nullopt;
   }
-  // Hidden, and short enough for a name that is itself as long as names may be.
-  std::string temporary = (target.parent_path() / ".vesk-XXXXXX").string();
-  const int descriptor = mkstemp(temporary.data());
+  std::string temporary;
+  int descriptor = open_unnamed(target.parent_path());
+  if (descriptor < 0) {
+    temporary = temporary_name(target, "XXXXXX");
+    descriptor = mkstemp(temporary.data());
+    if (descriptor >= 0) give_usual_permissions(descriptor);
+  }
   if (descriptor < 0) {
     error = reason(path, errno);
     return std::nullopt;
   }
   (void)fcntl(descriptor, F_SETFD, FD_CLOEXEC);
-  give_usual_permissions(descriptor);
   return OutputFile(target.string(), std::move(temporary), descriptor);
 }
 
@@ -61,7 +106,8 @@ OutputFile::OutputFile(std::string path, std::string temporary_path, int descrip
 OutputFile::OutputFile(OutputFile&& other) noexcept
     : path_(std::move(other.path_)),
       temporary_path_(std::exchange(other.temporary_path_, {})),
-      descriptor_(std::exchange(other.descriptor_, -1)) {}
+      descriptor_(std::exchange(other.descriptor_, -1)),
+      is_standard_output_(other.is_standard_output_) {}
 
 OutputFile& OutputFile::operator=(OutputFile&& other) noexcept {
   if (this != &other) {
@@ -69,6 +115,7 @@ OutputFile& OutputFile::operator=(OutputFile&& other) noexcept {
     path_ = std::move(other.path_);
     temporary_path_ = std::exchange(other.temporary_path_, {});
     descriptor_ = std::exchange(other.descriptor_, -1);
+    is_standard_output_ = other.is_standard_output_;
   }
   return *this;
 }
@@ -85,9 +132,14 @@ void OutputFile::discard() {
 }
 
 bool OutputFile::write(const void* bytes, std::size_t count, std::string& error) {
+  return write_to(descriptor_, bytes, count, error);
+}
+
+bool OutputFile::write_to(int descriptor, const void* bytes, std::size_t count,
+                          std::string& error) {
   const char* rest = static_cast<const char*>(bytes);
   while (count > 0) {
-    const ssize_t written = ::write(descriptor_, rest, count);
+    const ssize_t written = ::write(descriptor, rest, count);
     if (written < 0 && errno == EINTR) continue;
     if (written <= 0) {
       error = reason(path_, written < 0 ? errno : ENOSPC);
@@ -99,15 +151,52 @@ bool OutputFile::write(const void* bytes, std::size_t count, std::string& error)
   return true;
 }
 
+std::string OutputFile::temporary_path() const {
+  return temporary_path_.empty() ? descriptor_path(descriptor_) : temporary_path_;
+}
+
+/// A name for what has none yet. No call gives it one that is taken, so it gets one of its own to
+/// be renamed from.
+bool OutputFile::give_name() {
+  std::random_device random;
+  int status = 0;
+  while (temporary_path_.empty() || (status != 0 && errno == EEXIST)) {
+    temporary_path_ = temporary_name(path_, std::to_string(random()));
+    status = linkat(AT_FDCWD, descriptor_path(descriptor_).c_str(), AT_FDCWD,
+                    temporary_path_.c_str(), AT_SYMLINK_FOLLOW);
+  }
+  return status == 0;
+}
+
+bool OutputFile::copy_to_standard_output(std::string& error) {
+  std::vector<char> bytes(65'536);
+  off_t position = 0;
+  for (;;) {
+    const ssize_t got = pread(descriptor_, bytes.data(), bytes.size(), position);
+    if (got < 0 && errno == EINTR) continue;
+    if (got < 0) error = reason(path_, errno);
+    if (got <= 0) return got == 0;
+    if (!write_to(STDOUT_FILENO, bytes.data(), static_cast<std::size_t>(got), error)) return false;
+    position += got;
+  }
+}
+
 bool OutputFile::commit(std::string& error) {
-  // Network file systems tell of a full disk only here.
-  if (close(std::exchange(descriptor_, -1)) != 0 ||
+  if (is_standard_output_) {
+    const bool is_copied = copy_to_standard_output(error);
+    discard();
+    return is_copied;
+  }
+  // Network file systems tell of a full disk only when a descriptor is closed.
+  const int copy = dup(descriptor_);
+  if (copy < 0 || close(copy) != 0 || !give_name() ||
       std::rename(temporary_path_.c_str(), path_.c_str()) != 0) {
     error = reason(path_, errno);
     discard();
     return false;
   }
   temporary_path_.clear();
+  discard();
   return true;
 }
 

@@ -19,57 +19,78 @@ for its own.
 
   -m, --midi FILE         Standard MIDI File to play (instruments, and effects of type aumf)
   -i, --input FILE        audio file to send through a chain that starts with an effect
-  -o, --output FILE       .wav (32-bit float) or .flac (24-bit); written when all went well
+  -o, --output FILE       .wav (32-bit float), .flac (24-bit) or .ogg (Vorbis); written when all
+                          went well. FILE can be - in all three: standard input, or a WAV to
+                          standard output, and then the figures go to standard error
   -p, --plot FILE.png     draw the waveform over the spectrogram
   -r, --sample-rate HZ    8000 to 384000; without it the input's rate, or 48000. Input at
                           another rate is converted
       --period FRAMES     frames a period, 1 to 4096 (512)
+      --duration SECONDS  play no more than this of the song
       --tempo BPM         beats a minute of the audio input, 1 to 999, for plugins that follow a
                           song; a MIDI file has its own
       --tail SECONDS      go on this long after the song's end. Without it until the sound has
                           stayed below -90 dBFS for a second, at most 30 seconds
       --keep-latency      leave the chain's latency at the start of the output
+      --strict            write nothing when a warning says that something was hardly meant (see
+                          the exit status)
+      --json              the figures and the warnings as a JSON object
   -q, --quiet             no progress bar, no figures
   -h, --help              this text
+      --version           the program's version
 
 examples:
   vesk-render 'aumu:Sm48:LV2_' --midi song.mid -o song.wav --plot song.png
   vesk-render 'aumu:Sm48:LV2_#4=0.7|aufx:jvLs:LV2_#2=0.4' --midi song.mid -o song.flac
   vesk-render 'aufx:kZu9:LV2_' --input voice.wav -o hall.wav --tail 4
 
+What was hardly meant is a line on standard error, and with --strict an error.
+
 Exit status: 0 when the output is written, 1 when something failed (one line says what, and no
-output is left behind), 2 for a command line that makes no sense.
+output is left behind), 2 for a command line that makes no sense. With --strict 3 for a parameter
+that a plugin does not have, 4 for a value outside its range, 5 for a preset file that does not
+exist, 6 for output that is not finite, 7 for silence from beginning to end.
 )";
 
 namespace {
 
-std::vector<Option> options_for(RenderArguments& arguments) {
-  const auto number = [](double least, double most, const char* unit,
-                         std::optional<double>& result) {
-    return [=, &result](const std::string& value, std::string& error) {
-      double number = 0.0;
-      if (!to_number(value, number) || !(number >= least && number <= most)) {
-        error = "takes " + std::to_string(static_cast<int>(least)) + " to " +
-                std::to_string(static_cast<int>(most)) + unit + ", not \"" + value + "\"";
-        return false;
-      }
-      result = number;
-      return true;
-    };
+Option::Setter takes_number(double least, double most, const char* unit,
+                            std::optional<double>& target) {
+  return [=, &target](const std::string& value, std::string& error) {
+    double number = 0.0;
+    if (!to_number(value, number) || !(number >= least && number <= most)) {
+      error = "takes " + std::to_string(static_cast<int>(least)) + " to " +
+              std::to_string(static_cast<int>(most)) + unit + ", not \"" + value + "\"";
+      return false;
+    }
+    target = number;
+    return true;
   };
+}
+
+/// A setter of a file to read, where "-" is standard input.
+Option::Setter takes_source(std::string& target) {
+  return [&target](const std::string& value, std::string& error) {
+    return takes_path(target)(value == "-" ? "/dev/stdin" : value, error);
+  };
+}
+
+std::vector<Option> options_for(RenderArguments& arguments) {
   return {
-      {"--midi", "-m", takes_path(arguments.midi_path)},
-      {"--input", "-i", takes_path(arguments.input_path)},
+      {"--midi", "-m", takes_source(arguments.midi_path)},
+      {"--input", "-i", takes_source(arguments.input_path)},
       {"--output", "-o", takes_path(arguments.output_path)},
       {"--plot", "-p", takes_path(arguments.plot_path)},
       {"--sample-rate", "-r", takes_whole(8'000, 384'000, " Hz", arguments.sample_rate)},
       {"--period", nullptr,
        takes_whole(1, static_cast<int>(host::buffer_frames), " frames", arguments.period)},
-      {"--tempo", nullptr, number(1, 999, " beats a minute", arguments.tempo)},
-      {"--tail", nullptr, number(0, 3600, " seconds", arguments.tail_seconds)},
+      {"--tempo", nullptr, takes_number(1, 999, " beats a minute", arguments.tempo)},
+      {"--duration", nullptr, takes_number(0, 86'400, " seconds", arguments.duration_seconds)},
+      {"--tail", nullptr, takes_number(0, 3600, " seconds", arguments.tail_seconds)},
       {"--keep-latency", nullptr, nullptr, &arguments.keep_latency},
+      {"--strict", nullptr, nullptr, &arguments.is_strict},
+      {"--json", nullptr, nullptr, &arguments.as_json},
       {"--quiet", "-q", nullptr, &arguments.quiet},
-      {"--help", "-h", nullptr, &arguments.wants_help},
   };
 }
 
@@ -94,8 +115,6 @@ bool check_source(const RenderArguments& arguments, std::string& error) {
 std::optional<RenderArguments> parse_render_arguments(const std::vector<std::string>& words,
                                                       std::string& error) {
   RenderArguments arguments;
-  arguments.wants_help = asks_for_help(words);
-  if (arguments.wants_help) return arguments;
   std::string chain;
   if (!read_command_line(words, options_for(arguments), chain, error)) return std::nullopt;
   if (chain.empty())
@@ -105,9 +124,11 @@ std::optional<RenderArguments> parse_render_arguments(const std::vector<std::str
   else if (arguments.output_path.empty())
     error = "no output given (-o FILE)";
   else if (!format_of_name(arguments.output_path, arguments.format))
-    error = "-o " + arguments.output_path + ": the name must end in .wav or .flac";
+    error = "-o " + arguments.output_path + ": the name must end in .wav, .flac or .ogg";
   else if (!arguments.plot_path.empty() && !arguments.plot_path.ends_with(".png"))
     error = "--plot " + arguments.plot_path + ": the name must end in .png";
+  else if (!arguments.midi_path.empty() && arguments.midi_path == arguments.input_path)
+    error = "--midi and --input are the same";
   else if (read_chain(chain, arguments.chain, error) && check_source(arguments, error))
     return arguments;
   return std::nullopt;

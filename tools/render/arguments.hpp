@@ -15,21 +15,23 @@ struct RenderArguments {
   ChainElements chain;
   std::string midi_path;    ///< empty: none
   std::string input_path;   ///< empty: none
-  std::string output_path;  ///< ends in .wav or .flac
+  std::string output_path;  ///< ends as its format asks; "-": standard output
   std::string plot_path;    ///< empty: no picture
   AudioFormat format = AudioFormat::wav_float;
   int sample_rate = 0;  ///< Hz; 0: the input's, or 48,000 without one
   std::uint32_t period = 512;
-  std::optional<double> tempo;         ///< beats a minute, for audio input; empty: not known
-  std::optional<double> tail_seconds;  ///< empty: by listening
+  std::optional<double> tempo;             ///< beats a minute, for audio input; empty: not known
+  std::optional<double> duration_seconds;  ///< empty: all of it
+  std::optional<double> tail_seconds;      ///< empty: by listening
   bool keep_latency = false;
   bool quiet = false;
-  bool wants_help = false;
+  bool is_strict = false;  ///< a slip is an error
+  bool as_json = false;
 };
 
 /// Reads the arguments after the program's name. Empty with a sentence in `error` for anything
 /// that cannot be meant: an unknown option, a number out of range, something missing, a chain that
-/// does not parse, a source that the chain cannot take. With `wants_help` set nothing else counts.
+/// does not parse, a source that the chain cannot take.
 std::optional<RenderArguments> parse_render_arguments(const std::vector<std::string>& words,
                                                       std::string& error);
 

@@ -6,6 +6,7 @@
 #include <cstdio>
 #include <vector>
 
+#include "tools/hosting/host_words.hpp"
 #include "tools/program/interruption.hpp"
 #include "tools/program/progress_bar.hpp"
 
@@ -45,9 +46,10 @@ std::string clock_text(double seconds) {
 /// is emptied at one go when it has grown.
 class PeriodLoop {
  public:
-  PeriodLoop(HostProcess& host, SongSource& source, SongSink& sink, std::uint32_t period,
-             bool is_quiet)
+  PeriodLoop(HostProcess& host, const ChainElements& chain, SongSource& source, SongSink& sink,
+             std::uint32_t period, bool is_quiet)
       : host_(host),
+        chain_(chain),
         source_(source),
         sink_(sink),
         period_(period),
@@ -149,12 +151,20 @@ class PeriodLoop {
       }
       if (Clock::now() - start > longest_answer) {
         const bool spins = host_.diagnose() == client::Health::hung_spinning;
-        error = "no answer for 10 seconds to " + place(sent_frames_ - pending_frames_) +
-                (spins ? ": a plugin does not come back from its work"
-                       : ": a plugin waits for something that does not come");
+        error = "no answer for 10 seconds to " + place(sent_frames_ - pending_frames_) + ": " +
+                hung_plugin() +
+                (spins ? " does not come back from its work"
+                       : " waits for something that does not come");
         return RenderOutcome::failed;
       }
     }
+  }
+
+  /// Ends the host, which tells where it hangs as far as it can.
+  std::string hung_plugin() {
+    host_.end_hung();
+    const auto plugin = blamed_plugin(host_.obituary(), chain_);
+    return plugin ? name_in_chain(chain_, *plugin) : "a plugin";
   }
 
   /// The period after those that were collected, which starts at `frame`.
@@ -164,7 +174,7 @@ class PeriodLoop {
   }
 
   std::string ending_at(std::uint64_t frame) const {
-    std::string reason = host_.obituary();
+    std::string reason = by_name(host_.obituary(), chain_);
     if (reason.empty()) reason = "the host took no more periods";
     return place(frame) + ": " + reason;
   }
@@ -183,6 +193,7 @@ class PeriodLoop {
   }
 
   HostProcess& host_;
+  const ChainElements& chain_;
   SongSource& source_;
   SongSink& sink_;
   std::uint32_t period_;
@@ -199,10 +210,10 @@ class PeriodLoop {
 
 }  // namespace
 
-RenderOutcome run_periods(HostProcess& host, SongSource& source, SongSink& sink,
-                          std::uint32_t period, bool is_quiet, std::uint64_t& periods,
-                          std::string& error) {
-  PeriodLoop loop(host, source, sink, period, is_quiet);
+RenderOutcome run_periods(HostProcess& host, const ChainElements& chain, SongSource& source,
+                          SongSink& sink, std::uint32_t period, bool is_quiet,
+                          std::uint64_t& periods, std::string& error) {
+  PeriodLoop loop(host, chain, source, sink, period, is_quiet);
   const RenderOutcome outcome = loop.run(error);
   periods = loop.periods();
   return outcome;

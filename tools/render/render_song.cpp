@@ -4,14 +4,15 @@
 #include <chrono>
 #include <cmath>
 #include <cstdio>
-#include <filesystem>
 #include <iterator>
 #include <memory>
 #include <utility>
 
 #include "tools/audio/picture.hpp"
+#include "tools/hosting/host_words.hpp"
 #include "tools/program/interruption.hpp"
 #include "tools/program/output_file.hpp"
+#include "tools/render/chain_check.hpp"
 #include "tools/render/song_sink.hpp"
 #include "tools/render/song_source.hpp"
 #include "vesk/host_process.hpp"
@@ -26,24 +27,26 @@ double seconds_since(Clock::time_point start) {
   return std::chrono::duration<double>(Clock::now() - start).count();
 }
 
-/// Hosts load a chain whose preset file is missing: the first run of a plugin has none yet. In a
-/// rendering the path is more likely mistyped.
-void remark_on_missing_presets(const ChainElements& chain, std::vector<std::string>& remarks) {
-  for (const ChainElement& plugin : chain) {
-    std::error_code unknown;
-    if (!plugin.preset_path.empty() && !std::filesystem::exists(plugin.preset_path, unknown)) {
-      remarks.push_back(plugin.preset_path + " does not exist; " + plugin.name +
-                        " starts with its own settings");
-    }
-  }
-}
-
 /// Finds out before the work begins whether the result can be written.
 bool can_write(const std::string& path, std::string& error) {
   return path.empty() || OutputFile::create(path, error).has_value();
 }
 
-std::unique_ptr<HostProcess> start_host(const RenderArguments& arguments, int sample_rate,
+/// Whether the file can hold what is sure to come.
+bool fits(const RenderArguments& arguments, const SongSource& source, std::string& error) {
+  const double frames = static_cast<double>(source.expected_frames()) +
+                        arguments.tail_seconds.value_or(0.0) * source.sample_rate();
+  if (frames <= static_cast<double>(longest_frames(arguments.format))) return true;
+  char text[160];
+  std::snprintf(text, sizeof text,
+                ": %.0f minutes at %d Hz are more than a WAV file can hold (4 GB); write a .flac "
+                "file",
+                frames / source.sample_rate() / 60.0, source.sample_rate());
+  error = arguments.output_path + text;
+  return false;
+}
+
+std::unique_ptr<HostProcess> spawn_host(const RenderArguments& arguments, int sample_rate,
                                         std::string& error) {
   client::Options options;
   options.chain = chain_text(arguments.chain);
@@ -51,7 +54,11 @@ std::unique_ptr<HostProcess> start_host(const RenderArguments& arguments, int sa
   options.max_frames = arguments.period;
   options.period_frames = arguments.period;
   options.mode = client::Mode::offline;
-  return HostProcess::start(options, error);
+  return HostProcess::spawn(options, error);
+}
+
+bool must_stop(const RenderArguments& arguments, const RenderReport& report) {
+  return arguments.is_strict && strict_status(report.warnings) != 0;
 }
 
 std::string figures_text(const RenderReport& report) {
@@ -97,20 +104,32 @@ std::uint64_t latency_frames(const client::HostProcess& host, double sample_rate
 
 RenderOutcome render_song(const RenderArguments& arguments, RenderReport& report,
                           std::string& error) {
-  const auto source = SongSource::open(arguments.midi_path, arguments.input_path,
-                                       arguments.sample_rate, arguments.tempo, error);
-  if (!source || !can_write(arguments.output_path, error) || !can_write(arguments.plot_path, error))
+  SongSource::Settings song;
+  song.midi_path = arguments.midi_path;
+  song.input_path = arguments.input_path;
+  song.sample_rate = arguments.sample_rate;
+  song.tempo = arguments.tempo;
+  song.longest_seconds = arguments.duration_seconds;
+  const auto source = SongSource::open(song, error);
+  if (!source || !fits(arguments, *source, error) || !can_write(arguments.output_path, error) ||
+      !can_write(arguments.plot_path, error))
     return RenderOutcome::failed;
   report.chain_name = chain_name(arguments.chain);
   report.sample_rate = source->sample_rate();
-  report.remarks = source->remarks();
-  remark_on_missing_presets(arguments.chain, report.remarks);
+  for (const std::string& remark : source->remarks())
+    report.warnings.push_back({WarningKind::note, remark});
 
   // Until the host is there a signal may simply end us: nothing has been made yet, and the host
   // leaves with its parent.
   const auto load_start = Clock::now();
-  const auto host = start_host(arguments, source->sample_rate(), error);
+  const auto host = spawn_host(arguments, source->sample_rate(), error);
   if (!host) return RenderOutcome::failed;
+  // While the host loads.
+  std::ranges::move(
+      check_chain(arguments.chain, !arguments.midi_path.empty(), source->sample_rate()),
+      std::back_inserter(report.warnings));
+  if (!wait_until_ready(*host, arguments.chain, error)) return RenderOutcome::failed;
+  if (must_stop(arguments, report)) return RenderOutcome::slipped;
   report.load_seconds = seconds_since(load_start);
   report.latency_frames = latency_frames(*host, source->sample_rate());
   watch_for_interruption();
@@ -127,14 +146,16 @@ RenderOutcome render_song(const RenderArguments& arguments, RenderReport& report
 
   const auto render_start = Clock::now();
   const RenderOutcome outcome =
-      run_periods(*host, *source, *sink, arguments.period, arguments.quiet, report.periods, error);
+      run_periods(*host, arguments.chain, *source, *sink, arguments.period, arguments.quiet,
+                  report.periods, error);
   if (outcome != RenderOutcome::done) return outcome;
   if (!sink->finish(error)) return RenderOutcome::failed;
   report.render_seconds = seconds_since(render_start);
   report.frames = sink->frames_written();
   report.peak = sink->meter().peak();
   report.loudness_lufs = sink->meter().integrated_lufs();
-  std::ranges::copy(sink->remarks(), std::back_inserter(report.remarks));
+  std::ranges::move(sink->warnings(), std::back_inserter(report.warnings));
+  if (must_stop(arguments, report)) return RenderOutcome::slipped;
   return publish(arguments, report, *audio, error);
 }
 

@@ -7,6 +7,7 @@
 
 #include "tools/render/arguments.hpp"
 #include "tools/render/period_loop.hpp"
+#include "tools/render/warning.hpp"
 
 namespace vesk::tools {
 
@@ -21,13 +22,14 @@ struct RenderReport {
   double render_seconds = 0.0;       ///< from the first period to the last sample written
   float peak = 0.0f;
   std::optional<double> loudness_lufs;
-  std::vector<std::string> remarks;  ///< one sentence each: resampled, clipped, cut, ...
+  std::vector<Warning> warnings;  ///< resampled, clipped, cut, out of range, ...
 };
 
 /// Renders what `arguments` ask for, from reading the song to the files under their final names.
 ///
-/// `failed` comes with one sentence in `error`; then, and when interrupted, no output has been
-/// left and existing files of the names are as they were. From the host's start on, the first
+/// `failed` comes with one sentence in `error`, and `slipped` with a warning that says why, where
+/// the arguments are strict. Then, and when interrupted, no output has been left and existing files
+/// of the names are as they were. From the host's start on, the first
 /// SIGINT, SIGTERM or SIGHUP only asks to stop (`interruption` tells which it was).
 RenderOutcome render_song(const RenderArguments& arguments, RenderReport& report,
                           std::string& error);

@@ -4,6 +4,14 @@
 #include <cstdio>
 
 namespace vesk::tools {
+namespace {
+
+// Below a step of 24 bits.
+constexpr float silence = 1.0f / (1 << 24);
+// 40 dB beyond full scale: no mistake in a level gets there.
+constexpr float absurd = 100.0f;
+
+}  // namespace
 
 std::unique_ptr<SongSink> SongSink::open(OutputFile& file, const Settings& settings,
                                          std::string& error) {
@@ -39,25 +47,33 @@ bool SongSink::take(const float* left, const float* right, std::uint32_t frames,
   return writer_->write(left, right, kept, error);
 }
 
-std::vector<std::string> SongSink::remarks() const {
-  std::vector<std::string> remarks;
+std::vector<Warning> SongSink::warnings() const {
+  std::vector<Warning> warnings;
   if (meter_.bad_samples() > 0) {
-    remarks.push_back(std::to_string(meter_.bad_samples()) +
-                      " samples are infinite or not a number: a plugin is broken");
+    warnings.push_back(
+        {WarningKind::not_finite, std::to_string(meter_.bad_samples()) +
+                                      " samples are infinite or not a number: a plugin is broken"});
+  } else if (meter_.peak() < silence) {
+    warnings.push_back({WarningKind::silent, "the output is silent from beginning to end"});
+  }
+  if (meter_.peak() > absurd || (format_ == AudioFormat::wav_float && meter_.peak() > 1.0f)) {
+    char text[128];
+    std::snprintf(text, sizeof text, "the peak is %.1f dB beyond full scale; %s",
+                  to_dbfs(static_cast<double>(meter_.peak())),
+                  meter_.peak() > absurd ? "a plugin is broken or set to what it cannot take"
+                                         : "players will clip it");
+    warnings.push_back({WarningKind::note, text});
   }
   if (writer_->clipped_samples() > 0) {
-    remarks.push_back(std::to_string(writer_->clipped_samples()) +
-                      " samples beyond full scale were clipped; a .wav would keep them");
+    warnings.push_back(
+        {WarningKind::note, std::to_string(writer_->clipped_samples()) +
+                                " samples beyond full scale were clipped; a .wav would keep them"});
   }
-  if (format_ == AudioFormat::wav_float && meter_.peak() > 1.0f) {
-    char text[96];
-    std::snprintf(text, sizeof text, "the peak is %.1f dB beyond full scale; players will clip it",
-                  to_dbfs(static_cast<double>(meter_.peak())));
-    remarks.push_back(text);
+  if (tail_.was_cut()) {
+    warnings.push_back({WarningKind::note,
+                        "still sounding 30 seconds after the song's end, where the output stops"});
   }
-  if (tail_.was_cut())
-    remarks.push_back("still sounding 30 seconds after the song's end, where the output stops");
-  return remarks;
+  return warnings;
 }
 
 }  // namespace vesk::tools

@@ -10,6 +10,7 @@
 #include "tools/audio/tail.hpp"
 #include "tools/audio/writer.hpp"
 #include "tools/program/output_file.hpp"
+#include "tools/render/warning.hpp"
 
 namespace vesk::tools {
 
@@ -43,8 +44,8 @@ class SongSink {
   std::uint64_t frames_written() const { return writer_->frames_written(); }
   const LoudnessMeter& meter() const { return meter_; }
 
-  /// Sentences a listener should know: clipping, a cut tail, samples that are no numbers.
-  std::vector<std::string> remarks() const;
+  /// What a listener should know: clipping, a cut tail, silence, samples that are no numbers.
+  std::vector<Warning> warnings() const;
 
  private:
   SongSink(std::unique_ptr<AudioWriter> writer, const Settings& settings);

@@ -12,9 +12,8 @@ constexpr int highest_rate = 384'000;
 
 }  // namespace
 
-std::unique_ptr<SongSource> SongSource::open(const std::string& midi_path,
-                                             const std::string& input_path, int sample_rate,
-                                             std::optional<double> tempo, std::string& error) {
+std::unique_ptr<SongSource> SongSource::open(const Settings& settings, std::string& error) {
+  const auto& [midi_path, input_path, sample_rate, tempo, longest_seconds] = settings;
   std::unique_ptr<SongSource> source(new SongSource);
   if (!input_path.empty()) {
     source->reader_ = AudioReader::open(input_path, sample_rate, error);
@@ -27,7 +26,10 @@ std::unique_ptr<SongSource> SongSource::open(const std::string& midi_path,
     const AudioReader& reader = *source->reader_;
     source->sample_rate_ = reader.sample_rate();
     source->reader_ended_ = false;
-    source->expected_frames_ = reader.length_frames();
+    if (longest_seconds)
+      source->reader_limit_ =
+          static_cast<std::uint64_t>(std::llround(*longest_seconds * reader.sample_rate()));
+    source->expected_frames_ = std::min(reader.length_frames(), source->reader_limit_);
     if (reader.file_rate() != reader.sample_rate()) {
       source->remarks_.push_back(input_path + " converted from " +
                                  std::to_string(reader.file_rate()) + " to " +
@@ -43,7 +45,8 @@ std::unique_ptr<SongSource> SongSource::open(const std::string& midi_path,
   if (!midi_path.empty()) {
     auto song = read_midi_file(midi_path, error);
     if (!song) return nullptr;
-    source->song_ = std::move(*song);
+    source->song_ =
+        longest_seconds ? first_part(*std::move(song), *longest_seconds) : *std::move(song);
     source->song_end_ = static_cast<std::uint64_t>(
         std::llround(source->song_.length_seconds * source->sample_rate_));
     source->expected_frames_ = std::max(source->expected_frames_, source->song_end_);
@@ -70,7 +73,9 @@ bool SongSource::prepare(std::uint32_t longest, std::string& error) {
   right_.resize(frames);
   std::uint32_t got = 0;
   if (!reader_ended_) {
-    got = reader_->read(left_.data(), right_.data(), frames);
+    const auto wanted = static_cast<std::uint32_t>(
+        std::min<std::uint64_t>(frames, reader_limit_ - reader_position_));
+    got = reader_->read(left_.data(), right_.data(), wanted);
     reader_position_ += got;
     reader_ended_ = got < frames;
     if (!reader_->failure().empty()) {

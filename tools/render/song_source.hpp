@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <limits>
 #include <memory>
 #include <optional>
 #include <span>
@@ -16,12 +17,20 @@ namespace vesk::tools {
 /// What is played: a MIDI song, an audio file, or both at once, cut into periods.
 class SongSource {
  public:
-  /// Opens what has a path. `sample_rate` in Hz; 0 takes the audio file's if that is one a host
-  /// can have (8,000 to 384,000), otherwise 48,000. `tempo` in beats a minute, for audio without a
-  /// MIDI song: empty when it is not known. Null with a sentence in `error`.
-  static std::unique_ptr<SongSource> open(const std::string& midi_path,
-                                          const std::string& input_path, int sample_rate,
-                                          std::optional<double> tempo, std::string& error);
+  struct Settings {
+    std::string midi_path = {};   ///< empty: none
+    std::string input_path = {};  ///< empty: none
+    /// Hz; 0 takes the audio file's if that is one a host can have (8,000 to 384,000), otherwise
+    /// 48,000.
+    int sample_rate = 0;
+    /// Beats a minute, for audio without a MIDI song; empty: not known.
+    std::optional<double> tempo = {};
+    /// Of what is longer only the beginning is played; empty: all of it.
+    std::optional<double> longest_seconds = {};
+  };
+
+  /// Opens what has a path. Null with a sentence in `error`.
+  static std::unique_ptr<SongSource> open(const Settings& settings, std::string& error);
 
   int sample_rate() const { return sample_rate_; }
 
@@ -57,6 +66,7 @@ class SongSource {
   std::unique_ptr<AudioReader> reader_;
   std::uint64_t song_end_ = 0;
   std::uint64_t reader_position_ = 0;
+  std::uint64_t reader_limit_ = std::numeric_limits<std::uint64_t>::max();
   bool reader_ended_ = true;
   std::uint64_t expected_frames_ = 0;
   std::vector<float> left_;

@@ -168,6 +168,11 @@ class HostProcess {
   /// Later calls return the same.
   Ending stop() noexcept;
 
+  /// Ends a host that `diagnose` calls hung, at once and without saving. Where the system can do
+  /// that, its render thread first tells which plugin it is in, as in a crash: `obituary` has it
+  /// then. No thread may be inside `request`, `collect` or `render`.
+  Ending end_hung() noexcept;
+
   ~HostProcess();
   HostProcess(const HostProcess&) = delete;
   HostProcess& operator=(const HostProcess&) = delete;

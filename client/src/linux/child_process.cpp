@@ -5,6 +5,7 @@
 #include <signal.h>
 #include <spawn.h>
 #include <sys/prctl.h>
+#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -106,6 +107,10 @@ bool ChildProcess::reap(Ending& ending) noexcept {
 
 void ChildProcess::kill() noexcept {
   if (!taken_) pidfd_send_signal(exit_descriptor_, SIGKILL, nullptr, 0);
+}
+
+bool ChildProcess::abort_thread(int thread) noexcept {
+  return !taken_ && syscall(SYS_tgkill, pid_, thread, SIGABRT) == 0;
 }
 
 bool ChildProcess::wait_for_exit(std::chrono::nanoseconds limit) const noexcept {

@@ -79,6 +79,10 @@ void ChildProcess::kill() noexcept {
   if (!taken_ && !wait_for_exit(std::chrono::nanoseconds(0))) ::kill(pid_, SIGKILL);
 }
 
+bool ChildProcess::abort_thread(int) noexcept {
+  return false;
+}
+
 bool ChildProcess::wait_for_exit(std::chrono::nanoseconds limit) const noexcept {
   pollfd exit{exit_descriptor_, POLLIN, 0};
   const auto milliseconds = std::chrono::ceil<std::chrono::milliseconds>(limit).count();

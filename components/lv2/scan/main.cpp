@@ -23,7 +23,7 @@ namespace vesk::lv2::scan {
 namespace {
 
 constexpr const char* usage =
-    "Usage: vesk-lv2-scan [--rebuild] [--list] [--verbose]\n"
+    "Usage: vesk-lv2-scan [--rebuild] [--list | --problems] [--verbose]\n"
     "\n"
     "Reads the descriptions of all LV2 plugins on LV2_PATH and keeps them in a cache from which\n"
     "vesk-host starts plugins. Hosts run it themselves when the cache lacks what they want; there\n"
@@ -32,6 +32,7 @@ constexpr const char* usage =
     "  --rebuild   forget the cache first (plugins that once failed to be read are tried again)\n"
     "  --list      print every plugin: the text that names it in a chain and its name, or why it\n"
     "              cannot be hosted\n"
+    "  --problems  print what cannot be hosted: URI or bundle, name and reason, with tabs between\n"
     "  --verbose   show what was printed while each plugin was read\n"
     "  --help      print this text\n"
     "\n"
@@ -42,6 +43,7 @@ constexpr const char* usage =
 struct Options {
   bool rebuild = false;
   bool list = false;
+  bool problems = false;
   bool verbose = false;
   /// What a host asks for, answered with bytes on standard output.
   std::optional<Request> answer;
@@ -58,6 +60,8 @@ std::optional<Options> parse(const std::vector<std::string_view>& arguments) {
       options.rebuild = true;
     } else if (argument == "--list") {
       options.list = true;
+    } else if (argument == "--problems") {
+      options.problems = true;
     } else if (argument == "--verbose") {
       options.verbose = true;
     } else if (argument == "--answer-all") {
@@ -103,22 +107,44 @@ void fill_standard_descriptors() {
   if (descriptor >= 0) ::close(descriptor);
 }
 
+/// Why an entry cannot be hosted; empty when it can.
+std::string why_not(const Entry& entry) {
+  return entry.not_hosted.empty() && entry.code == 0 ? "others have both of its codes"
+                                                     : entry.not_hosted;
+}
+
 void print_list(const Index& index) {
   for (const Entry& entry : index.entries) {
-    const bool hosted = entry.not_hosted.empty() && entry.code != 0;
-    const std::string text =
-        hosted ? code_text(entry.type) + ":" + code_text(entry.code) + ":LV2_" : std::string("-");
-    const std::string reason = hosted                      ? ""
-                               : !entry.not_hosted.empty() ? "  (" + entry.not_hosted + ")"
-                                                           : "  (others have both of its codes)";
+    const std::string reason = why_not(entry);
+    const std::string text = reason.empty()
+                                 ? code_text(entry.type) + ":" + code_text(entry.code) + ":LV2_"
+                                 : std::string("-");
     std::printf("%-14s  %s  <%s>%s\n", text.c_str(), entry.title.c_str(), entry.uri.c_str(),
-                reason.c_str());
+                reason.empty() ? "" : ("  (" + reason + ")").c_str());
   }
   for (const Bundle& bundle : index.bundles) {
     if (bundle.map.failure.empty()) continue;
     std::printf("%-14s  %s  (its manifest %s)\n", "-", bundle.folder.path.c_str(),
                 bundle.map.failure.c_str());
   }
+}
+
+/// A text that cannot break its line or its column.
+std::string column(std::string text) {
+  std::ranges::replace_if(text, [](unsigned char c) { return c < 0x20 || c == 0x7F; }, ' ');
+  return text;
+}
+
+void print_problem(const std::string& what, const std::string& name, const std::string& reason) {
+  if (reason.empty()) return;
+  std::printf("%s\t%s\t%s\n", column(what).c_str(), column(name).c_str(), column(reason).c_str());
+}
+
+void print_problems(const Index& index) {
+  for (const Entry& entry : index.entries) print_problem(entry.uri, entry.title, why_not(entry));
+  for (const Bundle& bundle : index.bundles)
+    print_problem(bundle.folder.path, "",
+                  bundle.map.failure.empty() ? "" : "its manifest " + bundle.map.failure);
 }
 
 void print_summary(const Installed& installed, const std::string& path, bool stored) {
@@ -165,11 +191,13 @@ int scan(const Options& options) {
       if (&installed.index.entries[i] != wanted) installed.records[i].clear();
     return write_all(STDOUT_FILENO, encode_cache(installed.index, installed.records)) ? 0 : 1;
   }
-  if (options.list)
+  if (options.problems)
+    print_problems(installed.index);
+  else if (options.list)
     print_list(installed.index);
   else
     print_summary(installed, path, stored);
-  return std::fflush(stdout) == 0 ? 0 : 1;
+  return std::fflush(stdout) == 0 && std::ferror(stdout) == 0 ? 0 : 1;
 }
 
 }  // namespace

@@ -1,4 +1,4 @@
-#include "tools/list/component_parameters.hpp"
+#include "tools/parameters/reader.hpp"
 
 #include <AudioToolbox/AudioToolbox.h>
 
@@ -6,6 +6,7 @@
 #include <cstring>
 #include <future>
 #include <memory>
+#include <utility>
 
 #include "platform/cf_text.hpp"
 
@@ -47,6 +48,38 @@ Opened open(AudioComponent component) {
   return opened.get();
 }
 
+/// A parameter unit in a few letters; empty for plain numbers and unknown ones.
+std::string unit_text(AudioUnitParameterUnit unit) {
+  constexpr std::pair<AudioUnitParameterUnit, const char*> units[] = {
+      {kAudioUnitParameterUnit_Boolean, "on/off"},
+      {kAudioUnitParameterUnit_Percent, "%"},
+      {kAudioUnitParameterUnit_Seconds, "s"},
+      {kAudioUnitParameterUnit_SampleFrames, "frames"},
+      {kAudioUnitParameterUnit_Phase, "phase"},
+      {kAudioUnitParameterUnit_Rate, "rate"},
+      {kAudioUnitParameterUnit_Hertz, "Hz"},
+      {kAudioUnitParameterUnit_Cents, "cents"},
+      {kAudioUnitParameterUnit_AbsoluteCents, "cents"},
+      {kAudioUnitParameterUnit_RelativeSemiTones, "semitones"},
+      {kAudioUnitParameterUnit_MIDINoteNumber, "note"},
+      {kAudioUnitParameterUnit_MIDIController, "controller"},
+      {kAudioUnitParameterUnit_MIDI2Controller, "controller"},
+      {kAudioUnitParameterUnit_Decibels, "dB"},
+      {kAudioUnitParameterUnit_LinearGain, "gain"},
+      {kAudioUnitParameterUnit_Degrees, "degrees"},
+      {kAudioUnitParameterUnit_Pan, "pan"},
+      {kAudioUnitParameterUnit_Meters, "m"},
+      {kAudioUnitParameterUnit_Octaves, "octaves"},
+      {kAudioUnitParameterUnit_BPM, "bpm"},
+      {kAudioUnitParameterUnit_Beats, "beats"},
+      {kAudioUnitParameterUnit_Milliseconds, "ms"},
+      {kAudioUnitParameterUnit_Ratio, "ratio"},
+  };
+  for (const auto& [code, text] : units)
+    if (code == unit) return text;
+  return "";
+}
+
 std::vector<std::string> read_value_names(AudioUnit unit, AudioUnitParameterID id) {
   CFArrayRef strings = nullptr;
   UInt32 size = sizeof(CFArrayRef);
@@ -86,10 +119,23 @@ ParameterDescription describe(AudioUnit unit, AudioUnitParameterID id,
   return parameter;
 }
 
+/// A unit that refuses keeps its own, and tells its ranges by that.
+void set_sample_rate(AudioUnit unit, double sample_rate_hz) {
+  AudioStreamBasicDescription format{};
+  UInt32 size = sizeof format;
+  if (AudioUnitGetProperty(unit, kAudioUnitProperty_StreamFormat, kAudioUnitScope_Output, 0,
+                           &format, &size) != noErr)
+    return;
+  format.mSampleRate = sample_rate_hz;
+  AudioUnitSetProperty(unit, kAudioUnitProperty_StreamFormat, kAudioUnitScope_Output, 0, &format,
+                       sizeof format);
+}
+
 }  // namespace
 
 std::optional<std::vector<ParameterDescription>> read_parameters(
-    const AudioComponentDescription& wanted, const std::string& label, std::string& error) {
+    const AudioComponentDescription& wanted, const std::string& label, double sample_rate_hz,
+    std::string& error) {
   const AudioComponent component = AudioComponentFindNext(nullptr, &wanted);
   if (!component) {
     error = label + " is not installed; vesk-list without arguments shows what is";
@@ -101,6 +147,7 @@ std::optional<std::vector<ParameterDescription>> read_parameters(
     return std::nullopt;
   }
   const Unit unit(opened.unit);
+  if (sample_rate_hz > 0) set_sample_rate(unit.get(), sample_rate_hz);
   UInt32 size = 0;
   Boolean is_writable = false;
   std::vector<AudioUnitParameterID> ids;

@@ -1,0 +1,99 @@
+// vesk-list as a person runs it, beside plugins and bundles with faults.
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <filesystem>
+
+#include "tests/support/lv2_bundles.hpp"
+#include "tests/support/program.hpp"
+#include "tests/support/scratch_folder.hpp"
+#include "tools/program/json.hpp"
+
+namespace {
+
+using namespace vesk::tests;
+using vesk::tools::Json;
+
+/// Finds the units that misbehave on command (tests/components/misbehaving/commands.h).
+const ProgramOptions test_units{
+    .environment = {"AUDIO_COMPONENT_PATH=" + build_tree() + "/components"}};
+
+ProgramResult list(std::vector<std::string> words, const ProgramOptions& options) {
+  words.insert(words.begin(), build_tree() + "/bin/vesk-list");
+  return run_program(words, options);
+}
+
+TEST(List, OutlivesAPluginAndSaysWhatBecameOfIt) {
+  const std::pair<const char*, const char*> cases[] = {
+      {"crash-in-load=2", "cannot be opened: its process "},
+      {"exit-in-load=2", "cannot be opened: its process ended without an answer\n"},
+      {"fail-in-load=2", "cannot be opened (OSStatus -10875)\n"},
+  };
+  for (const auto& [fault, ending] : cases) {
+    ProgramOptions options = test_units;
+    options.environment.push_back("VESK_MISBEHAVE=" + std::string(fault));
+    const auto result =
+        run_program({build_tree() + "/bin/vesk-list", "--parameters", "aumu:Bad_:Vesk"}, options);
+    EXPECT_EQ(result.status, 1);
+    EXPECT_EQ(std::ranges::count(result.errors, '\n'), 1) << result.errors;
+    EXPECT_TRUE(result.errors.starts_with("vesk-list: aumu:Bad_:Vesk " + std::string(ending)))
+        << result.errors;
+  }
+}
+
+TEST(List, ShowsWhatIsNotListedAndReadsItAnewWhenTold) {
+  const ScratchFolder folder;
+  const std::string lv2 = folder / "lv2", components = folder / "components";
+  write_plain_bundle(lv2 + "/a.lv2", "urn:vesk:a", "A");
+  write_plain_bundle(lv2 + "/c.lv2", "urn:vesk:plugin-crashes", "C");
+  write_bundle(lv2 + "/d.lv2", "urn:vesk:d", "doap:name \"D\\tE\"");
+  std::filesystem::create_directories(lv2 + "/n.lv2");
+  write_file(lv2 + "/n.lv2/manifest.ttl", "<urn:vesk:n> a ; [");
+  std::filesystem::create_directories(components + "/x.component/Resources");
+  write_file(components + "/x.component/Resources/Info-gnustep.plist", "nonsense");
+  settle(folder.path());
+  ProgramOptions options{.environment = {"LV2_PATH=" + lv2, "VESK_CACHE=" + folder / "cache",
+                                         "AUDIO_COMPONENT_PATH=" + components}};
+  ProgramOptions faults = options;
+  faults.environment.emplace_back("LD_PRELOAD=" VESK_READER_FAULTS);
+  ASSERT_EQ(list({}, faults).status, 0);
+
+  const std::string crashed =
+      "urn:vesk:plugin-crashes: its description crashed its reader (Aborted)\n";
+  const auto before = list({"--problems"}, options);
+  EXPECT_EQ(before.status, 0) << before.errors;
+  EXPECT_EQ(before.errors, "");
+  EXPECT_TRUE(before.output.starts_with("urn:vesk:d (D E): it has neither audio nor MIDI ports\n" +
+                                        crashed + lv2 + "/n.lv2/: its manifest has errors: "))
+      << before.output;
+  EXPECT_NE(before.output.find("component bundle " + components + "/x.component: "),
+            std::string::npos)
+      << before.output;
+  EXPECT_EQ(std::ranges::count(before.output, '\n'), 4) << before.output;
+
+  const auto after = Json::parse(list({"--problems", "--rescan", "--json"}, options).output);
+  ASSERT_EQ(after.size(), 3u) << after;
+  EXPECT_EQ(after[0], Json::parse(R"({"what": "urn:vesk:d", "name": "D E",
+                                      "reason": "it has neither audio nor MIDI ports"})"));
+  const auto listed = list({}, options);
+  EXPECT_NE(listed.output.find("  C\n"), std::string::npos) << listed.output;
+
+  options.environment.emplace_back("VESK_LV2_SCAN=/bin/false");
+  const auto failed = list({"--problems"}, options);
+  EXPECT_EQ(failed.status, 1);
+  EXPECT_EQ(failed.errors, "vesk-list: /bin/false ended with status 1\n");
+}
+
+TEST(List, SaysThatItsOutputCannotBeWritten) {
+  if (!std::filesystem::exists("/dev/full")) GTEST_SKIP() << "no /dev/full here";
+  for (const char* program : {"vesk-list", "vesk-render", "vesk-edit"}) {
+    const auto result = run_program(
+        {"/bin/sh", "-c", build_tree() + "/bin/" + program + " --help >/dev/full"}, test_units);
+    EXPECT_EQ(result.status, 1);
+    EXPECT_EQ(result.errors, std::string(program) +
+                                 ": standard output cannot be written: No space left on device\n");
+  }
+}
+
+}  // namespace

@@ -1,0 +1,25 @@
+#pragma once
+
+#include <cstddef>
+#include <optional>
+#include <string>
+
+#include "spec/chain_text.hpp"
+#include "vesk/host_process.hpp"
+
+namespace vesk::tools {
+
+/// Waits until the host listens. False with a sentence in `error` that names the plugin and has the
+/// reason that its loader gave, when the host has told one.
+bool wait_until_ready(client::HostProcess& host, const ChainElements& chain, std::string& error);
+
+/// The plugin by whose index a host's last line blames it for its end; empty when it blames none.
+std::optional<std::size_t> blamed_plugin(const std::string& sentence, const ChainElements& chain);
+
+/// What a host's last line says of a plugin by its index, said by the plugin's name.
+std::string by_name(std::string sentence, const ChainElements& chain);
+
+/// A plugin as a sentence names it, with its place in a chain of several.
+std::string name_in_chain(const ChainElements& chain, std::size_t plugin);
+
+}  // namespace vesk::tools
