@@ -115,6 +115,36 @@ TEST_F(Editor, AServerThatGoesAwayWhileAViewTracksThePointerLosesNoEdit) {
   EXPECT_TRUE(host.stop());
 }
 
+// It may be told of what is typed while its window closes, and no later.
+TEST_F(Editor, NothingOfAViewRunsOnceItsPluginIsGone) {
+  struct Case {
+    const char* name;
+    std::function<void(RawHost&)> before_its_end;
+  };
+  const Case cases[] = {
+      {"open", [](RawHost&) {}},
+      {"closed", [](RawHost& host) { host.ask_window(WindowRequest::close_all); }},
+      {"its server gone", [&](RawHost&) { display_.kill(); }},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.name);
+    ScratchFolder folder;
+    const std::string chain = editors(kLingers, empty_preset(folder));
+    RawHost host({.chain = chain});
+    ASSERT_TRUE(host.wait_listening()) << host.block().error;
+    host.ask_window(WindowRequest::open, 0, c.name);
+    const auto window = find_window(c.name);
+    ASSERT_TRUE(window);
+    click(*window, 150, 60);
+    EXPECT_TRUE(wait_heard(host, 0.5f));
+    c.before_its_end(host);
+    EXPECT_TRUE(host.stop()) << host.standard_error();
+    EXPECT_EQ(lines_without_workgroup(host), "");
+    RawHost next({.chain = chain});
+    EXPECT_TRUE(next.wait_listening() && std::abs(heard(next) - 0.75f) < 0.01f) << heard(next);
+  }
+}
+
 // Xlib would end the process.
 TEST_F(Editor, AViewThatLosesItsOwnConnectionLosesNoEdit) {
   struct Case {

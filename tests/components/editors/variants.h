@@ -50,7 +50,8 @@ enum EditorVariant {
   kCrashesInMouseDown,
   kBreaksItsDisplay, /* its own connection to the X server, when it is clicked */
   kBreaksItsDisplayOnThread,
-  kGrows, /* no editor; its list of parameters is longer while it is bright */
+  kLingers, /* a click begins to type 0.75 as the level; timer and tasks that read it never end */
+  kGrows,   /* no editor; its list of parameters is longer while it is bright */
   kVariantCount
 };
 

@@ -226,6 +226,54 @@ EditorVariant variant_of(AudioUnit unit) {
 
 @end
 
+/// What many views have: a timer that keeps them, tasks and a field to type in.
+@interface VeskTestLingeringView : VeskTestView {
+  NSTextField* _field;
+}
+@end
+
+@implementation VeskTestLingeringView
+
+- (id)initWithUnit:(AudioUnit)unit {
+  self = [super initWithUnit:unit];
+  _field = [[[NSTextField alloc] initWithFrame:NSMakeRect(10, 80, 80, 24)] autorelease];
+  [_field setTarget:self];
+  [_field setAction:@selector(typed:)];
+  [[_field cell] setSendsActionOnEndEditing:YES];
+  [self addSubview:_field];
+  [NSTimer scheduledTimerWithTimeInterval:0.02
+                                   target:self
+                                 selector:@selector(readLevel)
+                                 userInfo:nil
+                                  repeats:YES];
+  [self readLevelAgain];
+  return self;
+}
+
+- (void)clickedAt:(NSPoint)point {
+  [super clickedAt:point];
+  [[self window] makeFirstResponder:_field];
+  [[_field currentEditor] setString:@"0.75"];
+}
+
+- (void)typed:(NSTextField*)field {
+  AudioUnitSetParameter(_unit, kLevel, kAudioUnitScope_Global, 0, [field floatValue], 0);
+}
+
+- (void)readLevel {
+  AudioUnitParameterValue level = 0;
+  AudioUnitGetParameter(_unit, kLevel, kAudioUnitScope_Global, 0, &level);
+}
+
+- (void)readLevelAgain {
+  [self readLevel];
+  dispatch_async(dispatch_get_main_queue(), ^{
+    [self readLevelAgain];
+  });
+}
+
+@end
+
 @interface VeskTestFactory : NSObject <AUCocoaUIBase>
 @end
 
@@ -249,6 +297,8 @@ EditorVariant variant_of(AudioUnit unit) {
     case kBreaksItsDisplay:
     case kBreaksItsDisplayOnThread:
       return [[[VeskTestDisplayView alloc] initWithUnit:unit] autorelease];
+    case kLingers:
+      return [[[VeskTestLingeringView alloc] initWithUnit:unit] autorelease];
     case kLogs:
       NSLog(@"a plugin's own message");
       [[fallthrough]];
