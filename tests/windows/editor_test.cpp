@@ -217,6 +217,44 @@ TEST_F(Editor, LeavesTheTitleBarToAWindowManagerWhereThereIsOne) {
   }
 }
 
+TEST_F(Editor, AMinimisedEditorIsOpenAndComesBack) {
+  ASSERT_TRUE(display_.start_window_manager());
+  RawHost host({.chain = editors(kCocoaView)});
+  ASSERT_TRUE(host.wait_listening());
+  std::optional<WindowPlace> window;
+  const auto show = [&] {
+    host.ask_window(WindowRequest::open, 0, "Minimised");
+    return (window = find_window("Minimised")).has_value();
+  };
+  constexpr unsigned long on_screen = 1;
+  constexpr unsigned long minimised = 3;
+  const auto becomes = [&](unsigned long state) {
+    return wait_until([&] {
+      const auto states = display_.property(std::stoul(window->id), "WM_STATE");
+      return !states.empty() && states[0] == state;
+    });
+  };
+  const auto minimise = [&] {
+    output_of("xdotool windowminimize " + window->id);
+    return becomes(minimised) && host.wait_turns() && load_acquire(host.block().open_mask) == 1;
+  };
+  ASSERT_TRUE(show() && minimise());
+  output_of("xdotool windowactivate " + window->id + " 2>&1");  // as a task bar does
+  EXPECT_TRUE(becomes(on_screen));
+  EXPECT_TRUE(wait_until([&] {
+    click(*window, 150, 60);  // until it is mapped, what is below gets it
+    return std::abs(heard(host) - 0.5f) < 0.02f;
+  }));
+  EXPECT_TRUE(minimise());
+  EXPECT_TRUE(show() && becomes(on_screen)) << "when it is asked for again";
+  EXPECT_TRUE(minimise());
+  host.ask_window(WindowRequest::close_all);
+  EXPECT_TRUE(host.wait_open(0));
+  EXPECT_TRUE(show() && becomes(on_screen));
+  EXPECT_TRUE(host.stop());
+  EXPECT_EQ(lines_without_workgroup(host), "");
+}
+
 TEST_F(Editor, LeavesNoProcessBehindAndPassesWhatPluginsPrint) {
   // What makes itself independent of the host is this process's then.
   ASSERT_EQ(prctl(PR_SET_CHILD_SUBREAPER, 1), 0);

@@ -108,16 +108,15 @@ void open_application(const DisplayProbe& probe) {
   char* arguments[] = {const_cast<char*>([program fileSystemRepresentation]), nullptr};
   [NSProcessInfo initializeWithArguments:arguments count:1 environment:environ];
 
-  // Without a window manager AppKit must draw the title bars itself, and asking one that is not
-  // there takes its time.
-  [[NSUserDefaults standardUserDefaults]
-      registerDefaults:[NSDictionary
-                           dictionaryWithObjectsAndKeys:[NSNumber
-                                                            numberWithBool:probe
-                                                                               .has_window_manager],
-                                                        @"GSX11HandlesWindowDecorations",
-                                                        [NSNumber numberWithBool:YES],
-                                                        @"GSSuppressAppIcon", nil]];
+  // Title bars, and windows while they are minimised, are AppKit's own to show where there is no
+  // window manager, and that one's where there is. Asking one that is not there takes its time.
+  NSNumber* is_managed = [NSNumber numberWithBool:probe.has_window_manager];
+  NSNumber* is_alone = [NSNumber numberWithBool:!probe.has_window_manager];
+  [[NSUserDefaults standardUserDefaults] registerDefaults:@{
+    @"GSX11HandlesWindowDecorations" : is_managed,
+    @"GSAppOwnsMiniwindow" : is_alone,
+    @"GSSuppressAppIcon" : [NSNumber numberWithBool:YES]
+  }];
   [VeskApplication sharedApplication];
   outlive_display([GSCurrentServer() serverDevice]);
   serve_main_loop_in_ns_run_loop();

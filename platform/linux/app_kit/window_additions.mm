@@ -58,6 +58,7 @@ class Departure {
 - (void)vesk_saveFrameUsingName:(NSString*)name;
 - (BOOL)vesk_setFrameUsingName:(NSString*)name;
 - (void)vesk_setContentView:(NSView*)view;
+- (BOOL)vesk_isVisible;
 - (void)vesk_close;
 - (void)vesk_update;
 - (void)vesk_handleAutodisplay;
@@ -97,6 +98,11 @@ class Departure {
   if (saved && sscanf([saved UTF8String], "%lf %lf %lf %lf", &x, &y, &width, &height) == 4)
     [self setFrameTopLeftPoint:NSMakePoint(x, y + height)];
   return is_on_a_screen([self frame]);
+}
+
+/// A minimised window is one that its user keeps: its editor is open.
+- (BOOL)vesk_isVisible {
+  return [self vesk_isVisible] || [self isMiniaturized];
 }
 
 - (void)vesk_setContentView:(NSView*)view {
@@ -172,6 +178,7 @@ void install_window_additions() {
   exchange(@selector(saveFrameUsingName:), @selector(vesk_saveFrameUsingName:));
   exchange(@selector(setFrameUsingName:), @selector(vesk_setFrameUsingName:));
   exchange(@selector(setContentView:), @selector(vesk_setContentView:));
+  exchange(@selector(isVisible), @selector(vesk_isVisible));
   exchange(@selector(close), @selector(vesk_close));
   exchange(@selector(update), @selector(vesk_update));
   exchange(NSSelectorFromString(@"_handleAutodisplay"), @selector(vesk_handleAutodisplay));
