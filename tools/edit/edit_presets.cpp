@@ -12,6 +12,7 @@
 #include <utility>
 #include <vector>
 
+#include "spec/catalogue.hpp"
 #include "tools/audio/loudness.hpp"
 #include "tools/edit/live_player.hpp"
 #include "tools/edit/preset_file.hpp"
@@ -78,9 +79,21 @@ class Presets {
   std::set<unsigned> rewritten_;
 };
 
+/// What the plugin is called, without its maker before it; as messages call it where nothing else
+/// is known.
+std::string name_of(const ChainElement& plugin) {
+  if (!plugin.exs_path.empty()) return plugin.name;
+  const auto found = list_components({plugin.type, plugin.subtype, plugin.manufacturer, 0, 0});
+  if (found.empty() || found.front().name.empty()) return plugin.name;
+  const std::string& name = found.front().name;
+  const std::size_t colon = name.find(": ");
+  return colon == name.npos ? name : name.substr(colon + 2);
+}
+
 std::string title_of(const ChainElement& plugin) {
-  if (plugin.preset_path.empty()) return plugin.name;
-  return plugin.name + " - " + fs::path(plugin.preset_path).filename().string();
+  const std::string name = name_of(plugin);
+  if (plugin.preset_path.empty()) return name;
+  return name + " - " + fs::path(plugin.preset_path).filename().string();
 }
 
 /// Opens every editor and tells which could not be. False when none could, or the host ended.
