@@ -211,6 +211,9 @@ TEST_F(Editor, LeavesTheTitleBarToAWindowManagerWhereThereIsOne) {
       const auto hints = display_.property(std::stoul(window->id), "_MOTIF_WM_HINTS");
       ASSERT_EQ(hints.size(), 5u);
       EXPECT_EQ(hints[1], moved_minimised_or_closed) << "and not resized";
+      const auto icon = display_.property(std::stoul(window->id), "_NET_WM_ICON");
+      ASSERT_GT(icon.size(), 2u);
+      EXPECT_EQ(icon[0] * icon[1], 48u * 48u) << "which the toolkit's own is not";
     }
     EXPECT_TRUE(host.stop());
     EXPECT_EQ(lines_without_workgroup(host), "");

@@ -228,6 +228,22 @@ TEST_F(WindowsTest, PlacesWindowsOffScreenBehindTheOthersWhenTold) {
   EXPECT_EQ(focused(), here->id);
 }
 
+TEST_F(WindowsTest, NoEditorOpensOverTheTitleOfAnother) {
+  EditorsUnit view(kCocoaView);
+  EditorsUnit panel(kNoEditor);  // the larger one
+  unsigned plugin = 0;
+  std::vector<WindowPlace> below;
+  for (const EditorsUnit* unit : {&view, &view, &panel, &panel}) {
+    const std::string title = "Stacked " + std::to_string(plugin);
+    ASSERT_TRUE(windows_->open(plugin++, unit->get(), title));
+    const auto above = find(title);
+    ASSERT_TRUE(above);
+    for (const WindowPlace& other : below)
+      EXPECT_TRUE(above->y >= other.y + 20 || above->x >= other.x + 20) << title;
+    below.push_back(*above);
+  }
+}
+
 constexpr int screen_middle = 640;
 constexpr int middle = screen_middle - 302 / 2;
 

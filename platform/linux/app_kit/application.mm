@@ -11,6 +11,7 @@
 #import "platform/linux/app_kit/class_additions.hpp"
 #include "platform/linux/app_kit/display.hpp"
 #import "platform/linux/app_kit/editors.hpp"
+#import "platform/linux/app_kit/icon.hpp"
 #import "platform/linux/app_kit/log_filter.hpp"
 #import "platform/linux/app_kit/main_loop_watch.hpp"
 
@@ -59,6 +60,11 @@ constexpr NSTimeInterval longest_wait_seconds = 1;
 @end
 
 @implementation VeskApplication
+
+- (NSImage*)applicationIconImage {
+  static NSImage* icon = vesk::platform::make_icon();
+  return icon;
+}
 
 - (NSEvent*)nextEventMatchingMask:(NSUInteger)mask
                         untilDate:(NSDate*)date

@@ -20,6 +20,21 @@ bool is_on_a_screen(NSRect frame) {
   return false;
 }
 
+constexpr CGFloat cascade_step = 24;  // a title bar's height
+
+/// Whether a window with `frame` would cover most of the title bar of an editor below it.
+bool hides_a_title(NSRect frame, NSWindow* above) {
+  for (NSWindow* window in [NSApp windows]) {
+    if (window == above || !vesk::platform::plugin_of(window) || ![window isVisible]) continue;
+    NSRect title = [window frame];
+    title.origin.y = NSMaxY(title) - cascade_step;
+    title.size.height = cascade_step;
+    const NSSize hidden = NSIntersectionRect(frame, title).size;
+    if (hidden.width * hidden.height > NSWidth(title) * NSHeight(title) / 2) return true;
+  }
+  return false;
+}
+
 void exchange(SEL original, SEL replacement) {
   const Method method = class_getInstanceMethod([NSWindow class], original);
   if (!method) return;
@@ -57,6 +72,7 @@ class Departure {
 - (BOOL)vesk_setFrameAutosaveName:(NSString*)name;
 - (void)vesk_saveFrameUsingName:(NSString*)name;
 - (BOOL)vesk_setFrameUsingName:(NSString*)name;
+- (void)vesk_center;
 - (void)vesk_setContentView:(NSView*)view;
 - (BOOL)vesk_isVisible;
 - (void)vesk_close;
@@ -98,6 +114,18 @@ class Departure {
   if (saved && sscanf([saved UTF8String], "%lf %lf %lf %lf", &x, &y, &width, &height) == 4)
     [self setFrameTopLeftPoint:NSMakePoint(x, y + height)];
   return is_on_a_screen([self frame]);
+}
+
+/// The original puts one editor exactly on top of another.
+- (void)vesk_center {
+  [self vesk_center];
+  const NSRect screen = [[self screen] visibleFrame];
+  NSRect frame = [self frame];
+  while (hides_a_title(frame, self)) {
+    frame = NSOffsetRect(frame, cascade_step, -cascade_step);
+    if (!NSContainsRect(screen, frame)) return;
+    [self setFrameOrigin:frame.origin];
+  }
 }
 
 /// A minimised window is one that its user keeps: its editor is open.
@@ -177,6 +205,7 @@ void install_window_additions() {
   exchange(@selector(setFrameAutosaveName:), @selector(vesk_setFrameAutosaveName:));
   exchange(@selector(saveFrameUsingName:), @selector(vesk_saveFrameUsingName:));
   exchange(@selector(setFrameUsingName:), @selector(vesk_setFrameUsingName:));
+  exchange(@selector(center), @selector(vesk_center));
   exchange(@selector(setContentView:), @selector(vesk_setContentView:));
   exchange(@selector(isVisible), @selector(vesk_isVisible));
   exchange(@selector(close), @selector(vesk_close));
