@@ -26,6 +26,7 @@ TEST_F(Editor, ATurnedKnobIsHeardSavedAndRestored) {
   };
   const Case cases[] = {
       {"Cocoa", kCocoaView, 225, 60, 225.0f / 300},
+      {"Opened before", kOpenedBefore, 225, 60, 225.0f / 300},
       {"Controller", kControllerOnMainQueue, 180, 45, 180.0f / 240},
       // The first row of the panel: its slider reaches from 194 to 368 points.
       {"Panel", kNoEditor, 324, 82, 0.75f},

@@ -101,11 +101,20 @@ static void count_held(Editors* editors) {
   atomic_store(&editors->basic.values[kHeldReferences], (float)held);
 }
 
+/* As if the views were in the component's own binary. */
+static void open_views(void) {
+  char path[4096];
+  const int length = view_bundle_path(path, sizeof path);
+  snprintf(path + length, sizeof path - (size_t)length, "/EditorViews");
+  dlopen(path, RTLD_NOW | RTLD_LOCAL);
+}
+
 static OSStatus get_cocoa_ui(Editors* editors, void* data, UInt32* size) {
   const enum EditorVariant variant = variant_of(&editors->basic);
   const char* name = class_name(variant);
   const int count = variant == kLocationOnly ? 0 : variant == kThreeClasses ? 3 : 1;
   if (!name) return kAudioUnitErr_InvalidProperty;
+  if (variant == kOpenedBefore) open_views();
   *size = (UInt32)((1 + count) * (int)sizeof(CFTypeRef));
   if (!data) return noErr;
   AudioUnitCocoaViewInfo* info = data;

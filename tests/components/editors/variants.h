@@ -51,7 +51,8 @@ enum EditorVariant {
   kBreaksItsDisplay, /* its own connection to the X server, when it is clicked */
   kBreaksItsDisplayOnThread,
   kLingers, /* a click begins to type 0.75 as the level; timer and tasks that read it never end */
-  kGrows,   /* no editor; its list of parameters is longer while it is bright */
+  kOpenedBefore, /* its bundle's code is, by the unit; and its view is in a nib */
+  kGrows,        /* no editor; its list of parameters is longer while it is bright */
   kVariantCount
 };
 

@@ -45,17 +45,28 @@ EditorVariant variant_of(AudioUnit unit) {
   EditorVariant _variant;  // read once: a view may outlive its unit
 }
 - (id)initWithUnit:(AudioUnit)unit;
+- (void)setUnit:(AudioUnit)unit;
 - (void)clickedAt:(NSPoint)point;
 @end
 
 @implementation VeskTestView
 
-- (id)initWithUnit:(AudioUnit)unit {
-  self = [super initWithFrame:view_frame];
-  _unit = unit;
-  _variant = variant_of(unit);
+// What a nib calls.
+- (id)initWithFrame:(NSRect)frame {
+  self = [super initWithFrame:frame];
   ++live_objects;
   return self;
+}
+
+- (id)initWithUnit:(AudioUnit)unit {
+  self = [self initWithFrame:view_frame];
+  [self setUnit:unit];
+  return self;
+}
+
+- (void)setUnit:(AudioUnit)unit {
+  _unit = unit;
+  _variant = variant_of(unit);
 }
 
 - (void)dealloc {
@@ -274,10 +285,16 @@ EditorVariant variant_of(AudioUnit unit) {
 
 @end
 
-@interface VeskTestFactory : NSObject <AUCocoaUIBase>
+@interface VeskTestFactory : NSObject <AUCocoaUIBase> {
+  VeskTestView* _view;  // an outlet
+}
 @end
 
 @implementation VeskTestFactory
+
+- (void)setView:(VeskTestView*)view {
+  _view = view;
+}
 
 - (unsigned)interfaceVersion {
   return 0;
@@ -286,6 +303,7 @@ EditorVariant variant_of(AudioUnit unit) {
 - (NSView*)uiViewForAudioUnit:(AudioUnit)unit withSize:(NSSize)size {
   // Checks what every factory is promised.
   if (size.width != 800 || size.height != 600) return nil;
+  NSArray* contents = nil;
   switch (variant_of(unit)) {
     case kThrowsInFactory:
       throw std::runtime_error("no view today");
@@ -297,6 +315,14 @@ EditorVariant variant_of(AudioUnit unit) {
     case kBreaksItsDisplay:
     case kBreaksItsDisplayOnThread:
       return [[[VeskTestDisplayView alloc] initWithUnit:unit] autorelease];
+    case kOpenedBefore:
+      if (![[NSBundle bundleForClass:[self class]] loadNibNamed:@"Level"
+                                                          owner:self
+                                                topLevelObjects:&contents]) {
+        return nil;
+      }
+      [_view setUnit:unit];
+      return _view;
     case kLingers:
       return [[[VeskTestLingeringView alloc] initWithUnit:unit] autorelease];
     case kLogs:
