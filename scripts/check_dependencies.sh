@@ -30,7 +30,7 @@ allow tools/program  'tools/program/|spec/chain_text.hpp'
 allow tools/midi     'tools/(midi|program)/|host/block.hpp'
 allow tools/audio    'tools/(audio|program)/'
 allow tools/render   'tools/(render|audio|midi|program)/|vesk/|spec/chain_text.hpp|host/block.hpp'
-allow tools/edit     'tools/(edit|audio|midi|program)/|vesk/|spec/chain_text.hpp|host/block.hpp'
+allow tools/edit     'tools/(edit|audio|midi|program)/|vesk/|spec/(chain_text|catalogue).hpp|host/block.hpp'
 allow tools/list     'tools/(list|program)/|spec/|platform/cf_text.hpp'
 
 # The layer knows nothing of the system, but for the windows that its proxy stands in for.
