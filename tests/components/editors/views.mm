@@ -74,6 +74,12 @@ EditorVariant variant_of(AudioUnit unit) {
   [super dealloc];
 }
 
+// As many views do: what is taken out is done with.
+- (void)removeFromSuperview {
+  _unit = nullptr;
+  [super removeFromSuperview];
+}
+
 - (void)drawRect:(NSRect)dirty {
   [[NSColor darkGrayColor] setFill];
   NSRectFill(dirty);
