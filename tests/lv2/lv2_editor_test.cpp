@@ -222,6 +222,9 @@ TEST(Lv2EditorOnADisplay, OpenGlInterfacesAreShownWhereThereIsOpenGl) {
     // Without it there is the panel, which is wider.
     EXPECT_EQ(view_width(knob.window) == width, has_gl) << view_width(knob.window);
     EXPECT_TRUE(knob.host.stop());
+    constexpr const char* line =
+        "failed: its own interface cannot be shown: the display shows no OpenGL\n";
+    EXPECT_EQ(knob.host.standard_error().find(line) != std::string::npos, !has_gl);
   }
 }
 

@@ -184,6 +184,25 @@ TEST_F(Edit, SaysInOneLineWhatFailed) {
   }
 }
 
+TEST_F(Edit, RepeatsWhyAnEditorFailed) {
+  const struct {
+    EditorVariant variant;
+    User user;
+    const char* reason;
+  } cases[] = {
+      // The panel opens in its place.
+      {kThrowsInFactory, [](pid_t program) { editor() ? kill(program, SIGINT) : 0; },
+       "no view today"},
+      {kThrowsInMouseDown, click_and_close(150), "clicked in vain"},
+  };
+  for (const auto& test : cases) {
+    const auto result = edit({"aumu:Edit:Vesk#1=" + std::to_string(test.variant)}, test.user);
+    EXPECT_EQ(result.status, 0) << result.errors;
+    EXPECT_EQ(result.errors,
+              "vesk-edit: editor of plugin 0 failed: " + std::string(test.reason) + "\n");
+  }
+}
+
 TEST_F(Edit, TellsOfAHostThatDies) {
   ASSERT_EQ(edit({chain_}, click_and_close(150)).status, 0);
   const Bytes made = file_bytes(preset_);

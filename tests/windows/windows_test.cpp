@@ -178,7 +178,7 @@ TEST_F(WindowsTest, ARemovalThatIsStillPendingOutlivesTheManager) {
           dlsym(image, vesk::platform::window_module_entry))();
   EditorsUnit unit(kCocoaView);
   void* const manager = module->create([&](unsigned plugin) { closed_.push_back(plugin); });
-  ASSERT_TRUE(module->open(manager, 0, unit.get(), "Gone"));
+  ASSERT_TRUE(module->open(manager, 0, unit.get(), "Gone", false));
   module->destroy(manager);
   EXPECT_EQ(closed_, std::vector<unsigned>{0});
   pump(0.05);

@@ -19,9 +19,10 @@ namespace vesk::lv2 {
 /// thread only.
 class EditorSession final : private EditorViewer {
  public:
-  /// Makes the interface of `unit`'s plugin, in no window yet. Null when it cannot be had.
-  /// `toolkit_display` is the window system's own connection.
-  static std::unique_ptr<EditorSession> open(AudioUnit unit, _XDisplay* toolkit_display);
+  /// Makes the interface of `unit`'s plugin, in no window yet. Null with a sentence in `error` when
+  /// it cannot be had. `toolkit_display` is the window system's own connection.
+  static std::unique_ptr<EditorSession> open(AudioUnit unit, _XDisplay* toolkit_display,
+                                             std::string& error);
   ~EditorSession();
   EditorSession(const EditorSession&) = delete;
   EditorSession& operator=(const EditorSession&) = delete;

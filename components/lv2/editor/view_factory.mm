@@ -156,8 +156,13 @@ using vesk::lv2::EditorSession;
 
 - (NSView*)uiViewForAudioUnit:(AudioUnit)unit withSize:(NSSize)size {
   auto* display = static_cast<_XDisplay*>([GSCurrentServer() serverDevice]);
-  auto session = EditorSession::open(unit, display);
-  if (!session) return nil;
+  std::string error;
+  auto session = EditorSession::open(unit, display, error);
+  // What raises is told, and the generic panel comes in the place of its view.
+  if (!session) {
+    [NSException raise:NSGenericException
+                format:@"its own interface cannot be shown: %s", error.c_str()];
+  }
   return [[[VeskLV2EditorView alloc] initWithSession:session.release()] autorelease];
 }
 

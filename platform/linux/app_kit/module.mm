@@ -44,11 +44,12 @@ void destroy(void* manager) {
   with_readable_exceptions([&] { delete static_cast<host::Windows*>(manager); });
 }
 
-bool open(void* manager, unsigned plugin, ComponentInstanceRecord* unit, const std::string& title) {
+bool open(void* manager, unsigned plugin, ComponentInstanceRecord* unit, const std::string& title,
+          bool as_panel) {
   forget_editor_turns();
   bool opened = false;
   with_readable_exceptions(
-      [&] { opened = prepare_application() && manager_of(manager).open(plugin, unit, title); });
+      [&] { opened = prepare_application() && manager_of(manager).open(plugin, unit, title, as_panel); });
   return opened;
 }
 

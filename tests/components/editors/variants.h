@@ -28,10 +28,11 @@ enum EditorVariant {
   kControllerPreferredSize, /* an empty view and a preferred size of 320 x 200 */
   kControllerNoSize,        /* an empty view and no preferred size, in place of one that had one */
   kControllerWithoutView,
-  kThreeClasses,    /* of which only the first may be used */
-  kThrowsInFactory, /* C++ */
-  kRaisesInFactory, /* Objective-C */
-  kExitsInFactory,  /* with status 0 */
+  kThreeClasses,     /* of which only the first may be used */
+  kThrowsInFactory,  /* C++ */
+  kRaisesInFactory,  /* Objective-C */
+  kExitsInFactory,   /* with status 0 */
+  kThrowsInEntering, /* when its window gets it */
   kThrowsInMouseDown,
   kThrowsInDrawing,
   kRaisesInDrawing,

@@ -197,6 +197,7 @@ EditorVariant variant_of(AudioUnit unit) {
 
 - (void)viewWillMoveToWindow:(NSWindow*)window {
   [super viewWillMoveToWindow:window];
+  if (window && _variant == kThrowsInEntering) throw std::runtime_error("entered in vain");
   if (window) return;
   if (_variant == kThrowsInLeaving) throw std::runtime_error("left in vain");
   if (_variant == kRaisesInLeaving) [NSException raise:NSGenericException format:@"left in vain"];
