@@ -48,8 +48,9 @@ bool open(void* manager, unsigned plugin, ComponentInstanceRecord* unit, const s
           bool as_panel) {
   forget_editor_turns();
   bool opened = false;
-  with_readable_exceptions(
-      [&] { opened = prepare_application() && manager_of(manager).open(plugin, unit, title, as_panel); });
+  with_readable_exceptions([&] {
+    opened = prepare_application() && manager_of(manager).open(plugin, unit, title, as_panel);
+  });
   return opened;
 }
 

@@ -78,3 +78,14 @@ class FirstPlace {
 }
 
 @end
+
+@implementation NSView (VeskBacking)
+
+- (CALayer*)layer {
+  return nil;
+}
+
+- (void)viewDidChangeBackingProperties {
+}
+
+@end

@@ -1,6 +1,7 @@
 // Where GNUstep's windows behave otherwise than the AppKit that the window manager is written for.
 
 #import <AppKit/AppKit.h>
+#import <GNUstepGUI/GSDisplayServer.h>
 #include <objc/runtime.h>
 #import <vesk/editor_failure.h>
 
@@ -173,6 +174,21 @@ class Departure {
   });
   if (reason) [self vesk_failEditor:[NSString stringWithUTF8String:reason->c_str()]];
   turn.end();
+}
+
+@end
+
+@implementation NSWindow (VeskStyleMask)
+
+- (void)setStyleMask:(NSWindowStyleMask)mask {
+  GSDisplayServer* server = GSServerForWindow(self);
+  // The toolkit's own title bars are made once, for one style.
+  if (!server || ![server handlesWindowDecorations]) return;
+  const NSRect content = [self contentRectForFrameRect:[self frame]];
+  _styleMask = mask;
+  [server stylewindow:static_cast<unsigned>(mask):static_cast<int>([self windowNumber])];
+  // What a window manager draws around it may have another size.
+  [self setFrame:[self frameRectForContentRect:content] display:NO];
 }
 
 @end

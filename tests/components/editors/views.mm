@@ -64,7 +64,13 @@ EditorVariant variant_of(AudioUnit unit) {
   return self;
 }
 
+- (void)viewDidChangeBackingProperties {
+  [super viewDidChangeBackingProperties];
+}
+
 - (void)setUnit:(AudioUnit)unit {
+  // As views for several systems do where there are no layers.
+  if (![self layer]) [self viewDidChangeBackingProperties];
   _unit = unit;
   _variant = variant_of(unit);
 }
@@ -87,7 +93,8 @@ EditorVariant variant_of(AudioUnit unit) {
   AudioUnitGetParameter(_unit, kLevel, kAudioUnitScope_Global, 0, &level);
   [[NSColor orangeColor] setFill];
   const NSRect bounds = [self bounds];
-  NSRectFill(NSMakeRect(0, 0, level * bounds.size.width, bounds.size.height));
+  NSRectFillUsingOperation(NSMakeRect(0, 0, level * bounds.size.width, bounds.size.height),
+                           NSCompositingOperationSourceOver);
 }
 
 - (void)clickedAt:(NSPoint)point {
