@@ -145,6 +145,11 @@ TEST_F(Lv2Editor, AtomsGoToThePluginAndBack) {
 TEST_F(Lv2Editor, TheWindowFollowsTheInterfacesSize) {
   KnobHost knob;
   knob.open_on(display_);
+  // Whoever forces a size is not fought, and what the interface does next moves no corner.
+  output_of("xdotool windowsize " + knob.window.id + " 500 400");
+  for (int turns = 0; turns < 20; ++turns) EXPECT_TRUE(knob.host.wait_turns());
+  const auto forced = look_for_window("Knob");
+  EXPECT_TRUE(forced && forced->width == 500 && forced->height == 400);
   click(knob.window, grow, key_count);
   EXPECT_TRUE(wait_until([&] {
     const auto grown = look_for_window("Knob");
@@ -158,6 +163,29 @@ TEST_F(Lv2Editor, TheWindowFollowsTheInterfacesSize) {
   click(*grown, 285, 40);
   EXPECT_TRUE(knob.wait_level(0.95f)) << knob.level();
   EXPECT_TRUE(knob.host.stop());
+}
+
+TEST_F(Lv2Editor, AClickBringsItsWindowToTheFrontWithoutAWindowManagerToo) {
+  KnobHost below;
+  below.open_on(display_);
+  KnobHost above;
+  ASSERT_TRUE(above.host.wait_listening());
+  above.host.ask_window(WindowRequest::open, 0, "Above");
+  const auto window = find_window("Above");
+  ASSERT_TRUE(window);
+  output_of("xdotool windowmove --sync " + window->id + " " + std::to_string(below.window.x + 100) +
+            " " + std::to_string(below.window.y));
+  const auto is_in_front = [&](const WindowPlace& place) {
+    return wait_until([&] {
+      return display_.stacked_windows().back() == std::stoul(place.id) &&
+             output_of("xdotool getwindowfocus") == place.id + "\n";
+    });
+  };
+  EXPECT_TRUE(is_in_front(*window));
+  click(below.window, 50, 40);
+  EXPECT_TRUE(is_in_front(below.window));
+  EXPECT_TRUE(above.host.stop());
+  EXPECT_TRUE(below.host.stop());
 }
 
 TEST_F(Lv2Editor, WhatAnInterfaceThrowsClosesItsEditorAlone) {

@@ -35,6 +35,11 @@ class EditorSession final : private EditorViewer {
   void put_into(unsigned long parent, int x, int y);
   void take_out();
 
+  /// Whether it was clicked since the last call.
+  bool take_press() { return !area_->is_lost() && area_->take_press(); }
+  /// Whether the interface has the keyboard.
+  bool has_focus() const { return area_->has_focus(); }
+
   /// To be called some thirty times a second. False when the editor is to be closed.
   bool turn();
   /// What went wrong, once `turn` has said no; empty when the interface just ended.

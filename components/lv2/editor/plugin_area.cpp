@@ -134,6 +134,11 @@ bool PluginArea::is_touched() {
   return touched_;
 }
 
+bool PluginArea::take_press() {
+  read_events();
+  return std::exchange(pressed_, false);
+}
+
 void PluginArea::read_events() {
   while (XPending(display_) > 0) {
     XEvent event;
@@ -167,6 +172,7 @@ void PluginArea::take(XEvent& event) {
       if (event.xcookie.extension == input_extension_) {
         const bool is_key = event.xcookie.evtype == XI_RawKeyPress;
         touched_ |= pointer_is_inside_ || (is_key && has_focus_);
+        pressed_ |= pointer_is_inside_ && !is_key;
       }
       break;
     default:
