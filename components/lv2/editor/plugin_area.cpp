@@ -2,7 +2,6 @@
 
 #include <X11/Xlib.h>
 #include <X11/extensions/XInput2.h>
-#include <poll.h>
 
 #include <algorithm>
 #include <utility>
@@ -72,8 +71,7 @@ bool PluginArea::has_glx() const {
 }
 
 bool PluginArea::is_lost() const {
-  pollfd connection{ConnectionNumber(display_), 0, 0};
-  return poll(&connection, 1, 0) != 0 && (connection.revents & (POLLHUP | POLLERR)) != 0;
+  return display_has_gone(display_);
 }
 
 void PluginArea::put_into(unsigned long parent, int x, int y) {

@@ -14,6 +14,7 @@
 #import "platform/linux/app_kit/icon.hpp"
 #import "platform/linux/app_kit/log_filter.hpp"
 #import "platform/linux/app_kit/main_loop_watch.hpp"
+#include "platform/linux/app_kit/thrown.hpp"
 
 extern char** environ;
 
@@ -124,6 +125,7 @@ void open_application(const DisplayProbe& probe) {
     @"GSSuppressAppIcon" : [NSNumber numberWithBool:YES]
   }];
   [VeskApplication sharedApplication];
+  watch_displays();
   outlive_display([GSCurrentServer() serverDevice]);
   serve_main_loop_in_ns_run_loop();
 }
@@ -131,17 +133,27 @@ void open_application(const DisplayProbe& probe) {
 }  // namespace
 
 bool prepare_application() {
-  if (display_is_lost()) return false;
-  if (NSApp) return true;
-  const DisplayProbe probe = probe_display();
-  if (!probe.is_reachable) return false;
-  @autoreleasepool {
-    drop_toolkit_messages();
-    install_window_additions();
-    keep_to_this_process();
-    open_application(probe);
-  }
-  return true;
+  // Of the toolkit's application there is one, and it opens its display once.
+  static enum { unopened, opened, broken } state = unopened;
+  if (state != unopened) return state == opened && !display_is_lost();
+  watch_displays();
+  DisplayProbe probe;
+  if (thrown_by([&] { probe = probe_display(); }) || !probe.is_reachable) return false;
+  state = broken;
+  // The server may go away meanwhile: it throws then, and the toolkit raises.
+  static_cast<void>(thrown_by([&] {
+    @autoreleasepool {
+      @try {
+        drop_toolkit_messages();
+        install_window_additions();
+        keep_to_this_process();
+        open_application(probe);
+        state = opened;
+      } @catch (NSException*) {
+      }
+    }
+  }));
+  return state == opened;
 }
 
 }  // namespace vesk::platform
