@@ -37,10 +37,12 @@ void run(Block& block, Chain& chain, const std::string& label, double sample_rat
   const os_workgroup_t workgroup = obtain_parent_workgroup();
   std::thread render_thread(render_loop, &block, std::ref(chain.plugins), chain.first_is_effect,
                             sample_rate, max_frames, period_frames, workgroup);
-  Supervisor supervisor(block, chain, label);
-  supervisor.run();
-
-  supervisor.close_editors();
+  {
+    Supervisor supervisor(block, chain, label);
+    supervisor.run();
+    // Its end closes the editors, which saves the state of each. From then on nothing of a view's
+    // runs any more: no timer or task of one may find its plugin disposed of.
+  }
   render_thread.join();
   report_workgroup(label, workgroup);
   chain.dispose();

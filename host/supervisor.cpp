@@ -69,10 +69,6 @@ void Supervisor::run() {
   platform::announce_end();
 }
 
-void Supervisor::close_editors() {
-  windows_.close_all();
-}
-
 template <class Act>
 void Supervisor::follow(const std::uint32_t& counter, std::uint32_t slots, std::uint32_t& read,
                         Act act) {

@@ -13,7 +13,9 @@ namespace vesk::host {
 
 /// What the main thread does while the render thread renders: it applies the parent's parameter
 /// changes, serves its window requests, publishes which editors are open, saves the state of
-/// plugins whose editors are, and notices when it should stop. Main thread only.
+/// plugins whose editors are, and notices when it should stop. Its end closes every editor, which
+/// saves too, and code of views runs for the last time: the plugins must still be there. Main
+/// thread only.
 class Supervisor {
  public:
   /// `label` names the chain in messages. Requests posted before this are skipped.
@@ -21,9 +23,6 @@ class Supervisor {
 
   /// Runs until the parent asks for the end or has gone itself.
   void run();
-
-  /// Closes every editor, which saves the state of each.
-  void close_editors();
 
  private:
   using Clock = std::chrono::steady_clock;

@@ -43,7 +43,7 @@ look_at() {
   "$bin/vesk-edit" "$1@$preset" >"$log" 2>&1 &
   editor=$!
   for _ in {1..200}; do
-    window=$(xdotool search --onlyvisible --name "^$1" 2>/dev/null | head -n 1) || true
+    window=$(xdotool search --onlyvisible --name ' - preset.aupreset$' 2>/dev/null | head -n 1) || true
     { [ -n "$window" ] || ! kill -0 $editor 2>/dev/null; } && break
     sleep 0.1
   done

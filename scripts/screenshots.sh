@@ -35,7 +35,7 @@ picture() {
   build/release/bin/vesk-edit "$element" --notes >"$work/$name.log" 2>&1 &
   editor=$!
   for _ in {1..100}; do
-    window=$(xdotool search --onlyvisible --name "^$element" 2>/dev/null | head -n 1) || true
+    window=$(xdotool search --onlyvisible --name . 2>/dev/null | head -n 1) || true
     [ -n "$window" ] && break
     sleep 0.1
   done

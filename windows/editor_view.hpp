@@ -20,6 +20,9 @@ struct EditorView {
 /// the run loop for up to 2 s while the unit makes its controller.
 EditorView editor_view(ComponentInstanceRecord* unit);
 
+/// The generic panel of its parameters; empty where it cannot be made.
+EditorView panel_view(ComponentInstanceRecord* unit);
+
 /// The view that the first class of the unit's Cocoa UI property makes; empty where there is none.
 Strong<NSView> cocoa_view(ComponentInstanceRecord* unit);
 

@@ -125,13 +125,17 @@ EditorView editor_view(ComponentInstanceRecord* unit) {
     const NSSize preferred = [editor.controller.get() preferredContentSize];
     [editor.view.get() setFrameSize:is_empty(preferred) ? fallback_extension_size : preferred];
   }
-  if (!editor.view) {
-    editor.view = Strong<NSView>::adopt([[AUGenericView alloc]
-        initWithAudioUnit:unit
-             displayFlags:AUViewTitleDisplayFlag | AUViewPropertiesDisplayFlag |
-                          AUViewParametersDisplayFlag]);
-  }
+  if (!editor.view) editor.view = panel_view(unit).view;
   return editor;
+}
+
+EditorView panel_view(ComponentInstanceRecord* unit) {
+  EditorView panel;
+  panel.view = Strong<NSView>::adopt([[AUGenericView alloc]
+      initWithAudioUnit:unit
+           displayFlags:AUViewTitleDisplayFlag | AUViewPropertiesDisplayFlag |
+                        AUViewParametersDisplayFlag]);
+  return panel;
 }
 
 }  // namespace vesk::host

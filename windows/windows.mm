@@ -102,7 +102,8 @@ Windows::Windows(std::function<void(unsigned)> on_close) : impl_(std::make_share
 
 Windows::~Windows() { close_all(); }
 
-bool Windows::open(unsigned plugin, ComponentInstanceRecord* unit, const std::string& title) {
+bool Windows::open(unsigned plugin, ComponentInstanceRecord* unit, const std::string& title,
+                   bool as_panel) {
   @autoreleasepool {
     impl_->start_application();
     NSString* window_title = [NSString stringWithUTF8String:readable_utf8(title).c_str()];
@@ -111,7 +112,7 @@ bool Windows::open(unsigned plugin, ComponentInstanceRecord* unit, const std::st
       return true;
     }
 
-    const EditorView editor = editor_view(unit);
+    const EditorView editor = as_panel ? panel_view(unit) : editor_view(unit);
     if (!editor.view) return false;
     const NSSize size = [editor.view.get() frame].size;
     const auto window = Strong<NSWindow>::adopt([[NSWindow alloc]

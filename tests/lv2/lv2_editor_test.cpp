@@ -38,11 +38,11 @@ class KnobHost {
   explicit KnobHost(const std::string& preset = {}, const char* uri = knob_uri)
       : host({.chain = knob_chain(preset, uri)}) {}
 
-  void open() {
+  void open(const std::string& title = "Knob") {
     ASSERT_TRUE(host.wait_listening()) << host.block().error << host.standard_error();
-    host.ask_window(WindowRequest::open, 0, "Knob");
+    host.ask_window(WindowRequest::open, 0, title);
     ASSERT_TRUE(host.wait_open(1)) << host.standard_error();
-    const auto found = find_window("Knob");
+    const auto found = find_window(title);
     ASSERT_TRUE(found);
     window = *found;
   }
@@ -145,9 +145,34 @@ TEST_F(Lv2Editor, TheInterfaceAndThePluginHearOfEachOther) {
   EXPECT_TRUE(knob.host.stop());
 }
 
+TEST_F(Lv2Editor, AClickBringsItsWindowToTheFrontWithoutAWindowManagerToo) {
+  KnobHost below;
+  below.open_on(display_);
+  KnobHost above;
+  above.open("Above");
+  output_of("xdotool windowmove --sync " + above.window.id + " " +
+            std::to_string(below.window.x + 100) + " " + std::to_string(below.window.y));
+  const auto is_in_front = [&](const KnobHost& knob) {
+    return wait_until([&] {
+      return display_.stacked_windows().back() == std::stoul(knob.window.id) &&
+             output_of("xdotool getwindowfocus") == knob.window.id + "\n";
+    });
+  };
+  EXPECT_TRUE(is_in_front(above));
+  click(below.window, 50, 40);
+  EXPECT_TRUE(is_in_front(below));
+  EXPECT_TRUE(above.host.stop());
+  EXPECT_TRUE(below.host.stop());
+}
+
 TEST_F(Lv2Editor, TheWindowFollowsTheInterfaceAndWhatThatThrowsClosesItAlone) {
   KnobHost knob(preset_);
   expect_loss_of_the_editor_alone(knob, [&] {
+    // Whoever forces a size is not fought, and what the interface does next moves no corner.
+    output_of("xdotool windowsize " + knob.window.id + " 500 400");
+    for (int turns = 0; turns < 20; ++turns) EXPECT_TRUE(knob.host.wait_turns());
+    const auto forced = look_for_window("Knob");
+    EXPECT_TRUE(forced && forced->width == 500 && forced->height == 400);
     std::optional<WindowPlace> grown;
     click(knob.window, grow, key_count);
     ASSERT_TRUE(wait_until([&] {
@@ -200,6 +225,9 @@ TEST(Lv2EditorOnADisplay, OpenGlInterfacesAreShownWhereThereIsOpenGl) {
     // Without it there is the panel, which is wider.
     EXPECT_EQ(view_width(knob.window) == width, has_gl) << view_width(knob.window);
     EXPECT_TRUE(knob.host.stop());
+    constexpr const char* line =
+        "failed: its own interface cannot be shown: the display shows no OpenGL\n";
+    EXPECT_EQ(knob.host.standard_error().find(line) != std::string::npos, !has_gl);
   }
 }
 

@@ -1,6 +1,7 @@
 // The X window that plugins' interfaces live in, on a server of its own.
 
 #include <gtest/gtest.h>
+#include <signal.h>
 
 #include <memory>
 
@@ -126,6 +127,8 @@ TEST_F(PluginAreaTest, ALostServerLeavesTheInterfaceAndNotTheProcess) {
   count_x_errors(toolkit_);
   EXPECT_FALSE(area_->is_lost());
   EXPECT_TRUE(survives_display_loss([](void*) {}, nullptr));
+  const auto crash = [] { return survives_display_loss([](void*) { raise(SIGSEGV); }, nullptr); };
+  EXPECT_DEATH(crash(), "") << "with a server that answers it is the interface's own";
   is_lost_ = true;
   display_.kill();
   EXPECT_TRUE(area_->is_lost());
@@ -141,6 +144,8 @@ TEST_F(PluginAreaTest, ALostServerLeavesTheInterfaceAndNotTheProcess) {
       },
       &work));
   EXPECT_FALSE(work.came_through);
+  // What OpenGL libraries do then; twice, since the signal must not stay blocked.
+  for (int crashes = 0; crashes < 2; ++crashes) EXPECT_FALSE(crash());
   // The area's own connection asks for nothing but that calls return.
   EXPECT_FALSE(area_->is_touched());
   area_->take_out();

@@ -27,10 +27,14 @@ const std::string editor_unit = "aumu:Edit:Vesk#1=" + std::to_string(kCocoaView)
 
 using User = std::function<void(pid_t program)>;
 
+/// By its plugin's name without the maker, and by the preset.
+constexpr const char* title =
+    "^(Editors|Tone|Gain|Silence|Misbehaving instrument)( - [a-z]+\\.aupreset)?$";
+
 /// The editor that the program shows. Ends the program when there is none.
 std::optional<WindowPlace> editor(pid_t program) {
   for (int attempt = 0; attempt < 5; ++attempt)
-    if (const auto window = find_window("^au.*Vesk")) return window;
+    if (const auto window = find_window(title)) return window;
   ADD_FAILURE() << "no editor";
   kill(program, SIGTERM);
   return std::nullopt;
@@ -189,6 +193,28 @@ TEST_F(Edit, SaysInOneLineWhatFailed) {
     const auto result = edit(test.words, test.user, test.environment);
     EXPECT_EQ(result.status, test.status) << result.output;
     EXPECT_EQ(result.errors, "vesk-edit: " + test.error + "\n");
+  }
+}
+
+TEST_F(Edit, RepeatsWhyAnEditorFailed) {
+  const struct {
+    EditorVariant variant;
+    User user;
+    const char* reason;
+  } cases[] = {
+      // The panel opens in its place.
+      {kThrowsInFactory,
+       [](pid_t program) {
+         if (editor(program)) kill(program, SIGINT);
+       },
+       "no view today"},
+      {kThrowsInMouseDown, click_and_close(150), "clicked in vain"},
+  };
+  for (const auto& test : cases) {
+    const auto result = edit({"aumu:Edit:Vesk#1=" + std::to_string(test.variant)}, test.user);
+    EXPECT_EQ(result.status, 0) << result.errors;
+    EXPECT_EQ(result.errors,
+              "vesk-edit: editor of plugin 0 failed: " + std::string(test.reason) + "\n");
   }
 }
 

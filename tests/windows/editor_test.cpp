@@ -27,6 +27,7 @@ TEST_F(Editor, ATurnedKnobIsHeardSavedAndRestored) {
   };
   const Case cases[] = {
       {"Cocoa", kCocoaView, 225, 60, 225.0f / 300},
+      {"Opened before", kOpenedBefore, 225, 60, 225.0f / 300},
       {"Controller", kControllerOnMainQueue, 180, 45, 180.0f / 240},
       // The first row of the panel: its slider reaches from 194 to 368 points.
       {"Panel", kNoEditor, 324, 82, 0.75f},
@@ -184,6 +185,9 @@ TEST_F(Editor, LeavesTheTitleBarToAWindowManagerWhereThereIsOne) {
       const auto hints = display_.property(std::stoul(window->id), "_MOTIF_WM_HINTS");
       ASSERT_EQ(hints.size(), 5u);
       EXPECT_EQ(hints[1], moved_minimised_or_closed) << "and not resized";
+      const auto icon = display_.property(std::stoul(window->id), "_NET_WM_ICON");
+      ASSERT_GT(icon.size(), 2u);
+      EXPECT_EQ(icon[0] * icon[1], 48u * 48u) << "which the toolkit's own is not";
     }
     EXPECT_TRUE(host.stop());
     EXPECT_EQ(host.lines(), "");
@@ -198,6 +202,43 @@ TEST_F(Editor, AHostWithAnEditorStillEndsWhenASignalAsksItTo) {
     const int status = host.wait_end();
     EXPECT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == number) << status;
   }
+}
+
+TEST_F(Editor, AMinimisedEditorIsOpenAndComesBack) {
+  ASSERT_TRUE(display_.start_window_manager());
+  EditorHost host(editors(kCocoaView));
+  WindowPlace window;
+  constexpr unsigned long on_screen = 1;
+  constexpr unsigned long minimised = 3;
+  const auto becomes = [&](unsigned long state) {
+    return wait_until([&] {
+      const auto states = display_.property(std::stoul(window.id), "WM_STATE");
+      return !states.empty() && states[0] == state;
+    });
+  };
+  const auto minimise = [&] {
+    output_of("xdotool windowminimize " + window.id);
+    return becomes(minimised) && host.wait_turns() && load_acquire(host.block().open_mask) == 1;
+  };
+  const auto comes_when_asked_for = [&] {
+    window = host.show("Minimised");
+    return becomes(on_screen);
+  };
+  ASSERT_TRUE(comes_when_asked_for() && minimise());
+  output_of("xdotool windowactivate " + window.id + " 2>&1");  // as a task bar does
+  EXPECT_TRUE(becomes(on_screen));
+  EXPECT_TRUE(wait_until([&] {
+    click(window, 150, 60);  // until it is mapped, what is below gets it
+    return std::abs(host.heard() - 0.5f) < 0.02f;
+  }));
+  EXPECT_TRUE(minimise());
+  EXPECT_TRUE(comes_when_asked_for());
+  EXPECT_TRUE(minimise());
+  host.ask_window(WindowRequest::close_all);
+  EXPECT_TRUE(host.wait_open(0));
+  EXPECT_TRUE(comes_when_asked_for());
+  EXPECT_TRUE(host.stop());
+  EXPECT_EQ(host.lines(), "");
 }
 
 #ifndef VESK_SANITIZER

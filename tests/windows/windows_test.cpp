@@ -173,7 +173,7 @@ TEST_F(WindowsTest, ARemovalThatIsStillPendingOutlivesTheManager) {
           dlsym(image, vesk::platform::window_module_entry))();
   EditorsUnit unit(kCocoaView);
   void* const manager = module->create([&](unsigned plugin) { closed_.push_back(plugin); });
-  ASSERT_TRUE(module->open(manager, 0, unit.get(), "Gone"));
+  ASSERT_TRUE(module->open(manager, 0, unit.get(), "Gone", false));
   module->destroy(manager);
   EXPECT_EQ(closed_, std::vector<unsigned>{0});
   pump(0.05);
@@ -195,6 +195,19 @@ TEST_F(WindowsTest, OpeningActivatesTheApplicationAndEveryTurnUpdatesWindows) {
   // Before the unit goes, which the view tells of what it sees.
   windows_->close_all();
   pump(0.05);
+}
+
+TEST_F(WindowsTest, NoEditorOpensOverTheTitleOfAnother) {
+  EditorsUnit view(kCocoaView);
+  EditorsUnit panel(kNoEditor);  // the larger one
+  std::vector<WindowPlace> below;
+  for (const EditorsUnit* unit : {&view, &view, &panel, &panel}) {
+    const auto plugin = static_cast<unsigned>(below.size());
+    const WindowPlace above = show(plugin, *unit, "Stacked " + std::to_string(plugin));
+    for (const WindowPlace& other : below)
+      EXPECT_TRUE(above.y >= other.y + 20 || above.x >= other.x + 20) << plugin;
+    below.push_back(above);
+  }
 }
 
 constexpr int screen_middle = 640;

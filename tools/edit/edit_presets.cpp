@@ -12,6 +12,7 @@
 #include <utility>
 #include <vector>
 
+#include "spec/catalogue.hpp"
 #include "tools/audio/loudness.hpp"
 #include "tools/edit/live_player.hpp"
 #include "tools/edit/preset_file.hpp"
@@ -79,9 +80,38 @@ class Presets {
   std::set<unsigned> rewritten_;
 };
 
+/// What the host says of editors that failed, repeated once each.
+class EditorFailures {
+ public:
+  explicit EditorFailures(const ChainElements& chain)
+      : own_("plugin host " + chain_text(chain) + ": ") {}
+
+  void repeat_new(HostProcess& host) {
+    for (const std::string& line : host.last_lines())
+      if (line.starts_with(own_ + "editor of plugin ") && repeated_.insert(line).second)
+        std::fprintf(stderr, "vesk-edit: %s\n", line.substr(own_.size()).c_str());
+  }
+
+ private:
+  std::string own_;
+  std::set<std::string> repeated_;
+};
+
+/// What the plugin is called, without its maker before it; as messages call it where nothing else
+/// is known.
+std::string name_of(const ChainElement& plugin) {
+  if (!plugin.exs_path.empty()) return plugin.name;
+  const auto found = list_components({plugin.type, plugin.subtype, plugin.manufacturer, 0, 0});
+  if (found.empty() || found.front().name.empty()) return plugin.name;
+  const std::string& name = found.front().name;
+  const std::size_t colon = name.find(": ");
+  return colon == name.npos ? name : name.substr(colon + 2);
+}
+
 std::string title_of(const ChainElement& plugin) {
-  if (plugin.preset_path.empty()) return plugin.name;
-  return plugin.name + " - " + fs::path(plugin.preset_path).filename().string();
+  const std::string name = name_of(plugin);
+  if (plugin.preset_path.empty()) return name;
+  return name + " - " + fs::path(plugin.preset_path).filename().string();
 }
 
 /// Opens every editor and tells which could not be. False when none could, or the host ended.
@@ -111,10 +141,11 @@ bool open_editors(HostProcess& host, const ChainElements& chain, std::string& er
 }
 
 /// Until the last editor is closed, the host ends or somebody interrupts.
-void watch_editors(HostProcess& host, Presets& presets) {
+void watch_editors(HostProcess& host, Presets& presets, EditorFailures& failures) {
   while (host.open_mask() != 0 && !host.has_ended()) {
     if (interruption() != 0) return;
     presets.take_notices(host);
+    failures.repeat_new(host);
     std::this_thread::sleep_for(look_interval);
   }
 }
@@ -166,12 +197,14 @@ bool edit_presets(const EditArguments& arguments, std::string& error) {
   player.emplace(*host, std::move(*song), as_tones);
 
   bool is_well = open_editors(*host, chain, error);
-  if (is_well) watch_editors(*host, presets);
+  EditorFailures failures(chain);
+  if (is_well) watch_editors(*host, presets, failures);
   const double peak = to_dbfs(static_cast<double>(player->peak()));
   const bool has_bad_samples = player->has_bad_samples();
   player.reset();
   host->stop();
   presets.take_notices(*host);
+  failures.repeat_new(*host);
   presets.sum_up();
   if (!host->ending().orderly()) {
     error = by_name(host->obituary(), chain);

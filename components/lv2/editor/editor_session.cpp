@@ -19,18 +19,21 @@ EditorLink* link_of(AudioUnit unit) {
 
 }  // namespace
 
-std::unique_ptr<EditorSession> EditorSession::open(AudioUnit unit, _XDisplay* toolkit_display) {
+std::unique_ptr<EditorSession> EditorSession::open(AudioUnit unit, _XDisplay* toolkit_display,
+                                                   std::string& error) {
   EditorLink* link = link_of(unit);
   std::unique_ptr<PluginArea> area = PluginArea::open();
-  if (link == nullptr || area == nullptr) return nullptr;
+  if (link == nullptr || area == nullptr) {
+    error = link == nullptr ? "it is no plugin's of ours" : "the display does not answer";
+    return nullptr;
+  }
   std::unique_ptr<EditorSession> session(
       new EditorSession(*link, std::move(area), toolkit_display));
   if (!link->attach(session.get())) {
+    error = "it is shown already";
     session->link_ = nullptr;
     return nullptr;
   }
-  // Without an interface the unit gets the panel of its parameters, which needs no word.
-  std::string error;
   if (!session->open_interface(error)) return nullptr;
   return session;
 }

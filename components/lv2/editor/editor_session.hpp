@@ -19,9 +19,10 @@ namespace vesk::lv2 {
 /// thread only.
 class EditorSession final : private EditorViewer {
  public:
-  /// Makes the interface of `unit`'s plugin, in no window yet. Null when it cannot be had.
-  /// `toolkit_display` is the window system's own connection.
-  static std::unique_ptr<EditorSession> open(AudioUnit unit, _XDisplay* toolkit_display);
+  /// Makes the interface of `unit`'s plugin, in no window yet. Null with a sentence in `error` when
+  /// it cannot be had. `toolkit_display` is the window system's own connection.
+  static std::unique_ptr<EditorSession> open(AudioUnit unit, _XDisplay* toolkit_display,
+                                             std::string& error);
   ~EditorSession();
   EditorSession(const EditorSession&) = delete;
   EditorSession& operator=(const EditorSession&) = delete;
@@ -33,6 +34,11 @@ class EditorSession final : private EditorViewer {
   /// Shows it in an X window, or in none.
   void put_into(unsigned long parent, int x, int y);
   void take_out();
+
+  /// Whether it was clicked since the last call.
+  bool take_press() { return !area_->is_lost() && area_->take_press(); }
+  /// Whether the interface has the keyboard.
+  bool has_focus() const { return area_->has_focus(); }
 
   /// To be called some thirty times a second. False when the editor is to be closed.
   bool turn();

@@ -2,7 +2,6 @@
 
 #include <X11/Xlib.h>
 #include <X11/extensions/XInput2.h>
-#include <poll.h>
 
 #include <algorithm>
 #include <utility>
@@ -72,8 +71,7 @@ bool PluginArea::has_glx() const {
 }
 
 bool PluginArea::is_lost() const {
-  pollfd connection{ConnectionNumber(display_), 0, 0};
-  return poll(&connection, 1, 0) != 0 && (connection.revents & (POLLHUP | POLLERR)) != 0;
+  return display_has_gone(display_);
 }
 
 void PluginArea::put_into(unsigned long parent, int x, int y) {
@@ -134,6 +132,11 @@ bool PluginArea::is_touched() {
   return touched_;
 }
 
+bool PluginArea::take_press() {
+  read_events();
+  return std::exchange(pressed_, false);
+}
+
 void PluginArea::read_events() {
   while (XPending(display_) > 0) {
     XEvent event;
@@ -167,6 +170,7 @@ void PluginArea::take(XEvent& event) {
       if (event.xcookie.extension == input_extension_) {
         const bool is_key = event.xcookie.evtype == XI_RawKeyPress;
         touched_ |= pointer_is_inside_ || (is_key && has_focus_);
+        pressed_ |= pointer_is_inside_ && !is_key;
       }
       break;
     default:

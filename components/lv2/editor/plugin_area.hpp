@@ -48,6 +48,10 @@ class PluginArea {
   /// Whether anybody has pressed a button, a key or a finger in here since the area was made. What
   /// happened before the call is always counted.
   bool is_touched();
+  /// Whether a button or a finger has been pressed in here since the last call.
+  bool take_press();
+  /// Whether what is in here has the keyboard.
+  bool has_focus() const { return has_focus_; }
   /// Reads what the server has sent.
   void read_events();
 
@@ -66,6 +70,7 @@ class PluginArea {
   bool pointer_is_inside_ = false;
   bool has_focus_ = false;
   bool touched_ = false;
+  bool pressed_ = false;
   bool content_changed_ = false;
 };
 

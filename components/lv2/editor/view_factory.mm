@@ -15,6 +15,7 @@ using vesk::lv2::EditorSession;
 @interface VeskLV2EditorView : NSView {
   EditorSession* _session;
   NSTimer* _timer;
+  AreaSize _followed;
   BOOL _isFollowing;
 }
 - (id)initWithSession:(EditorSession*)session;
@@ -43,6 +44,7 @@ using vesk::lv2::EditorSession;
   const AreaSize size = session->size();
   self = [super initWithFrame:NSMakeRect(0, 0, size.width, size.height)];
   _session = session;
+  _followed = size;
   VeskLV2Turns* turns = [[[VeskLV2Turns alloc] init] autorelease];
   turns->_view = self;
   _timer = [[NSTimer timerWithTimeInterval:1 / vesk::lv2::turns_per_second
@@ -117,30 +119,56 @@ using vesk::lv2::EditorSession;
   }
   [self followSize];
   [self place];
+  if (_session->take_press()) [self comeForward];
 }
 
-/// The window grows and shrinks at its lower right corner.
+/// The toolkit does not see a click on the interface's own X window, and a window manager, which
+/// does, is not always there.
+- (void)comeForward {
+  NSWindow* window = [self window];
+  if ([GSServerForWindow(window) handlesWindowDecorations]) return;
+  [window orderFront:nil];
+  if (_session->has_focus()) return;
+  [NSApp activateIgnoringOtherApps:YES];
+  [window makeKeyWindow];
+}
+
+/// The window grows and shrinks at its lower right corner, and only with the interface: whoever
+/// forces another size on it would be fought otherwise.
 - (void)followSize {
   const AreaSize area = _session->size();
+  if (area == _followed) return;
+  _followed = area;
   const NSSize size = NSMakeSize(area.width, area.height);
+  NSWindow* window = [self window];
   if (NSEqualSizes(size, [self frame].size)) return;
   _isFollowing = YES;
-  NSWindow* window = [self window];
   if ([window contentView] == self) {
-    const NSRect frame = [window frame];
-    [window setContentSize:size];
-    [window setFrameTopLeftPoint:NSMakePoint(NSMinX(frame), NSMaxY(frame))];
+    // In one step: the window has its new frame only when the server has said so.
+    NSRect content = [window contentRectForFrameRect:[window frame]];
+    content.origin.y = NSMaxY(content) - size.height;
+    content.size = size;
+    [window setFrame:[window frameRectForContentRect:content] display:YES];
+  } else {
+    [self setFrameSize:size];
   }
-  if (!NSEqualSizes(size, [self frame].size)) [self setFrameSize:size];
   _isFollowing = NO;
+}
+
+- (void)tellSize:(NSSize)size {
+  if (!_session || _isFollowing || size.width < 1 || size.height < 1) return;
+  const AreaSize area{static_cast<int>(size.width), static_cast<int>(size.height)};
+  if (area != _session->size()) _session->resize(area);
 }
 
 - (void)setFrameSize:(NSSize)size {
   [super setFrameSize:size];
-  if (_session && !_isFollowing && size.width >= 1 && size.height >= 1) {
-    const AreaSize area{static_cast<int>(size.width), static_cast<int>(size.height)};
-    if (area != _session->size()) _session->resize(area);
-  }
+  [self tellSize:size];
+}
+
+- (void)setFrame:(NSRect)frame {
+  [super setFrame:frame];
+  [self tellSize:frame.size];
 }
 
 @end
@@ -156,8 +184,13 @@ using vesk::lv2::EditorSession;
 
 - (NSView*)uiViewForAudioUnit:(AudioUnit)unit withSize:(NSSize)size {
   auto* display = static_cast<_XDisplay*>([GSCurrentServer() serverDevice]);
-  auto session = EditorSession::open(unit, display);
-  if (!session) return nil;
+  std::string error;
+  auto session = EditorSession::open(unit, display, error);
+  // What raises is told, and the generic panel comes in the place of its view.
+  if (!session) {
+    [NSException raise:NSGenericException
+                format:@"its own interface cannot be shown: %s", error.c_str()];
+  }
   return [[[VeskLV2EditorView alloc] initWithSession:session.release()] autorelease];
 }
 

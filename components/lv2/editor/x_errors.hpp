@@ -19,10 +19,13 @@ unsigned long x_error_count();
 /// when it does not answer. To be closed with `close_display`, lost or not.
 _XDisplay* open_display();
 void close_display(_XDisplay* display);
+/// Whether its server has gone, noticed or not.
+bool display_has_gone(_XDisplay* display);
 
-/// Runs `work(context)`, code that uses displays of its own. False when one of them was lost: then
-/// `work` was left in the middle, and what it belongs to must not be used again. (Xlib ends the
-/// process when its handler for a lost connection returns.)
+/// Runs `work(context)`, code that uses displays of its own. False when one of them was lost, or
+/// the code crashed when one of ours was: then `work` was left in the middle, and what it belongs
+/// to must not be used again. (Xlib ends the process when its handler for a lost connection
+/// returns.)
 bool survives_display_loss(void (*work)(void* context), void* context);
 
 }  // namespace vesk::lv2

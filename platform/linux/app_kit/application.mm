@@ -11,8 +11,10 @@
 #import "platform/linux/app_kit/class_additions.hpp"
 #include "platform/linux/app_kit/display.hpp"
 #import "platform/linux/app_kit/editors.hpp"
+#import "platform/linux/app_kit/icon.hpp"
 #import "platform/linux/app_kit/log_filter.hpp"
 #import "platform/linux/app_kit/main_loop_watch.hpp"
+#include "platform/linux/app_kit/thrown.hpp"
 
 extern char** environ;
 
@@ -59,6 +61,11 @@ constexpr NSTimeInterval longest_wait_seconds = 1;
 @end
 
 @implementation VeskApplication
+
+- (NSImage*)applicationIconImage {
+  static NSImage* icon = vesk::platform::make_icon();
+  return icon;
+}
 
 - (NSEvent*)nextEventMatchingMask:(NSUInteger)mask
                         untilDate:(NSDate*)date
@@ -108,17 +115,17 @@ void open_application(const DisplayProbe& probe) {
   char* arguments[] = {const_cast<char*>([program fileSystemRepresentation]), nullptr};
   [NSProcessInfo initializeWithArguments:arguments count:1 environment:environ];
 
-  // Without a window manager AppKit must draw the title bars itself, and asking one that is not
-  // there takes its time.
-  [[NSUserDefaults standardUserDefaults]
-      registerDefaults:[NSDictionary
-                           dictionaryWithObjectsAndKeys:[NSNumber
-                                                            numberWithBool:probe
-                                                                               .has_window_manager],
-                                                        @"GSX11HandlesWindowDecorations",
-                                                        [NSNumber numberWithBool:YES],
-                                                        @"GSSuppressAppIcon", nil]];
+  // Title bars, and windows while they are minimised, are AppKit's own to show where there is no
+  // window manager, and that one's where there is. Asking one that is not there takes its time.
+  NSNumber* is_managed = [NSNumber numberWithBool:probe.has_window_manager];
+  NSNumber* is_alone = [NSNumber numberWithBool:!probe.has_window_manager];
+  [[NSUserDefaults standardUserDefaults] registerDefaults:@{
+    @"GSX11HandlesWindowDecorations" : is_managed,
+    @"GSAppOwnsMiniwindow" : is_alone,
+    @"GSSuppressAppIcon" : [NSNumber numberWithBool:YES]
+  }];
   [VeskApplication sharedApplication];
+  watch_displays();
   outlive_display([GSCurrentServer() serverDevice]);
   serve_main_loop_in_ns_run_loop();
 }
@@ -126,17 +133,27 @@ void open_application(const DisplayProbe& probe) {
 }  // namespace
 
 bool prepare_application() {
-  if (display_is_lost()) return false;
-  if (NSApp) return true;
-  const DisplayProbe probe = probe_display();
-  if (!probe.is_reachable) return false;
-  @autoreleasepool {
-    drop_toolkit_messages();
-    install_window_additions();
-    keep_to_this_process();
-    open_application(probe);
-  }
-  return true;
+  // Of the toolkit's application there is one, and it opens its display once.
+  static enum { unopened, opened, broken } state = unopened;
+  if (state != unopened) return state == opened && !display_is_lost();
+  watch_displays();
+  DisplayProbe probe;
+  if (thrown_by([&] { probe = probe_display(); }) || !probe.is_reachable) return false;
+  state = broken;
+  // The server may go away meanwhile: it throws then, and the toolkit raises.
+  static_cast<void>(thrown_by([&] {
+    @autoreleasepool {
+      @try {
+        drop_toolkit_messages();
+        install_window_additions();
+        keep_to_this_process();
+        open_application(probe);
+        state = opened;
+      } @catch (NSException*) {
+      }
+    }
+  }));
+  return state == opened;
 }
 
 }  // namespace vesk::platform

@@ -3,6 +3,7 @@
 #include <X11/Xatom.h>
 #include <X11/Xlib.h>
 #include <X11/Xlibint.h>
+#include <poll.h>
 #include <unistd.h>
 
 #undef max
@@ -113,14 +114,23 @@ DisplayProbe probe_display() {
   return probe;
 }
 
+void watch_displays() {
+  XSetIOErrorHandler(note_loss);
+}
+
 void outlive_display(void* display) {
   app_display = static_cast<Display*>(display);
-  XSetIOErrorHandler(note_loss);
   XSetIOErrorExitHandler(app_display, stay_alive, nullptr);
 }
 
 bool display_is_lost() {
   return lost.load(std::memory_order_acquire);
+}
+
+bool display_has_gone() {
+  if (display_is_lost() || !app_display) return display_is_lost();
+  pollfd connection{ConnectionNumber(app_display), 0, 0};
+  return poll(&connection, 1, 0) > 0 && (connection.revents & (POLLHUP | POLLERR)) != 0;
 }
 
 ViewCode::ViewCode() {

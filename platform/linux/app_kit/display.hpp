@@ -11,15 +11,21 @@ struct DisplayProbe {
 /// Opens the display that the environment names, looks, and closes it again.
 DisplayProbe probe_display();
 
-/// Keeps the process alive when the connection `display` (a Display*) breaks: Xlib would end it.
-/// From then on Xlib's calls on it return at once and `display_is_lost` says so. To be called
-/// after AppKit has opened the display. A connection that a view has opened for itself is survived
-/// too: on the main thread, within a `ViewCode`, its loss throws std::runtime_error out of the
-/// call that noticed; a thread of the view's own is held there for good.
+/// From here on the process survives the loss of connections to the X server, at which Xlib would
+/// end it: on the main thread, within a `ViewCode`, a loss throws std::runtime_error out of the
+/// call that noticed; a thread of a view's own is held there for good. To be called before AppKit
+/// opens its display and again after it.
+void watch_displays();
+
+/// Makes `display` (a Display*) the one that AppKit has opened. After its loss Xlib's calls on it
+/// return at once, and `display_is_lost` says so.
 void outlive_display(void* display);
 
-/// Whether the connection broke. Any thread.
+/// Whether that connection was found broken. Any thread.
 bool display_is_lost();
+
+/// Whether it is broken, found or not. Main thread.
+bool display_has_gone();
 
 /// While one lives, whatever is thrown on the main thread reaches the guard around views.
 class ViewCode {

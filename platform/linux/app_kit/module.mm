@@ -18,7 +18,8 @@ namespace {
 host::Windows& manager_of(void* manager) { return *static_cast<host::Windows*>(manager); }
 
 /// Runs `work`, and lets out what it throws as what a plain C++ unit can read. C++ exceptions pass
-/// through; Objective-C ones are thrown anew once their own handler is left.
+/// through; Objective-C ones are thrown anew once their own handler is left. What the toolkit says
+/// without a server to ask is not what is wrong.
 template <class Work>
 void with_readable_exceptions(const Work& work) {
   const ViewCode within;
@@ -33,7 +34,7 @@ void with_readable_exceptions(const Work& work) {
   } @catch (id object) {
     reason = [[object description] UTF8String];
   }
-  throw std::runtime_error(reason);
+  throw std::runtime_error(display_has_gone() ? "the X server has gone" : reason);
 }
 
 void* create(std::function<void(unsigned)> on_close) {
@@ -44,11 +45,13 @@ void destroy(void* manager) {
   with_readable_exceptions([&] { delete static_cast<host::Windows*>(manager); });
 }
 
-bool open(void* manager, unsigned plugin, ComponentInstanceRecord* unit, const std::string& title) {
+bool open(void* manager, unsigned plugin, ComponentInstanceRecord* unit, const std::string& title,
+          bool as_panel) {
   forget_editor_turns();
   bool opened = false;
-  with_readable_exceptions(
-      [&] { opened = prepare_application() && manager_of(manager).open(plugin, unit, title); });
+  with_readable_exceptions([&] {
+    opened = prepare_application() && manager_of(manager).open(plugin, unit, title, as_panel);
+  });
   return opened;
 }
 

@@ -1,6 +1,7 @@
 // Where GNUstep's windows behave otherwise than the AppKit that the window manager is written for.
 
 #import <AppKit/AppKit.h>
+#import <GNUstepGUI/GSDisplayServer.h>
 #include <objc/runtime.h>
 #import <vesk/editor_failure.h>
 
@@ -17,6 +18,21 @@ NSString* frame_key(NSString* name) { return [@"NSWindow Frame " stringByAppendi
 bool is_on_a_screen(NSRect frame) {
   for (NSScreen* screen in [NSScreen screens])
     if (NSIntersectsRect(frame, [screen frame])) return true;
+  return false;
+}
+
+constexpr CGFloat cascade_step = 24;  // a title bar's height
+
+/// Whether a window with `frame` would cover most of the title bar of an editor below it.
+bool hides_a_title(NSRect frame, NSWindow* above) {
+  for (NSWindow* window in [NSApp windows]) {
+    if (window == above || !vesk::platform::plugin_of(window) || ![window isVisible]) continue;
+    NSRect title = [window frame];
+    title.origin.y = NSMaxY(title) - cascade_step;
+    title.size.height = cascade_step;
+    const NSSize hidden = NSIntersectionRect(frame, title).size;
+    if (hidden.width * hidden.height > NSWidth(title) * NSHeight(title) / 2) return true;
+  }
   return false;
 }
 
@@ -57,7 +73,9 @@ class Departure {
 - (BOOL)vesk_setFrameAutosaveName:(NSString*)name;
 - (void)vesk_saveFrameUsingName:(NSString*)name;
 - (BOOL)vesk_setFrameUsingName:(NSString*)name;
+- (void)vesk_center;
 - (void)vesk_setContentView:(NSView*)view;
+- (BOOL)vesk_isVisible;
 - (void)vesk_close;
 - (void)vesk_update;
 - (void)vesk_handleAutodisplay;
@@ -97,6 +115,23 @@ class Departure {
   if (saved && sscanf([saved UTF8String], "%lf %lf %lf %lf", &x, &y, &width, &height) == 4)
     [self setFrameTopLeftPoint:NSMakePoint(x, y + height)];
   return is_on_a_screen([self frame]);
+}
+
+/// The original puts one editor exactly on top of another.
+- (void)vesk_center {
+  [self vesk_center];
+  const NSRect screen = [[self screen] visibleFrame];
+  NSRect frame = [self frame];
+  while (hides_a_title(frame, self)) {
+    frame = NSOffsetRect(frame, cascade_step, -cascade_step);
+    if (!NSContainsRect(screen, frame)) return;
+    [self setFrameOrigin:frame.origin];
+  }
+}
+
+/// A minimised window is one that its user keeps: its editor is open.
+- (BOOL)vesk_isVisible {
+  return [self vesk_isVisible] || [self isMiniaturized];
 }
 
 - (void)vesk_setContentView:(NSView*)view {
@@ -143,6 +178,21 @@ class Departure {
 
 @end
 
+@implementation NSWindow (VeskStyleMask)
+
+- (void)setStyleMask:(NSWindowStyleMask)mask {
+  GSDisplayServer* server = GSServerForWindow(self);
+  // The toolkit's own title bars are made once, for one style.
+  if (!server || ![server handlesWindowDecorations]) return;
+  const NSRect content = [self contentRectForFrameRect:[self frame]];
+  _styleMask = mask;
+  [server stylewindow:static_cast<unsigned>(mask):static_cast<int>([self windowNumber])];
+  // What a window manager draws around it may have another size.
+  [self setFrame:[self frameRectForContentRect:content] display:NO];
+}
+
+@end
+
 @implementation NSWindow (VeskEditorFailure)
 
 - (void)vesk_failEditor:(NSString*)reason {
@@ -171,7 +221,9 @@ void install_window_additions() {
   exchange(@selector(setFrameAutosaveName:), @selector(vesk_setFrameAutosaveName:));
   exchange(@selector(saveFrameUsingName:), @selector(vesk_saveFrameUsingName:));
   exchange(@selector(setFrameUsingName:), @selector(vesk_setFrameUsingName:));
+  exchange(@selector(center), @selector(vesk_center));
   exchange(@selector(setContentView:), @selector(vesk_setContentView:));
+  exchange(@selector(isVisible), @selector(vesk_isVisible));
   exchange(@selector(close), @selector(vesk_close));
   exchange(@selector(update), @selector(vesk_update));
   exchange(NSSelectorFromString(@"_handleAutodisplay"), @selector(vesk_handleAutodisplay));

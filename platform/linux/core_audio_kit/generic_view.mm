@@ -1,6 +1,5 @@
 #import <CoreAudioKit/AUGenericView.h>
 #include <CoreFoundation/CoreFoundation.h>
-#import <GNUstepGUI/GSDisplayServer.h>
 
 #include <algorithm>
 #include <cmath>
@@ -294,11 +293,7 @@ void follow(CFRunLoopTimerRef, void* view) {
   NSWindow* window = [self window];
   if (!window) return;
   [window setAcceptsMouseMovedEvents:YES];
-  GSDisplayServer* server = GSServerForWindow(window);
-  if ([server handlesWindowDecorations])
-    [server stylewindow:static_cast<unsigned>(
-                            [window styleMask] |
-                            NSResizableWindowMask):static_cast<int>([window windowNumber])];
+  [window setStyleMask:[window styleMask] | NSResizableWindowMask];
   [self vesk_limitWindow];
   [window setInitialFirstResponder:self];
   [window makeFirstResponder:self];

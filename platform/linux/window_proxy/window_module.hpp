@@ -15,7 +15,7 @@ struct WindowModule {
   void* (*create)(std::function<void(unsigned)> on_close);
   void (*destroy)(void* manager);
   bool (*open)(void* manager, unsigned plugin, ComponentInstanceRecord* unit,
-               const std::string& title);
+               const std::string& title, bool as_panel);
   void (*close_all)(void* manager);
   std::uint32_t (*open_mask)(const void* manager);
   void (*pump)(void* manager, double seconds);

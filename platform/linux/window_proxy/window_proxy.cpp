@@ -3,7 +3,8 @@
 // there.
 //
 // This is also where an exception out of a plugin's view code ends: the editor it came out of is
-// closed, and the host goes on rendering. It has to be caught here: a C++ exception cannot be
+// closed, or the generic panel opened in its place if it has not opened yet, and the host goes on
+// rendering. It has to be caught here: a C++ exception cannot be
 // caught in an Objective-C++ unit of this runtime, while a plain C++ unit catches both kinds.
 
 #include <CoreFoundation/CoreFoundation.h>
@@ -135,15 +136,21 @@ Windows::~Windows() {
   guard([&] { impl_->module->destroy(impl_->manager); }, [](const char*) {});
 }
 
-bool Windows::open(unsigned plugin, ComponentInstanceRecord* unit, const std::string& title) {
+bool Windows::open(unsigned plugin, ComponentInstanceRecord* unit, const std::string& title,
+                   bool as_panel) {
   if (!impl_->reach_module()) return false;
   bool opened = false;
-  guard([&] { opened = impl_->module->open(impl_->manager, plugin, unit, title); },
+  bool passed = true;
+  guard([&] { opened = impl_->module->open(impl_->manager, plugin, unit, title, as_panel); },
         [&](const char* reason) {
+          passed = false;
           report_failure(plugin, reason);
           close_editor(impl_->module, plugin);
         });
-  return opened;
+  if (passed || as_panel) return opened;
+  // What has closed is let go of first, so that it is not what is shown.
+  impl_->pump(0);
+  return open(plugin, unit, title, true);
 }
 
 void Windows::close_all() {

@@ -70,6 +70,8 @@ static OSStatus get_cocoa_ui(Editors* editors, void* data, UInt32* size) {
   const int count = variant == kLocationOnly ? 0 : variant == kThreeClasses ? 3 : 1;
   if (variant <= kControllerWithoutView && variant != kCocoaView)
     return kAudioUnitErr_InvalidProperty;
+  /* As if the views were in the component's own binary. */
+  if (variant == kOpenedBefore) dlopen(VESK_EDITOR_VIEWS "/EditorViews", RTLD_NOW);
   *size = (UInt32)((1 + count) * (int)sizeof(CFTypeRef));
   if (!data) return noErr;
   AudioUnitCocoaViewInfo* info = data;

@@ -33,6 +33,7 @@ enum EditorVariant {
   kThrowsInFactory,    /* C++ */
   kRaisesInFactory,    /* Objective-C */
   kExitsInFactory,     /* with status 0 */
+  kThrowsInEntering,   /* when its window gets it */
   kThrowsInMouseDown,
   kThrowsInDrawing,
   kRaisesInDrawing,
@@ -51,6 +52,8 @@ enum EditorVariant {
   kCrashesInMouseDown,
   kBreaksItsDisplay, /* its own connection to the X server, when it is clicked */
   kBreaksItsDisplayOnThread,
+  kLingers, /* a click begins to type 0.75 as the level; timer and tasks that read it never end */
+  kOpenedBefore, /* its bundle's code is, by the unit; and its view is in a nib */
   kVariantCount
 };
 

@@ -50,21 +50,55 @@ EditorVariant variant_of(AudioUnit unit) {
   AudioUnit _unit;
   EditorVariant _variant;  // read once: a view may outlive its unit
   BOOL _clicked;
-  Display* _display;  // a connection of its own, in a view that breaks it
+  Display* _display;    // a connection of its own, in a view that breaks it
+  NSTextField* _field;  // in a view that lingers
 }
 - (id)initWithUnit:(AudioUnit)unit;
+- (void)setUnit:(AudioUnit)unit;
 @end
 
 @implementation VeskTestView
 
+// What a nib calls.
+- (id)initWithFrame:(NSRect)frame {
+  self = [super initWithFrame:frame];
+  ++live_objects;
+  return self;
+}
+
 - (id)initWithUnit:(AudioUnit)unit {
-  self = [super initWithFrame:view_frame];
+  self = [self initWithFrame:view_frame];
+  [self setUnit:unit];
+  return self;
+}
+
+- (void)viewDidChangeBackingProperties {
+  [super viewDidChangeBackingProperties];
+}
+
+- (void)setUnit:(AudioUnit)unit {
+  // As views for several systems do where there are no layers.
+  if (![self layer]) [self viewDidChangeBackingProperties];
   _unit = unit;
   _variant = variant_of(unit);
   if (_variant == kBreaksItsDisplay || _variant == kBreaksItsDisplayOnThread)
     _display = XOpenDisplay(nullptr);
-  ++live_objects;
-  return self;
+  if (_variant == kLingers) [self linger];
+}
+
+// What many views have: a field to type in, a timer that keeps them, tasks.
+- (void)linger {
+  _field = [[[NSTextField alloc] initWithFrame:NSMakeRect(10, 80, 80, 24)] autorelease];
+  [_field setTarget:self];
+  [_field setAction:@selector(typed:)];
+  [[_field cell] setSendsActionOnEndEditing:YES];
+  [self addSubview:_field];
+  [NSTimer scheduledTimerWithTimeInterval:0.02
+                                   target:self
+                                 selector:@selector(level)
+                                 userInfo:nil
+                                  repeats:YES];
+  [self readLevelAgain];
 }
 
 - (void)dealloc {
@@ -77,22 +111,44 @@ EditorVariant variant_of(AudioUnit unit) {
   [super dealloc];
 }
 
+// As many views do: what is taken out is done with.
+- (void)removeFromSuperview {
+  _unit = nullptr;
+  [super removeFromSuperview];
+}
+
 - (void)drawRect:(NSRect)dirty {
   if (_clicked && _variant == kThrowsInDrawing) throw std::runtime_error("drawn in vain");
   if (_clicked && _variant == kRaisesInDrawing) raise_exception(@"drawn in vain");
   [[NSColor darkGrayColor] setFill];
   NSRectFill(dirty);
-  AudioUnitParameterValue level = 0;
-  AudioUnitGetParameter(_unit, kLevel, kAudioUnitScope_Global, 0, &level);
   [[NSColor orangeColor] setFill];
   const NSRect bounds = [self bounds];
-  NSRectFill(NSMakeRect(0, 0, level * bounds.size.width, bounds.size.height));
+  NSRectFillUsingOperation(NSMakeRect(0, 0, [self level] * bounds.size.width, bounds.size.height),
+                           NSCompositingOperationSourceOver);
+}
+
+- (float)level {
+  AudioUnitParameterValue level = 0;
+  AudioUnitGetParameter(_unit, kLevel, kAudioUnitScope_Global, 0, &level);
+  return level;
 }
 
 - (void)setLevel:(float)value {
   const AudioUnitParameter level = {_unit, kLevel, kAudioUnitScope_Global, 0};
   AUParameterSet(nullptr, nullptr, &level, value, 0);
   [self setNeedsDisplay:YES];
+}
+
+- (void)readLevelAgain {
+  [self level];
+  dispatch_async(dispatch_get_main_queue(), ^{
+    [self readLevelAgain];
+  });
+}
+
+- (void)typed:(NSTextField*)field {
+  [self setLevel:[field floatValue]];
 }
 
 - (void)mouseDown:(NSEvent*)event {
@@ -129,6 +185,10 @@ EditorVariant variant_of(AudioUnit unit) {
   }
   if (_variant == kBreaksItsDisplay) break_display();
   if (_variant == kBreaksItsDisplayOnThread) std::thread(break_display).detach();
+  if (_variant == kLingers) {
+    [[self window] makeFirstResponder:_field];
+    [[_field currentEditor] setString:@"0.75"];
+  }
   while (_variant == kTracksMouse) {
     event = [NSApp nextEventMatchingMask:NSLeftMouseUpMask
                                untilDate:[NSDate distantFuture]
@@ -173,6 +233,7 @@ EditorVariant variant_of(AudioUnit unit) {
 
 - (void)viewWillMoveToWindow:(NSWindow*)window {
   [super viewWillMoveToWindow:window];
+  if (window && _variant == kThrowsInEntering) throw std::runtime_error("entered in vain");
   if (window) return;
   if (_variant == kThrowsInLeaving) throw std::runtime_error("left in vain");
   if (_variant == kRaisesInLeaving) raise_exception(@"left in vain");
@@ -180,10 +241,16 @@ EditorVariant variant_of(AudioUnit unit) {
 
 @end
 
-@interface VeskTestFactory : NSObject <AUCocoaUIBase>
+@interface VeskTestFactory : NSObject <AUCocoaUIBase> {
+  VeskTestView* _view;  // an outlet
+}
 @end
 
 @implementation VeskTestFactory
+
+- (void)setView:(VeskTestView*)view {
+  _view = view;
+}
 
 - (unsigned)interfaceVersion {
   return 0;
@@ -192,6 +259,7 @@ EditorVariant variant_of(AudioUnit unit) {
 - (NSView*)uiViewForAudioUnit:(AudioUnit)unit withSize:(NSSize)size {
   // Checks what every factory is promised.
   if (size.width != 800 || size.height != 600) return nil;
+  NSArray* made = nil;
   switch (variant_of(unit)) {
     case kThrowsInFactory:
       throw std::runtime_error("no view today");
@@ -199,6 +267,12 @@ EditorVariant variant_of(AudioUnit unit) {
       raise_exception(@"no view raised");
     case kExitsInFactory:
       exit(0);
+    case kOpenedBefore:
+      [[NSBundle bundleForClass:[self class]] loadNibNamed:@"Level"
+                                                     owner:self
+                                           topLevelObjects:&made];
+      [_view setUnit:unit];
+      return _view;
     case kLogs:
       NSLog(@"a plugin's own message");
       break;
