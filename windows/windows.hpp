@@ -34,9 +34,10 @@ class Windows {
   ///
   /// Can hold the thread for about 2 s, when a unit does not answer the request for its view
   /// controller. False when no view could be made, or when there is no window server to show it.
-  /// With `as_panel` the unit is not asked for a view: it gets the generic panel.
-  bool open(unsigned plugin, ComponentInstanceRecord* unit, const std::string& title,
-            bool as_panel = false);
+  bool open(unsigned plugin, ComponentInstanceRecord* unit, const std::string& title);
+
+  /// The same with the generic panel, whatever view the unit has.
+  bool open_panel(unsigned plugin, ComponentInstanceRecord* unit, const std::string& title);
 
   /// Closes every window, in the order of the plugins.
   void close_all();

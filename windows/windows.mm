@@ -42,7 +42,7 @@ void bring_to_front(NSWindow* window) {
 
 }  // namespace
 
-struct Windows::Impl {
+struct Windows::Impl : std::enable_shared_from_this<Windows::Impl> {
   std::function<void(unsigned)> on_close;
   bool app_started = false;
   std::map<unsigned, Strong<NSWindow>> windows;
@@ -53,6 +53,8 @@ struct Windows::Impl {
   std::set<unsigned> closing;
 
   ~Impl();
+  bool open(unsigned plugin, ComponentInstanceRecord* unit, const std::string& title,
+            EditorView (*view_of)(ComponentInstanceRecord*));
   void start_application();
   void place(NSWindow* window, NSString* autosave_name);
   void show_again(unsigned plugin, NSString* title);
@@ -102,17 +104,25 @@ Windows::Windows(std::function<void(unsigned)> on_close) : impl_(std::make_share
 
 Windows::~Windows() { close_all(); }
 
-bool Windows::open(unsigned plugin, ComponentInstanceRecord* unit, const std::string& title,
-                   bool as_panel) {
+bool Windows::open(unsigned plugin, ComponentInstanceRecord* unit, const std::string& title) {
+  return impl_->open(plugin, unit, title, editor_view);
+}
+
+bool Windows::open_panel(unsigned plugin, ComponentInstanceRecord* unit, const std::string& title) {
+  return impl_->open(plugin, unit, title, panel_view);
+}
+
+bool Windows::Impl::open(unsigned plugin, ComponentInstanceRecord* unit, const std::string& title,
+                         EditorView (*view_of)(ComponentInstanceRecord*)) {
   @autoreleasepool {
-    impl_->start_application();
+    start_application();
     NSString* window_title = [NSString stringWithUTF8String:readable_utf8(title).c_str()];
-    if (impl_->windows.contains(plugin)) {
-      impl_->show_again(plugin, window_title);
+    if (windows.contains(plugin)) {
+      show_again(plugin, window_title);
       return true;
     }
 
-    const EditorView editor = as_panel ? panel_view(unit) : editor_view(unit);
+    const EditorView editor = view_of(unit);
     if (!editor.view) return false;
     const NSSize size = [editor.view.get() frame].size;
     const auto window = Strong<NSWindow>::adopt([[NSWindow alloc]
@@ -125,14 +135,14 @@ bool Windows::open(unsigned plugin, ComponentInstanceRecord* unit, const std::st
     [window.get() setReleasedWhenClosed:NO];
     [window.get() setTitle:window_title];
     [window.get() setContentView:editor.view.get()];
-    impl_->place(window.get(), [NSString stringWithFormat:@"%@ %u", window_title, plugin]);
+    place(window.get(), [NSString stringWithFormat:@"%@ %u", window_title, plugin]);
 
     const auto delegate = Strong<VeskWindowDelegate>::adopt([[VeskWindowDelegate alloc] init]);
     [delegate.get() setPlugin:plugin];
     // The removal comes later, on the main queue: the window system is still using the window
     // while it closes. By then the manager may be gone, and with it its windows.
-    Impl* impl = impl_.get();
-    const std::weak_ptr<Impl> alive = impl_;
+    Impl* impl = this;
+    const std::weak_ptr<Impl> alive = weak_from_this();
     [delegate.get() setOnClose:^(unsigned int closed) {
       impl->on_close(closed);
       impl->closing.insert(closed);
@@ -142,9 +152,9 @@ bool Windows::open(unsigned plugin, ComponentInstanceRecord* unit, const std::st
     }];
     [window.get() setDelegate:delegate.get()];
 
-    impl_->windows[plugin] = window;
-    impl_->delegates[plugin] = delegate;
-    if (editor.controller) impl_->controllers[plugin] = editor.controller;
+    windows[plugin] = window;
+    delegates[plugin] = delegate;
+    if (editor.controller) controllers[plugin] = editor.controller;
 
     if (wants_offscreen())
       [window.get() orderBack:nil];

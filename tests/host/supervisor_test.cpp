@@ -42,7 +42,7 @@ Windows::Windows(std::function<void(unsigned)> on_close) {
   g_editors.on_close = std::move(on_close);
 }
 Windows::~Windows() = default;
-bool Windows::open(unsigned plugin, ComponentInstanceRecord*, const std::string&, bool) {
+bool Windows::open(unsigned plugin, ComponentInstanceRecord*, const std::string&) {
   g_editors.opened.push_back(plugin);
   if (g_editors.on_open) g_editors.on_open();
   return true;

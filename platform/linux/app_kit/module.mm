@@ -50,7 +50,9 @@ bool open(void* manager, unsigned plugin, ComponentInstanceRecord* unit, const s
   forget_editor_turns();
   bool opened = false;
   with_readable_exceptions([&] {
-    opened = prepare_application() && manager_of(manager).open(plugin, unit, title, as_panel);
+    if (!prepare_application()) return;
+    opened = as_panel ? manager_of(manager).open_panel(plugin, unit, title)
+                      : manager_of(manager).open(plugin, unit, title);
   });
   return opened;
 }

@@ -101,6 +101,9 @@ struct Windows::Impl {
   void* manager = nullptr;
 
   bool reach_module();
+  /// Nothing when the editor failed.
+  std::optional<bool> open(unsigned plugin, ComponentInstanceRecord* unit, const std::string& title,
+                           bool as_panel);
   /// A turn of the module's pump; false when an editor failed in it.
   bool pump(double seconds);
 };
@@ -110,6 +113,17 @@ bool Windows::Impl::reach_module() {
   module = window_module();
   if (module) manager = module->create(on_close);
   return manager != nullptr;
+}
+
+std::optional<bool> Windows::Impl::open(unsigned plugin, ComponentInstanceRecord* unit,
+                                        const std::string& title, bool as_panel) {
+  std::optional<bool> opened;
+  guard([&] { opened = module->open(manager, plugin, unit, title, as_panel); },
+        [&](const char* reason) {
+          report_failure(plugin, reason);
+          close_editor(module, plugin);
+        });
+  return opened;
 }
 
 bool Windows::Impl::pump(double seconds) {
@@ -136,21 +150,16 @@ Windows::~Windows() {
   guard([&] { impl_->module->destroy(impl_->manager); }, [](const char*) {});
 }
 
-bool Windows::open(unsigned plugin, ComponentInstanceRecord* unit, const std::string& title,
-                   bool as_panel) {
+bool Windows::open(unsigned plugin, ComponentInstanceRecord* unit, const std::string& title) {
   if (!impl_->reach_module()) return false;
-  bool opened = false;
-  bool passed = true;
-  guard([&] { opened = impl_->module->open(impl_->manager, plugin, unit, title, as_panel); },
-        [&](const char* reason) {
-          passed = false;
-          report_failure(plugin, reason);
-          close_editor(impl_->module, plugin);
-        });
-  if (passed || as_panel) return opened;
+  if (const auto opened = impl_->open(plugin, unit, title, false)) return *opened;
   // What has closed is let go of first, so that it is not what is shown.
   impl_->pump(0);
-  return open(plugin, unit, title, true);
+  return open_panel(plugin, unit, title);
+}
+
+bool Windows::open_panel(unsigned plugin, ComponentInstanceRecord* unit, const std::string& title) {
+  return impl_->reach_module() && impl_->open(plugin, unit, title, true).value_or(false);
 }
 
 void Windows::close_all() {

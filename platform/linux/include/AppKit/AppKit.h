@@ -36,11 +36,10 @@ enum : NSUInteger { NSEventMaskAny = NSUIntegerMax };
 @end
 
 @interface NSBundle (VeskNibLoading)
-/// Makes what is in the nib `name` and connects it to `owner`. Its top-level objects are owned by the
-/// array that `top_level_objects` gets, autoreleased. NO when there is no such nib. Main thread.
-- (BOOL)loadNibNamed:(NSString*)name
-               owner:(id)owner
-     topLevelObjects:(NSArray**)top_level_objects;
+/// Makes what is in the nib `name` and connects it to `owner`. Its top-level objects are owned by
+/// the array that `top_level_objects` gets, autoreleased. NO when there is no such nib. Main
+/// thread.
+- (BOOL)loadNibNamed:(NSString*)name owner:(id)owner topLevelObjects:(NSArray**)top_level_objects;
 @end
 
 @interface NSWindow (VeskStyleMask)
