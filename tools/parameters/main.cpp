@@ -35,7 +35,7 @@ std::optional<std::vector<ParameterDescription>> parameters_of(const std::string
   std::string reason;
   if (const auto spec = PluginSpec::parse(component, reason))
     return read_parameters(spec->desc, spec->name, sample_rate_hz, error);
-  error = component + ": " + reason;
+  error = component + ": " + syntax_error(reason);
   return std::nullopt;
 }
 
