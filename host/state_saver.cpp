@@ -1,10 +1,10 @@
 #include "host/state_saver.hpp"
 
-#include <cstdio>
-#include <fstream>
 #include <string>
 
 #include "host/diagnostics.hpp"
+#include "host/file_replacement.hpp"
+#include "platform/parent_watch.hpp"
 #include "platform/plugin_call.hpp"
 
 namespace vesk::host {
@@ -13,16 +13,6 @@ namespace {
 std::vector<std::uint8_t> state_of(const AudioUnitPlugin& plugin, unsigned index) {
   const platform::PluginCall call(index, "state");
   return plugin.state();
-}
-
-/// Writes all of `bytes` to a fresh file. False when any of them could not be written.
-bool write_file(const std::string& path, const std::vector<std::uint8_t>& bytes) {
-  std::ofstream file(path, std::ios::binary | std::ios::trunc);
-  file.write(reinterpret_cast<const char*>(bytes.data()),
-             static_cast<std::streamsize>(bytes.size()));
-  // A full disk shows when the buffer reaches it, which for a small state is only now.
-  file.flush();
-  return file.good();
 }
 
 /// Tells the parent that the plugin's file has been rewritten.
@@ -44,17 +34,21 @@ void StateSaver::save(unsigned plugin) {
   const AudioUnitPlugin& instance = *(*plugins)[plugin];
   const std::string& path = instance.spec().preset_path;
   if (path.empty()) return;
+  const platform::SaveUnderWay under_way;
   std::vector<std::uint8_t> bytes = state_of(instance, plugin);
   if (bytes.empty()) return;
   std::vector<std::uint8_t>& last = last_saved[plugin];
   if (last == bytes) return;
 
-  const std::string temporary = path + ".saving";
-  if (!write_file(temporary, bytes)) {
-    print_line("plugin host: could not save state to " + path);
-    return;
+  switch (replace_file(path, bytes)) {
+    case Replacement::not_written:
+      print_line("plugin host: could not save state to " + path);
+      return;
+    case Replacement::not_renamed:
+      return;
+    case Replacement::done:
+      break;
   }
-  if (std::rename(temporary.c_str(), path.c_str()) != 0) return;
   last = std::move(bytes);
   post_notice(*block, plugin);
 }

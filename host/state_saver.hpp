@@ -12,8 +12,8 @@ namespace vesk::host {
 /// Writes the preset files of plugins that the user has changed in their editors.
 ///
 /// A file is rewritten only when the plugin's state differs from what was last written or
-/// captured, through a temporary file and a rename, so that a reader finds the old content or the
-/// new and never a mixture. Each rewrite is announced in the block. Main thread only.
+/// captured, by `replace_file`, so that a reader finds the old content or the new and never a
+/// mixture, whoever else saves to it. Each rewrite is announced in the block. Main thread only.
 struct StateSaver {
   StateSaver(Block* block, const Plugins* plugins) : block(block), plugins(plugins) {}
 
@@ -23,7 +23,7 @@ struct StateSaver {
 
   /// Saves the plugin's state if it has a preset file and has changed. `plugin` must be below the
   /// chain's length. A file that cannot be written is told on standard error and keeps its old
-  /// content; the next call tries again.
+  /// content; the next call tries again. Waits at most a second for another host's save.
   void save(unsigned plugin);
 
   Block* block;

@@ -1,6 +1,9 @@
 #include "host/supervisor.hpp"
 
+#include <signal.h>
+
 #include <cstring>
+#include <iterator>
 #include <utility>
 
 #include "host/diagnostics.hpp"
@@ -16,6 +19,26 @@ constexpr unsigned mask_bits = 32;
 // A counter that the parent has set ahead by more than its ring makes this thread go round the ring
 // several times. After so many rounds the rest waits for the next turn.
 constexpr unsigned laps_per_turn = 128;
+
+/// Gives the signals that ask a process to end back their meaning when it goes. A toolkit that
+/// starts takes them for its own event loop, which never runs here, and the host would ignore them.
+class EndSignals {
+ public:
+  EndSignals() {
+    for (std::size_t i = 0; i < std::size(signals); ++i)
+      sigaction(signals[i], nullptr, &before_[i]);
+  }
+  ~EndSignals() {
+    for (std::size_t i = 0; i < std::size(signals); ++i)
+      sigaction(signals[i], &before_[i], nullptr);
+  }
+  EndSignals(const EndSignals&) = delete;
+  EndSignals& operator=(const EndSignals&) = delete;
+
+ private:
+  static constexpr int signals[] = {SIGTERM, SIGINT, SIGHUP, SIGQUIT};
+  struct sigaction before_[std::size(signals)];
+};
 
 }  // namespace
 
@@ -88,6 +111,7 @@ void Supervisor::serve_windows() {
 void Supervisor::open_editor(unsigned plugin, const char* title_field) {
   saver_.capture_baseline(plugin);
   const std::string title(title_field, strnlen(title_field, title_bytes));
+  const EndSignals kept;
   const platform::PluginCall call(plugin, "editor");
   if (!windows_.open(plugin, plugins_[plugin]->unit(), title))
     print_line("plugin host " + label_ + ": no window for plugin " + std::to_string(plugin));

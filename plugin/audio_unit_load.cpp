@@ -216,10 +216,12 @@ bool AudioUnitPlugin::transfer_sampler_state(double sample_rate, unsigned max_fr
   UInt32 size = sizeof list;
   OSStatus status = AudioUnitGetProperty(temporary.unit_, kAudioUnitProperty_ClassInfo,
                                          kAudioUnitScope_Global, 0, &list, &size);
+  // A unit may succeed without a list. No other takes null for one.
+  if (status == noErr && list == nullptr) status = kAudioUnitErr_InvalidPropertyValue;
   if (status == noErr) {
     status = AudioUnitSetProperty(unit_, kAudioUnitProperty_ClassInfo, kAudioUnitScope_Global, 0,
                                   &list, sizeof list);
-    if (list != nullptr) CFRelease(list);
+    CFRelease(list);
   }
   if (status != noErr) {
     error = with_status("EXS state transfer failed (OSStatus ", status);

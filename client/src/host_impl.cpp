@@ -113,14 +113,16 @@ Ending HostImpl::stop() {
   told_to_stop = true;
   host::store_release(shared.quit, 1);
   wake_one(shared.render_request);
-  std::int64_t deadline = deadline_after(deadline_after(now_ns(), options.stop_limit),
-                                         saving_allowance * rings.editors());
+  const nanoseconds saving = saving_allowance * rings.editors();
+  std::int64_t deadline = deadline_after(deadline_after(now_ns(), options.stop_limit), saving);
+  // A host that told of files for ever would never be killed.
+  const std::int64_t last_deadline = deadline_after(deadline, saving);
   std::uint32_t saved = rings.saved_seen();
   while (!check_ended()) {
     rings.read_saved();
     // Every file written is a sign of life, and the next may take as long.
     if (std::exchange(saved, rings.saved_seen()) != rings.saved_seen())
-      deadline = std::max(deadline, now_ns() + saving_allowance.count());
+      deadline = std::max(deadline, std::min(last_deadline, now_ns() + saving_allowance.count()));
     std::int64_t left = deadline - now_ns();
     if (left <= 0) {
       if (killed) break;
@@ -195,14 +197,15 @@ bool HostImpl::check_ended() {
   ending = result;
   ending.killed = killed;
   ending.asked = told_to_stop;
-  drain_output();
-  lines.finish();
-  child->close_output();
-  rings.read_saved();
   block->unlink();
   placement.reset();
   presets.release();
   driver.mark_gone();
+  // Last, since these take memory and may fail.
+  drain_output();
+  lines.finish();
+  child->close_output();
+  rings.read_saved();
   return true;
 }
 
@@ -238,8 +241,7 @@ std::string HostImpl::describe_ending() const {
     if (ending.status == 0 && !ending.asked) text += ", though it was not told to";
   }
   std::string_view line = lines.death_line();
-  if (line.empty() && !ending.orderly() && !lines.host_lines().empty())
-    line = lines.host_lines().back();
+  if (line.empty() && !driver.is_listening()) line = lines.process_line();
   if (!line.empty()) text.append(": ").append(line);
   return text;
 }

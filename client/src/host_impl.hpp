@@ -72,6 +72,7 @@ struct HostImpl {
   RequestRings rings;
   LineStore lines;
   LoadTimes load_times;
+  double latency_seconds = 0;
   Ending ending;
   std::int64_t spawned_ns = 0;
   std::int64_t next_map_look_ns = 0;

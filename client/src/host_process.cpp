@@ -207,7 +207,10 @@ LoadTimes HostProcess::load_times() const noexcept {
 }
 
 double HostProcess::latency_seconds() const noexcept {
-  return impl_->driver.is_listening() ? impl_->block->block().latency_seconds_total : 0;
+  return controlled(*impl_, [&] {
+    const std::lock_guard lock(impl_->mutex);
+    return impl_->driver.is_listening() ? impl_->latency_seconds : 0;
+  });
 }
 
 int HostProcess::pid() const noexcept {

@@ -72,11 +72,11 @@ void RequestRings::read_mask(std::int64_t now) {
   if (!heard_) {
     if (mask == ~0u) return;
     heard_ = true;
-    mask_ = mask;
+    mask_ = mask & chain_bits();
     return;
   }
   if (!under_way_) {
-    mask_ = mask;
+    mask_ = mask & chain_bits();
     return;
   }
   if (mask == mark_) {
@@ -85,7 +85,7 @@ void RequestRings::read_mask(std::int64_t now) {
     mark(now);
     return;
   }
-  mask_ = mask;
+  mask_ = mask & chain_bits();
   if (--turns_left_ > 0) {
     mark(now);
   } else {
@@ -135,26 +135,24 @@ unsigned RequestRings::editors() const noexcept {
   const auto asked = std::count_if(requests_.begin(), requests_.end(), [](const auto& request) {
     return request.kind == host::WindowRequest::open;
   });
-  return static_cast<unsigned>(std::popcount(mask_) + asked + (opening_ ? 1 : 0));
+  const auto told = static_cast<unsigned>(std::popcount(mask_) + asked + (opening_ ? 1 : 0));
+  return std::min(told, plugins_);
 }
 
 void RequestRings::read_saved() {
-  std::uint32_t write = host::load_acquire(block_.saved_write);
+  const std::uint32_t write = host::load_acquire(block_.saved_write);
   if (write == saved_read_) return;
   std::uint32_t copies[host::saved_slots];
   for (unsigned i = 0; i < host::saved_slots; ++i) copies[i] = host::load_relaxed(block_.saved[i]);
   // What the host has written since overwrites the oldest slots, maybe before they were copied.
-  const std::uint32_t after = host::load_acquire(block_.saved_write);
-  if (after - saved_read_ > host::saved_slots) {
-    const std::uint32_t oldest = after - host::saved_slots;
-    const std::uint32_t lost = std::min(oldest - saved_read_, write - saved_read_);
-    lost_saved_ += lost;
-    saved_read_ += lost;
-  }
-  for (; saved_read_ != write; ++saved_read_) {
+  const std::uint32_t whole =
+      whole_notices(saved_read_, write, host::load_acquire(block_.saved_write));
+  lost_saved_ += write - saved_read_ - whole;
+  for (saved_read_ = write - whole; saved_read_ != write; ++saved_read_) {
     const std::uint32_t plugin = copies[saved_read_ % host::saved_slots];
     if (plugin < plugins_) saved_.push_back(plugin);
   }
+  for (; saved_.size() > kept_notices; ++lost_saved_) saved_.pop_front();
 }
 
 std::optional<unsigned> RequestRings::next_saved() {

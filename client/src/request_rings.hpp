@@ -1,5 +1,6 @@
 #pragma once
 
+#include <algorithm>
 #include <cstdint>
 #include <deque>
 #include <map>
@@ -9,6 +10,15 @@
 #include "host/block.hpp"
 
 namespace vesk::client {
+
+/// How many of the notices before `write` can be taken from copies of their slots: `read` of them
+/// had been taken before, and `after` was the counter once the slots had been copied. No more than
+/// the ring has, whatever the host made of its counter between the two looks.
+constexpr std::uint32_t whole_notices(std::uint32_t read, std::uint32_t write,
+                                      std::uint32_t after) noexcept {
+  const std::uint32_t overwritten = std::min(after - write, host::saved_slots);
+  return std::min(write - read, host::saved_slots - overwritten);
+}
 
 /// Parameter changes, editor requests and saved-state notices of one host.
 ///
@@ -20,12 +30,16 @@ namespace vesk::client {
 /// something is under way, so that neither ring can be overrun however long the host is busy
 /// opening an editor or saving, and changes that come meanwhile are merged.
 ///
+/// What is read from the block may be anything at any time; it bounds no loop and no memory.
+///
 /// No thread-safety of its own, no waiting; `turn` is called again when it says.
 class RequestRings {
  public:
   static constexpr unsigned batch_changes = 16;
   static constexpr unsigned batch_requests = 7;
   static constexpr std::int64_t batch_interval_ns = 25'000'000;
+  /// Notices that wait for the parent; the oldest beyond them are lost.
+  static constexpr std::size_t kept_notices = 256;
 
   /// `plugins` is the length of the chain.
   RequestRings(host::Block& block, unsigned plugins) noexcept : block_(block), plugins_(plugins) {}
@@ -43,7 +57,7 @@ class RequestRings {
 
   /// The mask as last told; 0 before the host's main loop runs.
   std::uint32_t open_mask() const noexcept { return mask_; }
-  /// Editors on screen or asked for.
+  /// Editors on screen or asked for, at most one for each plugin.
   unsigned editors() const noexcept;
 
   std::optional<unsigned> next_saved();
@@ -58,6 +72,8 @@ class RequestRings {
   void mark(std::int64_t now);
   unsigned send_changes();
   unsigned send_requests();
+  /// The bits of a mask that stand for plugins of the chain.
+  std::uint32_t chain_bits() const noexcept { return plugins_ < 32 ? (1u << plugins_) - 1 : ~0u; }
 
   host::Block& block_;
   const unsigned plugins_;

@@ -1,5 +1,6 @@
 #include <algorithm>
 #include <chrono>
+#include <cmath>
 #include <cstddef>
 #include <cstring>
 
@@ -37,6 +38,7 @@ nanoseconds look_interval(std::int64_t waited) {
 
 std::string load_error(const host::Block& block) {
   std::string text(block.error, strnlen(block.error, host::error_bytes));
+  replace_controls(text);
   if (text.empty()) text = "the chain failed to load, and the host gave no reason";
   return text;
 }
@@ -89,6 +91,8 @@ HostImpl::StartLook HostImpl::look_at_start() {
     load_times.instantiate_ms = shared.instantiate_ms_total;
     load_times.initialize_ms = shared.initialize_ms_total;
     load_times.restore_ms = shared.restore_ms_total;
+    const double told = shared.latency_seconds_total;
+    latency_seconds = std::isfinite(told) && told > 0 ? told : 0;
   }
   return StartLook::ready;
 }

@@ -1,6 +1,5 @@
 #include "client/src/watcher.hpp"
 
-#include <poll.h>
 #include <pthread.h>
 #include <signal.h>
 #include <unistd.h>
@@ -9,7 +8,7 @@
 #include <cerrno>
 #include <cstdint>
 #include <cstring>
-#include <optional>
+#include <exception>
 #include <system_error>
 
 #include "client/src/address_wait.hpp"
@@ -19,6 +18,8 @@
 namespace vesk::client {
 
 namespace {
+
+constexpr std::int64_t retry_ns = 20'000'000;
 
 /// Blocks all signals of the calling thread, so that a thread it starts takes none.
 class SignalsBlocked {
@@ -99,26 +100,33 @@ void Watcher::poke() const noexcept {
   notify(poke_.write_end());
 }
 
+bool Watcher::turn(std::vector<pollfd>& watched, std::optional<std::int64_t>& due) {
+  const std::lock_guard lock(mutex_);
+  if (ends_) return false;
+  watched.assign(1, {poke_.read_end(), POLLIN, 0});
+  for (HostImpl* host : hosts_) {
+    const std::optional<std::int64_t> next = host->background_turn();
+    if (next && (!due || *next < *due)) due = next;
+    host->add_descriptors(watched);
+  }
+  return true;
+}
+
 void Watcher::run() {
   become_background_thread();
   std::vector<pollfd> watched;
-  std::optional<std::int64_t> due;
   for (;;) {
-    {
-      const std::lock_guard lock(mutex_);
-      if (ends_) return;
-      due.reset();
-      watched.assign(1, {poke_.read_end(), POLLIN, 0});
-      for (HostImpl* host : hosts_) {
-        const std::optional<std::int64_t> next = host->background_turn();
-        if (next && (!due || *next < *due)) due = next;
-        host->add_descriptors(watched);
-      }
+    std::optional<std::int64_t> due;
+    try {
+      if (!turn(watched, due)) return;
+    } catch (const std::exception&) {
+      // There is no memory. Nothing of a host is lost by looking at it later.
+      due = now_ns() + retry_ns;
     }
     // A descriptor that is closed meanwhile, or stands for another file by then, wakes us in
     // vain at most.
     poll(watched.data(), static_cast<nfds_t>(watched.size()), poll_timeout(due));
-    if (watched[0].revents != 0) empty_pipe(poke_.read_end());
+    if (!watched.empty() && watched[0].revents != 0) empty_pipe(poke_.read_end());
   }
 }
 

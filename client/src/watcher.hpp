@@ -1,7 +1,11 @@
 #pragma once
 
+#include <poll.h>
+
+#include <cstdint>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <string>
 #include <thread>
 #include <vector>
@@ -35,6 +39,9 @@ class Watcher {
  private:
   Watcher() = default;
   void run();
+  /// Looks at every host once: fills what to `poll`, and the time of the next look when one is due.
+  /// False when the thread is to end.
+  bool turn(std::vector<pollfd>& watched, std::optional<std::int64_t>& due);
 
   std::mutex mutex_;
   std::vector<HostImpl*> hosts_;

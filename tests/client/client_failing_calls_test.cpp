@@ -9,6 +9,7 @@
 #include <atomic>
 #include <cerrno>
 #include <cstdarg>
+#include <new>
 #include <string_view>
 
 #include "tests/client/client_host.hpp"
@@ -17,6 +18,9 @@ using namespace vesk::client;
 using namespace vesk::client_test;
 
 namespace {
+
+/// No thread but the main one gets memory while this is not negative; counts the refusals.
+std::atomic<int> g_refusals{-1};
 
 /// Calls until the one that fails; negative: none does.
 std::atomic<int> g_calls_left{-1};
@@ -30,6 +34,15 @@ bool fails(int error) {
 }  // namespace
 
 extern "C" {
+// operator new(std::size_t)
+void* __real__Znwm(std::size_t);
+void* __wrap__Znwm(std::size_t bytes) {
+  if (g_refusals.load() >= 0 && gettid() != getpid()) {
+    g_refusals.fetch_add(1);
+    throw std::bad_alloc();
+  }
+  return __real__Znwm(bytes);
+}
 int __real_shm_open(const char*, int, mode_t);
 int __wrap_shm_open(const char* name, int flags, mode_t mode) {
   return fails(EMFILE) ? -1 : __real_shm_open(name, flags, mode);
@@ -111,4 +124,17 @@ TEST(ClientFailingCalls, EachGivesASentenceAndLeavesNothing) {
   ASSERT_EQ(sentences.size(), std::size(expected));
   for (std::size_t i = 0; i < std::size(expected); ++i)
     EXPECT_TRUE(sentences[i].starts_with(expected[i])) << sentences[i];
+}
+
+TEST(ClientFailingCalls, ABackgroundThreadWithoutMemoryGoesOnWhenThereIsSome) {
+  std::string error;
+  // Its lines need memory.
+  auto host = HostProcess::start(options("flood=100"), error);
+  ASSERT_NE(host, nullptr) << error;
+  g_refusals = 0;
+  host->set_parameter(0, 1, 2);
+  EXPECT_TRUE(wait_until([] { return g_refusals >= 3; }));
+  g_refusals = -1;
+  EXPECT_TRUE(host->settle(std::chrono::seconds(10)));
+  EXPECT_TRUE(host->stop().orderly());
 }

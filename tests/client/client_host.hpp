@@ -31,6 +31,16 @@ inline int objects_of(pid_t parent) {
   return entries("/dev/shm", tag);
 }
 
+/// The name of one of them, with its slash.
+inline std::string name_of_object(pid_t parent) {
+  char tag[32];
+  std::snprintf(tag, sizeof tag, "-%x-", static_cast<unsigned>(parent));
+  for (const auto& entry : std::filesystem::directory_iterator("/dev/shm"))
+    if (const std::string name = entry.path().filename(); name.find(tag) != std::string::npos)
+      return "/" + name;
+  return {};
+}
+
 inline client::Options options(const std::string& commands,
                                client::Mode mode = client::Mode::offline) {
   client::Options result;

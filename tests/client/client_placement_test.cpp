@@ -1,6 +1,7 @@
 // Where a host runs: beside the thread that drives it, or anywhere.
 #include <gtest/gtest.h>
 #include <sched.h>
+#include <unistd.h>
 
 #include <cstdlib>
 
@@ -90,6 +91,19 @@ TEST_F(ClientPlacement, AHostFollowsTheThreadThatDrivesItAndIsLetGoWhenWorkOverl
     }));
   });
   driver.join();
+}
+
+TEST_F(ClientPlacement, AThreadThatIsNotTheHostsIsNotMoved) {
+  std::thread driver([&] {
+    confine(only(first_));
+    // In the slot before the host's own.
+    start_host("join=1,alien=" + std::to_string(getpid()));
+    confine(only(second_));
+    EXPECT_TRUE(moves_to(only(second_)));
+  });
+  driver.join();
+  const cpu_set_t own = cpus_of(getpid());
+  EXPECT_TRUE(CPU_EQUAL(&own, &all_));
 }
 
 TEST_F(ClientPlacement, AGroupLetsItsMembersRunAnywhere) {

@@ -20,7 +20,7 @@ std::vector<std::string> lines_with(HostProcess& host, const std::string& start)
 }  // namespace
 
 TEST(ClientRings, ChangesSetWhileAnEditorOpensArriveMergedAndNoneIsLost) {
-  const auto host = start("open_when_told=1");
+  const auto host = start("a|b|c,open_when_told=1");
   host->set_parameter(0, 1, -1);
   host->open_editor(2, "Piano");
   const std::vector<std::string> opening{"open 2 Piano"};
@@ -38,7 +38,7 @@ TEST(ClientRings, ChangesSetWhileAnEditorOpensArriveMergedAndNoneIsLost) {
 }
 
 TEST(ClientRings, TwentyWindowRequestsInARowAreAllServed) {
-  const auto host = start("x=1");
+  const auto host = start(std::string(19, '|') + ",x=1");
   for (unsigned i = 0; i < 20; ++i) host->open_editor(i, std::string(127, 'x') + "\u00e9");
   ASSERT_TRUE(host->settle(long_enough));
   EXPECT_EQ(host->open_mask(), (1u << 20) - 1);

@@ -31,8 +31,10 @@ TEST(ClientStart, AHostGetsACleanProcessAndItsFiguresComeBack) {
     const char* process;
   };
   const Case cases[] = {
-      {Mode::real_time, "arguments 48000 4096 128", "group 1 policy 0 descriptor3 1 descriptor4 1 descriptor5 0"},
-      {Mode::offline, "arguments 48000 4096 0", "group 1 policy 0 descriptor3 0 descriptor4 1 descriptor5 0"},
+      {Mode::real_time, "arguments 48000 4096 128",
+       "group 1 policy 0 descriptor3 1 descriptor4 1 descriptor5 0"},
+      {Mode::offline, "arguments 48000 4096 0",
+       "group 1 policy 0 descriptor3 0 descriptor4 1 descriptor5 0"},
   };
   for (const Case& test : cases) {
     const auto host = start("load_ms=20", test.mode);
@@ -61,7 +63,11 @@ TEST(ClientStart, EveryFailedStartHasItsSentenceAndLeavesNothing) {
     std::chrono::milliseconds limit = long_enough;
   };
   const Case cases[] = {
+      {"fail=\x1b]0;title\x07 \xc2\x9b m\n caf\u00e9\t.", VESK_FAKE_HOST,
+       "?]0;title? ?? m? caf\u00e9\t."},
       {"silent=1", VESK_FAKE_HOST, "the host did not start: the host ended with status 3"},
+      {"say=plugin host: mmap failed,silent=1", VESK_FAKE_HOST,
+       "the host did not start: the host ended with status 3: plugin host: mmap failed"},
       {"never_ready=1", VESK_FAKE_HOST, "the host took longer than the limit to load its chain",
        100ms},
       {"deaf=1", VESK_FAKE_HOST, "the host loaded its chain but never answered", 2s},
@@ -140,10 +146,14 @@ TEST(ClientStart, ObjectsOfDeadParentsAreSwept) {
   EXPECT_EQ(byte, 1);
   // Once it has ended, any parent on this machine may be the one that sweeps.
   EXPECT_EQ(objects_of(parent), 1);
+  const std::string others = name_of_object(parent) + "0";
   kill(parent, SIGKILL);
   waitpid(parent, nullptr, 0);
+  close(shm_open(others.c_str(), O_RDWR | O_CREAT, 0600));
+  const bool is_root = chown(("/dev/shm" + others).c_str(), 1, 1) == 0;
   start("x=1");
-  EXPECT_EQ(objects_of(parent), 0);
+  EXPECT_EQ(objects_of(parent), is_root ? 1 : 0) << "another user's object is not ours to remove";
+  shm_unlink(others.c_str());
   close(ready[0]);
   close(ready[1]);
 }
@@ -156,6 +166,36 @@ TEST(ClientStop, AHostThatDoesNotQuitIsKilledAfterTheLimit) {
   EXPECT_TRUE(ending.killed);
   EXPECT_EQ(ending.signal, SIGKILL);
   EXPECT_EQ(host->obituary().substr(0, 52), "the host was killed, as it did not stop in time");
+}
+
+TEST(ClientStop, AHostThatNeverStopsSavingIsKilledAllTheSame) {
+  Options start = options("stubborn=1,boast=1");
+  start.stop_limit = 100ms;
+  std::string error;
+  auto host = HostProcess::start(start, error);
+  ASSERT_NE(host, nullptr) << error;
+  EXPECT_TRUE(wait_until([&] { return host->open_mask() != 0; }));
+  EXPECT_EQ(host->open_mask(), 1u) << "its chain has one plugin";
+  EXPECT_TRUE(host->stop().killed);
+}
+
+TEST(ClientStop, AnObituaryHoldsTheLineThatTellsOfTheEndAndNoOther) {
+  const struct {
+    const char* commands;
+    const char* expected;
+  } cases[] = {
+      {"say=plugin host: could not save state to p,die_at=1",
+       "the host was ended by signal 9 (Killed)"},
+      {"say=plugin host x: died outside its plugins: SIGBUS,die_at=1",
+       "the host was ended by signal 9 (Killed): plugin host x: died outside its plugins: SIGBUS"},
+  };
+  for (const auto& c : cases) {
+    std::string error;
+    auto host = HostProcess::start(options(c.commands), error);
+    ASSERT_NE(host, nullptr) << error;
+    EXPECT_EQ(host->render(16, 0, {}, 10s), Answer::host_gone);
+    EXPECT_EQ(host->obituary(), c.expected);
+  }
 }
 
 TEST(ClientStop, SavingOpenEditorsIsGivenItsTime) {

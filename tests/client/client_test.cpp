@@ -130,6 +130,42 @@ TEST(RequestRings, AMaskOfAllOnesIsNoDeadEnd) {
   EXPECT_EQ(rings.open_mask(), ~0u);
 }
 
+TEST(RequestRings, WhateverTheHostClaimsItHasNoMoreThanItsChain) {
+  Host host;
+  RequestRings rings(*host.block, 3);
+  host.turn();
+  host.mask = 0xfffffffa;
+  for (std::uint32_t claim = 0; claim < 100; ++claim) {
+    host.block->saved_write += claim % 2 == 0 ? 16 : 0xfffffff0;
+    host.turn();
+    rings.turn(claim);
+    EXPECT_EQ(rings.open_mask(), 2u);
+    rings.open_editor(0, "a");
+    EXPECT_LE(rings.editors(), 3u);
+  }
+  std::size_t notices = 0;
+  while (rings.next_saved()) ++notices;
+  EXPECT_EQ(notices, RequestRings::kept_notices);
+}
+
+TEST(RequestRings, NoCountersMakeMoreNoticesThanTheRingHolds) {
+  const struct {
+    const char* name;
+    std::uint32_t read, write, after, whole;
+  } cases[] = {
+      {"none", 5, 5, 5, 0},
+      {"some", 0xfffffffe, 3, 3, 5},
+      {"a full ring", 0, 16, 16, 16},
+      {"more than the ring", 0, 20, 20, 16},
+      {"overwritten meanwhile", 0, 16, 20, 12},
+      {"all of them", 0, 16, 40, 0},
+      {"a counter that jumped back", 0, 0xfffffff0, 0, 0},
+      {"forth and not back", 0, 0xfffffff0, 0xfffffff0, 16},
+      {"back by a little", 10, 9, 9, 16},
+  };
+  for (const auto& c : cases) EXPECT_EQ(whole_notices(c.read, c.write, c.after), c.whole) << c.name;
+}
+
 TEST(LineStore, LinesAreSortedCutAndKeptToTheLast) {
   LineStore lines;
   lines.feed("plugin host");

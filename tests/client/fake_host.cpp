@@ -2,13 +2,18 @@
 // meets faults that a sound host never shows. Its PLUGIN argument is a list of commands:
 //
 //   silent=1          print nothing, exit 3             load_ms=N           load for so long
+//   fail=TEXT         report TEXT as the load error     say=TEXT            print it at the start
 //   never_ready=1     load for ever                     late_probe=N        ignore N requests
 //   deaf=1            ready, but without render thread  answer_when_told=1  answer after SIGUSR1
 //   late_ms=N         answer every period so late       block_at=N          sleep in period N
-//   segv_at=N         print a death line, then SEGV     stubborn=1          never quit
+//   segv_at=N         print a death line, then SEGV     die_at=N            SIGKILL in period N
 //   no_window=1       open no editor                    open_when_told=1    open after SIGUSR1
 //   save_ms=N         take so long to save              crowd=N             N notices on close
-//   garbage=1         scribble over what it may write   flood=N             print N lines a turn
+//   stubborn=1        never quit                        flood=N             print N lines a turn
+//   garbage=1         scribble over what it may write   alien=TID           make that thread a
+//   member boast=1           show editors that it does not have, and save for ever when stubborn
+//   lie=SEED          write anything anywhere and print it, from the moment it is ready
+//   lie_early=SEED    the same, from the moment it has the block
 //
 // Periods count from 1, probes left out. Left output is the input plus the number of events, right
 // is the sample time. What it is sent it prints: "param P ID V", "open P TITLE", "close".
@@ -24,7 +29,9 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <iterator>
 #include <map>
+#include <random>
 #include <string>
 #include <thread>
 
@@ -43,9 +50,12 @@ using vesk::client::wake_one;
 std::map<std::string, std::string> g_commands;
 std::atomic<bool> g_was_told{false};
 
-long number(const char* name) {
+std::string text(const char* name) {
   const auto found = g_commands.find(name);
-  return found == g_commands.end() ? 0 : std::atol(found->second.c_str());
+  return found == g_commands.end() ? std::string{} : found->second;
+}
+long number(const char* name) {
+  return std::atol(text(name).c_str());
 }
 void sleep_ms(long ms) {
   std::this_thread::sleep_for(std::chrono::milliseconds(ms));
@@ -72,6 +82,7 @@ void misbehave(long period) {
     signal(SIGSEGV, SIG_DFL);
     raise(SIGSEGV);
   }
+  if (period == number("die_at")) raise(SIGKILL);
   while (period == number("block_at")) sleep_ms(1000);
   wait_to_be_told("answer_when_told");
   sleep_ms(number("late_ms"));
@@ -84,7 +95,9 @@ void join_workgroup() {
   if (memory == MAP_FAILED) return;
   auto& record = *static_cast<VeskWorkgroupRecord*>(memory);
   const auto thread = static_cast<std::uint64_t>(syscall(SYS_gettid));
-  std::atomic_ref(record.members[0]).store(static_cast<std::uint64_t>(getpid()) << 32 | thread);
+  const std::uint64_t own = static_cast<std::uint64_t>(getpid()) << 32;
+  std::atomic_ref(record.members[0]).store(own | static_cast<std::uint64_t>(number("alien")));
+  std::atomic_ref(record.members[1]).store(own | thread);
   sched_setaffinity(0, sizeof record.cpus, reinterpret_cast<const cpu_set_t*>(record.cpus));
   std::fprintf(stderr, "record parent %d priority %d thread %d\n", record.parent == getppid(),
                record.driver_priority, static_cast<int>(thread));
@@ -112,6 +125,38 @@ void render_loop(Block& block) {
     }
     store_release(block.render_done, request);
     wake_one(block.render_done);
+  }
+}
+
+/// Writes anything into the block and the record, and prints it, for ever. Only `quit` is left
+/// alone, so that a test can end it quickly.
+void lie(Block& block, long seed) {
+  std::minstd_rand random(static_cast<std::minstd_rand::result_type>(seed));
+  void* memory = mmap(nullptr, sizeof(VeskWorkgroupRecord), PROT_READ | PROT_WRITE, MAP_SHARED,
+                      VESK_WORKGROUP_DESCRIPTOR, 0);
+  auto* const record = memory == MAP_FAILED ? nullptr : static_cast<VeskWorkgroupRecord*>(memory);
+  const std::uint64_t own = static_cast<std::uint64_t>(getpid()) << 32;
+  const auto parent = static_cast<std::uint32_t>(getppid());
+  std::uint32_t* const told[] = {&block.saved_write, &block.open_mask,      &block.render_done,
+                                 &block.state,       &block.render_request, &block.param_write};
+  fcntl(2, F_SETFL, O_NONBLOCK);
+  for (unsigned turn = 0;; ++turn) {
+    const std::uint32_t any = static_cast<std::uint32_t>(random() << 16 ^ random());
+    const std::uint32_t words[] = {0, 1, 2, 0xfffffff0, ~0u, parent, any};
+    store_release(*told[random() % std::size(told)], words[random() % std::size(words)]);
+    const std::uint32_t at = static_cast<std::uint32_t>(random()) % (block_size / 4);
+    auto* const word = reinterpret_cast<std::uint32_t*>(&block) + at;
+    if (word != &block.quit) store_release(*word, any);
+    // Notices that a parent takes seriously.
+    store_release(block.saved[random() % saved_slots], 0);
+    if (record != nullptr) {
+      const std::uint64_t members[] = {own | any, own | parent, own | (parent + any % 8), any};
+      auto& member = record->members[random() % std::size(record->members)];
+      std::atomic_ref(member).store(members[random() % std::size(members)]);
+      std::atomic_ref(record->cpus[random() % std::size(record->cpus)]).store(any);
+    }
+    if (turn % 64 == 0) (void)!write(2, &block, random() % 1000);
+    if (turn % 16 == 0) std::this_thread::yield();
   }
 }
 
@@ -162,10 +207,13 @@ void main_loop(Block& block) {
       std::memset(block.saved, 0xff, sizeof block.saved);
       block.latency_seconds_total = -1;
     }
-    store_release(block.open_mask, mask);
+    store_release(block.open_mask, number("boast") != 0 ? 0xfffffffd : mask);
     sleep_ms(10);
   }
-  while (number("stubborn") != 0) sleep_ms(1000);
+  while (number("stubborn") != 0) {
+    if (number("boast") != 0) notice(block, 0);
+    sleep_ms(10);
+  }
   close_all(block, mask);
 }
 
@@ -177,6 +225,8 @@ int main(int argc, char** argv) {
   alarm(60);
   signal(SIGUSR1, [](int) { g_was_told = true; });
   read_commands(argv[2]);
+  if (const std::string line = text("say"); !line.empty())
+    std::fprintf(stderr, "%s\n", line.c_str());
   if (number("silent") != 0) return 3;
   const int descriptor = shm_open(argv[1], O_RDWR, 0);
   if (descriptor < 0) {
@@ -191,14 +241,26 @@ int main(int argc, char** argv) {
   std::fprintf(stderr, "group %d policy %d descriptor3 %d descriptor4 %d descriptor5 %d\n",
                getpgrp() == getpid() ? 1 : 0, sched_getscheduler(0), fcntl(3, F_GETFD) != -1,
                fcntl(4, F_GETFD) != -1, fcntl(5, F_GETFD) != -1);
+  if (number("lie_early") != 0) std::thread(lie, std::ref(block), number("lie_early")).detach();
   const pid_t parent = getppid();
   while (number("never_ready") != 0 && getppid() == parent) sleep_ms(100);
   sleep_ms(number("load_ms"));
+  if (const std::string reason = text("fail"); !reason.empty()) {
+    std::snprintf(block.error, error_bytes, "%s", reason.c_str());
+    store_release(block.state, failed);
+    return 1;
+  }
   block.instantiate_ms_total = 1.5;
   block.latency_seconds_total = 0.25;
   store_release(block.state, ready);
+  if (number("lie") != 0) std::thread(lie, std::ref(block), number("lie")).detach();
   std::thread renderer;
   if (number("deaf") == 0) renderer = std::thread([&] { render_loop(block); });
+  if (number("lie") != 0 || number("lie_early") != 0) {
+    // The rings hold anything by now.
+    while (load_acquire(block.quit) == 0 && getppid() == parent) sleep_ms(1);
+    _exit(0);
+  }
   main_loop(block);
   if (renderer.joinable()) renderer.join();
   return 0;

@@ -81,20 +81,6 @@ TEST_P(PeriodThreadsSpin, ThousandsOfPeriodsComeBackEachWithItsOwnAudio) {
   EXPECT_EQ(driver_->answer_times().periods, 5000u);
 }
 
-TEST_F(PeriodThreads, ADriverOnePeriodAheadNeverTouchesWhatTheHostReads) {
-  start(UnitScript::effect, false);
-  ASSERT_EQ(driver_->request(period_frames, 0, {}), Answer::answered);
-  for (unsigned period = 1; period < 2000; ++period) {
-    ASSERT_EQ(driver_->collect(10s), Answer::answered);
-    driver_->input(0)[0] = driver_->output(0)[0] + 1;
-    ASSERT_EQ(driver_->request(period_frames, period * 64.0, {}), Answer::answered);
-    // Asked while the answer is under way: nothing of it may reach the block.
-    const Answer early = driver_->request(period_frames, -1, {});
-    ASSERT_TRUE(early == Answer::not_sent || early == Answer::answered);
-  }
-  EXPECT_EQ(driver_->collect(10s), Answer::answered);
-}
-
 TEST_F(PeriodThreads, RingsAndPeriodsRunBesideEachOther) {
   start(UnitScript::effect, false);
   std::atomic<bool> ends{false};

@@ -84,9 +84,7 @@ static OSStatus unit_add_property_listener(void* self, AudioUnitPropertyID id,
                                            AudioUnitPropertyListenerProc proc, void* user_data) {
   BasicUnit* unit = self;
   if (unit->listener_count == kMaxListeners) return kAudio_MemFullError;
-  unit->listeners[unit->listener_count].id = id;
-  unit->listeners[unit->listener_count].proc = proc;
-  unit->listeners[unit->listener_count++].user_data = user_data;
+  unit->listeners[unit->listener_count++] = (struct Listener){id, proc, user_data};
   return noErr;
 }
 
@@ -95,9 +93,9 @@ static OSStatus unit_remove_property_listener(void* self, AudioUnitPropertyID id
   BasicUnit* unit = self;
   UInt32 kept = 0;
   for (UInt32 i = 0; i < unit->listener_count; ++i) {
-    const bool gone = unit->listeners[i].id == id && unit->listeners[i].proc == proc &&
-                      unit->listeners[i].user_data == user_data;
-    if (!gone) unit->listeners[kept++] = unit->listeners[i];
+    const struct Listener each = unit->listeners[i];
+    if (each.id != id || each.proc != proc || each.user_data != user_data)
+      unit->listeners[kept++] = each;
   }
   unit->listener_count = kept;
   return noErr;
@@ -108,15 +106,6 @@ void spin_for(double seconds) CA_REALTIME_API {
   mach_timebase_info(&base);
   const UInt64 start = mach_absolute_time();
   while ((double)(mach_absolute_time() - start) * base.numer / base.denom < 1e9 * seconds) {
-  }
-}
-
-void property_changed(BasicUnit* unit, AudioUnitPropertyID id) {
-  for (UInt32 i = 0; i < unit->listener_count; ++i) {
-    if (unit->listeners[i].id == id) {
-      unit->listeners[i].proc(unit->listeners[i].user_data, unit->instance, id,
-                              kAudioUnitScope_Global, 0);
-    }
   }
 }
 

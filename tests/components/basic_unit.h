@@ -71,7 +71,7 @@ struct BasicUnit {
   CFStringRef preset_name;
   AUPreset factory_presets[kMaxPresets]; /* as many as the kind has */
 
-  struct {
+  struct Listener {
     AudioUnitPropertyID id;
     AudioUnitPropertyListenerProc proc;
     void* user_data;
@@ -96,9 +96,6 @@ int parameter_index(const BasicUnit* unit, AudioUnitParameterID id) CA_REALTIME_
 /* Keeps a CPU busy for that long. */
 void spin_for(double seconds) CA_REALTIME_API;
 
-/* Tells the unit's property listeners, for the global scope. */
-void property_changed(BasicUnit* unit, AudioUnitPropertyID id);
-
 /* Methods that the sources of the common part share. */
 OSStatus unit_get_property_info(void* self, AudioUnitPropertyID, AudioUnitScope, AudioUnitElement,
                                 UInt32* size, Boolean* writable);
@@ -106,7 +103,3 @@ OSStatus unit_get_property(void* self, AudioUnitPropertyID, AudioUnitScope, Audi
                            void* data, UInt32* size);
 OSStatus unit_set_property(void* self, AudioUnitPropertyID, AudioUnitScope, AudioUnitElement,
                            const void* data, UInt32 size);
-CFPropertyListRef copy_state(BasicUnit* unit);
-OSStatus restore_state(BasicUnit* unit, CFPropertyListRef state);
-CFArrayRef copy_factory_presets(BasicUnit* unit);
-OSStatus select_preset(BasicUnit* unit, const AUPreset* preset);

@@ -50,16 +50,16 @@ float loudness_of(const std::vector<float>& sound) {
 /// about a tenth of a second later, within half a period.
 double cents_above(const std::vector<float>& sound, double period) {
   const double lag = std::floor(rate / 10 / period) * period;
-  double best = 0, most_alike = 0;
-  for (double other = std::ceil(lag - period / 2); other < lag + period / 2; ++other) {
-    const auto frames_later = static_cast<std::ptrdiff_t>(other);
-    const double alike =
-        std::inner_product(sound.begin() + frames_later, sound.end(), sound.begin(), 0.0);
+  std::ptrdiff_t best = 0;
+  double most_alike = 0;
+  for (auto other = std::lround(lag - period / 2) + 1; other < std::lround(lag + period / 2);
+       ++other) {
+    const double alike = std::inner_product(sound.begin() + other, sound.end(), sound.begin(), 0.0);
     if (alike <= most_alike) continue;
     most_alike = alike;
     best = other;
   }
-  return 1200 * std::log2(lag / best);
+  return 1200 * std::log2(lag / static_cast<double>(best));
 }
 
 TEST(PluckExample, PlaysInTuneFromTheFrameOfItsNote) {

@@ -105,5 +105,33 @@ TEST(StateChaos, AKilledSaveLeavesTheOldStateOrTheNew) {
   munmap(memory, sizeof(Block));
 }
 
+TEST(StateChaos, TwoSaversOfOneFileLeaveTheStateOfOneOfThem) {
+  const tests::ScratchFolder folder;
+  const std::string preset = folder / "p.aupreset";
+  const auto block = std::make_unique<Block>();
+  for (unsigned round = 0; round < 10; ++round) {
+    pid_t savers[2];
+    for (pid_t& saver : savers) {
+      saver = fork();
+      if (saver == 0) save_for_ever(preset, *block, &saver == savers ? 1 : 7000);
+    }
+    wait_until([&] { return std::filesystem::exists(preset); });
+    for (int look = 0; look <= 20; ++look) {
+      if (look == 20) {
+        for (const pid_t saver : savers) {
+          kill(saver, SIGKILL);
+          waitpid(saver, nullptr, 0);
+        }
+      }
+      UnitScript script;
+      Chain chain;
+      EXPECT_EQ(load(preset, *block, chain), "") << "round " << round << ", look " << look;
+      const auto found = std::strtoul(script.state_text.c_str(), nullptr, 10);
+      EXPECT_TRUE(script.state_text == numbered_state(static_cast<unsigned>(found)))
+          << "round " << round << ", look " << look << ": a mixture";
+    }
+  }
+}
+
 }  // namespace
 }  // namespace vesk::host

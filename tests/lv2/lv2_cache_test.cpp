@@ -184,7 +184,7 @@ TEST_F(Lv2Cache, AFileThatIsNotWholeOrNotOnlyOursIsNotReadAndIsReplaced) {
   };
   for (const auto& test : cases) {
     SCOPED_TRACE(test.name);
-    EXPECT_EQ(look_up_cached("a"), "a");
+    ASSERT_EQ(look_up_cached("a"), "a");
     test.spoil();
     EXPECT_EQ(look_up_cached("a"), std::nullopt);
     EXPECT_EQ(listed(), std::vector<std::string>{"a"});

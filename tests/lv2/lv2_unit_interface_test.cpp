@@ -2,15 +2,18 @@
 // refusals.
 
 #include <CoreFoundation/CoreFoundation.h>
+#include <sys/stat.h>
 
 #include <algorithm>
 #include <cmath>
 #include <cstring>
 #include <limits>
 
+#include "components/lv2/instance/plugin_library.hpp"
 #include "components/lv2/instance/plugin_log.hpp"
 #include "tests/lv2/lv2_unit.hpp"
 #include "tests/support/cf_text.hpp"
+#include "tests/support/scratch_folder.hpp"
 
 using namespace vesk::tests;
 
@@ -259,6 +262,17 @@ TEST(Lv2UnitRefusals, NameWhatIsMissing) {
     EXPECT_EQ(Lv2Unit(c.uri).status(), c.status) << c.uri;
     EXPECT_TRUE(testing::internal::GetCapturedStderr().starts_with(c.line)) << c.uri;
   }
+}
+
+TEST(Lv2UnitRefusals, APipeInALibrarysPlaceIsNotWaitedFor) {
+  const vesk::tests::ScratchFolder folder;
+  vesk::lv2::Description plugin;
+  plugin.library = folder / "pipe.so";
+  ASSERT_EQ(mkfifo(plugin.library.c_str(), 0600), 0);
+  std::string error;
+  bool is_missing = false;
+  EXPECT_EQ(vesk::lv2::PluginLibrary::open(plugin, error, &is_missing), nullptr);
+  EXPECT_NE(error, "");
 }
 
 TEST(PluginLog, PutsThePluginsNameBeforeEveryLineAndLeavesTracesOut) {

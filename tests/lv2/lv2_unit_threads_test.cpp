@@ -4,6 +4,7 @@
 #include <CoreFoundation/CoreFoundation.h>
 
 #include <atomic>
+#include <cstring>
 #include <set>
 #include <thread>
 
@@ -141,15 +142,16 @@ TEST(Lv2UnitThreads, AUnitStaysWholeWhileAPeriodDoesNotEnd) {
 
 TEST(MessageRing, ProducersLoseNothingAndKeepTheirOrder) {
   constexpr std::uint32_t producer_count = 3, messages = 5'000;
+  const auto body_of = [](std::uint32_t i) { return std::vector<std::uint32_t>(1 + i % 7, i); };
   MessageRing ring(64);
-  std::vector<std::thread> producers;
+  std::vector<std::jthread> producers;
   for (std::uint32_t who = 0; who < producer_count; ++who) {
-    producers.emplace_back([&ring, who] {
-      std::vector<std::uint32_t> body(7, who);
+    producers.emplace_back([&, who](const std::stop_token& failed) {
       for (std::uint32_t i = 0; i < messages; ++i) {
-        std::fill(body.begin(), body.end(), i);
-        const std::uint32_t size = 4 * (1 + i % 7);
-        while (!ring.push(who, body.data(), size)) std::this_thread::yield();
+        const auto body = body_of(i);
+        const auto size = static_cast<std::uint32_t>(body.size() * sizeof body[0]);
+        while (!ring.push(who, body.data(), size) && !failed.stop_requested())
+          std::this_thread::yield();
       }
     });
   }
@@ -157,28 +159,22 @@ TEST(MessageRing, ProducersLoseNothingAndKeepTheirOrder) {
   MessageRing::Message message;
   for (std::uint32_t received = 0; received < producer_count * messages;) {
     MessageRing::Cursor cursor = ring.begin();
-    while (ring.next(cursor, message)) {
+    for (; ring.next(cursor, message); ++received) {
       ASSERT_LT(message.tag, producer_count);
       // NOLINTNEXTLINE(clang-analyzer-security.ArrayBound): the tag is checked above
-      const std::uint32_t expected = next[message.tag]++;
-      ASSERT_EQ(message.size, 4 * (1 + expected % 7));
-      for (std::uint32_t at = 0; at < message.size; at += 4) {
-        std::uint32_t word = 0;
-        std::memcpy(&word, message.data + at, 4);
-        ASSERT_EQ(word, expected);
-      }
-      ++received;
+      const auto expected = body_of(next[message.tag]++);
+      ASSERT_EQ(message.size, expected.size() * sizeof expected[0]);
+      ASSERT_EQ(std::memcmp(message.data, expected.data(), message.size), 0);
     }
     ring.release(cursor);
   }
-  for (std::thread& producer : producers) producer.join();
   EXPECT_FALSE(ring.push(0, next, 8 * 65)) << "longer than the ring";
 }
 
 TEST(UridMap, ThreadsAgreeOnEveryNumber) {
   constexpr int thread_count = 4, uris = 500;
   std::vector<std::vector<std::uint32_t>> numbers(thread_count);
-  std::vector<std::thread> threads;
+  std::vector<std::jthread> threads;
   for (int t = 0; t < thread_count; ++t) {
     threads.emplace_back([&numbers, t] {
       for (int i = 0; i < uris; ++i) {
@@ -187,7 +183,7 @@ TEST(UridMap, ThreadsAgreeOnEveryNumber) {
       }
     });
   }
-  for (std::thread& thread : threads) thread.join();
+  threads.clear();
   for (const auto& other : numbers) EXPECT_EQ(other, numbers[0]);
   EXPECT_EQ(std::set<std::uint32_t>(numbers[0].begin(), numbers[0].end()).size(),
             std::size_t{uris});

@@ -10,16 +10,21 @@
 #include <thread>
 #include <vector>
 
-#include "platform/linux/core_foundation/object.hpp"
 #include "platform/linux/core_foundation/text_of.hpp"
 #include "tests/support/cf_text.hpp"
 #include "tests/support/comma_locale.hpp"
 
 using vesk::tests::make;
+using vesk::tests::own;
 using vesk::tests::taken;
 using vesk::tests::text;
 
 namespace {
+
+CFStringRef string_of(const std::string& bytes, CFStringEncoding encoding = kCFStringEncodingUTF8) {
+  return CFStringCreateWithBytes(nullptr, reinterpret_cast<const UInt8*>(bytes.data()),
+                                 static_cast<CFIndex>(bytes.size()), encoding, false);
+}
 
 // Literals serve in tables at namespace scope.
 const CFStringRef literals[] = {CFSTR("first"), CFSTR("Größe🎵"), CFSTR("a\0b"), CFSTR("")};
@@ -30,12 +35,9 @@ TEST(CoreFoundation, LiteralsAreStringsThatIgnoreRelease) {
     for (int k = 0; k < 3; ++k) CFRelease(literals[i]);
     EXPECT_EQ(vesk::platform::text_of(literals[i]), texts[i]);
     EXPECT_EQ(CFGetTypeID(literals[i]), CFStringGetTypeID());
-    CFStringRef same = CFStringCreateWithBytes(
-        nullptr, reinterpret_cast<const UInt8*>(texts[i].data()),
-        static_cast<CFIndex>(texts[i].size()), kCFStringEncodingUTF8, false);
-    EXPECT_TRUE(CFEqual(literals[i], same) && CFEqual(same, literals[i])) << texts[i];
-    EXPECT_EQ(CFHash(literals[i]), CFHash(same)) << texts[i];
-    CFRelease(same);
+    const auto same = own(string_of(texts[i]));
+    EXPECT_TRUE(CFEqual(literals[i], same.get()) && CFEqual(same.get(), literals[i])) << texts[i];
+    EXPECT_EQ(CFHash(literals[i]), CFHash(same.get())) << texts[i];
   }
   EXPECT_STREQ(CFStringGetCStringPtr(CFSTR("plain"), kCFStringEncodingUTF8), "plain");
   EXPECT_EQ(CFStringGetCStringPtr(CFSTR("Größe"), kCFStringEncodingUTF8), nullptr);
@@ -91,44 +93,35 @@ TEST(CoreFoundation, BytesThatAreNoTextGiveNoString) {
       {"latin 1", "\xe9", kCFStringEncodingISOLatin1, "é"},
       {"unknown encoding", "a", 0x0100, nullptr},
   };
-  for (const auto& c : cases) {
-    CFStringRef string =
-        CFStringCreateWithBytes(nullptr, reinterpret_cast<const UInt8*>(c.bytes.data()),
-                                static_cast<CFIndex>(c.bytes.size()), c.encoding, false);
-    EXPECT_EQ(taken(string), c.expected ? c.expected : "(null)") << c.name;
-  }
+  for (const auto& c : cases)
+    EXPECT_EQ(taken(string_of(c.bytes, c.encoding)), c.expected ? c.expected : "(null)") << c.name;
 }
 
 TEST(CoreFoundation, AStringIsCopiedWholeOrNotAtAll) {
-  CFStringRef string = make("é🎵");
-  EXPECT_EQ(CFStringGetLength(string), 3);
+  const auto string = own(make("é🎵"));
+  EXPECT_EQ(CFStringGetLength(string.get()), 3);
   char buffer[8];
-  EXPECT_FALSE(CFStringGetCString(string, buffer, 6, kCFStringEncodingUTF8));
-  ASSERT_TRUE(CFStringGetCString(string, buffer, 7, kCFStringEncodingUTF8));
+  EXPECT_FALSE(CFStringGetCString(string.get(), buffer, 6, kCFStringEncodingUTF8));
+  ASSERT_TRUE(CFStringGetCString(string.get(), buffer, 7, kCFStringEncodingUTF8));
   EXPECT_STREQ(buffer, "é🎵");
-  EXPECT_FALSE(CFStringGetCString(string, buffer, sizeof buffer, kCFStringEncodingASCII));
-  CFIndex used;
+  EXPECT_FALSE(CFStringGetCString(string.get(), buffer, sizeof buffer, kCFStringEncodingASCII));
   // Bytes stop at a whole character; what the encoding lacks is replaced when allowed.
-  EXPECT_EQ(CFStringGetBytes(string, CFRangeMake(0, 3), kCFStringEncodingUTF8, 0, false,
-                             reinterpret_cast<UInt8*>(buffer), 5, &used),
-            1);
-  EXPECT_EQ(used, 2);
-  EXPECT_EQ(CFStringGetBytes(string, CFRangeMake(0, 3), kCFStringEncodingASCII, '?', false,
-                             reinterpret_cast<UInt8*>(buffer), 8, &used),
-            3);
-  EXPECT_EQ(std::string(buffer, static_cast<std::size_t>(used)), "??");
-  CFRelease(string);
+  const auto bytes = [&](CFStringEncoding encoding, UInt8 loss, CFIndex size) {
+    CFIndex used = 0;
+    const CFIndex count = CFStringGetBytes(string.get(), CFRangeMake(0, 3), encoding, loss, false,
+                                           reinterpret_cast<UInt8*>(buffer), size, &used);
+    return std::to_string(count) + ": " + std::string(buffer, static_cast<std::size_t>(used));
+  };
+  EXPECT_EQ(bytes(kCFStringEncodingUTF8, 0, 5), "1: é");
+  EXPECT_EQ(bytes(kCFStringEncodingASCII, '?', 8), "3: ??");
 }
 
 TEST(CoreFoundation, FormatsKnowObjectsAndNoLocale) {
   const vesk::tests::CommaLocale locale;
   locale.enter();
-  CFStringRef name = make("é");
+  const CFStringRef name = CFSTR("é");
   const auto format = [](const char* pattern, auto... values) {
-    CFStringRef string = make(pattern);
-    std::string result = taken(CFStringCreateWithFormat(nullptr, nullptr, string, values...));
-    CFRelease(string);
-    return result;
+    return taken(CFStringCreateWithFormat(nullptr, nullptr, own(make(pattern)).get(), values...));
   };
   EXPECT_EQ(format("%u of %d%%", 3u, -4), "3 of -4%");
   EXPECT_EQ(format("%.2f %g %5.1e", 1.5, 0.1, 12345.0), "1.50 0.1 1.2e+04");
@@ -140,7 +133,6 @@ TEST(CoreFoundation, FormatsKnowObjectsAndNoLocale) {
   EXPECT_EQ(format("%C%c", 0xe9, 'x'), "éx");
   EXPECT_EQ(format("%hhd %llu %zu %.3x", 300, ~0ull, std::size_t{5}, 10),
             "44 18446744073709551615 5 00a");
-  CFRelease(name);
   vesk::tests::CommaLocale::leave();
 }
 
@@ -199,54 +191,50 @@ TEST(CoreFoundation, DataGrowsShrinksAndTakesItsOwnBytes) {
 
 TEST(CoreFoundation, NumbersKeepTheirValueAndSayWhenAConversionLosesIt) {
   const auto number = [](auto value, CFNumberType type) {
-    return CFNumberCreate(nullptr, type, &value);
+    return own(CFNumberCreate(nullptr, type, &value));
   };
-  CFNumberRef large = number(SInt64{9007199254740993}, kCFNumberSInt64Type);
-  CFNumberRef negative = number(SInt32{-1}, kCFNumberSInt32Type);
-  CFNumberRef third = number(1.0f / 3, kCFNumberFloatType);
-  CFNumberRef huge = number(1e300, kCFNumberDoubleType);
+  const auto large = number(SInt64{9007199254740993}, kCFNumberSInt64Type);
+  const auto negative = number(SInt32{-1}, kCFNumberSInt32Type);
+  const auto third = number(1.0f / 3, kCFNumberFloatType);
+  const auto huge = number(1e300, kCFNumberDoubleType);
+  const auto nan = number(std::nan(""), kCFNumberDoubleType);
   SInt32 i32;
   SInt64 i64;
   double f64;
   float f32;
-  EXPECT_FALSE(CFNumberGetValue(large, kCFNumberDoubleType, &f64));
-  EXPECT_FALSE(CFNumberGetValue(large, kCFNumberSInt32Type, &i32));
+  EXPECT_FALSE(CFNumberGetValue(large.get(), kCFNumberDoubleType, &f64));
+  EXPECT_FALSE(CFNumberGetValue(large.get(), kCFNumberSInt32Type, &i32));
   EXPECT_EQ(i32, 1);
-  EXPECT_TRUE(CFNumberGetValue(negative, kCFNumberLongLongType, &i64));
+  EXPECT_TRUE(CFNumberGetValue(negative.get(), kCFNumberLongLongType, &i64));
   EXPECT_EQ(i64, -1);
-  EXPECT_TRUE(CFNumberGetValue(third, kCFNumberFloat32Type, &f32));
+  EXPECT_TRUE(CFNumberGetValue(third.get(), kCFNumberFloat32Type, &f32));
   EXPECT_EQ(f32, 1.0f / 3);
-  EXPECT_FALSE(CFNumberGetValue(huge, kCFNumberSInt64Type, &i64));
+  EXPECT_FALSE(CFNumberGetValue(huge.get(), kCFNumberSInt64Type, &i64));
   EXPECT_EQ(i64, INT64_MAX);
-  CFNumberRef nan = number(std::nan(""), kCFNumberDoubleType);
-  EXPECT_FALSE(CFNumberGetValue(nan, kCFNumberSInt32Type, &i32));
-  EXPECT_TRUE(CFNumberIsFloatType(third));
-  EXPECT_EQ(CFNumberGetType(negative), kCFNumberSInt32Type);
+  EXPECT_FALSE(CFNumberGetValue(nan.get(), kCFNumberSInt32Type, &i32));
+  EXPECT_TRUE(CFNumberIsFloatType(third.get()));
+  EXPECT_EQ(CFNumberGetType(negative.get()), kCFNumberSInt32Type);
 
-  CFNumberRef minus_one = number(-1.0, kCFNumberDoubleType);
-  EXPECT_TRUE(CFEqual(negative, minus_one));
-  EXPECT_EQ(CFHash(negative), CFHash(minus_one));
-  CFNumberRef rounded = number(9007199254740992.0, kCFNumberDoubleType);
-  EXPECT_FALSE(CFEqual(large, rounded));
-  EXPECT_FALSE(CFEqual(kCFBooleanTrue, negative));
-  for (CFNumberRef made : {large, negative, third, huge, nan, minus_one, rounded}) CFRelease(made);
-}
-
-TEST(CoreFoundation, ArraysHoldPlainPointersWithoutTouchingThem) {
-  const AUPreset presets[] = {{0, CFSTR("Soft")}, {1, CFSTR("Loud")}};
-  CFMutableArrayRef array = CFArrayCreateMutable(nullptr, 2, nullptr);
-  for (const AUPreset& preset : presets) CFArrayAppendValue(array, &preset);
-  CFArrayRef copy = CFArrayCreateCopy(nullptr, array);
-  CFRelease(array);
-  EXPECT_EQ(CFArrayGetValueAtIndex(copy, 1), &presets[1]);
-  EXPECT_EQ(CFArrayGetValueAtIndex(copy, 2), nullptr);
-  EXPECT_EQ(CFArrayGetValueAtIndex(copy, -1), nullptr);
-  CFRelease(copy);
+  const auto minus_one = number(-1.0, kCFNumberDoubleType);
+  EXPECT_TRUE(CFEqual(negative.get(), minus_one.get()));
+  EXPECT_EQ(CFHash(negative.get()), CFHash(minus_one.get()));
+  EXPECT_FALSE(CFEqual(large.get(), number(9007199254740992.0, kCFNumberDoubleType).get()));
+  EXPECT_FALSE(CFEqual(kCFBooleanTrue, negative.get()));
 }
 
 int balance = 0;
 
 TEST(CoreFoundation, ContainersUseTheCallersCallbacksInBalance) {
+  // None: plain pointers, which are not touched.
+  const AUPreset presets[] = {{0, CFSTR("Soft")}, {1, CFSTR("Loud")}};
+  CFMutableArrayRef plain = CFArrayCreateMutable(nullptr, 2, nullptr);
+  for (const AUPreset& preset : presets) CFArrayAppendValue(plain, &preset);
+  const auto copied = own(CFArrayCreateCopy(nullptr, plain));
+  CFRelease(plain);
+  EXPECT_EQ(CFArrayGetValueAtIndex(copied.get(), 1), &presets[1]);
+  for (const CFIndex outside : {2, -1})
+    EXPECT_EQ(CFArrayGetValueAtIndex(copied.get(), outside), nullptr);
+
   const auto retain = [](CFAllocatorRef, const void* value) {
     ++balance;
     return value;
@@ -291,26 +279,24 @@ TEST(CoreFoundation, DictionariesAgreeWithAMapOverManyChanges) {
       CFDictionaryCreateMutable(nullptr, 0, &kCFTypeDictionaryKeyCallBacks, nullptr);
   for (int i = 0; i < 20000; ++i) {
     const std::string name = std::to_string(random() % 300);
-    CFStringRef key = make(name.c_str());
+    const auto key = own(make(name.c_str()));
     if (random() % 2) {
       const void* value = reinterpret_cast<const void*>(std::uintptr_t{random()});
       expected[name] = value;
-      CFDictionarySetValue(dictionary, key, value);
+      CFDictionarySetValue(dictionary, key.get(), value);
     } else {
       expected.erase(name);
-      CFDictionaryRemoveValue(dictionary, key);
+      CFDictionaryRemoveValue(dictionary, key.get());
     }
-    CFRelease(key);
     ASSERT_EQ(CFDictionaryGetCount(dictionary), static_cast<CFIndex>(expected.size()));
   }
   for (int i = 0; i < 300; ++i) {
     const std::string name = std::to_string(i);
-    CFStringRef key = make(name.c_str());
+    const auto key = own(make(name.c_str()));
     const auto found = expected.find(name);
-    EXPECT_EQ(CFDictionaryContainsKey(dictionary, key), found != expected.end());
-    EXPECT_EQ(CFDictionaryGetValue(dictionary, key),
+    EXPECT_EQ(CFDictionaryContainsKey(dictionary, key.get()), found != expected.end());
+    EXPECT_EQ(CFDictionaryGetValue(dictionary, key.get()),
               found == expected.end() ? nullptr : found->second);
-    CFRelease(key);
   }
   CFRelease(dictionary);
 }
@@ -325,73 +311,6 @@ TEST(CoreFoundation, AWrongTypeGivesTheEmptyAnswer) {
   SInt32 value;
   EXPECT_FALSE(
       CFNumberGetValue(reinterpret_cast<CFNumberRef>(CFSTR("7")), kCFNumberSInt32Type, &value));
-}
-
-// A stand-in for an Objective-C runtime: class pointers, and objects that are not the layer's.
-int string_class, mutable_string_class, foreign_class;
-struct ForeignString {
-  const void* isa = &foreign_class;
-  int references = 1;
-  std::u16string characters;
-};
-ForeignString& as_foreign(const void* object) {
-  return *static_cast<ForeignString*>(const_cast<void*>(object));
-}
-
-const void* isa_of(CFTypeRef object) {
-  return *static_cast<const void* const*>(object);
-}
-
-TEST(CoreFoundation, ObjectsJoinALateRuntimeAndForeignOnesAreForwarded) {
-  CFStringRef before = make("made before");
-  EXPECT_EQ(isa_of(before), nullptr);
-  static CFForeignObjects table{};
-  table.type_id = [](CFTypeRef) { return CFStringGetTypeID(); };
-  table.retain = [](CFTypeRef object) {
-    ++as_foreign(object).references;
-    return object;
-  };
-  table.release = [](CFTypeRef object) { --as_foreign(object).references; };
-  table.string_length = [](CFStringRef string) {
-    return static_cast<CFIndex>(as_foreign(string).characters.size());
-  };
-  table.string_get_characters = [](CFStringRef string, CFRange range, UniChar* units) {
-    for (CFIndex i = 0; i < range.length; ++i)
-      units[i] = as_foreign(string).characters[static_cast<std::size_t>(range.location + i)];
-  };
-  table.string_replace = [](CFMutableStringRef string, CFRange range, const UniChar* units,
-                            CFIndex count) {
-    as_foreign(string).characters.replace(
-        static_cast<std::size_t>(range.location), static_cast<std::size_t>(range.length),
-        reinterpret_cast<const char16_t*>(units), static_cast<std::size_t>(count));
-  };
-  const CFObjectClasses classes[] = {{CFStringGetTypeID(), &string_class, &mutable_string_class}};
-  vesk_cf_join_objective_c(&table, classes, 1);
-
-  EXPECT_EQ(isa_of(before), &string_class);
-  // The class of literals lies where they say it does, in the program.
-  EXPECT_EQ(isa_of(CFSTR("a literal")), __CFConstantStringClassReference);
-  EXPECT_EQ(CFStringGetLength(CFSTR("a literal")), 9);
-  CFMutableStringRef after = CFStringCreateMutable(nullptr, 0);
-  EXPECT_EQ(isa_of(after), &mutable_string_class);
-  EXPECT_EQ(isa_of(kCFBooleanTrue), nullptr);
-
-  ForeignString foreign{.characters = u"made before"};
-  const CFStringRef other = reinterpret_cast<CFStringRef>(&foreign);
-  EXPECT_TRUE(CFEqual(before, other));
-  EXPECT_TRUE(CFEqual(other, before));
-  EXPECT_EQ(CFHash(before), CFHash(other));
-  CFMutableDictionaryRef dictionary = CFDictionaryCreateMutable(
-      nullptr, 0, &kCFTypeDictionaryKeyCallBacks, &kCFTypeDictionaryValueCallBacks);
-  CFDictionarySetValue(dictionary, other, other);
-  EXPECT_EQ(foreign.references, 3);
-  EXPECT_EQ(CFDictionaryGetValue(dictionary, before), other);
-  CFRelease(dictionary);
-  EXPECT_EQ(foreign.references, 1);
-  CFStringAppend(reinterpret_cast<CFMutableStringRef>(&foreign), CFSTR("!"));
-  EXPECT_EQ(text(other), "made before!");
-  CFRelease(after);
-  CFRelease(before);
 }
 
 }  // namespace

@@ -41,6 +41,7 @@ constexpr Byte untouched = 0xEE;
 TEST(MidiPackets, AreListedByTimeAndEndWhereTheListDoes) {
   const Bytes on = {0x90, 60, 100}, off = {0x80, 60, 0}, program = {0xC0, 5};
   const Bytes start = {0xF0, 1, 2}, rest = {3, 0xF7};
+  constexpr std::size_t for_one = head + packet_head + 3, for_two = for_one + 2;  // joined
   const struct {
     const char* name;
     std::vector<Event> events;
@@ -62,18 +63,10 @@ TEST(MidiPackets, AreListedByTimeAndEndWhereTheListDoes) {
        "1: 90 3c 64; 1: f0 01 02; 1: 03 f7; 1: 80 3c 00; ",
        4},
       {"an event of no bytes", {{1, {}}, {1, on}}, 64, "1:; 1: 90 3c 64; ", 2},
-      {"just room for one", {{1, on}, {2, off}}, head + packet_head + 3, "1: 90 3c 64; ", 1},
-      {"a byte too few for one", {{1, on}}, head + packet_head + 2, "", 0},
-      {"just room to join",
-       {{1, on}, {1, program}},
-       head + packet_head + 5,
-       "1: 90 3c 64 c0 05; ",
-       2},
-      {"a byte too few to join",
-       {{1, on}, {1, program}},
-       head + packet_head + 4,
-       "1: 90 3c 64; ",
-       1},
+      {"just room for one", {{1, on}, {2, off}}, for_one, "1: 90 3c 64; ", 1},
+      {"a byte too few for one", {{1, on}}, for_one - 1, "", 0},
+      {"just room to join", {{1, on}, {1, program}}, for_two, "1: 90 3c 64 c0 05; ", 2},
+      {"a byte too few to join", {{1, on}, {1, program}}, for_two - 1, "1: 90 3c 64; ", 1},
       {"no room for a packet's head", {{1, on}}, head + 4, "", 0},
       {"no room for the list's head", {{1, on}}, 2, "", 0},
       {"more than a list holds", {{1, Bytes(70000, 0x90)}}, 80000, "", 0},

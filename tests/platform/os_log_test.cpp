@@ -36,7 +36,7 @@ class CapturedErrors {
   int saved_ = -1;
 };
 
-TEST(OsLog, WritesOneLineACall) {
+TEST(OsLog, WritesOneLineACallAndCutsALongOne) {
   CapturedErrors errors;
   os_log_error(OS_LOG_DEFAULT, "bus %d of %{public}s is at 100%%", 3, "unit");
   os_log(OS_LOG_DEFAULT, "ends with a newline\n");
@@ -47,10 +47,7 @@ TEST(OsLog, WritesOneLineACall) {
             "plugin host: bus 3 of unit is at 100%\n"
             "plugin host: ends with a newline\n"
             "plugin host: 1\n");
-}
 
-TEST(OsLog, CutsALongLine) {
-  CapturedErrors errors;
   os_log_error(OS_LOG_DEFAULT, "%s", std::string(5000, 'x').c_str());
   const std::string line = errors.read_all();
   EXPECT_LE(line.size(), 512u);

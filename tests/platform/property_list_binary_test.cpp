@@ -37,9 +37,7 @@ const Encoded foreign_binary(
 
 TEST(PropertyListBytes, BinaryListsOfOthersAreRead) {
   CFPropertyListFormat format{};
-  CFDataRef data = data_of(foreign_binary);
-  CFPropertyListRef list = CFPropertyListCreateWithData(nullptr, data, 0, &format, nullptr);
-  CFRelease(data);
+  const auto list = read(foreign_binary, nullptr, nullptr, 0, &format);
   ASSERT_NE(list, nullptr);
   EXPECT_EQ(format, kCFPropertyListBinaryFormat_v1_0);
   EXPECT_EQ(write(list), document("<dict>\n\t<key>data</key>\n\t<data>\n\tAAE=\n\t</data>\n"
@@ -49,7 +47,6 @@ TEST(PropertyListBytes, BinaryListsOfOthersAreRead) {
                                   "\t<key>n</key>\n\t<integer>-3</integer>\n"
                                   "\t<key>u</key>\n\t<integer>18446744073709551615</integer>\n"
                                   "</dict>\n"));
-  CFRelease(list);
 }
 
 Encoded big_endian(std::uint64_t value, std::size_t count) {
@@ -91,19 +88,18 @@ TEST(PropertyListBytes, ValuesOfEverySizeAreRead) {
       {Encoded("\x63\0a\xd8\x3c\xdf\xb5", 7), "<string>a🎵</string>\n"},
   };
   for (const auto& c : cases) {
-    CFPropertyListRef list = read(binary_of({c.object}));
+    const auto list = read(binary_of({c.object}));
     ASSERT_NE(list, nullptr) << c.written;
     EXPECT_EQ(write(list), document(c.written));
-    CFRelease(list);
   }
 }
 
 TEST(PropertyListBytes, SharedAndDeepContainersAreRead) {
   for (const CFOptionFlags options : {kCFPropertyListImmutable, kCFPropertyListMutableContainers}) {
-    CFPropertyListRef list =
+    const auto list =
         read(binary_of({"\xa2\x01\x01", Encoded("\xa0", 1)}), nullptr, nullptr, options);
     ASSERT_NE(list, nullptr);
-    const auto array = static_cast<CFArrayRef>(list);
+    const auto array = static_cast<CFArrayRef>(list.get());
     auto first =
         static_cast<CFMutableArrayRef>(const_cast<void*>(CFArrayGetValueAtIndex(array, 0)));
     CFArrayAppendValue(first, kCFBooleanTrue);
@@ -111,7 +107,6 @@ TEST(PropertyListBytes, SharedAndDeepContainersAreRead) {
     EXPECT_EQ(write(list), document(may_change ? "<array>\n\t<array>\n\t\t<true/>\n\t</array>\n"
                                                  "\t<array/>\n</array>\n"
                                                : "<array>\n\t<array/>\n\t<array/>\n</array>\n"));
-    CFRelease(list);
   }
   const auto nested = [](std::size_t levels) {
     std::vector<Encoded> objects;
@@ -119,9 +114,8 @@ TEST(PropertyListBytes, SharedAndDeepContainersAreRead) {
     objects.emplace_back("\xa0", 1);
     return binary_of(objects, 2);
   };
-  CFPropertyListRef deepest = read(nested(512));
+  const auto deepest = read(nested(512));
   ASSERT_NE(deepest, nullptr);
-  CFRelease(deepest);
   EXPECT_EQ(read(nested(513)), nullptr);
 }
 
@@ -129,6 +123,8 @@ TEST(PropertyListBytes, DamagedBinaryListsAreRefused) {
   std::vector<Encoded> doubling;
   for (char i = 1; i < 50; ++i) doubling.push_back({'\xa2', i, i});
   doubling.push_back("Qx");
+  Encoded references;
+  for (int i = 0; i < 1 << 20; ++i) references += big_endian(1, 4);
   const struct {
     const char* name;
     Encoded bytes;
@@ -147,6 +143,8 @@ TEST(PropertyListBytes, DamagedBinaryListsAreRefused) {
       {"integer above 64 bits", binary_of({Encoded("\x14\0\0\0\0\0\0\0\x01\0\0\0\0\0\0\0\0", 17)})},
       {"header only", "bplist00"},
       {"no objects", binary_of({})},
+      {"a million references",
+       binary_of({Encoded("\xaf\x12\0\x10\0\0", 6) + references, "\x09"}, 4)},
   };
   for (const auto& c : cases) {
     CFIndex code = 0;
@@ -165,16 +163,14 @@ TEST(PropertyListBytes, NoTruncationOrBitFlipCrashes) {
   const Encoded valid[] = {document(sample_body), foreign_binary};
   int accepted = 0;
   const auto survive = [&accepted](const Encoded& bytes) {
-    CFPropertyListRef list = read(bytes);
+    const auto list = read(bytes);
     if (!list) return;
     ++accepted;
     // What was read and can be written can be read again.
     if (const Encoded written = write(list); written != "(null)") {
-      CFPropertyListRef again = read(written);
+      const auto again = read(written);
       EXPECT_NE(again, nullptr);
-      if (again) CFRelease(again);
     }
-    CFRelease(list);
   };
   for (const Encoded& bytes : valid) {
     for (std::size_t length = 0; length < bytes.size(); ++length) {

@@ -3,6 +3,7 @@
 
 #include <bit>
 #include <cmath>
+#include <cstdint>
 #include <limits>
 #include <random>
 #include <string>
@@ -17,29 +18,25 @@ namespace {
 using namespace vesk::tests;
 
 TEST(PropertyList, XmlIsReadAndWrittenByteForByte) {
-  CFPropertyListRef list = read(document(sample_body));
+  const auto list = read(document(sample_body));
   ASSERT_NE(list, nullptr);
   EXPECT_EQ(write(list), document(sample_body));
   const auto* text = static_cast<CFStringRef>(
-      CFDictionaryGetValue(static_cast<CFDictionaryRef>(list), CFSTR("text & more")));
+      CFDictionaryGetValue(static_cast<CFDictionaryRef>(list.get()), CFSTR("text & more")));
   EXPECT_TRUE(CFEqual(text, CFSTR("a<b>\tKäse \r\n")));
-  CFRelease(list);
 }
 
 TEST(PropertyList, EqualListsGiveEqualBytesWhateverTheOrder) {
   Encoded forms[2];
-  for (int order = 0; order < 2; ++order) {
+  for (const bool backwards : {false, true}) {
     CFMutableDictionaryRef dictionary = CFDictionaryCreateMutable(
         nullptr, 0, &kCFTypeDictionaryKeyCallBacks, &kCFTypeDictionaryValueCallBacks);
     for (int i = 0; i < 50; ++i) {
-      const int n = order == 0 ? i : 49 - i;
-      CFStringRef key = CFStringCreateWithFormat(nullptr, nullptr, CFSTR("key %d"), n);
-      CFNumberRef value = CFNumberCreate(nullptr, kCFNumberIntType, &n);
-      CFDictionarySetValue(dictionary, key, value);
-      CFRelease(key);
-      CFRelease(value);
+      const std::string key = "key " + std::to_string(backwards ? 49 - i : i);
+      const auto text = own(make(key.c_str()));
+      CFDictionarySetValue(dictionary, text.get(), text.get());
     }
-    forms[order] = write(dictionary);
+    forms[backwards] = write(dictionary);
     CFRelease(dictionary);
   }
   EXPECT_EQ(forms[0], forms[1]);
@@ -49,59 +46,44 @@ TEST(PropertyList, EqualListsGiveEqualBytesWhateverTheOrder) {
 TEST(PropertyList, NumbersComeBackBitForBit) {
   const vesk::tests::CommaLocale locale;
   locale.enter();
+  struct Number {
+    CFNumberType type;
+    UInt64 bits;
+  };
+  std::vector<Number> numbers;
+  const auto add_real = [&](double real) {
+    if (std::isnan(real)) return;
+    numbers.push_back({kCFNumberDoubleType, std::bit_cast<UInt64>(real)});
+    numbers.push_back({kCFNumberFloatType, std::bit_cast<UInt32>(static_cast<float>(real))});
+  };
+  using Limits = std::numeric_limits<double>;
+  for (double real : {0.0, 0.1 + 0.2, 1.0 / 3, 123456789.12345679, 5e-324, 1e22, Limits::max(),
+                      Limits::infinity()})
+    for (double sign : {1, -1}) add_real(sign * real);
+  for (std::int64_t integer : {std::int64_t{0}, std::int64_t{-1}, INT64_MIN, INT64_MAX,
+                               std::int64_t{255}, std::int64_t{65536}, std::int64_t{1} << 32})
+    numbers.push_back({kCFNumberSInt64Type, static_cast<UInt64>(integer)});
   std::mt19937_64 random(11);
-  std::vector<double> reals{0.0,
-                            -0.0,
-                            0.1 + 0.2,
-                            1.0 / 3,
-                            123456789.12345679,
-                            5e-324,
-                            1e22,
-                            std::numeric_limits<double>::max(),
-                            std::numeric_limits<double>::infinity(),
-                            -std::numeric_limits<double>::infinity()};
-  std::vector<SInt64> integers{0, -1, INT64_MIN, INT64_MAX, 255, 256, 65536, SInt64{1} << 32};
   for (int i = 0; i < 500; ++i) {
-    const auto real = std::bit_cast<double>(random());
-    if (!std::isnan(real)) reals.push_back(real);
-    integers.push_back(static_cast<SInt64>(random() >> (random() % 64)));
+    add_real(std::bit_cast<double>(random()));
+    numbers.push_back({kCFNumberSInt64Type, random() >> (random() % 64)});
   }
   CFMutableArrayRef list = CFArrayCreateMutable(nullptr, 0, &kCFTypeArrayCallBacks);
-  const auto add = [list](CFNumberType type, const void* value) {
-    CFNumberRef number = CFNumberCreate(nullptr, type, value);
-    CFArrayAppendValue(list, number);
-    CFRelease(number);
-  };
-  for (double real : reals) add(kCFNumberDoubleType, &real);
-  for (double real : reals) {
-    const auto single = static_cast<float>(real);
-    add(kCFNumberFloatType, &single);
-  }
-  for (SInt64 integer : integers) add(kCFNumberSInt64Type, &integer);
+  for (const Number& number : numbers)
+    CFArrayAppendValue(list, own(CFNumberCreate(nullptr, number.type, &number.bits)).get());
 
   const Encoded bytes = write(list);
-  auto back = static_cast<CFArrayRef>(read(bytes));
+  CFRelease(list);
+  const auto back = read(bytes);
   ASSERT_NE(back, nullptr);
-  CFIndex at = 0;
-  const auto number = [&] { return static_cast<CFNumberRef>(CFArrayGetValueAtIndex(back, at++)); };
-  for (double real : reals) {
-    double value;
-    ASSERT_TRUE(CFNumberGetValue(number(), kCFNumberDoubleType, &value));
-    EXPECT_EQ(std::bit_cast<UInt64>(value), std::bit_cast<UInt64>(real)) << real;
-  }
-  for (double real : reals) {
-    float value;
-    ASSERT_TRUE(CFNumberGetValue(number(), kCFNumberFloatType, &value));
-    EXPECT_EQ(std::bit_cast<UInt32>(value), std::bit_cast<UInt32>(static_cast<float>(real)));
-  }
-  for (SInt64 integer : integers) {
-    SInt64 value;
-    ASSERT_TRUE(CFNumberGetValue(number(), kCFNumberSInt64Type, &value));
-    EXPECT_EQ(value, integer);
+  const auto array = static_cast<CFArrayRef>(back.get());
+  for (std::size_t i = 0; i < numbers.size(); ++i) {
+    const void* number = CFArrayGetValueAtIndex(array, static_cast<CFIndex>(i));
+    UInt64 bits = 0;
+    ASSERT_TRUE(CFNumberGetValue(static_cast<CFNumberRef>(number), numbers[i].type, &bits));
+    EXPECT_EQ(bits, numbers[i].bits) << "number " << i << " of type " << numbers[i].type;
   }
   EXPECT_EQ(write(back), bytes);
-  CFRelease(back);
-  CFRelease(list);
   vesk::tests::CommaLocale::leave();
 }
 
@@ -131,10 +113,9 @@ TEST(PropertyList, SpellingsThatAreAccepted) {
     // With and without declaration and outer element, after a mark or blanks.
     for (const Encoded& form : {document(c.body), Encoded(c.body),
                                 "\xef\xbb\xbf" + document(c.body), "\n  " + document(c.body)}) {
-      CFPropertyListRef list = read(form);
+      const auto list = read(form);
       ASSERT_NE(list, nullptr) << form;
       EXPECT_EQ(write(list), document(c.written));
-      CFRelease(list);
     }
   }
 }
@@ -214,17 +195,34 @@ TEST(PropertyList, EntityBombsAndDeepNestingAreRefused) {
     for (int i = 0; i < levels; ++i) bytes += "</array>";
     return bytes;
   };
-  CFPropertyListRef deepest = read(document(nested(512)));
+  const auto deepest = read(document(nested(512)));
   ASSERT_NE(deepest, nullptr);
   // Whatever can be read can be written.
   EXPECT_NE(write(deepest), "(null)");
-  const void* values[] = {deepest};
+  const void* values[] = {deepest.get()};
   CFArrayRef deeper = CFArrayCreate(nullptr, values, 1, &kCFTypeArrayCallBacks);
   EXPECT_EQ(write(deeper), "(null)");
   CFRelease(deeper);
-  CFRelease(deepest);
   EXPECT_EQ(read(document(nested(513))), nullptr);
   EXPECT_EQ(read(document(nested(200000))), nullptr);
+}
+
+TEST(PropertyList, AMillionValuesAreRefusedWhateverTheirSizeInTheFile) {
+  const auto many = [](int count) {
+    Encoded bytes = "<array>";
+    for (int i = 0; i < count; ++i) bytes += "<dict/>";
+    return bytes + "</array>";
+  };
+  const auto most = read(document(many((1 << 20) - 1)));
+  ASSERT_NE(most, nullptr);
+  EXPECT_NE(write(most), "(null)") << "whatever can be read can be written";
+  const void* values[] = {most.get()};
+  CFArrayRef more = CFArrayCreate(nullptr, values, 1, &kCFTypeArrayCallBacks);
+  EXPECT_EQ(write(more), "(null)");
+  CFRelease(more);
+  std::string message;
+  EXPECT_EQ(read(document(many(1 << 20)), nullptr, &message), nullptr);
+  EXPECT_NE(message.find("more than a million values"), std::string::npos) << message;
 }
 
 TEST(PropertyList, WhatIsNoPropertyListIsNotWritten) {
@@ -269,9 +267,9 @@ TEST(PropertyList, WhatIsNoPropertyListIsNotWritten) {
 
 TEST(PropertyList, OptionsSayWhetherContainersMayBeChanged) {
   for (const CFOptionFlags options : {kCFPropertyListImmutable, kCFPropertyListMutableContainers}) {
-    CFPropertyListRef list =
+    const auto list =
         read(document("<dict><key>a</key><array/></dict>"), nullptr, nullptr, options);
-    auto dictionary = static_cast<CFMutableDictionaryRef>(const_cast<void*>(list));
+    auto dictionary = static_cast<CFMutableDictionaryRef>(const_cast<void*>(list.get()));
     auto array = static_cast<CFMutableArrayRef>(
         const_cast<void*>(CFDictionaryGetValue(dictionary, CFSTR("a"))));
     CFArrayAppendValue(array, kCFBooleanTrue);
@@ -279,7 +277,6 @@ TEST(PropertyList, OptionsSayWhetherContainersMayBeChanged) {
     const bool may_change = options == kCFPropertyListMutableContainers;
     EXPECT_EQ(CFArrayGetCount(array), may_change ? 1 : 0);
     EXPECT_EQ(CFDictionaryGetCount(dictionary), may_change ? 2 : 1);
-    CFRelease(list);
   }
 }
 

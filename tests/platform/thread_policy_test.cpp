@@ -5,16 +5,22 @@
 #include <sched.h>
 #include <stdio.h>
 #include <sys/resource.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/un.h>
 #include <unistd.h>
 
 #include <atomic>
+#include <filesystem>
 #include <string>
 #include <thread>
+#include <vector>
 
 #include "platform/host_process.hpp"
 #include "platform/linux/mach/realtime_priority.hpp"
 #include "tests/support/child_process.hpp"
 #include "tests/support/realtime_kit_service.hpp"
+#include "tests/support/scratch_folder.hpp"
 #include "tests/support/workgroup_record.hpp"
 
 namespace {
@@ -191,6 +197,20 @@ TEST(ThreadNames, AreKernelIdsAlsoOfOtherThreads) {
   EXPECT_EQ(name, static_cast<mach_port_t>(id));
 }
 
+/// What a process without rights got that asks on this bus; it prints its thread's id.
+ChildEnd ask(const std::string& bus) {
+  return run_in_child([&] {
+    setenv("DBUS_SYSTEM_BUS_ADDRESS", bus.c_str(), 1);
+    if (!give_up_privileges(0)) return not_granted;
+    const uint64_t start = mach_absolute_time();
+    const kern_return_t result = set_ten_milliseconds();
+    // The bus library's own patience is 25 seconds.
+    if (mach_absolute_time() - start > 20'000'000'000) return 98;
+    dprintf(STDERR_FILENO, "%d", gettid());
+    return static_cast<int>(result);
+  });
+}
+
 TEST(ThreadPolicy, RealtimeKitIsAskedWhereTheProcessMayNotHelpItself) {
   using Service = vesk::tests::RealtimeKitService;
   for (const auto mode :
@@ -198,16 +218,7 @@ TEST(ThreadPolicy, RealtimeKitIsAskedWhereTheProcessMayNotHelpItself) {
     SCOPED_TRACE(mode);
     const Service service(mode);
     if (!service.why_not().empty()) GTEST_SKIP() << service.why_not();
-    const ChildEnd end = run_in_child([&] {
-      setenv("DBUS_SYSTEM_BUS_ADDRESS", service.bus().c_str(), 1);
-      if (!give_up_privileges(0)) return not_granted;
-      const uint64_t start = mach_absolute_time();
-      const kern_return_t result = set_ten_milliseconds();
-      // The bus library's own patience is 25 seconds.
-      if (mach_absolute_time() - start > 20'000'000'000) return 98;
-      dprintf(STDERR_FILENO, "%d", gettid());
-      return static_cast<int>(result);
-    });
+    const ChildEnd end = ask(service.bus());
     EXPECT_TRUE(end.exited_with(mode == Service::grants ? KERN_SUCCESS : KERN_DENIED))
         << WEXITSTATUS(end.status) << end.standard_error;
     if (mode != Service::grants) continue;
@@ -219,6 +230,32 @@ TEST(ThreadPolicy, RealtimeKitIsAskedWhereTheProcessMayNotHelpItself) {
     EXPECT_EQ(request->hard_limit_us, 100'000u);
     EXPECT_EQ(request->soft_limit_us, 75'000u);
   }
+}
+
+TEST(ThreadPolicy, ABusThatSaysNothingIsNotWaitedForLong) {
+  const vesk::tests::ScratchFolder folder;
+  std::filesystem::permissions(folder.path(), std::filesystem::perms(0755));
+  sockaddr_un name{AF_UNIX, {}};
+  (folder / "bus").copy(name.sun_path, sizeof name.sun_path - 1);
+  const auto* const address = reinterpret_cast<const sockaddr*>(&name);
+  const int bus = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+  ASSERT_EQ(bind(bus, address, sizeof name), 0);
+  chmod(name.sun_path, 0777);
+  ASSERT_EQ(listen(bus, 4), 0);
+  std::vector<int> callers;
+  const auto connects = [&] {
+    callers.push_back(socket(AF_UNIX, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0));
+    return connect(callers.back(), address, sizeof name) == 0;
+  };
+  for (const char* how : {"it takes the connection", "too many wait for it"}) {
+    SCOPED_TRACE(how);
+    const ChildEnd end = ask("unix:path=" + folder / "bus");
+    EXPECT_TRUE(end.exited_with(KERN_DENIED)) << WEXITSTATUS(end.status);
+    while (connects()) {
+    }
+  }
+  for (const int caller : callers) close(caller);
+  close(bus);
 }
 
 }  // namespace

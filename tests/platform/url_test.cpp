@@ -2,14 +2,16 @@
 #include <CoreFoundation/CoreFoundation.h>
 #include <dlfcn.h>
 #include <gtest/gtest.h>
-#include <unistd.h>
 
+#include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <string>
 
 #include "tests/support/cf_text.hpp"
+#include "tests/support/scratch_folder.hpp"
 
+using vesk::tests::own;
 using vesk::tests::taken;
 using vesk::tests::text;
 
@@ -24,29 +26,26 @@ TEST(Url, FileUrlsKeepEveryPath) {
       {"/a b/c#d?e%f.sf2", false, "file:///a%20b/c%23d%3Fe%25f.sf2"},
       {"/Klänge", true, "file:///Kl%C3%A4nge/"},
       {"/", true, "file:///"},
-      {"/bad\xff", false, nullptr},
+      {"/no UTF-8 \xff", false, "file:///no%20UTF-8%20%FF"},
       {"", false, nullptr},
   };
   for (const auto& c : cases) {
-    CFURLRef url = CFURLCreateFromFileSystemRepresentation(
-        nullptr, reinterpret_cast<const UInt8*>(c.path),
-        static_cast<CFIndex>(std::string(c.path).size()), c.is_directory);
+    const auto size = static_cast<CFIndex>(std::strlen(c.path));
+    const auto url = own(CFURLCreateFromFileSystemRepresentation(
+        nullptr, reinterpret_cast<const UInt8*>(c.path), size, c.is_directory));
     ASSERT_EQ(url != nullptr, c.url != nullptr) << c.path;
     if (!url) continue;
-    EXPECT_EQ(text(CFURLGetString(url)), c.url);
+    EXPECT_EQ(text(CFURLGetString(url.get())), c.url);
     UInt8 buffer[64];
-    ASSERT_TRUE(CFURLGetFileSystemRepresentation(url, true, buffer, sizeof buffer));
+    ASSERT_TRUE(CFURLGetFileSystemRepresentation(url.get(), true, buffer, sizeof buffer));
     EXPECT_STREQ(reinterpret_cast<char*>(buffer), c.path);
-    EXPECT_FALSE(CFURLGetFileSystemRepresentation(
-        url, true, buffer, static_cast<CFIndex>(std::string(c.path).size())));
-    EXPECT_EQ(CFURLHasDirectoryPath(url), c.is_directory);
-    CFRelease(url);
+    EXPECT_FALSE(CFURLGetFileSystemRepresentation(url.get(), true, buffer, size));
+    EXPECT_EQ(CFURLHasDirectoryPath(url.get()), c.is_directory);
   }
-  CFURLRef relative =
-      CFURLCreateWithFileSystemPath(nullptr, CFSTR("x"), kCFURLPOSIXPathStyle, false);
-  EXPECT_EQ(taken(CFURLCopyFileSystemPath(relative, kCFURLPOSIXPathStyle)),
+  const auto relative =
+      own(CFURLCreateWithFileSystemPath(nullptr, CFSTR("x"), kCFURLPOSIXPathStyle, false));
+  EXPECT_EQ(taken(CFURLCopyFileSystemPath(relative.get(), kCFURLPOSIXPathStyle)),
             (std::filesystem::current_path() / "x").string());
-  CFRelease(relative);
 }
 
 TEST(Url, PartsAreFoundAndChanged) {
@@ -61,13 +60,14 @@ TEST(Url, PartsAreFoundAndChanged) {
       {CFSTR("/"), "/", "file:///", "file:///%C3%A9/"},
   };
   for (const auto& c : cases) {
-    CFURLRef url = CFURLCreateWithFileSystemPath(nullptr, c.path, kCFURLPOSIXPathStyle, false);
-    EXPECT_EQ(taken(CFURLCopyLastPathComponent(url)), c.last);
-    CFURLRef parent = CFURLCreateCopyDeletingLastPathComponent(nullptr, url);
-    EXPECT_EQ(text(CFURLGetString(parent)), c.parent);
-    CFURLRef child = CFURLCreateCopyAppendingPathComponent(nullptr, url, CFSTR("é"), true);
-    EXPECT_EQ(text(CFURLGetString(child)), c.child);
-    for (CFURLRef made : {url, parent, child}) CFRelease(made);
+    const auto url =
+        own(CFURLCreateWithFileSystemPath(nullptr, c.path, kCFURLPOSIXPathStyle, false));
+    EXPECT_EQ(taken(CFURLCopyLastPathComponent(url.get())), c.last);
+    const auto parent = own(CFURLCreateCopyDeletingLastPathComponent(nullptr, url.get()));
+    EXPECT_EQ(text(CFURLGetString(parent.get())), c.parent);
+    const auto child =
+        own(CFURLCreateCopyAppendingPathComponent(nullptr, url.get(), CFSTR("é"), true));
+    EXPECT_EQ(text(CFURLGetString(child.get())), c.child);
   }
 }
 
@@ -79,9 +79,8 @@ std::string path_of(CFURLRef url) {
 }
 
 TEST(Bundle, ALoadedBundleIsFoundByItsIdentifier) {
-  const std::filesystem::path folder =
-      std::filesystem::temp_directory_path() /
-      ("vesk_bundle_" + std::to_string(::getpid()) + "/Unit.component");
+  const vesk::tests::ScratchFolder scratch;
+  const std::filesystem::path folder = scratch / "Unit.component";
   std::filesystem::create_directories(folder / "Resources/images");
   std::ofstream(folder / "Resources/Info-gnustep.plist")
       << "<plist><dict><key>CFBundleIdentifier</key><string>test.unit</string></dict></plist>";
@@ -107,7 +106,6 @@ TEST(Bundle, ALoadedBundleIsFoundByItsIdentifier) {
   EXPECT_EQ(resource(CFSTR("images/icon.png"), nullptr, nullptr), icon);
   EXPECT_EQ(resource(CFSTR("images"), nullptr, nullptr), (folder / "Resources/images").string());
   EXPECT_EQ(resource(CFSTR("icon"), CFSTR("png"), nullptr), "(null)");
-  std::filesystem::remove_all(folder.parent_path());
 }
 
 TEST(Bundle, TheMainBundleIsTheProgramsFolder) {

@@ -229,6 +229,13 @@ TEST(AudioUnitPlugin, LoadsASamplerInstrument) {
 
   UnitScript script;
   std::string error;
+  script.class_info_is_null = true;
+  EXPECT_FALSE(
+      AudioUnitPlugin(*PluginSpec::parse(spec, error), true).load(rate, max_frames, error));
+  EXPECT_EQ(error, "EXS state transfer failed (OSStatus -10851)");
+  EXPECT_TRUE(make_plugin("exs:/no \xff UTF-8.exs").load(rate, max_frames, error)) << error;
+  EXPECT_EQ(script.sampler_path, "/no \xff UTF-8.exs");
+  script.sampler_path.clear();
   EXPECT_TRUE(make_plugin(UnitScript::sampler).load(rate, max_frames, error)) << error;
   EXPECT_EQ(script.sampler_path, "") << "without a path nothing is loaded";
 }

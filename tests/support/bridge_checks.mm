@@ -82,6 +82,14 @@ void use_with_core_foundation(BridgeCheck check, void* context) {
   CHECK(std::strcmp(bytes, "Gr\xC3\xBC\xC3\x9F\x65") == 0);
   CFStringRef own = CFStringCreateWithCString(nullptr, bytes, kCFStringEncodingUTF8);
   CHECK(CFEqual(string, own) && CFEqual(own, string) && CFHash(string) == CFHash(own));
+  NSMutableString* held = [[NSMutableString alloc] initWithString:(NSString*)string];
+  CFMutableDictionaryRef holder = CFDictionaryCreateMutable(
+      nullptr, 0, &kCFTypeDictionaryKeyCallBacks, &kCFTypeDictionaryValueCallBacks);
+  CFDictionarySetValue(holder, held, held);
+  CHECK([held retainCount] == 3 && CFDictionaryGetValue(holder, own) == held);
+  CFRelease(holder);
+  CHECK([held retainCount] == 1);
+  [held release];
   CFRelease(own);
 
   // What the compiler lays out, in this library and in those that are not loaded yet.

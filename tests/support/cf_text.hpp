@@ -2,10 +2,24 @@
 
 #include <CoreFoundation/CoreFoundation.h>
 
+#include <memory>
 #include <string>
+#include <type_traits>
 
-/// CoreFoundation strings as a test compares them.
 namespace vesk::tests {
+
+struct CFDeleter {
+  void operator()(CFTypeRef object) const { CFRelease(object); }
+};
+
+/// An object of CoreFoundation's that is released at the end.
+template <typename Ref>
+using Owned = std::unique_ptr<std::remove_pointer_t<Ref>, CFDeleter>;
+
+template <typename Ref>
+Owned<Ref> own(Ref object) {
+  return Owned<Ref>(object);
+}
 
 /// The text of a string; in brackets why there is none.
 inline std::string text(CFStringRef string) {

@@ -7,6 +7,7 @@
 #include <csignal>
 #include <cstdlib>
 #include <string>
+#include <vector>
 
 #include "tests/support/captured_text.hpp"
 #include "tests/support/wait_until.hpp"
@@ -42,6 +43,20 @@ ChildEnd run_in_child(Body body, std::chrono::seconds limit = std::chrono::secon
   }
   end.standard_error = errors.text();
   return end;
+}
+
+/// In a forked child: becomes the program `words[0]`, which is looked for in PATH.
+[[noreturn]] inline void become(const std::vector<std::string>& words) {
+  std::vector<char*> arguments;
+  for (const std::string& word : words) arguments.push_back(const_cast<char*>(word.c_str()));
+  arguments.push_back(nullptr);
+  execvp(arguments[0], arguments.data());
+  _exit(127);
+}
+
+/// In a forked child: takes "NAME=value" entries into the environment.
+inline void enter_environment(const std::vector<std::string>& entries) {
+  for (const std::string& entry : entries) putenv(const_cast<char*>(entry.c_str()));
 }
 
 }  // namespace vesk::tests

@@ -18,6 +18,7 @@
 #include <stdexcept>
 #include <thread>
 
+#include "tests/support/child_process.hpp"
 #include "tests/support/wait_until.hpp"
 
 namespace vesk::tests {
@@ -48,17 +49,13 @@ void keep_settings_in(const ScratchFolder& folder) {
 /// Starts a program that ends with the test, even one that crashes, and does not get its pipes;
 /// `kept` becomes its descriptor 9.
 pid_t start_quietly(const std::vector<std::string>& words, int kept = -1) {
-  std::vector<char*> arguments;
-  for (const std::string& word : words) arguments.push_back(const_cast<char*>(word.c_str()));
-  arguments.push_back(nullptr);
   const pid_t child = fork();
   if (child != 0) return child;
   prctl(PR_SET_PDEATHSIG, SIGKILL);
   const int nowhere = open("/dev/null", O_RDWR);
   for (const int descriptor : {0, 1, 2}) dup2(nowhere, descriptor);
   if (kept >= 0) dup2(kept, 9);
-  execvp(arguments[0], arguments.data());
-  _exit(127);
+  become(words);
 }
 
 std::vector<unsigned long> property_of(Display* display, Window window, const char* name) {
@@ -293,11 +290,6 @@ void drag(const WindowPlace& window, int from_x, int from_y, int to_x, int to_y)
               " sleep 0.03");
   }
   output_of("xdotool mouseup 1");
-}
-
-void turn_wheel(const WindowPlace& window, int x, int y, int notches) {
-  output_of(at(window, x, y) + " click --delay 20 --repeat " + std::to_string(abs(notches)) +
-            (notches > 0 ? " 5" : " 4"));
 }
 
 void click_close_box(const WindowPlace& window) {

@@ -78,7 +78,6 @@ std::pair<int, int> on_screen(const WindowPlace& window, int x, int y);
 void click(const WindowPlace& window, int x, int y, int count = 1);
 void press(const WindowPlace& window, int x, int y);
 void drag(const WindowPlace& window, int from_x, int from_y, int to_x, int to_y);
-void turn_wheel(const WindowPlace& window, int x, int y, int notches);
 /// Closes the window as its user would.
 void click_close_box(const WindowPlace& window);
 

@@ -10,6 +10,7 @@
 #include <thread>
 
 #include "tests/support/captured_text.hpp"
+#include "tests/support/child_process.hpp"
 #include "tests/support/wait_until.hpp"
 
 namespace vesk::tests {
@@ -18,23 +19,16 @@ namespace {
 using Clock = std::chrono::steady_clock;
 constexpr auto longest_run = std::chrono::minutes(2);
 
-[[noreturn]] void become(const std::vector<std::string>& words, const ProgramOptions& options,
-                         int output, int errors) {
+[[noreturn]] void start(const std::vector<std::string>& words, const ProgramOptions& options,
+                        int output, int errors) {
   dup2(output, STDOUT_FILENO);
   dup2(errors, STDERR_FILENO);
-  for (const std::string& entry : options.environment) {
-    const std::size_t equals = entry.find('=');
-    setenv(entry.substr(0, equals).c_str(), entry.substr(equals + 1).c_str(), 1);
-  }
+  enter_environment(options.environment);
   if (options.largest_file > 0) {
     const rlimit limit{options.largest_file, options.largest_file};
     setrlimit(RLIMIT_FSIZE, &limit);
   }
-  std::vector<char*> arguments;
-  for (const std::string& word : words) arguments.push_back(const_cast<char*>(word.c_str()));
-  arguments.push_back(nullptr);
-  execv(arguments[0], arguments.data());
-  _exit(127);
+  become(words);
 }
 
 }  // namespace
@@ -42,7 +36,7 @@ constexpr auto longest_run = std::chrono::minutes(2);
 ProgramResult run_program(const std::vector<std::string>& words, const ProgramOptions& options) {
   const CapturedText output, errors;
   const pid_t child = fork();
-  if (child == 0) become(words, options, output.descriptor(), errors.descriptor());
+  if (child == 0) start(words, options, output.descriptor(), errors.descriptor());
   std::thread meanwhile;
   if (options.meanwhile) meanwhile = std::thread(options.meanwhile, child);
 

@@ -7,43 +7,39 @@
 
 #include <string>
 
+#include "tests/support/cf_text.hpp"
+
 namespace vesk::tests {
 
 using Encoded = std::string;
 
-inline CFDataRef data_of(const Encoded& bytes) {
-  return CFDataCreate(nullptr, reinterpret_cast<const UInt8*>(bytes.data()),
-                      static_cast<CFIndex>(bytes.size()));
-}
-
-/// The list in `bytes` (+1), or null with the error's code and text.
-inline CFPropertyListRef read(const Encoded& bytes, CFIndex* code = nullptr,
-                              std::string* message = nullptr,
-                              CFOptionFlags options = kCFPropertyListImmutable) {
-  CFDataRef data = data_of(bytes);
+/// The list in `bytes`, or null with the error's code and text.
+inline Owned<CFPropertyListRef> read(const Encoded& bytes, CFIndex* code = nullptr,
+                                     std::string* message = nullptr,
+                                     CFOptionFlags options = kCFPropertyListImmutable,
+                                     CFPropertyListFormat* format = nullptr) {
+  const auto data = own(CFDataCreate(nullptr, reinterpret_cast<const UInt8*>(bytes.data()),
+                                     static_cast<CFIndex>(bytes.size())));
   CFErrorRef error = nullptr;
-  CFPropertyListRef list = CFPropertyListCreateWithData(nullptr, data, options, nullptr, &error);
-  CFRelease(data);
+  auto list = own(CFPropertyListCreateWithData(nullptr, data.get(), options, format, &error));
   EXPECT_EQ(list == nullptr, error != nullptr);
   if (!error) return list;
   if (code) *code = CFErrorGetCode(error);
-  CFStringRef text = CFErrorCopyDescription(error);
-  char buffer[512];
-  EXPECT_TRUE(CFStringGetCString(text, buffer, sizeof buffer, kCFStringEncodingUTF8));
-  if (message) *message = buffer;
-  CFRelease(text);
+  if (message) *message = taken(CFErrorCopyDescription(error));
   CFRelease(error);
   return list;
 }
 
+/// The list as XML.
 inline Encoded write(CFPropertyListRef list) {
-  CFDataRef data =
-      CFPropertyListCreateData(nullptr, list, kCFPropertyListXMLFormat_v1_0, 0, nullptr);
+  const auto data =
+      own(CFPropertyListCreateData(nullptr, list, kCFPropertyListXMLFormat_v1_0, 0, nullptr));
   if (!data) return "(null)";
-  Encoded bytes(reinterpret_cast<const char*>(CFDataGetBytePtr(data)),
-                static_cast<std::size_t>(CFDataGetLength(data)));
-  CFRelease(data);
-  return bytes;
+  return {reinterpret_cast<const char*>(CFDataGetBytePtr(data.get())),
+          static_cast<std::size_t>(CFDataGetLength(data.get()))};
+}
+inline Encoded write(const Owned<CFPropertyListRef>& list) {
+  return write(list.get());
 }
 
 inline Encoded document(const std::string& body) {

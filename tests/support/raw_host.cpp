@@ -3,7 +3,6 @@
 #include <fcntl.h>
 #include <linux/futex.h>
 #include <signal.h>
-#include <spawn.h>
 #include <sys/mman.h>
 #include <sys/syscall.h>
 #include <sys/wait.h>
@@ -14,6 +13,7 @@
 #include <stdexcept>
 
 #include "host/atomics.hpp"
+#include "tests/support/child_process.hpp"
 #include "tests/support/wait_until.hpp"
 
 using namespace std::chrono_literals;
@@ -25,26 +25,6 @@ namespace {
 
 long futex(std::uint32_t* word, int operation, std::uint32_t value, const timespec* limit) {
   return syscall(SYS_futex, word, operation, value, limit, nullptr, 0);
-}
-
-std::vector<char*> pointers(std::vector<std::string>& texts) {
-  std::vector<char*> result;
-  for (std::string& text : texts) result.push_back(text.data());
-  result.push_back(nullptr);
-  return result;
-}
-
-std::vector<std::string> environment_with(const std::vector<std::string>& extra) {
-  std::vector<std::string> environment = extra;
-  environment.push_back("AUDIO_COMPONENT_PATH=" + build_folder() + "/components");
-  for (char** entry = environ; *entry != nullptr; ++entry) {
-    const std::string text = *entry;
-    const std::string name = text.substr(0, text.find('=') + 1);
-    bool replaced = false;
-    for (const std::string& other : environment) replaced |= other.starts_with(name);
-    if (!replaced) environment.push_back(text);
-  }
-  return environment;
 }
 
 }  // namespace
@@ -68,24 +48,15 @@ RawHost::RawHost(const Options& options) {
   block_->open_mask = options.object_size < block_size ? 0 : 0xFFFFFFFF;
   if (options.prepare) options.prepare(*block_);
 
-  posix_spawn_file_actions_t actions;
-  posix_spawn_file_actions_init(&actions);
-  posix_spawn_file_actions_adddup2(&actions, errors_.descriptor(), 2);
-  if (options.descriptor_3 >= 0)
-    posix_spawn_file_actions_adddup2(&actions, options.descriptor_3, 3);
-  else
-    posix_spawn_file_actions_addclosefrom_np(&actions, 3);
-  std::vector<std::string> arguments = {build_folder() + "/bin/vesk-host",
-                                        name_,
-                                        options.chain,
-                                        options.sample_rate,
-                                        options.max_frames,
-                                        options.period_frames};
-  std::vector<std::string> environment = environment_with(options.environment);
-  const int error = posix_spawn(&pid_, arguments[0].c_str(), &actions, nullptr,
-                                pointers(arguments).data(), pointers(environment).data());
-  posix_spawn_file_actions_destroy(&actions);
-  if (error != 0) throw std::runtime_error("cannot start " + arguments[0]);
+  pid_ = fork();
+  if (pid_ != 0) return;
+  dup2(errors_.descriptor(), STDERR_FILENO);
+  if (options.descriptor_3 >= 0) dup2(options.descriptor_3, 3);
+  close_range(options.descriptor_3 >= 0 ? 4 : 3, ~0u, 0);
+  setenv("AUDIO_COMPONENT_PATH", (build_folder() + "/components").c_str(), 1);
+  vesk::tests::enter_environment(options.environment);
+  vesk::tests::become({build_folder() + "/bin/vesk-host", name_, options.chain, options.sample_rate,
+                       options.max_frames, options.period_frames});
 }
 
 RawHost::~RawHost() {

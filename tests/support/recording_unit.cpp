@@ -91,8 +91,9 @@ OSStatus get_property(void*, AudioUnitPropertyID id, AudioUnitScope scope, Audio
                       void* data, UInt32* size) {
   if (scope != kAudioUnitScope_Global) return kAudioUnitErr_InvalidScope;
   if (id == kAudioUnitProperty_ClassInfo && *size == sizeof(CFPropertyListRef)) {
+    std::this_thread::sleep_for(g_script->pause);
     if (g_script->class_info_get_status != noErr) return g_script->class_info_get_status;
-    *static_cast<CFPropertyListRef*>(data) = make_state();
+    *static_cast<CFPropertyListRef*>(data) = g_script->class_info_is_null ? nullptr : make_state();
     return noErr;
   }
   if (id == kAudioUnitProperty_Latency && *size == sizeof(double)) {

@@ -27,8 +27,9 @@ struct UnitScript {
   OSStatus initialize_status = noErr;
   OSStatus class_info_get_status = noErr;
   OSStatus class_info_set_status = noErr;
+  bool class_info_is_null = false;
   OSStatus sampler_status = noErr;
-  std::chrono::milliseconds pause{0};  ///< how long open, initialize and taking a state last
+  std::chrono::milliseconds pause{0};  ///< how long open, initialize and both ways of a state last
   double latency = -1;                 ///< negative: refused, after scribbling on the answer
   std::string state_text = "fresh";    ///< the class info's only entry, under the key "text"
   /// Renders a period; the default leaves the buffers as they are and answers noErr.

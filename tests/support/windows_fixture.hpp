@@ -11,6 +11,7 @@
 #include <functional>
 #include <memory>
 #include <optional>
+#include <stdexcept>
 #include <string>
 #include <thread>
 #include <vector>
@@ -127,6 +128,13 @@ class WindowsTest : public testing::Test {
     thread.join();
     return result;
   }
+  /// Opens an editor and waits for its window; a case that it does not come for has failed.
+  WindowPlace show(unsigned plugin, const EditorsUnit& unit, const std::string& title) {
+    EXPECT_TRUE(windows_->open(plugin, unit.get(), title));
+    const auto window = find(title);
+    if (!window) throw std::runtime_error("no window " + title);
+    return *window;
+  }
   bool open_off_screen(unsigned plugin, const EditorsUnit& unit, const std::string& title) {
     setenv("VESK_PLUGIN_WINDOWS_OFFSCREEN", "", 1);
     const bool opened = windows_->open(plugin, unit.get(), title);
@@ -158,12 +166,11 @@ class WindowsTest : public testing::Test {
   }
   /// Opens plugin 0 under `title`, looks where it is and closes it; with `to_x`, moved before.
   int shown_at(EditorsUnit& unit, const std::string& title, int to_x = 0) {
-    EXPECT_TRUE(windows_->open(0, unit.get(), title));
-    const auto window = find(title);
-    if (window && to_x) move_to(*window, to_x, 150);
+    const WindowPlace window = show(0, unit, title);
+    if (to_x) move_to(window, to_x, 150);
     windows_->close_all();
     pump(0.05);
-    return window ? window->x : -1;
+    return window.x;
   }
 
   static inline VirtualDisplay* display_ = nullptr;

@@ -70,6 +70,7 @@ TEST(Render, PlaysTheDemoSongTheSameEveryTime) {
   }
   EXPECT_TRUE(file_bytes(folder / "one.wav") == file_bytes(folder / "two.wav"));
   EXPECT_TRUE(file_bytes(folder / "one.png") == file_bytes(folder / "two.png"));
+  EXPECT_FALSE(file_bytes(folder / "one.png").empty());
 
   const Sound audio = read_sound(folder / "one.wav");
   EXPECT_EQ(audio.rate, 48'000);

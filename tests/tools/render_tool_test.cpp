@@ -63,7 +63,7 @@ std::vector<float> in_turn(const std::vector<float>& left, const std::vector<flo
   return samples;
 }
 
-TEST(audio_files, AWavHoldsEveryBitAndNoTimeStampAndAFlacClipsAndCounts) {
+TEST(audio_files, HoldWhatTheirFormatCanAndNoTimeStamp) {
   const struct {
     const char* name;
     std::vector<float> left, right;

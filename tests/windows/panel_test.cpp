@@ -49,11 +49,10 @@ class PanelTest : public WindowsTest {
 
   /// Opens the panel of `unit` and clicks it, since not every window manager gives the keyboard to
   /// a new window; waits until it has it.
-  std::optional<WindowPlace> show(const EditorsUnit& unit, const std::string& title) {
-    EXPECT_TRUE(windows_->open(0, unit.get(), title));
-    const auto window = find(title);
-    if (window) act(*window, "@60,20 click 1");
-    EXPECT_TRUE(window && pump_until([&] { return focused() == window->id; }));
+  WindowPlace show(const EditorsUnit& unit, const std::string& title) {
+    const WindowPlace window = WindowsTest::show(0, unit, title);
+    act(window, "@60,20 click 1");
+    EXPECT_TRUE(pump_until([&] { return focused() == window.id; }));
     return window;
   }
 
@@ -134,9 +133,7 @@ TEST_F(PanelTest, EveryControlAnswersToPointerAndKeys) {
     EditorsUnit unit(kGrows);
     if (c.is_long) unit.set(kBright, 1);
     Gestures gestures(unit.get(), static_cast<AudioUnitParameterID>(c.parameter));
-    const auto window = show(unit, c.name);
-    ASSERT_TRUE(window);
-    act(*window, c.actions);
+    act(show(unit, c.name), c.actions);
     const auto value = [&] { return unit.value(static_cast<EditorParameter>(c.parameter)); };
     EXPECT_TRUE(pump_until([&] {
       return std::abs(value() - c.value) < 0.004f && gestures.ended >= c.gestures;
@@ -152,8 +149,7 @@ TEST_F(PanelTest, EveryControlAnswersToPointerAndKeys) {
 TEST_F(PanelTest, AListThatGrowsEndsADragAndKeepsEverythingInReach) {
   EditorsUnit unit(kGrows);
   Gestures gestures(unit.get(), kLevel);
-  auto window = show(unit, "Grows");
-  ASSERT_TRUE(window);
+  std::optional<WindowPlace> window = show(unit, "Grows");
   const int height = view_height(*window);
   const auto is_as_high = [&](bool grown) {
     return pump_until([&] {
@@ -183,16 +179,15 @@ TEST_F(PanelTest, AListThatGrowsEndsADragAndKeepsEverythingInReach) {
 
 TEST_F(PanelTest, WhatIsTypedCountsWhenItsWindowCloses) {
   EditorsUnit unit(kNoEditor);
-  const auto window = show(unit, "Typed");
-  ASSERT_TRUE(window);
+  const WindowPlace window = show(unit, "Typed");
   // Within the selected text, which the first character takes away.
-  const auto [x, y] = pump_while([&] { return on_screen(*window, 448, 76); });
+  const auto [x, y] = pump_while([&] { return on_screen(window, 448, 76); });
   unsigned long colour = display_->colour_at(x, y);
   const auto changes = [&] { return display_->colour_at(x, y) != colour; };
-  act(*window, "key Tab Tab Tab");
+  act(window, "key Tab Tab Tab");
   EXPECT_TRUE(pump_until(changes));
   colour = display_->colour_at(x, y);
-  act(*window, "key 1");
+  act(window, "key 1");
   EXPECT_TRUE(pump_until(changes));
   windows_->close_all();
   EXPECT_EQ(unit.value(kLevel), 1);

@@ -70,12 +70,10 @@ TEST_F(WindowsTest, WhatAViewThrowsClosesItsEditorAndNoOther) {
 // Nothing that closing an editor would mend.
 TEST_F(WindowsTest, BeingOutOfMemoryPassesOn) {
   EditorsUnit unit(kRunsOutOfMemory);
-  ASSERT_TRUE(windows_->open(0, unit.get(), "Greedy"));
-  const auto window = find("Greedy");
-  ASSERT_TRUE(window);
+  const WindowPlace window = show(0, unit, "Greedy");
   for (const int x : {75, 225}) {  // in C++ on the left, in Objective-C on the right
     SCOPED_TRACE(x);
-    std::thread clicking([&] { click(*window, x, 60); });
+    std::thread clicking([&] { click(window, x, 60); });
     bool passed = false;
     for (const auto start = Clock::now(); !passed && seconds_since(start) < 10;) {
       try {

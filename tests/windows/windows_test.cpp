@@ -53,8 +53,7 @@ TEST_F(WindowsTest, WhatCannotBeShownForWantOfAServerIsShownOnceThereIsOne) {
   pump(0.05);
   EXPECT_EQ(windows_->open_mask(), 0u);
   setenv("DISPLAY", name.c_str(), 1);
-  EXPECT_TRUE(windows_->open(0, unit.get(), "Late"));
-  EXPECT_TRUE(find("Late"));
+  show(0, unit, "Late");
 }
 
 TEST_F(WindowsTest, ShowsTheViewThatTheUnitOffersFirstAtItsSize) {
@@ -149,24 +148,16 @@ TEST_F(WindowsTest, TellsInOrderWhichEditorsCloseAndForgetsThemLater) {
   // Closed but not yet removed: telling it again may repeat each, not more than once.
   windows_->close_all();
   EXPECT_LE(closed_.size(), 8u);
-  pump(0.05);
-  closed_.clear();
-  windows_->close_all();
-  EXPECT_TRUE(closed_.empty());
-}
-
-TEST_F(WindowsTest, AWindowShownAgainBeforeItsRemovalStays) {
-  EditorsUnit unit(kCocoaView);
-  ASSERT_TRUE(windows_->open(3, unit.get(), "Kept"));
-  windows_->close_all();
-  ASSERT_TRUE(windows_->open(3, unit.get(), "Kept again"));
+  // One that is shown again before its removal stays.
+  show(5, unit, "Kept");
   pump(0.1);
-  EXPECT_EQ(windows_->open_mask(), 1u << 3);
-  EXPECT_TRUE(find("Kept again"));
-  closed_.clear();
-  windows_->close_all();
-  EXPECT_EQ(closed_, std::vector<unsigned>{3});
-  pump(0.05);
+  EXPECT_EQ(windows_->open_mask(), 1u << 5);
+  for (const auto& told : {std::vector<unsigned>{5}, std::vector<unsigned>{}}) {
+    closed_.clear();
+    windows_->close_all();
+    EXPECT_EQ(closed_, told);
+    pump(0.05);
+  }
   EXPECT_EQ(windows_->open_mask(), 0u);
 }
 
@@ -191,8 +182,7 @@ TEST_F(WindowsTest, ARemovalThatIsStillPendingOutlivesTheManager) {
 
 TEST_F(WindowsTest, OpeningActivatesTheApplicationAndEveryTurnUpdatesWindows) {
   EditorsUnit unit(kWatches);
-  ASSERT_TRUE(windows_->open(0, unit.get(), "Watches"));
-  ASSERT_TRUE(find("Watches"));
+  show(0, unit, "Watches");
   pump(0.1);
   const float before = unit.value(kCutoff);
   for (int turn = 0; turn < 10; ++turn) windows_->pump(0.01);
@@ -214,15 +204,13 @@ TEST_F(WindowsTest, RemembersAFrameUnderTheFirstTitleAndIndex) {
   EditorsUnit unit(kCocoaView);
   for (const bool is_known : {false, true}) {
     for (const unsigned plugin : {0u, 1u}) {
-      ASSERT_TRUE(windows_->open(plugin, unit.get(), "Framed"));
-      const auto window = find("Framed");
-      ASSERT_TRUE(window);
+      const WindowPlace window = show(plugin, unit, "Framed");
       const int place = 100 + 300 * static_cast<int>(plugin);
-      EXPECT_NEAR(window->x, is_known ? place : middle, 4) << "a name never seen is centred";
+      EXPECT_NEAR(window.x, is_known ? place : middle, 4) << "a name never seen is centred";
       if (is_known)
-        EXPECT_NEAR(window->y, 150, 4);
+        EXPECT_NEAR(window.y, 150, 4);
       else
-        move_to(*window, place, 150);
+        move_to(window, place, 150);
       windows_->close_all();
       pump(0.05);
     }
@@ -270,12 +258,10 @@ TEST_F(WindowsTest, RunsTasksAndTimersWhileItWaitsForEvents) {
 
 TEST_F(WindowsTest, RunsTasksWhileAViewTracksThePointer) {
   EditorsUnit unit(kTracksMouse);
-  ASSERT_TRUE(windows_->open(0, unit.get(), "Tracked"));
-  const auto window = find("Tracked");
-  ASSERT_TRUE(window);
+  const WindowPlace window = show(0, unit, "Tracked");
   const auto ran = std::make_shared<std::atomic<bool>>(false);
   const bool ran_before_release = pump_while([&] {
-    press(*window, 225, 60);
+    press(window, 225, 60);
     for (int i = 0; i < 1000 && unit.value(kLevel) < 0.7f; ++i) usleep(10000);
     dispatch_async(dispatch_get_main_queue(), ^{
       *ran = true;
@@ -291,12 +277,10 @@ TEST_F(WindowsTest, RunsTasksWhileAViewTracksThePointer) {
 
 TEST_F(WindowsTest, ThePanelShowsAChangeMadeElsewhereWithinAFewTurns) {
   EditorsUnit unit(kNoEditor);
-  ASSERT_TRUE(windows_->open(0, unit.get(), "Follows"));
-  const auto window = find("Follows");
-  ASSERT_TRUE(window);
+  const WindowPlace window = show(0, unit, "Follows");
   pump(0.2);
   // The switch of "Bright", the fifth row: its colour tells.
-  const auto [x, y] = on_screen(*window, 188 + 10, 68 + 28 * 4 + 14);
+  const auto [x, y] = on_screen(window, 188 + 10, 68 + 28 * 4 + 14);
   for (const float bright : {1.0f, 0.0f, 1.0f}) {
     const unsigned long before = display_->colour_at(x, y);
     unit.set(kBright, bright);

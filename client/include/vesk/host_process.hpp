@@ -66,7 +66,8 @@ struct Options {
   /// a second more than a host gives one plugin.
   std::chrono::milliseconds start_limit{0};
   /// How long stopping may take before the host is killed, without the time for saving the state
-  /// of open editors, which is added: 3 s an editor, and as long again after each file written.
+  /// of open editors, which is added: 3 s an editor, and 3 s from each file that is written on, but
+  /// never more than 6 s an editor in all.
   std::chrono::milliseconds stop_limit{2'000};
   /// A period without answer for this long makes `diagnose` call the host hung, not slow.
   /// 0: a hundred periods, at least half a second (offline 5 s).
@@ -202,7 +203,8 @@ class HostProcess {
 
   /// The next plugin whose preset file was rewritten, oldest first; nothing when there is none.
   /// The client reads the host's notices while editors are open, so they do not pile up in the
-  /// block; should more than 16 have come between two looks, `lost_saved_notices` tells.
+  /// block; should more than 16 have come between two looks, or more than 256 wait here,
+  /// `lost_saved_notices` tells.
   std::optional<unsigned> next_saved_notice() noexcept;
   unsigned lost_saved_notices() noexcept;
 
@@ -215,14 +217,15 @@ class HostProcess {
   std::string obituary() noexcept;
 
   /// The last lines from the host's standard error (and output), oldest first, at most 32 each:
-  /// the host's own, which begin "plugin host", and what plugins print.
+  /// the host's own, which begin "plugin host", and what plugins print. '?' stands for control
+  /// characters, here and in all sentences about a host.
   std::vector<std::string> last_lines() noexcept;
   std::vector<std::string> plugin_lines() noexcept;
 
   Ending ending() noexcept;
   CpuTime cpu_time() noexcept;
   LoadTimes load_times() const noexcept;
-  /// Latency of the whole chain in seconds, as its plugins tell at load.
+  /// Latency of the whole chain in seconds, as its plugins tell at load; 0 for what is none.
   double latency_seconds() const noexcept;
   /// Process id; of use for reading /proc, not for signals (it may be another's after the end).
   int pid() const noexcept;

@@ -10,6 +10,7 @@
 #include <utility>
 
 #include "client/src/linux/cpu_sets.hpp"
+#include "client/src/linux/proc.hpp"
 #include "client/src/linux/sealed_memory.hpp"
 #include "client/src/realtime_escape.hpp"
 #include "host/atomics.hpp"
@@ -27,8 +28,9 @@ VeskWorkgroupRecord& record_of(const SealedMemory& shared) {
 /// host's to write, and other processes' threads are not to be moved because of it.
 int member_of(const std::uint64_t& slot, int process) {
   const std::uint64_t member = host::load_relaxed(slot);
-  return member >> 32 == static_cast<std::uint64_t>(process) ? static_cast<int>(member & 0x7fffffff)
-                                                             : 0;
+  const auto thread = static_cast<int>(member & 0x7fffffff);
+  const bool is_named = member >> 32 == static_cast<std::uint64_t>(process);
+  return is_named && proc::has_thread(process, thread) ? thread : 0;
 }
 
 bool is_real_time(int thread) {

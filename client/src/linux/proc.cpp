@@ -66,6 +66,10 @@ std::vector<int> threads(int pid) {
   return found;
 }
 
+bool has_thread(int pid, int thread) {
+  return access(task(pid, thread).c_str(), F_OK) == 0;
+}
+
 char thread_state(int pid, int thread) {
   const std::string stat = read_file(task(pid, thread) + "/stat");
   const char* field = after_name(stat);

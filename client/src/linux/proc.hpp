@@ -16,6 +16,7 @@ std::string read_file(const std::string& path);
 std::uint64_t start_time(int pid);
 
 std::vector<int> threads(int pid);
+bool has_thread(int pid, int thread);
 
 /// State letter of one thread (R, S, D, ...), or 0.
 char thread_state(int pid, int thread);

@@ -21,6 +21,9 @@ namespace vesk::client {
 namespace {
 
 constexpr std::string_view prefix = "vesk-";
+/// A parent leaves a few objects at most. Whoever fills the folder with such names must not hold
+/// every start up; the rest is for the next ones.
+constexpr int most_swept = 1000;
 
 /// Two containers may share /dev/shm and not their process ids: objects of another namespace are
 /// not ours to judge.
@@ -53,8 +56,9 @@ std::string object_owner_tag() {
 
 void sweep_objects() {
   std::error_code failure;
+  int swept = 0;
   for (std::filesystem::directory_iterator entry("/dev/shm", failure), end;
-       !failure && entry != end; entry.increment(failure)) {
+       !failure && entry != end && swept < most_swept; entry.increment(failure)) {
     const std::string name = entry->path().filename();
     // "vesk-NAMESPACE-PID-START-NUMBER", all but the number hexadecimal.
     FieldReader fields(name);
@@ -65,8 +69,13 @@ void sweep_objects() {
         !fields.number(pid, 16) || !fields.literal("-") || !fields.number(started, 16) ||
         !fields.literal("-"))
       continue;
-    if (space != pid_namespace() || pid <= 0 || proc::start_time(pid) == started) continue;
-    // Another user's object refuses, and that is right.
+    if (space != pid_namespace() || pid <= 0) continue;
+    ++swept;
+    // Another user's are that user's to sweep. The owner is known sooner than whether it lives.
+    struct stat object{};
+    if (lstat(entry->path().c_str(), &object) != 0 || object.st_uid != geteuid() ||
+        proc::start_time(pid) == started)
+      continue;
     shm_unlink(("/" + name).c_str());
   }
 }

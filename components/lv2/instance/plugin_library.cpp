@@ -1,6 +1,7 @@
 #include "components/lv2/instance/plugin_library.hpp"
 
 #include <dlfcn.h>
+#include <sys/stat.h>
 
 #include "components/lv2/instance/features.hpp"
 #include "components/lv2/instance/qt_platform.hpp"
@@ -15,6 +16,12 @@ std::string loader_error() {
 }
 
 void* open_object(const std::string& path, std::string& error) {
+  // A pipe in its place would be waited for.
+  struct stat file{};
+  if (stat(path.c_str(), &file) == 0 && !S_ISREG(file.st_mode)) {
+    error = path + " is no file";
+    return nullptr;
+  }
   void* object = dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL | RTLD_NODELETE);
   if (object != nullptr) return object;
   error = loader_error();

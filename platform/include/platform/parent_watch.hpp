@@ -14,4 +14,14 @@ bool parent_has_gone();
 /// called this after some more. Any thread; never blocks.
 void announce_end();
 
+/// A save that is under way for as long as this lives: a process whose parent has ended meanwhile
+/// is given the same time for it. Any thread; never blocks.
+class SaveUnderWay {
+ public:
+  SaveUnderWay();
+  ~SaveUnderWay();
+  SaveUnderWay(const SaveUnderWay&) = delete;
+  SaveUnderWay& operator=(const SaveUnderWay&) = delete;
+};
+
 }  // namespace vesk::platform

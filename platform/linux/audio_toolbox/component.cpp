@@ -1,6 +1,7 @@
 #include "platform/linux/audio_toolbox/component.hpp"
 
 #include <dlfcn.h>
+#include <sys/stat.h>
 
 #include "platform/linux/audio_toolbox/diagnostics.hpp"
 
@@ -17,6 +18,14 @@ std::string loader_error() {
 
 AudioComponentFactoryFunction load_factory(const OpaqueAudioComponent& component,
                                            OSStatus& status) {
+  // A pipe in its place would be waited for.
+  struct stat file{};
+  if (stat(component.library.c_str(), &file) == 0 && !S_ISREG(file.st_mode)) {
+    status = invalid_component;
+    print_line("component " + component.name + " cannot be loaded: " + component.library +
+               " is no file");
+    return nullptr;
+  }
   // All symbols now: one that is missing must fail here and not in the middle of a render.
   void* library = dlopen(component.library.c_str(), RTLD_NOW | RTLD_LOCAL);
   if (!library) {

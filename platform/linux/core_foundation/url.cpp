@@ -77,8 +77,8 @@ std::string unescaped(std::string_view text) {
 const TypeOperations url_operations{"CFURL", destroy<Url>, equal_urls, hash_url, describe_url};
 
 CFURLRef make_file_url(std::string_view path, bool is_directory) {
-  std::u16string units;
-  if (path.empty() || path.find('\0') != path.npos || !append_utf8(path, units)) return nullptr;
+  // Any other bytes may name a file, UTF-8 or not.
+  if (path.empty() || path.find('\0') != path.npos) return nullptr;
   std::string whole(path);
   if (!whole.starts_with('/')) {
     char folder[PATH_MAX];

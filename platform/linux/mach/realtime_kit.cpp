@@ -6,8 +6,13 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <chrono>
 #include <cstdlib>
+#include <exception>
+#include <future>
 #include <new>
+#include <string>
+#include <thread>
 
 namespace vesk::platform {
 
@@ -26,6 +31,13 @@ const char* bus_address() {
   return access(socket, F_OK) == 0 ? socket_address : nullptr;
 }
 
+/// Rounded up; 0 when it has passed.
+int milliseconds_until(uint64_t deadline_ns) {
+  const uint64_t now = mach_absolute_time();
+  if (now >= deadline_ns) return 0;
+  return static_cast<int>((deadline_ns - now) / nanos_per_millisecond + 1);
+}
+
 }  // namespace
 
 /// The calls of libdbus-1, by their names.
@@ -34,9 +46,15 @@ struct RealtimeKit::Bus {
   VESK_BUS_CALL(connection_open_private);
   VESK_BUS_CALL(connection_close);
   VESK_BUS_CALL(connection_unref);
-  VESK_BUS_CALL(connection_send_with_reply_and_block);
+  VESK_BUS_CALL(connection_send_with_reply);
+  VESK_BUS_CALL(connection_read_write_dispatch);
+  VESK_BUS_CALL(pending_call_get_completed);
+  VESK_BUS_CALL(pending_call_steal_reply);
+  VESK_BUS_CALL(pending_call_cancel);
+  VESK_BUS_CALL(pending_call_unref);
   VESK_BUS_CALL(message_new_method_call);
   VESK_BUS_CALL(message_append_args);
+  VESK_BUS_CALL(message_get_type);
   VESK_BUS_CALL(message_iter_init);
   VESK_BUS_CALL(message_iter_recurse);
   VESK_BUS_CALL(message_iter_get_arg_type);
@@ -55,10 +73,15 @@ struct RealtimeKit::Bus {
     return find(connection_open_private, "dbus_connection_open_private") &&
            find(connection_close, "dbus_connection_close") &&
            find(connection_unref, "dbus_connection_unref") &&
-           find(connection_send_with_reply_and_block,
-                "dbus_connection_send_with_reply_and_block") &&
+           find(connection_send_with_reply, "dbus_connection_send_with_reply") &&
+           find(connection_read_write_dispatch, "dbus_connection_read_write_dispatch") &&
+           find(pending_call_get_completed, "dbus_pending_call_get_completed") &&
+           find(pending_call_steal_reply, "dbus_pending_call_steal_reply") &&
+           find(pending_call_cancel, "dbus_pending_call_cancel") &&
+           find(pending_call_unref, "dbus_pending_call_unref") &&
            find(message_new_method_call, "dbus_message_new_method_call") &&
            find(message_append_args, "dbus_message_append_args") &&
+           find(message_get_type, "dbus_message_get_type") &&
            find(message_iter_init, "dbus_message_iter_init") &&
            find(message_iter_recurse, "dbus_message_iter_recurse") &&
            find(message_iter_get_arg_type, "dbus_message_iter_get_arg_type") &&
@@ -66,17 +89,42 @@ struct RealtimeKit::Bus {
            find(message_unref, "dbus_message_unref");
   }
 
-  /// Sends `request` (consumed) and waits for the answer, NULL for an error or a late one.
+  /// A connection, or NULL when there is none by then. The library's own attempt has no limit, and
+  /// a bus that has stopped accepting makes it wait for ever, so that is left to a thread of its
+  /// own; a connection that comes too late stays unused.
+  DBusConnection* connect(const char* address, uint64_t deadline_ns) const try {
+    std::promise<DBusConnection*> opened;
+    std::future<DBusConnection*> connection = opened.get_future();
+    std::thread([opened = std::move(opened), open_private = connection_open_private,
+                 text = std::string(address)]() mutable {
+      opened.set_value(open_private(text.c_str(), nullptr));
+    }).detach();
+    const std::chrono::milliseconds left(milliseconds_until(deadline_ns));
+    return connection.wait_for(left) == std::future_status::ready ? connection.get() : nullptr;
+  } catch (const std::exception&) {
+    return nullptr;  // no thread or no memory
+  }
+
+  /// Sends `request` (consumed) and waits for the answer, NULL for an error or a late one. The call
+  /// that does both would wait for a bus that does not read as long as it pleases.
   DBusMessage* ask(DBusConnection* connection, DBusMessage* request, uint64_t deadline_ns) const {
-    const uint64_t now = mach_absolute_time();
-    DBusMessage* answer = nullptr;
-    if (now < deadline_ns) {
-      const auto left = static_cast<int>((deadline_ns - now) / nanos_per_millisecond);
-      answer =
-          connection_send_with_reply_and_block(connection, request, std::max(left, 1), nullptr);
-    }
+    DBusPendingCall* pending = nullptr;
+    const bool sent = connection_send_with_reply(connection, request, &pending, -1) != 0;
     message_unref(request);
-    return answer;
+    if (!sent || pending == nullptr) return nullptr;
+    while (!pending_call_get_completed(pending)) {
+      const int left = milliseconds_until(deadline_ns);
+      if (left == 0 || !connection_read_write_dispatch(connection, left)) break;
+    }
+    DBusMessage* answer = nullptr;
+    if (pending_call_get_completed(pending))
+      answer = pending_call_steal_reply(pending);
+    else
+      pending_call_cancel(pending);
+    pending_call_unref(pending);
+    if (answer == nullptr || message_get_type(answer) != DBUS_MESSAGE_TYPE_ERROR) return answer;
+    message_unref(answer);
+    return nullptr;
   }
 
   /// A number property of the service, `otherwise` when it cannot be had.
@@ -115,7 +163,7 @@ RealtimeKit::RealtimeKit() : deadline_ns_(mach_absolute_time() + limit_ns) {
   if (address == nullptr) return;
   bus_.reset(new (std::nothrow) Bus);
   if (bus_ == nullptr || !bus_->open()) return;
-  DBusConnection* connection = bus_->connection_open_private(address, nullptr);
+  DBusConnection* connection = bus_->connect(address, deadline_ns_);
   if (connection == nullptr) return;
   connection_ = connection;
   // dbus_bus_register would say hello too, but waits for the answer as long as it pleases.

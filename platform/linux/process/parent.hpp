@@ -9,8 +9,8 @@ namespace vesk::platform {
 pid_t original_parent();
 
 /// Starts a thread that sleeps until the parent ends and then ends this process, if it still runs,
-/// after 5 s; after 15 s where the main thread has announced its end (`announce_end`) and may be
-/// saving. Costs a descriptor and a small stack.
+/// after 5 s; after 15 s where the main thread has announced its end (`announce_end`) or is saving
+/// (`SaveUnderWay`). Costs a descriptor and a small stack.
 void start_parent_guard();
 
 }  // namespace vesk::platform

@@ -25,6 +25,7 @@ constexpr time_t seconds_to_save = 10;
 std::atomic<bool> g_parent_ended = false;
 std::atomic<bool> g_is_guarded = false;
 std::atomic<bool> g_is_ending = false;
+std::atomic<int> g_saves = 0;
 
 pid_t find_parent() {
   const pid_t now = getppid();
@@ -66,7 +67,8 @@ void* guard(void*) {
   await_end_of_parent();
   g_parent_ended.store(true, std::memory_order_relaxed);
   sleep_seconds(seconds_to_stir);
-  if (g_is_ending.load(std::memory_order_relaxed)) sleep_seconds(seconds_to_save);
+  if (g_is_ending.load(std::memory_order_relaxed) || g_saves.load(std::memory_order_relaxed) > 0)
+    sleep_seconds(seconds_to_save);
   // Not `exit`: whatever holds the main thread may hold locks that an orderly end needs.
   _exit(1);
 }
@@ -86,6 +88,14 @@ bool parent_has_gone() {
 
 void announce_end() {
   g_is_ending.store(true, std::memory_order_relaxed);
+}
+
+SaveUnderWay::SaveUnderWay() {
+  g_saves.fetch_add(1, std::memory_order_relaxed);
+}
+
+SaveUnderWay::~SaveUnderWay() {
+  g_saves.fetch_sub(1, std::memory_order_relaxed);
 }
 
 void start_parent_guard() {

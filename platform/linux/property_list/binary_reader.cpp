@@ -50,6 +50,7 @@ class BinaryReader {
         count > (trailer - table) / offset_size_ || top >= count) {
       return fail("its trailer is wrong");
     }
+    if (count > most_values) return fail(too_many_values);
     table_ = static_cast<std::size_t>(table);
     slots_.resize(static_cast<std::size_t>(count));
     return object(static_cast<std::size_t>(top), 0);
@@ -230,6 +231,12 @@ class BinaryReader {
 
   /// Reads `count` references from `at` on into objects; false when one is damaged.
   bool references(std::size_t at, std::size_t count, int nesting, std::vector<CFTypeRef>& objects) {
+    // Each reference is a value of the list, and may be one that is made anew.
+    if (count > values_left_) {
+      fail(too_many_values);
+      return false;
+    }
+    values_left_ -= count;
     objects.reserve(count);
     for (std::size_t i = 0; i < count; ++i) {
       const std::uint64_t index = big_endian(at + i * reference_size_, reference_size_);
@@ -282,6 +289,7 @@ class BinaryReader {
   std::size_t reference_size_ = 0;
   std::size_t table_ = 0;  ///< Where the offsets begin and the objects end.
   std::size_t expansion_left_ = 0;
+  std::size_t values_left_ = most_values - 1;  ///< The outermost has no reference.
   std::vector<Slot> slots_;
 };
 

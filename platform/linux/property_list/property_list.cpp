@@ -27,7 +27,8 @@ std::optional<std::string> check_string(CFStringRef string) {
   return std::nullopt;
 }
 
-std::optional<std::string> check(CFTypeRef object, int nesting) {
+std::optional<std::string> check(CFTypeRef object, int nesting, std::size_t& values_left) {
+  if (values_left-- == 0) return too_many_values;
   switch (list_kind(object)) {
     case ListKind::none:
       if (!object) return "there is no object";
@@ -43,7 +44,8 @@ std::optional<std::string> check(CFTypeRef object, int nesting) {
       if (nesting == deepest_nesting) return "it is nested too deeply";
       const auto array = static_cast<CFArrayRef>(object);
       for (CFIndex i = 0; i < CFArrayGetCount(array); ++i)
-        if (auto fault = check(CFArrayGetValueAtIndex(array, i), nesting + 1)) return fault;
+        if (auto fault = check(CFArrayGetValueAtIndex(array, i), nesting + 1, values_left))
+          return fault;
       return std::nullopt;
     }
     case ListKind::dictionary: {
@@ -53,12 +55,13 @@ std::optional<std::string> check(CFTypeRef object, int nesting) {
       std::vector<CFTypeRef> keys(count), values(count);
       CFDictionaryGetKeysAndValues(dictionary, keys.data(), values.data());
       for (std::size_t i = 0; i < count; ++i) {
+        if (values_left-- == 0) return too_many_values;
         if (list_kind(keys[i]) != ListKind::string) return "a key is no text";
         const auto key = static_cast<CFStringRef>(keys[i]);
         // Readers refuse such a key, and with it everything else that was saved.
         if (CFStringGetLength(key) == 0) return "a key is empty";
         if (auto fault = check_string(key)) return fault;
-        if (auto fault = check(values[i], nesting + 1)) return fault;
+        if (auto fault = check(values[i], nesting + 1, values_left)) return fault;
       }
       return std::nullopt;
     }
@@ -146,7 +149,8 @@ std::vector<std::pair<CFStringRef, CFTypeRef>> sorted_entries(CFDictionaryRef di
 }
 
 std::optional<std::string> check_list(CFPropertyListRef list) {
-  return check(list, 0);
+  std::size_t values_left = most_values;
+  return check(list, 0, values_left);
 }
 
 }  // namespace vesk::platform::cf

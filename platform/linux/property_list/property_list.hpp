@@ -17,6 +17,11 @@ namespace vesk::platform::cf {
 /// for recursion on the smallest thread stack in use.
 inline constexpr int deepest_nesting = 512;
 
+/// Values in a list, keys and containers counted. A hundred times what large states have; an object
+/// in memory takes up to 30 times the room it has in a file, so the file's size is no bound.
+inline constexpr std::size_t most_values = std::size_t{1} << 20;
+inline constexpr char too_many_values[] = "it holds more than a million values";
+
 // Codes of the errors, as Foundation numbers them.
 inline constexpr CFIndex corrupt = 3840, unknown_version = 3841, not_writable = 3851;
 

@@ -169,6 +169,7 @@ class XmlReader {
   void start(Element element, std::string_view name) {
     if (has_failed_) return;
     if (leaf_ != Element::unknown) return fail("an element stands inside a value");
+    if (element != Element::plist && values_++ == most_values) return fail(too_many_values);
     switch (element) {
       case Element::unknown:
         return fail("there is no element <" + std::string(name) + ">");
@@ -276,6 +277,7 @@ class XmlReader {
   XML_Parser parser_ = nullptr;
   bool has_failed_ = false;
   std::size_t depth_ = 0;  ///< Open elements.
+  std::size_t values_ = 0;
   std::vector<Container> open_;
   Element leaf_ = Element::unknown;  ///< The open element that holds text.
   std::string text_;

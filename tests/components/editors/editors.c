@@ -1,8 +1,5 @@
-#define _GNU_SOURCE /* dladdr */
 #include <Block.h>
 #include <dlfcn.h>
-#include <stdio.h>
-#include <string.h>
 
 #include "../basic_unit.h"
 #include "variants.h"
@@ -48,35 +45,21 @@ static enum EditorVariant variant_of(const BasicUnit* basic) {
   return (enum EditorVariant)value_of(basic, kEditor);
 }
 
-/* The folder of the views' bundle, inside the component's Resources. */
-static int view_bundle_path(char* path, size_t size) {
-  Dl_info info;
-  if (!dladdr((void*)view_bundle_path, &info)) return -1;
-  const char* slash = strrchr(info.dli_fname, '/');
-  const int folder = slash ? (int)(slash - info.dli_fname) : 1;
-  return snprintf(path, size, "%.*s/Resources/EditorViews.bundle", folder,
-                  slash ? info.dli_fname : ".");
-}
-
 static OSStatus open_unit(BasicUnit* basic) {
-  Editors* editors = (Editors*)basic;
-  char path[4096];
-  const int length = view_bundle_path(path, sizeof path);
-  if (length < 0 || (size_t)length >= sizeof path) return kAudioUnitErr_FailedInitialization;
-  editors->location =
-      CFURLCreateFromFileSystemRepresentation(NULL, (const UInt8*)path, length, true);
+  ((Editors*)basic)->location = CFURLCreateFromFileSystemRepresentation(
+      NULL, (const UInt8*)VESK_EDITOR_VIEWS, sizeof VESK_EDITOR_VIEWS - 1, true);
   return noErr;
 }
 
 static void close_unit(BasicUnit* basic) {
   Editors* editors = (Editors*)basic;
-  if (editors->location) CFRelease(editors->location);
+  CFRelease(editors->location);
   for (int i = 0; i < kMostClasses; ++i)
     if (editors->classes[i]) CFRelease(editors->classes[i]);
 }
 
 static void count_held(Editors* editors) {
-  CFIndex held = editors->location ? CFGetRetainCount(editors->location) - 1 : 0;
+  CFIndex held = CFGetRetainCount(editors->location) - 1;
   for (int i = 0; i < kMostClasses; ++i)
     if (editors->classes[i]) held += CFGetRetainCount(editors->classes[i]) - 1;
   atomic_store(&editors->basic.values[kHeldReferences], (float)held);
@@ -111,10 +94,7 @@ static OSStatus request_controller(Editors* editors, Completion completion) {
   atomic_store(&editors->basic.values[kControllerRequests], requests);
   if (variant == kNoEditor || variant == kCocoaView || variant == kGrows)
     return kAudioUnitErr_InvalidProperty;
-  char path[4096];
-  view_bundle_path(path, sizeof path);
-  strncat(path, "/EditorViews", sizeof path - strlen(path) - 1);
-  void* image = dlopen(path, RTLD_NOW | RTLD_NODELETE);
+  void* image = dlopen(VESK_EDITOR_VIEWS "/EditorViews", RTLD_NOW | RTLD_NODELETE);
   Deliver deliver = image ? (Deliver)dlsym(image, VESK_EDITOR_CONTROLLER_FUNCTION) : NULL;
   if (!deliver) return kAudioUnitErr_InvalidProperty;
   deliver(variant, editors->basic.instance, completion);

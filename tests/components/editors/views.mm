@@ -162,11 +162,13 @@ EditorVariant variant_of(AudioUnit unit) {
   if (updates && _clicked && _variant == kThrowsInUpdate)
     throw std::runtime_error("updated in vain");
   if (_variant != kWatches || closes) return;
+  if (!updates) {
+    AudioUnitSetParameter(_unit, kBright, kAudioUnitScope_Global, 0, [NSApp isActive], 0);
+    return;
+  }
   AudioUnitParameterValue count = 0;
   AudioUnitGetParameter(_unit, kCutoff, kAudioUnitScope_Global, 0, &count);
-  AudioUnitSetParameter(_unit, kCutoff, kAudioUnitScope_Global, 0, count + updates, 0);
-  if (!updates)
-    AudioUnitSetParameter(_unit, kBright, kAudioUnitScope_Global, 0, [NSApp isActive], 0);
+  AudioUnitSetParameter(_unit, kCutoff, kAudioUnitScope_Global, 0, count + 1, 0);
 }
 
 - (void)viewWillMoveToWindow:(NSWindow*)window {

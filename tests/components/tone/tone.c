@@ -14,12 +14,9 @@ enum { kVoices = 16, kEvents = 256 };
 
 enum { kLevel, kWaveform };
 
-static const char* const kWaveforms[] = {"Sine", "Triangle", "Saw", "Square"};
-
 static const UnitParameter kParameters[] = {
     {kLevel, "Level", kAudioUnitParameterUnit_LinearGain, 0, 1, 0.25f, NULL, 0},
-    {kWaveform, "Waveform", kAudioUnitParameterUnit_Indexed, 0, 3, 0, kWaveforms,
-     kAudioUnitParameterFlag_ValuesHaveStrings},
+    {kWaveform, "Waveform", kAudioUnitParameterUnit_Indexed, 0, 3, 0, NULL, 0},
 };
 
 typedef struct Voice {
