@@ -8,10 +8,13 @@
 #include "tools/list/arguments.hpp"
 #include "tools/list/component_listing.hpp"
 #include "tools/list/parameter_listing.hpp"
+#include "tools/program/child_program.hpp"
 #include "tools/program/json.hpp"
 
 namespace vesk::tools {
 namespace {
+
+using namespace std::chrono_literals;
 
 ComponentInfo component(const char* type, const char* subtype, const char* manufacturer,
                         const std::string& name) {
@@ -81,6 +84,35 @@ TEST(list_arguments, AreReadOrRefusedInWords) {
   EXPECT_EQ(error, "unknown option --all");
   EXPECT_FALSE(parse_list_arguments({"piano"}, error));
   EXPECT_EQ(error, "cannot use piano");
+}
+
+TEST(child_program, IsHeardToItsEndAndNotForEver) {
+  const struct {
+    const char* script;
+    std::chrono::seconds limit;
+    ChildAnswer answer;
+  } cases[] = {
+      {"echo out; echo err >&2; exit 3", 60s, {3, "", "out\n", "err\n"}},
+      {"echo out; kill -9 $$", 60s, {1, "was ended by signal 9 (Killed)", "out\n", ""}},
+      {"echo out; exec sleep 60", 1s, {1, "took longer than 1 seconds", "out\n", ""}},
+      // What it leaves running has its pipes.
+      {"sleep 60 & echo out", 60s, {0, "", "out\n", ""}},
+  };
+  for (const auto& test : cases) {
+    SCOPED_TRACE(test.script);
+    std::string error;
+    const auto start = std::chrono::steady_clock::now();
+    const auto answer = run_child("/bin/sh", {"-c", test.script}, test.limit, true, error);
+    EXPECT_LT(std::chrono::steady_clock::now() - start, 50s);
+    ASSERT_TRUE(answer) << error;
+    EXPECT_EQ(answer->status, test.answer.status);
+    EXPECT_EQ(answer->ending, test.answer.ending);
+    EXPECT_EQ(answer->output, test.answer.output);
+    EXPECT_EQ(answer->errors, test.answer.errors);
+  }
+  std::string error;
+  EXPECT_FALSE(run_child("/no such program", {}, 1s, true, error));
+  EXPECT_EQ(error, "/no such program: No such file or directory");
 }
 
 }  // namespace

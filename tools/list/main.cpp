@@ -30,7 +30,7 @@ std::optional<std::string> parameters_answer(const ListArguments& arguments, std
   std::string reason;
   const auto spec = PluginSpec::parse(arguments.parameters_of, reason);
   if (!spec) {
-    error = arguments.parameters_of + ": " + reason;
+    error = arguments.parameters_of + ": " + syntax_error(reason);
     return std::nullopt;
   }
   const auto parameters = ask_parameters(spec->text, spec->name, 0, error);

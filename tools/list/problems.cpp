@@ -38,11 +38,12 @@ std::string said_while_listing() {
   list_components(AudioComponentDescription{});
   dup2(before, STDERR_FILENO);
   close(before);
-  std::rewind(said.get());
   std::string text;
   char bytes[4096];
-  while (const std::size_t got = std::fread(bytes, 1, sizeof bytes, said.get()))
-    text.append(bytes, got);
+  ssize_t got = 0;
+  while ((got = pread(fileno(said.get()), bytes, sizeof bytes, static_cast<off_t>(text.size()))) >
+         0)
+    text.append(bytes, static_cast<std::size_t>(got));
   return text;
 }
 

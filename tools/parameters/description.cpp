@@ -25,6 +25,12 @@ Json json_of(const std::vector<ParameterDescription>& parameters) {
   return list;
 }
 
+std::string answer_text(const std::optional<std::vector<ParameterDescription>>& parameters,
+                        const std::string& error) {
+  return json_text(parameters ? Json{{"parameters", json_of(*parameters)}}
+                              : Json{{"error", error}});
+}
+
 std::optional<std::vector<ParameterDescription>> parameters_from(const Json& list) {
   constexpr float infinity = std::numeric_limits<float>::infinity();
   if (!list.is_array()) return std::nullopt;

@@ -24,6 +24,10 @@ struct ParameterDescription {
 /// Parameters as a JSON array of objects.
 Json json_of(const std::vector<ParameterDescription>& parameters);
 
+/// What `vesk-parameters` prints: an object with `parameters`, or without them with `error`.
+std::string answer_text(const std::optional<std::vector<ParameterDescription>>& parameters,
+                        const std::string& error);
+
 /// Reads back what `json_of` made; a bound that was infinite is so again. Empty when it is
 /// something else.
 std::optional<std::vector<ParameterDescription>> parameters_from(const Json& list);

@@ -4,14 +4,16 @@
 #include <fcntl.h>
 #include <unistd.h>
 
-#include <cerrno>
 #include <cstdio>
 #include <cstdlib>
+#include <optional>
 #include <string>
+#include <vector>
 
 #include "spec/plugin_spec.hpp"
 #include "tools/parameters/reader.hpp"
 #include "tools/program/command_line.hpp"
+#include "tools/program/standard_output.hpp"
 
 namespace {
 
@@ -27,23 +29,14 @@ constexpr const char* usage =
 // Whoever asked has given up by then, or is gone.
 constexpr unsigned longest_life_s = 90;
 
-bool write_all(int descriptor, const std::string& text) {
-  std::size_t done = 0;
-  while (done < text.size()) {
-    const ssize_t count = write(descriptor, text.data() + done, text.size() - done);
-    if (count < 0 && errno != EINTR) return false;
-    done += static_cast<std::size_t>(count > 0 ? count : 0);
-  }
-  return true;
-}
-
-Json answer_to(const std::string& component, double sample_rate_hz) {
-  std::string error;
-  const auto spec = PluginSpec::parse(component, error);
-  if (!spec) return {{"error", component + ": " + error}};
-  const auto parameters = read_parameters(spec->desc, spec->name, sample_rate_hz, error);
-  if (!parameters) return {{"error", error}};
-  return {{"parameters", json_of(*parameters)}};
+std::optional<std::vector<ParameterDescription>> parameters_of(const std::string& component,
+                                                               double sample_rate_hz,
+                                                               std::string& error) {
+  std::string reason;
+  if (const auto spec = PluginSpec::parse(component, reason))
+    return read_parameters(spec->desc, spec->name, sample_rate_hz, error);
+  error = component + ": " + syntax_error(reason);
+  return std::nullopt;
 }
 
 }  // namespace
@@ -60,8 +53,9 @@ int main(int argc, char** argv) {
   // What the plugin prints must not come between.
   const int output = fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
   dup2(STDERR_FILENO, STDOUT_FILENO);
-  const Json answer = answer_to(argv[1], sample_rate_hz);
-  const bool is_told = write_all(output, json_text(answer));
+  std::string error;
+  const auto parameters = parameters_of(argv[1], sample_rate_hz, error);
+  const bool is_told = print(output, answer_text(parameters, error), error);
   // Nothing is left to do, and a plugin may crash on the way out.
-  std::_Exit(is_told && answer.contains("parameters") ? 0 : 1);
+  std::_Exit(is_told && parameters ? 0 : 1);
 }

@@ -7,12 +7,6 @@
 #include <system_error>
 
 namespace vesk::tools {
-namespace {
-
-constexpr const char* element_syntax = "TYPE:SUBTYPE:MANUFACTURER, as vesk-list prints it";
-
-}  // namespace
-
 bool to_number(const std::string& text, double& value) {
   // std::from_chars would do, but Apple's library has none for a double.
   if (text.empty() || text[0] == '+' ||
@@ -47,13 +41,17 @@ std::string text_asked_for(const std::vector<std::string>& words, const char* pr
   return {};
 }
 
+std::string syntax_error(const std::string& reason) {
+  return reason.starts_with("expected type:")
+             ? "expected TYPE:SUBTYPE:MANUFACTURER, as vesk-list prints it"
+             : reason;
+}
+
 bool read_chain(const std::string& text, ChainElements& chain, std::string& error) {
   std::string reason;
   auto parsed = parse_chain(text, ChainStart::either, reason);
   if (!parsed) {
-    // The parser's own example is a plugin that nobody here has.
-    if (reason.starts_with("expected type:")) reason = "expected " + std::string(element_syntax);
-    error = "chain \"" + text + "\": " + reason;
+    error = "chain \"" + text + "\": " + syntax_error(reason);
     return false;
   }
   chain = *std::move(parsed);

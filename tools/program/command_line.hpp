@@ -31,6 +31,9 @@ bool read_command_line(const std::vector<std::string>& words, std::span<const Op
 /// that names the chain.
 bool read_chain(const std::string& text, ChainElements& chain, std::string& error);
 
+/// What the parser of chains says is wrong, without its example, a plugin that nobody here has.
+std::string syntax_error(const std::string& reason);
+
 /// The text that a command line asks for instead of work, whatever else stands in it: `help`, or
 /// the version of `program`. Empty when it asks for neither.
 std::string text_asked_for(const std::vector<std::string>& words, const char* program,

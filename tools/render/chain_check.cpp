@@ -57,10 +57,12 @@ std::vector<Warning> check_chain(const ChainElements& chain, bool plays_midi, in
                                                  "first plugin alone"});
     }
     if (plugin.params.empty()) continue;
-    // A plugin that cannot be opened is the host's to refuse.
-    std::string ignored;
-    if (const auto parameters = ask_parameters(plugin.text, plugin.name, sample_rate_hz, ignored))
+    // A plugin that cannot be opened is the host's to refuse, and then this is not said.
+    std::string error;
+    if (const auto parameters = ask_parameters(plugin.text, plugin.name, sample_rate_hz, error))
       std::ranges::move(check_values(plugin, *parameters), std::back_inserter(warnings));
+    else
+      warnings.push_back({WarningKind::note, "parameters were not checked: " + error});
   }
   return warnings;
 }

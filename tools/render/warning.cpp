@@ -4,18 +4,18 @@ namespace vesk::tools {
 namespace {
 
 struct Row {
-  WarningKind kind;
   const char* name;
+  WarningKind kind;
   int strict_status;
 };
 
 constexpr Row rows[] = {
-    {WarningKind::note, "note", 0},
-    {WarningKind::no_such_parameter, "no_such_parameter", 3},
-    {WarningKind::out_of_range, "out_of_range", 4},
-    {WarningKind::no_preset, "no_preset", 5},
-    {WarningKind::not_finite, "not_finite", 6},
-    {WarningKind::silent, "silent", 7},
+    {"note", WarningKind::note, 0},
+    {"no_such_parameter", WarningKind::no_such_parameter, 3},
+    {"out_of_range", WarningKind::out_of_range, 4},
+    {"no_preset", WarningKind::no_preset, 5},
+    {"not_finite", WarningKind::not_finite, 6},
+    {"silent", WarningKind::silent, 7},
 };
 
 const Row& row_of(WarningKind kind) {
