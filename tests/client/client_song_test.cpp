@@ -78,6 +78,11 @@ TEST(ClientSong, WhatIsSetReachesAPluginFromTheNextPeriodOn) {
     song.beats_per_bar = std::numeric_limits<double>::infinity();
     host->set_transport(song);
     expect({offline, no, no, no, no, no, no, no, 0, 0, 192, 1, 4, 12}, "nonsense is not handed on");
+    EXPECT_TRUE(host->stop().orderly()) << host->obituary();
+    ASSERT_FALSE(host->last_lines().empty());
+    EXPECT_EQ(host->last_lines().back(),
+              std::string("plugin host aumu:Bad_:Vesk#30=1: workgroup ") +
+                  (offline != 0 ? "not shared" : "joined"));
   }
 }
 

@@ -179,25 +179,6 @@ TEST(ClientStop, AHostThatNeverStopsSavingIsKilledAllTheSame) {
   EXPECT_TRUE(host->stop().killed);
 }
 
-TEST(ClientStop, AnObituaryHoldsTheLineThatTellsOfTheEndAndNoOther) {
-  const struct {
-    const char* commands;
-    const char* expected;
-  } cases[] = {
-      {"say=plugin host: could not save state to p,die_at=1",
-       "the host was ended by signal 9 (Killed)"},
-      {"say=plugin host x: died outside its plugins: SIGBUS,die_at=1",
-       "the host was ended by signal 9 (Killed): plugin host x: died outside its plugins: SIGBUS"},
-  };
-  for (const auto& c : cases) {
-    std::string error;
-    auto host = HostProcess::start(options(c.commands), error);
-    ASSERT_NE(host, nullptr) << error;
-    EXPECT_EQ(host->render(16, 0, {}, 10s), Answer::host_gone);
-    EXPECT_EQ(host->obituary(), c.expected);
-  }
-}
-
 TEST(ClientStop, SavingOpenEditorsIsGivenItsTime) {
   Options wanted = options("save_ms=700");
   wanted.stop_limit = 100ms;

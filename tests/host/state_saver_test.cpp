@@ -184,15 +184,6 @@ TEST_F(StateSaverTest, ASaveUnderWayWhenTheParentDiesIsFinished) {
   EXPECT_NE(content().find("late"), std::string::npos);
 }
 
-TEST_F(StateSaverTest, AFolderThatIsGoneIsTold) {
-  fs::remove(folder_.path());
-  script_.state_text = "new";
-  testing::internal::CaptureStderr();
-  saver_.save(0);
-  EXPECT_EQ(testing::internal::GetCapturedStderr(),
-            "plugin host: could not save state to " + preset_ + "\n");
-}
-
 TEST_F(StateSaverTest, ARefusedRenameIsTriedAgain) {
   fs::create_directory(preset_);
   script_.state_text = "new";

@@ -9,7 +9,7 @@ using namespace vesk::tests;
 
 namespace {
 
-TEST(Lv2UnitSound, AOneChannelPluginTakesEachSideForItselfAndASideInputSilence) {
+TEST(Lv2UnitSound, AOneChannelPluginReadsEachSideWhereItLies) {
   Lv2Unit unit("urn:vesk:test:mono");
   ASSERT_EQ(unit.set("gain", 2), noErr);
   ASSERT_TRUE(unit.initialize());
@@ -19,12 +19,6 @@ TEST(Lv2UnitSound, AOneChannelPluginTakesEachSideForItselfAndASideInputSilence) 
   for (int side = 0; side < 2; ++side)
     for (UInt32 i = 0; i < period_frames; ++i)
       ASSERT_EQ(unit.output[side][i], unit.input[side][i] * 2) << side << ", " << i;
-}
-
-TEST(Lv2UnitSound, TheCallersInputIsReadWhereItLies) {
-  Lv2Unit unit("urn:vesk:test:mono");
-  ASSERT_TRUE(unit.initialize());
-  ASSERT_EQ(unit.render(), noErr);
   void* library = dlopen(unit.plugin().library.c_str(), RTLD_NOW | RTLD_NOLOAD);
   ASSERT_NE(library, nullptr);
   auto* seen = static_cast<const void**>(dlsym(library, "test_mono_last_inputs"));
@@ -38,7 +32,9 @@ TEST(Lv2UnitSound, TheCallersInputIsReadWhereItLies) {
     return noErr;
   };
   ASSERT_EQ(unit.render(), noErr);
-  for (UInt32 side = 0; side < 2; ++side) EXPECT_EQ(unit.output[side], noise(5 + side));
+  for (UInt32 side = 0; side < 2; ++side)
+    for (UInt32 i = 0; i < period_frames; ++i)
+      ASSERT_EQ(unit.output[side][i], 2 * noise(5 + side)[i]);
   dlclose(library);
 }
 

@@ -85,10 +85,10 @@ TEST(Render, PlaysTheDemoSongTheSameEveryTime) {
 TEST(Render, SendsAudioThroughAnEffectAtItsOwnRateAndAnother) {
   const ScratchFolder folder;
   write_noise(folder / "in.wav", 44'100, 1);
-  auto result = render({delay, "--input", folder / "in.wav", "-o", folder / "own.flac", "--tail",
-                        "0", "--period", "441"});
+  auto result = render({delay, "--input", folder / "in.wav", "-o", folder / "own.FLAC", "--tail",
+                        "0", "--period=441"});
   ASSERT_EQ(result.status, 0) << result.errors;
-  Sound audio = read_sound(folder / "own.flac");
+  Sound audio = read_sound(folder / "own.FLAC");
   EXPECT_EQ(audio.rate, 44'100);
   EXPECT_EQ(audio.samples.size(), 2u * 44'100u);
 
@@ -168,9 +168,11 @@ TEST(Render, TakesAnyPeriodLength) {
 }
 
 #ifdef VESK_SANITIZER
+constexpr const char* died_in_load = "the host did not start";
 constexpr const char* died_in_render = "the host ended with status 3";
 constexpr const char* hangs = "a plugin waits for something that does not come";
 #else
+constexpr const char* died_in_load = "died in load: SIGSEGV";
 constexpr const char* died_in_render = "aufx:Bad_:Vesk (plugin 2 of 2) died in render: exit";
 constexpr const char* hangs =
     "aufx:Bad_:Vesk (plugin 2 of 2) waits for something that does not come";
@@ -219,7 +221,7 @@ TEST(Render, SaysInOneLineWhatIsWrongAndLeavesNothing) {
       {broken("aumu:Null:Vesk|aufx:Bad_:Vesk#2=200"), hangs},
       {broken("aumu:Bad_:Vesk#3=200"), " does not come back from its work"},
       {broken("aumu:Bad_:Vesk#19=1"), "OSStatus -10875"},
-      {broken("aumu:Bad_:Vesk#15=1"), "the host did not start"},
+      {broken("aumu:Bad_:Vesk#15=1"), died_in_load},
   };
   for (const auto& test : cases) {
     SCOPED_TRACE(test.words[0] + ": " + test.message);
@@ -358,28 +360,6 @@ TEST(Render, RemovesHalfAFileWhenInterrupted) {
   EXPECT_EQ(result.status, 128 + SIGINT) << result.output << result.errors;
   EXPECT_EQ(folder.names(), std::vector<std::string>{"out.wav"});
   EXPECT_EQ(file_bytes(folder / "out.wav").size(), 14u);
-}
-
-TEST(List, NamesTheDemoPluginsAndTheirParameters) {
-  const std::string program = build_tree() + "/bin/vesk-list";
-  const struct {
-    std::vector<std::string> words;
-    int status;
-    std::vector<std::string> texts;
-  } cases[] = {
-      {{program}, 0, {"aumu:Sm48:LV2_  ", "aufx:jvLs:LV2_  "}},
-      {{program, "--parameters", delay}, 0, {"Feedback", "0 to 1"}},
-      {{program, "--parameters", "aumu:none:Here"},
-       1,
-       {"vesk-list: aumu:none:Here is not installed; vesk-list without arguments shows what is\n"}},
-  };
-  for (const auto& test : cases) {
-    const auto result = run_program(test.words);
-    EXPECT_EQ(result.status, test.status);
-    const std::string& printed = test.status == 0 ? result.output : result.errors;
-    for (const std::string& text : test.texts)
-      EXPECT_NE(printed.find(text), std::string::npos) << text << " in " << printed;
-  }
 }
 
 }  // namespace
