@@ -50,7 +50,7 @@ class PluginAreaTest : public testing::Test {
   std::unique_ptr<PluginArea> area_;
 };
 
-TEST_F(PluginAreaTest, CountsPressesAndKeysInsideAndNoOthers) {
+TEST_F(PluginAreaTest, CountsPressesInsideAndNoOthers) {
   area_->resize({80, 60});
   area_->put_into(window_, 10, 10);
   // Coming and going is no touch.
@@ -65,6 +65,11 @@ TEST_F(PluginAreaTest, CountsPressesAndKeysInsideAndNoOthers) {
   XSync(interface_, False);
   XEvent event;
   EXPECT_TRUE(XCheckTypedEvent(interface_, ButtonPress, &event));
+}
+
+TEST_F(PluginAreaTest, CountsKeysUnderThePointer) {
+  area_->resize({80, 60});
+  area_->put_into(window_, 10, 10);
   output_of("xdotool mousemove 130 80 key a");
   EXPECT_TRUE(area_->is_touched());
 }
