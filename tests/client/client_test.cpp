@@ -113,6 +113,7 @@ TEST(RequestRings, WhateverTheHostClaimsItHasNoMoreThanItsChain) {
   host.turn();
   host.mask = 0xfffffffa;
   for (std::uint32_t claim = 0; claim < 100; ++claim) {
+    host.block->saved[claim % host::saved_slots] = claim % 5;
     host.block->saved_write += claim % 2 == 0 ? 16 : 0xfffffff0;
     host.turn();
     rings.turn(claim);
@@ -121,7 +122,10 @@ TEST(RequestRings, WhateverTheHostClaimsItHasNoMoreThanItsChain) {
     EXPECT_LE(rings.editors(), 3u);
   }
   std::size_t notices = 0;
-  while (rings.next_saved()) ++notices;
+  while (const auto plugin = rings.next_saved()) {
+    EXPECT_LT(*plugin, 3u);
+    ++notices;
+  }
   EXPECT_EQ(notices, RequestRings::kept_notices);
 }
 

@@ -22,10 +22,7 @@ class PluginAreaTest : public testing::Test {
   void SetUp() override {
     toolkit_ = XOpenDisplay(nullptr);
     ASSERT_NE(toolkit_, nullptr);
-    window_ =
-        XCreateSimpleWindow(toolkit_, DefaultRootWindow(toolkit_), 100, 50, 300, 200, 0, 0, 0);
-    XMapWindow(toolkit_, window_);
-    XSync(toolkit_, False);
+    open_window();
     area_ = PluginArea::open();
     ASSERT_NE(area_, nullptr);
     interface_ = XOpenDisplay(nullptr);
@@ -36,23 +33,35 @@ class PluginAreaTest : public testing::Test {
     XMapWindow(interface_, content_);
     XSync(interface_, False);
   }
+  void open_window() {
+    window_ =
+        XCreateSimpleWindow(toolkit_, DefaultRootWindow(toolkit_), 100, 50, 300, 200, 0, 0, 0);
+    XMapWindow(toolkit_, window_);
+    XSync(toolkit_, False);
+  }
+  void show() {
+    area_->resize({80, 60});
+    area_->put_into(window_, 10, 10);
+  }
   void TearDown() override {
     area_.reset();
+    if (is_lost_) return;
     XCloseDisplay(interface_);
     XCloseDisplay(toolkit_);
   }
 
   VirtualDisplay display_;
-  Display* toolkit_ = nullptr;
-  Display* interface_ = nullptr;
+  // Static, since lost ones cannot be closed and are to stay known to a leak checker.
+  static inline Display* toolkit_ = nullptr;
+  static inline Display* interface_ = nullptr;
   Window window_ = 0;
   Window content_ = 0;
   std::unique_ptr<PluginArea> area_;
+  bool is_lost_ = false;
 };
 
 TEST_F(PluginAreaTest, CountsPressesInsideAndNoOthers) {
-  area_->resize({80, 60});
-  area_->put_into(window_, 10, 10);
+  show();
   // Coming and going is no touch.
   for (const char* other : {"", " mousemove 300 200 click 1", " mousemove 300 200 key a"}) {
     EXPECT_FALSE(area_->is_touched()) << other;
@@ -68,10 +77,31 @@ TEST_F(PluginAreaTest, CountsPressesInsideAndNoOthers) {
 }
 
 TEST_F(PluginAreaTest, CountsKeysUnderThePointer) {
-  area_->resize({80, 60});
-  area_->put_into(window_, 10, 10);
+  show();
   output_of("xdotool mousemove 130 80 key a");
   EXPECT_TRUE(area_->is_touched());
+}
+
+TEST_F(PluginAreaTest, KnowsTheSizeOfWhatIsInIt) {
+  EXPECT_EQ(area_->new_content_size(), (AreaSize{80, 60}));
+  EXPECT_EQ(area_->new_content_size(), std::nullopt);
+  show();
+  XResizeWindow(interface_, content_, 120, 90);
+  XSync(interface_, False);
+  EXPECT_EQ(area_->new_content_size(), (AreaSize{120, 90}));
+}
+
+TEST_F(PluginAreaTest, OutlivesTheWindowItWasIn) {
+  for (int round = 0; round < 2; ++round) {
+    show();
+    area_->take_out();
+    XDestroyWindow(toolkit_, window_);
+    open_window();
+  }
+  show();
+  XWindowAttributes attributes;
+  ASSERT_TRUE(XGetWindowAttributes(toolkit_, content_, &attributes));
+  EXPECT_EQ(attributes.map_state, IsViewable);
 }
 
 TEST_F(PluginAreaTest, ErrorsOfInterfacesAreCountedAndThoseOfTheToolkitPassedOn) {
@@ -90,6 +120,30 @@ TEST_F(PluginAreaTest, ErrorsOfInterfacesAreCountedAndThoseOfTheToolkitPassedOn)
   XSync(toolkit_, False);
   EXPECT_EQ(x_error_count(), before + 1);
   EXPECT_EQ(passed_on, 1);
+}
+
+TEST_F(PluginAreaTest, ALostServerLeavesTheInterfaceAndNotTheProcess) {
+  count_x_errors(toolkit_);
+  EXPECT_FALSE(area_->is_lost());
+  EXPECT_TRUE(survives_display_loss([](void*) {}, nullptr));
+  is_lost_ = true;
+  display_.kill();
+  EXPECT_TRUE(area_->is_lost());
+  struct Work {
+    Display* display;
+    bool came_through;
+  } work{interface_, false};
+  EXPECT_FALSE(survives_display_loss(
+      [](void* context) {
+        auto& running = *static_cast<Work*>(context);
+        XSync(running.display, False);
+        running.came_through = true;
+      },
+      &work));
+  EXPECT_FALSE(work.came_through);
+  // The area's own connection asks for nothing but that calls return.
+  EXPECT_FALSE(area_->is_touched());
+  area_->take_out();
 }
 
 }  // namespace
