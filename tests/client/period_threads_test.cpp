@@ -25,16 +25,16 @@ namespace {
 constexpr unsigned period_frames = 64;
 
 /// A render thread over a block in this process and the driver of a parent before it.
-class PeriodThreads : public testing::Test {
+class PeriodThreads : public testing::TestWithParam<bool> {
  protected:
-  void start(const char* chain_text, bool spins) {
+  void SetUp() override {
     std::string error;
-    ASSERT_TRUE(host::load_chain(chain_text, 48000, period_frames, *block_, chain_, error))
+    ASSERT_TRUE(host::load_chain(UnitScript::effect, 48000, period_frames, *block_, chain_, error))
         << error;
     block_->open_mask = ~0u;
     PeriodDriver::Settings settings;
     settings.max_frames = period_frames;
-    settings.spins = spins;
+    settings.spins = GetParam();
     driver_ = std::make_unique<PeriodDriver>(*block_, settings);
     renderer_ = std::thread(host::render_loop, block_.get(), std::ref(chain_.plugins),
                             chain_.first_is_effect, 48000.0, period_frames, 0u, nullptr);
@@ -55,15 +55,13 @@ class PeriodThreads : public testing::Test {
 
 }  // namespace
 
-class PeriodThreadsSpin : public PeriodThreads, public testing::WithParamInterface<bool> {};
-INSTANTIATE_TEST_SUITE_P(spin, PeriodThreadsSpin, testing::Bool());
+INSTANTIATE_TEST_SUITE_P(spin, PeriodThreads, testing::Bool());
 
-TEST_P(PeriodThreadsSpin, ThousandsOfPeriodsComeBackEachWithItsOwnAudioAndTheRingsBesideThem) {
+TEST_P(PeriodThreads, ThousandsOfPeriodsComeBackEachWithItsOwnAudioAndTheRingsBesideThem) {
   script_.render = [this](UInt32 frames, AudioBufferList* data) {
     AudioUnitRenderActionFlags flags = 0;
     return script_.pull_input(&flags, frames, data);
   };
-  start(UnitScript::effect, GetParam());
   // The host's main loop, as far as the rings go. (The recording unit takes no calls from two
   // threads.)
   std::array<float, 8> values{};
