@@ -81,7 +81,7 @@ class Renderer {
   std::thread thread_;
 };
 
-TEST(Lv2UnitThreads, AStateIsExchangedBetweenPeriods) {
+TEST(Lv2UnitThreads, AStateIsExchangedBetweenPeriodsAndParametersAtAnyTime) {
   Lv2Unit unit("urn:vesk:test:effect");
   ASSERT_TRUE(unit.initialize());
   unit.input[0].assign(period_frames, 1.0f);
@@ -95,28 +95,13 @@ TEST(Lv2UnitThreads, AStateIsExchangedBetweenPeriods) {
   Renderer renderer(unit);
   for (std::size_t i = 0; i < 100; ++i) {
     ASSERT_EQ(unit.set_property(kAudioUnitProperty_ClassInfo, states[i % 3].get()), noErr);
+    ASSERT_EQ(unit.set("setting", static_cast<float>(i)), noErr);
     renderer.wait_for_a_period();
     ASSERT_EQ(renderer.last_, factors[i % 3]) << i;
     if (i % 16 == 0) EXPECT_FALSE(unit.saved().empty());
   }
   EXPECT_EQ(renderer.failures_, 0);
   EXPECT_EQ(renderer.torn_, 0);
-}
-
-TEST(Lv2UnitThreads, ParametersAndPresetsDoNotDisturbARender) {
-  Lv2Unit unit("http://drobilla.net/plugins/mda/EPiano");
-  ASSERT_TRUE(unit.initialize());
-  Renderer renderer(unit);
-  for (int i = 0; i < 60; ++i) {
-    ASSERT_EQ(unit.set("hardness", static_cast<float>(i % 10) / 10), noErr);
-    unit.midi(0x90, static_cast<UInt32>(40 + i % 40), 90, 0);
-    if (i % 20 == 0) {
-      const AUPreset preset{i / 20, nullptr};
-      ASSERT_EQ(unit.set_property(kAudioUnitProperty_PresentPreset, preset), noErr);
-    }
-    renderer.wait_for_a_period();
-  }
-  EXPECT_EQ(renderer.failures_, 0);
 }
 
 // The caller may well go on to dispose of it.
