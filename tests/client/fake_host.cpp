@@ -86,12 +86,16 @@ void misbehave(long period) {
   sleep_ms(number("late_ms"));
 }
 
-/// Enters the record behind descriptor 3 and goes where it says.
-void join_workgroup() {
+/// The record behind descriptor 3; null: there is none.
+VeskWorkgroupRecord* workgroup_record() {
   void* memory = mmap(nullptr, sizeof(VeskWorkgroupRecord), PROT_READ | PROT_WRITE, MAP_SHARED,
                       VESK_WORKGROUP_DESCRIPTOR, 0);
-  if (memory == MAP_FAILED) return;
-  auto& record = *static_cast<VeskWorkgroupRecord*>(memory);
+  return memory == MAP_FAILED ? nullptr : static_cast<VeskWorkgroupRecord*>(memory);
+}
+
+/// Enters the record and goes where it says.
+void join_workgroup() {
+  VeskWorkgroupRecord& record = *workgroup_record();
   const auto thread = static_cast<std::uint64_t>(syscall(SYS_gettid));
   const std::uint64_t own = static_cast<std::uint64_t>(getpid()) << 32;
   std::atomic_ref(record.members[0]).store(own | static_cast<std::uint64_t>(number("alien")));
@@ -130,9 +134,7 @@ void render_loop(Block& block) {
 /// alone, so that a test can end it quickly.
 void lie(Block& block, long seed) {
   std::minstd_rand random(static_cast<std::minstd_rand::result_type>(seed));
-  void* memory = mmap(nullptr, sizeof(VeskWorkgroupRecord), PROT_READ | PROT_WRITE, MAP_SHARED,
-                      VESK_WORKGROUP_DESCRIPTOR, 0);
-  auto* const record = memory == MAP_FAILED ? nullptr : static_cast<VeskWorkgroupRecord*>(memory);
+  VeskWorkgroupRecord* const record = workgroup_record();
   const std::uint64_t own = static_cast<std::uint64_t>(getpid()) << 32;
   const auto parent = static_cast<std::uint32_t>(getppid());
   std::uint32_t* const told[] = {&block.saved_write, &block.open_mask,      &block.render_done,

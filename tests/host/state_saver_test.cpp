@@ -65,21 +65,18 @@ TEST_F(StateSaverTest, WritesWhatChangedSinceTheBaseline) {
 }
 
 TEST_F(StateSaverTest, NoticesNameThePluginAndWrapAroundTheRing) {
-  load(UnitScript::effect + ("@" + preset_));
-  store_release(block_->saved_write, 4294967295u);
-  block_->saved[15] = 99;
-  script_.state_text = "wrapped";
-  saver_.save(1);
-  EXPECT_EQ(block_->saved[15], 1u);
-  EXPECT_EQ(load_acquire(block_->saved_write), 0u);
-}
-
-TEST_F(StateSaverTest, LeavesOthersAlone) {
   load(UnitScript::effect);
+  load(UnitScript::effect + ("@" + preset_));
   saver_.save(1);  // names no preset file
   script_.class_info_get_status = kAudioUnitErr_InvalidProperty;
-  saver_.save(0);  // its state cannot be captured
+  saver_.save(2);  // its state cannot be captured
   EXPECT_TRUE(folder_.names().empty());
+  EXPECT_EQ(load_acquire(block_->saved_write), 0u);
+  script_.class_info_get_status = noErr;
+  store_release(block_->saved_write, 4294967295u);
+  block_->saved[15] = 99;
+  saver_.save(2);
+  EXPECT_EQ(block_->saved[15], 2u);
   EXPECT_EQ(load_acquire(block_->saved_write), 0u);
 }
 

@@ -1,18 +1,22 @@
-// The cache of installed LV2 plugins, with the real scanner program and bundles made for each case.
+// The cache of installed LV2 plugins, with the real scanner program and bundles made for each case,
+// and what becomes of the processes that the scanner lets read.
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <signal.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <functional>
+#include <map>
 #include <thread>
 
 #include "components/lv2/catalogue/cache_file.hpp"
 #include "components/lv2/catalogue/component_code.hpp"
 #include "components/lv2/catalogue/plugin_search.hpp"
+#include "components/lv2/scan/jobs.hpp"
 #include "tests/support/child_process.hpp"
 #include "tests/support/lv2_bundles.hpp"
 
@@ -260,6 +264,39 @@ TEST_F(Lv2Cache, NothingOfADynamicManifestIsOfferedAndItsBundleSaysSo) {
   settle(installed_.path());
   EXPECT_EQ(listed(), std::vector<std::string>{"d"}) << "its manifest itself is read";
   EXPECT_EQ(why_not("d"), "is dynamic, which is not supported");
+}
+
+TEST(Lv2Jobs, WhatEndsOrHangsItsReaderCostsItselfOnly) {
+  struct Fault {
+    void (*act)();
+    const char* failure;
+    bool is_passing;
+  };
+  const std::map<std::size_t, Fault> faults = {
+      {0, {[] { ::abort(); }, "crashed its reader (Aborted)", false}},
+      {5, {[] { ::_exit(0); }, "ended its reader", false}},
+      {6, {[] { ::raise(SIGKILL); }, "was not read: its reader was ended (Killed)", true}},
+      {59, {[] { ::pause(); }, "kept its reader busy for 2 s", false}},
+  };
+  std::vector<scan::Job> jobs;
+  for (std::size_t i = 0; i < 60; ++i) {
+    jobs.emplace_back([i, &faults](scan::BundleReader&) {
+      ::dprintf(STDERR_FILENO, "about %zu", i);
+      if (const auto fault = faults.find(i); fault != faults.end()) fault->second.act();
+      return Bytes{std::byte(i)};
+    });
+  }
+  std::vector<int> times(jobs.size());
+  const auto done = [&](std::size_t job, const scan::JobResult& result) {
+    ++times[job];
+    EXPECT_EQ(result.printed, "about " + std::to_string(job));
+    const auto fault = faults.find(job);
+    EXPECT_EQ(result.failure, fault == faults.end() ? "" : fault->second.failure) << job;
+    EXPECT_EQ(result.is_passing, fault != faults.end() && fault->second.is_passing) << job;
+    EXPECT_EQ(result.payload, fault == faults.end() ? Bytes{std::byte(job)} : Bytes()) << job;
+  };
+  scan::run_jobs(jobs, done, 2);
+  EXPECT_EQ(times, std::vector<int>(jobs.size(), 1));
 }
 
 }  // namespace

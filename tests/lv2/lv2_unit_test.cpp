@@ -1,6 +1,8 @@
 // Units around LV2 plugins, through the public Audio Unit calls: what they tell of themselves and
 // accept, sound and events.
 
+#include "tests/lv2/lv2_unit.hpp"
+
 #include <CoreFoundation/CoreFoundation.h>
 #include <dlfcn.h>
 #include <sys/stat.h>
@@ -12,7 +14,6 @@
 
 #include "components/lv2/instance/plugin_library.hpp"
 #include "components/lv2/instance/plugin_log.hpp"
-#include "tests/lv2/lv2_unit.hpp"
 #include "tests/support/cf_text.hpp"
 #include "tests/support/scratch_folder.hpp"
 

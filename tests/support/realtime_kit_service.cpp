@@ -94,9 +94,8 @@ DBusMessage* answer(DBusMessage* call, RealtimeKitService::Mode mode,
   std::ofstream(folder / "ready");
   while (dbus_connection_read_write(connection, -1)) {
     while (DBusMessage* call = dbus_connection_pop_message(connection)) {
-      DBusMessage* const reply = mode == RealtimeKitService::is_silent
-                                     ? nullptr
-                                     : answer(call, mode, folder / "request");
+      DBusMessage* const reply =
+          mode == RealtimeKitService::is_silent ? nullptr : answer(call, mode, folder / "request");
       if (reply != nullptr) {
         dbus_connection_send(connection, reply, nullptr);
         dbus_connection_flush(connection);

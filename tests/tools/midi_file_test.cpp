@@ -292,17 +292,16 @@ TEST(period_events, EachPeriodKnowsItsBeatAlsoAfterAnHourOfTempoChanges) {
   // Every 7 seconds the tempo changes, every 70 the meter; 3,600 seconds in all.
   Song song;
   song.length_seconds = 3600;
-  for (int change = 0; change * 7 < 3600; ++change) {
-    TempoMark mark = change > 0 ? song.marks.back() : TempoMark{};
-    mark.beat += change > 0 ? 7 * mark.tempo / 60 : 0;
-    mark.seconds = change * 7;
-    mark.tempo = 60 + 37 * change % 180;
+  TempoMark next;
+  for (int change = 0; change * 7 < 3600; ++change, next.beat += 7 * next.tempo / 60) {
+    next.seconds = change * 7;
+    next.tempo = 60 + 37 * change % 180;
     if (change % 10 == 0) {
-      mark.first_bar = mark.beat;
-      mark.beats_per_bar = change % 20 == 0 ? 4 : 7;
-      mark.beat_unit = change % 20 == 0 ? 4 : 8;
+      next.first_bar = next.beat;
+      next.beats_per_bar = change % 20 == 0 ? 4 : 7;
+      next.beat_unit = change % 20 == 0 ? 4 : 8;
     }
-    song.marks.push_back(mark);
+    song.marks.push_back(next);
   }
   constexpr double rate = 44'100;
   PeriodEvents periods(song, rate);

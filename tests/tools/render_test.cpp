@@ -46,11 +46,14 @@ void write_noise(const std::string& path, int rate, int seconds) {
   write_sound(path, noise);
 }
 
-/// A song of one second: a note of half of it.
-void write_note(const std::string& path) {
-  constexpr char bytes[] =
-      "MThd\0\0\0\6\0\0\0\1\0\x60MTrk\0\0\0\x0c\0\x90\x3c\x64\x60\x80\x3c\0\x60\xff\x2f\0";
-  std::ofstream(path, std::ios::binary).write(bytes, sizeof bytes - 1);
+/// A song of one track with 96 ticks to the quarter note; at 120 beats a minute if it says nothing.
+void write_song(const std::string& path, const Bytes& track) {
+  Bytes bytes{'M', 'T', 'h', 'd', 0, 0, 0, 6, 0, 0, 0, 1, 0, 96, 'M', 'T', 'r', 'k', 0, 0, 0};
+  bytes.push_back(static_cast<std::uint8_t>(track.size()));
+  bytes.insert(bytes.end(), track.begin(), track.end());
+  std::ofstream(path, std::ios::binary)
+      .write(reinterpret_cast<const char*>(bytes.data()),
+             static_cast<std::streamsize>(bytes.size()));
 }
 
 /// The length of a vector.
@@ -122,14 +125,12 @@ TEST(Render, AMetronomeClicksAtTheSongsTempoToTheSampleAndStopsWithIt) {
   for (const std::uint32_t tempo : {60u, 240u}) {
     // Eight seconds without a note, at so many beats a minute.
     const std::uint32_t us = 60'000'000 / tempo;
-    const int ticks = static_cast<int>(8 * 96 * tempo / 60);
-    Bytes bytes{'M', 'T', 'h', 'd', 0, 0, 0, 6, 0, 0, 0, 1, 0, 96, 'M', 'T', 'r', 'k', 0, 0, 0, 12};
-    for (const int byte : {0, 0xFF, 0x51, 3, int(us >> 16), int(us >> 8 & 255), int(us & 255),
-                           ticks >> 7 | 0x80, ticks & 0x7F, 0xFF, 0x2F, 0})
-      bytes.push_back(static_cast<std::uint8_t>(byte));
-    std::ofstream(folder / "beat.mid", std::ios::binary)
-        .write(reinterpret_cast<const char*>(bytes.data()),
-               static_cast<std::streamsize>(bytes.size()));
+    const std::uint32_t ticks = 8 * 96 * tempo / 60;
+    Bytes track;
+    for (const auto byte : {0u, 0xFFu, 0x51u, 3u, us >> 16, us >> 8 & 255, us & 255,
+                            ticks >> 7 | 0x80, ticks & 0x7F, 0xFFu, 0x2Fu, 0u})
+      track.push_back(static_cast<std::uint8_t>(byte));
+    write_song(folder / "beat.mid", track);
     const auto result = render({"augn:ad1X:LV2_", "--midi", folder / "beat.mid", "-o",
                                 folder / "clicks.wav", "--period", "500"});
     ASSERT_EQ(result.status, 0) << result.errors;
@@ -273,7 +274,8 @@ TEST(Render, TellsWhatCanHardlyBeMeantAndRefusesItWhenStrict) {
        "aumf:5t5y:LV2_ gets no MIDI events: they go to the chain's first plugin alone", 7, "note"},
   };
   const ScratchFolder songs;
-  write_note(songs / "note.mid");
+  // A note of half a second, and half a second of none.
+  write_song(songs / "note.mid", {0, 0x90, 60, 100, 96, 0x80, 60, 0, 96, 0xFF, 0x2F, 0});
   for (const auto& test : cases) {
     SCOPED_TRACE(test.chain);
     const std::vector<std::string> words{
