@@ -68,6 +68,7 @@ TEST_F(StateSaverTest, NoticesNameThePluginAndWrapAroundTheRing) {
   load(UnitScript::effect);
   load(UnitScript::effect + ("@" + preset_));
   saver_.save(1);  // names no preset file
+  EXPECT_TRUE(saver_.last_saved.empty()) << "and is not asked for its state";
   script_.class_info_get_status = kAudioUnitErr_InvalidProperty;
   saver_.save(2);  // its state cannot be captured
   EXPECT_TRUE(folder_.names().empty());
