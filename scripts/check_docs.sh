@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # What documents say of the sources holds: links lead somewhere, every document is in the index,
-# every environment variable in its table, and the program in docs/embedding.md is what tests build.
+# every environment variable in its table, every command of the misbehaving units too, and the program
+# in docs/embedding.md is what tests build.
 cd "$(dirname "${BASH_SOURCE[0]}")/.." || exit
 failed=0
 complain() {
@@ -22,4 +23,7 @@ done < <(grep -rhoE 'getenv\("[A-Z_0-9]+' client components host platform plugin
 # shellcheck disable=SC2016
 diff <(sed -n '/^```cpp$/,/^```$/p' docs/embedding.md | sed '1d;$d') docs/examples/embed.cpp ||
   complain "docs/embedding.md and docs/examples/embed.cpp differ"
+diff <(sed -nE 's/^\| ([0-9]{1,2} \| [a-z-]+) \|.*/\1/p' docs/misbehaving.md) <(
+  sed -nE 's/^  COMMAND\([^"]*"([a-z-]+)".*/\1/p' tests/components/misbehaving/misbehaving.c |
+    awk '{ print NR - 1 " | " $0 }') || complain "docs/misbehaving.md names other commands"
 exit $failed

@@ -4,6 +4,7 @@
 #include <memory>
 #include <stdexcept>
 #include <string>
+#include <vector>
 
 #include "tests/support/wait_until.hpp"
 #include "vesk/host_process.hpp"
@@ -16,29 +17,21 @@ using tests::wait_until;
 /// Long past what normally takes no time.
 inline constexpr std::chrono::seconds long_enough{20};
 
-/// How many entries of a folder have `part` in their names.
-inline int entries(const char* folder, const std::string& part = {}) {
-  int count = 0;
-  for (const auto& entry : std::filesystem::directory_iterator(folder))
-    count += entry.path().filename().string().find(part) != std::string::npos;
-  return count;
+/// How many entries a folder has.
+inline int entries(const char* folder) {
+  const std::filesystem::directory_iterator all(folder);
+  return static_cast<int>(std::distance(begin(all), end(all)));
 }
 
-/// How many shared objects of a parent's hosts still have their names.
-inline int objects_of(pid_t parent) {
+/// The names of the shared objects of a parent's hosts, with their slash.
+inline std::vector<std::string> objects_of(pid_t parent) {
   char tag[32];
   std::snprintf(tag, sizeof tag, "-%x-", static_cast<unsigned>(parent));
-  return entries("/dev/shm", tag);
-}
-
-/// The name of one of them, with its slash.
-inline std::string name_of_object(pid_t parent) {
-  char tag[32];
-  std::snprintf(tag, sizeof tag, "-%x-", static_cast<unsigned>(parent));
+  std::vector<std::string> names;
   for (const auto& entry : std::filesystem::directory_iterator("/dev/shm"))
     if (const std::string name = entry.path().filename(); name.find(tag) != std::string::npos)
-      return "/" + name;
-  return {};
+      names.push_back("/" + name);
+  return names;
 }
 
 inline client::Options options(const std::string& commands,

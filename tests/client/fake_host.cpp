@@ -6,12 +6,11 @@
 //   never_ready=1     load for ever                     late_probe=N        ignore N requests
 //   deaf=1            ready, but without render thread  answer_when_told=1  answer after SIGUSR1
 //   late_ms=N         answer every period so late       block_at=N          sleep in period N
-//   segv_at=N         print a death line, then SEGV     die_at=N            SIGKILL in period N
-//   no_window=1       open no editor                    open_when_told=1    open after SIGUSR1
-//   save_ms=N         take so long to save              crowd=N             N notices on close
-//   stubborn=1        never quit                        flood=N             print N lines a turn
-//   garbage=1         scribble over what it may write   alien=TID           make that thread a
-//   member boast=1           show editors that it does not have, and save for ever when stubborn
+//   segv_at=N         print a death line, then SEGV     alien=TID           make that thread a
+//   member no_window=1       open no editor                    open_when_told=1    open after
+//   SIGUSR1 save_ms=N         take so long to save              crowd=N             N notices on
+//   close stubborn=1        never quit                        flood=N             print N lines a
+//   turn boast=1           show editors that it does not have, and save for ever when stubborn
 //   lie=SEED          write anything anywhere and print it, from the moment it is ready
 //   lie_early=SEED    the same, from the moment it has the block
 //
@@ -82,18 +81,21 @@ void misbehave(long period) {
     signal(SIGSEGV, SIG_DFL);
     raise(SIGSEGV);
   }
-  if (period == number("die_at")) raise(SIGKILL);
   while (period == number("block_at")) sleep_ms(1000);
   wait_to_be_told("answer_when_told");
   sleep_ms(number("late_ms"));
 }
 
-/// Enters the record behind descriptor 3 and goes where it says.
-void join_workgroup() {
+/// The record behind descriptor 3; null: there is none.
+VeskWorkgroupRecord* workgroup_record() {
   void* memory = mmap(nullptr, sizeof(VeskWorkgroupRecord), PROT_READ | PROT_WRITE, MAP_SHARED,
                       VESK_WORKGROUP_DESCRIPTOR, 0);
-  if (memory == MAP_FAILED) return;
-  auto& record = *static_cast<VeskWorkgroupRecord*>(memory);
+  return memory == MAP_FAILED ? nullptr : static_cast<VeskWorkgroupRecord*>(memory);
+}
+
+/// Enters the record and goes where it says.
+void join_workgroup() {
+  VeskWorkgroupRecord& record = *workgroup_record();
   const auto thread = static_cast<std::uint64_t>(syscall(SYS_gettid));
   const std::uint64_t own = static_cast<std::uint64_t>(getpid()) << 32;
   std::atomic_ref(record.members[0]).store(own | static_cast<std::uint64_t>(number("alien")));
@@ -132,9 +134,7 @@ void render_loop(Block& block) {
 /// alone, so that a test can end it quickly.
 void lie(Block& block, long seed) {
   std::minstd_rand random(static_cast<std::minstd_rand::result_type>(seed));
-  void* memory = mmap(nullptr, sizeof(VeskWorkgroupRecord), PROT_READ | PROT_WRITE, MAP_SHARED,
-                      VESK_WORKGROUP_DESCRIPTOR, 0);
-  auto* const record = memory == MAP_FAILED ? nullptr : static_cast<VeskWorkgroupRecord*>(memory);
+  VeskWorkgroupRecord* const record = workgroup_record();
   const std::uint64_t own = static_cast<std::uint64_t>(getpid()) << 32;
   const auto parent = static_cast<std::uint32_t>(getppid());
   std::uint32_t* const told[] = {&block.saved_write, &block.open_mask,      &block.render_done,
@@ -202,11 +202,6 @@ void main_loop(Block& block) {
     for (const std::uint32_t end = load_acquire(block.window_write); windows != end; ++windows)
       serve(block, block.window_requests[windows % window_slots], mask);
     for (long i = 0; i < number("flood"); ++i) std::fprintf(stderr, "noise %ld\n", i);
-    if (number("garbage") != 0) {
-      store_release(block.saved_write, 0xdeadbeef);
-      std::memset(block.saved, 0xff, sizeof block.saved);
-      block.latency_seconds_total = -1;
-    }
     store_release(block.open_mask, number("boast") != 0 ? 0xfffffffd : mask);
     sleep_ms(10);
   }

@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 
 #include <array>
-#include <atomic>
 #include <chrono>
 #include <memory>
 #include <thread>
@@ -14,6 +13,7 @@
 #include "host/chain.hpp"
 #include "host/render_loop.hpp"
 #include "tests/support/recording_unit.hpp"
+#include "tests/support/wait_until.hpp"
 
 using namespace std::chrono_literals;
 using namespace vesk;
@@ -25,21 +25,20 @@ namespace {
 constexpr unsigned period_frames = 64;
 
 /// A render thread over a block in this process and the driver of a parent before it.
-class PeriodThreads : public testing::Test {
+class PeriodThreads : public testing::TestWithParam<bool> {
  protected:
-  void start(const char* chain_text, bool spins) {
+  void SetUp() override {
     std::string error;
-    ASSERT_TRUE(host::load_chain(chain_text, 48000, period_frames, *block_, chain_, error))
+    ASSERT_TRUE(host::load_chain(UnitScript::effect, 48000, period_frames, *block_, chain_, error))
         << error;
     block_->open_mask = ~0u;
     PeriodDriver::Settings settings;
     settings.max_frames = period_frames;
-    settings.spins = spins;
+    settings.spins = GetParam();
     driver_ = std::make_unique<PeriodDriver>(*block_, settings);
     renderer_ = std::thread(host::render_loop, block_.get(), std::ref(chain_.plugins),
                             chain_.first_is_effect, 48000.0, period_frames, 0u, nullptr);
-    const auto deadline = std::chrono::steady_clock::now() + 10s;
-    while (!driver_->probe(1ms)) ASSERT_LT(std::chrono::steady_clock::now(), deadline);
+    ASSERT_TRUE(tests::wait_until([this] { return driver_->probe(1ms); }));
   }
 
   void TearDown() override {
@@ -56,40 +55,19 @@ class PeriodThreads : public testing::Test {
 
 }  // namespace
 
-class PeriodThreadsSpin : public PeriodThreads, public testing::WithParamInterface<bool> {};
-INSTANTIATE_TEST_SUITE_P(spin, PeriodThreadsSpin, testing::Bool());
+INSTANTIATE_TEST_SUITE_P(spin, PeriodThreads, testing::Bool());
 
-TEST_P(PeriodThreadsSpin, ThousandsOfPeriodsComeBackEachWithItsOwnAudio) {
+TEST_P(PeriodThreads, ThousandsOfPeriodsComeBackEachWithItsOwnAudioAndTheRingsBesideThem) {
   script_.render = [this](UInt32 frames, AudioBufferList* data) {
     AudioUnitRenderActionFlags flags = 0;
     return script_.pull_input(&flags, frames, data);
   };
-  start(UnitScript::effect, GetParam());
-  const client::MidiEvent note{0x90, 60, 100, 0, period_frames - 1};
-  for (unsigned period = 0; period < 5000; ++period) {
-    for (unsigned i = 0; i < period_frames; ++i) {
-      driver_->input(0)[i] = static_cast<float>(period);
-      driver_->input(1)[i] = static_cast<float>(i);
-    }
-    const unsigned events = period % 3;
-    const client::MidiEvent notes[] = {note, note};
-    ASSERT_EQ(driver_->render(period_frames, period * 64.0, std::span(notes, events), 10s),
-              Answer::answered);
-    ASSERT_EQ(driver_->output(0)[period_frames - 1], static_cast<float>(period));
-    ASSERT_EQ(driver_->output(1)[1], 1.0f);
-  }
-  EXPECT_EQ(driver_->answer_times().periods, 5000u);
-}
-
-TEST_F(PeriodThreads, RingsAndPeriodsRunBesideEachOther) {
-  start(UnitScript::effect, false);
-  std::atomic<bool> ends{false};
   // The host's main loop, as far as the rings go. (The recording unit takes no calls from two
   // threads.)
   std::array<float, 8> values{};
-  std::thread main_loop([&] {
+  std::jthread main_loop([&](const std::stop_token& ends) {
     std::uint32_t read = 0;
-    while (!ends) {
+    while (!ends.stop_requested()) {
       for (const std::uint32_t end = host::load_acquire(block_->param_write); read != end; ++read) {
         const host::ParamChange change = block_->params[read % host::param_slots];
         values[change.id] = change.value;
@@ -99,16 +77,27 @@ TEST_F(PeriodThreads, RingsAndPeriodsRunBesideEachOther) {
   });
   client::RequestRings rings(*block_, 1);
   std::int64_t now = 0;
-  for (unsigned period = 0; period < 1000; ++period, now += 2'000'000) {
+  const client::MidiEvent note{0x90, 60, 100, 0, period_frames - 1};
+  for (unsigned period = 0; period < 5000; ++period, now += 2'000'000) {
+    for (unsigned i = 0; i < period_frames; ++i) {
+      driver_->input(0)[i] = static_cast<float>(period);
+      driver_->input(1)[i] = static_cast<float>(i);
+    }
     rings.set_parameter(0, period % 8, static_cast<float>(period));
     rings.turn(now);
-    ASSERT_EQ(driver_->render(period_frames, period * 64.0, {}, 10s), Answer::answered);
+    const unsigned events = period % 3;
+    const client::MidiEvent notes[] = {note, note};
+    ASSERT_EQ(driver_->render(period_frames, period * 64.0, std::span(notes, events), 10s),
+              Answer::answered);
+    ASSERT_EQ(driver_->output(0)[period_frames - 1], static_cast<float>(period));
+    ASSERT_EQ(driver_->output(1)[1], 1.0f);
   }
-  const auto deadline = std::chrono::steady_clock::now() + 10s;
-  while (!rings.is_settled() && std::chrono::steady_clock::now() < deadline)
+  EXPECT_EQ(driver_->answer_times().periods, 5000u);
+  EXPECT_TRUE(tests::wait_until([&] {
     rings.turn(now += 2'000'000);
-  EXPECT_TRUE(rings.is_settled());
-  ends = true;
+    return rings.is_settled();
+  }));
+  main_loop.request_stop();
   main_loop.join();
-  for (unsigned id = 0; id < 8; ++id) EXPECT_EQ(values[id], static_cast<float>(992 + id));
+  for (unsigned id = 0; id < 8; ++id) EXPECT_EQ(values[id], static_cast<float>(4992 + id));
 }

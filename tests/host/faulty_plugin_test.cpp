@@ -6,7 +6,6 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <cmath>
 #include <fstream>
 #include <map>
 
@@ -86,7 +85,6 @@ TEST(FaultyPlugin, WhatElseItDoesWrongSilencesNoOther) {
   const Case cases[] = {
       {"a failed render passes its input through", "aufx:Bad_:Vesk#10=3|aufx:Gain:Vesk#0=0.5",
        "VESK_MISBEHAVE=", 0.5f},
-      {"what is no number passes", "aumu:Bad_:Vesk#7=1|aufx:Gain:Vesk", "VESK_MISBEHAVE=", NAN},
       {"a comma locale spoils no number", "aufx:Bad_:Vesk#13=1|aufx:Gain:Vesk#0=0.5",
        locale.place(), 0.5f},
       {"an instantiation completes late", "aumu:Asyn:Vesk", "VESK_MISBEHAVE=delay-in-open=200",
@@ -100,8 +98,7 @@ TEST(FaultyPlugin, WhatElseItDoesWrongSilencesNoOther) {
     for (int period = 0; period < 6; ++period) {
       std::fill_n(host.block().input_left, 16, 1.0f);
       ASSERT_TRUE(host.serve(16, 16 * period));
-      const float heard = host.block().output_left[15];
-      EXPECT_TRUE(heard == c.heard || (std::isnan(heard) && std::isnan(c.heard))) << heard;
+      EXPECT_EQ(host.block().output_left[15], c.heard);
     }
     EXPECT_TRUE(host.stop());
   }

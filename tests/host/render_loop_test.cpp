@@ -136,40 +136,28 @@ TEST_F(RenderLoop, DeliversEventsClampedAndBeforeTheAudio) {
   EXPECT_EQ(script_.calls.size(), max_midi_events + 2);
 }
 
-TEST_F(RenderLoop, ClearsTheOutputsForAnInstrument) {
-  load(UnitScript::instrument, 4096);
+class RenderLoopLimit : public RenderLoop, public testing::WithParamInterface<unsigned> {};
+INSTANTIATE_TEST_SUITE_P(max_frames, RenderLoopLimit, testing::Values(64, buffer_frames));
+
+TEST_P(RenderLoopLimit, ClearsTheOutputsAndCutsPeriodsToWhatFits) {
+  load(UnitScript::instrument, GetParam());
   script_.render = [](UInt32 frames, AudioBufferList* data) {
     std::fill_n(static_cast<float*>(data->mBuffers[0].mData), frames, 0.5f);
     return noErr;
   };
   start_and_listen();
-  std::fill_n(block_->output_left, buffer_frames, 9.0f);
-  std::fill_n(block_->output_right, buffer_frames, 9.0f);
-  ASSERT_TRUE(serve(0));
-  EXPECT_EQ(block_->output_left[0], 9.0f) << "no frames, nothing touched";
-  ASSERT_TRUE(serve(16));
-  EXPECT_EQ(block_->output_left[15], 0.5f);
-  EXPECT_EQ(block_->output_right[15], 0.0f);
-  EXPECT_EQ(block_->output_left[16], 9.0f);
-}
-
-class RenderLoopLimit : public RenderLoop, public testing::WithParamInterface<unsigned> {};
-INSTANTIATE_TEST_SUITE_P(max_frames, RenderLoopLimit, testing::Values(64, buffer_frames));
-
-TEST_P(RenderLoopLimit, CutsPeriodsToWhatFits) {
-  load(UnitScript::instrument, GetParam());
-  start_and_listen();
-  for (const std::uint32_t asked : {200u, 5000u}) {
+  for (const std::uint32_t asked : {0u, 200u, 5000u}) {
     SCOPED_TRACE(asked);
     std::fill_n(block_->output_left, buffer_frames, 9.0f);
     std::fill_n(block_->output_right, buffer_frames, 9.0f);
     ASSERT_TRUE(serve(asked));
-    const std::uint32_t end = std::min(asked, buffer_frames);
-    EXPECT_EQ(script_.calls.back(),
-              "render " + std::to_string(std::min(end, GetParam())) + " at 0");
-    for (const float* output : {block_->output_left, block_->output_right})
-      EXPECT_EQ(std::count(output, output + end, 0.0f), end) << "silence beyond what was rendered";
-    if (end < buffer_frames) EXPECT_EQ(block_->output_right[end], 9.0f);
+    const std::uint32_t end = std::min(asked, buffer_frames), rendered = std::min(end, GetParam());
+    EXPECT_EQ(script_.calls.back(), "render " + std::to_string(rendered) + " at 0");
+    const float *left = block_->output_left, *right = block_->output_right;
+    EXPECT_EQ(std::count(left, left + rendered, 0.5f), rendered);
+    EXPECT_EQ(std::count(left + rendered, left + end, 0.0f), end - rendered) << "silence beyond";
+    EXPECT_EQ(std::count(right, right + end, 0.0f), end);
+    if (end < buffer_frames) EXPECT_TRUE(left[end] == 9.0f && right[end] == 9.0f);
   }
 }
 

@@ -1,18 +1,22 @@
-// The cache of installed LV2 plugins, with the real scanner program and bundles made for each case.
+// The cache of installed LV2 plugins, with the real scanner program and bundles made for each case,
+// and what becomes of the processes that the scanner lets read.
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <signal.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <functional>
+#include <map>
 #include <thread>
 
 #include "components/lv2/catalogue/cache_file.hpp"
 #include "components/lv2/catalogue/component_code.hpp"
 #include "components/lv2/catalogue/plugin_search.hpp"
+#include "components/lv2/scan/jobs.hpp"
 #include "tests/support/child_process.hpp"
 #include "tests/support/lv2_bundles.hpp"
 
@@ -80,7 +84,12 @@ class Lv2Cache : public testing::Test {
 
 TEST_F(Lv2Cache, TheFirstStartReadsOnePluginAndTheNextReadsNone) {
   for (const char* name : {"a", "b", "c"}) install(name, name);
-  EXPECT_EQ(look_up_cached("b"), std::nullopt);
+  for (const char* scanner : {"/bin/false", "/bin/echo", "/no such program"}) {
+    const Environment broken("VESK_LV2_SCAN", scanner);
+    std::string error;
+    EXPECT_FALSE(find_by_code(primary_code("urn:vesk:b"), error)) << scanner;
+    EXPECT_NE(error, "") << scanner;
+  }
   EXPECT_EQ(look_up("b"), "b");
   const auto cache = CacheFile::open(cache_file_path());
   ASSERT_TRUE(cache);
@@ -195,16 +204,6 @@ TEST_F(Lv2Cache, AFileThatIsNotWholeOrNotOnlyOursIsNotReadAndIsReplaced) {
   EXPECT_EQ(look_up("a"), "a") << "a folder in the file's place";
 }
 
-TEST_F(Lv2Cache, AScannerThatGivesNonsenseIsReported) {
-  install("a", "a");
-  for (const char* scanner : {"/bin/false", "/bin/echo", "/no such program"}) {
-    const Environment broken("VESK_LV2_SCAN", scanner);
-    std::string error;
-    EXPECT_FALSE(find_by_code(primary_code("urn:vesk:a"), error)) << scanner;
-    EXPECT_NE(error, "") << scanner;
-  }
-}
-
 TEST_F(Lv2Cache, ManyScannersAtOnceLeaveOneWholeFile) {
   for (int i = 0; i < 20; ++i) install("p" + std::to_string(i), "p");
   std::vector<std::jthread> callers;
@@ -219,35 +218,30 @@ TEST_F(Lv2Cache, ManyScannersAtOnceLeaveOneWholeFile) {
             1);
 }
 
-TEST_F(Lv2Cache, WhatCrashesItsReaderCostsItselfOnlyAndIsNotReadAgain) {
-  for (const char* name : {"a", "bundle-crashes", "plugin-crashes", "z"}) install(name, name);
+TEST_F(Lv2Cache, WhatEndsItsReaderCostsItselfOnlyAndIsReadAgainIfItWasNotAtFault) {
+  for (const char* name :
+       {"a", "bundle-crashes", "bundle-killed", "plugin-crashes", "plugin-killed", "z"})
+    install(name, name);
   std::filesystem::create_directories(bundle("n.lv2"));
   tests::write_file(bundle("n.lv2/manifest.ttl"), "<urn:vesk:n> a ; [");
   settle(installed_.path());
   {
     const Environment faults("LD_PRELOAD", VESK_READER_FAULTS);
     EXPECT_EQ(look_up("z"), "z");
-    EXPECT_EQ(listed(), (std::vector<std::string>{"a", "urn:vesk:plugin-crashes", "z"}));
-  }
-  EXPECT_EQ(why_not("bundle-crashes"), "crashed its reader (Aborted)");
-  EXPECT_EQ(why_not("plugin-crashes"), "its description crashed its reader (Aborted)");
-  EXPECT_TRUE(why_not("n").starts_with("has errors: ")) << why_not("n");
-  EXPECT_EQ(look_up_cached("plugin-crashes"), "urn:vesk:plugin-crashes");
-}
-
-TEST_F(Lv2Cache, AReaderThatIsKilledIsNotHeldAgainstWhatItRead) {
-  for (const char* name : {"a", "bundle-killed", "plugin-killed"}) install(name, name);
-  {
-    const Environment faults("LD_PRELOAD", VESK_READER_FAULTS);
-    EXPECT_EQ(listed(), (std::vector<std::string>{"a", "urn:vesk:plugin-killed"}));
+    EXPECT_EQ(listed(), (std::vector<std::string>{"a", "urn:vesk:plugin-crashes",
+                                                  "urn:vesk:plugin-killed", "z"}));
     std::string error;
     EXPECT_FALSE(find_by_uri("urn:vesk:plugin-killed", error));
     EXPECT_EQ(error, "its description was not read: its reader was ended (Killed)");
     EXPECT_EQ(why_not("bundle-killed"), "was not read: its reader was ended (Killed)");
   }
-  EXPECT_EQ(look_up_cached("a"), "a");
+  EXPECT_EQ(why_not("bundle-crashes"), "crashed its reader (Aborted)");
+  EXPECT_EQ(why_not("plugin-crashes"), "its description crashed its reader (Aborted)");
+  EXPECT_TRUE(why_not("n").starts_with("has errors: ")) << why_not("n");
+  EXPECT_EQ(look_up_cached("z"), "z");
   EXPECT_EQ(look_up("plugin-killed"), "plugin-killed");
-  EXPECT_EQ(listed(), (std::vector<std::string>{"a", "bundle-killed", "plugin-killed"}));
+  EXPECT_EQ(listed(), (std::vector<std::string>{"a", "bundle-killed", "urn:vesk:plugin-crashes",
+                                                "plugin-killed", "z"}));
 }
 
 TEST_F(Lv2Cache, TooFewDescriptorsForAScanAreNotHeldAgainstWhatIsInstalled) {
@@ -270,6 +264,39 @@ TEST_F(Lv2Cache, NothingOfADynamicManifestIsOfferedAndItsBundleSaysSo) {
   settle(installed_.path());
   EXPECT_EQ(listed(), std::vector<std::string>{"d"}) << "its manifest itself is read";
   EXPECT_EQ(why_not("d"), "is dynamic, which is not supported");
+}
+
+TEST(Lv2Jobs, WhatEndsOrHangsItsReaderCostsItselfOnly) {
+  struct Fault {
+    void (*act)();
+    const char* failure;
+    bool is_passing;
+  };
+  const std::map<std::size_t, Fault> faults = {
+      {0, {[] { ::abort(); }, "crashed its reader (Aborted)", false}},
+      {5, {[] { ::_exit(0); }, "ended its reader", false}},
+      {6, {[] { ::raise(SIGKILL); }, "was not read: its reader was ended (Killed)", true}},
+      {59, {[] { ::pause(); }, "kept its reader busy for 2 s", false}},
+  };
+  std::vector<scan::Job> jobs;
+  for (std::size_t i = 0; i < 60; ++i) {
+    jobs.emplace_back([i, &faults](scan::BundleReader&) {
+      ::dprintf(STDERR_FILENO, "about %zu", i);
+      if (const auto fault = faults.find(i); fault != faults.end()) fault->second.act();
+      return Bytes{std::byte(i)};
+    });
+  }
+  std::vector<int> times(jobs.size());
+  const auto done = [&](std::size_t job, const scan::JobResult& result) {
+    ++times[job];
+    EXPECT_EQ(result.printed, "about " + std::to_string(job));
+    const auto fault = faults.find(job);
+    EXPECT_EQ(result.failure, fault == faults.end() ? "" : fault->second.failure) << job;
+    EXPECT_EQ(result.is_passing, fault != faults.end() && fault->second.is_passing) << job;
+    EXPECT_EQ(result.payload, fault == faults.end() ? Bytes{std::byte(job)} : Bytes()) << job;
+  };
+  scan::run_jobs(jobs, done, 2);
+  EXPECT_EQ(times, std::vector<int>(jobs.size(), 1));
 }
 
 }  // namespace

@@ -2,16 +2,14 @@
 
 #include <dbus/dbus.h>
 #include <fcntl.h>
-#include <poll.h>
 #include <sys/prctl.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
-#include <csignal>
-#include <cstdlib>
+#include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <sstream>
+
+#include "tests/support/child_process.hpp"
 
 namespace vesk::tests {
 
@@ -72,31 +70,36 @@ RealtimeKitService::Request read_request(DBusMessage* call) {
   return request;
 }
 
-[[noreturn]] void serve(const std::string& address, RealtimeKitService::Mode mode, int requests,
-                        int ready) {
-  DBusConnection* connection = dbus_connection_open_private(address.c_str(), nullptr);
-  if (connection == nullptr || !dbus_bus_register(connection, nullptr) ||
+DBusMessage* answer(DBusMessage* call, RealtimeKitService::Mode mode,
+                    const std::string& request_path) {
+  if (dbus_message_is_method_call(call, DBUS_INTERFACE_PROPERTIES, "Get"))
+    return answer_property(call);
+  if (!dbus_message_is_method_call(call, service_name, "MakeThreadRealtime")) return nullptr;
+  const RealtimeKitService::Request request = read_request(call);
+  std::ofstream(request_path, std::ios::binary)
+      .write(reinterpret_cast<const char*>(&request), sizeof request);
+  return mode == RealtimeKitService::grants
+             ? dbus_message_new_method_return(call)
+             : dbus_message_new_error(call, DBUS_ERROR_ACCESS_DENIED, "no");
+}
+
+[[noreturn]] void serve(const std::string& address, RealtimeKitService::Mode mode,
+                        const ScratchFolder& folder) {
+  DBusConnection* connection = nullptr;
+  wait_until([&] { return connection = dbus_connection_open_private(address.c_str(), nullptr); });
+  if (connection == nullptr || !dbus_bus_register(connection, nullptr)) _exit(1);
+  if (mode != RealtimeKitService::is_missing &&
       dbus_bus_request_name(connection, service_name, 0, nullptr) < 0)
     _exit(1);
-  if (write(ready, "r", 1) != 1) _exit(1);
+  std::ofstream(folder / "ready");
   while (dbus_connection_read_write(connection, -1)) {
     while (DBusMessage* call = dbus_connection_pop_message(connection)) {
-      DBusMessage* answer = nullptr;
-      if (mode != RealtimeKitService::is_silent) {
-        if (dbus_message_is_method_call(call, DBUS_INTERFACE_PROPERTIES, "Get"))
-          answer = answer_property(call);
-        if (dbus_message_is_method_call(call, service_name, "MakeThreadRealtime")) {
-          const RealtimeKitService::Request request = read_request(call);
-          if (write(requests, &request, sizeof request) != sizeof request) _exit(1);
-          answer = mode == RealtimeKitService::grants
-                       ? dbus_message_new_method_return(call)
-                       : dbus_message_new_error(call, DBUS_ERROR_ACCESS_DENIED, "no");
-        }
-      }
-      if (answer != nullptr) {
-        dbus_connection_send(connection, answer, nullptr);
+      DBusMessage* const reply =
+          mode == RealtimeKitService::is_silent ? nullptr : answer(call, mode, folder / "request");
+      if (reply != nullptr) {
+        dbus_connection_send(connection, reply, nullptr);
         dbus_connection_flush(connection);
-        dbus_message_unref(answer);
+        dbus_message_unref(reply);
       }
       dbus_message_unref(call);
     }
@@ -104,76 +107,38 @@ RealtimeKitService::Request read_request(DBusMessage* call) {
   _exit(0);
 }
 
-/// One byte or line that a child writes when it serves.
-bool is_ready(int descriptor) {
-  pollfd readable = {.fd = descriptor, .events = POLLIN, .revents = 0};
-  char text[256];
-  return poll(&readable, 1, 10'000) == 1 && read(descriptor, text, sizeof text) > 0;
-}
-
-void end(pid_t process) {
-  if (process <= 0) return;
-  kill(process, SIGKILL);
-  waitpid(process, nullptr, 0);
-}
-
 }  // namespace
 
-RealtimeKitService::RealtimeKitService(Mode mode) {
-  start_bus();
-  if (why_not_.empty() && mode != is_missing) start_service(mode);
-}
-
-RealtimeKitService::~RealtimeKitService() {
-  end(service_);
-  end(bus_);
-  if (requests_ >= 0) close(requests_);
-}
-
-void RealtimeKitService::start_bus() {
+RealtimeKitService::RealtimeKitService(Mode mode) : bus_("unix:path=" + folder_ / "bus") {
   // The bus must come to it as another user.
   std::filesystem::permissions(folder_.path(), std::filesystem::perms(0755));
-  address_ = "unix:path=" + folder_ / "bus";
   std::string configuration = bus_configuration;
   configuration.replace(configuration.find('%'), 1, folder_.path());
   std::ofstream(folder_ / "bus.conf") << configuration;
-  int ends[2];
-  if (pipe(ends) != 0) return;
-  bus_ = fork();
-  if (bus_ == 0) {
+  for (pid_t& process : processes_) {
+    process = fork();
+    if (process != 0) continue;
     prctl(PR_SET_PDEATHSIG, SIGKILL);
-    dup2(ends[1], STDOUT_FILENO);
+    if (&process != processes_) serve(bus_, mode, folder_);
     dup2(open("/dev/null", O_WRONLY), STDERR_FILENO);
-    const std::string file = "--config-file=" + folder_ / "bus.conf";
-    execlp("dbus-daemon", "dbus-daemon", file.c_str(), "--nofork", "--print-address=1", nullptr);
-    _exit(127);
+    become({"dbus-daemon", "--config-file=" + folder_ / "bus.conf", "--nofork"});
   }
-  close(ends[1]);
-  if (!is_ready(ends[0])) why_not_ = "dbus-daemon is not installed or does not start";
-  close(ends[0]);
+  if (!wait_until([this] { return std::filesystem::exists(folder_ / "ready"); }))
+    why_not_ = "dbus-daemon is not installed or does not start";
 }
 
-void RealtimeKitService::start_service(Mode mode) {
-  int requests[2];
-  int ready[2];
-  if (pipe(requests) != 0 || pipe(ready) != 0) return;
-  service_ = fork();
-  if (service_ == 0) {
-    prctl(PR_SET_PDEATHSIG, SIGKILL);
-    serve(address_, mode, requests[1], ready[1]);
+RealtimeKitService::~RealtimeKitService() {
+  for (const pid_t process : processes_) {
+    kill(process, SIGKILL);
+    waitpid(process, nullptr, 0);
   }
-  close(requests[1]);
-  close(ready[1]);
-  requests_ = requests[0];
-  if (!is_ready(ready[0])) why_not_ = "the service found no place on its bus";
-  close(ready[0]);
 }
 
 std::optional<RealtimeKitService::Request> RealtimeKitService::request() const {
-  pollfd readable = {.fd = requests_, .events = POLLIN, .revents = 0};
   Request request = {};
-  if (poll(&readable, 1, 0) != 1 || read(requests_, &request, sizeof request) != sizeof request)
-    return std::nullopt;
+  const Bytes bytes = file_bytes(folder_ / "request");
+  if (bytes.size() != sizeof request) return std::nullopt;
+  std::memcpy(&request, bytes.data(), sizeof request);
   return request;
 }
 

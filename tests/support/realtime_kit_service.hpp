@@ -23,7 +23,7 @@ class RealtimeKitService {
 
   /// Why there is no bus, empty when there is one.
   const std::string& why_not() const { return why_not_; }
-  const std::string& bus() const { return address_; }
+  const std::string& bus() const { return bus_; }
 
   /// What MakeThreadRealtime was called with, and the caller's limits at that moment.
   struct Request {
@@ -35,15 +35,10 @@ class RealtimeKitService {
   std::optional<Request> request() const;
 
  private:
-  void start_bus();
-  void start_service(Mode mode);
-
   const ScratchFolder folder_;
-  std::string address_;
+  const std::string bus_;
   std::string why_not_;
-  pid_t bus_ = -1;
-  pid_t service_ = -1;
-  int requests_ = -1;
+  pid_t processes_[2] = {};  // the bus and the service
 };
 
 }  // namespace vesk::tests

@@ -9,8 +9,6 @@
 #include <sanitizer/rtsan_interface.h>
 #endif
 
-#include "spec/four_cc.hpp"
-
 namespace {
 
 UnitScript* g_script = nullptr;
@@ -186,21 +184,14 @@ AudioComponentPlugInInterface* make_unit(const AudioComponentDescription*) {
   return &(new RecordingUnit{{open_unit, close_unit, lookup, nullptr}})->methods;
 }
 
-void register_unit(const char* type, const char* subtype, const char* manufacturer) {
-  AudioComponentDescription description{};
-  description.componentType = vesk::pack_four_cc(type);
-  description.componentSubType = vesk::pack_four_cc(subtype);
-  description.componentManufacturer = vesk::pack_four_cc(manufacturer);
-  AudioComponentRegister(&description, CFSTR("Test: Recorder"), 0x10000, make_unit);
-}
-
 }  // namespace
 
 UnitScript::UnitScript() {
   [[maybe_unused]] static const bool registered = [] {
-    register_unit("aumu", "Reco", "Test");
-    register_unit("aufx", "Reco", "Test");
-    register_unit("aumu", "samp", "appl");
+    for (const auto& codes : {AudioComponentDescription{'aumu', 'Reco', 'Test', 0, 0},
+                              {'aufx', 'Reco', 'Test', 0, 0},
+                              {'aumu', 'samp', 'appl', 0, 0}})
+      AudioComponentRegister(&codes, CFSTR("Test: Recorder"), 0x10000, make_unit);
     return true;
   }();
   g_script = this;

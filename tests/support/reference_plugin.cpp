@@ -41,19 +41,6 @@ const LV2_Feature* const* features(unsigned max_frames) {
   return list;
 }
 
-struct Classes {
-  explicit Classes(LilvWorld* world)
-      : input(lilv_new_uri(world, LV2_CORE__InputPort)),
-        audio(lilv_new_uri(world, LV2_CORE__AudioPort)),
-        control(lilv_new_uri(world, LV2_CORE__ControlPort)) {}
-  ~Classes() {
-    lilv_node_free(input);
-    lilv_node_free(audio);
-    lilv_node_free(control);
-  }
-  LilvNode *input, *audio, *control;
-};
-
 }  // namespace
 
 std::unique_ptr<ReferencePlugin> ReferencePlugin::load(LilvWorld* world, const std::string& uri,
@@ -76,16 +63,20 @@ std::unique_ptr<ReferencePlugin> ReferencePlugin::load(LilvWorld* world, const s
   const auto ports = lilv_plugin_get_num_ports(plugin);
   result->controls_.resize(ports);
   lilv_plugin_get_port_ranges_float(plugin, nullptr, nullptr, result->controls_.data());
-  const Classes classes(world);
+  const auto is_a = [&](const LilvPort* port, const char* uri) {
+    const std::unique_ptr<LilvNode, decltype(&lilv_node_free)> type(lilv_new_uri(world, uri),
+                                                                    lilv_node_free);
+    return lilv_port_is_a(plugin, port, type.get());
+  };
   std::size_t inputs = 0, outputs = 0;
   for (std::uint32_t index = 0; index < ports; ++index) {
     const LilvPort* const port = lilv_plugin_get_port_by_index(plugin, index);
-    const bool is_input = lilv_port_is_a(plugin, port, classes.input);
+    const bool is_input = is_a(port, LV2_CORE__InputPort);
     void* location = nullptr;
-    if (lilv_port_is_a(plugin, port, classes.control)) {
+    if (is_a(port, LV2_CORE__ControlPort)) {
       location = &result->controls_[index];
       if (std::isnan(result->controls_[index])) result->controls_[index] = 0;
-    } else if (lilv_port_is_a(plugin, port, classes.audio)) {
+    } else if (is_a(port, LV2_CORE__AudioPort)) {
       location =
           is_input ? result->input[inputs++ % 2].data() : result->output[outputs++ % 2].data();
     } else if (is_input) {

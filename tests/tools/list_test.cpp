@@ -24,6 +24,16 @@ ProgramResult list(std::vector<std::string> words, const ProgramOptions& options
   return run_program(words, options);
 }
 
+TEST(List, ShowsWhatIsInstalledAndItsParameters) {
+  const auto listed = list({}, test_units), shown = list({"-p", "aufx:Gain:Vesk"}, test_units);
+  EXPECT_EQ(listed.status + shown.status, 0) << listed.errors << shown.errors;
+  EXPECT_NE(listed.output.find("aufx:Gain:Vesk  "), std::string::npos) << listed.output;
+  EXPECT_NE(shown.output.find("  0 to 4  "), std::string::npos) << shown.output;
+  EXPECT_EQ(
+      list({"-p", "aumu:none:Here"}, test_units).errors,
+      "vesk-list: aumu:none:Here is not installed; vesk-list without arguments shows what is\n");
+}
+
 TEST(List, OutlivesAPluginAndSaysWhatBecameOfIt) {
   const std::pair<const char*, const char*> cases[] = {
       {"crash-in-load=2", "cannot be opened: its process "},
@@ -33,8 +43,7 @@ TEST(List, OutlivesAPluginAndSaysWhatBecameOfIt) {
   for (const auto& [fault, ending] : cases) {
     ProgramOptions options = test_units;
     options.environment.push_back("VESK_MISBEHAVE=" + std::string(fault));
-    const auto result =
-        run_program({build_tree() + "/bin/vesk-list", "--parameters", "aumu:Bad_:Vesk"}, options);
+    const auto result = list({"--parameters", "aumu:Bad_:Vesk"}, options);
     EXPECT_EQ(result.status, 1);
     EXPECT_EQ(std::ranges::count(result.errors, '\n'), 1) << result.errors;
     EXPECT_TRUE(result.errors.starts_with("vesk-list: aumu:Bad_:Vesk " + std::string(ending)))

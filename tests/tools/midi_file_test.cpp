@@ -243,27 +243,13 @@ TEST(midi_file, TheFirstPartOfASongHoldsNoNoteBeyondItsEnd) {
   }
 }
 
-TEST(period_events, EachEventFallsIntoThePeriodOfItsFrame) {
-  Song song;
-  song.events = {{0.0, 0x90, 1, 1}, {0.0999, 0x90, 2, 1}, {0.1, 0x90, 3, 1}, {0.35, 0x90, 4, 1}};
-  PeriodEvents periods(song, 1000.0);
-  std::vector<std::pair<int, std::uint32_t>> seen;  // period, offset
-  for (int number = 0; number < 4; ++number) {
-    const Period period = periods.next(100);
-    EXPECT_EQ(period.frames, 100u);
-    for (const host::MidiEvent& event : period.events) seen.push_back({number, event.offset});
-  }
-  // 99.9 frames is nearest to frame 100, the first of the second period.
-  EXPECT_EQ(seen, (std::vector<std::pair<int, std::uint32_t>>{{0, 0}, {1, 0}, {1, 0}, {3, 50}}));
-  EXPECT_TRUE(periods.is_done());
-}
-
-TEST(period_events, OfADenseSongEveryEventStaysAtItsFrame) {
+TEST(period_events, EveryEventStaysAtItsFrameHoweverDenseTheSong) {
   // Groups of events at one frame each, after one another.
   const struct {
     std::vector<std::pair<std::uint32_t, int>> groups;  // frame, events
     std::vector<std::uint32_t> lengths;                 // of the periods, 100 frames at most
   } cases[] = {
+      {{{0, 1}, {100, 2}, {350, 1}}, {100, 100, 100, 100}},
       {{{0, 128}, {99, 0}}, {100}},
       {{{10, 100}, {40, 28}, {60, 100}, {99, 50}}, {60, 39, 100}},
       {{{10, 100}, {40, 29}, {60, 1}}, {40, 100}},
@@ -279,7 +265,9 @@ TEST(period_events, OfADenseSongEveryEventStaysAtItsFrame) {
       for (int i = 0; i < count; ++i) {
         const std::size_t before = wanted.size() - host::max_midi_events;
         const std::uint64_t earliest = before < wanted.size() ? wanted[before] + 1 : 0;
-        song.events.push_back({frame / 1000.0, 0x90, std::uint8_t(wanted.size() % 128), 1});
+        // The frame nearest to it.
+        song.events.push_back(
+            {std::max(0.0, (frame - 0.4) / 1000), 0x90, std::uint8_t(wanted.size() % 128), 1});
         wanted.push_back(std::max<std::uint64_t>(frame, earliest));
       }
     }
@@ -304,17 +292,16 @@ TEST(period_events, EachPeriodKnowsItsBeatAlsoAfterAnHourOfTempoChanges) {
   // Every 7 seconds the tempo changes, every 70 the meter; 3,600 seconds in all.
   Song song;
   song.length_seconds = 3600;
-  for (int change = 0; change * 7 < 3600; ++change) {
-    TempoMark mark = change > 0 ? song.marks.back() : TempoMark{};
-    mark.beat += change > 0 ? 7 * mark.tempo / 60 : 0;
-    mark.seconds = change * 7;
-    mark.tempo = 60 + 37 * change % 180;
+  TempoMark next;
+  for (int change = 0; change * 7 < 3600; ++change, next.beat += 7 * next.tempo / 60) {
+    next.seconds = change * 7;
+    next.tempo = 60 + 37 * change % 180;
     if (change % 10 == 0) {
-      mark.first_bar = mark.beat;
-      mark.beats_per_bar = change % 20 == 0 ? 4 : 7;
-      mark.beat_unit = change % 20 == 0 ? 4 : 8;
+      next.first_bar = next.beat;
+      next.beats_per_bar = change % 20 == 0 ? 4 : 7;
+      next.beat_unit = change % 20 == 0 ? 4 : 8;
     }
-    song.marks.push_back(mark);
+    song.marks.push_back(next);
   }
   constexpr double rate = 44'100;
   PeriodEvents periods(song, rate);

@@ -46,11 +46,14 @@ void write_noise(const std::string& path, int rate, int seconds) {
   write_sound(path, noise);
 }
 
-/// A song of one second: a note of half of it.
-void write_note(const std::string& path) {
-  constexpr char bytes[] =
-      "MThd\0\0\0\6\0\0\0\1\0\x60MTrk\0\0\0\x0c\0\x90\x3c\x64\x60\x80\x3c\0\x60\xff\x2f\0";
-  std::ofstream(path, std::ios::binary).write(bytes, sizeof bytes - 1);
+/// A song of one track with 96 ticks to the quarter note; at 120 beats a minute if it says nothing.
+void write_song(const std::string& path, const Bytes& track) {
+  Bytes bytes{'M', 'T', 'h', 'd', 0, 0, 0, 6, 0, 0, 0, 1, 0, 96, 'M', 'T', 'r', 'k', 0, 0, 0};
+  bytes.push_back(static_cast<std::uint8_t>(track.size()));
+  bytes.insert(bytes.end(), track.begin(), track.end());
+  std::ofstream(path, std::ios::binary)
+      .write(reinterpret_cast<const char*>(bytes.data()),
+             static_cast<std::streamsize>(bytes.size()));
 }
 
 /// The length of a vector.
@@ -85,10 +88,10 @@ TEST(Render, PlaysTheDemoSongTheSameEveryTime) {
 TEST(Render, SendsAudioThroughAnEffectAtItsOwnRateAndAnother) {
   const ScratchFolder folder;
   write_noise(folder / "in.wav", 44'100, 1);
-  auto result = render({delay, "--input", folder / "in.wav", "-o", folder / "own.flac", "--tail",
-                        "0", "--period", "441"});
+  auto result = render({delay, "--input", folder / "in.wav", "-o", folder / "own.FLAC", "--tail",
+                        "0", "--period=441"});
   ASSERT_EQ(result.status, 0) << result.errors;
-  Sound audio = read_sound(folder / "own.flac");
+  Sound audio = read_sound(folder / "own.FLAC");
   EXPECT_EQ(audio.rate, 44'100);
   EXPECT_EQ(audio.samples.size(), 2u * 44'100u);
 
@@ -122,14 +125,12 @@ TEST(Render, AMetronomeClicksAtTheSongsTempoToTheSampleAndStopsWithIt) {
   for (const std::uint32_t tempo : {60u, 240u}) {
     // Eight seconds without a note, at so many beats a minute.
     const std::uint32_t us = 60'000'000 / tempo;
-    const int ticks = static_cast<int>(8 * 96 * tempo / 60);
-    Bytes bytes{'M', 'T', 'h', 'd', 0, 0, 0, 6, 0, 0, 0, 1, 0, 96, 'M', 'T', 'r', 'k', 0, 0, 0, 12};
-    for (const int byte : {0, 0xFF, 0x51, 3, int(us >> 16), int(us >> 8 & 255), int(us & 255),
-                           ticks >> 7 | 0x80, ticks & 0x7F, 0xFF, 0x2F, 0})
-      bytes.push_back(static_cast<std::uint8_t>(byte));
-    std::ofstream(folder / "beat.mid", std::ios::binary)
-        .write(reinterpret_cast<const char*>(bytes.data()),
-               static_cast<std::streamsize>(bytes.size()));
+    const std::uint32_t ticks = 8 * 96 * tempo / 60;
+    Bytes track;
+    for (const auto byte : {0u, 0xFFu, 0x51u, 3u, us >> 16, us >> 8 & 255, us & 255,
+                            ticks >> 7 | 0x80, ticks & 0x7F, 0xFFu, 0x2Fu, 0u})
+      track.push_back(static_cast<std::uint8_t>(byte));
+    write_song(folder / "beat.mid", track);
     const auto result = render({"augn:ad1X:LV2_", "--midi", folder / "beat.mid", "-o",
                                 folder / "clicks.wav", "--period", "500"});
     ASSERT_EQ(result.status, 0) << result.errors;
@@ -168,9 +169,11 @@ TEST(Render, TakesAnyPeriodLength) {
 }
 
 #ifdef VESK_SANITIZER
+constexpr const char* died_in_load = "the host did not start";
 constexpr const char* died_in_render = "the host ended with status 3";
 constexpr const char* hangs = "a plugin waits for something that does not come";
 #else
+constexpr const char* died_in_load = "died in load: SIGSEGV";
 constexpr const char* died_in_render = "aufx:Bad_:Vesk (plugin 2 of 2) died in render: exit";
 constexpr const char* hangs =
     "aufx:Bad_:Vesk (plugin 2 of 2) waits for something that does not come";
@@ -219,7 +222,7 @@ TEST(Render, SaysInOneLineWhatIsWrongAndLeavesNothing) {
       {broken("aumu:Null:Vesk|aufx:Bad_:Vesk#2=200"), hangs},
       {broken("aumu:Bad_:Vesk#3=200"), " does not come back from its work"},
       {broken("aumu:Bad_:Vesk#19=1"), "OSStatus -10875"},
-      {broken("aumu:Bad_:Vesk#15=1"), "the host did not start"},
+      {broken("aumu:Bad_:Vesk#15=1"), died_in_load},
   };
   for (const auto& test : cases) {
     SCOPED_TRACE(test.words[0] + ": " + test.message);
@@ -271,7 +274,8 @@ TEST(Render, TellsWhatCanHardlyBeMeantAndRefusesItWhenStrict) {
        "aumf:5t5y:LV2_ gets no MIDI events: they go to the chain's first plugin alone", 7, "note"},
   };
   const ScratchFolder songs;
-  write_note(songs / "note.mid");
+  // A note of half a second, and half a second of none.
+  write_song(songs / "note.mid", {0, 0x90, 60, 100, 96, 0x80, 60, 0, 96, 0xFF, 0x2F, 0});
   for (const auto& test : cases) {
     SCOPED_TRACE(test.chain);
     const std::vector<std::string> words{
@@ -358,28 +362,6 @@ TEST(Render, RemovesHalfAFileWhenInterrupted) {
   EXPECT_EQ(result.status, 128 + SIGINT) << result.output << result.errors;
   EXPECT_EQ(folder.names(), std::vector<std::string>{"out.wav"});
   EXPECT_EQ(file_bytes(folder / "out.wav").size(), 14u);
-}
-
-TEST(List, NamesTheDemoPluginsAndTheirParameters) {
-  const std::string program = build_tree() + "/bin/vesk-list";
-  const struct {
-    std::vector<std::string> words;
-    int status;
-    std::vector<std::string> texts;
-  } cases[] = {
-      {{program}, 0, {"aumu:Sm48:LV2_  ", "aufx:jvLs:LV2_  "}},
-      {{program, "--parameters", delay}, 0, {"Feedback", "0 to 1"}},
-      {{program, "--parameters", "aumu:none:Here"},
-       1,
-       {"vesk-list: aumu:none:Here is not installed; vesk-list without arguments shows what is\n"}},
-  };
-  for (const auto& test : cases) {
-    const auto result = run_program(test.words);
-    EXPECT_EQ(result.status, test.status);
-    const std::string& printed = test.status == 0 ? result.output : result.errors;
-    for (const std::string& text : test.texts)
-      EXPECT_NE(printed.find(text), std::string::npos) << text << " in " << printed;
-  }
 }
 
 }  // namespace
