@@ -9,8 +9,8 @@ set(CMAKE_CXX_VISIBILITY_PRESET hidden)
 set(CMAKE_VISIBILITY_INLINES_HIDDEN ON)
 set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
 
-set(VESK_SANITIZER "" CACHE STRING "none, or address, thread, realtime")
-set_property(CACHE VESK_SANITIZER PROPERTY STRINGS "" address thread realtime)
+set(VESK_SANITIZER "" CACHE STRING "none, or address, thread, realtime, fuzzer")
+set_property(CACHE VESK_SANITIZER PROPERTY STRINGS "" address thread realtime fuzzer)
 
 add_library(vesk_compiler INTERFACE)
 target_compile_options(vesk_compiler INTERFACE
@@ -22,14 +22,17 @@ target_compile_options(vesk_compiler INTERFACE
   # declarations do not say which of them may.
   $<$<NOT:$<PLATFORM_ID:Darwin>>:-Werror=function-effects>)
 
-if(VESK_SANITIZER STREQUAL "address")
+if(VESK_SANITIZER MATCHES "^(address|fuzzer)$")
   set(flags -fsanitize=address,undefined -fno-sanitize-recover=undefined -fno-sanitize=function)
+  if(VESK_SANITIZER STREQUAL "fuzzer")
+    list(APPEND flags -fsanitize=fuzzer-no-link)
+  endif()
 elseif(VESK_SANITIZER STREQUAL "thread")
   set(flags -fsanitize=thread)
 elseif(VESK_SANITIZER STREQUAL "realtime")
   set(flags -fsanitize=realtime)
 elseif(NOT VESK_SANITIZER STREQUAL "")
-  message(FATAL_ERROR "VESK_SANITIZER is '${VESK_SANITIZER}'; known are address, thread, realtime")
+  message(FATAL_ERROR "VESK_SANITIZER is '${VESK_SANITIZER}'; known are address, thread, realtime, fuzzer")
 endif()
 if(flags)
   # The whole tree, third-party headers included: a sanitizer that sees half of a program lies.

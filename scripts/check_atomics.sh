@@ -4,7 +4,7 @@
 # declares as plain (dispatch_once_t), and tests that stand in for the other side.
 cd "$(dirname "${BASH_SOURCE[0]}")/.." || exit
 found=$(grep -rnE '\batomic_ref\b|\b__atomic_[a-z]' --include='*.[ch]pp' --include='*.h' --include='*.mm' \
-  bench client components host platform plugin spec tests tools windows |
+  bench client components fuzz host platform plugin spec tests tools windows |
   grep -vE '^(host/atomics.hpp|platform/linux/(workgroup/workgroup|records/parent_record|dispatch/queue).cpp|platform/linux/include/libkern/.*):' |
   grep -vE '^tests/[^:]*:.*\batomic_ref\b')
 [ -z "$found" ] || { echo "atomic access to plain words beside the helpers:"; echo "$found"; exit 1; }

@@ -4,7 +4,7 @@
 cd "$(dirname "${BASH_SOURCE[0]}")/.." || exit
 status=0
 complain() { [ -z "$2" ] || { echo "$1:"; echo "$2"; status=1; }; }
-code=(bench client components host platform plugin spec tests tools windows)
+code=(bench client components fuzz host platform plugin spec tests tools windows)
 in_code() { grep -rnE "$1" --include='*.[ch]pp' --include='*.mm' --include='*.h' "${code[@]}"; }
 ours() { grep -vE '^(platform/linux/include|tests/components)/'; }
 

@@ -216,6 +216,20 @@ TEST(Lv2CacheFile, NoticesEveryDamageToItsIndex) {
   }
 }
 
+TEST(Lv2CacheFile, AnIndexWhoseEntriesNameBundlesThatItDoesNotHoldIsRefused) {
+  for (const std::uint32_t bundle : {0u, 1u, ~0u}) {
+    Index of, watched;
+    for (Index* index : {&of, &watched}) {
+      index->bundles.resize(1);
+      index->entries.emplace_back("urn:a");
+    }
+    of.entries[0].bundle = bundle;
+    watched.entries[0].watched = {0, bundle};
+    EXPECT_EQ(read_cache(encode_cache(of, {})).has_value(), bundle == 0) << bundle;
+    EXPECT_EQ(read_cache(encode_cache(watched, {})).has_value(), bundle == 0) << bundle;
+  }
+}
+
 TEST(Lv2CacheFile, DamagedRecordsAreReadWithinBounds) {
   std::mt19937 random(1);
   const Bytes whole = record();

@@ -119,6 +119,32 @@ TEST(audio_files, AnotherRateIsConverted) {
   for (std::size_t i = 2'000; i < 46'000; ++i) ASSERT_NEAR(left[i], expected[i], 1e-4) << i;
 }
 
+TEST(audio_files, OneThatIsDamagedSaysSoWhereverAndEndsForGood) {
+  const ScratchFolder folder;
+  const std::string path = folder / "a.flac";
+  constexpr std::uint32_t frames = 9'000;  // three of its blocks
+  write_sound(path, {16'000, std::vector<float>(2 * frames)}, SF_FORMAT_FLAC | SF_FORMAT_PCM_16);
+  const Bytes whole = file_bytes(path);
+  const std::string_view text(reinterpret_cast<const char*>(whole.data()), whole.size());
+  std::vector<float> left(2 * frames), right(2 * frames);
+  for (std::size_t at = text.find("\xff\xf8"); at <= whole.size(); ++at) {
+    SCOPED_TRACE(at);
+    Bytes bytes = whole;
+    if (at < bytes.size()) bytes[at] ^= 0xff;
+    std::ofstream(path, std::ios::binary)
+        .write(reinterpret_cast<const char*>(bytes.data()),
+               static_cast<std::streamsize>(bytes.size()));
+    for (const int rate : {0, 8'000}) {
+      std::string error;
+      const auto reader = AudioReader::open(path, rate, error);
+      ASSERT_TRUE(reader) << error;
+      reader->read(left.data(), right.data(), 2 * frames);
+      EXPECT_EQ(reader->failure().empty(), at == bytes.size());
+      EXPECT_EQ(reader->read(left.data(), right.data(), 1), 0u);
+    }
+  }
+}
+
 TEST(output_file, FollowsALinkAndTakesNothingButAFile) {
   const ScratchFolder folder;
   std::string error;

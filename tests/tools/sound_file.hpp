@@ -25,9 +25,10 @@ inline Sound read_sound(const std::string& path) {
   return sound;
 }
 
-/// A WAV file of 32-bit floats.
-inline void write_sound(const std::string& path, const Sound& sound) {
-  SF_INFO info{0, sound.rate, 2, SF_FORMAT_WAV | SF_FORMAT_FLOAT, 0, 0};
+/// A WAV file of 32-bit floats, unless another format is named.
+inline void write_sound(const std::string& path, const Sound& sound,
+                        int format = SF_FORMAT_WAV | SF_FORMAT_FLOAT) {
+  SF_INFO info{0, sound.rate, 2, format, 0, 0};
   SNDFILE* file = sf_open(path.c_str(), SFM_WRITE, &info);
   sf_write_float(file, sound.samples.data(), static_cast<sf_count_t>(sound.samples.size()));
   sf_close(file);

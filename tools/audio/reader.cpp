@@ -76,6 +76,9 @@ std::unique_ptr<AudioReader> AudioReader::open(const std::string& path, int samp
   // Integer files reach full scale at 1.0, floats come as they are.
   sf_command(reader->source_->file, SFC_SET_NORM_FLOAT, nullptr, SF_TRUE);
   reader->path_ = path;
+  // Of MPEG streams the length is a guess, and where nothing tells it the number is this one.
+  if ((info.format & SF_FORMAT_TYPEMASK) != SF_FORMAT_MPEG && info.frames != SF_COUNT_MAX)
+    reader->missing_frames_ = info.frames;
   reader->file_rate_ = info.samplerate;
   reader->channels_ = info.channels;
   reader->sample_rate_ = sample_rate > 0 ? sample_rate : info.samplerate;
@@ -102,10 +105,17 @@ AudioReader::~AudioReader() = default;
 
 /// The file's next frames as two interleaved channels, for the converter and for `read` alike.
 long AudioReader::read_file(float** data) {
+  *data = interleaved_.data();
+  if (has_ended_) return 0;
   chunk_.resize(static_cast<std::size_t>(chunk_frames) * static_cast<std::size_t>(channels_));
   const sf_count_t got = sf_readf_float(source_->file, chunk_.data(), chunk_frames);
+  missing_frames_ -= got;
   if (sf_error(source_->file) != SF_ERR_NO_ERROR)
     failure_ = path_ + ": " + sf_strerror(source_->file);
+  else if (got == 0 && missing_frames_ > 0)
+    failure_ = path_ + ": damaged, it ends " + std::to_string(missing_frames_) + " frames too soon";
+  // libsndfile may find more behind what is damaged, or tell of the damage only then.
+  has_ended_ = got == 0 || !failure_.empty();
   interleaved_.resize(static_cast<std::size_t>(2 * got));
   const std::size_t stride = static_cast<std::size_t>(channels_);
   const std::size_t right = channels_ > 1 ? 1 : 0;

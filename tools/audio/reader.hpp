@@ -46,6 +46,8 @@ class AudioReader {
   int channels_ = 0;
   int sample_rate_ = 0;
   std::uint64_t length_frames_ = 0;
+  std::int64_t missing_frames_ = 0;  // of those that the file announces; less: it announces none
+  bool has_ended_ = false;
   std::vector<float> chunk_;        // as the file has it
   std::vector<float> interleaved_;  // two channels at the file's rate
   std::vector<float> converted_;    // two channels at the wanted rate

@@ -76,6 +76,15 @@ bool is_trusted(const File& file) {
          (status.st_mode & (S_IWGRP | S_IWOTH)) == 0;
 }
 
+/// Whether every bundle that an entry names is there. The check value is no proof of that: whoever
+/// can write the file can make one.
+bool bundles_are_there(const Index& index) {
+  return std::ranges::all_of(index.entries, [count = index.bundles.size()](const Entry& entry) {
+    return entry.bundle < count &&
+           std::ranges::all_of(entry.watched, [=](std::uint32_t bundle) { return bundle < count; });
+  });
+}
+
 }  // namespace
 
 std::string cache_file_path() {
@@ -109,7 +118,7 @@ std::optional<CacheFile> CacheFile::from(File file) {
   const auto bytes = file.read(sizeof header, header.index_size);
   if (!bytes || check_value(*bytes) != header.index_check) return {};
   auto index = decode<Index>(*bytes);
-  if (!index) return {};
+  if (!index || !bundles_are_there(*index)) return {};
   return CacheFile(std::move(file), std::move(*index), sizeof header + header.index_size);
 }
 
