@@ -52,36 +52,27 @@ OSStatus remove_listener(void*, AudioUnitPropertyID, AudioUnitPropertyListenerPr
 }
 
 AudioComponentMethod lookup(SInt16 selector) {
-  switch (selector) {
-    case kAudioUnitGetParameterSelect:
-      return reinterpret_cast<AudioComponentMethod>(get_parameter);
-    case kAudioUnitSetParameterSelect:
-      return reinterpret_cast<AudioComponentMethod>(set_parameter);
-    case kAudioUnitGetPropertySelect:
-      return reinterpret_cast<AudioComponentMethod>(get_property);
-    case kAudioUnitAddPropertyListenerSelect:
-      return reinterpret_cast<AudioComponentMethod>(add_listener);
-    case kAudioUnitRemovePropertyListenerWithUserDataSelect:
-      return reinterpret_cast<AudioComponentMethod>(remove_listener);
-    default:
-      return nullptr;
-  }
+  const auto is = [&](SInt16 wanted, auto* method) {
+    return selector == wanted ? reinterpret_cast<AudioComponentMethod>(method) : nullptr;
+  };
+  if (const auto found = is(kAudioUnitGetParameterSelect, get_parameter)) return found;
+  if (const auto found = is(kAudioUnitSetParameterSelect, set_parameter)) return found;
+  if (const auto found = is(kAudioUnitGetPropertySelect, get_property)) return found;
+  if (const auto found = is(kAudioUnitAddPropertyListenerSelect, add_listener)) return found;
+  return is(kAudioUnitRemovePropertyListenerWithUserDataSelect, remove_listener);
+}
+
+AudioComponentPlugInInterface* make_unit(const AudioComponentDescription*) {
+  static AudioComponentPlugInInterface interface{
+      [](void*, AudioComponentInstance) -> OSStatus { return noErr; },
+      [](void*) -> OSStatus { return noErr; }, lookup, nullptr};
+  return &interface;
 }
 
 AudioUnit open_unit() {
-  static AudioComponent component = [] {
-    const AudioComponentDescription description{kAudioUnitType_Effect, 'Para', 'Test', 0, 0};
-    return AudioComponentRegister(
-        &description, nullptr, 0,
-        [](const AudioComponentDescription*) -> AudioComponentPlugInInterface* {
-          static AudioComponentPlugInInterface interface{
-              [](void*, AudioComponentInstance) -> OSStatus { return noErr; },
-              [](void*) -> OSStatus { return noErr; }, lookup, nullptr};
-          return &interface;
-        });
-  }();
+  const AudioComponentDescription description{kAudioUnitType_Effect, 'Para', 'Test', 0, 0};
   AudioUnit unit = nullptr;
-  EXPECT_EQ(AudioComponentInstanceNew(component, &unit), noErr);
+  AudioComponentInstanceNew(AudioComponentRegister(&description, nullptr, 0, make_unit), &unit);
   return unit;
 }
 

@@ -1,6 +1,6 @@
-// How a load waits for its unit. The linker puts the three calls below in the place of the
-// platform's, so that a minute passes at once and a unit arrives when a case says so. The times
-// that the test program prints are of that clock too.
+// How a load waits for its unit, and what a render costs. The linker puts the calls below in the
+// place of the platform's, so that a minute passes at once and a unit arrives when a case says so.
+// The times that the test program prints are of that clock too.
 
 #include <AudioToolbox/AudioToolbox.h>
 #include <Block.h>
@@ -10,6 +10,7 @@
 #include <chrono>
 #include <functional>
 #include <utility>
+#include <vector>
 
 #include "plugin/audio_unit_plugin.hpp"
 #include "tests/support/recording_unit.hpp"
@@ -27,6 +28,7 @@ constexpr int after_the_load = all_slices + 2;
 constexpr int never_answers = all_slices + 3;
 
 Clock::time_point g_now;
+std::uint64_t g_ticks = 0;
 int g_slices = 0;
 std::function<void()> g_at_last_reading;
 std::function<void()> g_in_slice;
@@ -41,6 +43,10 @@ Clock::time_point fake_now() {
 }
 
 extern "C" {
+
+std::uint64_t __wrap_mach_absolute_time() {
+  return g_ticks;
+}
 
 CFRunLoopRunResult run_slice(CFStringRef mode, CFTimeInterval seconds,
                              Boolean) asm("__wrap_CFRunLoopRunInMode");
@@ -130,6 +136,36 @@ TEST(Instantiation, CompletesAtOnceLaterOrNotAtAll) {
     };
     EXPECT_EQ(count("open"), c.has_instance && c.slice != never_answers);
     EXPECT_EQ(count("close"), count("open")) << "whoever ends up with the unit closes it";
+  }
+}
+
+TEST(Load, IsTheShareOfTheTimeThatTheFramesLast) {
+  UnitScript script;
+  g_instantiate = [](auto, Handler handler) { handler(open_unit(), noErr); };
+  const struct {
+    double rate;
+    std::vector<std::pair<unsigned, std::uint64_t>> renders;  // frames, ticks that they took
+    double largest_percent, mean_percent;
+  } cases[] = {
+      // No frames: no time to be measured against.
+      {48000, {{48, 2'000'000}, {24, 3'000'000}, {48, 0}, {0, 1'000'000}}, 600, 200},
+      {1e300, {{1, 1}}, 1e11, 1e11},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.rate);
+    std::string error;
+    AudioUnitPlugin plugin(*PluginSpec::parse(UnitScript::instrument, error), false);
+    ASSERT_TRUE(plugin.load(c.rate, 64, error)) << error;
+    for (const auto& [frames, ticks] : c.renders) {
+      script.render = [took = ticks](UInt32, AudioBufferList*) {
+        g_ticks += took;
+        return noErr;
+      };
+      float left[64] = {}, right[64] = {};
+      ASSERT_TRUE(plugin.render_add(left, right, frames, 0));
+    }
+    EXPECT_EQ(plugin.stats().max_load_percent, c.largest_percent);
+    EXPECT_EQ(plugin.stats().mean_load_percent, c.mean_percent);
   }
 }
 
