@@ -7,6 +7,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
@@ -77,7 +78,14 @@ TEST(StateChaos, AKilledSaveLeavesTheOldStateOrTheNew) {
       // Most of the time, once it has begun to save; it takes some milliseconds to get there.
       if (random() % 8 != 0)
         EXPECT_TRUE(wait_until([&] { return load_acquire(block.saved_write) != 0; }));
-      usleep(delay_us(random));
+      // At any moment, or in the middle of the writing, which is short.
+      const auto patience = std::chrono::steady_clock::now() + std::chrono::seconds(5);
+      if (round % 2 == 0)
+        usleep(delay_us(random));
+      else
+        while (access((preset + ".saving").c_str(), F_OK) != 0 &&
+               std::chrono::steady_clock::now() < patience) {
+        }
       kill(child, SIGKILL);
       int status = 0;
       waitpid(child, &status, 0);
