@@ -9,6 +9,12 @@ namespace vesk::platform {
 
 namespace {
 
+#if defined(__arm64__)
+const fenv_t* const flushing_environment = FE_DFL_DISABLE_DENORMS_ENV;
+#else
+const fenv_t* const flushing_environment = FE_DFL_DISABLE_SSE_DENORMS_ENV;
+#endif
+
 /// A frame as large as what is to be touched, written once a page or more.
 [[gnu::noinline]] void touch_stack() {
   constexpr std::size_t touched_stack = 256 * 1024;
@@ -19,7 +25,7 @@ namespace {
 }  // namespace
 
 RenderThread::RenderThread() {
-  fesetenv(FE_DFL_DISABLE_DENORMS_ENV);
+  fesetenv(flushing_environment);
   touch_stack();
 }
 

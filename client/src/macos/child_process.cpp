@@ -5,6 +5,7 @@
 #include <libproc.h>
 #include <mach-o/dyld.h>
 #include <mach/mach.h>
+#include <mach/mach_time.h>
 #include <poll.h>
 #include <signal.h>
 #include <spawn.h>
@@ -15,12 +16,17 @@
 #include <algorithm>
 #include <cerrno>
 #include <climits>
+#include <cstdint>
 #include <cstdlib>
 #include <cstring>
 #include <thread>
 
 #include "client/src/spawn_lists.hpp"
 #include "client/src/spawn_settings.hpp"
+
+/// In the system's library, and in no header of its SDK.
+extern "C" int posix_spawnattr_set_registered_ports_np(posix_spawnattr_t*, mach_port_t[],
+                                                       std::uint32_t count);
 
 namespace vesk::client {
 

@@ -5,6 +5,8 @@
 // Threads are not placed on macOS: the audio workgroup, handed on as a registered port, does it.
 namespace vesk::client {
 
+class SealedMemory {};
+
 int current_cpu() noexcept VESK_REALTIME {
   return -1;
 }
@@ -24,7 +26,9 @@ std::unique_ptr<Placement> Placement::create(const Options&, std::string&) {
   return nullptr;
 }
 Placement::~Placement() = default;
-void Placement::set_record(int) {}
+int Placement::descriptor() const noexcept {
+  return -1;
+}
 void Placement::move(int, int, int) {}
 int Placement::member(int) const noexcept {
   return 0;
