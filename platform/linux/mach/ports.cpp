@@ -12,6 +12,9 @@ mach_port_t mach_task_self_ = vesk::platform::task_name;
 
 namespace {
 
+// As many as a task has on macOS.
+constexpr mach_msg_type_number_t registered_ports = 3;
+
 using namespace vesk::platform;
 
 /// A right is a descriptor of its own, so that each holder releases what it was given.
@@ -38,7 +41,7 @@ kern_return_t mach_port_deallocate(ipc_space_t task, mach_port_name_t name) {
 kern_return_t mach_ports_lookup(task_t task, mach_port_array_t* ports,
                                 mach_msg_type_number_t* count) {
   if (task != mach_task_self_ || ports == nullptr || count == nullptr) return KERN_INVALID_ARGUMENT;
-  const std::size_t bytes = TASK_PORT_REGISTER_MAX * sizeof(mach_port_t);
+  const std::size_t bytes = registered_ports * sizeof(mach_port_t);
   // The caller unmaps the array (vm_deallocate).
   void* memory = mmap(nullptr, bytes, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
   if (memory == MAP_FAILED) return KERN_RESOURCE_SHORTAGE;
@@ -46,7 +49,7 @@ kern_return_t mach_ports_lookup(task_t task, mach_port_array_t* ports,
   if (is_workgroup_record(VESK_WORKGROUP_DESCRIPTOR))
     slots[0] = new_right(VESK_WORKGROUP_DESCRIPTOR);
   *ports = slots;
-  *count = TASK_PORT_REGISTER_MAX;
+  *count = registered_ports;
   return KERN_SUCCESS;
 }
 

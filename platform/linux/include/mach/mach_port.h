@@ -16,6 +16,3 @@ OS_EXPORT kern_return_t mach_port_deallocate(ipc_space_t task, mach_port_name_t 
 /// KERN_RESOURCE_SHORTAGE. Any thread; not real-time safe.
 OS_EXPORT kern_return_t mach_ports_lookup(task_t task, mach_port_array_t* ports,
                                           mach_msg_type_number_t* count);
-
-/// How many ports a task has registered.
-#define TASK_PORT_REGISTER_MAX 3
