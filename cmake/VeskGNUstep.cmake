@@ -7,7 +7,6 @@ enable_language(OBJCXX)
 set(CMAKE_OBJCXX_STANDARD 20)
 set(CMAKE_OBJCXX_STANDARD_REQUIRED ON)
 set(CMAKE_OBJCXX_EXTENSIONS OFF)
-set(CMAKE_OBJCXX_VISIBILITY_PRESET hidden)
 
 if(NOT TARGET vesk_gnustep)
   # Debian 12 and 13 have the headers in different folders.
