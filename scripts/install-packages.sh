@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # Installs the Debian packages that something needs, where they are missing:
-# scripts/install-packages.sh [demo | build | test]. `build` unless named; each has those before it.
+# scripts/install-packages.sh [demo | build | test | macos]. `build` unless named; each has those
+# before it.
 set -euo pipefail
 
 # What apt and dpkg know is matched as an extended regular expression, since some names carry a
@@ -30,12 +31,16 @@ test=(
   lv2-examples guitarix-lv2 setbfree
 )
 
+# what scripts/check_macos.sh fetches macOS's headers with
+macos=(npm)
+
 group=${1:-build}
 case $group in
   demo) wanted=("${demo[@]}") ;;
   build) wanted=("${demo[@]}" "${build[@]}") ;;
   test) wanted=("${demo[@]}" "${build[@]}" "${test[@]}") ;;
-  *) echo "$0: the groups are demo, build and test, not '$group'" >&2; exit 2 ;;
+  macos) wanted=("${demo[@]}" "${build[@]}" "${test[@]}" "${macos[@]}") ;;
+  *) echo "$0: the groups are demo, build, test and macos, not '$group'" >&2; exit 2 ;;
 esac
 usable_clang='clang-(2[0-9]|[3-9][0-9])'
 
