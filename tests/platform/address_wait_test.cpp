@@ -59,6 +59,7 @@ TEST_F(AddressWait, RefusesWhatTheCallDoesNotTake) {
   };
   const Case cases[] = {
       {"flags beyond the first", word, 4, 2, mach_clock, second_ns, true},
+      {"size 2", word, 2, 1, mach_clock, second_ns, true},
       {"size 8", word, 8, 1, mach_clock, second_ns, true},
       {"no address", nullptr, 4, 1, mach_clock, second_ns, true},
       {"misaligned", misaligned, 4, 1, mach_clock, second_ns, true},
