@@ -24,6 +24,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   expect(chain.has_value() == (effects || channel));
   if (!chain) return 0;
   expect(chain_text(*chain) == text);
-  expect((effects ? effects : channel)->name == chain_name(*chain));
+  const auto& whole = effects ? effects : channel;
+  expect(whole && whole->name == chain_name(*chain));
   return 0;
 }
