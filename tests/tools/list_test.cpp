@@ -9,6 +9,7 @@
 #include "tests/support/program.hpp"
 #include "tests/support/scratch_folder.hpp"
 #include "tools/program/json.hpp"
+#include "vesk/plugin_names.hpp"
 
 namespace {
 
@@ -145,6 +146,15 @@ TEST(List, LooksUpNamesForItselfAndForOtherPrograms) {
   const auto shown = list({"-p", "Test Mono"}, options);
   EXPECT_NE(shown.output.find("\n7   cutoff  Cutoff  "), std::string::npos) << shown.output;
   EXPECT_EQ(shown.output.substr(0, 14), resolved.output.substr(0, 14));
+
+  const Environment lv2("LV2_PATH", build_tree() + "/lv2"), cache("VESK_CACHE", folder / "cache");
+  vesk::client::NamedChain chain{"urn:vesk:test:mono#cutoff=0.2@p", {"gain=2"}};
+  std::string error;
+  EXPECT_EQ(vesk::client::specification_of(chain, error).value_or("") + "\n", resolved.output)
+      << error;
+  chain.text = "Test Momo";
+  EXPECT_FALSE(vesk::client::specification_of(chain, error));
+  EXPECT_EQ(error, "no plugin is called \"Test Momo\"; near it: Test Mono");
 }
 
 TEST(List, SaysThatItsOutputCannotBeWritten) {
