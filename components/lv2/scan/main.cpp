@@ -254,11 +254,20 @@ int answer_preset(std::span<const std::string_view> preset) {
   return !answer.payload.empty() && write_all(STDOUT_FILENO, answer.payload) ? 0 : 1;
 }
 
+bool has_printed() {
+  return std::fflush(stdout) == 0 && std::ferror(stdout) == 0;
+}
+
 int scan(const Options& options) {
   const std::string path = cache_file_path();
   const File lock = lock_cache(path);
   std::optional<CacheFile> known;
   if (!options.rebuild) known = CacheFile::open(path);
+  // Nothing is decoded but what is printed, as in a host that lists everything.
+  if (options.details && known && known->index().is_complete() && known->index().is_current()) {
+    print_details(known->index());
+    return has_printed() ? 0 : 1;
+  }
   const Request request = options.answer.value_or(Request{.everything = true});
   const Progress progress = progress_for(options);
   Installed installed = update(known, request, progress);
@@ -278,7 +287,7 @@ int scan(const Options& options) {
     print_list(installed.index);
   else
     print_summary(installed, path, stored);
-  return std::fflush(stdout) == 0 && std::ferror(stdout) == 0 ? 0 : 1;
+  return has_printed() ? 0 : 1;
 }
 
 }  // namespace
