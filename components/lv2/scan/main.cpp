@@ -177,6 +177,7 @@ void print_problem(const std::string& what, const std::string& name, const std::
 std::map<std::string, std::string> broken_libraries(const std::vector<std::string>& libraries,
                                                     const Progress& progress) {
   std::vector<Job> jobs;
+  jobs.reserve(libraries.size());
   for (const std::string& library : libraries)
     jobs.push_back([&library](BundleReader&) {
       std::string error;
