@@ -146,7 +146,8 @@ bool open_editors(HostProcess& host, const ChainElements& chain, std::string& er
     error = "no editor could be opened (is there a display?)";
     return false;
   }
-  for (const unsigned plugin : without) say(name_in_chain(chain, plugin) + " has no editor to show");
+  for (const unsigned plugin : without)
+    say(name_in_chain(chain, plugin) + " has no editor to show");
   return true;
 }
 
