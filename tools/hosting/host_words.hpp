@@ -16,7 +16,7 @@ bool wait_until_ready(client::HostProcess& host, const ChainElements& chain, std
 /// The plugin by whose index a host's last line blames it for its end; empty when it blames none.
 std::optional<std::size_t> blamed_plugin(const std::string& sentence, const ChainElements& chain);
 
-/// What a host's last line says of a plugin by its index, said by the plugin's name.
+/// What a host's line says of a plugin, or of its editor, by its index, said by the plugin's name.
 std::string by_name(std::string sentence, const ChainElements& chain);
 
 /// A plugin as a sentence names it, with its place in a chain of several.

@@ -7,7 +7,8 @@
 
 namespace vesk::tools {
 
-/// A table: id, name, range, default and unit, one line a parameter, its value names below it.
+/// A table: id, symbol (where plugins have any), name, range, default and unit, one line a
+/// parameter, its value names below it.
 std::string parameters_text(const std::vector<ParameterDescription>& parameters);
 
 /// A JSON object with the component's specification, name and parameters.
