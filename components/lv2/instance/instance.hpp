@@ -60,6 +60,12 @@ class Instance {
   Instance(const Instance&) = delete;
   Instance& operator=(const Instance&) = delete;
 
+  /// Tells the plugin that the file of its property `uri` is the one at `path`, by a patch:Set and
+  /// some runs over silence, with the work that they ask for in between. Before the first `render`
+  /// only, so that no period is ever late for a file. False with a sentence in `error` when the
+  /// plugin does not take it: it answers so, or neither answers nor keeps the path in its state.
+  bool give_file(const std::string& uri, const std::string& path, std::string& error);
+
   /// What the plugin says of itself now. May run beside `render`.
   std::vector<StateProperty> save() const;
   /// The handle whose state is saved, for an editor's instance-access feature. Good while the
