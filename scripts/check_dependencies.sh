@@ -32,7 +32,7 @@ allow tools/hosting  'tools/(hosting|program)/|vesk/|spec/chain_text.hpp'
 allow tools/midi     'tools/(midi|program)/|vesk/'
 allow tools/audio    'tools/(audio|program)/'
 allow tools/render   'tools/(render|audio|hosting|midi|parameters|program)/|vesk/|spec/chain_text.hpp|host/block.hpp'
-allow tools/edit     'tools/(edit|audio|hosting|midi|program)/|vesk/|spec/(chain_text|catalogue).hpp|host/block.hpp'
+allow tools/edit     'tools/(edit|audio|hosting|midi|parameters|program)/|vesk/|spec/(chain_text|catalogue).hpp|host/block.hpp'
 allow tools/list     'tools/(list|parameters|program)/|spec/'
 
 # The layer knows nothing of the system, but for the windows that its proxy stands in for.

@@ -6,12 +6,15 @@
 #include <vector>
 
 #include "spec/chain_text.hpp"
+#include "tools/parameters/chain_settings.hpp"
 
 namespace vesk::tools {
 
 /// What a command line of vesk-edit asks for.
 struct EditArguments {
   ChainElements chain;
+  ChainSettings settings;
+  bool only_saves = false;    ///< the chain's preset files are written and no editor is opened
   std::string copy_path;      ///< the new preset file to work on, already in `chain`; empty: none
   std::string original_path;  ///< the preset file that it is a copy of
   std::string midi_path;      ///< song to play, over and over; empty: none
@@ -27,6 +30,6 @@ std::optional<EditArguments> parse_edit_arguments(const std::vector<std::string>
                                                   std::string& error);
 
 /// The text of `vesk-edit --help`.
-extern const char* const edit_help;
+extern const std::string edit_help;
 
 }  // namespace vesk::tools

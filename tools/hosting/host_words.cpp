@@ -44,6 +44,15 @@ std::string name_in_chain(const ChainElements& chain, std::size_t plugin) {
   return name;
 }
 
+std::vector<std::string> midi_remarks(const ChainElements& chain) {
+  std::vector<std::string> remarks;
+  for (const ChainElement& plugin : chain)
+    if (&plugin != &chain.front() && plugin.takes_midi())
+      remarks.push_back(plugin.name +
+                        " gets no MIDI events: they go to the chain's first plugin alone");
+  return remarks;
+}
+
 std::optional<std::size_t> blamed_plugin(const std::string& sentence, const ChainElements& chain) {
   const auto blame = find_blame(sentence, chain);
   return blame ? std::optional(blame->plugin) : std::nullopt;

@@ -3,6 +3,7 @@
 #include <cstddef>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "spec/chain_text.hpp"
 #include "vesk/host_process.hpp"
@@ -18,6 +19,9 @@ std::optional<std::size_t> blamed_plugin(const std::string& sentence, const Chai
 
 /// What a host's last line says of a plugin by its index, said by the plugin's name.
 std::string by_name(std::string sentence, const ChainElements& chain);
+
+/// A sentence for each plugin that takes MIDI events and stands where none arrive.
+std::vector<std::string> midi_remarks(const ChainElements& chain);
 
 /// A plugin as a sentence names it, with its place in a chain of several.
 std::string name_in_chain(const ChainElements& chain, std::size_t plugin);

@@ -10,11 +10,13 @@ and the name.
 
 usage: vesk-list [--json] [--rescan]
        vesk-list --parameters SPECIFICATION [--json]
+       vesk-list --presets SPECIFICATION [--json]
        vesk-list --problems [--json] [--rescan]
 
   -p, --parameters SPEC   print one plugin's parameters instead: id, name, range, default, unit,
                           and the names of values that have some. Set them in a chain with
-                          SPEC#id=value,id=value
+                          SPEC#id=value,id=value. Below them the files that it takes
+      --presets SPEC      print one plugin's presets instead: number, name, and which are yours
       --problems          print what is installed and not listed instead, and why
       --rescan            read all LV2 plugins anew first, those that once failed too
       --json              for programs
@@ -28,16 +30,20 @@ Exit status: 0 done, 1 when a plugin is missing or cannot be opened, or somethin
 a command line that makes no sense.
 )";
 
+static Option::Setter takes_specification(std::string& target) {
+  return [&target](const std::string& value, std::string& reason) {
+    target = value;
+    if (value.empty()) reason = "needs a specification, such as aumu:Sm48:LV2_";
+    return !value.empty();
+  };
+}
+
 std::optional<ListArguments> parse_list_arguments(const std::vector<std::string>& words,
                                                   std::string& error) {
   ListArguments arguments;
   const Option options[] = {
-      {"--parameters", "-p",
-       [&arguments](const std::string& value, std::string& reason) {
-         arguments.parameters_of = value;
-         if (value.empty()) reason = "needs a specification, such as aumu:Sm48:LV2_";
-         return !value.empty();
-       }},
+      {"--parameters", "-p", takes_specification(arguments.parameters_of)},
+      {"--presets", nullptr, takes_specification(arguments.presets_of)},
       {"--problems", nullptr, nullptr, &arguments.shows_problems},
       {"--rescan", nullptr, nullptr, &arguments.rescans},
       {"--json", nullptr, nullptr, &arguments.as_json},
@@ -46,8 +52,10 @@ std::optional<ListArguments> parse_list_arguments(const std::vector<std::string>
   if (!read_command_line(words, options, operand, error)) return std::nullopt;
   if (!operand.empty())
     error = "cannot use " + operand;
-  else if (arguments.shows_problems && !arguments.parameters_of.empty())
-    error = "--problems or --parameters, not both";
+  else if (arguments.shows_problems + !arguments.parameters_of.empty() +
+               !arguments.presets_of.empty() >
+           1)
+    error = "one of --parameters, --presets and --problems at a time";
   else
     return arguments;
   return std::nullopt;

@@ -1,11 +1,13 @@
 #include "tools/render/arguments.hpp"
 
+#include <utility>
+
 #include "host/block.hpp"
 #include "tools/program/command_line.hpp"
 
 namespace vesk::tools {
 
-const char* const render_help =
+const std::string render_help =
     R"(vesk-render plays a MIDI file or an audio file through a chain of plugins, each period of it
 in a host process of its own, and writes what comes back.
 
@@ -23,7 +25,8 @@ for its own.
                           went well. FILE can be - in all three: standard input, or a WAV to
                           standard output, and then the figures go to standard error
   -p, --plot FILE.png     draw the waveform over the spectrogram
-  -r, --sample-rate HZ    8000 to 384000; without it the input's rate, or 48000. Input at
+)" + std::string(settings_help) +
+    R"(  -r, --sample-rate HZ    8000 to 384000; without it the input's rate, or 48000. Input at
                           another rate is converted
       --period FRAMES     frames a period, 1 to 4096 (512)
       --duration SECONDS  play no more than this of the song
@@ -76,7 +79,7 @@ Option::Setter takes_source(std::string& target) {
 }
 
 std::vector<Option> options_for(RenderArguments& arguments) {
-  return {
+  std::vector<Option> options = {
       {"--midi", "-m", takes_source(arguments.midi_path)},
       {"--input", "-i", takes_source(arguments.input_path)},
       {"--output", "-o", takes_path(arguments.output_path)},
@@ -92,6 +95,8 @@ std::vector<Option> options_for(RenderArguments& arguments) {
       {"--json", nullptr, nullptr, &arguments.as_json},
       {"--quiet", "-q", nullptr, &arguments.quiet},
   };
+  for (Option& option : setting_options(arguments.settings)) options.push_back(std::move(option));
+  return options;
 }
 
 /// Whether the chain can take what it is to be given.
@@ -129,7 +134,8 @@ std::optional<RenderArguments> parse_render_arguments(const std::vector<std::str
     error = "--plot " + arguments.plot_path + ": the name must end in .png";
   else if (!arguments.midi_path.empty() && arguments.midi_path == arguments.input_path)
     error = "--midi and --input are the same";
-  else if (read_chain(chain, arguments.chain, error) && check_source(arguments, error))
+  else if (read_chain(chain, arguments.chain, error) && check_source(arguments, error) &&
+           check_settings(arguments.settings, arguments.chain, error))
     return arguments;
   return std::nullopt;
 }

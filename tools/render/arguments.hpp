@@ -7,12 +7,14 @@
 
 #include "spec/chain_text.hpp"
 #include "tools/audio/writer.hpp"
+#include "tools/parameters/chain_settings.hpp"
 
 namespace vesk::tools {
 
 /// What a command line of vesk-render asks for.
 struct RenderArguments {
   ChainElements chain;
+  ChainSettings settings;
   std::string midi_path;    ///< empty: none
   std::string input_path;   ///< empty: none
   std::string output_path;  ///< ends as its format asks; "-": standard output
@@ -36,6 +38,6 @@ std::optional<RenderArguments> parse_render_arguments(const std::vector<std::str
                                                       std::string& error);
 
 /// The text of `vesk-render --help`.
-extern const char* const render_help;
+extern const std::string render_help;
 
 }  // namespace vesk::tools
