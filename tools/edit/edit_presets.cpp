@@ -171,9 +171,10 @@ std::optional<StartPresets> prepare_start(const EditArguments& arguments, ChainE
   for (std::size_t plugin = 0; plugin < chain.size(); ++plugin)
     if (arguments.only_saves && !chain[plugin].preset_path.empty()) settings[plugin];
   auto made = StartPresets::make(chain, settings, true, arguments.sample_rate, error);
-  if (made)
-    for (const auto& [plugin, ignored] : settings)
-      presets.note_written(static_cast<unsigned>(plugin));
+  if (!made) return made;
+  for (const auto& [plugin, ignored] : settings)
+    presets.note_written(static_cast<unsigned>(plugin));
+  for (const std::string& remark : made->remarks()) say(remark);
   return made;
 }
 
@@ -209,6 +210,7 @@ bool edit_presets(const EditArguments& arguments, std::string& error) {
   if (!start_presets || arguments.only_saves) return start_presets.has_value();
   const auto host = start_host(arguments, chain, error);
   if (!host) return false;
+  for (const std::string& remark : missing_files(*host)) say(remark);
   const bool as_tones = arguments.plays_notes && chain.front().is_effect();
   std::optional<LivePlayer> player;
   player.emplace(*host, std::move(*song), as_tones);

@@ -64,6 +64,12 @@ std::string by_name(std::string sentence, const ChainElements& chain) {
                : sentence;
 }
 
+std::vector<std::string> missing_files(client::HostProcess& host) {
+  std::string lines;
+  for (const std::string& line : host.last_lines()) lines += line + '\n';
+  return missing_file_lines(lines);
+}
+
 bool wait_until_ready(client::HostProcess& host, const ChainElements& chain, std::string& error) {
   if (host.wait_ready(error)) return true;
   error = by_name(std::move(error), chain);

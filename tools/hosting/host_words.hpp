@@ -14,6 +14,9 @@ namespace vesk::tools {
 /// reason that its loader gave, when the host has told one.
 bool wait_until_ready(client::HostProcess& host, const ChainElements& chain, std::string& error);
 
+/// What a host that is ready has said of files that its presets name and that are gone.
+std::vector<std::string> missing_files(client::HostProcess& host);
+
 /// The plugin by whose index a host's last line blames it for its end; empty when it blames none.
 std::optional<std::size_t> blamed_plugin(const std::string& sentence, const ChainElements& chain);
 

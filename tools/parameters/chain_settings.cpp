@@ -99,15 +99,17 @@ std::optional<StartPresets> StartPresets::make(ChainElements& chain, const Chain
     if (!find_files(wanted, error)) return std::nullopt;
     const bool in_place = keeps && !plugin.preset_path.empty();
     const std::string path = in_place ? plugin.preset_path : made.temporary_path(place, error);
-    if (path.empty() || !ask_plugin(plugin.text, plugin.name, sample_rate_hz, wanted, path, error))
-      return std::nullopt;
+    if (path.empty()) return std::nullopt;
+    const auto saved = ask_plugin(plugin.text, plugin.name, sample_rate_hz, wanted, path, error);
+    if (!saved) return std::nullopt;
+    made.remarks_.insert(made.remarks_.end(), saved->remarks.begin(), saved->remarks.end());
     if (!in_place) name_preset(plugin, path);
   }
   return made;
 }
 
 StartPresets::StartPresets(StartPresets&& other) noexcept
-    : folder_(std::exchange(other.folder_, {})) {}
+    : folder_(std::exchange(other.folder_, {})), remarks_(std::move(other.remarks_)) {}
 
 StartPresets::~StartPresets() {
   std::error_code ignored;

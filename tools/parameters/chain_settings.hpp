@@ -40,11 +40,15 @@ class StartPresets {
   /// Removes the temporary ones.
   ~StartPresets();
 
+  /// On files that presets of the chain named and that are gone, a sentence each.
+  const std::vector<std::string>& remarks() const { return remarks_; }
+
  private:
   StartPresets() = default;
   std::string temporary_path(std::size_t plugin, std::string& error);
 
   std::string folder_;  // empty: none was needed
+  std::vector<std::string> remarks_;
 };
 
 }  // namespace vesk::tools

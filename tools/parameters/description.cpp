@@ -51,7 +51,7 @@ std::optional<PluginDescription> plugin_from(const Json& answer) {
   if (!answer.is_object() || !answer.contains("parameters")) return std::nullopt;
   auto parameters = parameters_from(answer.at("parameters"));
   if (!parameters) return std::nullopt;
-  PluginDescription plugin{std::move(*parameters), {}, {}};
+  PluginDescription plugin{std::move(*parameters), {}, {}, {}};
   try {
     for (const Json& each : answer.at("presets"))
       plugin.presets.push_back({each.at("number").get<int>(), each.at("name").get<std::string>(),

@@ -40,6 +40,7 @@ struct PluginDescription {
   std::vector<ParameterDescription> parameters;
   std::vector<PresetDescription> presets;
   std::vector<FileDescription> files;
+  std::vector<std::string> remarks;  ///< on files of its preset that are gone
 };
 
 /// Parameters, presets and files, each as a JSON array of objects.

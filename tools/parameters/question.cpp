@@ -41,7 +41,10 @@ std::optional<PluginDescription> ask_plugin(const std::string& specification,
     return std::nullopt;
   }
   const Json told = Json::parse(answer->output, nullptr, false);
-  if (auto plugin = plugin_from(told)) return plugin;
+  if (auto plugin = plugin_from(told)) {
+    plugin->remarks = missing_file_lines(answer->errors);
+    return plugin;
+  }
   if (told.is_object() && told.contains("error") && told.at("error").is_string())
     error = told.at("error").get<std::string>();
   else

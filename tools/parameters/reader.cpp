@@ -208,7 +208,7 @@ OpenPlugin::~OpenPlugin() {
 std::optional<PluginDescription> OpenPlugin::describe(std::string& error) const {
   auto parameters = read_parameters(unit_);
   if (parameters)
-    return PluginDescription{std::move(*parameters), read_presets(unit_), read_files(unit_)};
+    return PluginDescription{std::move(*parameters), read_presets(unit_), read_files(unit_), {}};
   error = spec_.name + " does not tell its parameters";
   return std::nullopt;
 }

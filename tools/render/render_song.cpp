@@ -133,6 +133,9 @@ RenderOutcome render_song(const RenderArguments& given, RenderReport& report, st
   std::ranges::move(check_chain(given.chain, !arguments.midi_path.empty(), source->sample_rate()),
                     std::back_inserter(report.warnings));
   if (!wait_until_ready(*host, arguments.chain, error)) return RenderOutcome::failed;
+  for (const auto& remarks : {presets->remarks(), missing_files(*host)})
+    for (const std::string& remark : remarks)
+      report.warnings.push_back({WarningKind::note, remark});
   if (must_stop(arguments, report)) return RenderOutcome::slipped;
   report.load_seconds = seconds_since(load_start);
   report.latency_frames = latency_frames(*host, source->sample_rate());

@@ -108,27 +108,37 @@ bool keeps(const std::vector<StateProperty>& state, const std::string& path) {
 
 }  // namespace
 
-bool Instance::give_file(const std::string& uri, const std::string& path, std::string& error) {
-  const LV2_URID property = map_uri(uri.c_str());
-  const std::vector<std::byte> message = set_message(property, path);
-  Answers answers(property);
+/// Lets the plugin do what it puts off until it runs. An object atom in `message`, if there is one,
+/// comes with the first run; false when it has no room.
+bool Instance::run_silence(std::span<const std::byte> message, const RunVisitor& after_run) {
   Period silence;
   silence.frames = max_frames_;
   silence.wait_for_work = true;
   for (int run = 0; run < runs; ++run) {
     for (AtomBuffer& input : atom_inputs_) {
       input.clear();
-      const bool is_wanted = run == 0 && input.port() == ports_.patch_input;
-      if (is_wanted && !input.append(0, urids_.atom_object, message)) {
-        error = "the path is too long for the plugin";
-        return false;
-      }
+      const bool has_message = run == 0 && !message.empty() && input.port() == ports_.patch_input;
+      if (has_message && !input.append(0, urids_.atom_object, message)) return false;
     }
     for (OldEventBuffer& input : event_inputs_) input.clear();
     for (const auto& voice : voices_) {
       run_voice(*voice, silence);
-      for (const AtomBuffer& output : voice->atom_outputs) answers.hear(output);
+      after_run(*voice);
     }
+  }
+  return true;
+}
+
+bool Instance::give_file(const std::string& uri, const std::string& path, std::string& error) {
+  const LV2_URID property = map_uri(uri.c_str());
+  const std::vector<std::byte> message = set_message(property, path);
+  Answers answers(property);
+  const bool is_told = run_silence(message, [&answers](const Voice& voice) {
+    for (const AtomBuffer& output : voice.atom_outputs) answers.hear(output);
+  });
+  if (!is_told) {
+    error = "its path is too long for the plugin";
+    return false;
   }
   if (!answers.has_refused() && (answers.confirm(path) || keeps(save(), path))) return true;
   error = "the plugin does not take it";

@@ -6,6 +6,7 @@
 #include <lv2/state/state.h>
 
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <span>
 #include <string>
@@ -83,6 +84,9 @@ class Instance {
   using RunFunction = void (*)(LV2_Handle, std::uint32_t) VESK_REALTIME;
   using ConnectFunction = void (*)(LV2_Handle, std::uint32_t, void*) VESK_REALTIME;
 
+  struct Voice;
+  using RunVisitor = std::function<void(const Voice&)>;
+
   struct Voice {
     Worker worker;
     std::unique_ptr<Features> features;
@@ -102,6 +106,7 @@ class Instance {
   void connect_events(Voice& voice);
   void activate();
   float* new_buffer(float fill);
+  bool run_silence(std::span<const std::byte> message, const RunVisitor& after_run);
 
   void begin_period(const Period& period) noexcept VESK_REALTIME;
   void follow_editor(EditorFeed* editor) noexcept VESK_REALTIME;
