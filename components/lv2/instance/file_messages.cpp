@@ -108,17 +108,17 @@ bool keeps(const std::vector<StateProperty>& state, const std::string& path) {
 
 }  // namespace
 
-/// Lets the plugin do what it puts off until it runs. An object atom in `message`, if there is one,
-/// comes with the first run; false when it has no room.
-bool Instance::run_silence(std::span<const std::byte> message, const RunVisitor& after_run) {
+/// Lets the plugin do what it puts off until it runs. The object atom whose body is `message`, if
+/// there is one, comes with the first run.
+void Instance::run_silence(std::span<const std::byte> message, const RunVisitor& after_run) {
   Period silence;
   silence.frames = max_frames_;
   silence.wait_for_work = true;
   for (int run = 0; run < runs; ++run) {
     for (AtomBuffer& input : atom_inputs_) {
       input.clear();
-      const bool has_message = run == 0 && !message.empty() && input.port() == ports_.patch_input;
-      if (has_message && !input.append(0, urids_.atom_object, message)) return false;
+      if (run == 0 && !message.empty() && input.port() == ports_.patch_input)
+        input.append(0, urids_.atom_object, message);
     }
     for (OldEventBuffer& input : event_inputs_) input.clear();
     for (const auto& voice : voices_) {
@@ -126,20 +126,15 @@ bool Instance::run_silence(std::span<const std::byte> message, const RunVisitor&
       after_run(*voice);
     }
   }
-  return true;
 }
 
 bool Instance::give_file(const std::string& uri, const std::string& path, std::string& error) {
   const LV2_URID property = map_uri(uri.c_str());
   const std::vector<std::byte> message = set_message(property, path);
   Answers answers(property);
-  const bool is_told = run_silence(message, [&answers](const Voice& voice) {
+  run_silence(message, [&answers](const Voice& voice) {
     for (const AtomBuffer& output : voice.atom_outputs) answers.hear(output);
   });
-  if (!is_told) {
-    error = "its path is too long for the plugin";
-    return false;
-  }
   if (!answers.has_refused() && (answers.confirm(path) || keeps(save(), path))) return true;
   error = "the plugin does not take it";
   return false;

@@ -61,7 +61,8 @@ class Instance {
   Instance(const Instance&) = delete;
   Instance& operator=(const Instance&) = delete;
 
-  /// Tells the plugin that the file of its property `uri` is the one at `path`, by a patch:Set and
+  /// Tells the plugin that the file of its property `uri` is the one at `path` (PATH_MAX bytes at
+  /// most), by a patch:Set and
   /// some runs over silence, with the work that they ask for in between. Before the first `render`
   /// only, so that no period is ever late for a file. False with a sentence in `error` when the
   /// plugin does not take it: it answers so, or neither answers nor keeps the path in its state.
@@ -106,7 +107,7 @@ class Instance {
   void connect_events(Voice& voice);
   void activate();
   float* new_buffer(float fill);
-  bool run_silence(std::span<const std::byte> message, const RunVisitor& after_run);
+  void run_silence(std::span<const std::byte> message, const RunVisitor& after_run);
 
   void begin_period(const Period& period) noexcept VESK_REALTIME;
   void follow_editor(EditorFeed* editor) noexcept VESK_REALTIME;

@@ -1,5 +1,6 @@
 // Files that a unit's plugin is told of by name.
 
+#include <limits.h>
 #include <lv2/atom/atom.h>
 
 #include <algorithm>
@@ -44,7 +45,7 @@ OSStatus PluginUnit::set_file(CFDictionaryRef wanted) {
   const std::string uri = text_of(cf_value<CFStringRef>(wanted, platform::file_key));
   const std::string path = text_of(cf_value<CFStringRef>(wanted, platform::file_path));
   if (std::ranges::find(plugin_->files, uri, &FileProperty::uri) == plugin_->files.end() ||
-      path.empty())
+      path.empty() || path.size() >= PATH_MAX)
     return kAudioUnitErr_InvalidPropertyValue;
   const std::vector<StateProperty> before = present_properties();
   std::unique_ptr<Instance> instance = make_instance(parameters_.snapshot(), &before);
