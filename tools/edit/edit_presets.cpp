@@ -208,6 +208,8 @@ bool edit_presets(const EditArguments& arguments, std::string& error) {
   ChainElements chain = arguments.chain;
   const auto start_presets = prepare_start(arguments, chain, presets, error);
   if (!start_presets || arguments.only_saves) return start_presets.has_value();
+  if (!arguments.midi_path.empty() || arguments.plays_notes)
+    for (const std::string& remark : midi_remarks(chain)) say(remark);
   const auto host = start_host(arguments, chain, error);
   if (!host) return false;
   for (const std::string& remark : missing_files(*host)) say(remark);
@@ -215,8 +217,6 @@ bool edit_presets(const EditArguments& arguments, std::string& error) {
   std::optional<LivePlayer> player;
   player.emplace(*host, std::move(*song), as_tones);
 
-  if (!arguments.midi_path.empty() || arguments.plays_notes)
-    for (const std::string& remark : midi_remarks(chain)) say(remark);
   bool is_well = open_editors(*host, chain, error);
   EditorFailures failures(chain);
   if (is_well) watch_editors(*host, presets, failures);

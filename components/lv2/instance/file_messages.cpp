@@ -126,6 +126,8 @@ void Instance::run_silence(std::span<const std::byte> message, const RunVisitor&
       after_run(*voice);
     }
   }
+  // A file may have changed it.
+  if (ports_.latency) latency_frames_ = voices_.front()->control_outputs[*ports_.latency];
 }
 
 bool Instance::give_file(const std::string& uri, const std::string& path, std::string& error) {
