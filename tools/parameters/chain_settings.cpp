@@ -1,6 +1,7 @@
 #include "tools/parameters/chain_settings.hpp"
 
 #include <stdlib.h>
+#include <unistd.h>  // mkdtemp on macOS
 
 #include <cerrno>
 #include <filesystem>
