@@ -19,6 +19,8 @@ void many_hosts(Report& report, const Plan& plan);
 void inside_period(Report& report, const Plan& plan);
 /// Spawn to ready against starting an empty program.
 void start_up(Report& report, const Plan& plan);
+/// vesk-list of everything that is installed, and of one name.
+void look_up(Report& report, const Plan& plan);
 /// CPU time of hosts that nobody asks anything, against processes that sleep in a loop.
 void idle(Report& report, const Plan& plan);
 /// Memory of one host and of each further one.

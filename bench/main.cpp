@@ -17,14 +17,9 @@ struct Benchmark {
 };
 
 constexpr Benchmark all_benchmarks[] = {
-    {"round-trip", round_trip},
-    {"many-hosts", many_hosts},
-    {"inside-period", inside_period},
-    {"start-up", start_up},
-    {"idle", idle},
-    {"memory", memory},
-    {"offline", offline},
-    {"editors", editors},
+    {"round-trip", round_trip}, {"many-hosts", many_hosts}, {"inside-period", inside_period},
+    {"start-up", start_up},     {"look-up", look_up},       {"idle", idle},
+    {"memory", memory},         {"offline", offline},       {"editors", editors},
 };
 
 int usage(const char* program) {

@@ -15,7 +15,7 @@ trap 'rm -rf "$work"' EXIT
 mapfile -t lines < <("$bin/vesk-list" | grep ':LV2_' | grep -i -- "${1:-.}")
 count=0 same=0
 for line in "${lines[@]}"; do
-  read -r code name <<<"$line"
+  IFS=$'\t' read -r name maker type code <<<"$line"
   ((++count))
   [ -t 2 ] && printf '\r\033[K%d of %d: %s' "$count" "${#lines[@]}" "$name" >&2
   case $code in

@@ -1,13 +1,12 @@
 #include "vesk/host_process.hpp"
 
 #include <chrono>
-#include <exception>
 #include <thread>
-#include <type_traits>
 
 #include "client/src/address_wait.hpp"
 #include "client/src/deadline.hpp"
 #include "client/src/diagnosis.hpp"
+#include "client/src/guarded.hpp"
 #include "client/src/host_impl.hpp"
 
 namespace vesk::client {
@@ -17,34 +16,7 @@ using std::chrono::nanoseconds;
 
 namespace {
 
-/// Runs what may throw (memory that cannot be had) on behalf of a caller who must not see it.
-template <typename Call>
-auto guarded(std::string& error, Call&& call) noexcept -> decltype(call()) {
-  try {
-    return call();
-  } catch (const std::exception& failure) {
-    try {
-      error = failure.what();
-    } catch (...) {
-      error.clear();
-    }
-    return {};
-  }
-}
-
-template <typename Call>
-auto guarded(Call&& call) noexcept -> decltype(call()) {
-  try {
-    return call();
-  } catch (const std::exception&) {
-    if constexpr (std::is_void_v<decltype(call())>)
-      return;
-    else
-      return {};
-  }
-}
-
-/// The same for a call that the audio thread must not make.
+/// `guarded`, for a call that the audio thread must not make.
 template <typename Call>
 auto controlled(const HostImpl& host, Call&& call) noexcept -> decltype(call()) {
   host.driver.threads().expect_control();

@@ -81,10 +81,18 @@ std::string find_host_program(const Options& options, std::string& error) {
   if (!options.host_program.empty()) return options.host_program;
   // A program that changes its environment while it starts hosts has other worries.
   if (const char* named = std::getenv("VESK_HOST"); named != nullptr && *named != 0) return named;
+  std::string path = find_own_program("vesk-host");
+  if (path.empty())
+    error =
+        "no vesk-host in " + program_folder() + " or in bin beside it; set VESK_HOST to its path";
+  return path;
+}
+
+std::string find_own_program(const std::string& name) {
   const std::string folder = program_folder();
-  for (const char* place : {"/vesk-host", "/../bin/vesk-host"})
-    if (const std::string path = folder + place; access(path.c_str(), X_OK) == 0) return path;
-  error = "no vesk-host in " + folder + " or in bin beside it; set VESK_HOST to its path";
+  for (const char* place : {"/", "/../bin/"})
+    if (const std::string path = folder + place + name; access(path.c_str(), X_OK) == 0)
+      return path;
   return {};
 }
 

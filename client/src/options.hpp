@@ -16,6 +16,10 @@ std::vector<std::string> host_arguments(const Options& options, const std::strin
 /// The program to start, or empty with a sentence in `error`.
 std::string find_host_program(const Options& options, std::string& error);
 
+/// A program of this system, beside this program or in ../bin of its folder; empty when it is in
+/// neither.
+std::string find_own_program(const std::string& name);
+
 /// How long loading a chain of `plugins`, and a period without answer, may take.
 std::chrono::milliseconds start_limit(const Options& options, unsigned plugins);
 std::chrono::nanoseconds hang_limit(const Options& options);

@@ -20,7 +20,7 @@ if grep -rlF -e "$source/build" -e "$build" --include='*.pc' vesk; then
   exit 1
 fi
 
-plugin=$(vesk/bin/vesk-list | grep -o '^aumu:Sm48:LV2_') ||
+plugin=$(vesk/bin/vesk-list | grep -o 'aumu:Sm48:LV2_') ||
   { echo "the installed vesk-list does not know the LV2 plugins"; exit 1; }
 
 # At 120 beats a minute, 96 ticks each: one note of a beat and another beat, which is a second.

@@ -188,6 +188,11 @@ TEST_F(Edit, SaysInOneLineWhatFailed) {
   } cases[] = {
       {{}, 2, "no chain given; vesk-edit --help tells how"},
       {{"aumu:None:Vesk"}, 1, "aumu:None:Vesk is not installed; vesk-list shows what is"},
+      {{"tune", "--set", "1=2"},
+       1,
+       "no plugin is called \"tune\"; near it: Tone",
+       {},
+       {"LV2_PATH="}},
       {{"aumu:Tone:Vesk", "--play", nowhere}, 1, nowhere + ": No such file or directory"},
       {{chain_, "--copy-to", nowhere}, 1, preset_ + ": cannot be read: No such file or directory"},
       {{editor_unit + "@" + nowhere}, 1, "could not save state to " + nowhere, press},
@@ -227,7 +232,7 @@ TEST_F(Edit, RepeatsWhyAnEditorFailed) {
     const auto result = edit({"aumu:Edit:Vesk#1=" + std::to_string(test.variant)}, test.user);
     EXPECT_EQ(result.status, 0) << result.errors;
     EXPECT_EQ(result.errors,
-              "vesk-edit: editor of plugin 0 failed: " + std::string(test.reason) + "\n");
+              "vesk-edit: editor of aumu:Edit:Vesk failed: " + std::string(test.reason) + "\n");
   }
 }
 

@@ -9,8 +9,9 @@
 #include "tools/edit/arguments.hpp"
 #include "tools/edit/test_notes.hpp"
 #include "tools/list/arguments.hpp"
-#include "tools/list/component_listing.hpp"
 #include "tools/list/parameter_listing.hpp"
+#include "tools/list/plugin_listing.hpp"
+#include "tools/list/problems.hpp"
 #include "tools/midi/period_events.hpp"
 #include "tools/parameters/chain_settings.hpp"
 #include "tools/parameters/names.hpp"
@@ -22,58 +23,100 @@ namespace {
 
 using namespace std::chrono_literals;
 
-ComponentInfo component(const char* type, const char* subtype, const char* manufacturer,
-                        const std::string& name) {
+InstalledPlugin plugin(const char* type, const char* subtype, const char* manufacturer,
+                       const std::string& name) {
   ComponentInfo info;
   info.desc = {pack_four_cc(type), pack_four_cc(subtype), pack_four_cc(manufacturer), 0, 0};
   info.name = name;
-  return info;
+  return plugin_of(info);
 }
 
 TEST(listing, ALineHoldsWhatCanBePastedAndTheName) {
-  const std::vector<ComponentInfo> components{component("aumu", "Sm48", "LV2_", "MDA ePiano"),
-                                              component("aufx", "a|b#", "LV2_", "Bad codes"),
-                                              component("aumi", "abcd", "LV2_", "Arpeggiator"),
-                                              component("auou", "genr", "appl", "Output"),
-                                              component("augn", "ab\nd", "LV2_", "two\nlines")};
-  EXPECT_EQ(listing_text(components),
-            "aumu:Sm48:LV2_  MDA ePiano\n"
-            "aufx:a|b#:LV2_  Bad codes  (its codes cannot be written in a chain)\n"
-            "aumi:abcd:LV2_  Arpeggiator  (MIDI processor, not hosted)\n"
-            "auou:genr:appl  Output  (not hosted)\n"
-            "augn:ab d:LV2_  two lines  (its codes cannot be written in a chain)\n");
+  const InstalledPlugins plugins{plugin("aumu", "Sm48", "LV2_", "David Robillard: MDA ePiano"),
+                                 plugin("aufx", "a|b#", "LV2_", "Bad codes"),
+                                 plugin("aumi", "abcd", "LV2_", "Maker: Arpeggiator"),
+                                 plugin("auou", "genr", "appl", "Output"),
+                                 plugin("augn", "nois", "Abcd", "two\nlines")};
+  EXPECT_EQ(plugins_text(plugins, 0),
+            "Arpeggiator\tMaker\tmidi-processor\t(not hosted)\n"
+            "Bad codes\t\teffect\t(not hosted)\n"
+            "MDA ePiano\tDavid Robillard\tinstrument\taumu:Sm48:LV2_\n"
+            "Output\t\tauou\t(not hosted)\n"
+            "two lines\t\tgenerator\taugn:nois:Abcd\n");
+  EXPECT_EQ(plugins[1].not_hosted, "its codes cannot be written in a chain");
+  EXPECT_EQ(plugins[3].not_hosted, "no host runs its type (auou)");
+}
+
+TEST(listing, ATableFitsItsTerminal) {
+  const std::string maker = "A very long association of people";
+  const InstalledPlugins plugins{
+      plugin("aufx", "mono", "LV2_", maker + ": Fr\u00e9quency shifter of great length Mono"),
+      plugin("aufx", "ster", "LV2_", maker + ": Fr\u00e9quency shifter of great length Stereo"),
+      plugin("aumf", "pian", "LV2_", "Me: B")};
+  EXPECT_EQ(plugins_text(plugins, 80),
+            "name                               maker             type         specification\n"
+            "B                                  Me                midi-effect  aumf:pian:LV2_\n"
+            "Fr\u00e9quency shifter of gr\u2026ngth Mono  A very long ass\u2026  effect       "
+            "aufx:mono:LV2_\n"
+            "Fr\u00e9quency shifter of gr\u2026th Stereo  A very long ass\u2026  effect       "
+            "aufx:ster:LV2_\n");
+  EXPECT_NE(plugins_text(plugins, 200).find("great length Stereo  " + maker + "  effect"),
+            std::string::npos);
 }
 
 TEST(listing, JsonHoldsEveryFieldAndAnyName) {
-  const auto list = Json::parse(listing_json({component("aumu", "Sm48", "LV2_", "a\"\n\xff")}));
-  EXPECT_EQ(list, Json::parse(R"([{"specification": "aumu:Sm48:LV2_", "name": "a\"\n\ufffd",
-      "type": "aumu", "subtype": "Sm48", "manufacturer": "LV2_", "hosted": true, "v3": false,
-      "sandbox_safe": false}])"));
-  EXPECT_EQ(Json::parse(listing_json({})), Json::array());
+  InstalledPlugins plugins{plugin("aumu", "Sm48", "LV2_", "a\"\n\xff: b")};
+  const auto list = Json::parse(plugins_json(plugins));
+  EXPECT_EQ(list, Json::parse(R"([{"specification": "aumu:Sm48:LV2_", "name": "a\"\n\ufffd: b",
+      "short_name": "b", "maker": "a\"\n\ufffd", "type": "aumu", "type_word": "instrument",
+      "subtype": "Sm48", "manufacturer": "LV2_", "hosted": true, "v3": false,
+      "sandbox_safe": false, "uri": null, "ports": null, "parameters": null, "presets": null,
+      "editors": null, "classes": null}])"));
+  EXPECT_EQ(Json::parse(plugins_json({})), Json::array());
+}
+
+TEST(problems, StandByReasonTheMostFrequentFirst) {
+  EXPECT_EQ(
+      problems_text({{"urn:a", "Maker: A", "it works on MIDI alone"},
+                     {"urn:b", "B", "it has more than 2 main inputs or outputs (4 and 4)"},
+                     {"urn:c", "urn:c", "it has more than 2 main inputs or outputs (0 and 9)"},
+                     {"", "", "component bundle /x: its Info-gnustep.plist is broken"},
+                     {"/y/", "", "its manifest has errors: 1:2: expected '.'"}}),
+      "2: it has more than 2 main inputs or outputs\n"
+      "  urn:b  B (4 and 4)\n"
+      "  urn:c (0 and 9)\n"
+      "1: a bundle of components is passed over\n"
+      "  component bundle /x: its Info-gnustep.plist is broken\n"
+      "1: it works on MIDI alone\n"
+      "  urn:a  Maker: A\n"
+      "1: its manifest has errors\n"
+      "  /y/: 1:2: expected '.'\n");
 }
 
 TEST(parameters, StandInATableWithTheirValueNames) {
   const std::vector<ParameterDescription> parameters{
-      {1, "Cutoff", 20.0f, 20'000.0f, 1'000.0f, "Hz", true, {}},
-      {12, "Mode \u00e4", 0.0f, 1.0f, 1.0f, "", true, {"low", "high"}},
-      {13, "Level", -60.0f, 0.0f, -60.0f, "dB", false, {}}};
+      {1, "Cutoff", 20.0f, 20'000.0f, 1'000.0f, "Hz", true, {}, "freq"},
+      {12, "Mode \u00e4", 0.0f, 1.0f, 1.0f, "", true, {"low", "high"}, ""},
+      {13, "Level", -60.0f, 0.0f, -60.0f, "dB", false, {}, "l"}};
   const std::vector<FileDescription> files{{"urn:x#ir", "Room", ""}, {"urn:x#s", "S", "/a b"}};
   EXPECT_EQ(parameters_text({parameters, {}, files, {}}),
-            "id  name    range        default  unit\n"
-            "1   Cutoff  20 to 20000  1000     Hz\n"
-            "12  Mode \u00e4  0 to 1       1\n"
+            "id  symbol  name    range        default  unit\n"
+            "1   freq    Cutoff  20 to 20000  1000     Hz\n"
+            "12          Mode \u00e4  0 to 1       1\n"
             "      0 = low\n"
             "      1 = high\n"
-            "13  Level   -60 to 0     -60      dB, read only\n"
+            "13  l       Level   -60 to 0     -60      dB, read only\n"
             "file \"Room\": none\n"
             "file \"S\": /a b\n");
   std::vector<ParameterDescription> odd{parameters[1]};
+  EXPECT_TRUE(parameters_text({odd, {}, {}, {}}).starts_with("id  name    range"))
+      << "no symbols, no column";
   odd[0].minimum = 0.1f;
   odd[0].maximum = INFINITY;
   const std::string json = parameters_json("aufx:abcd:efgh", "Filter", {odd, {}, {}, {}});
   EXPECT_EQ(Json::parse(json),
             Json::parse(R"({"specification": "aufx:abcd:efgh", "name": "Filter", "parameters": [
-      {"id": 12, "name": "Mode \u00e4", "minimum": 0.1, "maximum": null, "default": 1.0, "unit": "",
+      {"id": 12, "name": "Mode \u00e4", "symbol": "", "minimum": 0.1, "maximum": null, "default": 1.0, "unit": "",
        "writable": true, "values": ["low", "high"]}], "files": []})"));
   EXPECT_NE(json.find("\"minimum\": 0.1,"), std::string::npos) << "no more digits than it takes";
 }
@@ -135,12 +178,21 @@ TEST(settings, AreForTheFirstPluginUnlessTold) {
 TEST(list_arguments, AreReadOrRefusedInWords) {
   std::string error;
   EXPECT_EQ(parse_list_arguments({"--parameters=x"}, error)->parameters_of, "x");
+  const auto found = parse_list_arguments({"two", "-t", "midi-effect", "words"}, error);
+  EXPECT_EQ(found->words, (std::vector<std::string>{"two", "words"}));
+  EXPECT_EQ(found->type, pack_four_cc("aumf"));
+  EXPECT_EQ(parse_list_arguments({"--type=augn"}, error)->type, pack_four_cc("augn"));
   const std::pair<std::vector<std::string>, const char*> cases[] = {
       {{"-p"}, "-p needs a value"},
-      {{"-p", "x", "--problems"}, "one of --parameters, --presets and --problems at a time"},
-      {{"-p", "x", "--presets", "x"}, "one of --parameters, --presets and --problems at a time"},
+      {{"-p", "x", "--problems"}, "--parameters, --presets, --problems or --resolve, not several"},
+      {{"-p", "x", "--presets", "x"},
+       "--parameters, --presets, --problems or --resolve, not several"},
       {{"--all"}, "unknown option --all"},
-      {{"piano"}, "cannot use piano"},
+      {{"-p", "x", "piano"}, "cannot use piano"},
+      {{"-t", "organ"},
+       "-t takes one of instrument, effect, midi-effect, generator, midi-processor, not \"organ\""},
+      {{"--set", "a=1"}, "--set is for --resolve"},
+      {{"--resolve="}, "--resolve needs a chain"},
   };
   for (const auto& [words, message] : cases) {
     EXPECT_FALSE(parse_list_arguments(words, error));
@@ -148,12 +200,20 @@ TEST(list_arguments, AreReadOrRefusedInWords) {
   }
 }
 
+/// What vesk-edit does with words that need not be looked up.
+std::optional<EditArguments> edit_arguments(const std::vector<std::string>& words,
+                                            std::string& error) {
+  auto arguments = parse_edit_arguments(words, error);
+  if (arguments && !take_chain(*arguments, arguments->chain_words, error)) arguments.reset();
+  return arguments;
+}
+
 TEST(edit_arguments, TakeWhatCanBeMeant) {
   std::string error;
   const auto all =
-      parse_edit_arguments({"exs:/a.exs@x|aufx:kZu9:LV2_|aufx:kZu9:LV2_#1=2@/p@q#1,2",
-                            "--copy-to=new@", "--play", "s.mid", "-r", "44100", "--period=64"},
-                           error);
+      edit_arguments({"exs:/a.exs@x|aufx:kZu9:LV2_|aufx:kZu9:LV2_#1=2@/p@q#1,2", "--copy-to=new@",
+                      "--play", "s.mid", "-r", "44100", "--period=64"},
+                     error);
   ASSERT_TRUE(all) << error;
   EXPECT_EQ(chain_text(all->chain), "exs:/a.exs@x|aufx:kZu9:LV2_|aufx:kZu9:LV2_#1=2@new@");
   EXPECT_EQ(all->original_path, "/p@q#1,2");
@@ -162,7 +222,7 @@ TEST(edit_arguments, TakeWhatCanBeMeant) {
   EXPECT_EQ(all->sample_rate, 44'100);
   EXPECT_EQ(all->period, 64u);
   EXPECT_FALSE(all->plays_notes);
-  const auto effect = parse_edit_arguments({"--notes", "--", "aufx:kZu9:LV2_"}, error);
+  const auto effect = edit_arguments({"--notes", "--", "aufx:kZu9:LV2_"}, error);
   ASSERT_TRUE(effect) << error;
   EXPECT_TRUE(effect->plays_notes);
 }
@@ -191,7 +251,7 @@ TEST(edit_arguments, RefuseTheRestInWords) {
   };
   for (const auto& [words, message] : cases) {
     std::string error;
-    EXPECT_FALSE(parse_edit_arguments(words, error)) << message;
+    EXPECT_FALSE(edit_arguments(words, error)) << message;
     EXPECT_EQ(error, message);
   }
 }

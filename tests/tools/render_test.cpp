@@ -338,13 +338,43 @@ TEST(Render, TellsWhatCanHardlyBeMeantAndRefusesItWhenStrict) {
   }
 }
 
+TEST(Render, TakesNamesAndSaysWhatTheyStandFor) {
+  const ScratchFolder folder;
+  write_noise(folder / "in.wav", 48'000, 1);
+  const ProgramOptions options{.environment = {test_units.environment[0], "LV2_PATH="}};
+  const auto with = [&](const std::string& chain, std::vector<std::string> more) {
+    more.insert(more.begin(), {chain, "--input", folder / "in.wav", "-o", folder / "out.wav"});
+    return render(more, options);
+  };
+  const std::string specification = "aufx:Null:Vesk|aufx:Gain:Vesk#1=1,0=0.5";
+  const std::string line = "vesk-render: the chain is " + specification + "\n";
+  const auto named = with("wire|Vesk: Gain#1=1", {"-s", "2:gain=0.5", "--json"});
+  EXPECT_EQ(named.status, 0);
+  EXPECT_EQ(named.errors.substr(0, line.size()), line);
+  EXPECT_EQ(Json::parse(named.output)["specification"], specification);
+  EXPECT_EQ(with("wire", {"--quiet"}).errors, "");
+  EXPECT_EQ(with("aufx:Null:Vesk", {}).errors.find("the chain is"), std::string::npos);
+
+  const auto unknown = with("wier", {"--json"});
+  EXPECT_EQ(unknown.status, 1);
+  EXPECT_EQ(Json::parse(unknown.output)["error"], "no plugin is called \"wier\"");
+  // What a name stands for may still not stand there.
+  const auto misplaced = with("wire|tone", {});
+  EXPECT_EQ(misplaced.status, 2);
+  EXPECT_EQ(
+      misplaced.errors,
+      "vesk-render: chain \"aufx:Null:Vesk|aumu:Tone:Vesk\": aumu:Tone:Vesk is not an effect; "
+      "vesk-render --help tells how\n");
+}
+
 TEST(Render, GivesTheReasonForWhichAPluginCannotBeLoaded) {
   const ScratchFolder folder;
   write_plain_bundle(folder / "lv2/x.lv2", "urn:vesk:x", "X");
   const ProgramOptions options{
       .environment = {"LV2_PATH=" + folder / "lv2", "VESK_CACHE=" + folder / "cache"}};
   const auto listed = run_program({build_tree() + "/bin/vesk-list"}, options).output;
-  const std::string name = listed.substr(0, listed.find("  X\n"));
+  ASSERT_TRUE(listed.starts_with("X\t\teffect\taufx:")) << listed;
+  const std::string name = listed.substr(10, 14);
   write_noise(folder / "in.wav", 48'000, 1);
   const auto result =
       render({name, "--input", folder / "in.wav", "-o", folder / "out.wav"}, options);

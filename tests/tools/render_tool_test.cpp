@@ -258,7 +258,8 @@ TEST(render_arguments, SenselessCommandLinesAreRefusedInWords) {
   for (const auto& test : cases) {
     SCOPED_TRACE(test.message);
     std::string error;
-    EXPECT_FALSE(parse_render_arguments(test.words, error));
+    auto arguments = parse_render_arguments(test.words, error);
+    EXPECT_FALSE(arguments && take_chain(*arguments, arguments->chain_words, error));
     EXPECT_EQ(error, test.message);
   }
 }

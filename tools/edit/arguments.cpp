@@ -16,15 +16,18 @@ chain's preset files, and ends when the last editor is closed.
 
 usage: vesk-edit CHAIN [options]
 
-CHAIN is one plugin or several, separated by '|', as for vesk-render. A plugin is
-TYPE:SUBTYPE:MANUFACTURER as vesk-list prints it, optionally with parameters (#id=value,id=value)
-and a preset file (@path). What is changed in a plugin's editor goes to its preset file, which is
-made when it is not there; without a preset file it is lost. Quote the chain: the shell takes '|'
-and '#' for its own.
+CHAIN is one plugin or several, separated by '|', as for vesk-render. A plugin is its specification
+text as vesk-list prints it, its LV2 URI or its name ("MDA ePiano"), optionally with parameters
+(#PARAMETER=value,...; by id, symbol or name) and a preset file (@path). What is changed in a
+plugin's editor goes to its preset file, which is made when it is not there; without a preset file it
+is lost. Quote the chain: the shell takes '|', '#' and blanks for its own. The specification text that
+names stand for is printed once, on standard error.
 
 A preset file that exists is said to be rewritten before it is opened, and what it held is kept
 beside it, with a '~' after its name.
 
+  -s, --set [N:]PARAMETER=VALUE
+                          set a parameter of the chain's first plugin, or of its N-th
       --copy-to FILE      leave the chain's preset file as it is and work on a copy, FILE, which
                           must not exist
 )" + std::string(settings_help) +
@@ -43,6 +46,7 @@ editors, which saves, and ends. A second one does not wait for that.
 
 examples:
   vesk-edit aumu:Sm48:LV2_@piano.aupreset --notes
+  vesk-edit 'MDA ePiano@piano.aupreset' --set Hardness=0.4
   vesk-edit aumu:Sm48:LV2_@piano.aupreset --copy-to bright.aupreset
   vesk-edit aumu:Sm48:LV2_@mellow.aupreset --preset Mellow --save
   vesk-edit 'aumu:Sm48:LV2_@p.aupreset|aufx:kZu9:LV2_@hall.aupreset' --play song.mid
@@ -58,6 +62,7 @@ constexpr std::size_t longest_chain = 32;
 
 std::vector<Option> options_for(EditArguments& arguments) {
   std::vector<Option> options = {
+      {"--set", "-s", takes_each(arguments.settings)},
       {"--copy-to", nullptr, takes_path(arguments.copy_path)},
       {"--play", nullptr, takes_path(arguments.midi_path)},
       {"--notes", nullptr, nullptr, &arguments.plays_notes},
@@ -66,7 +71,7 @@ std::vector<Option> options_for(EditArguments& arguments) {
        takes_whole(1, static_cast<int>(host::buffer_frames), " frames", arguments.period)},
       {"--save", nullptr, nullptr, &arguments.only_saves},
   };
-  for (Option& option : setting_options(arguments.settings)) options.push_back(std::move(option));
+  for (Option& option : setting_options(arguments.start)) options.push_back(std::move(option));
   return options;
 }
 
@@ -99,19 +104,22 @@ bool check_chain(const EditArguments& arguments, std::string& error) {
 std::optional<EditArguments> parse_edit_arguments(const std::vector<std::string>& words,
                                                   std::string& error) {
   EditArguments arguments;
-  std::string chain;
-  if (!read_command_line(words, options_for(arguments), chain, error)) return std::nullopt;
-  if (chain.empty()) {
+  if (!read_command_line(words, options_for(arguments), arguments.chain_words, error))
+    return std::nullopt;
+  if (arguments.chain_words.empty())
     error = "no chain given";
-  } else if (arguments.plays_notes && !arguments.midi_path.empty()) {
+  else if (arguments.plays_notes && !arguments.midi_path.empty())
     error = "--play or --notes, not both";
-  } else if (read_chain(chain, arguments.chain, error) && check_chain(arguments, error) &&
-             check_settings(arguments.settings, arguments.chain, error) &&
-             (arguments.copy_path.empty() || replace_preset(arguments.chain, arguments.copy_path,
-                                                            arguments.original_path, error))) {
+  else
     return arguments;
-  }
   return std::nullopt;
+}
+
+bool take_chain(EditArguments& arguments, const std::string& specification, std::string& error) {
+  if (!read_chain(specification, arguments.chain, error)) return false;
+  return check_chain(arguments, error) && check_settings(arguments.start, arguments.chain, error) &&
+         (arguments.copy_path.empty() ||
+          replace_preset(arguments.chain, arguments.copy_path, arguments.original_path, error));
 }
 
 }  // namespace vesk::tools

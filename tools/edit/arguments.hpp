@@ -12,8 +12,10 @@ namespace vesk::tools {
 
 /// What a command line of vesk-edit asks for.
 struct EditArguments {
-  ChainElements chain;
-  ChainSettings settings;
+  std::string chain_words;            ///< as given
+  std::vector<std::string> settings;  ///< of its parameters, as given
+  ChainElements chain;                ///< what `take_chain` was given
+  ChainSettings start;                ///< presets and files
   bool only_saves = false;    ///< the chain's preset files are written and no editor is opened
   std::string copy_path;      ///< the new preset file to work on, already in `chain`; empty: none
   std::string original_path;  ///< the preset file that it is a copy of
@@ -23,11 +25,16 @@ struct EditArguments {
   std::uint32_t period = 512;
 };
 
-/// Reads the arguments after the program's name. Empty with a sentence in `error` for anything
-/// that cannot be meant: an unknown option, a number out of range, a chain that does not parse or
-/// is too long to show, or that cannot take what it is to play.
+/// Reads the arguments after the program's name, all but the chain. Empty with a sentence in
+/// `error` for anything that cannot be meant: an unknown option, a number out of range, something
+/// missing.
 std::optional<EditArguments> parse_edit_arguments(const std::vector<std::string>& words,
                                                   std::string& error);
+
+/// Takes the specification text that the words stood for. False with a sentence in `error`: a
+/// plugin may not stand where it stands, the chain is too long to show, names one preset file twice
+/// or none to copy, or cannot take what it is to play.
+bool take_chain(EditArguments& arguments, const std::string& specification, std::string& error);
 
 /// The text of `vesk-edit --help`.
 extern const std::string edit_help;

@@ -86,16 +86,17 @@ class Presets {
 class EditorFailures {
  public:
   explicit EditorFailures(const ChainElements& chain)
-      : own_("plugin host " + chain_text(chain) + ": ") {}
+      : chain_(chain), start_("plugin host " + chain_text(chain) + ": editor of plugin ") {}
 
   void repeat_new(HostProcess& host) {
     for (const std::string& line : host.last_lines())
-      if (line.starts_with(own_ + "editor of plugin ") && repeated_.insert(line).second)
-        std::fprintf(stderr, "vesk-edit: %s\n", line.substr(own_.size()).c_str());
+      if (line.starts_with(start_) && repeated_.insert(line).second)
+        std::fprintf(stderr, "vesk-edit: %s\n", by_name(line, chain_).c_str());
   }
 
  private:
-  std::string own_;
+  const ChainElements& chain_;
+  const std::string start_;
   std::set<std::string> repeated_;
 };
 
@@ -147,7 +148,7 @@ bool open_editors(HostProcess& host, const ChainElements& chain, std::string& er
     return false;
   }
   for (const unsigned plugin : without)
-    say("plugin " + std::to_string(plugin) + " of the chain has no editor to show");
+    say(name_in_chain(chain, plugin) + " has no editor to show");
   return true;
 }
 
@@ -177,7 +178,7 @@ std::optional<Song> song_of(const EditArguments& arguments, std::string& error) 
 /// Makes the preset files that the chain's plugins are to start from.
 std::optional<StartPresets> prepare_start(const EditArguments& arguments, ChainElements& chain,
                                           Presets& presets, std::string& error) {
-  ChainSettings settings = arguments.settings;
+  ChainSettings settings = arguments.start;
   for (std::size_t plugin = 0; plugin < chain.size(); ++plugin)
     if (arguments.only_saves && !chain[plugin].preset_path.empty()) settings[plugin];
   auto made = StartPresets::make(chain, settings, true, arguments.sample_rate, error);

@@ -17,15 +17,16 @@ bool say_not_installed(const ChainElements& chain, std::string& error) {
   return false;
 }
 
-/// "plugin host CHAIN: plugin INDEX" in a sentence.
+/// "plugin host CHAIN: plugin INDEX" in a sentence, or with other words for "plugin".
 struct Blame {
   std::size_t plugin;
   std::size_t at;
   std::size_t length;
 };
 
-std::optional<Blame> find_blame(const std::string& sentence, const ChainElements& chain) {
-  const std::string start = "plugin host " + chain_text(chain) + ": plugin ";
+std::optional<Blame> find_blame(const std::string& sentence, const ChainElements& chain,
+                                const std::string& words = "plugin ") {
+  const std::string start = "plugin host " + chain_text(chain) + ": " + words;
   const std::size_t found = sentence.find(start);
   if (found == std::string::npos) return std::nullopt;
   std::size_t plugin = 0;
@@ -59,9 +60,12 @@ std::optional<std::size_t> blamed_plugin(const std::string& sentence, const Chai
 }
 
 std::string by_name(std::string sentence, const ChainElements& chain) {
-  const auto blame = find_blame(sentence, chain);
-  return blame ? sentence.replace(blame->at, blame->length, name_in_chain(chain, blame->plugin))
-               : sentence;
+  if (const auto blame = find_blame(sentence, chain))
+    return sentence.replace(blame->at, blame->length, name_in_chain(chain, blame->plugin));
+  if (const auto blame = find_blame(sentence, chain, "editor of plugin "))
+    return sentence.replace(blame->at, blame->length,
+                            "editor of " + name_in_chain(chain, blame->plugin));
+  return sentence;
 }
 
 std::vector<std::string> missing_files(client::HostProcess& host) {

@@ -20,7 +20,7 @@ std::vector<std::string> missing_files(client::HostProcess& host);
 /// The plugin by whose index a host's last line blames it for its end; empty when it blames none.
 std::optional<std::size_t> blamed_plugin(const std::string& sentence, const ChainElements& chain);
 
-/// What a host's last line says of a plugin by its index, said by the plugin's name.
+/// What a host's line says of a plugin, or of its editor, by its index, said by the plugin's name.
 std::string by_name(std::string sentence, const ChainElements& chain);
 
 /// A sentence for each plugin that takes MIDI events and stands where none arrive.

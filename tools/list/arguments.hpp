@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <optional>
 #include <string>
 #include <vector>
@@ -8,8 +9,12 @@ namespace vesk::tools {
 
 /// What a command line of vesk-list asks for.
 struct ListArguments {
-  std::string parameters_of;  ///< specification text; empty: list the components
-  std::string presets_of;     ///< the same for presets
+  std::vector<std::string> words;     ///< that a plugin must hold
+  std::uint32_t type = 0;             ///< that it must have; 0: any
+  std::string parameters_of;          ///< the plugin to describe; empty: none
+  std::string presets_of;             ///< the plugin whose presets to show; empty: none
+  std::string resolved;               ///< the chain to put into specification texts; empty: none
+  std::vector<std::string> settings;  ///< of that chain
   bool shows_problems = false;
   bool rescans = false;
   bool as_json = false;

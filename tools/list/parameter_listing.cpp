@@ -4,6 +4,8 @@
 #include <array>
 #include <cstdio>
 
+#include "tools/list/columns.hpp"
+
 namespace vesk::tools {
 namespace {
 
@@ -13,33 +15,31 @@ std::string number(float value) {
   return text;
 }
 
-/// Characters, not bytes: names may hold accents.
-std::size_t width(const std::string& text) {
-  return static_cast<std::size_t>(
-      std::ranges::count_if(text, [](char c) { return (c & 0xC0) != 0x80; }));
-}
-
-using Row = std::array<std::string, 5>;
+using Row = std::array<std::string, 6>;
 
 }  // namespace
 
 static std::string table_of(const std::vector<ParameterDescription>& parameters) {
-  std::vector<Row> rows{{"id", "name", "range", "default", "unit"}};
+  std::vector<Row> rows{{"id", "symbol", "name", "range", "default", "unit"}};
   for (const ParameterDescription& parameter : parameters) {
     std::string remark = parameter.unit;
     if (!parameter.is_writable) remark += remark.empty() ? "read only" : ", read only";
-    rows.push_back({std::to_string(parameter.id), parameter.name,
+    rows.push_back({std::to_string(parameter.id), parameter.symbol, parameter.name,
                     number(parameter.minimum) + " to " + number(parameter.maximum),
                     number(parameter.default_value), remark});
   }
-  std::array<std::size_t, 5> widths{};
+  // Plugins of other kinds than LV2 have no symbols.
+  const bool has_symbols = std::ranges::any_of(
+      parameters, [](const auto& parameter) { return !parameter.symbol.empty(); });
+  std::array<std::size_t, 6> widths{};
   for (const Row& row : rows)
     for (std::size_t i = 0; i < row.size(); ++i) widths[i] = std::max(widths[i], width(row[i]));
   std::string text;
   for (std::size_t r = 0; r < rows.size(); ++r) {
     std::string line;
     for (std::size_t i = 0; i < rows[r].size(); ++i)
-      line += rows[r][i] + std::string(widths[i] - width(rows[r][i]) + 2, ' ');
+      if (i != 1 || has_symbols)
+        line += rows[r][i] + std::string(widths[i] - width(rows[r][i]) + 2, ' ');
     line.erase(line.find_last_not_of(' ') + 1);
     text += line + '\n';
     if (r == 0) continue;

@@ -7,8 +7,8 @@
 
 namespace vesk::tools {
 
-/// A table: id, name, range, default and unit, one line a parameter, its value names below it; then
-/// the files that the plugin takes, with what it has.
+/// A table: id, symbol (where plugins have any), name, range, default and unit, one line a
+/// parameter, its value names below it; then the files that the plugin takes, with what it has.
 std::string parameters_text(const PluginDescription& plugin);
 
 /// A JSON object with the component's specification, name, parameters and files.

@@ -17,6 +17,7 @@ Json json_of(const std::vector<ParameterDescription>& parameters) {
   for (const ParameterDescription& parameter : parameters)
     list.push_back({{"id", parameter.id},
                     {"name", parameter.name},
+                    {"symbol", parameter.symbol},
                     {"minimum", parameter.minimum},
                     {"maximum", parameter.maximum},
                     {"default", parameter.default_value},
@@ -75,6 +76,7 @@ std::optional<std::vector<ParameterDescription>> parameters_from(const Json& lis
       ParameterDescription& parameter = parameters.emplace_back();
       parameter.id = each.at("id").get<std::uint32_t>();
       parameter.name = each.at("name").get<std::string>();
+      parameter.symbol = each.at("symbol").get<std::string>();
       parameter.minimum = number_or(each.at("minimum"), -infinity);
       parameter.maximum = number_or(each.at("maximum"), infinity);
       parameter.default_value =

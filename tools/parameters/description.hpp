@@ -19,6 +19,7 @@ struct ParameterDescription {
   std::string unit;  ///< short, such as "Hz"; empty for none
   bool is_writable = true;
   std::vector<std::string> value_names;  ///< entry i names `minimum` + i; usually empty
+  std::string symbol;  ///< a short name that no other parameter has; empty where there is none
 };
 
 /// One factory preset of a component.

@@ -12,7 +12,9 @@
 #include <utility>
 
 #include "platform/cf_text.hpp"
+#include "platform/parameter_symbol.hpp"
 #include "platform/unit_extras.hpp"
+#include "spec/four_cc.hpp"
 #include "tools/parameters/names.hpp"
 #include "tools/program/input_file.hpp"
 #include "tools/program/output_file.hpp"
@@ -92,6 +94,23 @@ std::vector<std::string> read_value_names(AudioUnit unit, AudioUnitParameterID i
   return names;
 }
 
+/// Of LV2 plugins; empty for any other.
+std::string read_symbol(AudioUnit unit, AudioUnitParameterID id) {
+  AudioComponentDescription is{};
+  CFStringRef symbol = nullptr;
+  UInt32 size = sizeof(CFStringRef);
+  if (AudioComponentGetDescription(AudioComponentInstanceGetComponent(unit), &is) != noErr ||
+      is.componentManufacturer != pack_four_cc("LV2_") ||
+      AudioUnitGetProperty(unit, platform::parameter_symbol_property, kAudioUnitScope_Global, id,
+                           static_cast<void*>(&symbol), &size) != noErr ||
+      !symbol) {
+    return {};
+  }
+  std::string text = platform::text_of(symbol);
+  CFRelease(symbol);
+  return text;
+}
+
 ParameterDescription describe_parameter(AudioUnit unit, AudioUnitParameterID id,
                                         const AudioUnitParameterInfo& info) {
   ParameterDescription parameter;
@@ -99,6 +118,7 @@ ParameterDescription describe_parameter(AudioUnit unit, AudioUnitParameterID id,
   const bool has_long_name = (info.flags & kAudioUnitParameterFlag_HasCFNameString) != 0;
   parameter.name = has_long_name ? platform::text_of(info.cfNameString)
                                  : std::string(info.name, strnlen(info.name, sizeof info.name));
+  parameter.symbol = read_symbol(unit, id);
   parameter.minimum = info.minValue;
   parameter.maximum = info.maxValue;
   parameter.default_value = info.defaultValue;

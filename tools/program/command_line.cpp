@@ -31,6 +31,13 @@ Option::Setter takes_path(std::string& target) {
   };
 }
 
+Option::Setter takes_each(std::vector<std::string>& target) {
+  return [&target](const std::string& value, std::string&) {
+    target.push_back(value);
+    return true;
+  };
+}
+
 std::string text_asked_for(const std::vector<std::string>& words, const char* program,
                            const char* help) {
   for (const std::string& word : words) {
@@ -60,15 +67,23 @@ bool read_chain(const std::string& text, ChainElements& chain, std::string& erro
 
 bool read_command_line(const std::vector<std::string>& words, std::span<const Option> options,
                        std::string& chain, std::string& error) {
+  std::vector<std::string> operands;
+  if (!read_command_line(words, options, operands, error)) return false;
+  if (operands.size() > 1) {
+    error = "one chain at a time; \"" + operands[1] + "\" is a second one (quote a chain with '|')";
+    return false;
+  }
+  if (!operands.empty()) chain = operands.front();
+  return true;
+}
+
+bool read_command_line(const std::vector<std::string>& words, std::span<const Option> options,
+                       std::vector<std::string>& operands, std::string& error) {
   bool only_operands = false;
   for (std::size_t i = 0; i < words.size(); ++i) {
     const std::string& word = words[i];
     if (only_operands || word.size() < 2 || word[0] != '-') {
-      if (!chain.empty()) {
-        error = "one chain at a time; \"" + word + "\" is a second one (quote a chain with '|')";
-        return false;
-      }
-      chain = word;
+      operands.push_back(word);
       continue;
     }
     if (word == "--") {

@@ -22,8 +22,12 @@ struct Option {
 };
 
 /// Reads the words after a program's name: options, as "--name value", "--name=value" or by their
-/// short names, and one chain. After "--" everything is a chain. False with a sentence in `error`
-/// for an unknown option, a value that is missing or refused, and a second chain.
+/// short names, and operands, which is all that follows a "--" as well. False with a sentence in
+/// `error` for an unknown option, and for a value that is missing or refused.
+bool read_command_line(const std::vector<std::string>& words, std::span<const Option> options,
+                       std::vector<std::string>& operands, std::string& error);
+
+/// The same where the one operand is a chain. False with a sentence in `error` for a second one.
 bool read_command_line(const std::vector<std::string>& words, std::span<const Option> options,
                        std::string& chain, std::string& error);
 
@@ -47,6 +51,9 @@ bool to_whole(const std::string& text, int low, int high, int& value);
 
 /// A setter of a file name, which may not be empty.
 Option::Setter takes_path(std::string& target);
+
+/// A setter that keeps the values of every use of its option.
+Option::Setter takes_each(std::vector<std::string>& target);
 
 /// A setter of a whole number from `low` to `high`; `what` names the unit, with a space before it.
 template <typename Number>

@@ -15,10 +15,13 @@ usage: vesk-render CHAIN --midi SONG.mid -o OUT.wav [options]
        vesk-render CHAIN --input IN.wav  -o OUT.wav [options]
 
 CHAIN is one plugin or several, separated by '|': an instrument or an effect, then effects.
-A plugin is TYPE:SUBTYPE:MANUFACTURER as vesk-list prints it, optionally with parameters
-(#id=value,id=value) and a preset file (@path). Quote the chain: the shell takes '|' and '#'
-for its own.
+A plugin is its specification text as vesk-list prints it, its LV2 URI or its name ("MDA ePiano"),
+optionally with parameters (#PARAMETER=value,...; by id, symbol or name) and a preset file (@path).
+Quote the chain: the shell takes '|', '#' and blanks for its own. Names cost a look at what is
+installed; the specification text that they stand for is printed once, on standard error.
 
+  -s, --set [N:]PARAMETER=VALUE
+                          set a parameter of the chain's first plugin, or of its N-th
   -m, --midi FILE         Standard MIDI File to play (instruments, and effects of type aumf)
   -i, --input FILE        audio file to send through a chain that starts with an effect
   -o, --output FILE       .wav (32-bit float), .flac (24-bit) or .ogg (Vorbis); written when all
@@ -45,14 +48,16 @@ for its own.
 examples:
   vesk-render 'aumu:Sm48:LV2_' --midi song.mid -o song.wav --plot song.png
   vesk-render 'aumu:Sm48:LV2_#4=0.7|aufx:jvLs:LV2_#2=0.4' --midi song.mid -o song.flac
+  vesk-render 'MDA ePiano|MDA Delay' -s Hardness=0.4 -s '2:FX Mix=0.2' --midi song.mid -o song.wav
   vesk-render 'aufx:kZu9:LV2_' --input voice.wav -o hall.wav --tail 4
 
 What was hardly meant is a line on standard error, and with --strict an error.
 
-Exit status: 0 when the output is written, 1 when something failed (one line says what, and no
-output is left behind), 2 for a command line that makes no sense. With --strict 3 for a parameter
-that a plugin does not have, 4 for a value outside its range, 5 for a preset file that does not
-exist, 6 for output that is not finite, 7 for silence from beginning to end.
+Exit status: 0 when the output is written, 1 when something failed or nothing is called so (one
+line says what, and no output is left behind), 2 for a command line that makes no sense. With
+--strict 3 for a parameter that a plugin does not have, 4 for a value outside its range, 5 for a
+preset file that does not exist, 6 for output that is not finite, 7 for silence from beginning to
+end.
 )";
 
 namespace {
@@ -80,6 +85,7 @@ Option::Setter takes_source(std::string& target) {
 
 std::vector<Option> options_for(RenderArguments& arguments) {
   std::vector<Option> options = {
+      {"--set", "-s", takes_each(arguments.settings)},
       {"--midi", "-m", takes_source(arguments.midi_path)},
       {"--input", "-i", takes_source(arguments.input_path)},
       {"--output", "-o", takes_path(arguments.output_path)},
@@ -95,12 +101,38 @@ std::vector<Option> options_for(RenderArguments& arguments) {
       {"--json", nullptr, nullptr, &arguments.as_json},
       {"--quiet", "-q", nullptr, &arguments.quiet},
   };
-  for (Option& option : setting_options(arguments.settings)) options.push_back(std::move(option));
+  for (Option& option : setting_options(arguments.start)) options.push_back(std::move(option));
   return options;
 }
 
-/// Whether the chain can take what it is to be given.
-bool check_source(const RenderArguments& arguments, std::string& error) {
+}  // namespace
+
+std::optional<RenderArguments> parse_render_arguments(const std::vector<std::string>& words,
+                                                      std::string& error) {
+  RenderArguments arguments;
+  if (!read_command_line(words, options_for(arguments), arguments.chain_words, error))
+    return std::nullopt;
+  if (arguments.chain_words.empty())
+    error = "no chain given";
+  else if (arguments.midi_path.empty() && arguments.input_path.empty())
+    error = "nothing to play: give --midi FILE or --input FILE";
+  else if (arguments.output_path.empty())
+    error = "no output given (-o FILE)";
+  else if (!format_of_name(arguments.output_path, arguments.format))
+    error = "-o " + arguments.output_path + ": the name must end in .wav, .flac or .ogg";
+  else if (!arguments.plot_path.empty() && !arguments.plot_path.ends_with(".png"))
+    error = "--plot " + arguments.plot_path + ": the name must end in .png";
+  else if (!arguments.midi_path.empty() && arguments.midi_path == arguments.input_path)
+    error = "--midi and --input are the same";
+  else
+    return arguments;
+  return std::nullopt;
+}
+
+bool take_chain(RenderArguments& arguments, const std::string& specification, std::string& error) {
+  if (!read_chain(specification, arguments.chain, error) ||
+      !check_settings(arguments.start, arguments.chain, error))
+    return false;
   const ChainElement& first = arguments.chain.front();
   if (first.is_effect() && arguments.input_path.empty())
     error = first.name + " is an effect and needs --input";
@@ -113,31 +145,6 @@ bool check_source(const RenderArguments& arguments, std::string& error) {
   else
     return true;
   return false;
-}
-
-}  // namespace
-
-std::optional<RenderArguments> parse_render_arguments(const std::vector<std::string>& words,
-                                                      std::string& error) {
-  RenderArguments arguments;
-  std::string chain;
-  if (!read_command_line(words, options_for(arguments), chain, error)) return std::nullopt;
-  if (chain.empty())
-    error = "no chain given";
-  else if (arguments.midi_path.empty() && arguments.input_path.empty())
-    error = "nothing to play: give --midi FILE or --input FILE";
-  else if (arguments.output_path.empty())
-    error = "no output given (-o FILE)";
-  else if (!format_of_name(arguments.output_path, arguments.format))
-    error = "-o " + arguments.output_path + ": the name must end in .wav, .flac or .ogg";
-  else if (!arguments.plot_path.empty() && !arguments.plot_path.ends_with(".png"))
-    error = "--plot " + arguments.plot_path + ": the name must end in .png";
-  else if (!arguments.midi_path.empty() && arguments.midi_path == arguments.input_path)
-    error = "--midi and --input are the same";
-  else if (read_chain(chain, arguments.chain, error) && check_source(arguments, error) &&
-           check_settings(arguments.settings, arguments.chain, error))
-    return arguments;
-  return std::nullopt;
 }
 
 }  // namespace vesk::tools

@@ -13,12 +13,14 @@ namespace vesk::tools {
 
 /// What a command line of vesk-render asks for.
 struct RenderArguments {
-  ChainElements chain;
-  ChainSettings settings;
-  std::string midi_path;    ///< empty: none
-  std::string input_path;   ///< empty: none
-  std::string output_path;  ///< ends as its format asks; "-": standard output
-  std::string plot_path;    ///< empty: no picture
+  std::string chain_words;            ///< as given
+  std::vector<std::string> settings;  ///< of its parameters, as given
+  ChainElements chain;                ///< what `take_chain` was given
+  ChainSettings start;                ///< presets and files
+  std::string midi_path;              ///< empty: none
+  std::string input_path;             ///< empty: none
+  std::string output_path;            ///< ends as its format asks; "-": standard output
+  std::string plot_path;              ///< empty: no picture
   AudioFormat format = AudioFormat::wav_float;
   int sample_rate = 0;  ///< Hz; 0: the input's, or 48,000 without one
   std::uint32_t period = 512;
@@ -31,11 +33,16 @@ struct RenderArguments {
   bool as_json = false;
 };
 
-/// Reads the arguments after the program's name. Empty with a sentence in `error` for anything
-/// that cannot be meant: an unknown option, a number out of range, something missing, a chain that
-/// does not parse, a source that the chain cannot take.
+/// Reads the arguments after the program's name, all but the chain. Empty with a sentence in
+/// `error` for anything that cannot be meant: an unknown option, a number out of range, something
+/// missing.
 std::optional<RenderArguments> parse_render_arguments(const std::vector<std::string>& words,
                                                       std::string& error);
+
+/// Takes the specification text that the words stood for. False with a sentence in `error`: a
+/// plugin may not stand where it stands, or the chain cannot take the source that it is to be
+/// given.
+bool take_chain(RenderArguments& arguments, const std::string& specification, std::string& error);
 
 /// The text of `vesk-render --help`.
 extern const std::string render_help;

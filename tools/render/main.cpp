@@ -10,6 +10,7 @@
 #include "tools/render/arguments.hpp"
 #include "tools/render/render_song.hpp"
 #include "tools/render/summary.hpp"
+#include "vesk/plugin_names.hpp"
 
 namespace {
 
@@ -49,13 +50,23 @@ int main(int argc, char** argv) {
   if (const std::string text = text_asked_for(words, "vesk-render", render_help.c_str());
       !text.empty())
     return tell(text) ? 0 : 1;
-  const auto arguments = parse_render_arguments(words, error);
-  if (!arguments) {
+  const auto refuse = [&error] {
     say(error + "; vesk-render --help tells how");
     return 2;
-  }
+  };
+  auto arguments = parse_render_arguments(words, error);
+  if (!arguments) return refuse();
+  const std::string& chain = arguments->chain_words;
+  const auto specification = vesk::client::specification_of({chain, arguments->settings}, error);
+  if (specification && !take_chain(*arguments, *specification, error)) return refuse();
   RenderReport report;
-  const int status = run(*arguments, report, error);
+  int status = 1;
+  if (!specification) {
+    say(error);
+  } else {
+    if (*specification != chain && !arguments->quiet) say("the chain is " + *specification);
+    status = run(*arguments, report, error);
+  }
   std::string summary;
   if (arguments->as_json)
     summary = summary_json(*arguments, report, status, error);

@@ -121,9 +121,9 @@ RenderOutcome render_song(const RenderArguments& given, RenderReport& report, st
 
   // Until the host is there a signal may simply end us, unless files have been made: the host
   // leaves with its parent.
-  if (!arguments.settings.empty()) watch_for_interruption();
+  if (!arguments.start.empty()) watch_for_interruption();
   const auto presets =
-      StartPresets::make(arguments.chain, arguments.settings, false, source->sample_rate(), error);
+      StartPresets::make(arguments.chain, arguments.start, false, source->sample_rate(), error);
   if (interruption() != 0) return RenderOutcome::interrupted;
   if (!presets) return RenderOutcome::failed;
   const auto load_start = Clock::now();

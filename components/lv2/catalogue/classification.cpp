@@ -1,7 +1,11 @@
 #include "components/lv2/catalogue/classification.hpp"
 
+#include <lv2/core/lv2.h>
+#include <lv2/time/time.h>
+
 #include <algorithm>
 #include <string>
+#include <string_view>
 
 namespace vesk::lv2 {
 namespace {
@@ -13,6 +17,7 @@ struct Counts {
   std::uint32_t audio_outputs = 0;
   bool midi_in = false;
   bool midi_out = false;
+  bool has_cv = false;
 };
 
 Counts count_ports(const Description& plugin) {
@@ -20,6 +25,7 @@ Counts count_ports(const Description& plugin) {
   for (const Port& port : plugin.ports) {
     const bool input = port.direction == Direction::input;
     if (port.kind == PortKind::audio) ++(input ? counts.audio_inputs : counts.audio_outputs);
+    counts.has_cv = counts.has_cv || port.kind == PortKind::cv;
     if (port.events & events_midi) (input ? counts.midi_in : counts.midi_out) = true;
   }
   return counts;
@@ -95,24 +101,39 @@ std::uint32_t type_of(const Description& plugin, const Counts& counts) {
 
 std::string why_not_hosted(const Description& plugin, const Counts& counts) {
   if (plugin.type == 0) {
-    return counts.audio_inputs > 0 ? "it takes audio and makes none"
-                                   : "it has neither audio nor MIDI ports";
+    if (counts.audio_inputs > 0) return "it takes audio and makes none";
+    return counts.has_cv ? "it works on control voltage alone"
+                         : "it has neither audio nor MIDI ports";
   }
   if (plugin.type == type_midi_processor) return "it works on MIDI alone";
   // Further inputs may be left silent when they are side inputs; further outputs are bands or
   // voices of their own, of which no two make the whole.
   if (plugin.main_inputs > max_channels || plugin.main_outputs > max_channels) {
-    return "it has " + std::to_string(plugin.main_inputs) + " main inputs and " +
-           std::to_string(plugin.main_outputs) + " outputs; 2 of each is the most";
+    return "it has more than 2 main inputs or outputs (" + std::to_string(plugin.main_inputs) +
+           " and " + std::to_string(plugin.main_outputs) + ")";
   }
   if (plugin.library.empty()) return "its description names no library";
   for (const Port& port : plugin.ports)
     if (port.kind == PortKind::unknown && !port.has(property_connection_optional))
-      return "its port '" + port.symbol + "' is of an unknown kind";
+      return "one of its ports is of an unknown kind (" + port.symbol + ")";
   return {};
 }
 
 }  // namespace
+
+ControlUse use_of(const Port& port) {
+  if (port.kind != PortKind::control) return ControlUse::none;
+  const std::string_view designation = port.designation;
+  if (port.direction == Direction::output) {
+    return port.has(property_reports_latency) || designation == LV2_CORE__latency
+               ? ControlUse::latency
+               : ControlUse::meter;
+  }
+  if (designation == LV2_CORE__enabled) return ControlUse::enabled;
+  if (designation == LV2_CORE__freeWheeling) return ControlUse::free_wheeling;
+  if (designation.starts_with(LV2_TIME_PREFIX)) return ControlUse::time;
+  return ControlUse::parameter;
+}
 
 void classify(Description& plugin) {
   const Counts counts = count_ports(plugin);

@@ -2,9 +2,33 @@
 
 #include <algorithm>
 
+#include "components/lv2/catalogue/classification.hpp"
 #include "components/lv2/catalogue/component_code.hpp"
 
 namespace vesk::lv2 {
+namespace {
+
+std::string last_part(const std::string& uri) {
+  return uri.substr(uri.find_last_of("#/:") + 1);
+}
+
+Outline outline_of(const Description& plugin) {
+  Outline outline;
+  for (const Port& port : plugin.ports) {
+    const bool input = port.direction == Direction::input;
+    if (port.kind == PortKind::audio) ++(input ? outline.audio_inputs : outline.audio_outputs);
+    if (port.kind == PortKind::cv) ++(input ? outline.cv_inputs : outline.cv_outputs);
+    if (port.events & events_midi) ++(input ? outline.midi_inputs : outline.midi_outputs);
+    if (use_of(port) == ControlUse::parameter) ++outline.parameters;
+  }
+  outline.presets = static_cast<std::uint32_t>(plugin.presets.size());
+  for (const Editor& editor : plugin.editors)
+    outline.editors.push_back(last_part(editor.class_uri));
+  for (const std::string& each : plugin.classes) outline.classes.push_back(last_part(each));
+  return outline;
+}
+
+}  // namespace
 
 Entry::Entry(std::string plugin_uri)
     : uri(std::move(plugin_uri)), primary(primary_code(uri)), alternate(alternate_code(uri)) {}
@@ -15,6 +39,7 @@ void Entry::summarise(const Description& description) {
             std::min(description.micro_version, 255u);
   title =
       description.author.empty() ? description.name : description.author + ": " + description.name;
+  outline = outline_of(description);
   not_hosted = description.not_hosted;
 }
 

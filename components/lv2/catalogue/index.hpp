@@ -37,6 +37,20 @@ struct Bundle {
   bool still_holds() const { return lv2::still_holds(folder) && lv2::still_holds(manifest); }
 };
 
+/// What a list tells of a plugin without its record.
+struct Outline {
+  std::uint32_t audio_inputs = 0;
+  std::uint32_t audio_outputs = 0;
+  std::uint32_t midi_inputs = 0;
+  std::uint32_t midi_outputs = 0;
+  std::uint32_t cv_inputs = 0;
+  std::uint32_t cv_outputs = 0;
+  std::uint32_t parameters = 0;  ///< that can be set
+  std::uint32_t presets = 0;
+  std::vector<std::string> editors;  ///< the last part of their classes' URIs, such as "X11UI"
+  std::vector<std::string> classes;  ///< the same of the plugin, such as "ReverbPlugin"
+};
+
 /// One plugin URI, whichever bundles name it.
 struct Entry {
   std::string uri;
@@ -49,6 +63,7 @@ struct Entry {
   std::uint32_t type = 0;              ///< this and what follows is known from the record
   std::uint32_t version = 0;           ///< 0x0001mmbb
   std::string title;                   ///< "Maker: Name"
+  Outline outline;
   /// Why no unit can be made of it. Without a record: why it could not be read just now.
   std::string not_hosted;
 

@@ -68,9 +68,16 @@ static void fields(auto& stream, RecordOf<Bundle> auto& bundle) {
   stream(bundle.folder, bundle.manifest, bundle.map);
 }
 
+static void fields(auto& stream, RecordOf<Outline> auto& outline) {
+  stream(outline.audio_inputs, outline.audio_outputs, outline.midi_inputs, outline.midi_outputs,
+         outline.cv_inputs, outline.cv_outputs, outline.parameters, outline.presets,
+         outline.editors, outline.classes);
+}
+
 static void fields(auto& stream, RecordOf<Entry> auto& entry) {
   stream(entry.uri, entry.primary, entry.alternate, entry.code, entry.bundle, entry.watched,
-         entry.record_size, entry.type, entry.version, entry.title, entry.not_hosted);
+         entry.record_size, entry.type, entry.version, entry.title, entry.outline,
+         entry.not_hosted);
 }
 
 static void fields(auto& stream, RecordOf<Index> auto& index) {

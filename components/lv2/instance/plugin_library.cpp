@@ -1,39 +1,13 @@
 #include "components/lv2/instance/plugin_library.hpp"
 
 #include <dlfcn.h>
-#include <sys/stat.h>
 
+#include "components/lv2/catalogue/shared_object.hpp"
 #include "components/lv2/instance/features.hpp"
 #include "components/lv2/instance/qt_platform.hpp"
 
 namespace vesk::lv2 {
 namespace {
-
-std::string loader_error() {
-  // The loader keeps one message a thread.
-  const char* reason = dlerror();
-  return reason != nullptr ? reason : "unknown reason";
-}
-
-void* open_object(const std::string& path, std::string& error) {
-  // A pipe in its place would be waited for.
-  struct stat file{};
-  if (stat(path.c_str(), &file) == 0 && !S_ISREG(file.st_mode)) {
-    error = path + " is no file";
-    return nullptr;
-  }
-  void* object = dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL | RTLD_NODELETE);
-  if (object != nullptr) return object;
-  error = loader_error();
-  // Some libraries use FFTW without naming it as a dependency; they run once it is there.
-  if (error.find("undefined symbol: fftwf_") == std::string::npos ||
-      dlopen("libfftw3f.so.3", RTLD_NOW | RTLD_GLOBAL | RTLD_NODELETE) == nullptr) {
-    return nullptr;
-  }
-  object = dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL | RTLD_NODELETE);
-  if (object == nullptr) error = loader_error();
-  return object;
-}
 
 template <typename Next>
 const LV2_Descriptor* find_descriptor(const std::string& uri, Next next) {
@@ -53,7 +27,7 @@ std::unique_ptr<PluginLibrary> PluginLibrary::open(const Description& plugin, st
     return nullptr;
   }
   choose_qt_platform();
-  void* object = open_object(plugin.library, error);
+  void* object = open_shared_object(plugin.library, error);
   if (object == nullptr) return nullptr;
   std::unique_ptr<PluginLibrary> library(new PluginLibrary);
   try {

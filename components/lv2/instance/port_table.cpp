@@ -1,29 +1,10 @@
 #include "components/lv2/instance/port_table.hpp"
 
-#include <lv2/core/lv2.h>
-#include <lv2/time/time.h>
-
-#include <string_view>
-
 namespace vesk::lv2 {
 namespace {
 
 constexpr std::uint32_t effect = 'aufx';
 constexpr std::uint32_t music_effect = 'aumf';
-
-ControlUse use_of(const Port& port) {
-  if (port.kind != PortKind::control) return ControlUse::none;
-  const std::string_view designation = port.designation;
-  if (port.direction == Direction::output) {
-    return port.has(property_reports_latency) || designation == LV2_CORE__latency
-               ? ControlUse::latency
-               : ControlUse::meter;
-  }
-  if (designation == LV2_CORE__enabled) return ControlUse::enabled;
-  if (designation == LV2_CORE__freeWheeling) return ControlUse::free_wheeling;
-  if (designation.starts_with(LV2_TIME_PREFIX)) return ControlUse::time;
-  return ControlUse::parameter;
-}
 
 void set_channel(std::vector<std::uint32_t>& channels, std::uint8_t channel, std::uint32_t port) {
   if (channels.size() <= channel) channels.resize(channel + 1u, port);

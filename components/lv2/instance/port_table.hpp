@@ -6,20 +6,10 @@
 #include <optional>
 #include <vector>
 
+#include "components/lv2/catalogue/classification.hpp"
 #include "components/lv2/catalogue/description.hpp"
 
 namespace vesk::lv2 {
-
-/// What a control port is to whoever uses the unit.
-enum class ControlUse : std::uint8_t {
-  none,           ///< no control port
-  parameter,      ///< listed, writable
-  meter,          ///< an output: listed, read-only
-  latency,        ///< hidden: the Latency property
-  enabled,        ///< hidden: the BypassEffect property
-  free_wheeling,  ///< hidden: the OfflineRender property
-  time,           ///< hidden: follows the host's transport
-};
 
 /// Port indices by use. Everything is in port order.
 struct PortTable {

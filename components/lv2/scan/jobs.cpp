@@ -21,8 +21,6 @@
 namespace vesk::lv2::scan {
 namespace {
 
-// Small enough that two processors share the one bundle that holds a fifth of all plugins.
-constexpr std::size_t batch_size = 24;
 constexpr std::size_t max_printed = 4096;
 constexpr rlim_t max_results = 256u << 20;
 
@@ -144,10 +142,11 @@ class Reader {
 
 }  // namespace
 
-void run_jobs(const std::vector<Job>& jobs, const JobDone& done, int patience_s) {
+void run_jobs(const std::vector<Job>& jobs, const JobDone& done, int patience_s,
+              std::size_t batch) {
   std::deque<Range> batches;
-  for (std::size_t first = 0; first < jobs.size(); first += batch_size)
-    batches.push_back({first, std::min(first + batch_size, jobs.size())});
+  for (std::size_t first = 0; first < jobs.size(); first += batch)
+    batches.push_back({first, std::min(first + batch, jobs.size())});
   const auto processors =
       static_cast<std::size_t>(std::clamp(::sysconf(_SC_NPROCESSORS_ONLN), 1L, 8L));
   std::vector<Reader> readers;
@@ -163,8 +162,8 @@ void run_jobs(const std::vector<Job>& jobs, const JobDone& done, int patience_s)
       JobResult result;
       result.failure = "was not read: " + std::system_category().message(errno);
       result.is_passing = true;
-      for (const Range& batch : batches)
-        for (std::size_t job = batch.first; job < batch.end; ++job) done(job, result);
+      for (const Range& left : batches)
+        for (std::size_t job = left.first; job < left.end; ++job) done(job, result);
       return;
     }
     std::vector<pollfd> ends(readers.size());

@@ -28,9 +28,14 @@ struct JobResult {
 /// Called in this process once for each job, with its number in the list.
 using JobDone = std::function<void(std::size_t job, const JobResult& result)>;
 
-/// Does all jobs, on as many processors as there are. Jobs of one bundle are best neighbours.
+/// Small enough that two processors share the one bundle that holds a fifth of all plugins.
+inline constexpr std::size_t usual_batch = 24;
+
+/// Does all jobs, on as many processors as there are. Jobs of one bundle are best neighbours; a
+/// reader does `batch` of them at most.
 /// A reader is given up after `patience_s` seconds without a result; the slowest description known
 /// takes 0.1 s on a busy machine.
-void run_jobs(const std::vector<Job>& jobs, const JobDone& done, int patience_s = 20);
+void run_jobs(const std::vector<Job>& jobs, const JobDone& done, int patience_s = 20,
+              std::size_t batch = usual_batch);
 
 }  // namespace vesk::lv2::scan

@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <cstdio>
 #include <cstring>
+#include <map>
 #include <optional>
 #include <span>
 #include <string>
@@ -16,6 +17,7 @@
 #include "components/lv2/catalogue/cache_file.hpp"
 #include "components/lv2/catalogue/component_code.hpp"
 #include "components/lv2/catalogue/record.hpp"
+#include "components/lv2/catalogue/shared_object.hpp"
 #include "components/lv2/scan/jobs.hpp"
 #include "components/lv2/scan/update.hpp"
 
@@ -23,7 +25,7 @@ namespace vesk::lv2::scan {
 namespace {
 
 constexpr const char* usage =
-    "Usage: vesk-lv2-scan [--rebuild] [--list | --problems] [--verbose]\n"
+    "Usage: vesk-lv2-scan [--rebuild] [--list | --details | --problems] [--verbose]\n"
     "\n"
     "Reads the descriptions of all LV2 plugins on LV2_PATH and keeps them in a cache from which\n"
     "vesk-host starts plugins. Hosts run it themselves when the cache lacks what they want; there\n"
@@ -32,7 +34,14 @@ constexpr const char* usage =
     "  --rebuild   forget the cache first (plugins that once failed to be read are tried again)\n"
     "  --list      print every plugin: the text that names it in a chain and its name, or why it\n"
     "              cannot be hosted\n"
-    "  --problems  print what cannot be hosted: URI or bundle, name and reason, with tabs between\n"
+    "  --details   print what can be hosted, one a line, with tabs between: the text that names "
+    "it,\n"
+    "              its URI, how many audio, MIDI and CV ports it has (inputs, then outputs, of "
+    "each),\n"
+    "              how many parameters and presets, the kinds of its interfaces, its classes\n"
+    "  --problems  print what cannot be hosted: URI or bundle, name and reason, with tabs "
+    "between.\n"
+    "              Opens every library to see whether it can be\n"
     "  --verbose   show what was printed while each plugin was read\n"
     "  --help      print this text\n"
     "\n"
@@ -43,6 +52,7 @@ constexpr const char* usage =
 struct Options {
   bool rebuild = false;
   bool list = false;
+  bool details = false;
   bool problems = false;
   bool verbose = false;
   /// What a host asks for, answered with bytes on standard output.
@@ -60,6 +70,8 @@ std::optional<Options> parse(const std::vector<std::string_view>& arguments) {
       options.rebuild = true;
     } else if (argument == "--list") {
       options.list = true;
+    } else if (argument == "--details") {
+      options.details = true;
     } else if (argument == "--problems") {
       options.problems = true;
     } else if (argument == "--verbose") {
@@ -113,12 +125,15 @@ std::string why_not(const Entry& entry) {
                                                      : entry.not_hosted;
 }
 
+/// What names a plugin in a chain.
+std::string specification_of(const Entry& entry) {
+  return code_text(entry.type) + ":" + code_text(entry.code) + ":LV2_";
+}
+
 void print_list(const Index& index) {
   for (const Entry& entry : index.entries) {
     const std::string reason = why_not(entry);
-    const std::string text = reason.empty()
-                                 ? code_text(entry.type) + ":" + code_text(entry.code) + ":LV2_"
-                                 : std::string("-");
+    const std::string text = reason.empty() ? specification_of(entry) : std::string("-");
     std::printf("%-14s  %s  <%s>%s\n", text.c_str(), entry.title.c_str(), entry.uri.c_str(),
                 reason.empty() ? "" : ("  (" + reason + ")").c_str());
   }
@@ -135,13 +150,76 @@ std::string column(std::string text) {
   return text;
 }
 
+std::string joined(const std::vector<std::string>& words) {
+  std::string text;
+  for (const std::string& word : words) text += (text.empty() ? "" : " ") + word;
+  return column(text);
+}
+
+void print_details(const Index& index) {
+  for (const Entry& entry : index.entries) {
+    if (!why_not(entry).empty()) continue;
+    const Outline& has = entry.outline;
+    std::printf("%s\t%s\t%u\t%u\t%u\t%u\t%u\t%u\t%u\t%u\t%s\t%s\n", specification_of(entry).c_str(),
+                column(entry.uri).c_str(), has.audio_inputs, has.audio_outputs, has.midi_inputs,
+                has.midi_outputs, has.cv_inputs, has.cv_outputs, has.parameters, has.presets,
+                joined(has.editors).c_str(), joined(has.classes).c_str());
+  }
+}
+
 void print_problem(const std::string& what, const std::string& name, const std::string& reason) {
   if (reason.empty()) return;
   std::printf("%s\t%s\t%s\n", column(what).c_str(), column(name).c_str(), column(reason).c_str());
 }
 
-void print_problems(const Index& index) {
-  for (const Entry& entry : index.entries) print_problem(entry.uri, entry.title, why_not(entry));
+/// Why libraries cannot be opened, by their paths. Each is opened in a process of its own: what one
+/// does there, and the place that it takes, is not to be blamed on the next.
+std::map<std::string, std::string> broken_libraries(const std::vector<std::string>& libraries,
+                                                    const Progress& progress) {
+  std::vector<Job> jobs;
+  for (const std::string& library : libraries)
+    jobs.push_back([&library](BundleReader&) {
+      std::string error;
+      if (open_shared_object(library, error) != nullptr) return Bytes();
+      const auto words = std::as_bytes(std::span(error));
+      return Bytes(words.begin(), words.end());
+    });
+  std::map<std::string, std::string> broken;
+  std::size_t finished = 0;
+  run_jobs(
+      jobs,
+      [&](std::size_t job, const JobResult& result) {
+        std::string reason = result.failure;
+        if (reason.empty())
+          reason.assign(reinterpret_cast<const char*>(result.payload.data()),
+                        result.payload.size());
+        if (!reason.empty()) broken[libraries[job]] = reason;
+        if (progress.step) progress.step(++finished, libraries.size());
+      },
+      20, 1);
+  return broken;
+}
+
+void print_problems(const Installed& installed, const Progress& progress) {
+  const Index& index = installed.index;
+  std::vector<std::string> library_of(index.entries.size());
+  for (std::size_t i = 0; i < index.entries.size(); ++i)
+    if (const auto record = decode<PluginRecord>(installed.records[i]); record)
+      library_of[i] = record->description.library;
+  std::vector<std::string> libraries = library_of;
+  std::ranges::sort(libraries);
+  const auto twins = std::ranges::unique(libraries);
+  libraries.erase(twins.begin(), twins.end());
+  std::erase(libraries, "");
+  const auto broken = broken_libraries(libraries, progress);
+  for (std::size_t i = 0; i < index.entries.size(); ++i) {
+    const Entry& entry = index.entries[i];
+    std::string reason = why_not(entry);
+    const auto found = broken.find(library_of[i]);
+    if (reason.empty() && found != broken.end())
+      reason = "its library cannot be opened: " + found->second;
+    print_problem(entry.uri, entry.title, reason);
+  }
   for (const Bundle& bundle : index.bundles)
     print_problem(bundle.folder.path, "",
                   bundle.map.failure.empty() ? "" : "its manifest " + bundle.map.failure);
@@ -176,13 +254,23 @@ int answer_preset(std::span<const std::string_view> preset) {
   return !answer.payload.empty() && write_all(STDOUT_FILENO, answer.payload) ? 0 : 1;
 }
 
+bool has_printed() {
+  return std::fflush(stdout) == 0 && std::ferror(stdout) == 0;
+}
+
 int scan(const Options& options) {
   const std::string path = cache_file_path();
   const File lock = lock_cache(path);
   std::optional<CacheFile> known;
   if (!options.rebuild) known = CacheFile::open(path);
+  // Nothing is decoded but what is printed, as in a host that lists everything.
+  if (options.details && known && known->index().is_complete() && known->index().is_current()) {
+    print_details(known->index());
+    return has_printed() ? 0 : 1;
+  }
   const Request request = options.answer.value_or(Request{.everything = true});
-  Installed installed = update(known, request, progress_for(options));
+  const Progress progress = progress_for(options);
+  Installed installed = update(known, request, progress);
   bool stored = known && !installed.changed;
   if (!stored) stored = write_cache_file(path, encode_cache(installed.index, installed.records));
   if (options.answer) {
@@ -192,12 +280,14 @@ int scan(const Options& options) {
     return write_all(STDOUT_FILENO, encode_cache(installed.index, installed.records)) ? 0 : 1;
   }
   if (options.problems)
-    print_problems(installed.index);
+    print_problems(installed, progress);
+  else if (options.details)
+    print_details(installed.index);
   else if (options.list)
     print_list(installed.index);
   else
     print_summary(installed, path, stored);
-  return std::fflush(stdout) == 0 && std::ferror(stdout) == 0 ? 0 : 1;
+  return has_printed() ? 0 : 1;
 }
 
 }  // namespace

@@ -8,6 +8,7 @@
 #include "components/lv2/unit/editor_link.hpp"
 #include "components/lv2/unit/parameter_text.hpp"
 #include "components/lv2/unit/plugin_unit.hpp"
+#include "platform/parameter_symbol.hpp"
 #include "platform/unit_extras.hpp"
 
 namespace vesk::lv2 {
@@ -208,6 +209,9 @@ struct UnitProperties {
     const std::uint32_t id = place.element;
     return answer(data, parameter_info(unit.plugin_->ports[id], unit.parameters_.range(id)));
   }
+  static OSStatus get_symbol(Unit& unit, Place place, void* data) {
+    return answer(data, copy_cf_string(unit.plugin_->ports[place.element].symbol));
+  }
   static OSStatus get_value_strings(Unit& unit, Place place, void* data) {
     const std::uint32_t id = place.element;
     const CFArrayRef names =
@@ -320,6 +324,10 @@ constinit const UnitProperties::Row UnitProperties::rows[] = {
      .size = sizeof(AudioUnitParameterInfo),
      .is_of_parameter = true,
      .get = &get_parameter_info},
+    {.id = platform::parameter_symbol_property,
+     .size = sizeof(CFStringRef),
+     .is_of_parameter = true,
+     .get = &get_symbol},
     {.id = kAudioUnitProperty_ParameterValueStrings,
      .size = sizeof(CFArrayRef),
      .is_of_parameter = true,

@@ -1,0 +1,46 @@
+#include "tools/list/columns.hpp"
+
+#include <sys/ioctl.h>
+#include <unistd.h>
+
+#include <algorithm>
+
+namespace vesk::tools {
+namespace {
+
+bool begins_character(char c) {
+  return (c & 0xC0) != 0x80;
+}
+
+}  // namespace
+
+std::size_t width(const std::string& text) {
+  return static_cast<std::size_t>(std::ranges::count_if(text, begins_character));
+}
+
+std::string in_columns(const std::string& text, std::size_t columns, std::size_t kept) {
+  const std::size_t has = width(text);
+  if (has <= columns) return text + std::string(columns - has, ' ');
+  const std::size_t end = std::min(kept, columns - 1), start = columns - 1 - end;
+  std::string result;
+  std::size_t begun = 0;
+  for (const char c : text) {
+    if (begins_character(c) && ++begun == start + 1) result += "\u2026";
+    if (begun <= start || begun > has - end) result += c;
+  }
+  return result;
+}
+
+std::string one_line(std::string text) {
+  std::ranges::replace_if(text, [](unsigned char c) { return c < 0x20 || c == 0x7F; }, ' ');
+  return text;
+}
+
+std::size_t terminal_columns(int descriptor) {
+  if (isatty(descriptor) == 0) return 0;
+  constexpr std::size_t usual = 80;
+  winsize size{};
+  return ioctl(descriptor, TIOCGWINSZ, &size) == 0 && size.ws_col > 0 ? size.ws_col : usual;
+}
+
+}  // namespace vesk::tools
