@@ -80,7 +80,11 @@ TEST_F(Lv2UnitFiles, AreTakenOrRefusedAndHeard) {
       EXPECT_EQ(set_file(unit.unit(), c.key, c.path), c.status);
       const bool is_taken = c.status == noErr;
       EXPECT_EQ(unit.saved() != before, is_taken);
-      if (is_taken) EXPECT_EQ(path_of(unit, c.key), c.path);
+      if (is_taken) {
+        EXPECT_EQ(path_of(unit, c.key), c.path);
+        EXPECT_EQ(set_file(unit.unit(), refused, c.path), kAudioUnitErr_InvalidFile)
+            << "though its state names the file";
+      }
       ASSERT_TRUE(unit.initialize());
       EXPECT_EQ(played(unit), is_taken ? 0.5f : 0.0f);
     }
