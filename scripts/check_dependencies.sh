@@ -27,13 +27,13 @@ found=$(grep -rnE '#\s*include\s+<(AudioToolbox|CoreFoundation)/' $lv2/{catalogu
 [ -z "$found" ] || { echo "Audio Units below $lv2/unit:"; echo "$found"; status=1; }
 
 allow tools/program  'tools/program/|spec/chain_text.hpp'
-allow tools/parameters 'tools/(parameters|program)/|spec/|platform/(cf_text|parameter_symbol).hpp'
+allow tools/parameters 'tools/(parameters|program)/|spec/|platform/(cf_text|parameter_symbol|unit_extras).hpp'
 allow tools/naming   'tools/(naming|parameters|program)/|spec/'
 allow tools/hosting  'tools/(hosting|program)/|vesk/|spec/chain_text.hpp'
 allow tools/midi     'tools/(midi|program)/|vesk/'
 allow tools/audio    'tools/(audio|program)/'
 allow tools/render   'tools/(render|audio|hosting|midi|parameters|program)/|vesk/|spec/chain_text.hpp|host/block.hpp'
-allow tools/edit     'tools/(edit|audio|hosting|midi|program)/|vesk/|spec/(chain_text|catalogue).hpp|host/block.hpp'
+allow tools/edit     'tools/(edit|audio|hosting|midi|parameters|program)/|vesk/|spec/(chain_text|catalogue).hpp|host/block.hpp'
 allow tools/list     'tools/(list|naming|parameters|program)/|spec/'
 
 # The layer knows nothing of the system, but for the windows that its proxy stands in for.

@@ -29,7 +29,7 @@ using User = std::function<void(pid_t program)>;
 
 /// By its plugin's name without the maker, and by the preset.
 constexpr const char* title =
-    "^(Editors|Tone|Gain|Silence|Misbehaving instrument)( - [a-z]+\\.aupreset)?$";
+    "^(Editors|Tone|Gain|Silence|Misbehaving instrument|Test Files)( - [a-z]+\\.aupreset)?$";
 
 /// The editor that the program shows. Ends the program when there is none.
 std::optional<WindowPlace> editor(pid_t program) {
@@ -156,6 +156,7 @@ TEST_F(Edit, PlaysMeanwhile) {
       {{"aumu:Tone:Vesk", "--play", VESK_SONGS "/demo.mid"}},
       {{"aufx:Gain:Vesk", "--notes"}},
       {{"aumu:Null:Vesk", "--notes"}, "played, and nothing was to be heard"},
+      {{"aumu:Tone:Vesk|aumf:5t5y:LV2_", "--notes"}, "aumf:5t5y:LV2_ gets no MIDI events: "},
       {{"aumu:Bad_:Vesk#7=1", "--notes"}, "samples were infinite or not a number"},
   };
   for (const auto& test : cases) {
@@ -233,6 +234,29 @@ TEST_F(Edit, RepeatsWhyAnEditorFailed) {
     EXPECT_EQ(result.errors,
               "vesk-edit: editor of aumu:Edit:Vesk failed: " + std::string(test.reason) + "\n");
   }
+}
+
+TEST_F(Edit, TakesAFileThatIsChosenInThePanel) {
+  const std::string quiet = folder_ / "a.txt", loud = folder_ / "b.txt";
+  std::ofstream(quiet) << "0.25";
+  std::ofstream(loud) << "0.5";
+  const std::vector<std::string> environment{"LV2_PATH=" + build_tree() + "/lv2"};
+  const std::string chain = "aumu:Uv7S:LV2_@" + preset_;
+  // The second of its files: the list of its folder opens below, and begins with the way out.
+  const auto result = edit(
+      {chain, "--file", "quiet=" + quiet},
+      [](pid_t program) {
+        const auto window = editor(program);
+        if (!window) return;
+        click(*window, 300, 110);
+        click(*window, 300, 181);
+        click_close_box(*window);
+      },
+      environment);
+  EXPECT_EQ(result.status, 0) << result.errors;
+  const auto told = run_program({build_tree() + "/bin/vesk-parameters", chain, "--save=" + preset_},
+                                {.environment = environment});
+  EXPECT_NE(told.output.find("\"path\": \"" + loud + "\""), std::string::npos) << told.output;
 }
 
 TEST_F(Edit, TellsOfAHostThatDies) {

@@ -13,6 +13,8 @@
 #include "tools/list/plugin_listing.hpp"
 #include "tools/list/problems.hpp"
 #include "tools/midi/period_events.hpp"
+#include "tools/parameters/chain_settings.hpp"
+#include "tools/parameters/names.hpp"
 #include "tools/program/child_program.hpp"
 #include "tools/program/json.hpp"
 
@@ -96,23 +98,81 @@ TEST(parameters, StandInATableWithTheirValueNames) {
       {1, "Cutoff", 20.0f, 20'000.0f, 1'000.0f, "Hz", true, {}, "freq"},
       {12, "Mode \u00e4", 0.0f, 1.0f, 1.0f, "", true, {"low", "high"}, ""},
       {13, "Level", -60.0f, 0.0f, -60.0f, "dB", false, {}, "l"}};
-  EXPECT_EQ(parameters_text(parameters),
+  const std::vector<FileDescription> files{{"urn:x#ir", "Room", ""}, {"urn:x#s", "S", "/a b"}};
+  EXPECT_EQ(parameters_text({parameters, {}, files, {}}),
             "id  symbol  name    range        default  unit\n"
             "1   freq    Cutoff  20 to 20000  1000     Hz\n"
             "12          Mode \u00e4  0 to 1       1\n"
             "      0 = low\n"
             "      1 = high\n"
-            "13  l       Level   -60 to 0     -60      dB, read only\n");
+            "13  l       Level   -60 to 0     -60      dB, read only\n"
+            "file \"Room\": none\n"
+            "file \"S\": /a b\n");
   std::vector<ParameterDescription> odd{parameters[1]};
-  EXPECT_TRUE(parameters_text(odd).starts_with("id  name    range")) << "no symbols, no column";
+  EXPECT_TRUE(parameters_text({odd, {}, {}, {}}).starts_with("id  name    range"))
+      << "no symbols, no column";
   odd[0].minimum = 0.1f;
   odd[0].maximum = INFINITY;
-  const std::string json = parameters_json("aufx:abcd:efgh", "Filter", odd);
+  const std::string json = parameters_json("aufx:abcd:efgh", "Filter", {odd, {}, {}, {}});
   EXPECT_EQ(Json::parse(json),
             Json::parse(R"({"specification": "aufx:abcd:efgh", "name": "Filter", "parameters": [
       {"id": 12, "name": "Mode \u00e4", "symbol": "", "minimum": 0.1, "maximum": null, "default": 1.0, "unit": "",
-       "writable": true, "values": ["low", "high"]}]})"));
+       "writable": true, "values": ["low", "high"]}], "files": []})"));
   EXPECT_NE(json.find("\"minimum\": 0.1,"), std::string::npos) << "no more digits than it takes";
+}
+
+TEST(names, OfPresetsAndFilesAreFoundAsPeopleWriteThem) {
+  const std::vector<PresetDescription> presets{{0, "Soft", false},  {1, "soft", false},
+                                               {2, "7", false},     {7, "Twice", true},
+                                               {8, "Twice", false}, {9, "Big Hall", false}};
+  const std::pair<const char*, int> preset_cases[] = {
+      {"Soft", 0},   {"soft", 1},     {"SOFT", -1}, {"7", 2},    {"8", 8},
+      {"Twice", -1}, {"big hall", 9}, {"", -1},     {"Big", -1}, {"10", -1}};
+  for (const auto& [name, number] : preset_cases) {
+    std::string error;
+    const PresetDescription* found = find_preset(presets, name, "it", error);
+    EXPECT_EQ(found ? found->number : -1, number) << name;
+    EXPECT_EQ(error.empty(), found != nullptr) << name;
+  }
+  std::string error;
+  find_preset(presets, "twice", "it", error);
+  EXPECT_EQ(error, "it has 2 presets \"twice\"; choose by number: 7 8");
+
+  const std::vector<FileDescription> files{
+      {"urn:x#ir", "Room", ""}, {"http://x/sample", "Sound", ""}, {"urn:y#ir", "Other", ""}};
+  const std::pair<const char*, int> file_cases[] = {{"room", 0},   {"urn:y#ir", 2}, {"ir", -1},
+                                                    {"Sample", 1}, {"sound", 1},    {"x", -1}};
+  for (const auto& [name, index] : file_cases) {
+    const FileDescription* found = find_file(files, name, "it", error);
+    EXPECT_EQ(found ? found - files.data() : -1, index) << name;
+  }
+  EXPECT_EQ(error, "it has no file \"x\"; it has Room, Sound, Other");
+}
+
+TEST(settings, AreForTheFirstPluginUnlessTold) {
+  ChainSettings settings;
+  const std::vector<Option> options = setting_options(settings);
+  std::string chain, error;
+  ASSERT_TRUE(read_command_line(
+      {"--preset", "2:Big: Hall", "--file", "ir=/a=b:c", "--file=2:s=d", "--preset", "Hall: big"},
+      options, chain, error))
+      << error;
+  EXPECT_EQ(settings[0].preset, "Hall: big");
+  EXPECT_EQ(settings[1].preset, "Big: Hall");
+  using Files = std::vector<std::pair<std::string, std::string>>;
+  EXPECT_EQ(settings[0].files, (Files{{"ir", "/a=b:c"}}));
+  EXPECT_EQ(settings[1].files, (Files{{"s", "d"}}));
+  const std::pair<const char*, const char*> cases[] = {
+      {"--preset=3:", "--preset needs a preset's name"},
+      {"--preset=again", "--preset is given twice for one plugin"},
+      {"--file=x", "--file takes NAME=PATH, not \"x\""},
+      {"--file==x", "--file takes NAME=PATH, not \"=x\""},
+      {"--file=x=", "--file takes NAME=PATH, not \"x=\""},
+  };
+  for (const auto& [word, message] : cases) {
+    EXPECT_FALSE(read_command_line({word}, options, chain, error));
+    EXPECT_EQ(error, message);
+  }
 }
 
 TEST(list_arguments, AreReadOrRefusedInWords) {
@@ -124,7 +184,9 @@ TEST(list_arguments, AreReadOrRefusedInWords) {
   EXPECT_EQ(parse_list_arguments({"--type=augn"}, error)->type, pack_four_cc("augn"));
   const std::pair<std::vector<std::string>, const char*> cases[] = {
       {{"-p"}, "-p needs a value"},
-      {{"-p", "x", "--problems"}, "--parameters, --problems or --resolve, not several"},
+      {{"-p", "x", "--problems"}, "--parameters, --presets, --problems or --resolve, not several"},
+      {{"-p", "x", "--presets", "x"},
+       "--parameters, --presets, --problems or --resolve, not several"},
       {{"--all"}, "unknown option --all"},
       {{"-p", "x", "piano"}, "cannot use piano"},
       {{"-t", "organ"},
@@ -181,6 +243,9 @@ TEST(edit_arguments, RefuseTheRestInWords) {
       {{"aumu:Sm48:LV2_@a|aufx:kZu9:LV2_@b", "--copy-to", "c"},
        "the chain names 2 preset files, and one can be copied"},
       {{"aumu:Sm48:LV2_@a", "--copy-to", "c|d"}, "a chain cannot name c|d, because of its '|'"},
+      {{"aumu:Sm48:LV2_", "--save"}, "--save, and the chain names no preset file (@path)"},
+      {{"aumu:Sm48:LV2_", "--preset", "2:x"}, "--preset is for plugin 2 of a chain of 1"},
+      {{"exs:/a.exs", "--file", "x=y"}, "--file is not for AUSampler: a.exs"},
       {{"aumu:Sm48:LV2_@a|aufx:kZu9:LV2_@a"}, "two plugins of the chain name the preset file a"},
       {{long_chain}, "a chain of more than 32 plugins cannot be shown"},
   };

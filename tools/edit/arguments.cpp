@@ -1,6 +1,8 @@
 #include "tools/edit/arguments.hpp"
 
+#include <algorithm>
 #include <set>
+#include <utility>
 
 #include "host/block.hpp"
 #include "tools/edit/preset_file.hpp"
@@ -8,7 +10,7 @@
 
 namespace vesk::tools {
 
-const char* const edit_help =
+const std::string edit_help =
     R"(vesk-edit opens the editors of a chain of plugins, keeps what is changed in them in the
 chain's preset files, and ends when the last editor is closed.
 
@@ -28,6 +30,9 @@ beside it, with a '~' after its name.
                           set a parameter of the chain's first plugin, or of its N-th
       --copy-to FILE      leave the chain's preset file as it is and work on a copy, FILE, which
                           must not exist
+)" + std::string(settings_help) +
+    R"(      --save              write the chain's preset files as they would be opened, open no editor,
+                          and end
       --play SONG.mid     play a MIDI file meanwhile, over and over
       --notes             play test notes meanwhile: an arpeggio, over and over. A chain that
                           starts with an effect is sent plucked tones of the same notes
@@ -43,6 +48,7 @@ examples:
   vesk-edit aumu:Sm48:LV2_@piano.aupreset --notes
   vesk-edit 'MDA ePiano@piano.aupreset' --set Hardness=0.4
   vesk-edit aumu:Sm48:LV2_@piano.aupreset --copy-to bright.aupreset
+  vesk-edit aumu:Sm48:LV2_@mellow.aupreset --preset Mellow --save
   vesk-edit 'aumu:Sm48:LV2_@p.aupreset|aufx:kZu9:LV2_@hall.aupreset' --play song.mid
 
 Exit status: 0 when everything is saved, 1 when something failed (one line says what), 2 for a
@@ -55,7 +61,7 @@ namespace {
 constexpr std::size_t longest_chain = 32;
 
 std::vector<Option> options_for(EditArguments& arguments) {
-  return {
+  std::vector<Option> options = {
       {"--set", "-s", takes_each(arguments.settings)},
       {"--copy-to", nullptr, takes_path(arguments.copy_path)},
       {"--play", nullptr, takes_path(arguments.midi_path)},
@@ -63,7 +69,10 @@ std::vector<Option> options_for(EditArguments& arguments) {
       {"--sample-rate", "-r", takes_whole(8'000, 384'000, " Hz", arguments.sample_rate)},
       {"--period", nullptr,
        takes_whole(1, static_cast<int>(host::buffer_frames), " frames", arguments.period)},
+      {"--save", nullptr, nullptr, &arguments.only_saves},
   };
+  for (Option& option : setting_options(arguments.start)) options.push_back(std::move(option));
+  return options;
 }
 
 bool check_chain(const EditArguments& arguments, std::string& error) {
@@ -73,6 +82,11 @@ bool check_chain(const EditArguments& arguments, std::string& error) {
   }
   if (!arguments.midi_path.empty() && !arguments.chain.front().takes_midi()) {
     error = "the chain starts with an effect that takes no MIDI events; --notes sends it tones";
+    return false;
+  }
+  const auto names_preset = [](const ChainElement& plugin) { return !plugin.preset_path.empty(); };
+  if (arguments.only_saves && std::ranges::none_of(arguments.chain, names_preset)) {
+    error = "--save, and the chain names no preset file (@path)";
     return false;
   }
   std::set<std::string> paths;
@@ -103,7 +117,7 @@ std::optional<EditArguments> parse_edit_arguments(const std::vector<std::string>
 
 bool take_chain(EditArguments& arguments, const std::string& specification, std::string& error) {
   if (!read_chain(specification, arguments.chain, error)) return false;
-  return check_chain(arguments, error) &&
+  return check_chain(arguments, error) && check_settings(arguments.start, arguments.chain, error) &&
          (arguments.copy_path.empty() ||
           replace_preset(arguments.chain, arguments.copy_path, arguments.original_path, error));
 }

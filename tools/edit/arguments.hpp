@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "spec/chain_text.hpp"
+#include "tools/parameters/chain_settings.hpp"
 
 namespace vesk::tools {
 
@@ -14,6 +15,8 @@ struct EditArguments {
   std::string chain_words;            ///< as given
   std::vector<std::string> settings;  ///< of its parameters, as given
   ChainElements chain;                ///< what `take_chain` was given
+  ChainSettings start;                ///< presets and files
+  bool only_saves = false;    ///< the chain's preset files are written and no editor is opened
   std::string copy_path;      ///< the new preset file to work on, already in `chain`; empty: none
   std::string original_path;  ///< the preset file that it is a copy of
   std::string midi_path;      ///< song to play, over and over; empty: none
@@ -34,6 +37,6 @@ std::optional<EditArguments> parse_edit_arguments(const std::vector<std::string>
 bool take_chain(EditArguments& arguments, const std::string& specification, std::string& error);
 
 /// The text of `vesk-edit --help`.
-extern const char* const edit_help;
+extern const std::string edit_help;
 
 }  // namespace vesk::tools

@@ -64,11 +64,12 @@ class Presets {
   }
 
   void take_notices(HostProcess& host) {
-    while (const auto plugin = host.next_saved_notice()) {
-      const auto path = paths_.find(*plugin);
-      if (path != paths_.end() && rewritten_.insert(*plugin).second)
-        say(path->second + ": rewritten");
-    }
+    while (const auto plugin = host.next_saved_notice()) note_written(*plugin);
+  }
+
+  void note_written(unsigned plugin) {
+    const auto path = paths_.find(plugin);
+    if (path != paths_.end() && rewritten_.insert(plugin).second) say(path->second + ": rewritten");
   }
 
   void sum_up() const {
@@ -174,14 +175,29 @@ std::optional<Song> song_of(const EditArguments& arguments, std::string& error) 
   return arguments.plays_notes ? test_notes() : Song{};
 }
 
-std::unique_ptr<HostProcess> start_host(const EditArguments& arguments, std::string& error) {
+/// Makes the preset files that the chain's plugins are to start from.
+std::optional<StartPresets> prepare_start(const EditArguments& arguments, ChainElements& chain,
+                                          Presets& presets, std::string& error) {
+  ChainSettings settings = arguments.start;
+  for (std::size_t plugin = 0; plugin < chain.size(); ++plugin)
+    if (arguments.only_saves && !chain[plugin].preset_path.empty()) settings[plugin];
+  auto made = StartPresets::make(chain, settings, true, arguments.sample_rate, error);
+  if (!made) return made;
+  for (const auto& [plugin, ignored] : settings)
+    presets.note_written(static_cast<unsigned>(plugin));
+  for (const std::string& remark : made->remarks()) say(remark);
+  return made;
+}
+
+std::unique_ptr<HostProcess> start_host(const EditArguments& arguments, const ChainElements& chain,
+                                        std::string& error) {
   client::Options options;
-  options.chain = chain_text(arguments.chain);
+  options.chain = chain_text(chain);
   options.sample_rate_hz = arguments.sample_rate;
   options.max_frames = arguments.period;
   options.period_frames = arguments.period;
   auto host = HostProcess::spawn(options, error);
-  if (host && !wait_until_ready(*host, arguments.chain, error)) host.reset();
+  if (host && !wait_until_ready(*host, chain, error)) host.reset();
   return host;
 }
 
@@ -195,14 +211,19 @@ bool edit_presets(const EditArguments& arguments, std::string& error) {
     say(arguments.copy_path + ": copied from " + arguments.original_path +
         ", which stays as it is");
   }
-  const ChainElements& chain = arguments.chain;
   Presets presets;
-  if (!presets.prepare(chain, error)) return false;
+  if (!presets.prepare(arguments.chain, error)) return false;
 
   // From here on Ctrl-C asks to stop; it is looked at between the steps.
   watch_for_interruption();
-  const auto host = start_host(arguments, error);
+  ChainElements chain = arguments.chain;
+  const auto start_presets = prepare_start(arguments, chain, presets, error);
+  if (!start_presets || arguments.only_saves) return start_presets.has_value();
+  if (!arguments.midi_path.empty() || arguments.plays_notes)
+    for (const std::string& remark : midi_remarks(chain)) say(remark);
+  const auto host = start_host(arguments, chain, error);
   if (!host) return false;
+  for (const std::string& remark : missing_files(*host)) say(remark);
   const bool as_tones = arguments.plays_notes && chain.front().is_effect();
   std::optional<LivePlayer> player;
   player.emplace(*host, std::move(*song), as_tones);

@@ -16,7 +16,8 @@ int main(int argc, char** argv) {
   make_size_limit_an_error();
   const std::vector<std::string> words(argv + 1, argv + argc);
   std::string error;
-  if (const std::string text = text_asked_for(words, "vesk-edit", edit_help); !text.empty()) {
+  if (const std::string text = text_asked_for(words, "vesk-edit", edit_help.c_str());
+      !text.empty()) {
     if (print(STDOUT_FILENO, text, error)) return 0;
     std::fprintf(stderr, "vesk-edit: %s\n", error.c_str());
     return 1;

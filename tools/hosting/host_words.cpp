@@ -45,6 +45,15 @@ std::string name_in_chain(const ChainElements& chain, std::size_t plugin) {
   return name;
 }
 
+std::vector<std::string> midi_remarks(const ChainElements& chain) {
+  std::vector<std::string> remarks;
+  for (const ChainElement& plugin : chain)
+    if (&plugin != &chain.front() && plugin.takes_midi())
+      remarks.push_back(plugin.name +
+                        " gets no MIDI events: they go to the chain's first plugin alone");
+  return remarks;
+}
+
 std::optional<std::size_t> blamed_plugin(const std::string& sentence, const ChainElements& chain) {
   const auto blame = find_blame(sentence, chain);
   return blame ? std::optional(blame->plugin) : std::nullopt;
@@ -57,6 +66,12 @@ std::string by_name(std::string sentence, const ChainElements& chain) {
     return sentence.replace(blame->at, blame->length,
                             "editor of " + name_in_chain(chain, blame->plugin));
   return sentence;
+}
+
+std::vector<std::string> missing_files(client::HostProcess& host) {
+  std::string lines;
+  for (const std::string& line : host.last_lines()) lines += line + '\n';
+  return missing_file_lines(lines);
 }
 
 bool wait_until_ready(client::HostProcess& host, const ChainElements& chain, std::string& error) {

@@ -11,6 +11,7 @@ to use in a chain.
 
 usage: vesk-list [WORD ...] [--type TYPE] [--json] [--rescan]
        vesk-list --parameters PLUGIN [--json]
+       vesk-list --presets PLUGIN [--json]
        vesk-list --problems [WORD ...] [--json] [--rescan]
        vesk-list --resolve CHAIN [--set [N:]PARAMETER=VALUE ...]
 
@@ -88,6 +89,7 @@ std::optional<ListArguments> parse_list_arguments(const std::vector<std::string>
   const Option options[] = {
       {"--type", "-t", takes_type(arguments.type)},
       {"--parameters", "-p", takes_text(arguments.parameters_of, "needs a plugin")},
+      {"--presets", nullptr, takes_text(arguments.presets_of, "needs a plugin")},
       {"--resolve", nullptr, takes_text(arguments.resolved, "needs a chain")},
       {"--set", "-s", takes_each(arguments.settings)},
       {"--problems", nullptr, nullptr, &arguments.shows_problems},
@@ -96,12 +98,14 @@ std::optional<ListArguments> parse_list_arguments(const std::vector<std::string>
   };
   if (!read_command_line(words, options, arguments.words, error)) return std::nullopt;
   const bool describes = !arguments.parameters_of.empty();
+  const bool shows_presets = !arguments.presets_of.empty();
   const bool resolves = !arguments.resolved.empty();
-  if (describes + resolves + arguments.shows_problems > 1)
-    error = "--parameters, --problems or --resolve, not several";
-  else if ((describes || resolves) && !arguments.words.empty())
+  if (describes + shows_presets + resolves + arguments.shows_problems > 1)
+    error = "--parameters, --presets, --problems or --resolve, not several";
+  else if ((describes || shows_presets || resolves) && !arguments.words.empty())
     error = "cannot use " + arguments.words.front();
-  else if (arguments.type != 0 && (describes || resolves || arguments.shows_problems))
+  else if (arguments.type != 0 &&
+           (describes || shows_presets || resolves || arguments.shows_problems))
     error = "--type is for the list";
   else if (!arguments.settings.empty() && !resolves)
     error = "--set is for --resolve";

@@ -41,21 +41,25 @@ std::string name_of(const AudioComponentDescription& wanted) {
   return found.empty() ? "" : found.front().name;
 }
 
-std::optional<std::string> parameters_answer(const ListArguments& arguments, std::string& error) {
-  const auto text = specification_of(arguments.parameters_of, {}, sources(), error);
+std::optional<std::string> plugin_answer(const ListArguments& arguments, std::string& error) {
+  const bool wants_presets = !arguments.presets_of.empty();
+  const auto text = specification_of(wants_presets ? arguments.presets_of : arguments.parameters_of,
+                                     {}, sources(), error);
   if (!text) return std::nullopt;
   std::string reason;
   const auto spec = PluginSpec::parse(*text, reason);
   if (!spec) {
-    error = arguments.parameters_of + ": " + syntax_error(reason);
+    error = *text + ": " + syntax_error(reason);
     return std::nullopt;
   }
-  const auto parameters = ask_parameters(spec->text, spec->name, 0, error);
-  if (!parameters) return std::nullopt;
+  const auto plugin = ask_plugin(spec->text, spec->name, 0, {}, "", error);
+  if (!plugin) return std::nullopt;
   const std::string name = name_of(spec->desc);
-  if (arguments.as_json) return parameters_json(spec->name, name, *parameters);
+  if (arguments.as_json)
+    return wants_presets ? presets_json(spec->name, name, *plugin)
+                         : parameters_json(spec->name, name, *plugin);
   return spec->name + "  " + name + '\n' +
-         (parameters->empty() ? "no parameters\n" : parameters_text(*parameters));
+         (wants_presets ? presets_text(plugin->presets) : parameters_text(*plugin));
 }
 
 std::optional<std::string> problems_answer(const ListArguments& arguments, std::string& error) {
@@ -86,7 +90,8 @@ std::optional<std::string> list_answer(const ListArguments& arguments, std::stri
 
 std::optional<std::string> answer_to(const ListArguments& arguments, std::string& error) {
   if (arguments.rescans && !rescan(error)) return std::nullopt;
-  if (!arguments.parameters_of.empty()) return parameters_answer(arguments, error);
+  if (!arguments.parameters_of.empty() || !arguments.presets_of.empty())
+    return plugin_answer(arguments, error);
   if (arguments.shows_problems) return problems_answer(arguments, error);
   if (arguments.resolved.empty()) return list_answer(arguments, error);
   const auto text = specification_of(arguments.resolved, arguments.settings, sources(), error);

@@ -19,7 +19,7 @@ using Row = std::array<std::string, 6>;
 
 }  // namespace
 
-std::string parameters_text(const std::vector<ParameterDescription>& parameters) {
+static std::string table_of(const std::vector<ParameterDescription>& parameters) {
   std::vector<Row> rows{{"id", "symbol", "name", "range", "default", "unit"}};
   for (const ParameterDescription& parameter : parameters) {
     std::string remark = parameter.unit;
@@ -52,10 +52,36 @@ std::string parameters_text(const std::vector<ParameterDescription>& parameters)
   return text;
 }
 
+std::string parameters_text(const PluginDescription& plugin) {
+  std::string text = plugin.parameters.empty() ? "no parameters\n" : table_of(plugin.parameters);
+  for (const FileDescription& file : plugin.files)
+    text += "file \"" + file.label + "\": " + (file.path.empty() ? "none" : file.path) + '\n';
+  return text;
+}
+
 std::string parameters_json(const std::string& specification, const std::string& name,
-                            const std::vector<ParameterDescription>& parameters) {
+                            const PluginDescription& plugin) {
+  return json_text({{"specification", specification},
+                    {"name", name},
+                    {"parameters", json_of(plugin.parameters)},
+                    {"files", json_of(plugin.files)}});
+}
+
+std::string presets_text(const std::vector<PresetDescription>& presets) {
+  if (presets.empty()) return "no presets\n";
+  std::string text;
+  for (const PresetDescription& preset : presets) {
+    const std::string number = std::to_string(preset.number);
+    text += std::string(number.size() < 4 ? 4 - number.size() : 0, ' ') + number + "  " +
+            preset.name + (preset.is_users ? "  (yours)" : "") + '\n';
+  }
+  return text;
+}
+
+std::string presets_json(const std::string& specification, const std::string& name,
+                         const PluginDescription& plugin) {
   return json_text(
-      {{"specification", specification}, {"name", name}, {"parameters", json_of(parameters)}});
+      {{"specification", specification}, {"name", name}, {"presets", json_of(plugin.presets)}});
 }
 
 }  // namespace vesk::tools

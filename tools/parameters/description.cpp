@@ -1,6 +1,7 @@
 #include "tools/parameters/description.hpp"
 
 #include <limits>
+#include <utility>
 
 namespace vesk::tools {
 namespace {
@@ -26,10 +27,44 @@ Json json_of(const std::vector<ParameterDescription>& parameters) {
   return list;
 }
 
-std::string answer_text(const std::optional<std::vector<ParameterDescription>>& parameters,
-                        const std::string& error) {
-  return json_text(parameters ? Json{{"parameters", json_of(*parameters)}}
-                              : Json{{"error", error}});
+Json json_of(const std::vector<PresetDescription>& presets) {
+  Json list = Json::array();
+  for (const PresetDescription& preset : presets)
+    list.push_back({{"number", preset.number}, {"name", preset.name}, {"user", preset.is_users}});
+  return list;
+}
+
+Json json_of(const std::vector<FileDescription>& files) {
+  Json list = Json::array();
+  for (const FileDescription& file : files)
+    list.push_back({{"key", file.key}, {"label", file.label}, {"path", file.path}});
+  return list;
+}
+
+std::string answer_text(const std::optional<PluginDescription>& plugin, const std::string& error) {
+  return json_text(plugin ? Json{{"parameters", json_of(plugin->parameters)},
+                                 {"presets", json_of(plugin->presets)},
+                                 {"files", json_of(plugin->files)}}
+                          : Json{{"error", error}});
+}
+
+std::optional<PluginDescription> plugin_from(const Json& answer) {
+  if (!answer.is_object() || !answer.contains("parameters")) return std::nullopt;
+  auto parameters = parameters_from(answer.at("parameters"));
+  if (!parameters) return std::nullopt;
+  PluginDescription plugin{std::move(*parameters), {}, {}, {}};
+  try {
+    for (const Json& each : answer.at("presets"))
+      plugin.presets.push_back({each.at("number").get<int>(), each.at("name").get<std::string>(),
+                                each.at("user").get<bool>()});
+    for (const Json& each : answer.at("files"))
+      plugin.files.push_back({each.at("key").get<std::string>(),
+                              each.at("label").get<std::string>(),
+                              each.at("path").get<std::string>()});
+  } catch (const Json::exception&) {
+    return std::nullopt;
+  }
+  return plugin;
 }
 
 std::optional<std::vector<ParameterDescription>> parameters_from(const Json& list) {

@@ -1,5 +1,5 @@
-// vesk-parameters: opens one component and tells its parameters. vesk-list and vesk-render run it,
-// so that a plugin that crashes or hangs meanwhile takes neither of them down.
+// vesk-parameters: opens one component, tells what it has, and can write a preset file of it. The
+// other tools run it, so that a plugin that crashes or hangs meanwhile takes none of them down.
 
 #include <fcntl.h>
 #include <unistd.h>
@@ -21,31 +21,75 @@ using namespace vesk;
 using namespace vesk::tools;
 
 constexpr const char* usage =
-    "usage: vesk-parameters TYPE:SUBTYPE:MANUFACTURER [SAMPLE_RATE]\n"
+    "usage: vesk-parameters SPECIFICATION [--sample-rate HZ]\n"
+    "           [[--preset NAME] [--file NAME=PATH] ... --save FILE]\n"
     "\n"
-    "Prints a JSON object with the component's \"parameters\", or with an \"error\". For people\n"
-    "vesk-list --parameters does the same in a table.\n";
+    "Prints a JSON object with the component's \"parameters\", \"presets\" and \"files\", or with "
+    "an\n"
+    "\"error\". With --save the plugin is started as its specification says, takes the preset and\n"
+    "the files, and its state is written to FILE. For people vesk-list --parameters, vesk-list\n"
+    "--presets and vesk-edit --save do the same.\n";
 
 // Whoever asked has given up by then, or is gone.
 constexpr unsigned longest_life_s = 90;
 
-std::optional<std::vector<ParameterDescription>> parameters_of(const std::string& component,
-                                                               double sample_rate_hz,
-                                                               std::string& error) {
+struct Question {
+  std::string specification;
+  double sample_rate_hz = 0.0;
+  PluginSettings settings;
+  std::string save_path;
+};
+
+std::optional<Question> read_question(const std::vector<std::string>& words, std::string& error) {
+  Question question;
+  const Option options[] = {
+      {"--sample-rate", nullptr,
+       [&question](const std::string& value, std::string& reason) {
+         if (to_number(value, question.sample_rate_hz)) return true;
+         reason = "takes a number";
+         return false;
+       }},
+      {"--preset", nullptr, takes_path(question.settings.preset)},
+      {"--file", nullptr,
+       [&question](const std::string& value, std::string& reason) {
+         const std::size_t sign = value.find('=');
+         if (sign == value.npos) reason = "takes NAME=PATH";
+         if (sign == value.npos) return false;
+         question.settings.files.emplace_back(value.substr(0, sign), value.substr(sign + 1));
+         return true;
+       }},
+      {"--save", nullptr, takes_path(question.save_path)},
+  };
+  if (!read_command_line(words, options, question.specification, error)) return std::nullopt;
+  if (question.specification.empty()) error = "no specification";
+  return question.specification.empty() ? std::nullopt : std::optional(std::move(question));
+}
+
+/// The plugin stays open in `plugin`.
+std::optional<PluginDescription> answer_to(const Question& question,
+                                           std::optional<OpenPlugin>& plugin, std::string& error) {
   std::string reason;
-  if (const auto spec = PluginSpec::parse(component, reason))
-    return read_parameters(spec->desc, spec->name, sample_rate_hz, error);
-  error = component + ": " + syntax_error(reason);
-  return std::nullopt;
+  const auto spec = PluginSpec::parse(question.specification, reason);
+  if (!spec) {
+    error = question.specification + ": " + syntax_error(reason);
+    return std::nullopt;
+  }
+  plugin.emplace(*spec);
+  if (!plugin->open(question.sample_rate_hz, error)) return std::nullopt;
+  if (!question.save_path.empty() &&
+      (!plugin->start(question.settings, error) || !plugin->save(question.save_path, error)))
+    return std::nullopt;
+  return plugin->describe(error);
 }
 
 }  // namespace
 
 int main(int argc, char** argv) {
-  double sample_rate_hz = 0.0;
-  const bool wants_help = argc == 2 && std::string(argv[1]) == "--help";
-  const bool makes_sense = argc == 2 || (argc == 3 && to_number(argv[2], sample_rate_hz));
-  if (wants_help || !makes_sense) {
+  const std::vector<std::string> words(argv + 1, argv + argc);
+  std::string error;
+  const bool wants_help = words.size() == 1 && words[0] == "--help";
+  const auto question = wants_help ? std::nullopt : read_question(words, error);
+  if (!question) {
     std::fputs(usage, wants_help ? stdout : stderr);
     return wants_help ? 0 : 2;
   }
@@ -53,9 +97,9 @@ int main(int argc, char** argv) {
   // What the plugin prints must not come between.
   const int output = fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
   dup2(STDERR_FILENO, STDOUT_FILENO);
-  std::string error;
-  const auto parameters = parameters_of(argv[1], sample_rate_hz, error);
-  const bool is_told = print(output, answer_text(parameters, error), error);
+  std::optional<OpenPlugin> plugin;
+  const auto answer = answer_to(*question, plugin, error);
+  const bool is_told = print(output, answer_text(answer, error), error);
   // Nothing is left to do, and a plugin may crash on the way out.
-  std::_Exit(is_told && parameters ? 0 : 1);
+  std::_Exit(is_told && answer ? 0 : 1);
 }

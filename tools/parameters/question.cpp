@@ -1,6 +1,7 @@
 #include "tools/parameters/question.hpp"
 
 #include <chrono>
+#include <utility>
 
 #include "tools/program/child_program.hpp"
 
@@ -16,17 +17,34 @@ std::optional<std::vector<ParameterDescription>> ask_parameters(const std::strin
                                                                 const std::string& label,
                                                                 int sample_rate_hz,
                                                                 std::string& error) {
+  auto plugin = ask_plugin(specification, label, sample_rate_hz, {}, "", error);
+  return plugin ? std::optional(std::move(plugin->parameters)) : std::nullopt;
+}
+
+std::optional<PluginDescription> ask_plugin(const std::string& specification,
+                                            const std::string& label, int sample_rate_hz,
+                                            const PluginSettings& settings,
+                                            const std::string& save_path, std::string& error) {
+  std::vector<std::string> words{specification, "--sample-rate", std::to_string(sample_rate_hz)};
+  const auto add = [&words](const char* option, const std::string& value) {
+    words.emplace_back(option);
+    words.push_back(value);
+  };
+  if (!settings.preset.empty()) add("--preset", settings.preset);
+  for (const auto& [name, path] : settings.files) add("--file", name + "=" + path);
+  if (!save_path.empty()) add("--save", save_path);
   std::string reason;
   const auto answer =
-      run_child(path_of_program("vesk-parameters"), {specification, std::to_string(sample_rate_hz)},
-                longest_answer, true, reason);
+      run_child(path_of_program("vesk-parameters"), words, longest_answer, true, reason);
   if (!answer) {
     error = label + " cannot be looked at: " + reason;
     return std::nullopt;
   }
   const Json told = Json::parse(answer->output, nullptr, false);
-  if (told.is_object() && told.contains("parameters"))
-    if (auto parameters = parameters_from(told.at("parameters"))) return parameters;
+  if (auto plugin = plugin_from(told)) {
+    plugin->remarks = missing_file_lines(answer->errors);
+    return plugin;
+  }
   if (told.is_object() && told.contains("error") && told.at("error").is_string())
     error = told.at("error").get<std::string>();
   else

@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "tools/parameters/description.hpp"
+#include "tools/parameters/settings.hpp"
 
 namespace vesk::tools {
 
@@ -17,5 +18,13 @@ std::optional<std::vector<ParameterDescription>> ask_parameters(const std::strin
                                                                 const std::string& label,
                                                                 int sample_rate_hz,
                                                                 std::string& error);
+
+/// The same for all that the component tells. With a `save_path` the plugin is started as a host
+/// starts it (its parameters, then its preset file, where that exists), is given `settings`, and
+/// its state goes to that file, whole or not at all.
+std::optional<PluginDescription> ask_plugin(const std::string& specification,
+                                            const std::string& label, int sample_rate_hz,
+                                            const PluginSettings& settings,
+                                            const std::string& save_path, std::string& error);
 
 }  // namespace vesk::tools

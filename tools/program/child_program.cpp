@@ -12,6 +12,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
+#include <sstream>
 #include <string_view>
 #include <system_error>
 
@@ -93,6 +94,16 @@ bool has_ended(pid_t child, int options, int& status) {
   return ended != 0;
 }
 
+/// What hosts and the like wrote, without the words that it begins with.
+std::vector<std::string> host_lines(const std::string& lines) {
+  constexpr std::string_view start = "plugin host: ";
+  std::vector<std::string> found;
+  std::istringstream rest(lines);
+  for (std::string line; std::getline(rest, line);)
+    if (line.starts_with(start)) found.push_back(line.substr(start.size()));
+  return found;
+}
+
 }  // namespace
 
 std::string path_of_program(const char* name, const char* variable) {
@@ -146,15 +157,15 @@ std::optional<ChildAnswer> run_child(const std::string& program,
 }
 
 std::string last_host_line(const std::string& lines) {
-  constexpr std::string_view start = "plugin host: ";
-  std::string_view rest = lines;
-  std::string_view found;
-  while (!rest.empty()) {
-    const std::string_view line = rest.substr(0, rest.find('\n'));
-    if (line.starts_with(start)) found = line.substr(start.size());
-    rest.remove_prefix(std::min(line.size() + 1, rest.size()));
-  }
-  return std::string(found);
+  const std::vector<std::string> found = host_lines(lines);
+  return found.empty() ? "" : found.back();
+}
+
+std::vector<std::string> missing_file_lines(const std::string& lines) {
+  std::vector<std::string> found = host_lines(lines);
+  std::erase_if(found,
+                [](const std::string& line) { return !line.ends_with(" is not there any more"); });
+  return found;
 }
 
 }  // namespace vesk::tools

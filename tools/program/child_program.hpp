@@ -31,4 +31,8 @@ std::optional<ChildAnswer> run_child(const std::string& program,
 /// the words that it begins with; empty when there is none.
 std::string last_host_line(const std::string& lines);
 
+/// Those of `lines`, without the words that they begin with, that name a file which a preset has
+/// and which is gone.
+std::vector<std::string> missing_file_lines(const std::string& lines);
+
 }  // namespace vesk::tools

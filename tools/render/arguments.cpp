@@ -1,11 +1,13 @@
 #include "tools/render/arguments.hpp"
 
+#include <utility>
+
 #include "host/block.hpp"
 #include "tools/program/command_line.hpp"
 
 namespace vesk::tools {
 
-const char* const render_help =
+const std::string render_help =
     R"(vesk-render plays a MIDI file or an audio file through a chain of plugins, each period of it
 in a host process of its own, and writes what comes back.
 
@@ -26,7 +28,8 @@ installed; the specification text that they stand for is printed once, on standa
                           went well. FILE can be - in all three: standard input, or a WAV to
                           standard output, and then the figures go to standard error
   -p, --plot FILE.png     draw the waveform over the spectrogram
-  -r, --sample-rate HZ    8000 to 384000; without it the input's rate, or 48000. Input at
+)" + std::string(settings_help) +
+    R"(  -r, --sample-rate HZ    8000 to 384000; without it the input's rate, or 48000. Input at
                           another rate is converted
       --period FRAMES     frames a period, 1 to 4096 (512)
       --duration SECONDS  play no more than this of the song
@@ -81,7 +84,7 @@ Option::Setter takes_source(std::string& target) {
 }
 
 std::vector<Option> options_for(RenderArguments& arguments) {
-  return {
+  std::vector<Option> options = {
       {"--set", "-s", takes_each(arguments.settings)},
       {"--midi", "-m", takes_source(arguments.midi_path)},
       {"--input", "-i", takes_source(arguments.input_path)},
@@ -98,6 +101,8 @@ std::vector<Option> options_for(RenderArguments& arguments) {
       {"--json", nullptr, nullptr, &arguments.as_json},
       {"--quiet", "-q", nullptr, &arguments.quiet},
   };
+  for (Option& option : setting_options(arguments.start)) options.push_back(std::move(option));
+  return options;
 }
 
 }  // namespace
@@ -125,7 +130,9 @@ std::optional<RenderArguments> parse_render_arguments(const std::vector<std::str
 }
 
 bool take_chain(RenderArguments& arguments, const std::string& specification, std::string& error) {
-  if (!read_chain(specification, arguments.chain, error)) return false;
+  if (!read_chain(specification, arguments.chain, error) ||
+      !check_settings(arguments.start, arguments.chain, error))
+    return false;
   const ChainElement& first = arguments.chain.front();
   if (first.is_effect() && arguments.input_path.empty())
     error = first.name + " is an effect and needs --input";

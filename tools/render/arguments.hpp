@@ -7,6 +7,7 @@
 
 #include "spec/chain_text.hpp"
 #include "tools/audio/writer.hpp"
+#include "tools/parameters/chain_settings.hpp"
 
 namespace vesk::tools {
 
@@ -15,6 +16,7 @@ struct RenderArguments {
   std::string chain_words;            ///< as given
   std::vector<std::string> settings;  ///< of its parameters, as given
   ChainElements chain;                ///< what `take_chain` was given
+  ChainSettings start;                ///< presets and files
   std::string midi_path;              ///< empty: none
   std::string input_path;             ///< empty: none
   std::string output_path;            ///< ends as its format asks; "-": standard output
@@ -43,6 +45,6 @@ std::optional<RenderArguments> parse_render_arguments(const std::vector<std::str
 bool take_chain(RenderArguments& arguments, const std::string& specification, std::string& error);
 
 /// The text of `vesk-render --help`.
-extern const char* const render_help;
+extern const std::string render_help;
 
 }  // namespace vesk::tools

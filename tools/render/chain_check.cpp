@@ -6,6 +6,7 @@
 #include <iterator>
 #include <system_error>
 
+#include "tools/hosting/host_words.hpp"
 #include "tools/parameters/question.hpp"
 
 namespace vesk::tools {
@@ -42,6 +43,9 @@ std::vector<Warning> check_values(const ChainElement& plugin,
 
 std::vector<Warning> check_chain(const ChainElements& chain, bool plays_midi, int sample_rate_hz) {
   std::vector<Warning> warnings;
+  if (plays_midi)
+    for (const std::string& remark : midi_remarks(chain))
+      warnings.push_back({WarningKind::note, remark});
   for (const ChainElement& plugin : chain) {
     // Hosts load a chain whose preset file is missing: the first run of a plugin has none yet. In
     // a rendering the path is more likely mistyped.
@@ -50,11 +54,6 @@ std::vector<Warning> check_chain(const ChainElements& chain, bool plays_midi, in
       warnings.push_back({WarningKind::no_preset, plugin.preset_path + " does not exist; " +
                                                       plugin.name +
                                                       " starts with its own settings"});
-    }
-    if (plays_midi && &plugin != &chain.front() && plugin.takes_midi()) {
-      warnings.push_back({WarningKind::note, plugin.name +
-                                                 " gets no MIDI events: they go to the chain's "
-                                                 "first plugin alone"});
     }
     if (plugin.params.empty()) continue;
     // A plugin that cannot be opened is the host's to refuse, and then this is not said.

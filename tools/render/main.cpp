@@ -47,7 +47,8 @@ int main(int argc, char** argv) {
   make_size_limit_an_error();
   const std::vector<std::string> words(argv + 1, argv + argc);
   std::string error;
-  if (const std::string text = text_asked_for(words, "vesk-render", render_help); !text.empty())
+  if (const std::string text = text_asked_for(words, "vesk-render", render_help.c_str());
+      !text.empty())
     return tell(text) ? 0 : 1;
   const auto refuse = [&error] {
     say(error + "; vesk-render --help tells how");

@@ -102,8 +102,8 @@ std::uint64_t latency_frames(const client::HostProcess& host, double sample_rate
 
 }  // namespace
 
-RenderOutcome render_song(const RenderArguments& arguments, RenderReport& report,
-                          std::string& error) {
+RenderOutcome render_song(const RenderArguments& given, RenderReport& report, std::string& error) {
+  RenderArguments arguments = given;
   SongSource::Settings song;
   song.midi_path = arguments.midi_path;
   song.input_path = arguments.input_path;
@@ -119,16 +119,23 @@ RenderOutcome render_song(const RenderArguments& arguments, RenderReport& report
   for (const std::string& remark : source->remarks())
     report.warnings.push_back({WarningKind::note, remark});
 
-  // Until the host is there a signal may simply end us: nothing has been made yet, and the host
+  // Until the host is there a signal may simply end us, unless files have been made: the host
   // leaves with its parent.
+  if (!arguments.start.empty()) watch_for_interruption();
+  const auto presets =
+      StartPresets::make(arguments.chain, arguments.start, false, source->sample_rate(), error);
+  if (interruption() != 0) return RenderOutcome::interrupted;
+  if (!presets) return RenderOutcome::failed;
   const auto load_start = Clock::now();
   const auto host = spawn_host(arguments, source->sample_rate(), error);
   if (!host) return RenderOutcome::failed;
   // While the host loads.
-  std::ranges::move(
-      check_chain(arguments.chain, !arguments.midi_path.empty(), source->sample_rate()),
-      std::back_inserter(report.warnings));
+  std::ranges::move(check_chain(given.chain, !arguments.midi_path.empty(), source->sample_rate()),
+                    std::back_inserter(report.warnings));
   if (!wait_until_ready(*host, arguments.chain, error)) return RenderOutcome::failed;
+  for (const auto& remarks : {presets->remarks(), missing_files(*host)})
+    for (const std::string& remark : remarks)
+      report.warnings.push_back({WarningKind::note, remark});
   if (must_stop(arguments, report)) return RenderOutcome::slipped;
   report.load_seconds = seconds_since(load_start);
   report.latency_frames = latency_frames(*host, source->sample_rate());

@@ -24,7 +24,7 @@ namespace vesk::lv2 {
 namespace {
 
 /// Raise it whenever the form of anything in the file changes, or the rules that fill it in.
-constexpr std::uint32_t cache_version = 6;
+constexpr std::uint32_t cache_version = 7;
 
 /// Header, index, records in the order of the entries. The numbers stand in the machine's own
 /// order, so a file from a machine of the other order has a wrong version.

@@ -51,6 +51,7 @@ enum PortProperty : std::uint32_t {
 enum PortEvents : std::uint32_t {
   events_midi = 1u << 0,
   events_time = 1u << 1,
+  events_patch = 1u << 2,
 };
 
 /// The unit of a control port. All empty when none is declared.
@@ -149,6 +150,14 @@ struct Preset {
   bool operator==(const Preset&) const = default;
 };
 
+/// A file that the plugin is told of by its name: a writable property that is a path.
+struct FileProperty {
+  std::string uri;
+  std::string label;  ///< for people; never empty
+
+  bool operator==(const FileProperty&) const = default;
+};
+
 /// An editor of the plugin.
 struct Editor {
   std::string uri;
@@ -173,7 +182,8 @@ struct Description {
   std::vector<Port> ports;                     ///< by index, without gaps
   std::vector<Preset> presets;                 ///< by label, then URI
   std::vector<Editor> editors;
-  State default_state;  ///< for state:loadDefaultState; empty otherwise
+  std::vector<FileProperty> files;  ///< by label, then URI
+  State default_state;              ///< for state:loadDefaultState; empty otherwise
 
   /// The component's type ('aumu', 'aumf', 'aufx', 'augn', 'aumi'); 0 when it is none.
   std::uint32_t type = 0;

@@ -37,11 +37,15 @@ static void fields(auto& stream, RecordOf<Editor> auto& editor) {
   stream(editor.uri, editor.class_uri, editor.library, editor.bundle, editor.required_features);
 }
 
+static void fields(auto& stream, RecordOf<FileProperty> auto& file) {
+  stream(file.uri, file.label);
+}
+
 static void fields(auto& stream, RecordOf<Description> auto& plugin) {
   stream(plugin.uri, plugin.bundle, plugin.library, plugin.name, plugin.author, plugin.classes,
          plugin.minor_version, plugin.micro_version, plugin.required_features, plugin.ports,
-         plugin.presets, plugin.editors, plugin.default_state, plugin.type, plugin.not_hosted,
-         plugin.main_inputs, plugin.main_outputs);
+         plugin.presets, plugin.editors, plugin.files, plugin.default_state, plugin.type,
+         plugin.not_hosted, plugin.main_inputs, plugin.main_outputs);
 }
 
 static void fields(auto& stream, RecordOf<Stamp> auto& stamp) {

@@ -75,6 +75,9 @@ bool Instance::build(const InstanceRequest& request, std::string& error) {
       return false;
     }
   }
+  // Some take the files of their state in the first runs only, and until then save none.
+  if (!plugin_.files.empty() && request.state != nullptr && !request.state->empty())
+    run_silence({}, [](const Voice&) {});
   return true;
 }
 

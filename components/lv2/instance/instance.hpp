@@ -6,6 +6,7 @@
 #include <lv2/state/state.h>
 
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <span>
 #include <string>
@@ -60,6 +61,13 @@ class Instance {
   Instance(const Instance&) = delete;
   Instance& operator=(const Instance&) = delete;
 
+  /// Tells the plugin that the file of its property `uri` is the one at `path` (PATH_MAX bytes at
+  /// most), by a patch:Set and
+  /// some runs over silence, with the work that they ask for in between. Before the first `render`
+  /// only, so that no period is ever late for a file. False with a sentence in `error` when the
+  /// plugin does not take it: it answers so, or neither answers nor keeps the path in its state.
+  bool give_file(const std::string& uri, const std::string& path, std::string& error);
+
   /// What the plugin says of itself now. May run beside `render`.
   std::vector<StateProperty> save() const;
   /// The handle whose state is saved, for an editor's instance-access feature. Good while the
@@ -76,6 +84,9 @@ class Instance {
  private:
   using RunFunction = void (*)(LV2_Handle, std::uint32_t) VESK_REALTIME;
   using ConnectFunction = void (*)(LV2_Handle, std::uint32_t, void*) VESK_REALTIME;
+
+  struct Voice;
+  using RunVisitor = std::function<void(const Voice&)>;
 
   struct Voice {
     Worker worker;
@@ -96,6 +107,7 @@ class Instance {
   void connect_events(Voice& voice);
   void activate();
   float* new_buffer(float fill);
+  void run_silence(std::span<const std::byte> message, const RunVisitor& after_run);
 
   void begin_period(const Period& period) noexcept VESK_REALTIME;
   void follow_editor(EditorFeed* editor) noexcept VESK_REALTIME;

@@ -39,6 +39,7 @@ PortTable::PortTable(const Description& plugin) {
         break;
       case PortKind::atom:
         (input ? atom_inputs : atom_outputs).push_back(port.index);
+        if (input && !patch_input && (port.events & events_patch) != 0) patch_input = port.index;
         takes_midi = takes_midi || (input && (port.events & events_midi) != 0);
         break;
       case PortKind::event:
@@ -49,6 +50,8 @@ PortTable::PortTable(const Description& plugin) {
         break;
     }
   }
+  // Not every plugin says where it takes such messages.
+  if (!patch_input && !atom_inputs.empty()) patch_input = atom_inputs.front();
   if (main_inputs.size() == 1 && main_outputs.size() == 1) instances = 2;
 }
 

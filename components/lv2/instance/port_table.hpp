@@ -35,6 +35,8 @@ struct PortTable {
   std::vector<std::uint32_t> event_inputs;
   std::vector<std::uint32_t> event_outputs;
 
+  std::optional<std::uint32_t> patch_input;  ///< where the plugin is told of files
+
   /// True when MIDI has somewhere to go.
   bool takes_midi = false;
   /// How many instances of the plugin make the stereo unit: two when it has one main channel each

@@ -5,6 +5,7 @@
 #include <lv2/log/log.h>
 #include <lv2/midi/midi.h>
 #include <lv2/parameters/parameters.h>
+#include <lv2/patch/patch.h>
 #include <lv2/time/time.h>
 
 #include <array>
@@ -119,6 +120,12 @@ const Urids& urids() {
       .log_trace = map_uri(LV2_LOG__Trace),
       .midi_event = map_uri(LV2_MIDI__MidiEvent),
       .sample_rate = map_uri(LV2_PARAMETERS__sampleRate),
+      .patch_error = map_uri(LV2_PATCH__Error),
+      .patch_put = map_uri(LV2_PATCH__Put),
+      .patch_set = map_uri(LV2_PATCH__Set),
+      .patch_body = map_uri(LV2_PATCH__body),
+      .patch_property = map_uri(LV2_PATCH__property),
+      .patch_value = map_uri(LV2_PATCH__value),
       .time_position = map_uri(LV2_TIME__Position),
       .time_frame = map_uri(LV2_TIME__frame),
       .time_speed = map_uri(LV2_TIME__speed),

@@ -24,6 +24,7 @@ struct Urids {
       atom_tuple, atom_uri, atom_urid, atom_vector;
   std::uint32_t bufsize_min, bufsize_max, bufsize_nominal, bufsize_sequence;
   std::uint32_t log_trace, midi_event, sample_rate;
+  std::uint32_t patch_error, patch_put, patch_set, patch_body, patch_property, patch_value;
   std::uint32_t time_position, time_frame, time_speed, time_bar, time_bar_beat, time_beat_unit,
       time_beats_per_bar, time_beats_per_minute;
 };

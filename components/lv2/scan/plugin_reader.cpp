@@ -1,4 +1,6 @@
+#include <lv2/atom/atom.h>
 #include <lv2/core/lv2.h>
+#include <lv2/patch/patch.h>
 #include <lv2/presets/presets.h>
 #include <lv2/state/state.h>
 
@@ -94,6 +96,20 @@ std::vector<Editor> read_editors(LilvWorld* world, const LilvPlugin* plugin) {
   return editors;
 }
 
+std::vector<FileProperty> read_files(LilvWorld* world, const LilvNode* plugin) {
+  std::vector<FileProperty> files;
+  for (const std::string& uri : Subject(world, plugin).uris(LV2_PATCH__writable)) {
+    const Node node(lilv_new_uri(world, uri.c_str()));
+    const Subject property(world, node.get());
+    if (uri_of(property.one(LILV_NS_RDFS "range").get()) != LV2_ATOM__Path) continue;
+    std::string label = text_of(property.one(LILV_NS_RDFS "label").get());
+    if (label.empty()) label = uri;
+    files.push_back({uri, std::move(label)});
+  }
+  std::ranges::sort(files, {}, [](const FileProperty& f) { return std::tie(f.label, f.uri); });
+  return files;
+}
+
 std::string author_of(const LilvPlugin* plugin) {
   const Node author(lilv_plugin_get_author_name(plugin));
   return text_of(author.get());
@@ -119,6 +135,7 @@ Description describe_plugin(LilvWorld* world, const LilvPlugin* plugin) {
   description.micro_version = unsigned_of(subject.one(LV2_CORE__microVersion).get());
   description.required_features = subject.uris(LV2_CORE__requiredFeature);
   description.editors = read_editors(world, plugin);
+  description.files = read_files(world, uri);
   if (subject.one(LV2_STATE__state)) {
     if (const auto state = read_state(world, uri)) {
       // The port values of a plugin as its own state are the defaults of its ports again.

@@ -2,6 +2,7 @@
 #include <lv2/core/lv2.h>
 #include <lv2/event/event.h>
 #include <lv2/midi/midi.h>
+#include <lv2/patch/patch.h>
 #include <lv2/port-groups/port-groups.h>
 #include <lv2/port-props/port-props.h>
 #include <lv2/resize-port/resize-port.h>
@@ -125,6 +126,7 @@ class PortReader {
       const std::string uri = uri_of(node);
       if (uri == LV2_MIDI__MidiEvent) result.events |= events_midi;
       if (uri == LV2_TIME__Position) result.events |= events_time;
+      if (uri == LV2_PATCH__Message) result.events |= events_patch;
     });
   }
 

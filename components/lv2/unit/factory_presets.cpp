@@ -1,5 +1,7 @@
 // Factory presets of a unit.
 
+#include <cstdlib>
+
 #include "components/lv2/catalogue/presets.hpp"
 #include "components/lv2/unit/cf_text.hpp"
 #include "components/lv2/unit/plugin_unit.hpp"
@@ -18,6 +20,17 @@ CFArrayRef PluginUnit::copy_factory_presets() {
       kCFAllocatorDefault, static_cast<CFIndex>(factory_presets_.size()), nullptr);
   for (const AUPreset& preset : factory_presets_) CFArrayAppendValue(list, &preset);
   return list;
+}
+
+OSStatus PluginUnit::tell_user_presets(UInt8* is_users) const {
+  const char* home = std::getenv("HOME");
+  const std::string own = home != nullptr && *home != 0 ? std::string(home) + "/" : "";
+  for (const Preset& preset : plugin_->presets) {
+    // A plugin that is itself installed there has presets of its maker beside it.
+    const bool came_with_plugin = preset.bundle == plugin_->bundle;
+    *is_users++ = !own.empty() && preset.bundle.starts_with(own) && !came_with_plugin;
+  }
+  return noErr;
 }
 
 OSStatus PluginUnit::load_factory_preset(SInt32 number) {

@@ -105,10 +105,9 @@ OSStatus PluginUnit::uninitialize() {
   return kAudioUnitErr_CannotDoInCurrentContext;
 }
 
-OSStatus PluginUnit::apply(StateChange change) {
-  if (is_initialized()) {
-    std::unique_ptr<Instance> instance = make_instance(change.values, &change.properties);
-    if (instance == nullptr) return kAudioUnitErr_InvalidPropertyValue;
+/// Puts `instance`, none while the unit is not initialized, in the place of what there is.
+void PluginUnit::exchange(std::unique_ptr<Instance> instance) {
+  if (instance != nullptr) {
     latency_frames_.store(instance->latency_frames(), std::memory_order_relaxed);
     instance_leaves();
     slot_.put(std::move(instance));
@@ -117,10 +116,21 @@ OSStatus PluginUnit::apply(StateChange change) {
     instance_leaves();
     parked_.reset();
   }
+}
+
+OSStatus PluginUnit::apply(StateChange change) {
+  std::unique_ptr<Instance> instance;
+  if (is_initialized()) {
+    instance = make_instance(change.values, &change.properties);
+    if (instance == nullptr) return kAudioUnitErr_InvalidPropertyValue;
+  }
+  exchange(std::move(instance));
   // After the exchange: the instance that is being replaced keeps its own values to its end.
   for (const std::uint32_t port : ports_.control_inputs)
     if (parameters_.is_writable(port)) parameters_.set(port, change.values[port]);
   properties_ = std::move(change.properties);
+  files_.clear();
+  tell_missing_files(*properties_);
   preset_number_ = change.preset_number;
   preset_name_ = std::move(change.preset_name);
   return noErr;

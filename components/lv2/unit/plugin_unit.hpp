@@ -1,13 +1,14 @@
 #pragma once
 
 // The Audio Unit around one plugin. component_interface.cpp lets callers reach it. Its parts:
-// plugin_unit.cpp (life), properties.cpp, class_info.cpp (saved state), factory_presets.cpp, and
-// render.cpp (what may be called on the render thread).
+// plugin_unit.cpp (life), properties.cpp, class_info.cpp (saved state), factory_presets.cpp,
+// files.cpp, and render.cpp (what may be called on the render thread).
 
 #include <AudioToolbox/AudioToolbox.h>
 
 #include <atomic>
 #include <cstdint>
+#include <map>
 #include <memory>
 #include <optional>
 #include <string>
@@ -83,6 +84,7 @@ class PluginUnit {
                                           const std::vector<StateProperty>* properties);
   const std::vector<StateProperty>* state_to_restore() const;
   OSStatus apply(StateChange change);
+  void exchange(std::unique_ptr<Instance> instance);
   void allocate_buffers();
   void instance_leaves() const;
   bool is_initialized() const { return initialized_.load(std::memory_order_acquire); }
@@ -97,9 +99,15 @@ class PluginUnit {
   CFDataRef copy_control_data() const;
   void read_controls(CFDictionaryRef saved, std::vector<float>& values) const;
 
+  // files.cpp
+  OSStatus set_file(CFDictionaryRef wanted);
+  CFArrayRef copy_files() const;
+  void tell_missing_files(const std::vector<StateProperty>& properties) const;
+
   // factory_presets.cpp
   OSStatus load_factory_preset(SInt32 number);
   CFArrayRef copy_factory_presets();
+  OSStatus tell_user_presets(UInt8* is_users) const;
 
   // render.cpp
   OSStatus check_buffers(UInt32 frames, const AudioBufferList& data) const noexcept VESK_REALTIME;
@@ -121,7 +129,8 @@ class PluginUnit {
 
   // Control thread.
   std::optional<std::vector<StateProperty>> properties_;  ///< what the next instance restores
-  std::unique_ptr<Instance> parked_;  ///< while uninitialised: still knows its state
+  std::unique_ptr<Instance> parked_;          ///< while uninitialised: still knows its state
+  std::map<std::string, std::string> files_;  ///< paths given in this unit, by property
   SInt32 preset_number_ = -1;
   std::string preset_name_ = "Untitled";
   std::vector<AUPreset> factory_presets_;

@@ -4,11 +4,12 @@
 #include <cstring>
 #include <iterator>
 
-#include "components/lv2/unit/cf_text.hpp"
+#include "components/lv2/unit/cf_object.hpp"
 #include "components/lv2/unit/editor_link.hpp"
 #include "components/lv2/unit/parameter_text.hpp"
 #include "components/lv2/unit/plugin_unit.hpp"
 #include "platform/parameter_symbol.hpp"
+#include "platform/unit_extras.hpp"
 
 namespace vesk::lv2 {
 namespace {
@@ -182,6 +183,20 @@ struct UnitProperties {
     return unit.load_factory_preset(read<AUPreset>(data).presetNumber);
   }
 
+  static bool has_files(const Unit& unit) {
+    return !unit.plugin_->files.empty() && unit.ports_.patch_input;
+  }
+  static OSStatus get_files(Unit& unit, Place, void* data) {
+    return answer(data, unit.copy_files());
+  }
+  static OSStatus set_file(Unit& unit, const void* data) {
+    return unit.set_file(cf_cast<CFDictionaryRef>(read<CFTypeRef>(data)));
+  }
+  static std::size_t count_presets(const Unit& unit) { return unit.plugin_->presets.size(); }
+  static OSStatus get_user_presets(Unit& unit, Place, void* data) {
+    return unit.tell_user_presets(static_cast<UInt8*>(data));
+  }
+
   // Parameters
 
   static std::size_t count_parameters(const Unit& unit) { return unit.parameters_.listed().size(); }
@@ -291,6 +306,16 @@ constinit const UnitProperties::Row UnitProperties::rows[] = {
      .size = sizeof(AUPreset),
      .get = &get_present_preset,
      .set = &set_present_preset},
+    {.id = platform::user_presets_property,
+     .size = sizeof(UInt8),
+     .exists = &has_presets,
+     .get = &get_user_presets,
+     .count = &count_presets},
+    {.id = platform::files_property,
+     .size = sizeof(CFTypeRef),
+     .exists = &has_files,
+     .get = &get_files,
+     .set = &set_file},
     {.id = kAudioUnitProperty_ParameterList,
      .size = sizeof(AudioUnitParameterID),
      .get = &get_parameter_list,

@@ -5,6 +5,7 @@
 #include <cmath>
 #include <memory>
 
+#import "platform/linux/core_audio_kit/panel_file_row.h"
 #import "platform/linux/core_audio_kit/panel_menu.h"
 #import "platform/linux/core_audio_kit/panel_row.h"
 
@@ -22,6 +23,7 @@ constexpr double header_height = 62;
 constexpr double search_height = 34;
 constexpr double list_edge = 6;
 constexpr double tallest_panel = 560;
+constexpr double least_with_files = 320;  ///< to choose in
 constexpr double room_beside_panel = 80;  ///< on screen, for title bars and task bars
 
 UInt32 parameter_list_size(AudioUnit unit) {
@@ -43,7 +45,8 @@ struct AUGenericViewState {
   UnitTitle title;
   std::vector<Parameter> parameters;
   UInt32 list_size = 0;
-  std::vector<VeskRow*> rows;  // the list holds them
+  std::vector<VeskRow*> rows;           // the list holds them
+  std::vector<VeskFileRow*> file_rows;  // the list holds them
   std::vector<FactoryPreset> presets;
   std::string present_preset;
   VeskScrollView* scroll = nil;
@@ -133,6 +136,7 @@ void follow(CFRunLoopTimerRef, void* view) {
     CFRelease(_state->timer);
   }
   for (VeskRow* row : _state ? _state->rows : std::vector<VeskRow*>()) [row retire];
+  for (VeskFileRow* row : _state ? _state->file_rows : std::vector<VeskFileRow*>()) [row retire];
   delete _state;
   _state = nullptr;
   [super dealloc];
@@ -164,7 +168,9 @@ void follow(CFRunLoopTimerRef, void* view) {
     [row endGesture];
     [row retire];
   }
+  for (VeskFileRow* row : _state->file_rows) [row retire];
   _state->rows.clear();
+  _state->file_rows.clear();
   [_state->search removeFromSuperview];
   [_state->preset_button removeFromSuperview];
   _state->search = nil;
@@ -200,6 +206,14 @@ void follow(CFRunLoopTimerRef, void* view) {
     [self addSubview:_state->search];
     follow_with(_state->search);
   }
+  if (_state->flags & AUViewPropertiesDisplayFlag) {
+    for (const UnitFile& file : read_files(unit)) {
+      VeskFileRow* row = [[[VeskFileRow alloc] initWithUnit:unit file:file] autorelease];
+      [list addSubview:row];
+      _state->file_rows.push_back(row);
+      follow_with(row->_button);
+    }
+  }
   const std::string* group = nullptr;
   const auto add = [&](const Parameter* parameter, const std::string& name) {
     VeskRow* row = [[[VeskRow alloc] initWithUnit:unit parameter:parameter
@@ -233,11 +247,15 @@ void follow(CFRunLoopTimerRef, void* view) {
   const std::string wanted = _state->search ? lower([_state->search stringValue]) : "";
   double y = list_edge;
   VeskRow* heading = nil;
-  const auto place = [&y](VeskRow* row) {
+  const auto place = [&y](NSView* row) {
     [row setFrameOrigin:NSMakePoint(0, y)];
     [row setHidden:NO];
     y += NSHeight([row frame]);
   };
+  for (VeskFileRow* row : _state->file_rows) {
+    [row setHidden:YES];
+    if (lower(row->_label).find(wanted) != std::string::npos) place(row);
+  }
   for (VeskRow* row : _state->rows) {
     [row setHidden:YES];
     if (!row->_parameter) {
@@ -267,7 +285,8 @@ void follow(CFRunLoopTimerRef, void* view) {
 - (double)vesk_comfortableHeight {
   const double whole = [self vesk_headerHeight] + NSHeight([[_state->scroll documentView] frame]);
   const double screen = NSHeight([[NSScreen mainScreen] visibleFrame]) - room_beside_panel;
-  return std::min({whole, tallest_panel, std::max(screen, 200.0)});
+  const double least = _state->file_rows.empty() ? 0 : least_with_files;
+  return std::min({std::max(whole, least), tallest_panel, std::max(screen, 200.0)});
 }
 
 /// As high as what there is to show, within reason; its upper edge stays where it is.
@@ -340,8 +359,15 @@ void follow(CFRunLoopTimerRef, void* view) {
                  selected:selected < static_cast<NSInteger>(names.size()) ? selected : -1
                    choose:[self](NSInteger item) {
                      choose_preset(_state->unit, _state->presets[static_cast<std::size_t>(item)]);
+                     [self vesk_showFiles];
                      [self vesk_follow];
                    }];
+}
+
+- (void)vesk_showFiles {
+  const std::vector<UnitFile> files = read_files(_state->unit);
+  for (std::size_t i = 0; i < files.size() && i < _state->file_rows.size(); ++i)
+    [_state->file_rows[i] show:files[i]];
 }
 
 - (void)vesk_openMenuFrom:(NSView*)button

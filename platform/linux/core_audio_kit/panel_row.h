@@ -15,6 +15,7 @@ namespace vesk::platform {
 constexpr double panel_width = 500;
 constexpr double margin = 18;
 constexpr double row_height = 28;
+constexpr double control_x = 188;
 
 /// What the toolkit's field editor makes of the key, which elsewhere would be cancelOperation.
 bool is_escape(SEL command);
@@ -30,6 +31,8 @@ id enclosing(Class wanted, id responder);
                     names:(std::vector<std::string>)names
                  selected:(NSInteger)selected
                    choose:(std::function<void(NSInteger)>)choose;
+/// Asks the unit which files its plugin has, and shows them.
+- (void)vesk_showFiles;
 @end
 
 /// A parameter's name, control and value, or without a parameter a heading.

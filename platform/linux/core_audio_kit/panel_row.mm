@@ -9,7 +9,6 @@ namespace {
 
 // Points.
 constexpr double heading_height = 32;
-constexpr double control_x = 188;
 constexpr double control_width = 186;
 constexpr double value_x = 386;
 constexpr double value_width = 96;
