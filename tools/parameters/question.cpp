@@ -5,21 +5,15 @@
 #include "tools/program/child_program.hpp"
 
 namespace vesk::tools {
-namespace {
-
-// A second more than an instance may take to come.
-constexpr auto longest_answer = std::chrono::seconds(61);
-
-}  // namespace
-
 std::optional<std::vector<ParameterDescription>> ask_parameters(const std::string& specification,
                                                                 const std::string& label,
                                                                 int sample_rate_hz,
-                                                                std::string& error) {
+                                                                std::string& error,
+                                                                std::chrono::seconds limit) {
   std::string reason;
   const auto answer =
       run_child(path_of_program("vesk-parameters"), {specification, std::to_string(sample_rate_hz)},
-                longest_answer, true, reason);
+                limit, true, reason);
   if (!answer) {
     error = label + " cannot be looked at: " + reason;
     return std::nullopt;

@@ -60,15 +60,23 @@ bool read_chain(const std::string& text, ChainElements& chain, std::string& erro
 
 bool read_command_line(const std::vector<std::string>& words, std::span<const Option> options,
                        std::string& chain, std::string& error) {
+  std::vector<std::string> chains;
+  if (!read_command_line(words, options, chains, error)) return false;
+  if (chains.size() > 1) {
+    error = "one chain at a time; \"" + chains[1] + "\" is a second one (quote a chain with '|')";
+    return false;
+  }
+  if (!chains.empty()) chain = chains.front();
+  return true;
+}
+
+bool read_command_line(const std::vector<std::string>& words, std::span<const Option> options,
+                       std::vector<std::string>& operands, std::string& error) {
   bool only_operands = false;
   for (std::size_t i = 0; i < words.size(); ++i) {
     const std::string& word = words[i];
     if (only_operands || word.size() < 2 || word[0] != '-') {
-      if (!chain.empty()) {
-        error = "one chain at a time; \"" + word + "\" is a second one (quote a chain with '|')";
-        return false;
-      }
-      chain = word;
+      operands.push_back(word);
       continue;
     }
     if (word == "--") {

@@ -22,8 +22,12 @@ struct Option {
 };
 
 /// Reads the words after a program's name: options, as "--name value", "--name=value" or by their
-/// short names, and one chain. After "--" everything is a chain. False with a sentence in `error`
-/// for an unknown option, a value that is missing or refused, and a second chain.
+/// short names, and what is no option. After "--" nothing is. False with a sentence in `error` for
+/// an unknown option and a value that is missing or refused.
+bool read_command_line(const std::vector<std::string>& words, std::span<const Option> options,
+                       std::vector<std::string>& operands, std::string& error);
+
+/// The same where one chain is all that may stand beside options.
 bool read_command_line(const std::vector<std::string>& words, std::span<const Option> options,
                        std::string& chain, std::string& error);
 
