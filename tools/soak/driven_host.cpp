@@ -102,6 +102,7 @@ bool DrivenHost::render(unsigned frames, std::span<const client::MidiEvent> even
 }
 
 bool DrivenHost::listen(unsigned frames) {
+  life_.has_played = true;
   for (const unsigned channel : {0u, 1u})
     for (const float sample : host_->output(channel).first(frames)) {
       if (!std::isfinite(sample))

@@ -55,7 +55,8 @@ struct Life {
   std::vector<ParameterDescription> parameters;
   std::string preset_path;  ///< a state that it has saved; empty for none
   std::string setting;      ///< what its parameters are just set to, in words
-  float peak = 0;
+  float peak = 0;           ///< of all that it has played
+  bool has_played = false;
   SoakResult result;
 
  private:

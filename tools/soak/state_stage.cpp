@@ -23,24 +23,25 @@ constexpr double same = 1e-4;  // of the range
 struct State {
   std::string bytes;
   std::map<std::uint32_t, float> values;
+  std::string error;  ///< it was not loaded
 };
 
-/// What the process `vesk-soak-state` says of a plugin; empty when that has ended the life.
+/// What the process `vesk-soak-state` says of a plugin that it has loaded, or why it could not load
+/// it. Empty when the process came to grief, which has ended the life.
 std::optional<State> state_of(Life& life, const std::string& text) {
   std::string error;
   const auto answer =
       run_child(path_of_program("vesk-soak-state"), {text}, life.settings.patience, true, error);
   const Json told = answer ? Json::parse(answer->output, nullptr, false) : Json();
-  if (!told.is_object() || told.contains("error")) {
-    if (told.is_object())
-      error = told.at("error").get<std::string>();
-    else if (answer)
-      error = "the process that saves it " +
+  if (!told.is_object()) {
+    if (answer)
+      error = "the process that was to save it " +
               (answer->ending.empty() ? "ended without an answer" : answer->ending);
     life.end_question(error);
     return std::nullopt;
   }
-  State state{told.at("state").get<std::string>(), {}};
+  if (told.contains("error")) return State{{}, {}, told.at("error").get<std::string>()};
+  State state{told.at("state").get<std::string>(), {}, {}};
   for (const Json& each : told.at("values"))
     state.values[each.at("id").get<std::uint32_t>()] =
         each.at("value").is_null() ? NAN : each.at("value").get<float>();
@@ -105,27 +106,47 @@ bool play_and_kill(Life& life) {
   return true;
 }
 
+bool write_preset(Life& life, const std::string& bytes) {
+  std::string error;
+  life.preset_path = life.folder + "/state.aupreset";
+  auto file = OutputFile::create(life.preset_path, error);
+  return (file && file->write(bytes.data(), bytes.size(), error) && file->commit(error)) ||
+         life.end(Outcome::unfinished, error);
+}
+
+/// Saves the state of what `text` names, restores it elsewhere and compares. Leaves the preset's
+/// path in `life` where the state can be used.
+bool round_trip(Life& life, const std::string& text) {
+  const auto before = state_of(life, text);
+  if (!before) return false;
+  const std::string fault = !before->error.empty()  ? "it is not loaded: " + before->error
+                            : before->bytes.empty() ? "it cannot be saved"
+                                                    : "";
+  if (!fault.empty()) {
+    life.remark("state", fault, true);
+    return true;
+  }
+  if (!write_preset(life, before->bytes)) return false;
+  const auto after = state_of(life, life.element.name + "@" + life.preset_path);
+  if (!after) return false;
+  if (after->error.empty()) {
+    compare(life, *before, *after);
+  } else {
+    life.remark("state", "what it has saved it does not take: " + after->error, true);
+    life.preset_path.clear();
+  }
+  return true;
+}
+
 }  // namespace
 
 bool keep_state(Life& life) {
   if (!life.begin("state") || !life.ask_parameters()) return false;
-  const auto before = state_of(life, with_settings(life));
-  if (!before) return false;
-  if (before->bytes.empty()) {
-    life.remark("state", "it cannot be saved", true);
-    return true;
-  }
-  std::string error;
-  const std::string path = life.folder + "/state.aupreset";
-  auto file = OutputFile::create(path, error);
-  if (!file || !file->write(before->bytes.data(), before->bytes.size(), error) ||
-      !file->commit(error))
-    return life.end(Outcome::unfinished, error);
-  life.preset_path = path;
-  const auto after = state_of(life, life.element.name + "@" + path);
-  if (!after) return false;
-  compare(life, *before, *after);
-  return play_and_kill(life);
+  if (!round_trip(life, life.element.name)) return false;
+  if (life.preset_path.empty()) return true;
+  life.setting = "random settings";
+  if (!round_trip(life, with_settings(life))) return false;
+  return life.preset_path.empty() || play_and_kill(life);
 }
 
 }  // namespace vesk::tools
