@@ -17,7 +17,7 @@ says how they bore it. A crash or a hang costs its component, never the run.
 usage: vesk-soak PLUGIN ... [options]
        vesk-soak --all [options]
 
-PLUGIN is TYPE:SUBTYPE:MANUFACTURER as vesk-list prints it, or a part of the name: all whose names
+PLUGIN is TYPE:SUBTYPE:MANUFACTURER as vesk-list prints it, or a part of that or of the name: all that
 have it are taken.
 
       --all               everything that is installed and hosted

@@ -13,6 +13,7 @@
 
 #include "tools/program/interruption.hpp"
 #include "tools/program/progress_bar.hpp"
+#include "tools/soak/report.hpp"
 
 namespace vesk::tools {
 namespace {
@@ -74,10 +75,11 @@ class Crew {
     for (std::size_t i = next_++; i < candidates_.size() && interruption() == 0; i = next_++) {
       const Scratch folder;
       const Candidate& candidate = candidates_[i];
-      const std::string name = candidate.name.empty() ? candidate.element.name : candidate.name;
+      const std::string name = candidate.name.empty() ? candidate.element.name
+                                                      : without_maker(candidate.name).substr(0, 24);
       auto result = soak(settings_, candidate, folder.path(), [&](const std::string& stage) {
         const std::lock_guard lock(mutex_);
-        doing_[place] = name.substr(0, 20) + " (" + stage + ")";
+        doing_[place] = name + " (" + stage + ")";
       });
       const std::lock_guard lock(mutex_);
       results_[i] = std::move(result);

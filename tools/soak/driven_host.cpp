@@ -76,6 +76,10 @@ DrivenHost::DrivenHost(Life& life, Settings settings, std::unique_ptr<CallCounts
       host_(std::move(host)),
       source_(settings_.rate, life.element.takes_midi(), life.element.is_effect()) {}
 
+DrivenHost::~DrivenHost() {
+  tell_calls();
+}
+
 bool DrivenHost::play(unsigned frames) {
   return render(frames, source_.play(*host_, frames));
 }
@@ -138,6 +142,7 @@ bool DrivenHost::settle() {
          end_of_host();
 }
 
+/// Also of a life that has ended: while the host lives, who called can be told.
 void DrivenHost::tell_calls() {
   static constexpr const char* kinds[soak_call_kinds][2] = {
       {"memory", "allocates or frees memory"},
@@ -157,6 +162,7 @@ void DrivenHost::tell_calls() {
                      counts_->first_call(kind, host_->pid()) + ")",
                  true);
   }
+  counts_.reset();
 }
 
 bool DrivenHost::close() {

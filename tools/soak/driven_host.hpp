@@ -28,6 +28,8 @@ class DrivenHost {
   /// Loads the component; null when it cannot be, and then the life has ended.
   static std::unique_ptr<DrivenHost> start(Life& life, const Settings& settings);
 
+  ~DrivenHost();
+
   /// A period of notes or noise, and one of rest.
   bool play(unsigned frames);
   bool rest(unsigned frames);
@@ -41,7 +43,7 @@ class DrivenHost {
   /// Waits until the host has taken what it was sent.
   bool settle();
 
-  /// Tells what was counted and stops the host.
+  /// Stops the host.
   bool close();
 
   client::HostProcess& host() { return *host_; }

@@ -54,14 +54,14 @@ bool choose(const std::vector<std::string>& wanted, const std::vector<Candidate>
     const std::size_t before = chosen.size();
     const std::string small = in_small_letters(words);
     std::ranges::copy_if(there, std::back_inserter(chosen), [&](const Candidate& each) {
-      return each.element.name == words ||
+      return each.element.name.find(words) != std::string::npos ||
              in_small_letters(each.name).find(small) != std::string::npos;
     });
     if (chosen.size() > before) continue;
     std::string reason;
     auto element = parse_element(words, reason);
     if (!element || element->text != element->name) {
-      error = "\"" + words + "\" is no part of a name that vesk-list shows, and no plain " +
+      error = "\"" + words + "\" is no part of what vesk-list shows, and no plain " +
               "TYPE:SUBTYPE:MANUFACTURER";
       return false;
     }

@@ -103,8 +103,9 @@ std::string soak_text(const std::vector<SoakResult>& results, bool is_strict) {
                 "load %, 50 / 99 / 100", "outcome");
   text += row;
   for (const SoakResult& result : results) {
-    std::snprintf(row, sizeof row, "%-15s %-28.28s %-22s %s\n", result.specification.c_str(),
-                  result.name.c_str(), load_text(result).c_str(), summary_of(result).c_str());
+    std::snprintf(row, sizeof row, "%-15s %-28s %-22s %s\n", result.specification.c_str(),
+                  without_maker(result.name).c_str(), load_text(result).c_str(),
+                  summary_of(result).c_str());
     text += row;
     for (const std::string& sentence : sentences_of(result)) text += "    " + sentence + '\n';
   }
