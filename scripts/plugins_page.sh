@@ -9,7 +9,7 @@ set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 level=${1:-6}
 shift $(($# > 0))
-page=/dev/stdout
+page=
 [ $# -gt 0 ] || { page=docs/plugins.md; set -- abgate ardour-lv2-plugins avldrums.lv2 blop-lv2 \
   calf-plugins dpf-plugins-lv2 dragonfly-reverb-lv2 drumgizmo drumkv1-lv2 eq10q fomp foo-yc20 \
   guitarix-lv2 invada-studio-plugins-lv2 ir.lv2 lsp-plugins-lv2 lv2-examples lv2vocoder mda-lv2 \
@@ -46,7 +46,7 @@ if [ -z "${VESK_PLUGINS_INSIDE:-}" ]; then
       mount -t overlay overlay -o "lowerdir=$0/root/$folder:/$folder" "/$folder"
     done
     exec "$@"' "$work" "$0" "$level" "$@" >"$work/page.md"
-  cat "$work/page.md" >"$page"
+  if [ -n "$page" ]; then mv "$work/page.md" $page; else cat "$work/page.md"; fi
   exit
 fi
 

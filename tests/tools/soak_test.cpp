@@ -73,7 +73,7 @@ TEST(Soak, NamesEveryMisbehaviourRightly) {
       {"aumu:Bad_:Vesk", "refuse-class-info=2", "state", 1,
        "ok state: state: what it has saved it does not take: preset restore failed"},
       {"aufx:Lost:Vesk", "", "play,state", 1,
-       "ok state: state: 1 parameters come back as something else: Forgotten"},
+       "ok state: state: a parameter comes back as something else: Forgotten"},
       {"aufx:Bad_:Vesk", "latency-ms=10", "play,latency", 0,
        "ok latency: latency: reports 480 frames, and an impulse comes back after 0"},
   };

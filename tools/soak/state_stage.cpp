@@ -85,7 +85,9 @@ void compare(Life& life, const State& before, const State& after) {
   }
   if (count > 0)
     life.remark("state",
-                std::to_string(count) + " parameters come back as something else: " + names, true);
+                (count == 1 ? "a parameter comes" : std::to_string(count) + " parameters come") +
+                    std::string(" back as something else: ") + names,
+                true);
   else if (before.bytes != after.bytes)
     life.remark("bytes", "saved again after it was restored, the state has other bytes", false);
 }
