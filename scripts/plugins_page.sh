@@ -16,6 +16,8 @@ page=
   padthv1-lv2 qmidiarp rubberband-lv2 samplv1-lv2 setbfree so-synth-lv2 swh-lv2 synthv1-lv2 vocproc \
   x42-plugins yoshimi zam-plugins zynaddsubfx-lv2; }
 work=$PWD/build/plugins
+jobs=${JOBS:-$(nproc)}
+deb_of() { compgen -G "$work/debs/${1}_*.deb" | sort -V | tail -n 1; }
 
 # Everything that is missing here, and the packages named whether they are installed or not.
 fetch() {
@@ -40,6 +42,11 @@ if [ -z "${VESK_PLUGINS_INSIDE:-}" ]; then
   fetch "$@"
   as_root=()
   [ "$(id -u)" -eq 0 ] || as_root=(--map-root-user)
+  # HOME will be another's, and /etc not this system's own.
+  commit=$(git rev-parse --short HEAD)
+  # shellcheck disable=SC1091
+  system=$(. /etc/os-release && echo "$PRETTY_NAME")
+  export commit system
   # shellcheck disable=SC2016
   VESK_PLUGINS_INSIDE=1 unshare "${as_root[@]}" --mount bash -c '
     for folder in usr etc; do
@@ -51,46 +58,58 @@ if [ -z "${VESK_PLUGINS_INSIDE:-}" ]; then
 fi
 
 export HOME=$work/home XDG_CACHE_HOME=$work/cache
-export LV2_PATH=$work/bundles:$work/vocabularies
 unset DISPLAY
 mkdir -p "$HOME" "$XDG_CACHE_HOME" "$work/vocabularies"
 dpkg -L lv2-dev | grep '\.lv2$' | xargs -I{} ln -sfn {} "$work/vocabularies"
-rm -f "$work"/part.*
-passed=0 total=0 rows=
-for package in "$@"; do
-  file=$(compgen -G "$work/debs/${package}_*.deb" | sort -V | tail -n 1)
+
+# bundles_of PACKAGE: makes $work/bundles of links to its bundles.
+bundles_of() {
   rm -rf "$work/bundles"
   mkdir "$work/bundles"
-  dpkg-deb -c "$file" | grep -oE ' \./usr/lib/lv2/[^/]+/$' | sed 's/ \.\(.*\)\/$/\1/' |
-    xargs -I{} ln -s {} "$work/bundles"
-  [ "$package" != avldrums.lv2 ] || ln -sfn /usr/lib/lv2/avldrums.lv2 "$work/bundles"
-  version=$(dpkg-deb -f "$file" Version)
-  echo "$package" >&2
-  # Every specification of the package's plugins has ":LV2_" in it.
-  build/release/bin/vesk-soak :LV2_ --level "$level" --markdown >"$work/part.$package" ||
-    [ -s "$work/part.$package" ] || echo "0 of 0 passed: it has no plugin that is hosted." >"$work/part.$package"
-  totals=$(head -n 1 "$work/part.$package")
-  read -r these _ all _ <<<"$totals"
-  passed=$((passed + these)) total=$((total + all))
-  rows+="| $package | $version | ${totals%.} |"$'\n'
+  for each in $(deb_of "$1") $(deb_of "$1-soundfont"); do
+    dpkg-deb -c "$each" | grep -oE ' \./usr/lib/lv2/[^/]+/$' | sed 's/ \.\(.*\)\/$/\1/' |
+      xargs -I{} ln -sfn {} "$work/bundles"
+  done
+}
+codes() { build/release/bin/vesk-list | grep -oE '^[a-z]{4}:[^ ]+:LV2_' || true; }
+
+rm -rf "$work/all"
+mkdir "$work/all"
+for package in "$@"; do
+  bundles_of "$package"
+  cp -P "$work"/bundles/* "$work/all" 2>/dev/null || true
 done
+# Every specification of an LV2 plugin has ":LV2_" in it.
+LV2_PATH=$work/all:$work/vocabularies build/release/bin/vesk-soak :LV2_ --level "$level" --jobs "$jobs" \
+  --markdown >"$work/rows.md" || [ -s "$work/rows.md" ]
 
 cat <<END
 # Debian's LV2 plugins, soaked
 
-Made by \`scripts/plugins_page.sh $level\` on $(date -u +%F) from commit $(git rev-parse --short HEAD), on
-$(. /etc/os-release && echo "$PRETTY_NAME"), Linux $(uname -r), $(nproc) CPUs. Each plugin lived through
-level $level of \`vesk-soak\`; [soak.md](soak.md) explains the outcomes, the remarks and the figures of the
-load. Plugins that are not hosted do not stand here; \`vesk-list --problems\` names them.
+Made by \`scripts/plugins_page.sh $level\` on $(date -u +%F) from commit $commit, on $system,
+Linux $(uname -r), $(nproc) CPUs. Each plugin lived through level $level of \`vesk-soak\`; [soak.md](soak.md)
+explains the outcomes, the remarks and the figures of the load. Plugins that are not hosted do not
+stand here; \`vesk-list --problems\` names them.
 
-**$passed of $total passed.**
+**$(head -n 1 "$work/rows.md")**
 
-| package | version | came to |
-|---|---|---|
-$rows
+| package | version | plugins | without remark | with remarks | failed |
+|---|---|---|---|---|---|
 END
 for package in "$@"; do
-  printf '## %s\n\n' "$package"
-  cat "$work/part.$package"
-  echo
+  bundles_of "$package"
+  # shellcheck disable=SC2016
+  LV2_PATH=$work/bundles:$work/vocabularies codes | sed 's/.*/| `&` |/' >"$work/codes"
+  grep -F -f "$work/codes" "$work/rows.md" >"$work/rows.$package" || true
+  # The outcome is the third cell: "ok", "ok, memory", "crash".
+  awk -F ' \\| ' -v package="$package" -v version="$(dpkg-deb -f "$(deb_of "$package")" Version)" '
+    { ++all; $3 == "ok" ? ++ok : $3 ~ /^ok/ ? ++remarked : ++failed }
+    END { printf "| %s | %s | %d | %d | %d | %d |\n", package, version, all, ok, remarked, failed }' \
+    "$work/rows.$package"
+done
+for package in "$@"; do
+  [ -s "$work/rows.$package" ] || continue
+  printf '\n## %s\n\n' "$package"
+  sed -n '/^| plugin/,/^|---/p' "$work/rows.md"
+  cat "$work/rows.$package"
 done

@@ -108,12 +108,12 @@ int run(SoakArguments& arguments) {
       say("editors are not opened: there is no display, and no Xvfb to make one", 0);
     results = soak_all(arguments.settings, chosen, arguments.jobs, !arguments.quiet);
   }
-  if (interruption() != 0) end_by_signal(interruption());
   const std::string text = arguments.as_json       ? soak_json(results, arguments.is_strict)
                            : arguments.as_markdown ? soak_markdown(results, arguments.is_strict)
                                                    : soak_text(results, arguments.is_strict);
   if (!print(STDOUT_FILENO, text, error) || !write_junit(arguments, results, error))
     return say(error, 1);
+  if (interruption() != 0) end_by_signal(interruption());
   const bool all_passed = std::ranges::all_of(
       results, [&](const SoakResult& result) { return has_passed(result, arguments.is_strict); });
   return all_passed ? 0 : 1;
