@@ -94,7 +94,7 @@ std::string CallCounts::first_call(SoakCallKind kind, int pid) const {
   std::string text(calls.name, strnlen(calls.name, sizeof calls.name));
   for (std::size_t i = 0; i < calls.frame_count && i < soak_call_frames; ++i) {
     const std::string object = object_at(calls.frames[i], pid);
-    if (!is_go_between(object)) return text + ", first from " + object;
+    if (!is_go_between(object)) return text.append(", first from ").append(object);
   }
   return text;
 }

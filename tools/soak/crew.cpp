@@ -79,7 +79,7 @@ class Crew {
                                                       : without_maker(candidate.name).substr(0, 24);
       auto result = soak(settings_, candidate, folder.path(), [&](const std::string& stage) {
         const std::lock_guard lock(mutex_);
-        doing_[place] = name + " (" + stage + ")";
+        doing_[place] = std::string(name).append(" (").append(stage).append(")");
       });
       const std::lock_guard lock(mutex_);
       results_[i] = std::move(result);

@@ -26,12 +26,14 @@
 /* Absent from programs that a plugin starts. */
 extern const char* vesk_plugin_phase(void) __attribute__((weak));
 
+/* NOLINTBEGIN(readability-identifier-naming): glibc's names. */
 /* glibc's own allocator under names that nobody replaces: a search for the next one allocates. */
 extern void* __libc_malloc(size_t size);
 extern void* __libc_calloc(size_t count, size_t size);
 extern void* __libc_realloc(void* memory, size_t size);
 extern void __libc_free(void* memory);
 extern void* __libc_memalign(size_t alignment, size_t size);
+/* NOLINTEND(readability-identifier-naming) */
 
 static SoakCounts* counts;
 static __thread int is_noting __attribute__((tls_model("initial-exec")));
@@ -163,6 +165,7 @@ SEEN int fprintf(FILE* file, const char* format, ...) {
   va_end(words);
   return printed;
 }
+/* NOLINTBEGIN(readability-identifier-naming): what fortified programs call instead. */
 SEEN int __printf_chk(int flag, const char* format, ...) {
   (void)flag;
   va_list words;
@@ -179,6 +182,7 @@ SEEN int __fprintf_chk(FILE* file, int flag, const char* format, ...) {
   va_end(words);
   return printed;
 }
+/* NOLINTEND(readability-identifier-naming) */
 
 static int opened(const char* name, const char* path, int flags, mode_t mode) {
   note(soak_file, name);
