@@ -46,6 +46,8 @@ std::unique_ptr<DrivenHost> DrivenHost::start(Life& life, const Settings& settin
   client::Options options;
   options.chain = life.element.name;
   if (!settings.preset_path.empty()) options.chain += "@" + settings.preset_path;
+  std::string error;
+  const ChainElements chain{parse_element(options.chain, error).value_or(life.element)};
   options.sample_rate_hz = settings.rate;
   options.max_frames = settings.max_frames;
   options.period_frames = settings.period;
@@ -54,24 +56,24 @@ std::unique_ptr<DrivenHost> DrivenHost::start(Life& life, const Settings& settin
   options.environment = settings.environment;
   auto counts = settings.watches_calls ? CallCounts::create(life.folder) : nullptr;
   if (counts) std::ranges::copy(counts->environment(), std::back_inserter(options.environment));
-  std::string error;
   auto host = HostProcess::spawn(options, error);
   if (!host) {
     life.end(Outcome::refused, error);
     return nullptr;
   }
-  if (!wait_until_ready(*host, {life.element}, error)) {
+  if (!wait_until_ready(*host, chain, error)) {
     end_of_load(life, *host, error);
     return nullptr;
   }
   return std::unique_ptr<DrivenHost>(
-      new DrivenHost(life, settings, std::move(counts), std::move(host)));
+      new DrivenHost(life, settings, chain, std::move(counts), std::move(host)));
 }
 
-DrivenHost::DrivenHost(Life& life, Settings settings, std::unique_ptr<CallCounts> counts,
-                       std::unique_ptr<HostProcess> host)
+DrivenHost::DrivenHost(Life& life, Settings settings, ChainElements chain,
+                       std::unique_ptr<CallCounts> counts, std::unique_ptr<HostProcess> host)
     : life_(life),
       settings_(std::move(settings)),
+      chain_(std::move(chain)),
       counts_(std::move(counts)),
       host_(std::move(host)),
       source_(settings_.rate, life.element.takes_midi(), life.element.is_effect()) {}
@@ -122,7 +124,7 @@ bool DrivenHost::listen(unsigned frames) {
 bool DrivenHost::end_of_host() {
   const bool is_gone = host_->has_ended() || host_->diagnose() == client::Health::dead;
   if (!is_gone) host_->end_hung();
-  const std::string words = by_name(host_->obituary(), {life_.element});
+  const std::string words = by_name(host_->obituary(), chain_);
   if (is_gone) return life_.end(Outcome::crash, words);
   return life_.end(Outcome::hang,
                    "no answer for " + seconds_text(life_.settings.patience) + "; " + words);
@@ -171,8 +173,7 @@ bool DrivenHost::close() {
   if (ending.orderly()) return true;
   if (ending.killed)
     return life_.end(Outcome::hang, "not closed after " + seconds_text(life_.settings.patience));
-  return life_.end(Outcome::crash,
-                   "while it was closed: " + by_name(host_->obituary(), {life_.element}));
+  return life_.end(Outcome::crash, "while it was closed: " + by_name(host_->obituary(), chain_));
 }
 
 }  // namespace vesk::tools

@@ -50,7 +50,7 @@ class DrivenHost {
   const Settings& settings() const { return settings_; }
 
  private:
-  DrivenHost(Life& life, Settings settings, std::unique_ptr<CallCounts> counts,
+  DrivenHost(Life& life, Settings settings, ChainElements chain, std::unique_ptr<CallCounts> counts,
              std::unique_ptr<client::HostProcess> host);
   bool listen(unsigned frames);
   bool end_of_host();
@@ -58,6 +58,7 @@ class DrivenHost {
 
   Life& life_;
   const Settings settings_;
+  const ChainElements chain_;  ///< as the host names it
   std::unique_ptr<CallCounts> counts_;
   std::unique_ptr<client::HostProcess> host_;
   SignalSource source_;
