@@ -82,6 +82,8 @@ done
 # Every specification of an LV2 plugin has ":LV2_" in it.
 LV2_PATH=$work/all:$work/vocabularies build/release/bin/vesk-soak :LV2_ --level "$level" --jobs "$jobs" \
   --markdown >"$work/rows.md" || [ -s "$work/rows.md" ]
+# Where the plugins would be if they were installed.
+sed -i "s#$work/all/#/usr/lib/lv2/#g" "$work/rows.md"
 
 cat <<END
 # Debian's LV2 plugins, soaked

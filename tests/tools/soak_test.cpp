@@ -59,7 +59,7 @@ TEST(Soak, NamesEveryMisbehaviourRightly) {
       {"aumu:Bad_:Vesk", "spin-in-render=3", "play", 1, "hang: play: no answer for 1 s"},
       {"aumu:Bad_:Vesk", "nan-in-render=3", "play", 1, "not finite: play: period 3 of 512 frames"},
       {"aumu:Bad_:Vesk", "hang-in-close", "play", 1, "hang: play: not closed after 1 s"},
-      {"aumu:Null:Vesk", "", "play", 1, "silent: "},
+      {"aumu:Null:Vesk", "", "play", 1, "silent: no sound"},
       {"aumu:Tone:Vesk", "", "play,calls,sweep,state,lengths,tail,each,rates", 0, "ok: "},
       {"aufx:Gain:Vesk", "", "play,calls,sweep,state,lengths,latency", 0, "ok: "},
       {"aumu:Bad_:Vesk", "allocate-in-render=3", "calls", 1,

@@ -26,7 +26,7 @@ class CallCounts {
   /// Whether the host counts.
   bool is_watched() const { return counts_->is_watched != 0; }
 
-  /// Notes which kinds were called since the last look: once after each answered period.
+  /// Notes which kinds were called since the last look: once after each period.
   void look();
 
   /// How many periods called something of a kind, and how often in all.

@@ -102,8 +102,8 @@ bool DrivenHost::render(unsigned frames, std::span<const client::MidiEvent> even
   const Answer answer = host_->render(frames, time_, events, life_.settings.patience);
   time_ += frames;
   ++periods_;
-  if (answer != Answer::answered) return end_of_host();
   if (counts_) counts_->look();
+  if (answer != Answer::answered) return end_of_host();
   return listen(frames);
 }
 

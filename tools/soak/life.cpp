@@ -134,8 +134,10 @@ SoakResult soak(const SoakSettings& settings, const Candidate& candidate,
                 const std::function<void(const std::string& stage)>& tell) {
   const auto start = Clock::now();
   Life life(settings, candidate, scratch_folder, tell);
-  if (live(life) && life.has_played && life.peak < silence)
-    life.end(Outcome::silent, "no sound came in the whole life");
+  if (live(life) && life.has_played && life.peak < silence) {
+    life.result.outcome = Outcome::silent;
+    life.result.reason = "no sound came in the whole life";
+  }
   life.result.seconds = std::chrono::duration<double>(Clock::now() - start).count();
   return std::move(life.result);
 }
