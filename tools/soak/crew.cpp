@@ -1,6 +1,7 @@
 #include "tools/soak/crew.hpp"
 
 #include <stdlib.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <atomic>
