@@ -35,6 +35,7 @@ allow tools/audio    'tools/(audio|program)/'
 allow tools/render   'tools/(render|audio|hosting|midi|parameters|program)/|vesk/|spec/chain_text.hpp|host/block.hpp'
 allow tools/edit     'tools/(edit|audio|hosting|midi|parameters|program)/|vesk/|spec/(chain_text|catalogue).hpp|host/block.hpp'
 allow tools/list     'tools/(list|naming|parameters|program)/|spec/'
+allow tools/soak     'tools/(soak|hosting|naming|parameters|program)/|vesk/|spec/|plugin/audio_unit_plugin.hpp|host/block.hpp'
 
 # The layer knows nothing of the system, but for the windows that its proxy stands in for.
 found=$(grep -rnE '#\s*(include|import)\s+"(host|spec|plugin|windows|client|tools|components)/' platform |

@@ -6,25 +6,21 @@
 #include "tools/program/child_program.hpp"
 
 namespace vesk::tools {
-namespace {
-
-// A second more than an instance may take to come.
-constexpr auto longest_answer = std::chrono::seconds(61);
-
-}  // namespace
 
 std::optional<std::vector<ParameterDescription>> ask_parameters(const std::string& specification,
                                                                 const std::string& label,
                                                                 int sample_rate_hz,
-                                                                std::string& error) {
-  auto plugin = ask_plugin(specification, label, sample_rate_hz, {}, "", error);
+                                                                std::string& error,
+                                                                std::chrono::seconds limit) {
+  auto plugin = ask_plugin(specification, label, sample_rate_hz, {}, "", error, limit);
   return plugin ? std::optional(std::move(plugin->parameters)) : std::nullopt;
 }
 
 std::optional<PluginDescription> ask_plugin(const std::string& specification,
                                             const std::string& label, int sample_rate_hz,
                                             const PluginSettings& settings,
-                                            const std::string& save_path, std::string& error) {
+                                            const std::string& save_path, std::string& error,
+                                            std::chrono::seconds limit) {
   std::vector<std::string> words{specification, "--sample-rate", std::to_string(sample_rate_hz)};
   const auto add = [&words](const char* option, const std::string& value) {
     words.emplace_back(option);
@@ -34,8 +30,7 @@ std::optional<PluginDescription> ask_plugin(const std::string& specification,
   for (const auto& [name, path] : settings.files) add("--file", name + "=" + path);
   if (!save_path.empty()) add("--save", save_path);
   std::string reason;
-  const auto answer =
-      run_child(path_of_program("vesk-parameters"), words, longest_answer, true, reason);
+  const auto answer = run_child(path_of_program("vesk-parameters"), words, limit, true, reason);
   if (!answer) {
     error = label + " cannot be looked at: " + reason;
     return std::nullopt;

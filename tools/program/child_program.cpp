@@ -12,6 +12,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
+#include <mutex>
 #include <sstream>
 #include <string_view>
 #include <system_error>
@@ -118,12 +119,16 @@ std::optional<ChildAnswer> run_child(const std::string& program,
                                      const std::vector<std::string>& arguments,
                                      std::chrono::seconds limit, bool collects_errors,
                                      std::string& error) {
+  // A pipe that another child inherits before it is marked would stay open as long as that lives.
+  static std::mutex starts;
+  std::unique_lock start(starts);
   Pipe output, errors;
   pid_t child = -1;
   const int failure = !output.is_open() || !errors.is_open()
                           ? errno
                           : spawn(child, program, arguments, output.writing_end(),
                                   collects_errors ? errors.writing_end() : -1);
+  start.unlock();
   if (failure != 0) {
     error = program + ": " + std::generic_category().message(failure);
     return std::nullopt;

@@ -21,7 +21,7 @@ std::string path_of_program(const char* name, const char* variable = nullptr);
 
 /// Runs a program with nothing to read and waits for its end, or kills it when `limit` has passed.
 /// Its standard error is collected, or left as this process's own, so that a person sees it. Empty
-/// with a sentence in `error` when it cannot be started. From one thread of a process at a time.
+/// with a sentence in `error` when it cannot be started. Any thread.
 std::optional<ChildAnswer> run_child(const std::string& program,
                                      const std::vector<std::string>& arguments,
                                      std::chrono::seconds limit, bool collects_errors,

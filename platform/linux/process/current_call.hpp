@@ -16,3 +16,7 @@ CurrentCall current_call();
 void blame_thrower();
 
 }  // namespace vesk::platform
+
+/// The phase of the calling thread's `current_call`, for a library that is preloaded into a host to
+/// watch what plugins do there (tools/soak/watch). Async-signal-safe.
+extern "C" __attribute__((visibility("default"))) const char* vesk_plugin_phase() noexcept;

@@ -51,3 +51,7 @@ PluginCall::~PluginCall() noexcept VESK_REALTIME {
 }
 
 }  // namespace vesk::platform
+
+extern "C" const char* vesk_plugin_phase() noexcept {
+  return vesk::platform::current_call().phase;
+}
