@@ -5,17 +5,12 @@
 #include <memory>
 #include <optional>
 
+#include "components/lv2/editor/running_interface.hpp"
+
 struct _XDisplay;
 union _XEvent;
 
 namespace vesk::lv2 {
-
-struct AreaSize {
-  int width = 0;
-  int height = 0;
-
-  bool operator==(const AreaSize&) const = default;
-};
 
 /// On a connection of its own, so that nothing of the toolkit's is waited for or changed. It is
 /// made outside of any window and unseen: an interface can thus be made, and its size be known,
