@@ -45,6 +45,8 @@ class PluginArea {
   bool is_touched();
   /// Whether a button or a finger has been pressed in here since the last call.
   bool take_press();
+  /// Gives the keyboard to the interface's window, for one that does not take it.
+  void give_keyboard();
   /// Whether what is in here has the keyboard.
   bool has_focus() const { return has_focus_; }
   /// Reads what the server has sent.
@@ -54,6 +56,7 @@ class PluginArea {
   explicit PluginArea(_XDisplay* display);
   void watch_input();
   void take(_XEvent& event);
+  unsigned long content() const;
 
   _XDisplay* display_;
   unsigned long window_ = 0;
