@@ -59,9 +59,11 @@ std::unique_ptr<HelperInterface> HelperInterface::open(const EditorLink& link,
     return nullptr;
   }
   std::unique_ptr<HelperInterface> interface(new HelperInterface(link, listener, std::move(ours)));
-  if (!interface->process_.start(link.helper(), {}, theirs.descriptor(), STDERR_FILENO, error))
-    return nullptr;
+  const bool is_started =
+      interface->process_.start(link.helper(), {}, theirs.descriptor(), STDERR_FILENO, error);
+  // Where only the program has it, its end is seen.
   theirs.close();
+  if (!is_started) return nullptr;
   interface->socket_.send(HelperMessage::open, std::uint64_t{place.window}, place.has_gl,
                           link.sample_rate(), link.max_frames(), link.editor().uri,
                           encode(PluginRecord{.sources = {}, .description = link.plugin()}));
@@ -187,6 +189,7 @@ bool HelperInterface::follow(const HelperSocket::Message& message) {
       break;
   }
   failure_ = "its program talks nonsense";
+  process_.end();
   return false;
 }
 

@@ -13,6 +13,7 @@
 
 #include "components/lv2/editor/interface_features.hpp"
 #include "components/lv2/editor/loaded_interface.hpp"
+#include "components/lv2/editor/x_errors.hpp"
 #include "components/lv2/helper/embedding.hpp"
 #include "components/lv2/helper/host_connection.hpp"
 #include "components/lv2/helper/toolkit.hpp"
@@ -51,6 +52,8 @@ class Helper {
       error = "the display does not answer";
       return false;
     }
+    // Mistakes with X end nothing, as in a host.
+    count_x_errors(nullptr);
     if (host_.kind() == InterfaceKind::external) take_in_window(host_.place().window);
     interface_ = LoadedInterface::open(host_, host_, host_.place(), error);
     if (interface_ == nullptr) return false;
