@@ -5,7 +5,7 @@
 # which kind, or the panel. Then which rewrote their preset file all the same (these do not keep their
 # own state byte for byte), and why others failed. The packages are unpacked under build/interfaces,
 # not installed; some look for their files under /usr/share all the same. Takes some four seconds a
-# plugin.
+# plugin; build/interfaces/results has a line for each.
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 [ $# -gt 0 ] || set -- abgate avldrums.lv2 calf-plugins dpf-plugins-lv2 dragonfly-reverb-lv2 \
@@ -90,6 +90,7 @@ look_at() {
 mkdir -p "$work/vocabularies"
 dpkg -L lv2-dev | grep '\.lv2$' | xargs -I{} ln -sfn {} "$work/vocabularies"
 notes=()
+: >"$work/results"
 echo '| package | plugins | kinds | X11 | Gtk 2 | Qt 5 | external | panel |'
 echo '|---|---|---|---|---|---|---|---|'
 for package in "$@"; do
@@ -105,6 +106,7 @@ for package in "$@"; do
     done=$((done + 1))
     [ -t 2 ] && printf '\r%s  %d of %d  %s ' "$package" $done ${#found[@]} "$code" >&2
     result=$(look_at "$code")
+    echo "$package $code $result" >>"$work/results"
     kind=${result%%[- ]*}
     shown[$kind]=$((${shown[$kind]:-0} + 1))
     case $result in
