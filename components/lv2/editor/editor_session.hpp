@@ -37,6 +37,8 @@ class EditorSession final : private EditorViewer {
 
   /// Whether it was clicked since the last call.
   bool take_press();
+  /// Whether another window is above it.
+  bool is_covered() const { return !area_->is_lost() && area_->is_covered(); }
   /// Whether the interface has the keyboard.
   bool has_focus() const { return area_->has_focus(); }
 

@@ -136,6 +136,28 @@ void PluginArea::give_keyboard() {
   XFlush(display_);
 }
 
+bool PluginArea::is_covered() const {
+  Window root = DefaultRootWindow(display_);
+  Window top = window_;
+  Window parent = window_;
+  Window* children = nullptr;
+  unsigned count = 0;
+  while (parent != root) {
+    top = parent;
+    if (!XQueryTree(display_, top, &root, &parent, &children, &count)) return false;
+    if (children != nullptr) XFree(children);
+  }
+  if (!XQueryTree(display_, root, &root, &parent, &children, &count)) return false;
+  bool is_below = false;
+  for (unsigned above = count; above > 0 && children[above - 1] != top && !is_below; --above) {
+    XWindowAttributes attributes{};
+    is_below = XGetWindowAttributes(display_, children[above - 1], &attributes) != 0 &&
+               attributes.map_state == IsViewable && attributes.override_redirect == False;
+  }
+  if (children != nullptr) XFree(children);
+  return is_below;
+}
+
 bool PluginArea::is_touched() {
   if (!touched_) {
     XSync(display_, False);

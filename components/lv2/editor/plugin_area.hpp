@@ -49,6 +49,8 @@ class PluginArea {
   void give_keyboard();
   /// Whether what is in here has the keyboard.
   bool has_focus() const { return has_focus_; }
+  /// Whether other windows are above the one it is in; menus and the like are not counted.
+  bool is_covered() const;
   /// Reads what the server has sent.
   void read_events();
 
