@@ -4,6 +4,12 @@
 # with the shared object NAME of SOURCES and PLIST as Resources/Info-gnustep.plist. The Audio Unit
 # and CoreFoundation calls are left undefined: the program that opens the bundle has them. The
 # target is NAME_component; symbols are hidden but for the factory functions that say otherwise.
+
+# An installed vesk has a target of its own for this.
+if(NOT VESK_COMPONENT_LIBRARIES)
+  set(VESK_COMPONENT_LIBRARIES vesk_headers vesk_compiler)
+endif()
+
 function(vesk_component name)
   cmake_parse_arguments(PARSE_ARGV 1 arg "" "PLIST;DESTINATION" "SOURCES;LIBRARIES")
   if(NOT arg_SOURCES OR NOT arg_PLIST)
@@ -16,7 +22,7 @@ function(vesk_component name)
   get_filename_component(plist "${arg_PLIST}" ABSOLUTE)
 
   add_library(${name}_component MODULE ${arg_SOURCES})
-  target_link_libraries(${name}_component PRIVATE vesk_headers vesk_compiler ${arg_LIBRARIES})
+  target_link_libraries(${name}_component PRIVATE ${VESK_COMPONENT_LIBRARIES} ${arg_LIBRARIES})
   set_target_properties(${name}_component PROPERTIES
     OUTPUT_NAME ${name}
     PREFIX ""

@@ -27,6 +27,8 @@ build=(
 test=(
   llvm-CLANG clang-tidy-CLANG clang-format-CLANG
   dbus locales procps xvfb xdotool openbox
+  # the Python package
+  python3-numpy python3-pytest python3-distributed
   # plugins with interfaces and states of their own
   lv2-examples guitarix-lv2 setbfree
 )

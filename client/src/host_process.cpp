@@ -174,6 +174,7 @@ std::string HostProcess::obituary() noexcept {
 std::vector<std::string> HostProcess::last_lines() noexcept {
   return controlled(*impl_, [&] {
     const std::lock_guard lock(impl_->mutex);
+    if (!impl_->ended) impl_->drain_output();
     const auto& lines = impl_->lines.host_lines();
     return std::vector<std::string>(lines.begin(), lines.end());
   });
@@ -182,6 +183,7 @@ std::vector<std::string> HostProcess::last_lines() noexcept {
 std::vector<std::string> HostProcess::plugin_lines() noexcept {
   return controlled(*impl_, [&] {
     const std::lock_guard lock(impl_->mutex);
+    if (!impl_->ended) impl_->drain_output();
     const auto& lines = impl_->lines.plugin_lines();
     return std::vector<std::string>(lines.begin(), lines.end());
   });

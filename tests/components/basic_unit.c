@@ -127,15 +127,16 @@ static OSStatus pull_input(BasicUnit* unit, AudioUnitRenderActionFlags* flags,
   } input;
   AudioBufferList* list = &input.list;
   const bool offers = unit->kind->offers_input_buffers && unit->kind->offers_input_buffers(unit);
-  list->mNumberBuffers = kChannels;
-  for (UInt32 i = 0; i < kChannels; ++i) {
+  list->mNumberBuffers = unit->channels;
+  for (UInt32 i = 0; i < unit->channels; ++i) {
     list->mBuffers[i].mNumberChannels = 1;
     list->mBuffers[i].mDataByteSize = frames * (UInt32)sizeof(float);
     list->mBuffers[i].mData = offers ? unit->buffers[i] : NULL;
   }
   const OSStatus status = unit->input_callback.inputProc(unit->input_callback.inputProcRefCon,
                                                          flags, time, 0, frames, list);
-  for (UInt32 i = 0; i < kChannels; ++i) channels[i] = list->mBuffers[i].mData;
+  for (UInt32 i = 0; i < kChannels; ++i)
+    channels[i] = list->mBuffers[i < unit->channels ? i : 0].mData;
   if (status) return status;
   return channels[0] && channels[1] ? (OSStatus)noErr : kAudioUnitErr_InvalidPropertyValue;
 }
@@ -146,7 +147,7 @@ static OSStatus unit_render(void* self, AudioUnitRenderActionFlags* flags,
   BasicUnit* unit = self;
   if (!unit->initialized) return kAudioUnitErr_Uninitialized;
   if (frames > unit->max_frames) return kAudioUnitErr_TooManyFramesToProcess;
-  if (bus != 0 || data->mNumberBuffers != kChannels) return kAudio_ParamError;
+  if (bus != 0 || data->mNumberBuffers != unit->channels) return kAudio_ParamError;
 
   float* input[kChannels];
   float* output[kChannels];
@@ -156,7 +157,7 @@ static OSStatus unit_render(void* self, AudioUnitRenderActionFlags* flags,
     if (status) return status;
   }
   for (UInt32 i = 0; i < kChannels; ++i) {
-    AudioBuffer* buffer = &data->mBuffers[i];
+    AudioBuffer* buffer = &data->mBuffers[i < unit->channels ? i : 0];
     if (!buffer->mData) buffer->mData = unit->buffers[kChannels + i];
     buffer->mDataByteSize = frames * (UInt32)sizeof(float);
     output[i] = buffer->mData;
@@ -206,6 +207,7 @@ AudioComponentPlugInInterface* TestUnitFactory(const AudioComponentDescription* 
   unit->interface.Lookup = unit_lookup;
   unit->kind = kind;
   unit->description = *description;
+  unit->channels = description->componentSubType == 'Mono' ? 1 : kChannels;
   unit->has_input = is_effect;
   unit->format = (AudioStreamBasicDescription){
       .mSampleRate = 44100,
@@ -214,7 +216,7 @@ AudioComponentPlugInInterface* TestUnitFactory(const AudioComponentDescription* 
       .mBytesPerPacket = sizeof(float),
       .mFramesPerPacket = 1,
       .mBytesPerFrame = sizeof(float),
-      .mChannelsPerFrame = kChannels,
+      .mChannelsPerFrame = unit->channels,
       .mBitsPerChannel = 32,
   };
   unit->max_frames = 1156; /* what units of the field start with */

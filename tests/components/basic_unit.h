@@ -1,7 +1,8 @@
 #pragma once
 
 /* What the test units have in common: an Audio Unit with one stereo output bus and at most one
- * stereo input bus, a table of global parameters and a state. A unit's own part is a struct that
+ * stereo input bus (of the subtype Mono: with one channel each, and no other), a table of global
+ * parameters and a state. A unit's own part is a struct that
  * begins with BasicUnit, and a table of functions. */
 
 #include <AudioUnit/AudioUnit.h>
@@ -50,7 +51,7 @@ typedef struct UnitKind {
   OSStatus (*set_property)(BasicUnit*, AudioUnitPropertyID, const void* data, UInt32 size);
   OSStatus (*midi)(BasicUnit*, UInt32 status, UInt32 data1, UInt32 data2,
                    UInt32 offset) CA_REALTIME_API;
-  /* `input` is NULL for an instrument. */
+  /* `input` is NULL for an instrument. A mono unit's second channel is its first once more. */
   OSStatus (*render)(BasicUnit*, UInt32 frames, float* const input[kChannels],
                      float* const output[kChannels]) CA_REALTIME_API;
 } UnitKind;
@@ -64,6 +65,7 @@ struct BasicUnit {
   _Atomic float values[kMaxParameters]; /* by index in the table */
   AudioStreamBasicDescription format;   /* of every bus */
   UInt32 max_frames;
+  UInt32 channels;
   bool has_input; /* is an effect */
   bool initialized;
   AURenderCallbackStruct input_callback;

@@ -15,6 +15,7 @@ static const struct Property {
     {kAudioUnitProperty_SampleRate, kAnywhere, sizeof(Float64)},
     {kAudioUnitProperty_SetRenderCallback, kInput, sizeof(AURenderCallbackStruct)},
     {kAudioUnitProperty_Latency, kGlobal, sizeof(Float64)},
+    {kAudioUnitProperty_SupportedNumChannels, kGlobal, sizeof(AUChannelInfo)},
     {kAudioUnitProperty_MaximumFramesPerSlice, kGlobal, sizeof(UInt32)},
     {kAudioUnitProperty_FactoryPresets, kGlobal, sizeof(CFArrayRef)},
     {kAudioUnitProperty_PresentPreset, kGlobal, sizeof(AUPreset)},
@@ -179,6 +180,11 @@ static OSStatus read_property(BasicUnit* unit, AudioUnitPropertyID id, AudioUnit
     case kAudioUnitProperty_Latency:
       *(Float64*)data = unit->kind->latency_seconds ? unit->kind->latency_seconds(unit) : 0;
       return noErr;
+    case kAudioUnitProperty_SupportedNumChannels: {
+      const SInt16 channels = (SInt16)unit->channels;
+      *(AUChannelInfo*)data = (AUChannelInfo){unit->has_input ? channels : 0, channels};
+      return noErr;
+    }
     case kAudioUnitProperty_FactoryPresets:
       *(CFArrayRef*)data = copy_factory_presets(unit);
       return noErr;
@@ -219,7 +225,7 @@ OSStatus unit_get_property(void* self, AudioUnitPropertyID id, AudioUnitScope sc
 static OSStatus set_format(BasicUnit* unit, const AudioStreamBasicDescription* format) {
   if (unit->initialized) return kAudioUnitErr_PropertyNotWritable;
   if (format->mFormatID != kAudioFormatLinearPCM || format->mBitsPerChannel != 32 ||
-      format->mChannelsPerFrame != kChannels) {
+      format->mChannelsPerFrame != unit->channels) {
     return kAudioUnitErr_FormatNotSupported;
   }
   unit->format = *format;

@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # check_installation.sh CMAKE BUILD_FOLDER COMPILER: installs into a folder of its own, moves it, and
-# there lists plugins, renders a second of music, builds and runs the program that embeds a host, and
-# builds and opens a component.
+# there lists plugins, renders a second of music, builds and runs the programs that embed a host, and
+# builds and opens a component, as somebody else's project would.
 set -euo pipefail
 cmake=$1 build=$2 compiler=$3
 source=$(cd "$(dirname "$0")/../.." && pwd)
@@ -44,14 +44,32 @@ read -ra flags < <(pkg-config --cflags --libs vesk-client)
 answer=$(vesk/bin/embed "$plugin")
 [[ $answer =~ ^peak\ 0\.[0-9]*[1-9] ]] || { echo "the embedding program says: $answer"; exit 1; }
 
-# The unit that authors begin from, without the clone that it stands in.
-pluck=$source/docs/examples/pluck
-mkdir -p .local/lib/audio-components/pluck.component/Resources
+# Somebody else's project, with both kinds of compiler.
+for c in "${compiler/clang++/clang}" gcc; do
+  cxx=${c/clang/clang++} folder=with-$(basename "$c")
+  "$cmake" -S "$source/tests/examples/consumer" -B "$folder" -DEXAMPLES="$source/docs/examples" \
+    -Dvesk_DIR="$(dirname "$(find "$work/vesk" -name veskConfig.cmake)")" \
+    -DCMAKE_C_COMPILER="$c" -DCMAKE_CXX_COMPILER="${cxx/gcc/g++}" >/dev/null
+  "$cmake" --build "$folder" >/dev/null
+  for program in embed_c embed_cpp; do
+    said=$(VESK_HOST=$work/vesk/bin/vesk-host "$folder/$program" "$plugin") || exit
+    [ "${said%%,*}" = "${answer%%,*}" ] || { echo "$program of $c says: $said"; exit 1; }
+  done
+done
+AUDIO_COMPONENT_PATH=$(dirname "$(find . -name pluck.component)") \
+  vesk/bin/vesk-list --parameters aumu:Pluk:Exmp >/dev/null
+# The same with pkg-config alone.
+read -ra flags < <(pkg-config --cflags --libs vesk)
+gcc -std=c11 "$source/docs/examples/embed.c" "${flags[@]}" -lm -o by-pkg-config
 read -ra flags < <(pkg-config --cflags vesk-components)
-"${compiler/clang++/clang}" -std=c11 -shared -fPIC -Wall -Wextra -Werror "${flags[@]}" \
-  -o .local/lib/audio-components/pluck.component/pluck "$pluck/pluck.c" "$pluck/plucked_strings.c" -lm
-cp "$pluck/Info-gnustep.plist" .local/lib/audio-components/pluck.component/Resources/
-vesk/bin/vesk-list --parameters aumu:Pluk:Exmp >/dev/null
+"${compiler/clang++/clang}" -std=c11 -shared -fPIC "${flags[@]}" -o pluck \
+  "$source/docs/examples/pluck/"pluck{,ed_strings}.c -lm
+found=$(cd vesk/include && echo *)
+[ "$found" = vesk ] || { echo "include/ holds $found"; exit 1; }
+declared=$(grep -ohE '\bvesk_[a-z_]+\(' vesk/include/vesk/vesk.h | tr -d '(' | sort)
+exported=$(nm -D --defined-only "$(find vesk -name libvesk.so.0)" |
+  sed -n 's/.* \(.*\)@@VESK_0$/\1/p' | grep -v ^VESK | sort)
+[ "$declared" = "$exported" ] || { diff <(echo "$declared") <(echo "$exported"); exit 1; }
 
 for module in lv2.so windows.so lv2_editor.bundle/lv2_editor \
     lv2_editor.bundle/Resources/Info-gnustep.plist; do

@@ -25,8 +25,9 @@ void play(RawHost& host, int periods) {
 }
 
 TEST(RealTimeSafety, ChainsOfNativeUnitsAndOfLv2PluginsHoldIt) {
-  for (const char* chain : {"aumu:Tone:Vesk|aufx:Gain:Vesk|aufx:Null:Vesk",
-                            "aumu:Sm48:LV2_|aufx:jvLs:LV2_|aufx:kZu9:LV2_"}) {
+  for (const char* chain :
+       {"aumu:Tone:Vesk|aufx:Gain:Vesk|aufx:Null:Vesk", "aumu:Mono:Vesk|aufx:Mono:Vesk",
+        "aumu:Sm48:LV2_|aufx:jvLs:LV2_|aufx:kZu9:LV2_"}) {
     SCOPED_TRACE(chain);
     RawHost host({.chain = chain, .period_frames = "128"});
     ASSERT_TRUE(host.wait_listening()) << host.block().error;

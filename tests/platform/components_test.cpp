@@ -221,7 +221,8 @@ TEST(Components, OfOtherKindsAreLeftAloneByASearchForANativeOne) {
 TEST(Components, AreFoundInTheOrderOfTheirOrigins) {
   const Description any{};
   std::vector<std::string> names = {
-      "F: Gone",         "G: Symbol",        "H: Numbers",      "Late", "Vesk: Tone", "Vesk: Gain",
+      "F: Gone",         "G: Symbol",        "H: Numbers",      "Late",
+      "Vesk: Tone",      "Vesk: Gain",       "Vesk: Mono tone", "Vesk: Mono gain",
       "Provider: First", "Provider: Second", "Provider: Broken"};
   EXPECT_EQ(names_of(any), names);
   register_probe('Ordr', 0);
@@ -236,8 +237,8 @@ TEST(Components, MatchByCodesAndFlags) {
     Description wanted;
     std::size_t count;
   } cases[] = {
-      {"a type", {'aumu', 0, 0, 0, 0}, 3},
-      {"a manufacturer", {0, 0, 'Vesk', 0, 0}, 2},
+      {"a type", {'aumu', 0, 0, 0, 0}, 4},
+      {"a manufacturer", {0, 0, 'Vesk', 0, 0}, 4},
       {"a provider's manufacturer", {0, 0, 'LV2_', 0, 0}, 3},
       {"a type of a provider", {'aufx', 0, 'LV2_', 0, 0}, 2},
       {"three codes", {'aufx', 'Gain', 'Vesk', 0, 0}, 1},
@@ -246,7 +247,7 @@ TEST(Components, MatchByCodesAndFlags) {
       {"codes without case folding", {'aufx', 'gain', 'Vesk', 0, 0}, 0},
       {"flags set",
        {0, 0, 'Vesk', kAudioComponentFlag_SandboxSafe, kAudioComponentFlag_SandboxSafe},
-       2},
+       4},
       {"flags not set", {0, 0, 'Vesk', 0, kAudioComponentFlag_SandboxSafe}, 0},
       {"a hidden one by wildcard", {0, 'Hidn', 'Prob', 0, 0}, 0},
       {"a hidden one by name", {'aufx', 'Hidn', 'Prob', 0, 0}, 1},

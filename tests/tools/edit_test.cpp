@@ -50,6 +50,17 @@ User click_and_close(int x) {
   };
 }
 
+/// The same while the program sleeps, so that it never sees the editor open.
+User unseen(const User& user) {
+  return [user](pid_t program) {
+    if (!editor(program)) return;
+    kill(program, SIGSTOP);
+    user(program);
+    EXPECT_TRUE(wait_until([] { return !look_for_window(title); }));
+    kill(program, SIGCONT);
+  };
+}
+
 class Edit : public testing::Test {
  protected:
   void SetUp() override { ASSERT_TRUE(display_.is_running()); }
@@ -209,6 +220,7 @@ TEST_F(Edit, RepeatsWhyAnEditorFailed) {
        },
        "no view today"},
       {kThrowsInMouseDown, click_and_close(150), "clicked in vain"},
+      {kThrowsInMouseDown, unseen(click_and_close(150)), "clicked in vain"},
   };
   for (const auto& test : cases) {
     const auto result = edit({"aumu:Edit:Vesk#1=" + std::to_string(test.variant)}, test.user);

@@ -104,6 +104,41 @@ TEST(Render, SendsAudioThroughAnEffectAtItsOwnRateAndAnother) {
   EXPECT_NEAR(static_cast<double>(audio.samples.size()), 2.0 * 2.5 * 48'000, 8);
 }
 
+TEST(Render, MonoUnitsPlayAsStereoOnesDo) {
+  const ScratchFolder folder;
+  write_noise(folder / "in.wav", 44'100, 1);
+  const std::string preset = folder / "half.aupreset";
+  std::ofstream(preset) << R"(<plist version="1.0"><dict>
+      <key>version</key> <integer>0</integer>
+      <key>type</key> <integer>1635083896</integer>
+      <key>subtype</key> <integer>1299148399</integer>
+      <key>manufacturer</key> <integer>1449489259</integer>
+      <key>name</key> <string>Half</string>
+      <key>data</key> <data>AAAAAAAAAD8BAAAAAACAPw==</data></dict></plist>)";
+  const struct {
+    const char* source;
+    std::string path, mono, stereo;
+  } cases[] = {
+      {"--midi", song, "aumu:Mono:Vesk#1=2", "aumu:Tone:Vesk#1=2"},
+      {"--input", folder / "in.wav", "aufx:Mono:Vesk#0=0.5", "aufx:Gain:Vesk#0=0.5"},
+      {"--input", folder / "in.wav", "aufx:Mono:Vesk#0=2,1=1", "aufx:Gain:Vesk#0=2"},
+      {"--input", folder / "in.wav", "aufx:Mono:Vesk@" + preset, "aufx:Gain:Vesk#0=0.5"},
+  };
+  for (const auto& test : cases) {
+    SCOPED_TRACE(test.mono);
+    for (const std::string& chain : {test.mono, test.stereo})
+      EXPECT_EQ(render({chain, test.source, test.path, "--period", "77", "--tail", "0", "-o",
+                        folder / (chain == test.mono ? "mono.wav" : "stereo.wav")},
+                       test_units)
+                    .errors,
+                "");
+    const Sound sound = read_sound(folder / "mono.wav");
+    EXPECT_TRUE(sound.samples == read_sound(folder / "stereo.wav").samples);
+    EXPECT_GT(norm(sound.samples), 10);
+    for (const char* name : {"mono.wav", "stereo.wav"}) std::filesystem::remove(folder / name);
+  }
+}
+
 TEST(Render, PassesThroughPipes) {
   const ScratchFolder folder;
   const std::string program = build_tree() + "/bin/vesk-render ";

@@ -1,5 +1,6 @@
 #include "tools/edit/edit_presets.hpp"
 
+#include <algorithm>
 #include <chrono>
 #include <cmath>
 #include <cstdio>
@@ -114,6 +115,13 @@ std::string title_of(const ChainElement& plugin) {
   return name + " - " + fs::path(plugin.preset_path).filename().string();
 }
 
+/// The host says that it could not open the editor of `plugin`.
+bool has_no_editor(HostProcess& host, const ChainElements& chain, unsigned plugin) {
+  const std::vector<std::string> lines = host.last_lines();
+  return std::ranges::find(lines, "plugin host " + chain_text(chain) + ": no window for plugin " +
+                                      std::to_string(plugin)) != lines.end();
+}
+
 /// Opens every editor and tells which could not be. False when none could, or the host ended.
 bool open_editors(HostProcess& host, const ChainElements& chain, std::string& error) {
   const auto plugins = static_cast<unsigned>(chain.size());
@@ -129,14 +137,16 @@ bool open_editors(HostProcess& host, const ChainElements& chain, std::string& er
       return false;
     }
   }
-  const std::uint32_t open = host.open_mask();
-  if (open == 0 && !host.has_ended()) {
+  // The mask does not tell: an editor may have come and been closed again by now.
+  std::vector<unsigned> without;
+  for (unsigned plugin = 0; plugin < plugins; ++plugin)
+    if (has_no_editor(host, chain, plugin)) without.push_back(plugin);
+  if (without.size() == plugins) {
     error = "no editor could be opened (is there a display?)";
     return false;
   }
-  for (unsigned plugin = 0; plugin < plugins && !host.has_ended(); ++plugin)
-    if ((open >> plugin & 1) == 0)
-      say("plugin " + std::to_string(plugin) + " of the chain has no editor to show");
+  for (const unsigned plugin : without)
+    say("plugin " + std::to_string(plugin) + " of the chain has no editor to show");
   return true;
 }
 

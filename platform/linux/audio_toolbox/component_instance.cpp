@@ -7,6 +7,7 @@
 
 #include "platform/linux/audio_toolbox/component.hpp"
 #include "platform/linux/audio_toolbox/host_callbacks.hpp"
+#include "platform/linux/audio_toolbox/mono_unit.hpp"
 #include "platform/linux/audio_toolbox/parameter_listeners.hpp"
 
 namespace vesk::platform {
@@ -43,19 +44,30 @@ resolve_methods(const AudioComponentPlugInInterface& interface) {
   return methods;
 }
 
-VESK_CALLS_COMPONENT OSStatus open_instance(AudioComponent component,
-                                            AudioComponentInstance& instance) {
-  instance = nullptr;
+}  // namespace
+
+VESK_CALLS_COMPONENT OSStatus open_interface(OpaqueAudioComponent& component,
+                                             AudioComponentInstance instance,
+                                             AudioComponentPlugInInterface*& interface,
+                                             ComponentMethods& methods) {
   OSStatus status = noErr;
-  AudioComponentPlugInInterface* interface = make_interface(*component, status);
+  interface = make_interface(component, status);
   if (!interface) return status;
+  status = interface->Open(interface, instance);
+  // After a failed Open the block may be gone already: it is not touched again.
+  if (status == noErr) methods = resolve_methods(*interface);
+  return status;
+}
+
+namespace {
+
+OSStatus open_instance(AudioComponent component, AudioComponentInstance& instance) {
+  instance = nullptr;
   auto record = std::make_unique<ComponentInstanceRecord>();
   record->component = component;
-  record->interface = interface;
-  status = interface->Open(interface, record.get());
-  // After a failed Open the block may be gone already: it is not touched again.
+  OSStatus status = open_interface(*component, record.get(), record->interface, record->methods);
+  if (status == noErr && is_mono(*record)) status = make_stereo(*record);
   if (status != noErr) return status;
-  record->methods = resolve_methods(*interface);
   instance = record.release();
   introduce_parent(instance);
   return noErr;

@@ -38,3 +38,12 @@ struct ComponentInstanceRecord {
   AudioComponentPlugInInterface* interface = nullptr;
   ComponentMethods methods{};
 };
+
+namespace vesk::platform {
+
+/// Makes and opens what `component` offers, for a caller who will know it as `instance`. Not
+/// real-time.
+OSStatus open_interface(OpaqueAudioComponent& component, AudioComponentInstance instance,
+                        AudioComponentPlugInInterface*& interface, ComponentMethods& methods);
+
+}  // namespace vesk::platform

@@ -2,7 +2,9 @@
  * MIDI. The same events give the same bytes in every run and at every period length.
  *
  * aufx:Gain:Vesk, a gain effect that says by a parameter whether it offers its input callback
- * buffers of its own or reads the caller's. */
+ * buffers of its own or reads the caller's.
+ *
+ * aumu:Mono:Vesk and aufx:Mono:Vesk are the same with one channel. */
 
 #include <string.h>
 
