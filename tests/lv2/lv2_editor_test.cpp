@@ -1,6 +1,5 @@
 // Plugins' own interfaces in a host process, used with real pointer events from another process.
 
-#include <dlfcn.h>
 #include <gtest/gtest.h>
 #include <signal.h>
 
@@ -303,10 +302,6 @@ TEST(Lv2EditorOnADisplay, OpenGlInterfacesAreShownWhereThereIsOpenGl) {
 
 // Debian's Example Scope draws with Gtk 2 what the plugin sends it in atoms.
 TEST(Lv2EditorOnADisplay, AGtkInterfaceShowsWhatItsPluginSends) {
-  if (void* gtk = dlopen("libgtk-x11-2.0.so.0", RTLD_LAZY | RTLD_LOCAL))
-    dlclose(gtk);
-  else
-    GTEST_SKIP() << "Gtk 2 is not installed";
   VirtualDisplay display;
   RawHost host({.chain = "aufx:4ioz:LV2_"});
   if (!host.wait_listening()) GTEST_SKIP() << "lv2-examples: " << host.block().error;
@@ -314,6 +309,8 @@ TEST(Lv2EditorOnADisplay, AGtkInterfaceShowsWhatItsPluginSends) {
   ASSERT_TRUE(host.wait_open(1)) << host.standard_error();
   const auto window = find_window("Scope");
   ASSERT_TRUE(window);
+  if (host.standard_error().find("libgtk-x11-2.0.so.0: cannot open") != std::string::npos)
+    GTEST_SKIP() << "Gtk 2 is not installed";
   ASSERT_GT(helper_of(host), 0) << host.standard_error();
   // What is played into it, in pure green on black.
   const auto [x, top] = on_screen(*window, 100, 0);
