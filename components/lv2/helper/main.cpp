@@ -120,7 +120,7 @@ File take_socket() {
   if (fstat(STDIN_FILENO, &status) != 0 || !S_ISSOCK(status.st_mode)) return File();
   File socket(fcntl(STDIN_FILENO, F_DUPFD_CLOEXEC, STDERR_FILENO + 1));
   const File nothing(open("/dev/null", O_RDONLY | O_CLOEXEC));
-  dup2(nothing.descriptor(), STDIN_FILENO);
+  if (nothing.is_open()) dup2(nothing.descriptor(), STDIN_FILENO);
   return socket;
 }
 
