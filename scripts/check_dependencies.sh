@@ -20,7 +20,8 @@ allow $lv2/catalogue "$lv2/catalogue/|platform/"
 allow $lv2/scan      "$lv2/(scan|catalogue)/|platform/"
 allow $lv2/instance  "$lv2/(instance|catalogue)/|platform/"
 allow $lv2/unit      "$lv2/(unit|instance|catalogue)/|platform/"
-allow $lv2/editor    "$lv2/editor/|$lv2/unit/editor_link.hpp|$lv2/instance/(message_ring|plugin_log).hpp|platform/"
+allow $lv2/editor    "$lv2/editor/|$lv2/unit/editor_link.hpp|$lv2/instance/(message_ring|plugin_log).hpp|$lv2/catalogue/(bytes|child_process|file|interface_kind|record).hpp|platform/"
+allow $lv2/helper    "$lv2/(helper|editor)/|$lv2/unit/editor_link.hpp|$lv2/catalogue/(interface_kind|record).hpp|platform/"
 allow $lv2           "$lv2/|platform/"
 # What is known about plugins, and one that runs, could serve any kind of host.
 found=$(grep -rnE '#\s*include\s+<(AudioToolbox|CoreFoundation)/' $lv2/{catalogue,scan,instance})

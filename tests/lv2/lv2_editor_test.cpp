@@ -1,6 +1,7 @@
 // Plugins' own interfaces in a host process, used with real pointer events from another process.
 
 #include <gtest/gtest.h>
+#include <signal.h>
 
 #include <algorithm>
 #include <cmath>
@@ -24,6 +25,8 @@ constexpr int key_count = 120;
 enum Key { ask = 30, report_own = 90, report_half = 150, grow = 210, throw_id = 270 };
 constexpr const char* knob_uri = "urn:vesk:test:knob";
 constexpr const char* gl_uri = "urn:vesk:test:gl-knob";
+/// Its interface is shown by a program of its own.
+constexpr const char* external_uri = "urn:vesk:test:external-knob";
 constexpr float own_default = 0.125f;
 constexpr std::uint32_t level_id = 4;
 
@@ -35,8 +38,7 @@ std::string knob_chain(const std::string& preset, const char* uri) {
 /// A host that plays the knob, with its editor on screen.
 class KnobHost {
  public:
-  explicit KnobHost(const std::string& preset = {}, const char* uri = knob_uri)
-      : host({.chain = knob_chain(preset, uri)}) {}
+  KnobHost(const std::string& preset, const char* uri) : host({.chain = knob_chain(preset, uri)}) {}
 
   void open(const std::string& title = "Knob") {
     ASSERT_TRUE(host.wait_listening()) << host.block().error << host.standard_error();
@@ -71,10 +73,11 @@ class KnobHost {
   WindowPlace window;
 };
 
-class Lv2Editor : public testing::Test {
+/// With an interface in the host's process, and with one in its own.
+class Lv2Editor : public testing::TestWithParam<const char*> {
  protected:
   void SetUp() override {
-    write_empty_preset(preset_, 'aumu', vesk::lv2::primary_code(knob_uri), 'LV2_');
+    write_empty_preset(preset_, 'aumu', vesk::lv2::primary_code(GetParam()), 'LV2_');
   }
   /// What takes the editor away leaves the host playing, and what was turned before is saved.
   template <typename Fault>
@@ -94,9 +97,9 @@ class Lv2Editor : public testing::Test {
   const std::string preset_ = folder_ / "knob.aupreset";
 };
 
-TEST_F(Lv2Editor, ATurnedKnobIsHeardSavedAndRestored) {
+TEST_P(Lv2Editor, ATurnedKnobIsHeardSavedAndRestored) {
   {
-    KnobHost knob(preset_);
+    KnobHost knob(preset_, GetParam());
     knob.open_on(display_);
     EXPECT_EQ(view_width(knob.window), width);
     EXPECT_EQ(view_height(knob.window), height);
@@ -107,16 +110,16 @@ TEST_F(Lv2Editor, ATurnedKnobIsHeardSavedAndRestored) {
     EXPECT_EQ(knob.host.block().saved_write, 1u);
     EXPECT_TRUE(knob.host.stop());
   }
-  KnobHost next(preset_);
+  KnobHost next(preset_, GetParam());
   ASSERT_TRUE(next.host.wait_listening());
   EXPECT_TRUE(next.wait_level(0.75f)) << next.level();
   EXPECT_TRUE(next.host.stop());
 }
 
 // The interface sets a control of its own accord while it opens.
-TEST_F(Lv2Editor, WhatAnInterfaceSetsByItselfIsNoEdit) {
+TEST_P(Lv2Editor, WhatAnInterfaceSetsByItselfIsNoEdit) {
   const Bytes before = file_bytes(preset_);
-  KnobHost knob(preset_);
+  KnobHost knob(preset_, GetParam());
   knob.open_on(display_);
   // A press beside the view is none in it.
   click(knob.window, width / 2, -11);
@@ -130,8 +133,8 @@ TEST_F(Lv2Editor, WhatAnInterfaceSetsByItselfIsNoEdit) {
   EXPECT_TRUE(knob.host.stop());
 }
 
-TEST_F(Lv2Editor, TheInterfaceAndThePluginHearOfEachOther) {
-  KnobHost knob;
+TEST_P(Lv2Editor, TheInterfaceAndThePluginHearOfEachOther) {
+  KnobHost knob({}, GetParam());
   knob.open_on(display_);
   knob.host.set_parameter(0, level_id, 0.5f);
   EXPECT_TRUE(knob.wait_level(0.5f));
@@ -145,28 +148,34 @@ TEST_F(Lv2Editor, TheInterfaceAndThePluginHearOfEachOther) {
   EXPECT_TRUE(knob.host.stop());
 }
 
-TEST_F(Lv2Editor, AClickBringsItsWindowToTheFrontWithoutAWindowManagerToo) {
-  KnobHost below;
+TEST_P(Lv2Editor, AClickBringsItsWindowToTheFrontWithoutAWindowManagerToo) {
+  KnobHost below({}, GetParam());
   below.open_on(display_);
-  KnobHost above;
+  KnobHost above({}, GetParam());
   above.open("Above");
+  constexpr int shift = 100;
   output_of("xdotool windowmove --sync " + above.window.id + " " +
-            std::to_string(below.window.x + 100) + " " + std::to_string(below.window.y));
-  const auto is_in_front = [&](const KnobHost& knob) {
+            std::to_string(below.window.x + shift) + " " + std::to_string(below.window.y));
+  // What has the keyboard is the window at that place, or the interface's own inside it.
+  const auto is_in_front = [&](const KnobHost& knob, int left) {
     return wait_until([&] {
-      return display_.stacked_windows().back() == std::stoul(knob.window.id) &&
-             output_of("xdotool getwindowfocus") == knob.window.id + "\n";
+      int x = -1;
+      const std::string focus = output_of("xdotool getwindowfocus -f getwindowgeometry --shell");
+      if (const auto at = focus.find("X="); at != std::string::npos)
+        x = std::stoi(focus.substr(at + 2)) - below.window.x;
+      return display_.stacked_windows().back() == std::stoul(knob.window.id) && x >= left &&
+             x < left + shift / 2;
     });
   };
-  EXPECT_TRUE(is_in_front(above));
+  EXPECT_TRUE(is_in_front(above, shift));
   click(below.window, 50, 40);
-  EXPECT_TRUE(is_in_front(below));
+  EXPECT_TRUE(is_in_front(below, 0));
   EXPECT_TRUE(above.host.stop());
   EXPECT_TRUE(below.host.stop());
 }
 
-TEST_F(Lv2Editor, TheWindowFollowsTheInterfaceAndWhatThatThrowsClosesItAlone) {
-  KnobHost knob(preset_);
+TEST_P(Lv2Editor, TheWindowFollowsTheInterfaceAndWhatThatThrowsClosesItAlone) {
+  KnobHost knob(preset_, GetParam());
   expect_loss_of_the_editor_alone(knob, [&] {
     // Whoever forces a size is not fought, and what the interface does next moves no corner.
     output_of("xdotool windowsize " + knob.window.id + " 500 400");
@@ -194,14 +203,14 @@ TEST_F(Lv2Editor, TheWindowFollowsTheInterfaceAndWhatThatThrowsClosesItAlone) {
 }
 
 // The interface has a connection of its own, whose loss ends a process.
-TEST_F(Lv2Editor, AServerThatGoesAwayTakesTheEditorAndNotTheHost) {
-  KnobHost knob(preset_);
+TEST_P(Lv2Editor, AServerThatGoesAwayTakesTheEditorAndNotTheHost) {
+  KnobHost knob(preset_, GetParam());
   expect_loss_of_the_editor_alone(knob, [&] { display_.kill(); });
 }
 
 // The interface makes an X error at each opening, too.
-TEST_F(Lv2Editor, OpensAgainAndAgain) {
-  KnobHost knob;
+TEST_P(Lv2Editor, OpensAgainAndAgain) {
+  KnobHost knob({}, GetParam());
   for (int opening = 0; opening < 5; ++opening) {
     SCOPED_TRACE(opening);
     const float level = 0.2f + 0.1f * static_cast<float>(opening);
@@ -213,6 +222,64 @@ TEST_F(Lv2Editor, OpensAgainAndAgain) {
   EXPECT_TRUE(knob.host.stop());
   EXPECT_EQ(knob.host.standard_error().find("editor"), std::string::npos)
       << knob.host.standard_error();
+}
+
+INSTANTIATE_TEST_SUITE_P(Lv2Editor, Lv2Editor, testing::Values(knob_uri, external_uri),
+                         [](const auto& info) {
+                           return info.param == knob_uri ? "InTheHost" : "InAProgramOfItsOwn";
+                         });
+
+/// The program that shows the interface of `host`; 0 when there is none.
+pid_t helper_of(const RawHost& host) {
+  const std::string found = output_of("pgrep -x vesk-lv2-ui -P " + std::to_string(host.pid()));
+  return found.empty() ? 0 : std::stoi(found);
+}
+
+/// Whether a process has ended, collected or not.
+bool has_gone(pid_t process) {
+  const std::string state = output_of("ps -o stat= -p " + std::to_string(process));
+  return state.empty() || state.starts_with('Z');
+}
+
+class Lv2EditorOfAProgram : public Lv2Editor {};
+INSTANTIATE_TEST_SUITE_P(Lv2Editor, Lv2EditorOfAProgram, testing::Values(external_uri),
+                         [](const auto&) { return "External"; });
+
+TEST_P(Lv2EditorOfAProgram, TheEndOfTheProgramClosesTheEditorAloneAndTheNextOneOpens) {
+  KnobHost knob(preset_, GetParam());
+  knob.open_on(display_);
+  click(knob.window, 120, 40);
+  EXPECT_TRUE(knob.wait_level(0.5f)) << knob.level();
+  const pid_t helper = helper_of(knob.host);
+  ASSERT_GT(helper, 0);
+  kill(helper, SIGKILL);
+  EXPECT_TRUE(knob.host.wait_open(0));
+  EXPECT_TRUE(wait_until([&] { return knob.host.block().saved_write == 1; }));
+  EXPECT_NE(knob.host.standard_error().find(
+                ": editor of plugin 0 failed: its program has ended: Killed\n"),
+            std::string::npos)
+      << knob.host.standard_error();
+  knob.open_on(display_);
+  click(knob.window, 180, 40);
+  EXPECT_TRUE(knob.wait_level(0.75f)) << knob.level();
+  EXPECT_TRUE(knob.host.stop());
+}
+
+// Whatever becomes of the host.
+TEST_P(Lv2EditorOfAProgram, TheProgramDoesNotOutliveItsEditorOrItsHost) {
+  for (const bool is_killed : {false, true}) {
+    SCOPED_TRACE(is_killed);
+    KnobHost knob({}, GetParam());
+    knob.open_on(display_);
+    const pid_t helper = helper_of(knob.host);
+    ASSERT_GT(helper, 0);
+    if (is_killed)
+      kill(knob.host.pid(), SIGKILL);
+    else
+      knob.close();
+    EXPECT_TRUE(wait_until([&] { return has_gone(helper); }));
+    EXPECT_EQ(knob.host.stop(), !is_killed);
+  }
 }
 
 // Most interfaces that draw with OpenGL crash where there is none.
@@ -231,7 +298,36 @@ TEST(Lv2EditorOnADisplay, OpenGlInterfacesAreShownWhereThereIsOpenGl) {
   }
 }
 
-// ---- The interface of a real plugin, Debian's GxRat ----
+// ---- The interfaces of real plugins ----
+
+// Debian's Example Scope draws with Gtk 2 what the plugin sends it in atoms.
+TEST(Lv2EditorOnADisplay, AGtkInterfaceShowsWhatItsPluginSends) {
+  VirtualDisplay display;
+  RawHost host({.chain = "aufx:4ioz:LV2_"});
+  if (!host.wait_listening()) GTEST_SKIP() << "lv2-examples: " << host.block().error;
+  host.ask_window(WindowRequest::open, 0, "Scope");
+  ASSERT_TRUE(host.wait_open(1)) << host.standard_error();
+  const auto window = find_window("Scope");
+  ASSERT_TRUE(window);
+  if (host.standard_error().find("libgtk-x11-2.0.so.0: cannot open") != std::string::npos)
+    GTEST_SKIP() << "Gtk 2 is not installed";
+  ASSERT_GT(helper_of(host), 0) << host.standard_error();
+  // What is played into it, in pure green on black.
+  const auto [x, top] = on_screen(*window, 100, 0);
+  EXPECT_TRUE(wait_until([&] {
+    for (int period = 0; period < 100; ++period) {
+      for (int i = 0; i < 64; ++i) host.block().input_left[i] = i < 32 ? 0.5f : -0.5f;
+      if (!host.serve(64)) return false;
+    }
+    for (int y = 0; y < view_height(*window); ++y) {
+      const unsigned long colour = display.colour_at(x, top + y);
+      if (getenv("DBG")) fprintf(stderr, "%d:%lx ", y, colour);
+      if ((colour & 0xff00) > 0x8000 && (colour & 0xff00ff) == 0) return true;
+    }
+    return false;
+  }));
+  EXPECT_TRUE(host.stop()) << host.standard_error();
+}
 
 constexpr const char* rat_code = "aufx:xsUI:LV2_";
 

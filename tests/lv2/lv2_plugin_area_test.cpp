@@ -92,6 +92,26 @@ TEST_F(PluginAreaTest, KnowsTheSizeOfWhatIsInIt) {
   EXPECT_EQ(area_->new_content_size(), (AreaSize{120, 90}));
 }
 
+// A menu that a click has opened must not be covered by the window that the click brings forward.
+TEST_F(PluginAreaTest, IsCoveredByWindowsAndNotByMenus) {
+  show();
+  EXPECT_FALSE(area_->is_covered());
+  XSetWindowAttributes attributes{};
+  for (const bool is_menu : {true, false}) {
+    attributes.override_redirect = is_menu;
+    const Window above =
+        XCreateWindow(interface_, DefaultRootWindow(interface_), 120, 60, 50, 50, 0, CopyFromParent,
+                      InputOutput, nullptr, CWOverrideRedirect, &attributes);
+    EXPECT_FALSE(area_->is_covered()) << "nothing is to be seen of it";
+    XMapWindow(interface_, above);
+    XSync(interface_, False);
+    EXPECT_EQ(area_->is_covered(), !is_menu);
+  }
+  XRaiseWindow(toolkit_, window_);
+  XSync(toolkit_, False);
+  EXPECT_FALSE(area_->is_covered());
+}
+
 TEST_F(PluginAreaTest, OutlivesTheWindowItWasIn) {
   for (int round = 0; round < 2; ++round) {
     show();

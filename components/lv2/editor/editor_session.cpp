@@ -4,6 +4,7 @@
 
 #include <utility>
 
+#include "components/lv2/catalogue/interface_kind.hpp"
 #include "components/lv2/editor/x_errors.hpp"
 
 namespace vesk::lv2 {
@@ -81,8 +82,18 @@ void EditorSession::take_out() {
   if (!area_->is_lost()) area_->take_out();
 }
 
+bool EditorSession::take_press() {
+  const bool is_pressed = !area_->is_lost() && area_->take_press();
+  // Interfaces that are made for the host's X window take the keyboard themselves.
+  if (is_pressed && link_ != nullptr)
+    wants_keyboard_ = interface_kind(link_->editor().class_uri) != InterfaceKind::x11;
+  return is_pressed;
+}
+
 bool EditorSession::turn() {
   if (link_ == nullptr || area_->is_lost()) return false;
+  // A turn after the press, which has given it to the window around the interface.
+  if (std::exchange(wants_keyboard_, false)) area_->give_keyboard();
   count_x_errors(toolkit_display_);
   if (interface_ == nullptr) {
     if (!waits_for_instance_ || link_->handle() == nullptr) return waits_for_instance_;

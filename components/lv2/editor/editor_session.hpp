@@ -36,7 +36,9 @@ class EditorSession final : private EditorViewer {
   void take_out();
 
   /// Whether it was clicked since the last call.
-  bool take_press() { return !area_->is_lost() && area_->take_press(); }
+  bool take_press();
+  /// Whether another window is above it.
+  bool is_covered() const { return !area_->is_lost() && area_->is_covered(); }
   /// Whether the interface has the keyboard.
   bool has_focus() const { return area_->has_focus(); }
 
@@ -58,6 +60,7 @@ class EditorSession final : private EditorViewer {
   _XDisplay* toolkit_display_;
   AreaSize size_{400, 300};
   bool waits_for_instance_ = false;
+  bool wants_keyboard_ = false;
   std::string failure_;
 };
 

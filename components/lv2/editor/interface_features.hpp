@@ -20,12 +20,26 @@ namespace vesk::lv2 {
 /// How often an interface is given a turn.
 inline constexpr float turns_per_second = 30;
 
+/// What an interface may call, with `controller`.
+struct InterfaceCallbacks {
+  LV2UI_Controller controller;
+  int (*resize)(LV2UI_Feature_Handle, int width, int height);
+  void (*touch)(LV2UI_Feature_Handle, std::uint32_t port, bool grabbed);
+  void (*closed)(LV2UI_Controller);
+};
+
+/// The data of `external_host`.
+struct ExternalHost {
+  void (*ui_closed)(LV2UI_Controller);
+  const char* plugin_human_id;
+};
+
 /// The features of one interface; they must outlive it, at one address.
 class InterfaceFeatures {
  public:
-  /// `resize` and `touch` are the callbacks to offer; `window` is the X window to be put into.
-  InterfaceFeatures(EditorLink& link, unsigned long window, const LV2UI_Resize& resize,
-                    const LV2UI_Touch& touch);
+  /// `window` is the X window to be put into.
+  InterfaceFeatures(const InterfaceContext& context, unsigned long window,
+                    const InterfaceCallbacks& callbacks);
   InterfaceFeatures(const InterfaceFeatures&) = delete;
   InterfaceFeatures& operator=(const InterfaceFeatures&) = delete;
 
@@ -42,6 +56,7 @@ class InterfaceFeatures {
   LV2_Extension_Data_Feature data_access_;
   std::string title_;
   const char* title_text_;
+  ExternalHost external_;
   float sample_rate_;
   float update_rate_ = turns_per_second;
   float scale_ = 1;

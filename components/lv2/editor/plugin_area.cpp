@@ -105,23 +105,57 @@ void PluginArea::resize(AreaSize size) {
   XFlush(display_);
 }
 
-std::optional<AreaSize> PluginArea::new_content_size() {
-  read_events();
-  if (!std::exchange(content_changed_, false)) return std::nullopt;
+/// The interface's window, 0 while it has none: the one on top, since some make helper windows
+/// first.
+unsigned long PluginArea::content() const {
   Window root = 0;
   Window parent = 0;
   Window* children = nullptr;
   unsigned count = 0;
-  if (!XQueryTree(display_, window_, &root, &parent, &children, &count)) return std::nullopt;
-  // The one on top: some interfaces make helper windows first.
-  const Window content = count > 0 ? children[count - 1] : 0;
+  if (!XQueryTree(display_, window_, &root, &parent, &children, &count)) return 0;
+  const Window top = count > 0 ? children[count - 1] : 0;
   if (children != nullptr) XFree(children);
+  return top;
+}
+
+std::optional<AreaSize> PluginArea::new_content_size() {
+  read_events();
+  if (!std::exchange(content_changed_, false)) return std::nullopt;
+  const Window window = content();
   XWindowAttributes attributes{};
-  if (content == 0 || !XGetWindowAttributes(display_, content, &attributes) ||
+  if (window == 0 || !XGetWindowAttributes(display_, window, &attributes) ||
       attributes.width <= 1 || attributes.height <= 1) {
     return std::nullopt;
   }
   return AreaSize{attributes.width, attributes.height};
+}
+
+void PluginArea::give_keyboard() {
+  if (const Window window = content())
+    XSetInputFocus(display_, window, RevertToParent, CurrentTime);
+  XFlush(display_);
+}
+
+bool PluginArea::is_covered() const {
+  Window root = DefaultRootWindow(display_);
+  Window top = window_;
+  Window parent = window_;
+  Window* children = nullptr;
+  unsigned count = 0;
+  while (parent != root) {
+    top = parent;
+    if (!XQueryTree(display_, top, &root, &parent, &children, &count)) return false;
+    if (children != nullptr) XFree(children);
+  }
+  if (!XQueryTree(display_, root, &root, &parent, &children, &count)) return false;
+  bool is_below = false;
+  for (unsigned above = count; above > 0 && children[above - 1] != top && !is_below; --above) {
+    XWindowAttributes attributes{};
+    is_below = XGetWindowAttributes(display_, children[above - 1], &attributes) != 0 &&
+               attributes.map_state == IsViewable && attributes.override_redirect == False;
+  }
+  if (children != nullptr) XFree(children);
+  return is_below;
 }
 
 bool PluginArea::is_touched() {

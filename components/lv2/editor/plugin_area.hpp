@@ -5,17 +5,12 @@
 #include <memory>
 #include <optional>
 
+#include "components/lv2/editor/running_interface.hpp"
+
 struct _XDisplay;
 union _XEvent;
 
 namespace vesk::lv2 {
-
-struct AreaSize {
-  int width = 0;
-  int height = 0;
-
-  bool operator==(const AreaSize&) const = default;
-};
 
 /// On a connection of its own, so that nothing of the toolkit's is waited for or changed. It is
 /// made outside of any window and unseen: an interface can thus be made, and its size be known,
@@ -50,8 +45,12 @@ class PluginArea {
   bool is_touched();
   /// Whether a button or a finger has been pressed in here since the last call.
   bool take_press();
+  /// Gives the keyboard to the interface's window, for one that does not take it.
+  void give_keyboard();
   /// Whether what is in here has the keyboard.
   bool has_focus() const { return has_focus_; }
+  /// Whether other windows are above the one it is in; menus and the like are not counted.
+  bool is_covered() const;
   /// Reads what the server has sent.
   void read_events();
 
@@ -59,6 +58,7 @@ class PluginArea {
   explicit PluginArea(_XDisplay* display);
   void watch_input();
   void take(_XEvent& event);
+  unsigned long content() const;
 
   _XDisplay* display_;
   unsigned long window_ = 0;

@@ -127,7 +127,8 @@ using vesk::lv2::EditorSession;
 - (void)comeForward {
   NSWindow* window = [self window];
   if ([GSServerForWindow(window) handlesWindowDecorations]) return;
-  [window orderFront:nil];
+  // Not above a menu that the click has opened.
+  if (_session->is_covered()) [window orderFront:nil];
   if (_session->has_focus()) return;
   [NSApp activateIgnoringOtherApps:YES];
   [window makeKeyWindow];

@@ -105,6 +105,11 @@ bool display_has_gone(Display* display) {
   return poll(&connection, 1, 0) != 0 && (connection.revents & (POLLHUP | POLLERR)) != 0;
 }
 
+bool any_display_has_gone() {
+  const std::lock_guard lock(spared_mutex);
+  return std::any_of(spared.begin(), spared.end(), display_has_gone);
+}
+
 void close_display(Display* display) {
   XCloseDisplay(display);
   const std::lock_guard lock(spared_mutex);

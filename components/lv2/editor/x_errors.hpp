@@ -18,6 +18,8 @@ unsigned long x_error_count();
 /// Opens a display for ourselves: its loss makes calls with it return at once, and no more. Null
 /// when it does not answer. To be closed with `close_display`, lost or not.
 _XDisplay* open_display();
+/// Whether the server of one of these has gone.
+bool any_display_has_gone();
 void close_display(_XDisplay* display);
 /// Whether its server has gone, noticed or not.
 bool display_has_gone(_XDisplay* display);

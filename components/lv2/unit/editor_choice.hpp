@@ -8,12 +8,15 @@
 
 namespace vesk::lv2 {
 
-/// The first interface of `plugin` that is an X11 window and needs nothing that is not offered to
-/// it; null when there is none. Interfaces of other toolkits (Gtk 2, Qt 5) would bring a second
-/// main loop, external ones a window of their own. Not real-time.
+/// The interface of `plugin` to show: the first that is an X11 window, else the first that
+/// `editor_helper` can show; of those, one that needs nothing that is not offered to it. Null when
+/// there is none. Not real-time.
 const Editor* embeddable_editor(const Description& plugin);
 
 /// The folder of the bundle that shows interfaces, beside this module; empty where it is missing.
 std::string editor_bundle();
+/// The program that shows interfaces of other toolkits, beside this module; empty where it is
+/// missing.
+std::string editor_helper();
 
 }  // namespace vesk::lv2

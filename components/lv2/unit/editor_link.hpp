@@ -8,6 +8,7 @@
 #include <lv2/core/lv2.h>
 
 #include <cstdint>
+#include <string>
 
 #include "components/lv2/catalogue/description.hpp"
 
@@ -33,8 +34,9 @@ class EditorViewer {
   ~EditorViewer() = default;
 };
 
-/// All of it on the thread that controls the unit.
-class EditorLink {
+/// What an interface is made for. All of it, as of `EditorLink`, on the thread that controls the
+/// unit.
+class InterfaceContext {
  public:
   virtual const Description& plugin() const = 0;
   /// The interface to show: one of `plugin().editors`.
@@ -50,6 +52,15 @@ class EditorLink {
   virtual LV2_Handle handle() const = 0;
   using ExtensionData = const void* (*)(const char* uri);
   virtual ExtensionData extension_data() const = 0;
+
+ protected:
+  ~InterfaceContext() = default;
+};
+
+class EditorLink : public InterfaceContext {
+ public:
+  /// The program that shows interfaces which are no X11 windows.
+  virtual std::string helper() const = 0;
 
   /// The present value of a control port, inputs and outputs alike.
   virtual float value(std::uint32_t port) const = 0;

@@ -5,6 +5,7 @@
 #include <algorithm>
 
 #include "components/lv2/instance/urid_map.hpp"
+#include "components/lv2/unit/editor_choice.hpp"
 #include "components/lv2/unit/plugin_unit.hpp"
 
 namespace vesk::lv2 {
@@ -37,6 +38,10 @@ LV2_Handle UnitEditor::handle() const {
 
 EditorLink::ExtensionData UnitEditor::extension_data() const {
   return unit_.library_->descriptor().extension_data;
+}
+
+std::string UnitEditor::helper() const {
+  return editor_helper();
 }
 
 float UnitEditor::value(std::uint32_t port) const {

@@ -25,6 +25,7 @@ class UnitEditor final : public EditorLink {
   const char* unmap(std::uint32_t urid) const override;
   LV2_Handle handle() const override;
   ExtensionData extension_data() const override;
+  std::string helper() const override;
   float value(std::uint32_t port) const override;
   void set_value(std::uint32_t port, float value) override;
   void touch(std::uint32_t port, bool grabbed) override;

@@ -57,3 +57,7 @@ const LV2_Descriptor test_knob_descriptor = {
 /* The same with an interface that says it draws with OpenGL. */
 const LV2_Descriptor test_gl_knob_descriptor = {
     "urn:vesk:test:gl-knob", instantiate, connect_port, NULL, run, NULL, free, NULL};
+
+/* The same with an interface that opens a window of its own. */
+const LV2_Descriptor test_external_knob_descriptor = {
+    "urn:vesk:test:external-knob", instantiate, connect_port, NULL, run, NULL, free, NULL};

@@ -1,6 +1,7 @@
 /* The interface of the knob, in plain Xlib. Its upper half sets the level; the lower has keys that
  * report what the interface knows, as a value of a control that the plugin plays, a key that makes
- * the window larger, and in the part that is won by it one that throws. */
+ * the window larger, and in the part that is won by it one that throws. With KNOB_IS_EXTERNAL the
+ * window is one of its own, which the host has to ask for. */
 #include <X11/Xlib.h>
 #include <lv2/atom/atom.h>
 #include <lv2/ui/ui.h>
@@ -8,13 +9,23 @@
 
 #include "test_plugins.h"
 
+#define KNOB_HOST "http://kxstudio.sf.net/ns/lv2ext/external-ui#Host"
+
 /* Throws a C++ exception. */
 void test_throw(void);
 
 enum { kQuestions, kAnswers, kLevel = 4, kReport, kOwn, kHalf, kPorts = 9 };
 enum { kWidth = 240, kHeight = 160, kKey = 60, kGrown = 300, kGrownHeight = 190 };
 
+/* What an external interface gives as its widget. */
+typedef struct ExternalWidget {
+  void (*run)(struct ExternalWidget* widget);
+  void (*show)(struct ExternalWidget* widget);
+  void (*hide)(struct ExternalWidget* widget);
+} ExternalWidget;
+
 typedef struct {
+  ExternalWidget external; /* First: a pointer to it is one to the interface. */
   LV2UI_Write_Function write;
   LV2UI_Controller controller;
   const LV2UI_Resize* resize;
@@ -58,21 +69,49 @@ static void press(Interface* self, int x, int y) {
   }
 }
 
+static int idle(LV2UI_Handle handle) {
+  Interface* self = handle;
+  while (XPending(self->display)) {
+    XEvent event;
+    XNextEvent(self->display, &event);
+    if (event.type == ButtonPress) press(self, event.xbutton.x, event.xbutton.y);
+    if (event.type == Expose) draw(self);
+  }
+  return 0;
+}
+
+static void run_external(ExternalWidget* widget) { idle(widget); }
+
+static void show_external(ExternalWidget* widget) {
+  Interface* self = (Interface*)widget;
+  XMapWindow(self->display, self->window);
+  XFlush(self->display);
+}
+
+static void hide_external(ExternalWidget* widget) { (void)widget; }
+
 static LV2UI_Handle instantiate(const LV2UI_Descriptor* descriptor, const char* plugin,
                                 const char* bundle, LV2UI_Write_Function write,
                                 LV2UI_Controller controller, LV2UI_Widget* widget,
                                 const LV2_Feature* const* features) {
   (void)descriptor, (void)plugin, (void)bundle;
   const LV2_URID_Map* map = feature_data(features, LV2_URID__map);
+  Display* display = XOpenDisplay(NULL);
+  if (!display) return NULL;
+#ifdef KNOB_IS_EXTERNAL
+  Window parent = feature_data(features, KNOB_HOST) ? DefaultRootWindow(display) : 0;
+#else
   const Window parent = (Window)feature_data(features, LV2_UI__parent);
+#endif
   Interface* self = calloc(1, sizeof(Interface));
   self->write = write;
   self->controller = controller;
   self->resize = feature_data(features, LV2_UI__resize);
   self->touch = feature_data(features, LV2_UI__touch);
   self->width = kWidth;
-  self->display = XOpenDisplay(NULL);
-  if (!map || !parent || !self->resize || !self->touch || !self->display) {
+  self->display = display;
+  self->external = (ExternalWidget){run_external, show_external, hide_external};
+  if (!map || !parent || !self->resize || !self->touch) {
     free(self);
     return NULL;
   }
@@ -80,7 +119,12 @@ static LV2UI_Handle instantiate(const LV2UI_Descriptor* descriptor, const char* 
   self->transfer = urid(map, LV2_ATOM__eventTransfer);
   self->window = XCreateSimpleWindow(self->display, parent, 0, 0, kWidth, kHeight, 0, 0, 0x222222);
   XSelectInput(self->display, self->window, ButtonPressMask | ExposureMask);
+#ifdef KNOB_IS_EXTERNAL
+  *widget = self;
+#else
   XMapWindow(self->display, self->window);
+  *widget = (LV2UI_Widget)self->window;
+#endif
   /* A mistake: there is no such window. */
   XMapWindow(self->display, 1);
   XSync(self->display, False);
@@ -88,7 +132,6 @@ static LV2UI_Handle instantiate(const LV2UI_Descriptor* descriptor, const char* 
   /* Another: nobody has asked for this. */
   const float value = 0.75f;
   write(controller, kOwn, sizeof value, 0, &value);
-  *widget = (LV2UI_Widget)self->window;
   return self;
 }
 
@@ -111,17 +154,6 @@ static void port_event(LV2UI_Handle handle, uint32_t port, uint32_t size, uint32
   }
 }
 
-static int idle(LV2UI_Handle handle) {
-  Interface* self = handle;
-  while (XPending(self->display)) {
-    XEvent event;
-    XNextEvent(self->display, &event);
-    if (event.type == ButtonPress) press(self, event.xbutton.x, event.xbutton.y);
-    if (event.type == Expose) draw(self);
-  }
-  return 0;
-}
-
 static const void* extension_data(const char* uri) {
   static const LV2UI_Idle_Interface idles = {idle};
   return strcmp(uri, LV2_UI__idleInterface) == 0 ? &idles : NULL;
@@ -134,6 +166,8 @@ LV2_SYMBOL_EXPORT int glXQueryVersion(void* display, int* major, int* minor) {
   return 0;
 }
 #define KNOB_URI "urn:vesk:test:gl-knob-ui"
+#elif defined(KNOB_IS_EXTERNAL)
+#define KNOB_URI "urn:vesk:test:external-knob-ui"
 #else
 #define KNOB_URI "urn:vesk:test:knob-ui"
 #endif

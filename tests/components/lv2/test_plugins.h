@@ -8,6 +8,7 @@
 
 extern const LV2_Descriptor test_effect_descriptor;
 extern const LV2_Descriptor test_events_descriptor;
+extern const LV2_Descriptor test_external_knob_descriptor;
 extern const LV2_Descriptor test_files_descriptor;
 extern const LV2_Descriptor test_gl_knob_descriptor;
 extern const LV2_Descriptor test_knob_descriptor;
