@@ -19,6 +19,7 @@ struct Controls {
   unsigned polyphony = 16;  ///< 1..128
   double attack = 0;        ///< seconds, 0..10
   double release = 0;       ///< seconds, 0..10
+  bool operator==(const Controls&) const = default;
 };
 
 /// Render thread but for making and destroying it; real-time safe.
@@ -45,6 +46,8 @@ class InstrumentSound {
   virtual ~InstrumentSound() = default;
   /// What an instrument asks for before anybody turns a knob.
   virtual Controls controls() const = 0;
+  /// Whether attack, release and polyphony have an effect.
+  virtual bool has_voice_controls() const { return true; }
   /// The player keeps what it needs of this alive. Null with `error` set when it cannot be had.
   virtual std::unique_ptr<Player> make_player(double sample_rate, unsigned max_frames,
                                               std::string& error) = 0;

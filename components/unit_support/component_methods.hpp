@@ -84,6 +84,10 @@ class ComponentMethods {
     return guarded([&] { return unit_of(self).set_property(id, scope, element, data, size); });
   }
 
+  static OSStatus reset(void* self, AudioUnitScope, AudioUnitElement) CA_REALTIME_API {
+    return unit_of(self).reset();
+  }
+
   static OSStatus get_parameter(void* self, AudioUnitParameterID id, AudioUnitScope scope,
                                 AudioUnitElement element,
                                 AudioUnitParameterValue* value) CA_REALTIME_API {
@@ -112,6 +116,8 @@ class ComponentMethods {
   }
 
   static AudioComponentMethod lookup(SInt16 selector) {
+    if constexpr (requires(PlugIn& plug_in) { plug_in.unit->reset(); })
+      if (selector == kAudioUnitResetSelect) return method(&reset);
     switch (selector) {
       case kAudioUnitInitializeSelect:
         return method(&initialize);
