@@ -57,6 +57,16 @@ SoundFontEntry soundfont_module(std::string& error) {
   return entry;
 }
 
+std::unique_ptr<InstrumentSound> load_from_soundfont(const InstrumentRequest& request,
+                                                     std::string& error) {
+  std::string reason;
+  InstrumentSound* sound = nullptr;
+  if (const SoundFontEntry load = soundfont_module(reason))
+    sound = load(request.path.c_str(), &request.preset, &reason);
+  if (sound == nullptr) error = request.path + ": " + reason;
+  return std::unique_ptr<InstrumentSound>(sound);
+}
+
 }  // namespace
 
 std::unique_ptr<InstrumentSound> load_sound(const InstrumentRequest& request, OSStatus& status,
@@ -66,13 +76,13 @@ std::unique_ptr<InstrumentSound> load_sound(const InstrumentRequest& request, OS
   const auto type = std::filesystem::status(path, failure).type();
   if (type == std::filesystem::file_type::not_found) {
     status = kAudio_FileNotFoundError;
-    error = "is not there";
+    error = request.path + " is not there";
     return nullptr;
   }
   status = kAudioUnitErr_InvalidFile;
   // Not to wait for the writer of a pipe.
   if (type != std::filesystem::file_type::regular) {
-    error = failure ? failure.message() : "is no file";
+    error = request.path + (failure ? ": " + failure.message() : " is no file");
     return nullptr;
   }
   std::array<char, head_bytes> head{};
@@ -80,22 +90,19 @@ std::unique_ptr<InstrumentSound> load_sound(const InstrumentRequest& request, OS
   std::ifstream file(path, std::ios::binary);
   file.read(head.data(), head.size());
   if (file.bad() || (!file && errno != 0)) {
-    error = std::strerror(errno);
+    error = request.path + ": " + std::strerror(errno);
     return nullptr;
   }
   switch (kind_of({head.data(), static_cast<std::size_t>(file.gcount())})) {
     case Kind::exs24:
       return load_exs_sound(request.path, error);
     case Kind::soundfont:
-      if (const SoundFontEntry load = soundfont_module(error))
-        return std::unique_ptr<InstrumentSound>(
-            load(request.path.c_str(), &request.preset, &error));
-      return nullptr;
+      return load_from_soundfont(request, error);
     case Kind::none:
       break;
   }
   status = kAudioUnitErr_UnknownFileType;
-  error = "is neither an EXS24 instrument nor a SoundFont";
+  error = request.path + " is neither an EXS24 instrument nor a SoundFont";
   return nullptr;
 }
 

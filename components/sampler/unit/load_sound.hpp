@@ -19,7 +19,7 @@ struct InstrumentRequest {
 };
 
 /// Tells the kind by the file's first bytes, whatever its name is, and loads it. On failure null
-/// with the status for the caller and `error`, a sentence without the path. Not real-time.
+/// with the status for the caller and a sentence that names the file in `error`. Not real-time.
 std::unique_ptr<InstrumentSound> load_sound(const InstrumentRequest& request, OSStatus& status,
                                             std::string& error);
 

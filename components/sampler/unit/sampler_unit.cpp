@@ -79,7 +79,7 @@ OSStatus SamplerUnit::load(const InstrumentRequest& request,
     std::string error;
     sound = load_sound(request, status, error);
     if (sound == nullptr) {
-      say_of(log_name, request.path + ": " + error);
+      say_of(log_name, error);
       return status;
     }
     if (const std::string remark = sound->remark(); !remark.empty())
