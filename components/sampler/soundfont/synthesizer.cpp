@@ -1,5 +1,8 @@
 #include "components/sampler/soundfont/synthesizer.hpp"
 
+#include <sys/stat.h>
+
+#include <cstdio>
 #include <mutex>
 
 namespace vesk::sampler {
@@ -24,6 +27,46 @@ void listen_to_library() {
     for (const int level : {FLUID_WARN, FLUID_INFO, FLUID_DBG})
       fluid_set_log_function(level, nullptr, nullptr);
   });
+}
+
+// Where its reader of SoundFonts fails, the library tries one of DLS files, which prints what it
+// thinks. A name that only we can open keeps that out. And the library shares samples by name: with
+// the file's state in it, what was rewritten is not taken for what it was.
+constexpr char state_mark = '?';
+
+std::string name_with_state(const std::string& path) {
+  struct stat state{};
+  stat(path.c_str(), &state);
+  std::string name = path + state_mark;
+  for (const auto part :
+       {static_cast<long long>(state.st_ino), static_cast<long long>(state.st_size),
+        static_cast<long long>(state.st_mtim.tv_sec),
+        static_cast<long long>(state.st_mtim.tv_nsec)}) {
+    name += '-' + std::to_string(part);
+  }
+  return name;
+}
+
+void* open_file(const char* name) {
+  const std::string whole = name;
+  return std::fopen(whole.substr(0, whole.rfind(state_mark)).c_str(), "rbe");
+}
+
+int read_file(void* bytes, fluid_long_long_t count, void* file) {
+  const auto size = static_cast<std::size_t>(count);
+  return std::fread(bytes, 1, size, static_cast<FILE*>(file)) == size ? FLUID_OK : FLUID_FAILED;
+}
+
+int seek_file(void* file, fluid_long_long_t offset, int origin) {
+  return fseeko(static_cast<FILE*>(file), offset, origin) == 0 ? FLUID_OK : FLUID_FAILED;
+}
+
+fluid_long_long_t tell_file(void* file) {
+  return ftello(static_cast<FILE*>(file));
+}
+
+int close_file(void* file) {
+  return std::fclose(static_cast<FILE*>(file)) == 0 ? FLUID_OK : FLUID_FAILED;
 }
 
 int bank_of(const SoundFontPreset& preset) {
@@ -54,9 +97,13 @@ std::unique_ptr<Synthesizer> Synthesizer::create(const std::string& path,
     return nullptr;
   }
   fluid_synth_set_interp_method(made->get(), -1, FLUID_INTERP_7THORDER);
+  // Belongs to the synthesizer, which asks the newest loader first.
+  fluid_sfloader_t* loader = new_fluid_defsfloader(settings);
+  fluid_sfloader_set_callbacks(loader, &open_file, &read_file, &seek_file, &tell_file, &close_file);
+  fluid_synth_add_sfloader(made->get(), loader);
   std::string reason;
   complaint = &reason;
-  made->font_ = fluid_synth_sfload(made->get(), path.c_str(), 0);
+  made->font_ = fluid_synth_sfload(made->get(), name_with_state(path).c_str(), 0);
   complaint = nullptr;
   if (made->font_ < 0) {
     error = reason.empty() ? "libfluidsynth cannot read it" : reason;
