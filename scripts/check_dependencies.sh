@@ -16,12 +16,17 @@ allow host       'host/|plugin/|spec/|windows/|platform/'
 allow client     'vesk/|client/src/|host/block.hpp|host/atomics.hpp|spec/chain_text.hpp|platform/realtime.hpp'
 
 lv2=components/lv2
+support=components/unit_support
+between_threads="$support/(diagnostics|exchange_slot|message_ring|midi_queue|signal).hpp"
 allow $lv2/catalogue "$lv2/catalogue/|platform/"
 allow $lv2/scan      "$lv2/(scan|catalogue)/|platform/"
-allow $lv2/instance  "$lv2/(instance|catalogue)/|platform/"
-allow $lv2/unit      "$lv2/(unit|instance|catalogue)/|platform/"
-allow $lv2/editor    "$lv2/editor/|$lv2/unit/editor_link.hpp|$lv2/instance/(message_ring|plugin_log).hpp|platform/"
-allow $lv2           "$lv2/|platform/"
+allow $support       "$support/|platform/"
+allow $lv2/instance  "$lv2/(instance|catalogue)/|$between_threads|platform/"
+allow $lv2/unit      "$lv2/(unit|instance|catalogue)/|$support/|platform/"
+allow $lv2/editor    "$lv2/editor/|$lv2/unit/editor_link.hpp|$lv2/instance/plugin_log.hpp|$between_threads|platform/"
+allow $lv2           "$lv2/|$support/|platform/"
+sampler=components/sampler
+allow $sampler/samples "$sampler/(samples|instrument)/|$support/signal.hpp|platform/"
 # What is known about plugins, and one that runs, could serve any kind of host.
 found=$(grep -rnE '#\s*include\s+<(AudioToolbox|CoreFoundation)/' $lv2/{catalogue,scan,instance})
 [ -z "$found" ] || { echo "Audio Units below $lv2/unit:"; echo "$found"; status=1; }

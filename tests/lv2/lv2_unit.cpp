@@ -6,7 +6,7 @@
 #endif
 
 #include "components/lv2/catalogue/plugin_search.hpp"
-#include "components/lv2/unit/cf_object.hpp"
+#include "components/unit_support/cf_object.hpp"
 
 namespace vesk::tests {
 
@@ -88,9 +88,9 @@ float Lv2Unit::get(const std::string& symbol) const {
 }
 
 std::vector<UInt8> Lv2Unit::saved() const {
-  const lv2::CfObject<CFPropertyListRef> list(
+  const vesk::CfObject<CFPropertyListRef> list(
       property<CFPropertyListRef>(kAudioUnitProperty_ClassInfo));
-  const lv2::CfObject<CFDataRef> data(CFPropertyListCreateData(
+  const vesk::CfObject<CFDataRef> data(CFPropertyListCreateData(
       kCFAllocatorDefault, list.get(), kCFPropertyListXMLFormat_v1_0, 0, nullptr));
   if (data.get() == nullptr) return {};
   const UInt8* bytes = CFDataGetBytePtr(data.get());

@@ -1,6 +1,6 @@
-#include "components/lv2/unit/cf_text.hpp"
+#include "components/unit_support/cf_text.hpp"
 
-namespace vesk::lv2 {
+namespace vesk {
 
 CFStringRef copy_cf_string(std::string_view text) {
   const auto* bytes = reinterpret_cast<const UInt8*>(text.data());
@@ -21,4 +21,4 @@ std::string cut_utf8(std::string_view text, std::size_t bytes) {
   return std::string(text.substr(0, end));
 }
 
-}  // namespace vesk::lv2
+}  // namespace vesk

@@ -10,7 +10,7 @@
 
 #include "platform/realtime.hpp"
 
-namespace vesk::lv2 {
+namespace vesk {
 
 /// A bounded queue of messages of any length, in the order in which their places were taken.
 ///
@@ -112,4 +112,4 @@ class MessageRing {
   std::atomic<std::uint64_t> tail_{0};
 };
 
-}  // namespace vesk::lv2
+}  // namespace vesk

@@ -2,15 +2,22 @@
 
 // MIDI on its way to the next period.
 
+#include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <span>
 
-#include "components/lv2/instance/event_buffers.hpp"
-#include "components/lv2/instance/message_ring.hpp"
+#include "components/unit_support/message_ring.hpp"
 #include "platform/realtime.hpp"
 
-namespace vesk::lv2 {
+namespace vesk {
+
+/// One event of a period.
+struct TimedEvent {
+  std::uint32_t frame = 0;
+  std::uint32_t size = 0;
+  const std::byte* data = nullptr;
+};
 
 /// Messages from any threads to the render thread, handed out sorted by frame; messages of one
 /// frame keep the order in which they came.
@@ -18,9 +25,11 @@ class MidiQueue {
  public:
   MidiQueue();
 
-  /// Any thread; real-time safe. `offset` is the frame within the next period. False when the
-  /// queue is full (4,096 short messages between two periods).
-  bool push(std::uint32_t offset, const void* bytes, std::uint32_t size) noexcept VESK_REALTIME;
+  /// Any thread; real-time safe. A channel or system message, with seven bits in each data byte;
+  /// what is no short message is dropped. `offset` is the frame within the next period. False when
+  /// the queue is full (4,096 messages between two periods).
+  bool push(std::uint32_t offset, std::uint32_t status, std::uint32_t data1,
+            std::uint32_t data2) noexcept VESK_REALTIME;
 
   // Render thread, real-time safe.
 
@@ -38,4 +47,4 @@ class MidiQueue {
   std::unique_ptr<TimedEvent[]> events_;
 };
 
-}  // namespace vesk::lv2
+}  // namespace vesk

@@ -9,7 +9,7 @@
 
 #include "platform/cf_text.hpp"
 
-namespace vesk::lv2 {
+namespace vesk {
 
 using platform::text_of;
 
@@ -19,4 +19,4 @@ CFStringRef copy_cf_string(std::string_view text);
 /// At most `bytes` bytes of `text`, cut before a character that would not fit whole.
 std::string cut_utf8(std::string_view text, std::size_t bytes);
 
-}  // namespace vesk::lv2
+}  // namespace vesk

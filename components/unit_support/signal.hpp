@@ -9,7 +9,7 @@
 
 #include "platform/realtime.hpp"
 
-namespace vesk::lv2 {
+namespace vesk {
 
 /// A counter that a thread can sleep on. The sleeper reads `count()`, looks for work, and sleeps
 /// on what it read; a `raise` in between makes the sleep end at once, so none is missed.
@@ -30,9 +30,16 @@ class Signal {
     os_sync_wait_on_address(&count_, seen, sizeof count_, OS_SYNC_WAIT_ON_ADDRESS_NONE);
   }
 
+  /// The same for at most so many nanoseconds, not 0. On a real-time thread only where it has to
+  /// wait, since it renders ahead of time.
+  void wait(std::uint32_t seen, std::uint64_t limit_ns) noexcept VESK_REALTIME {
+    os_sync_wait_on_address_with_timeout(&count_, seen, sizeof count_, OS_SYNC_WAIT_ON_ADDRESS_NONE,
+                                         OS_CLOCK_MACH_ABSOLUTE_TIME, limit_ns);
+  }
+
  private:
   std::atomic<std::uint32_t> count_{0};
   static_assert(sizeof(std::atomic<std::uint32_t>) == 4);
 };
 
-}  // namespace vesk::lv2
+}  // namespace vesk

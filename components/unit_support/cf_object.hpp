@@ -8,9 +8,9 @@
 #include <string_view>
 #include <utility>
 
-#include "components/lv2/unit/cf_text.hpp"
+#include "components/unit_support/cf_text.hpp"
 
-namespace vesk::lv2 {
+namespace vesk {
 
 /// Holds one reference and releases it.
 template <typename Ref>
@@ -96,4 +96,4 @@ inline std::optional<double> cf_number(CFDictionaryRef dictionary, std::string_v
   return value;
 }
 
-}  // namespace vesk::lv2
+}  // namespace vesk
