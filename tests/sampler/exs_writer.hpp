@@ -18,10 +18,10 @@ struct ExsZone {
   int group = -1;  ///< in ExsInstrument::groups
   int key_low = 0, key_high = 127, root_key = 60;
   int velocity_low = 0, velocity_high = 127;
-  int coarse_tune = 0, fine_tune = 0;  ///< semitones, cents
-  int volume = 0;                      ///< dB
-  std::optional<float> exact_volume;   ///< dB; the zone's volume unless set
-  int pan = 0;                         ///< -50..50
+  int coarse_tune = 0, fine_tune = 0;      ///< semitones, cents
+  int volume = 0;                          ///< dB
+  std::optional<float> exact_volume = {};  ///< dB; the zone's volume unless set
+  int pan = 0;                             ///< -50..50
   bool is_one_shot = false, tracks_pitch = true, is_reversed = false;
   int start = 0, end = 0;  ///< frames; an end of 0: the file's
   bool has_loop = false, crossfades_equal_power = false, leaves_loop_on_release = false;
@@ -46,17 +46,17 @@ struct ExsGroup {
 };
 
 struct ExsSample {
-  std::string folder, file_name;
-  std::string header_name;  ///< the short name in the block's header; `file_name` unless set
+  std::string folder = {}, file_name = {};
+  std::string header_name = {};  ///< the short name in the block's header; `file_name` unless set
   int frames = 0, rate = 44100, channels = 1;
 };
 
 struct ExsInstrument {
   std::string name = "instrument";
-  std::vector<ExsZone> zones;
-  std::vector<ExsGroup> groups;
-  std::vector<ExsSample> samples;
-  std::vector<std::pair<int, int>> parameters;  ///< id and value; none: no block of them
+  std::vector<ExsZone> zones = {};
+  std::vector<ExsGroup> groups = {};
+  std::vector<ExsSample> samples = {};
+  std::vector<std::pair<int, int>> parameters = {};  ///< id and value; none: no block of them
 };
 
 /// Sizes of the blocks without their headers, and how the headers are written. Fields beyond a size

@@ -141,8 +141,8 @@ struct Settings {
 
 /// Where a sample is said to be, and what it is said to hold: advice, for finding it.
 struct SampleReference {
-  std::string folder;  ///< '/' between its parts; empty when unknown
-  std::string file_name;
+  std::string folder = {};  ///< '/' between its parts; empty when unknown
+  std::string file_name = {};
   std::int64_t frames = 0;
   double sample_rate = 0;
   unsigned channels = 0;
