@@ -9,6 +9,13 @@ namespace {
 
 constexpr double silence = 1e-4;
 
+/// How far below zero a fall to silence aims, as a share of where it begins: nearer a straight line
+/// the shorter it is, as what is steep at its beginning clicks.
+double overshoot_of(double seconds) noexcept VESK_REALTIME {
+  const double shortness = shortest_release / seconds;
+  return std::clamp(shortness * shortness, silence, 1.0);
+}
+
 }  // namespace
 
 void EnvelopeGenerator::start(const Envelope& envelope, double attack_seconds,
@@ -80,8 +87,9 @@ void EnvelopeGenerator::stay(double level, double seconds) noexcept VESK_REALTIM
 void EnvelopeGenerator::fall(double to, double seconds) noexcept VESK_REALTIME {
   const double frames = std::max(1.0, std::round(seconds * rate_));
   if (to >= silence) return follow(seconds, std::pow(to / level_, 1 / frames), 0, to);
-  const double factor = std::pow(silence / (1 + silence), 1 / frames);
-  follow(seconds, factor, -silence * level_ * (1 - factor), 0);
+  const double overshoot = overshoot_of(seconds);
+  const double factor = std::pow(overshoot / (1 + overshoot), 1 / frames);
+  follow(seconds, factor, -overshoot * level_ * (1 - factor), 0);
 }
 
 void EnvelopeGenerator::write(float* levels, unsigned frames) noexcept VESK_REALTIME {
