@@ -29,6 +29,6 @@ std::unique_ptr<InstrumentSound> load_soundfont(const std::string& path,
 /// What the module soundfont.so exports: `load_soundfont`, the sound to be deleted by the caller.
 inline constexpr const char* soundfont_entry = "vesk_load_soundfont";
 using SoundFontEntry = InstrumentSound* (*)(const char* path, const SoundFontPreset* preset,
-                                            std::string* error);
+                                            std::string& error);
 
 }  // namespace vesk::sampler

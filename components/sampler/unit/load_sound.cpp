@@ -79,7 +79,7 @@ std::unique_ptr<InstrumentSound> load_from_soundfont(const InstrumentRequest& re
   std::string reason;
   InstrumentSound* sound = nullptr;
   if (const SoundFontEntry load = soundfont_module(reason))
-    sound = load(request.path.c_str(), &request.preset, &reason);
+    sound = load(request.path.c_str(), &request.preset, reason);
   if (sound == nullptr) error = request.path + ": " + reason;
   return std::unique_ptr<InstrumentSound>(sound);
 }
