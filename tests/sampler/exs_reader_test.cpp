@@ -24,7 +24,7 @@ using Kind = GroupCondition::Kind;
 std::optional<Instrument> read(const ExsInstrument& instrument, const ExsLayout& layout = {}) {
   std::string error;
   auto found = read_exs(exs_file(instrument, layout), error);
-  EXPECT_EQ(found.has_value(), error.empty()) << error;
+  EXPECT_TRUE(found) << error;
   return found;
 }
 
@@ -321,7 +321,15 @@ TEST(ExsReader, SlotsBecomeModulations) {
   EXPECT_EQ(last[1].destination, Modulation::Destination::pan);
   EXPECT_EQ(last[1].amount_low, 1);
   // Bypassed, without a source, to a destination that is nowhere here
-  EXPECT_TRUE(read_settings({{0xAD, 6}, {0xAE, 1}, {0xF4, 1}, {0xB3, 6}, {0xB9, 38}, {0xBA, 1}})
+  EXPECT_TRUE(read_settings({{0xAD, 6},
+                             {0xAE, 1},
+                             {0xF4, 1},
+                             {0xB3, 6},
+                             {0xB9, 38},
+                             {0xBA, 1},
+                             {0x19B, 6},
+                             {0x19C, 1},
+                             {0x1A2, 1}})
                   .modulations.empty());
 }
 
@@ -347,6 +355,10 @@ TEST(ExsReader, SamplesAreNamedAsTheirMakersDid) {
        exs_usual,
        "/Fl\u00FCgel",
        "e\u0301.wav"},
+      {{.folder = "/V", .file_name = "\xED\xA0\x80.wav"},
+       exs_usual,
+       "/V",
+       "\u00CC\u2020\u00C4.wav"},
       {{.folder = std::string(300, 'x'), .file_name = std::string(256, 'y')},
        exs_usual,
        "",
@@ -395,6 +407,7 @@ TEST(ExsReader, DamagedFilesGiveWhatIsWholeOrAreRefused) {
       {"a negative sample", 84 + 80 + 84 + 92, {0xFE, 0xFF, 0xFF, 0xFF}, false},
       {"counts beyond reason", 84 + 4, {0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF}, true},
       {"a block that nobody knows", sample_end + 3, {0x4A}, true},
+      {"a zone with a bit of newer files", 84 + 80 + 3, {0x41}, true},
   };
   for (const auto& [what, at, bytes, is_read] : cases) {
     std::vector<std::byte> damaged = whole;
@@ -416,6 +429,11 @@ TEST(ExsReader, ASizeWithItsHighestBitIsTakenAsMeant) {
     unsigned_flag[block + 5] |= std::byte{0x80};
   std::string error;
   EXPECT_TRUE(read_exs(unsigned_flag, error)) << error;
+  ExsLayout old = exs_early;
+  old.has_size_flag = true;
+  std::vector<std::byte> with_rubbish = exs_file(written, old);
+  with_rubbish.resize(with_rubbish.size() + 3);
+  EXPECT_TRUE(read_exs(with_rubbish, error)) << error;
 }
 
 TEST(ExsReader, FilesThatAreNoneAreNamed) {

@@ -29,7 +29,7 @@ Parts parts_of(std::string_view path) {
     const std::size_t end = std::min(path.find('/'), path.size());
     const std::string_view part = path.substr(0, end);
     path.remove_prefix(std::min(end + 1, path.size()));
-    if (!part.empty() && part != "." && part != "..") parts.emplace_back(part);
+    if (!part.empty()) parts.emplace_back(part);
   }
   return parts;
 }
