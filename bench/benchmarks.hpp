@@ -27,5 +27,8 @@ void memory(Report& report, const Plan& plan);
 void offline(Report& report, const Plan& plan);
 /// Answer times while a plugin's editor opens and closes, against those without.
 void editors(Report& report, const Plan& plan);
+/// A sampler instrument's samples: loaded, against reading their files; streamed, against the time
+/// that they sound.
+void sampler_load(Report& report, const Plan& plan);
 
 }  // namespace vesk::bench

@@ -25,6 +25,7 @@ constexpr Benchmark all_benchmarks[] = {
     {"memory", memory},
     {"offline", offline},
     {"editors", editors},
+    {"sampler-load", sampler_load},
 };
 
 int usage(const char* program) {
