@@ -25,6 +25,7 @@ constexpr Benchmark all_benchmarks[] = {
     {"memory", memory},
     {"offline", offline},
     {"editors", editors},
+    {"sampler", sampler_voices},
 };
 
 int usage(const char* program) {
