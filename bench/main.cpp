@@ -26,6 +26,7 @@ constexpr Benchmark all_benchmarks[] = {
     {"offline", offline},
     {"editors", editors},
     {"sampler-load", sampler_load},
+    {"sampler", sampler_voices},
 };
 
 int usage(const char* program) {

@@ -27,6 +27,7 @@ allow $lv2/editor    "$lv2/editor/|$lv2/unit/editor_link.hpp|$lv2/instance/plugi
 allow $lv2           "$lv2/|$support/|platform/"
 sampler=components/sampler
 allow $sampler/samples "$sampler/(samples|instrument)/|$support/signal.hpp|platform/"
+allow $sampler/voices  "$sampler/(voices|samples|instrument)/|$sampler/player.hpp|platform/"
 # What is known about plugins, and one that runs, could serve any kind of host.
 found=$(grep -rnE '#\s*include\s+<(AudioToolbox|CoreFoundation)/' $lv2/{catalogue,scan,instance})
 [ -z "$found" ] || { echo "Audio Units below $lv2/unit:"; echo "$found"; status=1; }

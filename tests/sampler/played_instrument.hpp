@@ -34,7 +34,7 @@ class PlayedInstrument {
     instrument.samples.push_back({.file_name = std::to_string(sample) + ".wav"});
     paths.push_back(folder_ / instrument.samples.back().file_name);
     EXPECT_TRUE(write_sample(paths.back(), frames, file_rate, channels));
-    instrument.zones.push_back({.sample = sample});
+    instrument.zones.emplace_back().sample = sample;
     return instrument.zones.back();
   }
   sampler::Zone& add_zone(const Sine& sine) {

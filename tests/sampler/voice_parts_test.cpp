@@ -173,7 +173,9 @@ TEST(Levels, FollowVelocity) {
       {-12, 0, 1, -12}, {-12, 0, 64, -2.38}, {-60, -6, 127, -6}, {-30, 0, 1, -30},
   };
   for (const auto& each : cases) {
-    const Settings settings{.velocity_lowest_db = each.lowest, .velocity_highest_db = each.highest};
+    Settings settings;
+    settings.velocity_lowest_db = each.lowest;
+    settings.velocity_highest_db = each.highest;
     EXPECT_NEAR(decibels(velocity_gain(settings, each.velocity)), each.db, 0.05)
         << each.lowest << " " << each.velocity;
   }

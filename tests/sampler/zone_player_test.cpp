@@ -264,8 +264,8 @@ TEST(Modulations, TheWheelMakesVibratoAndTheFilterFilters) {
   EXPECT_LT(rest_after("60+127").second, -80);
   EXPECT_GT(rest_after("c1=127").second, -10);
   EXPECT_LT(rest_after("c1=0 60- 60+127").second, -80);
-  settings.filter = {
-      .is_on = true, .kind = Filter::Kind::low24, .cutoff = std::log(25.0) / std::log(1000.0)};
+  settings.filter.is_on = true;
+  settings.filter.cutoff = std::log(25.0) / std::log(1000.0);
   played.open();
   EXPECT_NEAR(rest_after("60+127").first, -24.1, 1);
 }

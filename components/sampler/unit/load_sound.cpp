@@ -13,10 +13,7 @@
 #include <system_error>
 #include <vector>
 
-#include "components/sampler/instrument/exs_reader.hpp"
-#include "components/sampler/instrument/sample_search.hpp"
-#include "components/sampler/samples/sample_set.hpp"
-#include "components/sampler/voices/zone_sound.hpp"
+#include "components/sampler/voices/exs_sound.hpp"
 
 namespace vesk::sampler {
 namespace {
@@ -56,22 +53,6 @@ SoundFontEntry soundfont_module(std::string& error) {
     error = std::string("SoundFonts cannot be played: ") + (reason != nullptr ? reason : "");
   }
   return entry;
-}
-
-std::unique_ptr<InstrumentSound> load_exs_sound(const std::string& path, std::string& error) {
-  std::optional<Instrument> instrument = read_exs_file(path, error);
-  if (!instrument) return nullptr;
-  const std::vector<std::string> files = find_samples(*instrument, path);
-  std::shared_ptr<SampleSet> samples = SampleSet::load(*instrument, files, default_budget());
-  bool is_heard = false;
-  for (std::size_t zone = 0; zone < instrument->zones.size(); ++zone)
-    is_heard = is_heard || samples->has(zone);
-  if (!is_heard) {
-    error = path + ": none of its samples was found, the first is " +
-            instrument->samples[instrument->zones.front().sample].file_name;
-    return nullptr;
-  }
-  return std::make_unique<ZoneSound>(*std::move(instrument), std::move(samples));
 }
 
 std::unique_ptr<InstrumentSound> load_from_soundfont(const InstrumentRequest& request,
