@@ -25,24 +25,18 @@ allow $lv2/instance  "$lv2/(instance|catalogue)/|$between_threads|platform/"
 allow $lv2/unit      "$lv2/(unit|instance|catalogue)/|$support/|platform/"
 allow $lv2/editor    "$lv2/editor/|$lv2/unit/editor_link.hpp|$lv2/instance/plugin_log.hpp|$between_threads|platform/"
 allow $lv2           "$lv2/|$support/|platform/"
-sampler=components/sampler
-allow $sampler/samples "$sampler/(samples|instrument)/|$support/signal.hpp|platform/"
-allow $sampler/voices  "$sampler/(voices|samples|instrument)/|$sampler/player.hpp|platform/"
 # What is known about plugins, and one that runs, could serve any kind of host.
 found=$(grep -rnE '#\s*include\s+<(AudioToolbox|CoreFoundation)/' $lv2/{catalogue,scan,instance})
 [ -z "$found" ] || { echo "Audio Units below $lv2/unit:"; echo "$found"; status=1; }
 
 sampler=components/sampler
-support=components/unit_support
 allow $sampler/instrument "$sampler/instrument/|platform/"
 allow $sampler/samples    "$sampler/(samples|instrument)/|$support/signal.hpp|platform/"
-[ ! -d $sampler/voices ] ||
-  allow $sampler/voices    "$sampler/((voices|samples|instrument)/|player.hpp)|platform/"
-[ ! -d $sampler/soundfont ] ||
-  allow $sampler/soundfont "$sampler/(soundfont/|player.hpp)|platform/"
-[ ! -d $sampler/unit ] || allow $sampler/unit "$sampler/|$support/|platform/"
+allow $sampler/voices     "$sampler/((voices|samples|instrument)/|player.hpp)|platform/"
+allow $sampler/soundfont  "$sampler/(soundfont/|player.hpp)|platform/"
+allow $sampler/unit       "$sampler/(unit/|soundfont/soundfont.hpp|voices/exs_sound.hpp|player.hpp)|$support/|platform/"
 allow $sampler            "$sampler/|$support/|platform/"
-found=$(grep -rnE '#\s*include\s+<(AudioToolbox|CoreFoundation)/' $sampler/{instrument,samples,voices,soundfont} 2>/dev/null)
+found=$(grep -rnE '#\s*include\s+<(AudioToolbox|CoreFoundation)/' $sampler/{instrument,samples,voices,soundfont})
 [ -z "$found" ] || { echo "Audio Units below $sampler/unit:"; echo "$found"; status=1; }
 
 allow tools/program  'tools/program/|spec/chain_text.hpp'

@@ -11,7 +11,6 @@
 #include <fstream>
 #include <string_view>
 #include <system_error>
-#include <vector>
 
 #include "components/sampler/voices/exs_sound.hpp"
 
