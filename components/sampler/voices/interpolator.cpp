@@ -38,7 +38,9 @@ SincKernel make_kernel(double ratio, unsigned taps, double cutoff) {
     const double window = bessel_i0(beta * std::sqrt(1 - x / half * (x / half))) / bessel_i0(beta);
     response[i] = (i == 0 ? 1 : std::sin(angle) / angle) * window;
   }
-  for (unsigned phase = 0; phase <= phases; ++phase) {
+  kernel.pieces.resize((phases + 1) * taps / std::size(kernel.pieces[0].values));
+  float* row = kernel.pieces.front().values;
+  for (unsigned phase = 0; phase <= phases; ++phase, row += taps) {
     const auto at = [&](unsigned tap) {
       return response[std::abs(static_cast<int>((tap + 1) * phases - phase) -
                                static_cast<int>(taps / 2 * phases))];
@@ -46,8 +48,7 @@ SincKernel make_kernel(double ratio, unsigned taps, double cutoff) {
     double sum = 0;
     for (unsigned tap = 0; tap < taps; ++tap) sum += at(tap);
     // A constant stays the same in every phase.
-    for (unsigned tap = 0; tap < taps; ++tap)
-      kernel.rows.push_back(static_cast<float>(at(tap) / sum));
+    for (unsigned tap = 0; tap < taps; ++tap) row[tap] = static_cast<float>(at(tap) / sum);
   }
   return kernel;
 }
@@ -60,7 +61,7 @@ template <unsigned channels, unsigned taps>
 #pragma clang fp reassociate(on) contract(fast)
   constexpr unsigned first = (window_frames - taps) / 2;
   constexpr unsigned fraction_bits = 32 - phase_bits;
-  const float* const rows = kernel.rows.data();
+  const float* const rows = kernel.pieces.front().values;
   FixedFrames position = course.position, step = course.step;
   for (unsigned i = 0; i < outputs; ++i) {
     const auto fraction = static_cast<std::uint32_t>(position);

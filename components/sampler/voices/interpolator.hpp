@@ -35,12 +35,16 @@ struct Course {
   }
 };
 
-/// The coefficients for a range of ratios; rows of `taps`, one row more than 2^`phase_bits`.
+/// The coefficients for a range of ratios: rows of `taps`, one row more than 2^`phase_bits`.
 struct SincKernel {
   double highest_ratio = 1;
   unsigned taps = 0;
   unsigned phase_bits = 0;
-  std::vector<float> rows;
+  /// The size of a cache line, so that no load of coefficients takes two.
+  struct alignas(64) Piece {
+    float values[16];
+  };
+  std::vector<Piece> pieces;
 };
 
 /// The kernels, made once and shared by all players of a process.

@@ -18,7 +18,7 @@
 namespace vesk::sampler {
 
 /// Pitch and levels are set once a block, and ramp to where they were set.
-constexpr unsigned block_frames = 64;
+constexpr unsigned block_frames = 128;
 
 /// What all voices of a player share.
 struct VoiceSurroundings {
