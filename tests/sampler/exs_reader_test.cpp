@@ -440,7 +440,7 @@ TEST(ExsReader, FilesThatAreNoneAreNamed) {
   const ScratchFolder folder;
   ASSERT_TRUE(write_exs(folder / "a.exs", small()));
   std::ofstream(folder / "text.exs") << std::string(200, 'x');
-  std::ofstream(folder / "huge.exs");
+  std::ofstream(folder / "huge.exs") << "x";
   std::filesystem::resize_file(folder / "huge.exs", (64 << 20) + 1);
   ExsInstrument nameless = small();
   nameless.name = "";

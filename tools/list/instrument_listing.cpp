@@ -29,7 +29,7 @@ std::string size_text(std::uintmax_t bytes) {
   constexpr const char* units[]{"kB", "MB", "GB"};
   double value = static_cast<double>(bytes) / 1000;
   std::size_t unit = 0;
-  for (; value >= 999.5 && unit + 1 < std::size(units); value /= 1000) ++unit;
+  while (value >= 999.5 && unit + 1 < std::size(units)) value /= 1000, ++unit;
   char text[32];
   std::snprintf(text, sizeof text, value < 9.95 ? "%.1f %s" : "%.0f %s", value, units[unit]);
   return text;
@@ -101,6 +101,7 @@ std::string groups_text(const sampler::Instrument& instrument) {
 
 std::string zones_text(const InstrumentContents& contents) {
   std::vector<const Zone*> zones;
+  zones.reserve(contents.instrument.zones.size());
   for (const Zone& zone : contents.instrument.zones) zones.push_back(&zone);
   std::ranges::sort(zones, {}, [](const Zone* zone) {
     return std::tuple(zone->keys.low, zone->keys.high, zone->velocities.low, zone);

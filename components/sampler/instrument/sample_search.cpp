@@ -81,7 +81,7 @@ class Search {
     const std::vector<Place>& places = places_of(folder, parts);
     std::string other_sound;
     for (const std::string& spelling : with_extensions(name)) {
-      std::string found = folder + '/' + spelling;
+      std::string found = joined(folder, spelling);
       if (sample.folder.starts_with('/') && is_file(found)) return found;
       found = nearby(places, spelling, sample, other_sound);
       if (found.empty()) found = in_tree(parts, spelling, sample, other_sound);
