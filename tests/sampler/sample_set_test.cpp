@@ -21,7 +21,8 @@ namespace {
 using tests::ScratchFolder;
 
 constexpr SampleBudget all_in_memory{std::size_t{1} << 30}, all_streamed{0};
-constexpr std::int64_t file_frames = 60'000;
+// More than a ring holds behind the beginning.
+constexpr std::int64_t file_frames = 100'000;
 
 /// Left and right of each frame.
 using Frames = std::vector<std::array<float, 2>>;
@@ -307,24 +308,23 @@ TEST(SampleSet, AFileThatIsDamagedIsSilentFromThereOn) {
     const char* name;
     int format;
     Damage do_it;
-    std::size_t right;  // frames at least that are heard all the same, streamed
   };
   const int wav = SF_FORMAT_WAV | SF_FORMAT_PCM_16, flac = SF_FORMAT_FLAC | SF_FORMAT_PCM_16;
   const Case cases[] = {
-      {"cut short", wav, cut, 8192},
-      {"cut short, compressed", flac, cut, 8192},
-      {"deleted", wav, [](const std::string& path) { std::filesystem::remove(path); }, 8192},
-      {"another now", wav, [](const std::string& path) { write_noise(path, wav, 2, 500); }, 8192},
+      {"cut short", wav, cut},
+      {"cut short, compressed", flac, cut},
+      {"deleted", wav, [](const std::string& path) { std::filesystem::remove(path); }},
+      {"another now", wav, [](const std::string& path) { write_noise(path, wav, 2); }},
       {"rubbish now", wav,
-       [](const std::string& path) { std::ofstream(path) << std::string(200'000, 'x'); }, 8192},
+       [](const std::string& path) { std::ofstream(path) << std::string(300'000, 'x'); }},
       {"rubbish inside", flac,
        [](const std::string& path) {
          std::fstream file(path, std::ios::in | std::ios::out | std::ios::binary);
          file.seekp(60'000);
          file << std::string(20'000, 'x');
-       },
-       8192},
+       }},
   };
+  constexpr std::size_t beginning = 8192;  // in memory
   for (const Case& damaged : cases) {
     const std::string path = folder / "sample";
     std::filesystem::remove(path);
@@ -335,19 +335,22 @@ TEST(SampleSet, AFileThatIsDamagedIsSilentFromThereOn) {
     before->set_offline(true);
     auto streams = before->make_streams(1);
     streams[0].start(0);
-    const Frames heard = played(streams[0], 200'000);
+    const Frames heard = played(streams[0], 300'000);
     ASSERT_EQ(heard.size(), whole.size()) << damaged.name;
     std::size_t right = 0;
     while (right < heard.size() && heard[right] == whole[right]) ++right;
-    EXPECT_GE(right, damaged.right) << damaged.name;
+    EXPECT_GE(right, beginning) << damaged.name;
     EXPECT_LT(right, whole.size()) << damaged.name;
+    for (std::size_t i = right; i < heard.size(); ++i)
+      ASSERT_TRUE(heard[i] == whole[i] || heard[i] == (std::array{0.0f, 0.0f}))
+          << damaged.name << ", frame " << i;
     // As it is now: from the first byte on what libsndfile finds, in memory or streamed.
     for (const SampleBudget budget : {all_in_memory, all_streamed}) {
       const auto after = SampleSet::load(instrument_of({Zone()}), {&path, 1}, budget);
       after->set_offline(true);
       auto late = after->make_streams(1);
       late[0].start(0);
-      EXPECT_LE(played(late[0], 200'000).size(), whole.size()) << damaged.name;
+      EXPECT_LE(played(late[0], 300'000).size(), whole.size()) << damaged.name;
     }
   }
 }
