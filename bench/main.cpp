@@ -25,7 +25,8 @@ constexpr Benchmark all_benchmarks[] = {
     {"memory", memory},
     {"offline", offline},
     {"editors", editors},
-    {"sampler", sampler_voices},
+    {"sampler-voices", sampler_voices},
+    {"sampler-load", sampler_load},
 };
 
 int usage(const char* program) {

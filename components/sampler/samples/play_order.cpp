@@ -60,18 +60,18 @@ std::int64_t PlayHead::to_loop_edge(std::int64_t frame) const noexcept VESK_REAL
 void PlayHead::plan(std::int64_t frame) noexcept VESK_REALTIME {
   const PlayOrder& order = *order_;
   const bool leaves = is_released_ && order.is_left_on_release;
-  if (is_looping_ && to_loop_edge(frame) == 0 && !(leaves && step_ == order.step)) {
-    // Frames at which it turns are played once.
-    if (leaves || order.direction == Loop::Direction::alternating || step_ != order.pass_step()) {
+  if (is_looping_ && to_loop_edge(frame) == 0) {
+    if (leaves && step_ == order.step) {
+      is_looping_ = false;
+    } else if (leaves || order.direction == Loop::Direction::alternating ||
+               step_ != order.pass_step()) {
       step_ = -step_;
-      frame += 2 * step_;
+      frame += 2 * step_;  // the frame at which it turns is played once
     } else {
       frame -= step_ * order.loop_frames();
     }
   }
   segment_ = {.frame = frame, .step = step_};
-  if (is_looping_ && leaves && step_ == order.step && to_loop_edge(frame) <= order.crossfade)
-    is_looping_ = false;
   if (!is_looping_) {
     const std::int64_t left = step_ > 0 ? order.end - frame : frame - order.start + 1;
     segment_.count = std::max<std::int64_t>(left, 0);

@@ -54,6 +54,8 @@ std::vector<std::shared_ptr<Feed>> StreamWorker::feeds() {
 void StreamWorker::run_thread() {
   for (;;) {
     const std::uint32_t seen = wanted_.count();
+    // After the count was read, or a wake in between would be slept through.
+    if (is_stopping_.load(std::memory_order_acquire)) return;
     switch (serve()) {
       case Outcome::more:
         break;
@@ -65,7 +67,6 @@ void StreamWorker::run_thread() {
         wanted_.wait(seen);
         break;
     }
-    if (is_stopping_.load(std::memory_order_acquire)) return;
   }
 }
 
