@@ -78,7 +78,8 @@ TEST(list_arguments, AreReadOrRefusedInWords) {
   EXPECT_EQ(parse_list_arguments({"--parameters=x"}, error)->parameters_of, "x");
   const std::pair<std::vector<std::string>, const char*> cases[] = {
       {{"-p"}, "-p needs a value"},
-      {{"-p", "x", "--problems"}, "--problems or --parameters, not both"},
+      {{"-p", "x", "--problems"}, "one of --parameters, --instrument and --problems, not more"},
+      {{"-p", "x", "-i", "y"}, "one of --parameters, --instrument and --problems, not more"},
       {{"--all"}, "unknown option --all"},
       {{"piano"}, "cannot use piano"},
   };

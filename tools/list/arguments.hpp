@@ -9,6 +9,7 @@ namespace vesk::tools {
 /// What a command line of vesk-list asks for.
 struct ListArguments {
   std::string parameters_of;  ///< specification text; empty: list the components
+  std::string instrument;     ///< path of a sampler instrument; empty: none
   bool shows_problems = false;
   bool rescans = false;
   bool as_json = false;

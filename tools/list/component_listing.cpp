@@ -5,16 +5,11 @@
 #include <algorithm>
 
 #include "spec/chain_text.hpp"
+#include "tools/list/columns.hpp"
 #include "tools/program/json.hpp"
 
 namespace vesk::tools {
 namespace {
-
-/// A name that cannot break its line.
-std::string one_line(std::string text) {
-  std::ranges::replace_if(text, [](unsigned char c) { return c < 0x20 || c == 0x7F; }, ' ');
-  return text;
-}
 
 bool can_be_written(const ComponentInfo& component) {
   const std::string text = specification_of(component);

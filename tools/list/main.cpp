@@ -9,6 +9,7 @@
 #include "spec/plugin_spec.hpp"
 #include "tools/list/arguments.hpp"
 #include "tools/list/component_listing.hpp"
+#include "tools/list/instrument_listing.hpp"
 #include "tools/list/parameter_listing.hpp"
 #include "tools/list/problems.hpp"
 #include "tools/parameters/question.hpp"
@@ -41,6 +42,12 @@ std::optional<std::string> parameters_answer(const ListArguments& arguments, std
          (parameters->empty() ? "no parameters\n" : parameters_text(*parameters));
 }
 
+std::optional<std::string> instrument_answer(const ListArguments& arguments, std::string& error) {
+  const auto contents = read_instrument(arguments.instrument, error);
+  if (!contents) return std::nullopt;
+  return arguments.as_json ? instrument_json(*contents) : instrument_text(*contents);
+}
+
 std::optional<std::string> problems_answer(const ListArguments& arguments, std::string& error) {
   const auto problems = find_problems(error);
   if (!problems) return std::nullopt;
@@ -50,6 +57,7 @@ std::optional<std::string> problems_answer(const ListArguments& arguments, std::
 std::optional<std::string> answer_to(const ListArguments& arguments, std::string& error) {
   if (arguments.rescans && !rescan(error)) return std::nullopt;
   if (!arguments.parameters_of.empty()) return parameters_answer(arguments, error);
+  if (!arguments.instrument.empty()) return instrument_answer(arguments, error);
   if (arguments.shows_problems) return problems_answer(arguments, error);
   // On a terminal the LV2 scan shows how far it is, where there is something new to read.
   const std::vector<ComponentInfo> components = list_components(AudioComponentDescription{});

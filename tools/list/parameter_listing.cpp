@@ -1,8 +1,9 @@
 #include "tools/list/parameter_listing.hpp"
 
 #include <algorithm>
-#include <array>
 #include <cstdio>
+
+#include "tools/list/columns.hpp"
 
 namespace vesk::tools {
 namespace {
@@ -13,18 +14,10 @@ std::string number(float value) {
   return text;
 }
 
-/// Characters, not bytes: names may hold accents.
-std::size_t width(const std::string& text) {
-  return static_cast<std::size_t>(
-      std::ranges::count_if(text, [](char c) { return (c & 0xC0) != 0x80; }));
-}
-
-using Row = std::array<std::string, 5>;
-
 }  // namespace
 
 std::string parameters_text(const std::vector<ParameterDescription>& parameters) {
-  std::vector<Row> rows{{"id", "name", "range", "default", "unit"}};
+  std::vector<std::vector<std::string>> rows{{"id", "name", "range", "default", "unit"}};
   for (const ParameterDescription& parameter : parameters) {
     std::string remark = parameter.unit;
     if (!parameter.is_writable) remark += remark.empty() ? "read only" : ", read only";
@@ -32,22 +25,16 @@ std::string parameters_text(const std::vector<ParameterDescription>& parameters)
                     number(parameter.minimum) + " to " + number(parameter.maximum),
                     number(parameter.default_value), remark});
   }
-  std::array<std::size_t, 5> widths{};
-  for (const Row& row : rows)
-    for (std::size_t i = 0; i < row.size(); ++i) widths[i] = std::max(widths[i], width(row[i]));
-  std::string text;
-  for (std::size_t r = 0; r < rows.size(); ++r) {
-    std::string line;
-    for (std::size_t i = 0; i < rows[r].size(); ++i)
-      line += rows[r][i] + std::string(widths[i] - width(rows[r][i]) + 2, ' ');
-    line.erase(line.find_last_not_of(' ') + 1);
-    text += line + '\n';
-    if (r == 0) continue;
-    const ParameterDescription& parameter = parameters[r - 1];
-    for (std::size_t i = 0; i < parameter.value_names.size(); ++i) {
-      text += std::string(widths[0] + 4, ' ') + number(parameter.minimum + static_cast<float>(i)) +
+  std::size_t id_width = 0;
+  for (const auto& row : rows) id_width = std::max(id_width, row.front().size());
+  const std::vector<std::string> lines = in_columns(rows);
+  std::string text = lines.front() + '\n';
+  for (std::size_t p = 0; p < parameters.size(); ++p) {
+    text += lines[p + 1] + '\n';
+    const ParameterDescription& parameter = parameters[p];
+    for (std::size_t i = 0; i < parameter.value_names.size(); ++i)
+      text += std::string(id_width + 4, ' ') + number(parameter.minimum + static_cast<float>(i)) +
               " = " + parameter.value_names[i] + '\n';
-    }
   }
   return text;
 }

@@ -22,9 +22,9 @@ Magic magic_of(ByteSpan bytes) {
   return word == "SOBT" || word == "SOBJ" ? Magic::big_endian : Magic::none;
 }
 
-/// Big-endian files have the type last, or the whole word swapped and so first.
+/// Big-endian files have the type last, as 00 01 00 TT, or the whole word swapped, as TT 00 01 01.
 std::uint8_t type_byte(const ExsFields& header, bool is_big_endian) {
-  const bool is_first = is_big_endian && header.u8(1) != 1 && header.u8(2) == 1;
+  const bool is_first = is_big_endian && header.u8(2) == 1;
   return header.u8(is_first ? 0 : 3);
 }
 

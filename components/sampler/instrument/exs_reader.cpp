@@ -37,10 +37,10 @@ bool bit(unsigned flags, unsigned number) {
 
 /// Whole decibels, and finer where a second field agrees with them: in many files it stays at 0.
 double zone_volume(const ExsFields& fields) {
-  const int whole = fields.i8(4);
-  const float finer = fields.f32(124, static_cast<float>(whole));
-  const bool agrees = std::isfinite(finer) && std::abs(finer - static_cast<float>(whole)) <= 1;
-  return std::clamp<double>(agrees ? finer : static_cast<float>(whole), -96, 24);
+  const double whole = fields.i8(4);
+  const double finer = fields.f32(124, NAN);
+  const bool agrees = std::isfinite(finer) && std::abs(finer - whole) <= 1;
+  return std::clamp(agrees ? finer : whole, -96.0, 24.0);
 }
 
 Loop loop_of(const ExsFields& fields) {
@@ -186,6 +186,29 @@ bool settle(Zone& zone, const ExsFields& fields, std::size_t place, std::size_t 
   return intersect(zone.keys, limits.keys) && intersect(zone.velocities, limits.velocities);
 }
 
+/// The bytes of a file, of larger ones than can be used not many more than those.
+std::vector<std::byte> read_whole(const std::string& path, std::error_code& failure) {
+  // Opening a pipe would wait for whoever writes to it.
+  const auto kind = std::filesystem::status(path, failure).type();
+  if (!failure && kind != std::filesystem::file_type::regular)
+    failure = std::make_error_code(kind == std::filesystem::file_type::directory
+                                       ? std::errc::is_a_directory
+                                       : std::errc::invalid_argument);
+  if (failure) return {};
+  const std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(std::fopen(path.c_str(), "rb"),
+                                                             std::fclose);
+  std::vector<std::byte> bytes;
+  std::byte part[65'536];
+  while (file && bytes.size() <= largest_file) {
+    const std::size_t got = std::fread(part, 1, sizeof part, file.get());
+    bytes.insert(bytes.end(), part, part + got);
+    if (got < sizeof part && std::ferror(file.get()) == 0) return bytes;
+    if (got < sizeof part) break;
+  }
+  if (bytes.size() <= largest_file) failure.assign(errno, std::generic_category());
+  return bytes;
+}
+
 }  // namespace
 
 std::optional<Instrument> read_exs(std::span<const std::byte> file, std::string& error) {
@@ -223,27 +246,8 @@ std::optional<Instrument> read_exs(std::span<const std::byte> file, std::string&
 }
 
 std::optional<Instrument> read_exs_file(const std::string& path, std::string& error) {
-  // Opening a pipe would wait for whoever writes to it.
   std::error_code failure;
-  const auto kind = std::filesystem::status(path, failure).type();
-  if (!failure && kind != std::filesystem::file_type::regular)
-    failure = std::make_error_code(kind == std::filesystem::file_type::directory
-                                       ? std::errc::is_a_directory
-                                       : std::errc::invalid_argument);
-  std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(nullptr, std::fclose);
-  if (!failure) {
-    file.reset(std::fopen(path.c_str(), "rb"));
-    if (!file) failure.assign(errno, std::generic_category());
-  }
-  // A file that grows meanwhile is bounded too.
-  std::vector<std::byte> bytes;
-  for (std::size_t got = 1; file && got > 0 && bytes.size() <= largest_file;) {
-    const std::size_t before = bytes.size();
-    bytes.resize(before + (256 << 10));
-    got = std::fread(bytes.data() + before, 1, bytes.size() - before, file.get());
-    bytes.resize(before + got);
-    if (std::ferror(file.get()) != 0) failure.assign(errno, std::generic_category());
-  }
+  const std::vector<std::byte> bytes = read_whole(path, failure);
   if (failure) {
     error = path + " cannot be read: " + failure.message();
     return std::nullopt;

@@ -113,7 +113,7 @@ struct Modulation {
 };
 
 struct Lfo {
-  double rate_hz = 5;
+  double rate_hz = 5;      ///< 0.01..20
   std::uint8_t shape = 0;  ///< 0 triangle
   double fade_in = 0;      ///< seconds
 };
@@ -149,11 +149,11 @@ struct SampleReference {
 };
 
 struct Instrument {
-  std::string name;
-  std::vector<Zone> zones;
-  std::vector<Group> groups;
-  std::vector<SampleReference> samples;
-  Settings settings;
+  std::string name = {};
+  std::vector<Zone> zones = {};
+  std::vector<Group> groups = {};
+  std::vector<SampleReference> samples = {};
+  Settings settings = {};
 };
 
 }  // namespace vesk::sampler

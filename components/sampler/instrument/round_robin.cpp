@@ -9,8 +9,9 @@ using Groups = std::vector<std::optional<std::size_t>>;
 std::optional<Groups> followers(std::span<const std::optional<int>> previous) {
   Groups next(previous.size());
   for (std::size_t i = 0; i < previous.size(); ++i) {
-    if (!previous[i] || *previous[i] < 0) continue;
-    const auto before = static_cast<std::size_t>(*previous[i]);
+    const std::optional<int> link = previous[i];
+    if (!link || *link < 0) continue;
+    const auto before = static_cast<std::size_t>(*link);
     if (before >= previous.size() || !previous[before]) continue;
     if (next[before]) return std::nullopt;
     next[before] = i;
@@ -22,8 +23,9 @@ Groups in_order(std::span<const std::optional<int>> previous) {
   Groups next(previous.size());
   std::optional<std::size_t> last;
   for (std::size_t i = 0; i < previous.size(); ++i) {
-    if (!previous[i]) continue;
-    if (last && *previous[i] >= 0) next[*last] = i;
+    const std::optional<int> link = previous[i];
+    if (!link) continue;
+    if (last && *link >= 0) next[*last] = i;
     last = i;
   }
   return next;
@@ -41,7 +43,7 @@ Groups make_cycles(std::span<const std::optional<int>> previous) {
   for (std::size_t first = 0; first < next.size(); ++first) {
     if (!previous[first] || is_followed[first]) continue;
     std::size_t last = first;
-    while (next[last]) last = *next[last];
+    for (auto after = next[last]; after; after = next[last]) last = *after;
     next[last] = first;
   }
   return next;

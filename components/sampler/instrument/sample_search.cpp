@@ -29,7 +29,7 @@ Parts parts_of(std::string_view path) {
     const std::size_t end = std::min(path.find('/'), path.size());
     const std::string_view part = path.substr(0, end);
     path.remove_prefix(std::min(end + 1, path.size()));
-    if (!part.empty() && part != "." && part != "..") parts.emplace_back(part);
+    if (!part.empty()) parts.emplace_back(part);
   }
   return parts;
 }
@@ -81,7 +81,7 @@ class Search {
     const std::vector<Place>& places = places_of(folder, parts);
     std::string other_sound;
     for (const std::string& spelling : with_extensions(name)) {
-      std::string found = folder + '/' + spelling;
+      std::string found = joined(folder, spelling);
       if (sample.folder.starts_with('/') && is_file(found)) return found;
       found = nearby(places, spelling, sample, other_sound);
       if (found.empty()) found = in_tree(parts, spelling, sample, other_sound);
