@@ -25,8 +25,8 @@ constexpr Benchmark all_benchmarks[] = {
     {"memory", memory},
     {"offline", offline},
     {"editors", editors},
+    {"sampler-voices", sampler_voices},
     {"sampler-load", sampler_load},
-    {"sampler", sampler_voices},
 };
 
 int usage(const char* program) {

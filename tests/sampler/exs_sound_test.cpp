@@ -4,6 +4,8 @@
 
 #include <gtest/gtest.h>
 
+#include <filesystem>
+
 #include "tests/sampler/exs_writer.hpp"
 #include "tests/sampler/sample_files.hpp"
 #include "tests/sampler/sine_fit.hpp"
@@ -13,6 +15,16 @@ namespace vesk::sampler {
 namespace {
 
 using namespace vesk::tests;
+
+/// Deep enough that a search for samples does not come to what other tests leave beside it.
+class Library {
+ public:
+  std::string operator/(const std::string& name) const { return folder_ / ("a/b/c/d/e/f/" + name); }
+  Library() { std::filesystem::create_directories(*this / ""); }
+
+ private:
+  ScratchFolder folder_;
+};
 
 ExsInstrument piano() {
   ExsInstrument piano;
@@ -24,7 +36,7 @@ ExsInstrument piano() {
 }
 
 TEST(ExsSound, PlaysWhatIsThereAndSaysWhatIsNot) {
-  const ScratchFolder folder;
+  const Library folder;
   ASSERT_TRUE(write_exs(folder / "piano.exs", piano()));
   ASSERT_TRUE(write_sine(folder / "Samples/LOW.wav"));
   ASSERT_TRUE(write_sine(folder / "high.aif"));
@@ -48,7 +60,7 @@ TEST(ExsSound, PlaysWhatIsThereAndSaysWhatIsNot) {
 }
 
 TEST(ExsSound, SaysWhyThereIsNone) {
-  const ScratchFolder folder;
+  const Library folder;
   ASSERT_TRUE(write_exs(folder / "piano.exs", piano()));
   ASSERT_TRUE(write_sine(folder / "sound.exs"));
   const struct {

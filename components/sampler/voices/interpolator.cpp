@@ -38,7 +38,7 @@ SincKernel make_kernel(double ratio, unsigned taps, double cutoff) {
     const double window = bessel_i0(beta * std::sqrt(1 - x / half * (x / half))) / bessel_i0(beta);
     response[i] = (i == 0 ? 1 : std::sin(angle) / angle) * window;
   }
-  kernel.pieces.resize((phases + 1) * taps / std::size(kernel.pieces[0].values));
+  kernel.pieces.resize((phases + 1) * taps * sizeof(float) / sizeof(SincKernel::Piece));
   float* row = kernel.pieces.front().values;
   for (unsigned phase = 0; phase <= phases; ++phase, row += taps) {
     const auto at = [&](unsigned tap) {

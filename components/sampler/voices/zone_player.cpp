@@ -228,8 +228,8 @@ void ZonePlayer::choke(std::size_t group, std::uint64_t serial) noexcept VESK_RE
   }
 }
 
-/// Ends the oldest notes of a group until one more is within its polyphony; false when the note
-/// sounds in it already.
+/// Ends the oldest notes of a group until one more is within its polyphony. False when the note
+/// sounds in it already, or the group has no limit.
 bool ZonePlayer::make_room_in_group(std::size_t group,
                                     std::uint64_t serial) noexcept VESK_REALTIME {
   const auto counts = [&](const Voice& voice) noexcept VESK_REALTIME {
@@ -237,6 +237,7 @@ bool ZonePlayer::make_room_in_group(std::size_t group,
            instrument_->zones[voice.zone()].group == group;
   };
   const unsigned limit = instrument_->groups[group].polyphony;
+  if (limit == 0) return false;
   for (;;) {
     unsigned notes = 0;
     const Voice* oldest = nullptr;
@@ -246,7 +247,7 @@ bool ZonePlayer::make_room_in_group(std::size_t group,
       ++notes;
       if (oldest == nullptr || voice.goes_before(*oldest)) oldest = &voice;
     }
-    if (limit == 0 || notes < limit) return true;
+    if (notes < limit) return true;
     const std::uint64_t ended = oldest->note().serial;
     for (Voice& voice : voices_)
       if (counts(voice) && voice.note().serial == ended) voice.fade_out(surroundings_);
