@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <filesystem>
 #include <fstream>
 #include <numbers>
 #include <span>
@@ -89,7 +90,10 @@ class SamplerChain : public testing::Test {
     return highest;
   }
 
-  const ScratchFolder folder_;
+  const ScratchFolder scratch_;
+  /// Samples are looked for in all that is two folders above.
+  const std::filesystem::path folder_ =
+      std::filesystem::path(scratch_.path()) / "library" / "pianos";
   const std::string piano_ = folder_ / "grand piano.exs";
   ExsInstrument instrument_;
   Sine sample_;  ///< the last that was added
@@ -230,7 +234,7 @@ TEST_F(SamplerChain, AHostWithoutItsInstrumentFailsWithItsStatus) {
       {"damaged.exs", "EXS load failed (OSStatus -10871)", "damaged.exs"},
   };
   for (const auto& c : cases) {
-    RawHost host({.chain = "exs:" + folder_ / c.file});
+    RawHost host({.chain = "exs:" + (folder_ / c.file).string()});
     EXPECT_EQ(host.wait_state(), failed) << c.file;
     EXPECT_NE(std::string(host.block().error).find(c.error), std::string::npos)
         << host.block().error;
@@ -243,7 +247,7 @@ TEST_F(SamplerChain, AHostWithoutItsInstrumentFailsWithItsStatus) {
 TEST_F(SamplerChain, APresetBringsBackInstrumentAndParameters) {
   add_zone("c4.wav", 0.5);
   write();
-  const std::string preset = folder_ / "p.aupreset", chain = "aumu:samp:appl@" + preset;
+  const std::string preset = scratch_ / "p.aupreset", chain = "aumu:samp:appl@" + preset;
   {
     OpenSampler unit;
     ASSERT_EQ(unit.load(piano_), noErr);

@@ -66,7 +66,9 @@ class SamplerUnit : public testing::Test {
     return std::ranges::max(sound.left) > 0.01f;
   }
 
-  const ScratchFolder folder_;
+  const ScratchFolder scratch_;
+  /// Samples are looked for in all that is two folders above.
+  const fs::path folder_ = fs::path(scratch_.path()) / "library" / "pianos";
   const std::string piano_ = folder_ / "piano.exs";
   ExsInstrument instrument_;
 };
@@ -248,7 +250,7 @@ TEST_F(SamplerUnit, RestoresItsInstrumentAndParameters) {
 
 TEST_F(SamplerUnit, FindsAnInstrumentThatWasMovedWithItsFolder) {
   OpenSampler unit;
-  const fs::path home = folder_ / "home", present = folder_ / "here";
+  const fs::path home = scratch_ / "home", present = scratch_ / "present/two/three";
   ASSERT_EQ(unit.load(piano_), noErr);
   const auto saved = unit.saved();
   const fs::path before = fs::current_path();
@@ -260,7 +262,7 @@ TEST_F(SamplerUnit, FindsAnInstrumentThatWasMovedWithItsFolder) {
     fs::create_directories(place.parent_path());
     fs::current_path(present);
     fs::rename(piano_, place);
-    fs::copy(folder_ / "c4.wav", place.parent_path());
+    fs::copy_file(folder_ / "c4.wav", place.parent_path() / "c4.wav");
     OpenSampler moved;
     EXPECT_EQ(restore(moved, saved), noErr);
     ASSERT_TRUE(moved.initialize());

@@ -76,7 +76,7 @@ std::vector<std::uint8_t> soundfont_file(const SoundFontDescription& description
     presets.number(description.preset, 2);
     presets.number(description.bank, 2);
     presets.number(is_end ? 1 : 0, 2);
-    presets.number(0, 12);
+    presets.text({}, 12);
     instruments.text(is_end ? "EOI" : "instrument", name_bytes);
     instruments.number(is_end ? description.zones.size() : 0, 2);
     preset_bags.generator(is_end ? 1 : 0, 0);
