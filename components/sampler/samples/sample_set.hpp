@@ -17,7 +17,8 @@
 
 namespace vesk::sampler {
 
-/// What a set may hold in memory before it streams.
+/// What a set may hold in memory before it streams. One that streams holds beginnings of at least
+/// 8,192 frames whatever the budget, and half a megabyte beside for each voice that has played.
 struct SampleBudget {
   std::size_t bytes;
 };
