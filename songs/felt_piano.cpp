@@ -67,11 +67,12 @@ std::vector<float> strike(int key, const Touch& touch) {
   float highest = 0;
   for (const float sample : sound) highest = std::max(highest, std::fabs(sample));
   const double attack = rate * 0.004, fade = rate * 0.2;
-  const auto frames = static_cast<double>(sound.size() / 2);
-  for (std::size_t i = 0; i < sound.size(); ++i) {
-    const auto frame = static_cast<double>(i / 2);
-    const double envelope = std::min({1.0, frame / attack, (frames - frame) / fade});
-    sound[i] *= static_cast<float>(0.25 * envelope / highest);
+  const std::size_t frames = sound.size() / 2;
+  for (std::size_t frame = 0; frame < frames; ++frame) {
+    const double envelope = std::min(
+        {1.0, static_cast<double>(frame) / attack, static_cast<double>(frames - frame) / fade});
+    for (const std::size_t i : {2 * frame, 2 * frame + 1})
+      sound[i] *= static_cast<float>(0.25 * envelope / highest);
   }
   return sound;
 }

@@ -53,7 +53,7 @@ read -ra flags < <(pkg-config --cflags vesk-components)
 cp "$pluck/Info-gnustep.plist" .local/lib/audio-components/pluck.component/Resources/
 vesk/bin/vesk-list --parameters aumu:Pluk:Exmp >/dev/null
 
-for module in lv2.so windows.so lv2_editor.bundle/lv2_editor \
+for module in lv2.so sampler.so soundfont.so windows.so lv2_editor.bundle/lv2_editor \
     lv2_editor.bundle/Resources/Info-gnustep.plist; do
   [ -f "vesk/lib/vesk/$module" ] || { echo "lib/vesk/$module is not installed"; exit 1; }
 done

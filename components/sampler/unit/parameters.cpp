@@ -65,7 +65,7 @@ Controls Parameters::controls() const noexcept VESK_REALTIME {
   controls.pan = value(3);
   controls.attack = value(4);
   controls.release = value(5);
-  controls.polyphony = static_cast<unsigned>(value(6) + 0.5f);
+  controls.polyphony = static_cast<unsigned>(std::lround(value(6)));
   return controls;
 }
 
