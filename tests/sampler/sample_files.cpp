@@ -12,6 +12,7 @@ namespace {
 int format_of(const std::filesystem::path& path) {
   const std::string extension = path.extension().string();
   if (extension == ".flac") return SF_FORMAT_FLAC | SF_FORMAT_PCM_24;
+  if (extension == ".ogg") return SF_FORMAT_OGG | SF_FORMAT_VORBIS;
   if (extension == ".aif" || extension == ".aiff") return SF_FORMAT_AIFF | SF_FORMAT_PCM_24;
   return (extension == ".caf" ? SF_FORMAT_CAF : SF_FORMAT_WAV) | SF_FORMAT_FLOAT;
 }

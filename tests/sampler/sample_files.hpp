@@ -20,7 +20,7 @@ struct Sine {
 std::vector<float> sine_frames(const Sine& sine);
 
 /// Writes interleaved frames, and the folders above them: 32-bit floats to `.wav` and `.caf`, 24
-/// bits to `.aif`, `.aiff` and `.flac`. False when that cannot be done.
+/// bits to `.aif`, `.aiff` and `.flac`, Vorbis to `.ogg`. False when that cannot be done.
 bool write_sample(const std::string& path, const std::vector<float>& frames, int rate,
                   int channels);
 bool write_sine(const std::string& path, const Sine& sine = {});

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <span>
 
 #include "tests/sampler/open_sampler.hpp"
 #include "tests/sampler/sample_files.hpp"
@@ -21,9 +22,11 @@ constexpr UInt8 percussion = 0x78;
 
 /// A looped sine at 440 Hz.
 SoundFontZone sine_zone(double level = 1) {
-  return {.frames = sine_frames({.frequency = a4, .frames = 8800, .rate = 44'000, .level = level}),
-          .loop_start = 4400,
-          .loop_end = 8800};
+  SoundFontZone zone;
+  zone.frames = sine_frames({.frequency = a4, .frames = 8800, .rate = 44'000, .level = level});
+  zone.loop_start = 4400;
+  zone.loop_end = 8800;
+  return zone;
 }
 
 float peak(const std::vector<float>& samples) {
@@ -99,6 +102,23 @@ TEST(SoundFont, PlaysThePresetThatIsAskedForAndTheOnlyOneWhenNoneIs) {
       }
     }
   }
+}
+
+TEST(SoundFont, UnpacksVorbis) {
+  const ScratchFolder folder;
+  SoundFontZone zone = sine_zone(0.5);
+  ASSERT_TRUE(write_sample(folder / "sine.ogg", zone.frames, 44'000, 1));
+  zone.vorbis = file_bytes(folder / "sine.ogg");
+  zone.frames.clear();
+  ASSERT_TRUE(write_soundfont(folder / "sine.sf3", {.zones = {zone}}));
+  OpenSampler unit;
+  ASSERT_EQ(unit.load(folder / "sine.sf3"), noErr);
+  ASSERT_TRUE(unit.initialize());
+  unit.midi(0x90, a4_key, 127, 0);
+  const auto sound = unit.play(100);
+  // In the loop.
+  const auto looped = std::span(sound.left).subspan(10'000);
+  EXPECT_NEAR(decibels(fit_sine(looped, a4 / rate).level / 0.5), 0, 0.1);
 }
 
 TEST(SoundFont, SwitchesAtTheBordersOfKeysAndVelocities) {

@@ -1,5 +1,6 @@
 #include "tests/sampler/soundfont_writer.hpp"
 
+#include <algorithm>
 #include <cmath>
 #include <fstream>
 #include <string_view>
@@ -43,20 +44,26 @@ std::vector<std::uint8_t> soundfont_file(const SoundFontDescription& description
   unsigned generators = 0;
   for (std::size_t i = 0; i < description.zones.size(); ++i) {
     const SoundFontZone& zone = description.zones[i];
-    const auto first = static_cast<unsigned>(samples.bytes.size() / 2);
+    const bool is_packed = !zone.vorbis.empty();
+    // Packed samples are counted in bytes, and their loops from the sample's own beginning.
+    const auto first = static_cast<unsigned>(samples.bytes.size() / (is_packed ? 1 : 2));
+    const std::size_t length = is_packed ? zone.vorbis.size() : zone.frames.size();
+    const unsigned loop_base = is_packed ? 0 : first;
+    samples.bytes.insert(samples.bytes.end(), zone.vorbis.begin(), zone.vorbis.end());
+    samples.bytes.resize((samples.bytes.size() + 1) / 2 * 2);
     for (const float frame : zone.frames)
       samples.number(static_cast<std::uint16_t>(std::lround(frame * 32767)), 2);
     samples.bytes.resize(samples.bytes.size() + gap_frames * 2);
     headers.text("sample", name_bytes);
     headers.number(first, 4);
-    headers.number(first + zone.frames.size(), 4);
-    headers.number(first + zone.loop_start, 4);
-    headers.number(first + zone.loop_end, 4);
+    headers.number(first + length, 4);
+    headers.number(loop_base + zone.loop_start, 4);
+    headers.number(loop_base + zone.loop_end, 4);
     headers.number(zone.rate, 4);
     headers.number(static_cast<unsigned>(zone.root_key), 1);
-    headers.number(0, 1);  // correction in cents
-    headers.number(0, 2);  // of another channel
-    headers.number(1, 2);  // mono
+    headers.number(0, 1);                     // correction in cents
+    headers.number(0, 2);                     // of another channel
+    headers.number(is_packed ? 0x11 : 1, 2);  // mono
     instrument_bags.generator(generators, 0);
     instrument_generators.generator(key_range,
                                     static_cast<unsigned>(zone.key_low | zone.key_high << 8));
@@ -84,7 +91,9 @@ std::vector<std::uint8_t> soundfont_file(const SoundFontDescription& description
   }
   Chunk info, data, lists, file, whole;
   info.text("INFO", 4);
-  info.chunk("ifil", {2, 0, 1, 0});
+  const bool has_vorbis = std::ranges::any_of(
+      description.zones, [](const SoundFontZone& zone) { return !zone.vorbis.empty(); });
+  info.chunk("ifil", {static_cast<std::uint8_t>(has_vorbis ? 3 : 2), 0, 1, 0});
   info.chunk("isng", {'E', 'M', 'U', '8', '0', '0', '0', 0});
   info.chunk("INAM", {'t', 'e', 's', 't', 0, 0});
   data.text("sdta", 4);
