@@ -29,5 +29,10 @@ void memory(Report& report, const Plan& plan);
 void offline(Report& report, const Plan& plan);
 /// Answer times while a plugin's editor opens and closes, against those without.
 void editors(Report& report, const Plan& plan);
+/// The sampler's voices against those of FluidSynth with its best interpolation.
+void sampler_voices(Report& report, const Plan& plan);
+/// A sampler instrument's samples: loaded, against reading their files; streamed, against the time
+/// that they sound.
+void sampler_load(Report& report, const Plan& plan);
 
 }  // namespace vesk::bench

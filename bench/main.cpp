@@ -17,9 +17,17 @@ struct Benchmark {
 };
 
 constexpr Benchmark all_benchmarks[] = {
-    {"round-trip", round_trip}, {"many-hosts", many_hosts}, {"inside-period", inside_period},
-    {"start-up", start_up},     {"look-up", look_up},       {"idle", idle},
-    {"memory", memory},         {"offline", offline},       {"editors", editors},
+    {"round-trip", round_trip},
+    {"many-hosts", many_hosts},
+    {"inside-period", inside_period},
+    {"start-up", start_up},
+    {"look-up", look_up},
+    {"idle", idle},
+    {"memory", memory},
+    {"offline", offline},
+    {"editors", editors},
+    {"sampler-voices", sampler_voices},
+    {"sampler-load", sampler_load},
 };
 
 int usage(const char* program) {

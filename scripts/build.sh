@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # Installs what is missing and builds one preset: scripts/build.sh [PRESET] [TARGET ...]
-# The preset is `release` unless named. `demo` is the same without editors, tests and benchmarks, to
-# be completed by `release` in the same folder.
+# The preset is `release` unless named. `demo` is the same without editors, SoundFonts, tests and
+# benchmarks, to be completed by `release` in the same folder.
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 preset=${1:-release}

@@ -59,7 +59,7 @@ try() {
   results+=("$verdict  $1 ($((SECONDS - begin)) s)")
 }
 try scripts/demo.sh
-try 'test -s demo.wav && test -s demo.png'
+try 'test -s demo.wav && test -s demo.png && test -s demo-sampler.wav'
 try 'scripts/test.sh release'
 
 echo "== Debian $(<"$root/etc/debian_version") ($release), $(git -C "$source" log -1 --format=%h):"

@@ -21,6 +21,8 @@ build=(
   # editors' windows
   libgnustep-base-dev libgnustep-gui-dev 'gnustep-back0\.[0-9]+-cairo' 'libobjc-[0-9]+-dev'
   libx11-dev libxi-dev
+  # SoundFonts
+  libfluidsynth-dev
   # tests and sanitizers
   libgtest-dev libclang-rt-CLANG-dev
 )

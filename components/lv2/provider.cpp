@@ -8,8 +8,8 @@
 
 #include "components/lv2/catalogue/component_code.hpp"
 #include "components/lv2/catalogue/plugin_search.hpp"
-#include "components/lv2/instance/plugin_log.hpp"
 #include "components/lv2/unit/component_interface.hpp"
+#include "components/unit_support/diagnostics.hpp"
 
 namespace vesk::lv2 {
 namespace {

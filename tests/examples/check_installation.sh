@@ -71,7 +71,7 @@ exported=$(nm -D --defined-only "$(find vesk -name libvesk.so.0)" |
   sed -n 's/.* \(.*\)@@VESK_0$/\1/p' | grep -v ^VESK | sort)
 [ "$declared" = "$exported" ] || { diff <(echo "$declared") <(echo "$exported"); exit 1; }
 
-for module in lv2.so windows.so lv2_editor.bundle/lv2_editor \
+for module in lv2.so sampler.so soundfont.so windows.so lv2_editor.bundle/lv2_editor \
     lv2_editor.bundle/Resources/Info-gnustep.plist; do
   [ -f "vesk/lib/vesk/$module" ] || { echo "lib/vesk/$module is not installed"; exit 1; }
 done

@@ -227,8 +227,8 @@ static_assert(kMusicDeviceProperty_InstrumentCount == 1000 &&
               kMusicDeviceSampleFrameMask_IsScheduled == 0x1000000 &&
               kMusicNoteEvent_UseGroupInstrument == 0xFFFFFFFF &&
               kMusicNoteEvent_Unused == 0xFFFFFFFF && kAUSamplerProperty_LoadInstrument == 4102 &&
-              kInstrumentType_EXS24 == 4 && kAUSampler_DefaultMelodicBankMSB == 0x79 &&
-              kAUSampler_DefaultBankLSB == 0);
+              kInstrumentType_SF2Preset == 1 && kInstrumentType_EXS24 == 4 &&
+              kAUSampler_DefaultMelodicBankMSB == 0x79 && kAUSampler_DefaultBankLSB == 0);
 
 static_assert(kAudioUnitParameterUnit_Generic == 0 && kAudioUnitParameterUnit_Indexed == 1 &&
               kAudioUnitParameterUnit_Boolean == 2 && kAudioUnitParameterUnit_Percent == 3 &&

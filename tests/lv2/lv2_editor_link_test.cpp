@@ -4,12 +4,13 @@
 
 #include <thread>
 
-#include "components/lv2/unit/cf_object.hpp"
 #include "components/lv2/unit/editor_link.hpp"
+#include "components/unit_support/cf_object.hpp"
 #include "tests/lv2/lv2_unit.hpp"
 #include "tests/support/wait_until.hpp"
 
 using namespace vesk::lv2;
+using vesk::CfObject;
 using vesk::tests::Lv2Unit;
 
 namespace {

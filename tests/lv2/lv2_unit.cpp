@@ -6,36 +6,26 @@
 #endif
 
 #include "components/lv2/catalogue/plugin_search.hpp"
-#include "components/lv2/unit/cf_object.hpp"
 
 namespace vesk::tests {
 
 Lv2Unit::Lv2Unit(const std::string& uri) {
-  for (auto* channels : {input, output})
-    for (int channel = 0; channel < 2; ++channel) channels[channel].resize(period_frames);
+  for (auto& channel : input) channel.resize(period_frames);
   std::string error;
   const auto found = lv2::find_by_uri(uri, error);
   EXPECT_TRUE(found) << uri << ": " << error;
   if (!found) return;
   plugin_ = found->description;
-  const AudioComponentDescription codes{plugin_->type, found->entry.code, 'LV2_', 0, 0};
-  status_ = AudioComponentInstanceNew(AudioComponentFindNext(nullptr, &codes), &unit_);
-  if (status_ != noErr) return;
-  auto format = property<AudioStreamBasicDescription>(kAudioUnitProperty_StreamFormat,
-                                                      kAudioUnitScope_Output);
-  format.mSampleRate = rate;
-  EXPECT_EQ(set_property(kAudioUnitProperty_StreamFormat, format, kAudioUnitScope_Output), noErr);
+  open({plugin_->type, found->entry.code, 'LV2_', 0, 0});
+  if (status() != noErr) return;
   if (plugin_->type == kAudioUnitType_Effect || plugin_->type == kAudioUnitType_MusicEffect) {
+    const auto format = property<AudioStreamBasicDescription>(kAudioUnitProperty_StreamFormat,
+                                                              kAudioUnitScope_Output);
     EXPECT_EQ(set_property(kAudioUnitProperty_StreamFormat, format, kAudioUnitScope_Input), noErr);
     const AURenderCallbackStruct callback{(AURenderCallback)&give_input, this};
     EXPECT_EQ(set_property(kAudioUnitProperty_SetRenderCallback, callback, kAudioUnitScope_Input),
               noErr);
   }
-  EXPECT_EQ(set_property(kAudioUnitProperty_MaximumFramesPerSlice, period_frames), noErr);
-}
-
-Lv2Unit::~Lv2Unit() {
-  if (unit_ != nullptr) AudioComponentInstanceDispose(unit_);
 }
 
 OSStatus Lv2Unit::give_input(void* self, AudioUnitRenderActionFlags* flags, const AudioTimeStamp*,
@@ -53,23 +43,6 @@ OSStatus Lv2Unit::give_input(void* self, AudioUnitRenderActionFlags* flags, cons
   return noErr;
 }
 
-OSStatus Lv2Unit::render(UInt32 frames) {
-  struct {
-    AudioBufferList list;
-    AudioBuffer second;
-  } buffers{};
-  buffers.list.mNumberBuffers = 2;
-  for (UInt32 channel = 0; channel < 2; ++channel)
-    buffers.list.mBuffers[channel] = {1, frames * 4, output[channel].data()};
-  AudioTimeStamp stamp{};
-  stamp.mSampleTime = sample_time;
-  stamp.mFlags = kAudioTimeStampSampleTimeValid;
-  AudioUnitRenderActionFlags flags = 0;
-  const OSStatus status = AudioUnitRender(unit_, &flags, &stamp, 0, frames, &buffers.list);
-  sample_time += frames;
-  return status;
-}
-
 AudioUnitParameterID Lv2Unit::id_of(const std::string& symbol) const {
   const auto port = std::find_if(plugin_->ports.begin(), plugin_->ports.end(),
                                  [&](const lv2::Port& p) { return p.symbol == symbol; });
@@ -77,24 +50,14 @@ AudioUnitParameterID Lv2Unit::id_of(const std::string& symbol) const {
 }
 
 OSStatus Lv2Unit::set(const std::string& symbol, float value) {
-  return AudioUnitSetParameter(unit_, id_of(symbol), kAudioUnitScope_Global, 0, value, 0);
+  return AudioUnitSetParameter(unit(), id_of(symbol), kAudioUnitScope_Global, 0, value, 0);
 }
 
 float Lv2Unit::get(const std::string& symbol) const {
   float value = -1e9f;
-  EXPECT_EQ(AudioUnitGetParameter(unit_, id_of(symbol), kAudioUnitScope_Global, 0, &value), noErr)
+  EXPECT_EQ(AudioUnitGetParameter(unit(), id_of(symbol), kAudioUnitScope_Global, 0, &value), noErr)
       << symbol;
   return value;
-}
-
-std::vector<UInt8> Lv2Unit::saved() const {
-  const lv2::CfObject<CFPropertyListRef> list(
-      property<CFPropertyListRef>(kAudioUnitProperty_ClassInfo));
-  const lv2::CfObject<CFDataRef> data(CFPropertyListCreateData(
-      kCFAllocatorDefault, list.get(), kCFPropertyListXMLFormat_v1_0, 0, nullptr));
-  if (data.get() == nullptr) return {};
-  const UInt8* bytes = CFDataGetBytePtr(data.get());
-  return {bytes, bytes + CFDataGetLength(data.get())};
 }
 
 std::vector<float> noise(UInt32 seed, UInt32 frames) {

@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "components/lv2/unit/cf_object.hpp"
+#include "components/unit_support/cf_object.hpp"
 #include "platform/unit_extras.hpp"
 #include "tests/lv2/lv2_unit.hpp"
 #include "tests/support/child_process.hpp"

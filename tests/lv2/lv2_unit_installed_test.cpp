@@ -7,11 +7,11 @@
 #include <cstring>
 
 #include "components/lv2/catalogue/plugin_search.hpp"
-#include "components/lv2/unit/cf_object.hpp"
+#include "components/unit_support/cf_object.hpp"
 #include "tests/lv2/lv2_unit.hpp"
 
 using namespace vesk::tests;
-using vesk::lv2::CfObject;
+using vesk::CfObject;
 
 /// eg-metro never frees its wave. Read by LeakSanitizer where that is in the build.
 extern "C" const char* __lsan_default_suppressions();

@@ -5,13 +5,13 @@
 
 #include <fstream>
 
-#include "components/lv2/unit/cf_object.hpp"
+#include "components/unit_support/cf_object.hpp"
 #include "tests/lv2/lv2_unit.hpp"
 #include "tests/support/child_process.hpp"
 #include "tests/support/scratch_folder.hpp"
 
 using namespace vesk::tests;
-using vesk::lv2::CfObject;
+using vesk::CfObject;
 
 namespace {
 

@@ -8,15 +8,15 @@
 #include <set>
 #include <thread>
 
-#include "components/lv2/instance/message_ring.hpp"
 #include "components/lv2/instance/urid_map.hpp"
-#include "components/lv2/unit/cf_object.hpp"
+#include "components/unit_support/cf_object.hpp"
+#include "components/unit_support/message_ring.hpp"
 #include "tests/lv2/lv2_unit.hpp"
 #include "tests/support/wait_until.hpp"
 
 using namespace vesk::tests;
-using vesk::lv2::CfObject;
-using vesk::lv2::MessageRing;
+using vesk::CfObject;
+using vesk::MessageRing;
 
 namespace {
 

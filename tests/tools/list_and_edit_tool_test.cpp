@@ -184,9 +184,10 @@ TEST(list_arguments, AreReadOrRefusedInWords) {
   EXPECT_EQ(parse_list_arguments({"--type=augn"}, error)->type, pack_four_cc("augn"));
   const std::pair<std::vector<std::string>, const char*> cases[] = {
       {{"-p"}, "-p needs a value"},
-      {{"-p", "x", "--problems"}, "--parameters, --presets, --problems or --resolve, not several"},
-      {{"-p", "x", "--presets", "x"},
-       "--parameters, --presets, --problems or --resolve, not several"},
+      {{"-p", "x", "--problems"},
+       "one of --parameters, --presets, --instrument, --problems and --resolve, not more"},
+      {{"-i", "x", "--presets", "x"},
+       "one of --parameters, --presets, --instrument, --problems and --resolve, not more"},
       {{"--all"}, "unknown option --all"},
       {{"-p", "x", "piano"}, "cannot use piano"},
       {{"-t", "organ"},

@@ -5,6 +5,8 @@
 #include <algorithm>
 #include <filesystem>
 
+#include "tests/sampler/exs_writer.hpp"
+#include "tests/sampler/sample_files.hpp"
 #include "tests/support/lv2_bundles.hpp"
 #include "tests/support/program.hpp"
 #include "tests/support/scratch_folder.hpp"
@@ -155,6 +157,45 @@ TEST(List, LooksUpNamesForItselfAndForOtherPrograms) {
   chain.text = "Test Momo";
   EXPECT_FALSE(vesk::client::specification_of(chain, error));
   EXPECT_EQ(error, "no plugin is called \"Test Momo\"; near it: Test Mono");
+}
+
+TEST(List, ShowsWhatAnInstrumentHolds) {
+  const ScratchFolder folder;
+  const std::string path = folder / "pad.exs";
+  ASSERT_TRUE(
+      write_exs(path, {.name = "Pad\n1",
+                       .zones = {{.key_low = 48, .key_high = 50, .has_loop = true, .loop_end = 90},
+                                 {.sample = 1,
+                                  .group = 0,
+                                  .key_low = 36,
+                                  .key_high = 36,
+                                  .root_key = 36,
+                                  .is_one_shot = true}},
+                       .groups = {{.name = "Hats", .polyphony = 1}},
+                       .samples = {{.folder = "/V/Pads", .file_name = "pad.wav"},
+                                   {.folder = "/V/Kit", .file_name = "hat.wav"}}}));
+  ASSERT_TRUE(write_sine(folder / "pads/PAD.wav", {.frames = 10'000}));
+  const auto shown = list({"--instrument", path}, test_units);
+  EXPECT_EQ(shown.status, 0) << shown.errors;
+  EXPECT_EQ(shown.output, "Pad 1\n2 zones, 2 samples, 40 kB, at most 16 voices\n1 found, " +
+                              folder / "pads" +
+                              "\n1 missing, /V/Kit\n\n"
+                              "        C1          C2\n"
+                              "        C D EF G A BC D EF G A B\n"
+                              "  1-127 A...........bbb.........\n\n"
+                              "group Hats: 1 zone, at most 1 voice\n\n"
+                              "keys     root  velocity  size     sample\n"
+                              "C1       C1    1-127     missing  hat.wav  (one-shot)\n"
+                              "C2 - D2  C3    1-127     40 kB    pad.wav  (loop)\n");
+  const auto json = Json::parse(list({"-i", path, "--json"}, test_units).output);
+  EXPECT_EQ(json["missing"], 1);
+  EXPECT_EQ(json["zones"][0]["loop"], Json::parse("[0, 90]"));
+  EXPECT_EQ(json["zones"][1]["group"], 0);
+  EXPECT_EQ(json["samples"][0]["path"], folder / "pads/PAD.wav");
+  EXPECT_EQ(json["samples"][1]["path"], nullptr);
+  const auto refused = list({"-i", "/dev/null"}, test_units);
+  EXPECT_EQ(refused.status, 1);
+  EXPECT_EQ(refused.errors, "vesk-list: /dev/null cannot be read: Invalid argument\n");
 }
 
 TEST(List, SaysThatItsOutputCannotBeWritten) {

@@ -12,6 +12,7 @@ to use in a chain.
 usage: vesk-list [WORD ...] [--type TYPE] [--json] [--rescan]
        vesk-list --parameters PLUGIN [--json]
        vesk-list --presets PLUGIN [--json]
+       vesk-list --instrument FILE [--json]
        vesk-list --problems [WORD ...] [--json] [--rescan]
        vesk-list --resolve CHAIN [--set [N:]PARAMETER=VALUE ...]
 
@@ -26,6 +27,10 @@ of LV2 plugins, in URI and class ("reverb", "compressor").
                             midi-processor  notes in, notes out, no audio (aumi); not hosted
   -p, --parameters PLUGIN print one plugin's parameters instead: id, symbol, name, range, default,
                           unit, and the names of values that have some
+  -i, --instrument FILE   print what a sampler instrument (.exs) holds instead: which keys and
+                          velocities play which samples (C3 is key 60), and which are missing.
+                          Letters are zones, a capital stands at its root key, a digit counts
+                          zones that share a key
       --problems          print what is installed and not hosted instead, by reason. Opens every
                           library of LV2 plugins, which takes a moment
       --resolve CHAIN     print the specification text of a chain instead, and nothing else
@@ -90,6 +95,7 @@ std::optional<ListArguments> parse_list_arguments(const std::vector<std::string>
       {"--type", "-t", takes_type(arguments.type)},
       {"--parameters", "-p", takes_text(arguments.parameters_of, "needs a plugin")},
       {"--presets", nullptr, takes_text(arguments.presets_of, "needs a plugin")},
+      {"--instrument", "-i", takes_path(arguments.instrument)},
       {"--resolve", nullptr, takes_text(arguments.resolved, "needs a chain")},
       {"--set", "-s", takes_each(arguments.settings)},
       {"--problems", nullptr, nullptr, &arguments.shows_problems},
@@ -97,15 +103,14 @@ std::optional<ListArguments> parse_list_arguments(const std::vector<std::string>
       {"--json", nullptr, nullptr, &arguments.as_json},
   };
   if (!read_command_line(words, options, arguments.words, error)) return std::nullopt;
-  const bool describes = !arguments.parameters_of.empty();
-  const bool shows_presets = !arguments.presets_of.empty();
   const bool resolves = !arguments.resolved.empty();
-  if (describes + shows_presets + resolves + arguments.shows_problems > 1)
-    error = "--parameters, --presets, --problems or --resolve, not several";
-  else if ((describes || shows_presets || resolves) && !arguments.words.empty())
+  const int of_one = !arguments.parameters_of.empty() + !arguments.presets_of.empty() +
+                     !arguments.instrument.empty() + resolves;
+  if (of_one + arguments.shows_problems > 1)
+    error = "one of --parameters, --presets, --instrument, --problems and --resolve, not more";
+  else if (of_one > 0 && !arguments.words.empty())
     error = "cannot use " + arguments.words.front();
-  else if (arguments.type != 0 &&
-           (describes || shows_presets || resolves || arguments.shows_problems))
+  else if (arguments.type != 0 && of_one + arguments.shows_problems > 0)
     error = "--type is for the list";
   else if (!arguments.settings.empty() && !resolves)
     error = "--set is for --resolve";

@@ -13,6 +13,7 @@ struct ListArguments {
   std::uint32_t type = 0;             ///< that it must have; 0: any
   std::string parameters_of;          ///< the plugin to describe; empty: none
   std::string presets_of;             ///< the plugin whose presets to show; empty: none
+  std::string instrument;             ///< path of a sampler instrument; empty: none
   std::string resolved;               ///< the chain to put into specification texts; empty: none
   std::vector<std::string> settings;  ///< of that chain
   bool shows_problems = false;

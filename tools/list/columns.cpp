@@ -4,6 +4,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <utility>
 
 namespace vesk::tools {
 namespace {
@@ -29,6 +30,21 @@ std::string in_columns(const std::string& text, std::size_t columns, std::size_t
     if (begun <= start || begun > has - end) result += c;
   }
   return result;
+}
+
+std::vector<std::string> table_lines(const std::vector<std::vector<std::string>>& rows) {
+  std::vector<std::size_t> widths(rows.empty() ? 0 : rows.front().size());
+  for (const auto& row : rows)
+    for (std::size_t i = 0; i < row.size(); ++i) widths[i] = std::max(widths[i], width(row[i]));
+  std::vector<std::string> lines;
+  for (const auto& row : rows) {
+    std::string line;
+    for (std::size_t i = 0; i < row.size(); ++i)
+      line += row[i] + std::string(widths[i] - width(row[i]) + 2, ' ');
+    line.erase(line.find_last_not_of(' ') + 1);
+    lines.push_back(std::move(line));
+  }
+  return lines;
 }
 
 std::string one_line(std::string text) {

@@ -10,6 +10,7 @@
 #include "spec/plugin_spec.hpp"
 #include "tools/list/arguments.hpp"
 #include "tools/list/columns.hpp"
+#include "tools/list/instrument_listing.hpp"
 #include "tools/list/parameter_listing.hpp"
 #include "tools/list/plugin_listing.hpp"
 #include "tools/list/problems.hpp"
@@ -62,6 +63,12 @@ std::optional<std::string> plugin_answer(const ListArguments& arguments, std::st
          (wants_presets ? presets_text(plugin->presets) : parameters_text(*plugin));
 }
 
+std::optional<std::string> instrument_answer(const ListArguments& arguments, std::string& error) {
+  const auto contents = read_instrument(arguments.instrument, error);
+  if (!contents) return std::nullopt;
+  return arguments.as_json ? instrument_json(*contents) : instrument_text(*contents);
+}
+
 std::optional<std::string> problems_answer(const ListArguments& arguments, std::string& error) {
   auto problems = find_problems(error);
   if (!problems) return std::nullopt;
@@ -92,6 +99,7 @@ std::optional<std::string> answer_to(const ListArguments& arguments, std::string
   if (arguments.rescans && !rescan(error)) return std::nullopt;
   if (!arguments.parameters_of.empty() || !arguments.presets_of.empty())
     return plugin_answer(arguments, error);
+  if (!arguments.instrument.empty()) return instrument_answer(arguments, error);
   if (arguments.shows_problems) return problems_answer(arguments, error);
   if (arguments.resolved.empty()) return list_answer(arguments, error);
   const auto text = specification_of(arguments.resolved, arguments.settings, sources(), error);

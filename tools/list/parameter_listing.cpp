@@ -1,7 +1,6 @@
 #include "tools/list/parameter_listing.hpp"
 
 #include <algorithm>
-#include <array>
 #include <cstdio>
 
 #include "tools/list/columns.hpp"
@@ -15,12 +14,8 @@ std::string number(float value) {
   return text;
 }
 
-using Row = std::array<std::string, 6>;
-
-}  // namespace
-
-static std::string table_of(const std::vector<ParameterDescription>& parameters) {
-  std::vector<Row> rows{{"id", "symbol", "name", "range", "default", "unit"}};
+std::string table_of(const std::vector<ParameterDescription>& parameters) {
+  std::vector<std::vector<std::string>> rows{{"id", "symbol", "name", "range", "default", "unit"}};
   for (const ParameterDescription& parameter : parameters) {
     std::string remark = parameter.unit;
     if (!parameter.is_writable) remark += remark.empty() ? "read only" : ", read only";
@@ -29,28 +24,24 @@ static std::string table_of(const std::vector<ParameterDescription>& parameters)
                     number(parameter.default_value), remark});
   }
   // Plugins of other kinds than LV2 have no symbols.
-  const bool has_symbols = std::ranges::any_of(
-      parameters, [](const auto& parameter) { return !parameter.symbol.empty(); });
-  std::array<std::size_t, 6> widths{};
-  for (const Row& row : rows)
-    for (std::size_t i = 0; i < row.size(); ++i) widths[i] = std::max(widths[i], width(row[i]));
-  std::string text;
-  for (std::size_t r = 0; r < rows.size(); ++r) {
-    std::string line;
-    for (std::size_t i = 0; i < rows[r].size(); ++i)
-      if (i != 1 || has_symbols)
-        line += rows[r][i] + std::string(widths[i] - width(rows[r][i]) + 2, ' ');
-    line.erase(line.find_last_not_of(' ') + 1);
-    text += line + '\n';
-    if (r == 0) continue;
-    const ParameterDescription& parameter = parameters[r - 1];
-    for (std::size_t i = 0; i < parameter.value_names.size(); ++i) {
-      text += std::string(widths[0] + 4, ' ') + number(parameter.minimum + static_cast<float>(i)) +
+  if (std::ranges::all_of(parameters,
+                          [](const auto& parameter) { return parameter.symbol.empty(); }))
+    for (auto& row : rows) row.erase(row.begin() + 1);
+  std::size_t id_width = 0;
+  for (const auto& row : rows) id_width = std::max(id_width, row.front().size());
+  const std::vector<std::string> lines = table_lines(rows);
+  std::string text = lines.front() + '\n';
+  for (std::size_t p = 0; p < parameters.size(); ++p) {
+    text += lines[p + 1] + '\n';
+    const ParameterDescription& parameter = parameters[p];
+    for (std::size_t i = 0; i < parameter.value_names.size(); ++i)
+      text += std::string(id_width + 4, ' ') + number(parameter.minimum + static_cast<float>(i)) +
               " = " + parameter.value_names[i] + '\n';
-    }
   }
   return text;
 }
+
+}  // namespace
 
 std::string parameters_text(const PluginDescription& plugin) {
   std::string text = plugin.parameters.empty() ? "no parameters\n" : table_of(plugin.parameters);

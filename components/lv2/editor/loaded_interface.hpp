@@ -12,8 +12,8 @@
 
 #include "components/lv2/editor/interface_features.hpp"
 #include "components/lv2/editor/running_interface.hpp"
-#include "components/lv2/instance/message_ring.hpp"
 #include "components/lv2/unit/editor_link.hpp"
+#include "components/unit_support/message_ring.hpp"
 
 namespace vesk::lv2 {
 

@@ -10,6 +10,7 @@
 #include "components/lv2/editor/plugin_area.hpp"
 #include "components/lv2/editor/running_interface.hpp"
 #include "components/lv2/unit/editor_link.hpp"
+#include "components/unit_support/message_ring.hpp"
 
 namespace vesk::lv2 {
 

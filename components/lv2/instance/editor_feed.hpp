@@ -11,8 +11,8 @@
 
 #include "components/lv2/catalogue/description.hpp"
 #include "components/lv2/instance/event_buffers.hpp"
-#include "components/lv2/instance/message_ring.hpp"
 #include "components/lv2/instance/port_table.hpp"
+#include "components/unit_support/message_ring.hpp"
 #include "platform/realtime.hpp"
 
 namespace vesk::lv2 {

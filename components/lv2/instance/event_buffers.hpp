@@ -18,13 +18,6 @@ namespace vesk::lv2 {
 /// What an event port's buffer holds unless the port asks for more.
 constexpr std::uint32_t event_bytes = 64 * 1024;
 
-/// One event of a period.
-struct TimedEvent {
-  std::uint32_t frame = 0;
-  std::uint32_t size = 0;
-  const std::byte* data = nullptr;
-};
-
 /// An atom port's buffer.
 class AtomBuffer {
  public:

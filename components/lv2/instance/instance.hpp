@@ -20,6 +20,7 @@
 #include "components/lv2/instance/port_table.hpp"
 #include "components/lv2/instance/transport.hpp"
 #include "components/lv2/instance/worker.hpp"
+#include "components/unit_support/midi_queue.hpp"
 #include "platform/realtime.hpp"
 
 namespace vesk::lv2 {

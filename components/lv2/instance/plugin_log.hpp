@@ -1,21 +1,13 @@
 #pragma once
 
-// What is said of plugins, and what they say themselves, on standard error.
+// What plugins say themselves, on standard error.
 
 #include <lv2/log/log.h>
 #include <lv2/urid/urid.h>
 
 #include <string>
-#include <string_view>
 
 namespace vesk::lv2 {
-
-/// Writes "plugin host: LINE" with a newline, in one write, so that lines of several threads stay
-/// whole. Any thread; not real-time safe.
-void say(std::string_view line);
-
-/// The same with "plugin host: PLUGIN: TEXT".
-void say_of(std::string_view plugin, std::string_view text);
 
 /// The log feature of one plugin or of its interface; must outlive it, at one address.
 ///

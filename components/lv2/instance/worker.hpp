@@ -10,8 +10,8 @@
 #include <memory>
 #include <thread>
 
-#include "components/lv2/instance/message_ring.hpp"
-#include "components/lv2/instance/signal.hpp"
+#include "components/unit_support/message_ring.hpp"
+#include "components/unit_support/signal.hpp"
 #include "platform/realtime.hpp"
 
 namespace vesk::lv2 {

@@ -2,11 +2,10 @@
 // indices are stable for one version of a plugin only), and what the plugin saved of itself.
 
 #include <cmath>
-#include <cstring>
 
-#include "components/lv2/unit/cf_object.hpp"
-#include "components/lv2/unit/cf_text.hpp"
 #include "components/lv2/unit/plugin_unit.hpp"
+#include "components/unit_support/cf_object.hpp"
+#include "components/unit_support/cf_text.hpp"
 
 namespace vesk::lv2 {
 namespace {
@@ -25,15 +24,6 @@ constexpr const char* property_flags = "flags";
 constexpr const char* property_value = "value";
 constexpr const char* element_type = "element-type";
 constexpr const char* element_size = "element-size";
-
-void append_word(std::vector<UInt8>& bytes, std::uint32_t word) {
-  for (int shift = 24; shift >= 0; shift -= 8) bytes.push_back(static_cast<UInt8>(word >> shift));
-}
-
-std::uint32_t word_at(const UInt8* bytes) {
-  return std::uint32_t{bytes[0]} << 24 | std::uint32_t{bytes[1]} << 16 |
-         std::uint32_t{bytes[2]} << 8 | bytes[3];
-}
 
 CfObject<CFDictionaryRef> dictionary_of(const StateProperty& property) {
   CfDictionary made;
@@ -76,26 +66,11 @@ std::vector<StateProperty> PluginUnit::present_properties() const {
   return waiting != nullptr ? *waiting : std::vector<StateProperty>{};
 }
 
-CFDataRef PluginUnit::copy_control_data() const {
-  std::vector<UInt8> bytes;
-  std::uint32_t count = 0;
-  append_word(bytes, kAudioUnitScope_Global);
-  append_word(bytes, 0);
-  append_word(bytes, 0);
-  for (const std::uint32_t port : ports_.control_inputs) {
-    if (parameters_.is_writable(port)) {
-      const float value = parameters_.value(port);
-      std::uint32_t bits = 0;
-      std::memcpy(&bits, &value, sizeof bits);
-      append_word(bytes, port);
-      append_word(bytes, bits);
-      ++count;
-    }
-  }
-  std::vector<UInt8> counted;
-  append_word(counted, count);
-  std::copy(counted.begin(), counted.end(), bytes.begin() + 8);
-  return CFDataCreate(kCFAllocatorDefault, bytes.data(), static_cast<CFIndex>(bytes.size()));
+std::vector<ParameterValue> PluginUnit::control_values() const {
+  std::vector<ParameterValue> values;
+  for (const std::uint32_t port : ports_.control_inputs)
+    if (parameters_.is_writable(port)) values.push_back({port, parameters_.value(port)});
+  return values;
 }
 
 CFDictionaryRef PluginUnit::copy_controls() const {
@@ -111,13 +86,7 @@ CFDictionaryRef PluginUnit::copy_controls() const {
 }
 
 CFPropertyListRef PluginUnit::copy_class_info() const {
-  CfDictionary info;
-  info.set_number(kAUPresetVersionKey, 0);
-  info.set_number(kAUPresetTypeKey, static_cast<SInt32>(codes_.componentType));
-  info.set_number(kAUPresetSubtypeKey, static_cast<SInt32>(codes_.componentSubType));
-  info.set_number(kAUPresetManufacturerKey, static_cast<SInt32>(codes_.componentManufacturer));
-  info.set(kAUPresetNameKey, copy_cf_string(preset_name_));
-  info.set(kAUPresetDataKey, copy_control_data());
+  CfDictionary info = begin_preset(codes_, preset_name_, control_values());
   info.set(class_info_uri, copy_cf_string(plugin_->uri));
   info.set(class_info_controls, copy_controls());
   const std::vector<StateProperty> properties = present_properties();
@@ -141,36 +110,18 @@ void PluginUnit::read_controls(CFDictionaryRef saved, std::vector<float>& values
         put(port, static_cast<float>(*value));
     return;
   }
-  const auto data = cf_value<CFDataRef>(saved, kAUPresetDataKey);
-  if (data == nullptr) return;
-  // Blocks of scope, element, count, then count pairs of id and value.
-  const UInt8* at = CFDataGetBytePtr(data);
-  const UInt8* end = at + CFDataGetLength(data);
-  while (end - at >= 12) {
-    const std::uint32_t scope = word_at(at), element = word_at(at + 4), count = word_at(at + 8);
-    at += 12;
-    for (std::uint32_t i = 0; i < count && end - at >= 8; ++i, at += 8) {
-      const std::uint32_t bits = word_at(at + 4);
-      float value = 0;
-      std::memcpy(&value, &bits, sizeof value);
-      if (scope == kAudioUnitScope_Global && element == 0) put(word_at(at), value);
-    }
-  }
+  for (const ParameterValue& value : preset_values(saved)) put(value.id, value.value);
 }
 
 OSStatus PluginUnit::set_class_info(CFPropertyListRef list) {
   const auto saved = cf_cast<CFDictionaryRef>(list);
-  if (saved == nullptr || cf_number(saved, kAUPresetVersionKey) != 0)
-    return kAudioUnitErr_InvalidPropertyValue;
+  if (saved == nullptr || !has_preset_version(saved)) return kAudioUnitErr_InvalidPropertyValue;
   // The subtype is derived from the URI and may be an alternate where two plugins share one, so
   // the URI decides where it is there.
-  const auto is_code = [&](const char* key, OSType code) {
-    return cf_number(saved, key) == static_cast<SInt32>(code);
-  };
   const auto uri = cf_value<CFStringRef>(saved, class_info_uri);
-  if (!is_code(kAUPresetManufacturerKey, codes_.componentManufacturer) ||
+  if (!has_preset_code(saved, kAUPresetManufacturerKey, codes_.componentManufacturer) ||
       (uri != nullptr ? text_of(uri) != plugin_->uri
-                      : !is_code(kAUPresetSubtypeKey, codes_.componentSubType))) {
+                      : !has_preset_code(saved, kAUPresetSubtypeKey, codes_.componentSubType))) {
     return kAudioUnitErr_InvalidPropertyValue;
   }
   StateChange change;

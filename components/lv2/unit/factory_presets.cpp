@@ -3,8 +3,8 @@
 #include <cstdlib>
 
 #include "components/lv2/catalogue/presets.hpp"
-#include "components/lv2/unit/cf_text.hpp"
 #include "components/lv2/unit/plugin_unit.hpp"
+#include "components/unit_support/cf_text.hpp"
 
 namespace vesk::lv2 {
 

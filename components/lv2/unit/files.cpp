@@ -6,8 +6,8 @@
 #include <algorithm>
 #include <filesystem>
 
-#include "components/lv2/unit/cf_object.hpp"
 #include "components/lv2/unit/plugin_unit.hpp"
+#include "components/unit_support/cf_object.hpp"
 #include "platform/unit_extras.hpp"
 
 namespace vesk::lv2 {

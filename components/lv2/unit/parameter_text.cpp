@@ -9,7 +9,7 @@
 #include <cstring>
 #include <string_view>
 
-#include "components/lv2/unit/cf_text.hpp"
+#include "components/unit_support/cf_text.hpp"
 
 namespace vesk::lv2 {
 namespace {

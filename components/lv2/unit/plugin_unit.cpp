@@ -3,9 +3,9 @@
 #include <algorithm>
 #include <utility>
 
-#include "components/lv2/instance/plugin_log.hpp"
-#include "components/lv2/unit/cf_text.hpp"
 #include "components/lv2/unit/editor_choice.hpp"
+#include "components/unit_support/cf_text.hpp"
+#include "components/unit_support/diagnostics.hpp"
 
 namespace vesk::lv2 {
 

@@ -15,12 +15,14 @@
 #include <vector>
 
 #include "components/lv2/catalogue/description.hpp"
-#include "components/lv2/instance/instance_slot.hpp"
-#include "components/lv2/instance/midi_queue.hpp"
+#include "components/lv2/instance/instance.hpp"
 #include "components/lv2/instance/parameters.hpp"
 #include "components/lv2/instance/plugin_library.hpp"
 #include "components/lv2/instance/port_table.hpp"
 #include "components/lv2/unit/unit_editor.hpp"
+#include "components/unit_support/exchange_slot.hpp"
+#include "components/unit_support/midi_queue.hpp"
+#include "components/unit_support/preset_list.hpp"
 #include "platform/realtime.hpp"
 
 namespace vesk::lv2 {
@@ -96,7 +98,7 @@ class PluginUnit {
   CFPropertyListRef copy_class_info() const;
   OSStatus set_class_info(CFPropertyListRef list);
   CFDictionaryRef copy_controls() const;
-  CFDataRef copy_control_data() const;
+  std::vector<ParameterValue> control_values() const;
   void read_controls(CFDictionaryRef saved, std::vector<float>& values) const;
 
   // files.cpp
@@ -110,7 +112,6 @@ class PluginUnit {
   OSStatus tell_user_presets(UInt8* is_users) const;
 
   // render.cpp
-  OSStatus check_buffers(UInt32 frames, const AudioBufferList& data) const noexcept VESK_REALTIME;
   OSStatus render_period(Instance& instance, const AudioTimeStamp& time, UInt32 frames,
                          AudioBufferList& data) noexcept VESK_REALTIME;
   OSStatus pull_input(const AudioTimeStamp& time, UInt32 frames,
@@ -144,7 +145,7 @@ class PluginUnit {
 
   // Both.
   std::atomic<bool> initialized_{false};
-  InstanceSlot slot_;
+  ExchangeSlot<Instance> slot_;
   std::unique_ptr<UnitEditor> editor_;  ///< null: the plugin has no interface that can be shown
   MidiQueue midi_;
   std::atomic<bool> bypass_{false};

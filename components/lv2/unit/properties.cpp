@@ -1,93 +1,33 @@
 // The unit's properties: one row each, with what reads and what writes it.
 
 #include <algorithm>
-#include <cstring>
-#include <iterator>
 
-#include "components/lv2/unit/cf_object.hpp"
 #include "components/lv2/unit/editor_link.hpp"
 #include "components/lv2/unit/parameter_text.hpp"
 #include "components/lv2/unit/plugin_unit.hpp"
+#include "components/unit_support/cf_object.hpp"
+#include "components/unit_support/cf_text.hpp"
+#include "components/unit_support/property_rows.hpp"
+#include "components/unit_support/stereo_output.hpp"
 #include "platform/parameter_symbol.hpp"
 #include "platform/unit_extras.hpp"
 
 namespace vesk::lv2 {
 namespace {
-
-constexpr unsigned bit(AudioUnitScope scope) {
-  return 1u << scope;
+constexpr unsigned either_side =
+    scope_bit(kAudioUnitScope_Input) | scope_bit(kAudioUnitScope_Output);
 }
-constexpr unsigned global_scope = bit(kAudioUnitScope_Global);
-constexpr unsigned input_scope = bit(kAudioUnitScope_Input);
-constexpr unsigned output_scope = bit(kAudioUnitScope_Output);
-constexpr UInt32 maximum_frames = 1u << 20;
-
-AudioStreamBasicDescription format_at(double sample_rate) {
-  AudioStreamBasicDescription format{};
-  format.mSampleRate = sample_rate;
-  format.mFormatID = kAudioFormatLinearPCM;
-  format.mFormatFlags =
-      kAudioFormatFlagIsFloat | kAudioFormatFlagIsPacked | kAudioFormatFlagIsNonInterleaved;
-  format.mBytesPerPacket = sizeof(float);
-  format.mFramesPerPacket = 1;
-  format.mBytesPerFrame = sizeof(float);
-  format.mChannelsPerFrame = 2;
-  format.mBitsPerChannel = 32;
-  return format;
-}
-
-bool is_our_format(const AudioStreamBasicDescription& format) {
-  const AudioStreamBasicDescription ours = format_at(format.mSampleRate);
-  return format.mSampleRate >= 1 && format.mSampleRate <= 1e6 &&
-         format.mFormatID == ours.mFormatID && format.mFormatFlags == ours.mFormatFlags &&
-         format.mBytesPerPacket == ours.mBytesPerPacket &&
-         format.mFramesPerPacket == ours.mFramesPerPacket &&
-         format.mBytesPerFrame == ours.mBytesPerFrame &&
-         format.mChannelsPerFrame == ours.mChannelsPerFrame &&
-         format.mBitsPerChannel == ours.mBitsPerChannel;
-}
-
-template <typename T>
-T read(const void* data) {
-  T value;
-  std::memcpy(static_cast<void*>(&value), data, sizeof(T));
-  return value;
-}
-
-template <typename T>
-OSStatus answer(void* data, const T& value) {
-  std::memcpy(data, static_cast<const void*>(&value), sizeof(T));
-  return noErr;
-}
-
-}  // namespace
-
-/// Where a call is about.
-struct PropertyPlace {
-  AudioUnitScope scope;
-  AudioUnitElement element;
-};
 
 struct UnitProperties {
   using Place = PropertyPlace;
   using Unit = PluginUnit;
 
-  struct Row {
-    AudioUnitPropertyID id;
-    UInt32 size;
-    unsigned scopes = global_scope;
-    bool is_of_parameter = false;                    ///< the element is a parameter
-    bool (*exists)(const Unit&) = nullptr;           ///< null: always
-    OSStatus (*get)(Unit&, Place, void*) = nullptr;  ///< into `size` bytes
-    OSStatus (*set)(Unit&, const void*) = nullptr;   ///< from `size` bytes
-    std::size_t (*count)(const Unit&) = nullptr;     ///< of a list, of items of `size`
-
-    UInt32 bytes(const Unit& unit) const {
-      return count != nullptr ? static_cast<UInt32>(count(unit) * size) : size;
-    }
-  };
+  using Row = PropertyRow<Unit>;
   static const Row rows[];
 
+  static bool has_parameter(const Unit& unit, AudioUnitParameterID id) {
+    return unit.parameters_.is_readable(id);
+  }
   static bool is_effect(const Unit& unit) { return unit.ports_.has_input_bus; }
   static bool has_view(const Unit& unit) {
     return unit.editor_ != nullptr && !unit.editor_bundle_.empty();
@@ -97,11 +37,11 @@ struct UnitProperties {
   // Audio
 
   static OSStatus get_format(Unit& unit, Place, void* data) {
-    return answer(data, format_at(unit.sample_rate_));
+    return answer(data, stereo_format(unit.sample_rate_));
   }
   static OSStatus set_format(Unit& unit, const void* data) {
-    const auto format = read<AudioStreamBasicDescription>(data);
-    if (!is_our_format(format)) return kAudioUnitErr_FormatNotSupported;
+    const auto format = read_value<AudioStreamBasicDescription>(data);
+    if (!is_stereo_format(format)) return kAudioUnitErr_FormatNotSupported;
     if (format.mSampleRate == unit.sample_rate_) return noErr;
     if (unit.is_initialized()) return kAudioUnitErr_PropertyNotWritable;
     unit.sample_rate_ = format.mSampleRate;
@@ -122,8 +62,8 @@ struct UnitProperties {
     return answer(data, unit.max_frames_);
   }
   static OSStatus set_max_frames(Unit& unit, const void* data) {
-    const auto frames = read<UInt32>(data);
-    if (frames == 0 || frames > maximum_frames) return kAudioUnitErr_InvalidPropertyValue;
+    const auto frames = read_value<UInt32>(data);
+    if (frames == 0 || frames > largest_period) return kAudioUnitErr_InvalidPropertyValue;
     if (unit.is_initialized()) return kAudioUnitErr_Initialized;
     unit.max_frames_ = frames;
     return noErr;
@@ -136,7 +76,7 @@ struct UnitProperties {
     return answer(data, UInt32{unit.bypass_.load(std::memory_order_relaxed)});
   }
   static OSStatus set_bypass(Unit& unit, const void* data) {
-    const bool on = read<UInt32>(data) != 0;
+    const bool on = read_value<UInt32>(data) != 0;
     unit.bypass_.store(on, std::memory_order_relaxed);
     if (unit.ports_.enabled) unit.parameters_.set(*unit.ports_.enabled, on ? 0.0f : 1.0f);
     return noErr;
@@ -146,19 +86,19 @@ struct UnitProperties {
 
   static OSStatus set_callback(Unit& unit, const void* data) {
     if (unit.is_initialized()) return kAudioUnitErr_Initialized;
-    unit.input_ = read<AURenderCallbackStruct>(data);
+    unit.input_ = read_value<AURenderCallbackStruct>(data);
     return noErr;
   }
   static OSStatus set_transport(Unit& unit, const void* data) {
     if (unit.is_initialized()) return kAudioUnitErr_Initialized;
-    unit.transport_ = read<HostCallbackInfo>(data);
+    unit.transport_ = read_value<HostCallbackInfo>(data);
     return noErr;
   }
   static OSStatus get_offline(Unit& unit, Place, void* data) {
     return answer(data, UInt32{unit.offline_.load(std::memory_order_relaxed)});
   }
   static OSStatus set_offline(Unit& unit, const void* data) {
-    const bool on = read<UInt32>(data) != 0;
+    const bool on = read_value<UInt32>(data) != 0;
     unit.offline_.store(on, std::memory_order_relaxed);
     if (unit.ports_.free_wheeling)
       unit.parameters_.set(*unit.ports_.free_wheeling, on ? 1.0f : 0.0f);
@@ -171,7 +111,7 @@ struct UnitProperties {
     return answer(data, unit.copy_class_info());
   }
   static OSStatus set_class_info(Unit& unit, const void* data) {
-    return unit.set_class_info(read<CFPropertyListRef>(data));
+    return unit.set_class_info(read_value<CFPropertyListRef>(data));
   }
   static OSStatus get_factory_presets(Unit& unit, Place, void* data) {
     return answer(data, unit.copy_factory_presets());
@@ -180,7 +120,7 @@ struct UnitProperties {
     return answer(data, AUPreset{unit.preset_number_, copy_cf_string(unit.preset_name_)});
   }
   static OSStatus set_present_preset(Unit& unit, const void* data) {
-    return unit.load_factory_preset(read<AUPreset>(data).presetNumber);
+    return unit.load_factory_preset(read_value<AUPreset>(data).presetNumber);
   }
 
   static bool has_files(const Unit& unit) {
@@ -190,7 +130,7 @@ struct UnitProperties {
     return answer(data, unit.copy_files());
   }
   static OSStatus set_file(Unit& unit, const void* data) {
-    return unit.set_file(cf_cast<CFDictionaryRef>(read<CFTypeRef>(data)));
+    return unit.set_file(cf_cast<CFDictionaryRef>(read_value<CFTypeRef>(data)));
   }
   static std::size_t count_presets(const Unit& unit) { return unit.plugin_->presets.size(); }
   static OSStatus get_user_presets(Unit& unit, Place, void* data) {
@@ -219,7 +159,7 @@ struct UnitProperties {
     return names != nullptr ? answer(data, names) : OSStatus{kAudioUnitErr_InvalidProperty};
   }
   static OSStatus get_string_from_value(Unit& unit, Place, void* data) {
-    auto asked = read<AudioUnitParameterStringFromValue>(data);
+    auto asked = read_value<AudioUnitParameterStringFromValue>(data);
     const std::uint32_t id = asked.inParamID;
     if (!unit.parameters_.is_readable(id)) return kAudioUnitErr_InvalidParameter;
     const float value = asked.inValue != nullptr ? *asked.inValue : unit.parameters_.value(id);
@@ -227,7 +167,7 @@ struct UnitProperties {
     return answer(data, asked);
   }
   static OSStatus get_value_from_string(Unit& unit, Place, void* data) {
-    auto asked = read<AudioUnitParameterValueFromString>(data);
+    auto asked = read_value<AudioUnitParameterValueFromString>(data);
     const std::uint32_t id = asked.inParamID;
     if (!unit.parameters_.is_readable(id)) return kAudioUnitErr_InvalidParameter;
     const auto value = value_of_text(unit.plugin_->ports[id], text_of(asked.inString));
@@ -250,8 +190,6 @@ struct UnitProperties {
   static OSStatus get_editor_link(Unit& unit, Place, void* data) {
     return answer(data, static_cast<EditorLink*>(unit.editor_.get()));
   }
-
-  static OSStatus locate(const Unit& unit, AudioUnitPropertyID id, Place place, const Row** row);
 };
 
 // No tail time: nothing in a plugin's description tells how long it rings, and a host that is told
@@ -259,12 +197,12 @@ struct UnitProperties {
 constinit const UnitProperties::Row UnitProperties::rows[] = {
     {.id = kAudioUnitProperty_StreamFormat,
      .size = sizeof(AudioStreamBasicDescription),
-     .scopes = input_scope | output_scope,
+     .scopes = either_side,
      .get = &get_format,
      .set = &set_format},
     {.id = kAudioUnitProperty_ElementCount,
      .size = sizeof(UInt32),
-     .scopes = input_scope | output_scope,
+     .scopes = either_side,
      .get = &get_element_count},
     {.id = kAudioUnitProperty_SupportedNumChannels,
      .size = sizeof(AUChannelInfo),
@@ -285,7 +223,7 @@ constinit const UnitProperties::Row UnitProperties::rows[] = {
      .set = &set_bypass},
     {.id = kAudioUnitProperty_SetRenderCallback,
      .size = sizeof(AURenderCallbackStruct),
-     .scopes = input_scope,
+     .scopes = scope_bit(kAudioUnitScope_Input),
      .set = &set_callback},
     {.id = kAudioUnitProperty_HostCallbacks,
      .size = sizeof(HostCallbackInfo),
@@ -348,58 +286,21 @@ constinit const UnitProperties::Row UnitProperties::rows[] = {
      .get = &get_editor_link},
 };
 
-OSStatus UnitProperties::locate(const Unit& unit, AudioUnitPropertyID id, Place place,
-                                const Row** row) {
-  *row = std::find_if(std::begin(rows), std::end(rows),
-                      [id](const Row& candidate) { return candidate.id == id; });
-  if (*row == std::end(rows) || ((*row)->exists != nullptr && !(*row)->exists(unit)))
-    return kAudioUnitErr_InvalidProperty;
-  if (place.scope > kAudioUnitScope_Output || ((*row)->scopes & bit(place.scope)) == 0)
-    return kAudioUnitErr_InvalidScope;
-  if ((*row)->is_of_parameter)
-    return unit.parameters_.is_readable(place.element) ? OSStatus{noErr}
-                                                       : OSStatus{kAudioUnitErr_InvalidParameter};
-  const bool is_there = id == kAudioUnitProperty_ElementCount
-                            ? place.element == 0
-                            : place.element < buses(unit, place.scope);
-  return is_there ? OSStatus{noErr} : OSStatus{kAudioUnitErr_InvalidElement};
-}
+using Calls = PropertyCalls<PluginUnit, UnitProperties>;
 
 OSStatus PluginUnit::property_info(AudioUnitPropertyID id, AudioUnitScope scope,
                                    AudioUnitElement element, UInt32* size, Boolean* writable) {
-  const UnitProperties::Row* row = nullptr;
-  if (const OSStatus status = UnitProperties::locate(*this, id, {scope, element}, &row);
-      status != noErr) {
-    return status;
-  }
-  if (size != nullptr) *size = row->bytes(*this);
-  if (writable != nullptr) *writable = row->set != nullptr;
-  return noErr;
+  return Calls::info(*this, id, {scope, element}, size, writable);
 }
 
 OSStatus PluginUnit::get_property(AudioUnitPropertyID id, AudioUnitScope scope,
                                   AudioUnitElement element, void* data, UInt32* size) {
-  const UnitProperties::Row* row = nullptr;
-  const PropertyPlace place{scope, element};
-  if (const OSStatus status = UnitProperties::locate(*this, id, place, &row); status != noErr)
-    return status;
-  if (row->get == nullptr) return kAudioUnitErr_InvalidProperty;
-  if (data == nullptr || size == nullptr) return kAudio_ParamError;
-  if (*size < row->bytes(*this)) return kAudioUnitErr_InvalidPropertyValue;
-  *size = row->bytes(*this);
-  return row->get(*this, place, data);
+  return Calls::get(*this, id, {scope, element}, data, size);
 }
 
 OSStatus PluginUnit::set_property(AudioUnitPropertyID id, AudioUnitScope scope,
                                   AudioUnitElement element, const void* data, UInt32 size) {
-  const UnitProperties::Row* row = nullptr;
-  if (const OSStatus status = UnitProperties::locate(*this, id, {scope, element}, &row);
-      status != noErr) {
-    return status;
-  }
-  if (row->set == nullptr) return kAudioUnitErr_PropertyNotWritable;
-  if (data == nullptr || size < row->size) return kAudioUnitErr_InvalidPropertyValue;
-  return row->set(*this, data);
+  return Calls::set(*this, id, {scope, element}, data, size);
 }
 
 }  // namespace vesk::lv2

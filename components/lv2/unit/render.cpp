@@ -6,6 +6,7 @@
 #include <functional>
 
 #include "components/lv2/unit/plugin_unit.hpp"
+#include "components/unit_support/stereo_output.hpp"
 
 namespace vesk::lv2 {
 namespace {
@@ -21,35 +22,6 @@ bool overlaps(const float* first, const float* second, UInt32 frames) noexcept V
   return before(first, second + frames) && before(second, first + frames);
 }
 
-/// Bytes of a channel or system message by its status; 0 for what is no short message.
-UInt32 message_bytes(UInt32 status) noexcept VESK_REALTIME {
-  if (status < 0x80 || status > 0xff) return 0;
-  switch (status & 0xf0) {
-    case 0xc0:
-    case 0xd0:
-      return 2;
-    case 0xf0:
-      break;
-    default:
-      return 3;
-  }
-  switch (status) {
-    case 0xf1:
-    case 0xf3:
-      return 2;
-    case 0xf2:
-      return 3;
-    case 0xf6:
-    case 0xf8:
-    case 0xfa:
-    case 0xfb:
-    case 0xfc:
-      return 1;
-    default:
-      return 0;
-  }
-}
-
 }  // namespace
 
 OSStatus PluginUnit::render(AudioUnitRenderActionFlags* flags, const AudioTimeStamp* time,
@@ -61,7 +33,7 @@ OSStatus PluginUnit::render(AudioUnitRenderActionFlags* flags, const AudioTimeSt
   // host, buffers, events.
   Instance* instance = slot_.borrow();
   if (instance == nullptr) return kAudioUnitErr_Uninitialized;
-  OSStatus status = check_buffers(frames, *data);
+  OSStatus status = check_stereo_output(frames, max_frames_, *data);
   if (status == noErr) status = render_period(*instance, *time, frames, *data);
   slot_.give_back(instance);
   if (status == noErr && flags != nullptr)
@@ -69,29 +41,11 @@ OSStatus PluginUnit::render(AudioUnitRenderActionFlags* flags, const AudioTimeSt
   return status;
 }
 
-OSStatus PluginUnit::check_buffers(UInt32 frames,
-                                   const AudioBufferList& data) const noexcept VESK_REALTIME {
-  if (frames > max_frames_) return kAudioUnitErr_TooManyFramesToProcess;
-  if (data.mNumberBuffers != 2) return kAudio_ParamError;
-  for (UInt32 i = 0; i < 2; ++i) {
-    const AudioBuffer& buffer = data.mBuffers[i];
-    if (buffer.mData != nullptr && buffer.mDataByteSize < frames * sample_bytes)
-      return kAudio_ParamError;
-  }
-  return noErr;
-}
-
 OSStatus PluginUnit::render_period(Instance& instance, const AudioTimeStamp& time, UInt32 frames,
                                    AudioBufferList& data) noexcept VESK_REALTIME {
   Period period;
   period.frames = frames;
-  for (UInt32 i = 0; i < 2; ++i) {
-    AudioBuffer& buffer = data.mBuffers[i];
-    if (buffer.mData == nullptr) buffer.mData = own_output_.channel[i];
-    buffer.mNumberChannels = 1;
-    buffer.mDataByteSize = frames * sample_bytes;
-    period.outputs[i] = static_cast<float*>(buffer.mData);
-  }
+  prepare_stereo_output(frames, own_output_.channel, data, period.outputs);
   if (frames == 0) return noErr;
   if (ports_.has_input_bus) {
     if (const OSStatus status = pull_input(time, frames, period.inputs); status != noErr)
@@ -226,13 +180,7 @@ OSStatus PluginUnit::midi(UInt32 status, UInt32 data1, UInt32 data2,
                           UInt32 offset) noexcept VESK_REALTIME {
   if (!ports_.takes_midi) return kAudio_UnimplementedError;
   if (!initialized_.load(std::memory_order_acquire)) return kAudioUnitErr_Uninitialized;
-  const UInt32 size = message_bytes(status);
-  if (size == 0) return noErr;
-  // Plugins index tables with data bytes.
-  const UInt8 bytes[3] = {static_cast<UInt8>(status), static_cast<UInt8>(data1 & 0x7f),
-                          static_cast<UInt8>(data2 & 0x7f)};
-  if (!midi_.push(offset, bytes, size)) return kAudio_MemFullError;
-  return noErr;
+  return midi_.push(offset, status, data1, data2) ? OSStatus{noErr} : OSStatus{kAudio_MemFullError};
 }
 
 }  // namespace vesk::lv2

@@ -390,7 +390,7 @@ CA_VALUES(AudioUnitPropertyID){
     kAUSamplerProperty_LoadInstrument = 4102 /* G w: AUSamplerInstrumentData */
 };
 
-enum { kInstrumentType_EXS24 = 4 };
+enum { kInstrumentType_SF2Preset = 1, kInstrumentType_EXS24 = 4 };
 
 enum { kAUSampler_DefaultMelodicBankMSB = 0x79, kAUSampler_DefaultBankLSB = 0x00 };
 
