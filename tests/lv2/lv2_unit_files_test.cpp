@@ -9,7 +9,7 @@
 #include "tests/support/lv2_bundles.hpp"
 
 using namespace vesk::tests;
-using vesk::lv2::CfObject;
+using vesk::CfObject;
 using vesk::platform::read_files;
 using vesk::platform::set_file;
 using vesk::platform::UnitFile;

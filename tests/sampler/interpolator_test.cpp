@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <ostream>
 #include <vector>
 
 #include "tests/sampler/sine_fit.hpp"
@@ -38,6 +39,9 @@ struct Transposition {
   double ratio;
   double flat_to, clean_to;  ///< turns an input frame
 };
+void PrintTo(const Transposition& each, std::ostream* stream) {
+  *stream << each.name;
+}
 
 class Interpolator : public testing::TestWithParam<Transposition> {};
 

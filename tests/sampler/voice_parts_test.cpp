@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <ostream>
 #include <vector>
 
 #include "components/sampler/voices/envelope.hpp"
@@ -26,6 +27,9 @@ struct EnvelopeCase {
   /// Seconds, and the level in dB that is due then; -200 is silence.
   std::vector<std::pair<double, double>> levels;
 };
+void PrintTo(const EnvelopeCase& each, std::ostream* stream) {
+  *stream << each.name;
+}
 
 class EnvelopeLevels : public testing::TestWithParam<EnvelopeCase> {};
 

@@ -13,6 +13,9 @@ struct Scene {
   void (*arrange)(PlayedInstrument&);
   std::vector<std::pair<const char*, const char*>> acts;  ///< what is played, what is heard then
 };
+void PrintTo(const Scene& each, std::ostream* stream) {
+  *stream << each.name;
+}
 
 /// Zones 0, 1, ... on the keys from 60.
 void add_keys(PlayedInstrument& instrument, unsigned count) {

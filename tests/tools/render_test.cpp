@@ -372,7 +372,7 @@ TEST(Render, GivesTheReasonForWhichAPluginCannotBeLoaded) {
   write_plain_bundle(folder / "lv2/x.lv2", "urn:vesk:x", "X");
   const ProgramOptions options{
       .environment = {"LV2_PATH=" + folder / "lv2", "VESK_CACHE=" + folder / "cache"}};
-  const auto listed = run_program({build_tree() + "/bin/vesk-list"}, options).output;
+  const auto listed = run_program({build_tree() + "/bin/vesk-list", "urn:vesk:x"}, options).output;
   ASSERT_TRUE(listed.starts_with("X\t\teffect\taufx:")) << listed;
   const std::string name = listed.substr(10, 14);
   write_noise(folder / "in.wav", 48'000, 1);
