@@ -27,15 +27,6 @@ std::string join_group(const std::string& group) {
   return "sudo adduser \"$USER\" " + group + ", then log out and in again";
 }
 
-/// What lets a session have real-time scheduling, or more locked memory: a group of users and a
-/// file of limits that names it.
-std::vector<std::string> join_realtime_group(const Facts& facts) {
-  if (!facts.group) return {limits_file, join_group("audio")};
-  if (facts.group->has_process) return {limits_file};
-  if (facts.group->has_user) return {"log out and in again"};
-  return {join_group(facts.group->name)};
-}
-
 bool is_real_time(const Grant& grant) {
   return grant.policy != Policy::ordinary;
 }
@@ -57,11 +48,18 @@ std::vector<std::string> policy_remedies(const Facts& facts, const Grant& grant)
             " in the shell that starts hosts"};
   if (facts.is_container)
     return {"start the container with --ulimit rtprio=95, for docker run and podman run alike"};
-  std::vector<std::string> remedies = join_realtime_group(facts);
-  if (facts.group && facts.group->has_process)
+  std::vector<std::string> remedies;
+  if (!facts.group)
+    remedies = {limits_file, join_group("audio")};
+  else if (facts.group->has_process)
     remedies = {"this session did not get the limit of its group " + facts.group->name +
-                ": log out and in again; where that does not help, pam-auth-update and"
-                " /etc/pam.d/common-session must name pam_limits.so"};
+                ": log out and in again; where that does not help, /etc/pam.d/common-session must"
+                " name pam_limits.so, or hosts are started by a service that has limits of its own"
+                " (LimitRTPRIO=95)"};
+  else if (facts.group->has_user)
+    remedies = {"log out and in again: the group " + facts.group->name + " is new to this session"};
+  else
+    remedies = {join_group(facts.group->name)};
   if (facts.has_realtime_kit && grant.kit)
     remedies.emplace_back("RealtimeKit refused too: systemctl status rtkit-daemon tells why");
   else if (!facts.has_realtime_kit)
@@ -92,8 +90,10 @@ Check judge_priority_limit(const Facts& facts, const Grant& grant) {
                 std::to_string(facts.realtime_priority->hard) + ")";
   if (facts.may_set_priorities.value_or(false)) check.found += ", CAP_SYS_NICE";
   // What it lacks is mended under scheduling, or somebody else grants it.
-  if (!is_real_time(grant) && facts.realtime_priority->soft == 0)
+  if (!is_real_time(grant) && facts.realtime_priority->soft == 0) {
     check.verdict = Verdict::could_be_better;
+    check.remedies = {"see scheduling"};
+  }
   return check;
 }
 
@@ -105,6 +105,7 @@ Check judge_kit(const Facts& facts, const Grant& grant) {
     if (grant.policy == Policy::round_robin) return check;
     check.found = facts.has_realtime_kit ? "refused; " + check.found : "not on the system bus";
     check.verdict = Verdict::could_be_better;
+    check.remedies = {"see scheduling"};
   } else if (grant.policy == Policy::fifo) {
     check.found = "not needed";
   } else {
@@ -230,6 +231,8 @@ Check judge_preemption(const Facts& facts) {
       check.found =
           facts.preemption_is_chosen_at_start ? "not known, chosen at start" : "not known";
       check.verdict = Verdict::unknown;
+      if (facts.preemption_is_chosen_at_start)
+        check.remedies = {"sudo cat /sys/kernel/debug/sched/preempt shows it"};
       return check;
     case Preemption::none_or_voluntary:
       break;
