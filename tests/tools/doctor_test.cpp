@@ -249,6 +249,11 @@ TEST(doctor, EveryFaultHasItsVerdictAndItsRemedy) {
        [](Facts& f, Grant&) {
          f.preemption = Preemption::none_or_voluntary, f.preemption_is_chosen_at_start = true;
        }},
+      {"kernel preemption", unknown, "on the machine that runs this container: sudo cat",
+       [](Facts& f, Grant&) {
+         f.preemption = Preemption::unknown, f.preemption_is_chosen_at_start = true;
+         f.is_container = true;
+       }},
       {"timer", to_mend, "highres=off", [](Facts&, Grant& g) { g.timer_ns = 4e6; }},
       {"timer", could_be_better, "dmesg", [](Facts& f, Grant&) { f.clock_source = "hpet"; }},
       {"worst wake-up", to_mend, "see CPU governor",

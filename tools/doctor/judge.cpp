@@ -11,6 +11,10 @@ constexpr char limits_file[] =
     "printf '@audio - rtprio 95\\n@audio - memlock unlimited\\n' |"
     " sudo tee /etc/security/limits.d/95-realtime-audio.conf";
 
+constexpr char preempt_fully[] =
+    "add preempt=full to GRUB_CMDLINE_LINUX_DEFAULT in /etc/default/grub, then sudo update-grub and"
+    " restart";
+
 std::string in_digits(double value, int decimals) {
   char text[64];
   std::snprintf(text, sizeof text, "%.*f", decimals, value);
@@ -232,7 +236,10 @@ Check judge_preemption(const Facts& facts) {
           facts.preemption_is_chosen_at_start ? "not known, chosen at start" : "not known";
       check.verdict = Verdict::unknown;
       if (facts.preemption_is_chosen_at_start)
-        check.remedies = {"sudo cat /sys/kernel/debug/sched/preempt shows it"};
+        check.remedies = {
+            "sudo cat /sys/kernel/debug/sched/preempt shows it in brackets; where that is not "
+            "full, " +
+            std::string(preempt_fully)};
       return check;
     case Preemption::none_or_voluntary:
       break;
@@ -241,9 +248,7 @@ Check judge_preemption(const Facts& facts) {
   check.verdict = Verdict::could_be_better;
   check.meaning = "A system call of another program delays a host for as long as it takes.";
   if (facts.preemption_is_chosen_at_start)
-    check.remedies = {
-        "add preempt=full to GRUB_CMDLINE_LINUX_DEFAULT in /etc/default/grub, then sudo"
-        " update-grub and restart"};
+    check.remedies = {preempt_fully};
   else
     check.remedies = {"sudo apt-get install linux-image-rt-amd64 and restart"};
   return check;
@@ -284,9 +289,9 @@ Check judge_wake_ups(const Grant& grant, std::vector<Check>& causes) {
   check.meaning = "More than a quarter of a period of " + std::to_string(usual_frames) +
                   " frames at " + std::to_string(usual_rate / 1'000) + " kHz.";
   for (const Check& cause : causes)
-    if ((cause.name == "scheduling" && cause.verdict == Verdict::to_mend) ||
-        ((cause.name == "CPU governor" || cause.name == "kernel preemption") &&
-         cause.verdict == Verdict::could_be_better))
+    if ((cause.name == "scheduling" || cause.name == "CPU governor" ||
+         cause.name == "kernel preemption") &&
+        !cause.remedies.empty())
       check.remedies.push_back("see " + cause.name);
   if (check.remedies.empty())
     check.remedies = {
@@ -315,6 +320,13 @@ Diagnosis judge(const Facts& facts, const Grant& grant) {
                       judge_memory_limit(facts),  judge_cpus(facts),
                       judge_quota(facts, grant),  judge_governor(facts),
                       judge_preemption(facts),    judge_timer(facts, grant)};
+  // A container has its machine's kernel, and may not change it.
+  if (facts.is_container)
+    for (Check& check : diagnosis.checks)
+      if (check.name == "CPU governor" || check.name == "kernel preemption" ||
+          check.name == "timer")
+        for (std::string& remedy : check.remedies)
+          remedy.insert(0, "on the machine that runs this container: ");
   diagnosis.checks.push_back(judge_wake_ups(grant, diagnosis.checks));
   for (const int frames : {32, 64, 128, 256, 512, 1'024})
     diagnosis.periods.push_back({frames, outcome_of(frames, grant)});
