@@ -171,7 +171,7 @@ TEST(doctor, FindsTheGroupThatNeedsLeastToBeDone) {
     const Machine machine{{"proc/self/status", status.c_str()},
                           {"etc/security/limits.d/a.conf", files},
                           {"etc/security/limits.d/b.conf.disabled", "@other - rtprio 95\n"},
-                          {"etc/passwd", "root:x:0:0::/:\nann:x:1000:1000::/:\n"},
+                          {"etc/passwd", "root:x:0:0::/:\nann:x:1000:100::/:\n"},
                           {"etc/group", c.members}};
     const RealtimeGroup group = machine.facts().group.value();
     EXPECT_EQ(group.name, c.name);
