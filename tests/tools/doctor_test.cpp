@@ -75,6 +75,14 @@ TEST(doctor, ReadsWhatFilesTell) {
   EXPECT_TRUE(facts.has_realtime_kit && facts.is_container);
 }
 
+TEST(doctor, ARightInAUserNamespaceDoesNotCount) {
+  constexpr char status[] = "CapEff:\t000001ffffffffff\n";
+  const Machine first{{"proc/self/status", status}, {"proc/self/uid_map", " 0 0 4294967295\n"}};
+  const Machine own{{"proc/self/status", status}, {"proc/self/uid_map", " 0 1000 1\n 1 9 65536\n"}};
+  EXPECT_TRUE(first.facts().may_set_priorities.value());
+  EXPECT_FALSE(own.facts().may_set_priorities.value());
+}
+
 TEST(doctor, KnowsNothingWhereThereIsNothingOrNonsense) {
   for (const Machine& machine :
        {Machine{},

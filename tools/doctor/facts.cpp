@@ -222,6 +222,13 @@ void read_preemption(const std::string& root, Facts& facts) {
   }
 }
 
+/// Whether this process's rights count everywhere. In a user namespace of its own they count there,
+/// and the scheduler asks for them outside.
+bool is_in_first_user_namespace(const std::string& root) {
+  const std::vector<std::string> map = words_of(text_of(root + "/proc/self/uid_map"));
+  return map.empty() || map == std::vector<std::string>{"0", "0", "4294967295"};
+}
+
 bool is_container(const std::string& root) {
   std::error_code ignored;
   return std::ranges::any_of(
@@ -243,7 +250,7 @@ Facts read_facts(const std::string& root) {
   const std::vector<std::string> capabilities = words_of(entry_of(status, "CapEff"));
   if (!capabilities.empty())
     if (const auto bits = number_of<std::uint64_t>(capabilities[0], 16))
-      facts.may_set_priorities = (*bits >> sys_nice & 1) != 0;
+      facts.may_set_priorities = (*bits >> sys_nice & 1) != 0 && is_in_first_user_namespace(root);
   const std::vector<std::string> cpus = words_of(entry_of(status, "Cpus_allowed_list"));
   facts.usable_cpus = cpus.empty() ? 0 : cpus_in(cpus[0]);
   facts.online_cpus = cpus_in(first_word(root + "/sys/devices/system/cpu/online"));

@@ -36,7 +36,7 @@ struct Facts {
   std::optional<Limit> realtime_priority;
   std::optional<Limit> realtime_us;  ///< processor time without a pause under real-time
   std::optional<Limit> locked_bytes;
-  std::optional<bool> may_set_priorities;  ///< CAP_SYS_NICE
+  std::optional<bool> may_set_priorities;  ///< CAP_SYS_NICE, where it counts
   std::optional<RealtimeGroup> group;      ///< none: no file of limits grants it
   int usable_cpus = 0;                     ///< 0: not known
   int online_cpus = 0;

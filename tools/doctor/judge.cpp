@@ -51,7 +51,10 @@ std::vector<std::string> policy_remedies(const Facts& facts, const Grant& grant)
     return {"ulimit -r " + std::to_string(facts.realtime_priority->hard) +
             " in the shell that starts hosts"};
   if (facts.is_container)
-    return {"start the container with --ulimit rtprio=95, for docker run and podman run alike"};
+    return {"start the container with --ulimit rtprio=95, for docker run and podman run alike",
+            "where that is refused (no root), first on the machine that runs it: " +
+                std::string(limits_file),
+            "and there " + join_group("audio")};
   std::vector<std::string> remedies;
   if (!facts.group)
     remedies = {limits_file, join_group("audio")};
