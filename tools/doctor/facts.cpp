@@ -174,6 +174,7 @@ void read_quotas(const std::string& tree, std::string group, bool is_unified, Fa
 }
 
 void read_cgroups(const std::string& root, Facts& facts) {
+  const std::string tree = root + "/sys/fs/cgroup";
   for (const std::string& line : lines_of(root + "/proc/self/cgroup")) {
     const std::size_t first = line.find(':');
     const std::size_t second = first == std::string::npos ? first : line.find(':', first + 1);
@@ -182,9 +183,9 @@ void read_cgroups(const std::string& root, Facts& facts) {
     const std::string controllers = line.substr(first + 1, second - first - 1);
     const std::string group = line.substr(second + 1);
     if (controllers.empty())
-      read_quotas(root + "/sys/fs/cgroup", group, true, facts);
+      read_quotas(tree, group, true, facts);
     else if (holds(fields_of(controllers, ','), "cpu"))
-      read_quotas(root + "/sys/fs/cgroup/" + controllers, group, false, facts);
+      read_quotas((tree + '/').append(controllers), group, false, facts);
   }
 }
 
