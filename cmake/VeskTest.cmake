@@ -7,6 +7,8 @@ include(GoogleTest)
 # What nearly every test includes, read once: the headers are most of what a test takes to compile.
 # A program, since the flags of programs and of libraries differ.
 add_executable(vesk_test_headers "${CMAKE_CURRENT_LIST_DIR}/empty_program.cpp")
+set_target_properties(vesk_test_headers PROPERTIES
+  RUNTIME_OUTPUT_DIRECTORY "${CMAKE_BINARY_DIR}/tests")
 target_link_libraries(vesk_test_headers PRIVATE vesk_headers vesk_compiler GTest::gtest)
 target_compile_options(vesk_test_headers PRIVATE -O0)
 target_precompile_headers(vesk_test_headers PRIVATE

@@ -51,6 +51,7 @@ allow tools/edit     'tools/(edit|audio|hosting|midi|parameters|program)/|vesk/|
 allow tools/list     'tools/(list|naming|parameters|program)/|spec/|components/sampler/instrument/'
 allow tools/soak     'tools/(soak|hosting|naming|parameters|program)/|vesk/|spec/|plugin/audio_unit_plugin.hpp|host/block.hpp'
 allow tools/doctor   'tools/(doctor|program)/|platform/linux/mach/realtime_kit.hpp'
+allow tools/play     'tools/(play|hosting|program)/|vesk/|spec/chain_text.hpp|platform/realtime.hpp'
 
 # The layer knows nothing of the system, but for the windows that its proxy stands in for.
 found=$(grep -rnE '#\s*(include|import)\s+"(host|spec|plugin|windows|client|tools|components)/' platform |

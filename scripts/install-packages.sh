@@ -23,12 +23,14 @@ build=(
   libx11-dev libxi-dev
   # SoundFonts
   libfluidsynth-dev
+  # vesk-play; the JACK server of tests is jackd2
+  libjack-jackd2-dev
   # tests and sanitizers
   libgtest-dev libclang-rt-CLANG-dev
 )
 test=(
   llvm-CLANG clang-tidy-CLANG clang-format-CLANG
-  dbus locales procps xvfb xdotool openbox
+  dbus locales procps xvfb xdotool openbox jackd2
   # the Python package
   python3-numpy python3-pytest python3-distributed
   # plugins with interfaces and states of their own

@@ -1,0 +1,193 @@
+#include "tools/play/session.hpp"
+
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <thread>
+
+#include "tools/hosting/host_words.hpp"
+#include "tools/program/interruption.hpp"
+
+namespace vesk::tools {
+namespace {
+
+namespace fs = std::filesystem;
+using namespace std::chrono_literals;
+
+constexpr auto look_interval = 50ms;
+constexpr auto status_interval = 500ms;
+/// A chain that dies this often within a minute would die for ever.
+constexpr std::size_t most_ends = 5;
+constexpr auto end_window = 1min;
+/// Longer than a cycle of any server.
+constexpr auto cycle_limit = 2s;
+
+ChainKind kind_of(const ChainElements& chain) {
+  return {chain.front().is_effect(), chain.front().takes_midi()};
+}
+
+/// A folder for state that nobody asked to keep, which is there while the program runs.
+std::string make_folder() {
+  std::string path = (fs::temp_directory_path() / "vesk-play-XXXXXX").string();
+  return mkdtemp(path.data()) != nullptr ? path : std::string{};
+}
+
+}  // namespace
+
+Session::Session(const PlayArguments& arguments) : arguments_(arguments) {
+  if (arguments.shows_editors) state_folder_ = make_folder();
+  for (std::size_t i = 0; i < arguments.chains.size(); ++i) {
+    ChainElements elements = arguments.chains[i];
+    // What is changed in an editor is then there again after a crash.
+    for (std::size_t plugin = 0; plugin < elements.size() && !state_folder_.empty(); ++plugin)
+      if (elements[plugin].preset_path.empty() && elements[plugin].exs_path.empty()) {
+        elements[plugin].preset_path = state_folder_ + "/" + std::to_string(i + 1) + "-" +
+                                       std::to_string(plugin + 1) + ".aupreset";
+        elements[plugin].text += "@" + elements[plugin].preset_path;
+      }
+    Chain& chain = chains_.emplace_back();
+    chain.text = chain_text(elements);
+    chain.label = chain_text(arguments.chains[i]);
+    elements_.push_back(std::move(elements));
+  }
+}
+
+Session::~Session() {
+  server_.reset();
+  group_.reset();
+  std::error_code ignored;
+  if (!state_folder_.empty()) fs::remove_all(state_folder_, ignored);
+}
+
+client::Options Session::options_for(const Chain& chain) const {
+  client::Options options;
+  options.chain = chain.text;
+  options.sample_rate_hz = sample_rate_;
+  options.period_frames = std::min(server_->period(), options.max_frames);
+  options.driver_priority = server_->priority();
+  return options;
+}
+
+bool Session::start_hosts(std::string& error) {
+  sample_rate_ = server_->sample_rate();
+  std::vector<std::unique_ptr<client::HostProcess>> hosts;
+  for (const Chain& chain : chains_) {
+    hosts.push_back(client::HostProcess::spawn(options_for(chain), error));
+    if (!hosts.back()) return false;
+  }
+  for (std::size_t i = 0; i < hosts.size(); ++i)
+    if (!wait_until_ready(*hosts[i], elements_[i], error)) return false;
+  group_ = std::make_unique<LiveGroup>(std::move(hosts));
+  return true;
+}
+
+void Session::say(const std::string& line) {
+  if (has_status_) std::fputs("\r\x1b[K", stderr);
+  has_status_ = false;
+  std::fprintf(stderr, "%s\n", line.c_str());
+}
+
+bool Session::run(std::string& error) {
+  std::vector<ChainKind> kinds;
+  for (const ChainElements& chain : elements_) kinds.push_back(kind_of(chain));
+  server_ = JackServer::join(arguments_.name, kinds, arguments_.tempo, error);
+  if (!server_ || !start_hosts(error) || !server_->start(*group_, error)) return false;
+  say("playing as \"" + server_->name() + "\" at " + std::to_string(sample_rate_) + " Hz, " +
+      std::to_string(server_->period()) + " frames a period" +
+      (server_->priority() == 0 ? ", without a real-time policy" : ""));
+  if (arguments_.connects && !server_->connect(error)) return false;
+  if (arguments_.shows_editors)
+    for (std::size_t i = 0; i < chains_.size(); ++i) open_editors(i);
+  while (interruption() == 0 && !server_->has_ended()) {
+    std::this_thread::sleep_for(look_interval);
+    follow_server();
+    for (std::size_t i = 0; i < chains_.size(); ++i) watch(i);
+    show_status();
+  }
+  sum_up();
+  error = "the JACK server has ended";
+  return interruption() != 0;
+}
+
+/// Hosts are made for one sample rate: when the server's changes, each gets a successor.
+void Session::follow_server() {
+  if (server_->sample_rate() == sample_rate_) return;
+  sample_rate_ = server_->sample_rate();
+  say("the server plays at " + std::to_string(sample_rate_) + " Hz now");
+  for (std::size_t i = 0; i < chains_.size(); ++i) {
+    // Saved by its editors' closing, so that its successor finds it.
+    group_->host(i).close_editors();
+    begin_again(i);
+  }
+}
+
+void Session::watch(std::size_t index) {
+  Chain& chain = chains_[index];
+  if (chain.successor.valid()) return take_successor(index);
+  if (chain.is_given_up || !group_->host(index).has_ended()) return;
+  const auto now = Clock::now();
+  std::erase_if(chain.ends, [&](Clock::time_point end) { return now - end > end_window; });
+  chain.ends.push_back(now);
+  const std::string obituary = by_name(group_->host(index).obituary(), elements_[index]);
+  chain.is_given_up = chain.ends.size() >= most_ends;
+  say(chain.label + ": " + obituary +
+      (chain.is_given_up ? "; it stays silent, since it does that again and again"
+                         : "; it is started again"));
+  if (!chain.is_given_up) begin_again(index);
+}
+
+/// On a thread of its own: others are watched meanwhile.
+void Session::begin_again(std::size_t index) {
+  Chain& chain = chains_[index];
+  chain.failure.clear();
+  chain.successor = std::async(std::launch::async, [&chain, options = options_for(chain)] {
+    return client::HostProcess::start(options, chain.failure);
+  });
+}
+
+void Session::take_successor(std::size_t index) {
+  Chain& chain = chains_[index];
+  if (chain.successor.wait_for(0s) != std::future_status::ready) return;
+  auto host = chain.successor.get();
+  chain.is_given_up = !host;
+  if (!host) return say(chain.label + ": " + by_name(chain.failure, elements_[index]));
+  group_->replace(index, std::move(host), cycle_limit);
+  say(chain.label + ": plays again");
+  if (arguments_.shows_editors) open_editors(index);
+}
+
+void Session::open_editors(std::size_t index) {
+  for (unsigned plugin = 0; plugin < elements_[index].size(); ++plugin)
+    group_->host(index).open_editor(plugin, elements_[index][plugin].name);
+}
+
+void Session::show_status() {
+  if (Clock::now() < next_status_) return;
+  next_status_ = Clock::now() + status_interval;
+  const CycleFigures figures = server_->take_figures();
+  cycles_ += figures.cycles;
+  missed_ += group_->take_missed();
+  lost_events_ += group_->take_lost_events();
+  if (isatty(STDERR_FILENO) == 0) return;
+  double longest_us = 0;
+  for (std::size_t i = 0; i < group_->size(); ++i)
+    longest_us =
+        std::max(longest_us, static_cast<double>(group_->host(i).answer_times().recent_us));
+  std::fprintf(stderr, "\r\x1b[Kload %3.0f %% (most %3.0f %%)  answer %4.0f us  missed %u",
+               100 * figures.mean, 100 * figures.longest, longest_us, missed_);
+  std::fflush(stderr);
+  has_status_ = true;
+}
+
+void Session::sum_up() {
+  next_status_ = {};
+  show_status();
+  say("missed " + std::to_string(missed_) + " of " + std::to_string(cycles_) + " periods");
+  if (lost_events_ > 0)
+    say(std::to_string(lost_events_) + " MIDI events were too many for a period, and are lost");
+}
+
+}  // namespace vesk::tools
