@@ -190,6 +190,7 @@ TEST(Play, SaysInOneLineWhyItEnds) {
   EXPECT_NE(result.errors.find("died in load"), std::string::npos) << result.errors;
   result = play({"aumu:Tone:Vesk"}, [&](pid_t) {
     EXPECT_TRUE(musician.connect("vesk:midi", "vesk:out-left"));
+    EXPECT_TRUE(wait_until([&] { return musician.loudest() > 0.1f; }, patience));
     server.end();
   });
   EXPECT_EQ(result.status, 1);
