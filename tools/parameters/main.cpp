@@ -24,7 +24,10 @@ constexpr const char* usage =
     "usage: vesk-parameters TYPE:SUBTYPE:MANUFACTURER [SAMPLE_RATE]\n"
     "\n"
     "Prints a JSON object with the component's \"parameters\", or with an \"error\". For people\n"
-    "vesk-list --parameters does the same in a table.\n";
+    "vesk-list --parameters does the same in a table.\n"
+    "\n"
+    "  -h, --help  this text\n"
+    "  --version   the program's version\n";
 
 // Whoever asked has given up by then, or is gone.
 constexpr unsigned longest_life_s = 90;
@@ -42,12 +45,15 @@ std::optional<std::vector<ParameterDescription>> parameters_of(const std::string
 }  // namespace
 
 int main(int argc, char** argv) {
+  const std::string asked_for = text_asked_for({argv + 1, argv + argc}, "vesk-parameters", usage);
+  if (!asked_for.empty()) {
+    std::fputs(asked_for.c_str(), stdout);
+    return 0;
+  }
   double sample_rate_hz = 0.0;
-  const bool wants_help = argc == 2 && std::string(argv[1]) == "--help";
-  const bool makes_sense = argc == 2 || (argc == 3 && to_number(argv[2], sample_rate_hz));
-  if (wants_help || !makes_sense) {
-    std::fputs(usage, wants_help ? stdout : stderr);
-    return wants_help ? 0 : 2;
+  if (argc != 2 && !(argc == 3 && to_number(argv[2], sample_rate_hz))) {
+    std::fputs(usage, stderr);
+    return 2;
   }
   alarm(longest_life_s);
   // What the plugin prints must not come between.
