@@ -5,7 +5,7 @@ function __vesk_chains
     set -l head (string match -r '^.*\|' -- $token)
     set -l last (string replace -r '^.*\|' '' -- $token)
     if string match -qr '^[^@]*:[^@]*@' -- $last
-        set -l before $head(string replace -r '@.*' '@' -- $last)
+        set -l before "$head"(string replace -r '@.*' '@' -- $last)
         set -l path (string replace -r '^[^@]*@' '' -- $last)
         for file in $path*.aupreset $path*/
             echo $before$file
@@ -15,7 +15,7 @@ function __vesk_chains
     for line in (vesk-list 2>/dev/null)
         set -l columns (string split \t -- $line)
         if test -z "$head"; or string match -qr '^auf[xm]:' -- $columns[4]
-            printf '%s\t%s\n' $head$columns[1] "$columns[3], $columns[4]" $head$columns[4] $columns[1]
+            printf '%s\t%s\n' "$head$columns[1]" "$columns[3], $columns[4]" "$head$columns[4]" $columns[1]
         end
     end
 end
@@ -37,12 +37,10 @@ function __vesk_complete --argument-names program
                 case file
                     complete $options -r -F
                 case text
-                    complete $options -x
+                    complete $options -x -a (string replace -rf "^value\|--$name\|([^|]*)\|.*" '$1' -- $lines | string join ' ')
                 case nothing
                     complete $options
             end
-        else if test $fields[1] = value
-            complete -c $program -l $name -x -a $fields[3]\t$fields[4]
         else if test $fields[2] = chain
             complete -c $program -a '(__vesk_chains)'
         else if test $fields[2] = file
