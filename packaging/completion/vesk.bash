@@ -32,8 +32,10 @@ _vesk() {
     elif [[ $c == [\'\"] ]]; then
       quote=$c quoted=''
     elif [[ $c == '\' ]]; then
-      word+=${line:i + 1:1} raw+=$c ((++i))
+      raw+=$c
+      ((++i))
       c=${line:i:1}
+      word+=$c
     elif [[ $c == [[:space:]] ]]; then
       previous=${word:-$previous} raw='' word=''
       continue

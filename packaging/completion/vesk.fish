@@ -37,7 +37,8 @@ function __vesk_complete --argument-names program
                 case file
                     complete $options -r -F
                 case text
-                    complete $options -x -a (string replace -rf "^value\|--$name\|([^|]*)\|.*" '$1' -- $lines | string join ' ')
+                    set -l words (string replace -rf "^value\|--$name\|([^|]*)\|.*" '$1' -- $lines)
+                    complete $options -x -a "$words"
                 case nothing
                     complete $options
             end
