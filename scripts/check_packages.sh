@@ -35,7 +35,7 @@ if [ ! -e "$root/etc/debian_version" ]; then
     "$release" "$root" "$mirror" >/dev/null
   [ -z "$proxy" ] || echo "Acquire::http::Proxy \"$proxy\";" >"$root/etc/apt/apt.conf.d/proxy"
 fi
-rm -rf "$root/root/try" && mkdir -p "$root"/{proc,dev/shm,root/try}
+rm -rf "$root/root/try" && mkdir -p "$root"/{proc,dev/pts,dev/shm,root/try}
 # A minimal system keeps manual pages out.
 rm -f "$root"/etc/dpkg/dpkg.cfg.d/*
 cp build/packages/*.deb docs/examples/embed.c songs/demo.mid "$root/root/try"
@@ -65,6 +65,7 @@ EOT
 echo "== Trying them"
 unshare --mount --pid --fork --kill-child sh -c '
   mount -t proc proc "$1/proc"
+  mount -t devpts -o newinstance,ptmxmode=0666,mode=620 devpts "$1/dev/pts"
   mount -t tmpfs tmpfs "$1/dev/shm"
   exec chroot "$1" env -i HOME=/root PATH=/usr/sbin:/usr/bin:/sbin:/bin LANG=C.UTF-8 \
     sh -c "cd /root/try && sh try.sh"' sh "$root"

@@ -12,7 +12,7 @@ function __vesk_chains
         end
         return
     end
-    for line in (vesk-list 2>/dev/null)
+    for line in (command vesk-list 2>/dev/null)
         set -l columns (string split \t -- $line)
         if test -z "$head"; or string match -qr '^auf[xm]:' -- $columns[4]
             printf '%s\t%s\n' "$head$columns[1]" "$columns[3], $columns[4]" "$head$columns[4]" $columns[1]
@@ -23,7 +23,7 @@ end
 function __vesk_complete --argument-names program
     complete -c $program -e
     complete -c $program -f
-    set -l lines ($program --help 2>/dev/null | awk '
+    set -l lines (command $program --help 2>/dev/null | awk '
 @options_awk@')
     for line in $lines
         set -l fields (string split -m 4 '|' -- $line)

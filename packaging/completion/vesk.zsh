@@ -10,7 +10,7 @@ _vesk_chains() {
     _files -g '*.aupreset'
     return
   fi
-  for line in ${(f)"$($list 2>/dev/null)"}; do
+  for line in ${(f)"$(command $list 2>/dev/null)"}; do
     local -a columns=("${(@s:	:)line}")
     name=$columns[1] type=$columns[3] text=$columns[4]
     [[ -z $effects_only || $text == auf[xm]:* ]] || continue
@@ -26,7 +26,7 @@ _vesk() {
   local program=${~words[1]} line what name short takes text operand=nothing action
   local -a lines specs
   local -A values
-  lines=("${(@f)$($program --help 2>/dev/null | awk '
+  lines=("${(@f)$(command $program --help 2>/dev/null | awk '
 @options_awk@')}")
   for line in $lines; do
     IFS='|' read -r what name short takes text <<<"$line"
