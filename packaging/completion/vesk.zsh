@@ -5,7 +5,7 @@ _vesk_chains() {
   local list=vesk-list effects_only name maker type text
   local -a names texts titles
   [[ $1 != */* ]] || list=${1:h}/vesk-list
-  compset -P '*|' && effects_only=yes
+  compset -P '*[|]' && effects_only=yes
   if compset -P '*:*@'; then
     _files -g '*.aupreset'
     return

@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
-# check_completion.sh BUILD_FOLDER: what bash completes, as readline asks for it; fish too, where it
-# is installed, and zsh's syntax. Of plugins the tests' own are known, and nothing of the user's.
+# check_completion.sh BUILD_FOLDER: every option of --help is in its page, and bash completes what it
+# should, as readline asks for it; fish and zsh too, where they are installed. Of plugins the tests'
+# own are known, and nothing of the user's.
 set -u
 share=$1/share PATH=$1/bin:$PATH
 work=$(mktemp -d)
@@ -74,7 +75,23 @@ else
   echo "fish is not installed, and not tried"
 fi
 if command -v zsh >/dev/null; then
-  for file in "$share"/zsh/vendor-completions/*; do zsh -n "$file" || failed=1; done
+  # LINE and what stands there after a tab, in a terminal.
+  in_zsh() {
+    TERM=dumb share=$share line=$1 whole=$2 timeout 30 zsh -f -c '
+      zmodload zsh/zpty
+      zpty shell "zsh -f -i"
+      zpty -w shell "fpath=(\$share/zsh/vendor-completions \$fpath); autoload -Uz compinit
+        compinit -u; PS1=rea\"\"dy"
+      zpty -r shell out "*ready*"
+      zpty -w -n shell "$line"$'"'\\t'"'
+      zpty -r shell out "*${(b)whole}*"' || { echo "zsh: '$1' does not become '$2'"; failed=1; }
+  }
+  in_zsh 'vesk-list --reso' 'vesk-list --resolve'
+  in_zsh 'vesk-list --type midi-e' 'vesk-list --type midi-effect'
+  in_zsh "vesk-edit '${type%???}" "vesk-edit '$type"
+  in_zsh "vesk-edit '$type|aufx:Gai" "vesk-edit '$type|aufx:Gain:Vesk"
+  in_zsh "vesk-edit '$type@p" "vesk-edit '$type@p.aupreset"
+  in_zsh 'vesk-render x --midi so' 'vesk-render x --midi song.mid'
 else
   echo "zsh is not installed, and not tried"
 fi
