@@ -63,6 +63,7 @@ apt-get purge -qq 'vesk*' 'libvesk*' python3-vesk >/dev/null
 ! find /usr -name '*vesk*' | grep .
 EOT
 echo "== Trying them"
+# shellcheck disable=SC2016
 unshare --mount --pid --fork --kill-child sh -c '
   mount -t proc proc "$1/proc"
   mount -t devpts -o newinstance,ptmxmode=0666,mode=620 devpts "$1/dev/pts"

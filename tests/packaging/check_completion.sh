@@ -63,6 +63,7 @@ done
 
 if command -v fish >/dev/null; then
   in_fish() {
+    # shellcheck disable=SC2016
     fish --no-config -c 'for f in $argv[1]/fish/vendor_completions.d/*; source $f; end
       complete -C $argv[2]' "$share" "$1" | cut -f 1 | paste -sd ,
   }
@@ -77,6 +78,7 @@ fi
 if command -v zsh >/dev/null; then
   # LINE and what stands there after a tab, in a terminal.
   in_zsh() {
+    # shellcheck disable=SC2016
     TERM=dumb share=$share line=$1 whole=$2 timeout 30 zsh -f -c '
       zmodload zsh/zpty
       zpty shell "zsh -f -i"
