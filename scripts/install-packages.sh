@@ -31,6 +31,8 @@ build=(
 test=(
   llvm-CLANG clang-tidy-CLANG clang-format-CLANG
   dbus locales procps xvfb xdotool openbox jackd2
+  # what completion is tried in
+  fish zsh
   # the Python package
   python3-numpy python3-pytest python3-distributed
   # plugins with interfaces and states of their own

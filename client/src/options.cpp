@@ -8,6 +8,7 @@
 #include <filesystem>
 #include <mutex>
 #include <set>
+#include <sstream>
 
 #include "client/src/child_process.hpp"
 #include "client/src/deadline.hpp"
@@ -83,8 +84,8 @@ std::string find_host_program(const Options& options, std::string& error) {
   if (const char* named = std::getenv("VESK_HOST"); named != nullptr && *named != 0) return named;
   std::string path = find_own_program("vesk-host");
   if (path.empty())
-    error =
-        "no vesk-host in " + program_folder() + " or in bin beside it; set VESK_HOST to its path";
+    error = "no vesk-host in " + program_folder() +
+            ", in bin beside it or on PATH; set VESK_HOST to it";
   return path;
 }
 
@@ -92,6 +93,13 @@ std::string find_own_program(const std::string& name) {
   const std::string folder = program_folder();
   for (const char* place : {"/", "/../bin/"})
     if (const std::string path = folder + place + name; access(path.c_str(), X_OK) == 0)
+      return path;
+  // A parent that is installed elsewhere: where the shell looks.
+  const char* const folders = std::getenv("PATH");
+  std::istringstream places(folders != nullptr ? folders : "");
+  for (std::string place; std::getline(places, place, ':');)
+    if (const std::string path = place + '/' + name;
+        !place.empty() && access(path.c_str(), X_OK) == 0)
       return path;
   return {};
 }

@@ -16,8 +16,8 @@ std::vector<std::string> host_arguments(const Options& options, const std::strin
 /// The program to start, or empty with a sentence in `error`.
 std::string find_host_program(const Options& options, std::string& error);
 
-/// A program of this system, beside this program or in ../bin of its folder; empty when it is in
-/// neither.
+/// A program of this system: beside this program, in ../bin of its folder, or in a folder of PATH;
+/// empty when it is in none.
 std::string find_own_program(const std::string& name);
 
 /// How long loading a chain of `plugins`, and a period without answer, may take.

@@ -20,6 +20,15 @@ if grep -rlF -e "$source/build" -e "$build" --include='*.pc' vesk; then
   exit 1
 fi
 
+version=$(sed -n 's/^Version: //p' "$(find vesk -name vesk.pc)")
+for program in vesk/bin/*; do
+  name=${program##*/}
+  [ -s "vesk/share/man/man1/$name.1" ] || { echo "$name has no manual page"; exit 1; }
+  # The host has five arguments, and no options.
+  [ "$name" = vesk-host ] || [ "$("$program" --version)" = "$name $version" ] ||
+    { echo "$name --version says: $("$program" --version)"; exit 1; }
+done
+
 plugin=$(vesk/bin/vesk-list | grep -o 'aumu:Sm48:LV2_') ||
   { echo "the installed vesk-list does not know the LV2 plugins"; exit 1; }
 
@@ -61,6 +70,9 @@ AUDIO_COMPONENT_PATH=$(dirname "$(find . -name pluck.component)") \
 # The same with pkg-config alone.
 read -ra flags < <(pkg-config --cflags --libs vesk)
 gcc -std=c11 "$source/docs/examples/embed.c" "${flags[@]}" -lm -o by-pkg-config
+said=$(PATH=$work/vesk/bin:$PATH LD_LIBRARY_PATH=$(dirname "$(find "$work/vesk" -name libvesk.so.0)") \
+  ./by-pkg-config "$plugin")
+[ "$said" = "${answer%%,*}" ] || { echo "with the host on PATH alone: $said"; exit 1; }
 read -ra flags < <(pkg-config --cflags vesk-components)
 "${compiler/clang++/clang}" -std=c11 -shared -fPIC "${flags[@]}" -o pluck \
   "$source/docs/examples/pluck/"pluck{,ed_strings}.c -lm

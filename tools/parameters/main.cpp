@@ -28,7 +28,10 @@ constexpr const char* usage =
     "an\n"
     "\"error\". With --save the plugin is started as its specification says, takes the preset and\n"
     "the files, and its state is written to FILE. For people vesk-list --parameters, vesk-list\n"
-    "--presets and vesk-edit --save do the same.\n";
+    "--presets and vesk-edit --save do the same.\n"
+    "\n"
+    "  -h, --help  this text\n"
+    "  --version   the program's version\n";
 
 // Whoever asked has given up by then, or is gone.
 constexpr unsigned longest_life_s = 90;
@@ -87,11 +90,14 @@ std::optional<PluginDescription> answer_to(const Question& question,
 int main(int argc, char** argv) {
   const std::vector<std::string> words(argv + 1, argv + argc);
   std::string error;
-  const bool wants_help = words.size() == 1 && words[0] == "--help";
-  const auto question = wants_help ? std::nullopt : read_question(words, error);
+  if (const std::string text = text_asked_for(words, "vesk-parameters", usage); !text.empty()) {
+    std::fputs(text.c_str(), stdout);
+    return 0;
+  }
+  const auto question = read_question(words, error);
   if (!question) {
-    std::fputs(usage, wants_help ? stdout : stderr);
-    return wants_help ? 0 : 2;
+    std::fputs(usage, stderr);
+    return 2;
   }
   alarm(longest_life_s);
   // What the plugin prints must not come between.

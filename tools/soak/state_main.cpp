@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "plugin/audio_unit_plugin.hpp"
+#include "tools/program/command_line.hpp"
 #include "tools/program/json.hpp"
 #include "tools/program/standard_output.hpp"
 
@@ -18,6 +19,16 @@ namespace {
 
 using namespace vesk;
 using tools::Json;
+
+constexpr const char* usage =
+    "usage: vesk-soak-state PLUGIN\n"
+    "\n"
+    "Loads a plugin as a host does and prints its state and its parameters' values as a JSON "
+    "object.\n"
+    "vesk-soak runs it, twice to compare.\n"
+    "\n"
+    "  -h, --help  this text\n"
+    "  --version   the program's version\n";
 
 constexpr double rate = 48'000;
 constexpr unsigned max_frames = 512;
@@ -61,8 +72,14 @@ Json answer_about(const std::string& text) {
 
 // JSON throws when it is used as what it is not. NOLINTNEXTLINE(bugprone-exception-escape)
 int main(int argc, char** argv) {
-  if (argc != 2) {
-    std::fputs("usage: vesk-soak-state PLUGIN\n", stderr);
+  const std::vector<std::string> words(argv + 1, argv + argc);
+  if (const std::string text = tools::text_asked_for(words, "vesk-soak-state", usage);
+      !text.empty()) {
+    std::fputs(text.c_str(), stdout);
+    return 0;
+  }
+  if (words.size() != 1) {
+    std::fputs(usage, stderr);
     return 2;
   }
   alarm(longest_life_s);
@@ -70,7 +87,7 @@ int main(int argc, char** argv) {
   const int output = fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
   dup2(STDERR_FILENO, STDOUT_FILENO);
   std::string error;
-  const bool is_told = tools::print(output, tools::json_text(answer_about(argv[1])), error);
+  const bool is_told = tools::print(output, tools::json_text(answer_about(words[0])), error);
   // Nothing is left to do, and a plugin may crash on the way out.
   std::_Exit(is_told ? 0 : 1);
 }

@@ -55,7 +55,7 @@ struct Options {
   /// macOS only: the port of the parent's audio workgroup (0: none).
   std::uint32_t workgroup_port = 0;
   /// Path of the host program. Empty: `VESK_HOST`, then `vesk-host` beside this program, then in
-  /// `../bin` of its folder.
+  /// `../bin` of its folder, then in the folders of `PATH`.
   std::string host_program;
   /// "NAME=value" entries that the host's environment has beyond (or instead of) the caller's.
   std::vector<std::string> environment;

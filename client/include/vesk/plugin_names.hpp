@@ -22,7 +22,8 @@ struct NamedChain {
   /// parameter can be named here.
   std::vector<std::string> settings{};
   /// Path of the program that looks names up. Empty: `vesk-list` beside the host program that
-  /// `VESK_HOST` names, then beside this program, then in `../bin` of its folder.
+  /// `VESK_HOST` names, then beside this program, then in `../bin` of its folder,
+  /// then in the folders of `PATH`.
   std::string list_program{};
   /// How long it may take before it is killed. Names alone take some 20 ms, parameters by name the
   /// start of the plugin besides. The first look at a machine reads everything that is installed,

@@ -42,11 +42,11 @@ typedef struct vesk_options {
   uint32_t max_frames;    /* the largest period, 1 to 4096; 0: 4096 */
   uint32_t period_frames; /* the usual period, 1 to max_frames; 0: 128, or max_frames if less */
   vesk_mode mode;
-  bool unpinned;                  /* real time: do not keep the host on the driving thread's CPU */
-  bool inherit_standard_error;    /* leave it to the host instead of keeping its last lines */
-  int32_t driver_priority;        /* SCHED_FIFO priority of the driving thread; 0: the caller's */
-  uint32_t workgroup_port;        /* macOS: the port of the parent's audio workgroup; 0: none */
-  const char* host_program;       /* path of vesk-host; NULL: VESK_HOST, then beside this program */
+  bool unpinned;               /* real time: do not keep the host on the driving thread's CPU */
+  bool inherit_standard_error; /* leave it to the host instead of keeping its last lines */
+  int32_t driver_priority;     /* SCHED_FIFO priority of the driving thread; 0: the caller's */
+  uint32_t workgroup_port;     /* macOS: the port of the parent's audio workgroup; 0: none */
+  const char* host_program;    /* path of vesk-host; NULL: VESK_HOST, beside this program, PATH */
   const char* const* environment; /* "NAME=value" entries beyond the caller's, ended by NULL */
   uint32_t start_limit_ms;        /* 0: 61 s for each plugin */
   uint32_t stop_limit_ms;         /* 0: 2 s, and what open editors need */

@@ -44,6 +44,7 @@ constexpr const char* usage =
     "              Opens every library to see whether it can be\n"
     "  --verbose   show what was printed while each plugin was read\n"
     "  --help      print this text\n"
+    "  --version   print the program's version\n"
     "\n"
     "Environment:\n"
     "  LV2_PATH    folders with LV2 bundles, separated by colons\n"
@@ -300,6 +301,10 @@ int main(int argc, char** argv) {
   const std::vector<std::string_view> arguments(argv + 1, argv + argc);
   if (std::ranges::find(arguments, "--help") != arguments.end()) {
     std::fputs(usage, stdout);
+    return 0;
+  }
+  if (std::ranges::find(arguments, "--version") != arguments.end()) {
+    std::fputs("vesk-lv2-scan " VESK_VERSION "\n", stdout);
     return 0;
   }
   const auto options = parse(arguments);
