@@ -70,6 +70,13 @@ def test_what_makes_no_sense_is_an_exception(call, error):
         call(host)
 
 
+@pytest.mark.filterwarnings("error")
+def test_what_could_not_be_made_ends_quietly():
+    for make in (lambda: vesk.Host(TONE, rate=48000), lambda: vesk.HostGroup()):
+        with pytest.raises(TypeError):
+            make()
+
+
 def test_a_chain_that_does_not_load_says_why():
     with pytest.raises(vesk.HostError, match="component not found: aumu:None:Here"):
         vesk.Host("aumu:None:Here")

@@ -119,10 +119,11 @@ class Host:
     `with`, or call `close`. One thread drives a host at a time; waiting lets other threads run.
     """
 
+    _handle: Optional[int] = None  # for `close`, where making it fails
+
     def __init__(self, chain: str, *, sample_rate: float = 48000, period: int = 512,
                  offline: bool = False, environment: Mapping[str, str] = {},
                  wait: bool = True) -> None:
-        self._handle: Optional[int] = None
         self.chain, self.sample_rate, self.period = chain, sample_rate, period
         self._time = 0  # frames rendered
         options = _options(chain, sample_rate, period, offline, environment)
@@ -264,6 +265,8 @@ class HostGroup:
 
     The group keeps its hosts alive; close them after it.
     """
+
+    _handle: Optional[int] = None
 
     def __init__(self, hosts: Iterable[Host]) -> None:
         self._handle = lib.vesk_group_create()
