@@ -143,11 +143,12 @@ TEST(Lv2Chain, BringsBackTheDrawbarsOfAnOrgan) {
   EXPECT_EQ(load_acquire(host.block().saved_write), 1u);
   EXPECT_TRUE(host.stop()) << host.standard_error();
   // Not the same twice when the controllers come while it runs, so its own sound is no measure. And
-  // it rolls its dice by the second that it starts in: 4 to 12 % from one second to another, where
-  // other drawbars make 70 %.
+  // it rolls its dice by the second that it starts in: mostly 4 to 12 % from one second to another,
+  // seldom 26 %, where other drawbars make 70 %.
   const Sound restored = sound_of(chain);
-  EXPECT_GT(distance(restored, sound_of(fresh)), 0.5) << "the drawbars are not to be heard";
-  EXPECT_LT(distance(restored, sound_of(chain)), 0.25);
+  const double from_fresh = distance(restored, sound_of(fresh));
+  EXPECT_GT(from_fresh, 0.5) << "the drawbars are not to be heard";
+  EXPECT_LT(distance(restored, sound_of(chain)), from_fresh * 2 / 3);
 }
 
 }  // namespace
