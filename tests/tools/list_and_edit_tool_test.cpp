@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <cmath>
 
+#include "tests/support/scratch_folder.hpp"
 #include "tools/edit/arguments.hpp"
 #include "tools/edit/test_notes.hpp"
 #include "tools/list/arguments.hpp"
@@ -288,6 +289,12 @@ TEST(child_program, IsHeardToItsEndAndNotForEver) {
       {"echo out; echo err >&2; exit 3", 60s, {3, "", "out\n", "err\n"}},
       {"echo out; kill -9 $$", 60s, {1, "was ended by signal 9 (Killed)", "out\n", ""}},
       {"echo out; exec sleep 60", 1s, {1, "took longer than 1 seconds", "out\n", ""}},
+      {"trap '' TERM; echo out; while :; do sleep 0.1; done",
+       1s,
+       {1, "took longer than 1 seconds", "out\n", ""}},
+      {"trap 'echo bye; exit 4' TERM; echo out; touch $0; while :; do sleep 0.1; done",
+       60s,
+       {4, "was stopped", "out\nbye\n", ""}},
       // What it leaves running has its pipes.
       {"sleep 60 & echo out", 60s, {0, "", "out\n", ""}},
   };
@@ -295,7 +302,10 @@ TEST(child_program, IsHeardToItsEndAndNotForEver) {
     SCOPED_TRACE(test.script);
     std::string error;
     const auto start = std::chrono::steady_clock::now();
-    const auto answer = run_child("/bin/sh", {"-c", test.script}, test.limit, true, error);
+    const tests::ScratchFolder folder;
+    const std::string stop = folder / "stop";
+    const auto answer = run_child("/bin/sh", {"-c", test.script, stop}, test.limit, true, error,
+                                  [&] { return std::filesystem::exists(stop); });
     EXPECT_LT(std::chrono::steady_clock::now() - start, 50s);
     ASSERT_TRUE(answer) << error;
     EXPECT_EQ(answer->status, test.answer.status);

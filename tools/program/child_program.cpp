@@ -27,6 +27,7 @@ using Clock = std::chrono::steady_clock;
 constexpr std::size_t most_output = std::size_t{64} << 20;
 constexpr std::size_t most_errors = std::size_t{64} << 10;
 constexpr int look_interval_ms = 20;
+constexpr auto patience = std::chrono::seconds(3);  // with one that was asked to end
 
 /// A pipe whose ends are closed with their owner. The reading end does not block.
 class Pipe {
@@ -118,7 +119,7 @@ std::string path_of_program(const char* name, const char* variable) {
 std::optional<ChildAnswer> run_child(const std::string& program,
                                      const std::vector<std::string>& arguments,
                                      std::chrono::seconds limit, bool collects_errors,
-                                     std::string& error) {
+                                     std::string& error, const std::function<bool()>& must_stop) {
   // A pipe that another child inherits before it is marked would stay open as long as that lives.
   static std::mutex starts;
   std::unique_lock start(starts);
@@ -137,13 +138,21 @@ std::optional<ChildAnswer> run_child(const std::string& program,
   errors.close_writing_end();
   ChildAnswer answer;
   int status = 0;
-  const auto deadline = Clock::now() + limit;
+  auto deadline = Clock::now() + limit;
+  bool was_asked = false;  // to end
   while (!has_ended(child, WNOHANG, status)) {
-    if (Clock::now() > deadline) {
+    const bool is_late = Clock::now() > deadline;
+    if (was_asked && is_late) {
       kill(child, SIGKILL);
       has_ended(child, 0, status);
-      answer.ending = "took longer than " + std::to_string(limit.count()) + " seconds";
       break;
+    }
+    if (!was_asked && (is_late || (must_stop && must_stop()))) {
+      answer.ending = is_late ? "took longer than " + std::to_string(limit.count()) + " seconds"
+                              : "was stopped";
+      kill(child, SIGTERM);
+      was_asked = true;
+      deadline = Clock::now() + patience;
     }
     std::array<pollfd, 2> ends{
         {{output.reading_end(), POLLIN, 0}, {errors.reading_end(), POLLIN, 0}}};

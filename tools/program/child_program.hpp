@@ -1,6 +1,7 @@
 #pragma once
 
 #include <chrono>
+#include <functional>
 #include <optional>
 #include <string>
 #include <vector>
@@ -19,13 +20,15 @@ struct ChildAnswer {
 /// this program, else wherever a shell would find it.
 std::string path_of_program(const char* name, const char* variable = nullptr);
 
-/// Runs a program with nothing to read and waits for its end, or kills it when `limit` has passed.
-/// Its standard error is collected, or left as this process's own, so that a person sees it. Empty
+/// Runs a program with nothing to read and waits for its end. When `limit` has passed, or
+/// `must_stop` says so, it is sent SIGTERM, and SIGKILL if it has not ended some seconds later. Its
+/// standard error is collected, or left as this process's own, so that a person sees it. Empty
 /// with a sentence in `error` when it cannot be started. Any thread.
 std::optional<ChildAnswer> run_child(const std::string& program,
                                      const std::vector<std::string>& arguments,
                                      std::chrono::seconds limit, bool collects_errors,
-                                     std::string& error);
+                                     std::string& error,
+                                     const std::function<bool()>& must_stop = {});
 
 /// The last of `lines` that a host, or what stands in for one, wrote about its plugins, without
 /// the words that it begins with; empty when there is none.

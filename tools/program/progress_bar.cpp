@@ -30,11 +30,13 @@ ProgressBar::~ProgressBar() {
 }
 
 bool ProgressBar::is_due() const {
+  const std::lock_guard lock(mutex_);
   return is_active_ && std::chrono::steady_clock::now() >= next_;
 }
 
 void ProgressBar::show(double share, const std::string& note) {
   if (!is_due()) return;
+  const std::lock_guard lock(mutex_);
   next_ = std::chrono::steady_clock::now() + interval;
   const int taken = static_cast<int>(label_.size() + note.size()) + 12;
   const int length = std::clamp(terminal_columns() - taken, 0, longest_bar);
@@ -46,6 +48,12 @@ void ProgressBar::show(double share, const std::string& note) {
                note.c_str());
   std::fflush(stderr);
   was_drawn_ = true;
+}
+
+void ProgressBar::say(const std::string& line) {
+  const std::lock_guard lock(mutex_);
+  std::fprintf(stderr, "%s%s\n", was_drawn_ ? "\r\033[K" : "", line.c_str());
+  was_drawn_ = false;
 }
 
 }  // namespace vesk::tools

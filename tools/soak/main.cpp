@@ -14,9 +14,9 @@
 #include "tools/program/output_file.hpp"
 #include "tools/program/standard_output.hpp"
 #include "tools/soak/arguments.hpp"
-#include "tools/soak/crew.hpp"
 #include "tools/soak/report.hpp"
 #include "tools/soak/report_formats.hpp"
+#include "tools/soak/soak_all.hpp"
 #include "tools/soak/virtual_display.hpp"
 
 namespace {
