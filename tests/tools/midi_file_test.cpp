@@ -10,6 +10,7 @@
 
 #include "tests/support/scratch_folder.hpp"
 #include "tools/midi/period_events.hpp"
+#include "tools/midi/song_part.hpp"
 
 namespace vesk::tools {
 namespace {
@@ -243,6 +244,28 @@ TEST(midi_file, TheFirstPartOfASongHoldsNoNoteBeyondItsEnd) {
   }
 }
 
+TEST(midi_file, TheLastPartFindsEverythingSetAsItWas) {
+  Song song;
+  song.length_seconds = 9;
+  song.events = {
+      {0, 0xB0, 0, 1},  {0, 0xC0, 5, 0},    {0, 0xB0, 0, 2},  {0, 0xB0, 7, 90},  {1, 0x90, 60, 100},
+      {1, 0xA0, 60, 9}, {1, 0xB0, 64, 127}, {1, 0xE0, 0, 70}, {2, 0xB0, 101, 0}, {2, 0xB0, 100, 0},
+      {2, 0xB0, 6, 12}, {2, 0xB0, 7, 80},   {3, 0xB1, 7, 50}, {3, 0xE0, 0, 64},  {3, 0xD0, 33, 0},
+      {4, 0x80, 60, 0}, {4, 0x90, 62, 100}, {5, 0x80, 62, 0},
+  };
+  // At 4: no notes; what one later message replaces is gone; bank, program and data entry are in
+  // order.
+  const std::vector<TimedMidiEvent> wanted = {
+      {4, 0xB0, 0, 1},    {4, 0xC0, 5, 0},   {4, 0xB0, 0, 2},  {4, 0xB0, 64, 127},
+      {4, 0xB0, 101, 0},  {4, 0xB0, 100, 0}, {4, 0xB0, 6, 12}, {4, 0xB0, 7, 80},
+      {4, 0xB1, 7, 50},   {4, 0xE0, 0, 64},  {4, 0xD0, 33, 0}, {4, 0x80, 60, 0},
+      {4, 0x90, 62, 100}, {5, 0x80, 62, 0},
+  };
+  EXPECT_EQ(last_part(song, 4).events, wanted);
+  EXPECT_EQ(last_part(song, 4).length_seconds, 9);
+  EXPECT_EQ(last_part(song, 0).events, song.events);
+}
+
 TEST(period_events, EveryEventStaysAtItsFrameHoweverDenseTheSong) {
   // Groups of events at one frame each, after one another.
   const struct {
@@ -304,32 +327,35 @@ TEST(period_events, EachPeriodKnowsItsBeatAlsoAfterAnHourOfTempoChanges) {
     song.marks.push_back(next);
   }
   constexpr double rate = 44'100;
-  PeriodEvents periods(song, rate);
-  std::uint64_t frame = 0;
-  std::size_t changes = 0;
-  while (frame < 3600 * 44'100ull) {
-    const Period period = periods.next(4096);
-    ASSERT_TRUE(period.transport);
-    const client::Transport& now = *period.transport;
-    const auto place = static_cast<std::size_t>(frame / (7 * 44'100));
-    changes += frame % (7 * 44'100) == 0;  // a period begins on each change
-    const TempoMark& mark = song.marks[place];
-    ASSERT_EQ(now.tempo, mark.tempo);
-    ASSERT_EQ(now.frame, static_cast<double>(frame));
-    ASSERT_NEAR(now.beat, mark.beat + (now.frame / rate - mark.seconds) * mark.tempo / 60, 1e-9);
-    const double bar = mark.beats_per_bar * 4.0 / mark.beat_unit;
-    ASSERT_LE(now.bar_start, now.beat);
-    ASSERT_GT(now.bar_start + bar, now.beat);
-    ASSERT_NEAR(std::remainder(now.bar_start - mark.first_bar, bar), 0, 1e-9);
-    ASSERT_TRUE(now.playing);
-    frame += period.frames;
-  }
-  EXPECT_EQ(frame, 3600 * 44'100ull) << "a period ends with the song";
-  EXPECT_EQ(changes, song.marks.size());
-  for (int tail = 0; tail < 2; ++tail) {
-    const client::Transport after = *periods.next(4096).transport;
-    EXPECT_FALSE(after.playing);
-    EXPECT_EQ(after.frame, 3600 * rate) << "time stands still";
+  for (const std::uint64_t first : {0, 1'000'000}) {
+    SCOPED_TRACE(first);
+    PeriodEvents periods(song, rate, first);
+    std::uint64_t frame = first;
+    std::size_t changes = 0;
+    while (frame < 3600 * 44'100ull) {
+      const Period period = periods.next(4096);
+      ASSERT_TRUE(period.transport);
+      const client::Transport& now = *period.transport;
+      const auto place = static_cast<std::size_t>(frame / (7 * 44'100));
+      changes += frame % (7 * 44'100) == 0;  // a period begins on each change
+      const TempoMark& mark = song.marks[place];
+      ASSERT_EQ(now.tempo, mark.tempo);
+      ASSERT_EQ(now.frame, static_cast<double>(frame));
+      ASSERT_NEAR(now.beat, mark.beat + (now.frame / rate - mark.seconds) * mark.tempo / 60, 1e-9);
+      const double bar = mark.beats_per_bar * 4.0 / mark.beat_unit;
+      ASSERT_LE(now.bar_start, now.beat);
+      ASSERT_GT(now.bar_start + bar, now.beat);
+      ASSERT_NEAR(std::remainder(now.bar_start - mark.first_bar, bar), 0, 1e-9);
+      ASSERT_TRUE(now.playing);
+      frame += period.frames;
+    }
+    EXPECT_EQ(frame, 3600 * 44'100ull) << "a period ends with the song";
+    EXPECT_EQ(changes, song.marks.size() - (first + 7 * 44'100 - 1) / (7 * 44'100));
+    for (int tail = 0; tail < 2; ++tail) {
+      const client::Transport after = *periods.next(4096).transport;
+      EXPECT_FALSE(after.playing);
+      EXPECT_EQ(after.frame, 3600 * rate) << "time stands still";
+    }
   }
 }
 

@@ -3,10 +3,12 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
 
+#include <bit>
 #include <cmath>
 #include <filesystem>
 #include <fstream>
 #include <numbers>
+#include <optional>
 
 #include "tests/support/scratch_folder.hpp"
 #include "tests/tools/sound_file.hpp"
@@ -18,6 +20,7 @@
 #include "tools/audio/writer.hpp"
 #include "tools/program/output_file.hpp"
 #include "tools/render/arguments.hpp"
+#include "tools/render/repetition.hpp"
 
 namespace vesk::tools {
 namespace {
@@ -63,45 +66,101 @@ std::vector<float> in_turn(const std::vector<float>& left, const std::vector<flo
   return samples;
 }
 
-TEST(audio_files, HoldWhatTheirFormatCanAndNoTimeStamp) {
+/// Writes a file that may grow to `most_frames`, and gives how many samples were clipped.
+std::uint64_t write_as(const std::string& path, const std::vector<float>& left,
+                       const std::vector<float>& right, std::uint64_t most_frames = 0) {
+  std::string error;
+  AudioFormat format{};
+  EXPECT_TRUE(format_of_name(path, format));
+  auto file = OutputFile::create(path, error);
+  const auto writer = file ? AudioWriter::open(*file, format, 48'000, most_frames, error) : nullptr;
+  const bool is_written =
+      writer && writer->write(left.data(), right.data(), std::uint32_t(left.size()), error) &&
+      writer->finish(error) && file->commit(error);
+  EXPECT_TRUE(is_written) << error;
+  return is_written ? writer->clipped_samples() : 0;
+}
+
+TEST(audio_files, HoldWhatTheirFormatCanAndTheSameBytesEachTime) {
+  const auto tone = sine(440, 48'000, 10'000, 0.5), other = sine(330, 48'000, 10'000, 0.5);
+  const auto loud = sine(440, 48'000, 10'000, 1.5);
+  const std::vector<float> extreme{0.5f, 1.0f, 1.5f, -2.0f, NAN};
   const struct {
     const char* name;
     std::vector<float> left, right;
     std::vector<float> written_left;
-    std::uint64_t clipped;
+    double precision;  ///< of a sample
+    std::uint64_t clipped = 0;
+    std::uint64_t most_frames = 0;
   } cases[] = {
-      {"a.wav", sine(440, 48'000, 10'000, 1.5), sine(330, 48'000, 10'000, 0.5),
-       sine(440, 48'000, 10'000, 1.5), 0},
-      {"a.flac",
-       {0.5f, 1.0f, 1.5f, -2.0f, NAN},
-       std::vector<float>(5, -0.25f),
-       {0.5f, 1.0f, 1.0f, -1.0f, 0.0f},
-       2},
+      {"a.wav", loud, other, loud, 0},
+      // Could have become one beyond 4 GB, and has not.
+      {"a.wav", loud, other, loud, 0, 0, 1u << 30},
+      // 24 bits
+      {"a.flac", extreme, std::vector<float>(5, -0.25f), {0.5f, 1, 1, -1, 0}, 1e-6, 2},
+      {"a.OGG", tone, other, tone, 0.05},
+      {"a.opus", tone, other, tone, 0.05},
   };
   for (const auto& test : cases) {
     SCOPED_TRACE(test.name);
     const ScratchFolder folder;
     const std::string path = folder / test.name;
-    std::string error;
-    AudioFormat format{};
-    ASSERT_TRUE(format_of_name(path, format));
-    auto file = OutputFile::create(path, error);
-    const auto writer = file ? AudioWriter::open(*file, format, 48'000, error) : nullptr;
-    ASSERT_TRUE(writer &&
-                writer->write(test.left.data(), test.right.data(), std::uint32_t(test.left.size()),
-                              error) &&
-                writer->finish(error) && file->commit(error))
-        << error;
-    EXPECT_EQ(writer->clipped_samples(), test.clipped);
+    EXPECT_EQ(write_as(path, test.left, test.right, test.most_frames), test.clipped);
     const std::vector<float> samples = read_sound(path).samples;
     const std::vector<float> expected = in_turn(test.written_left, test.right);
     ASSERT_EQ(samples.size(), expected.size());
-    // A FLAC file has 24 bits.
     for (std::size_t i = 0; i < samples.size(); ++i)
-      ASSERT_NEAR(samples[i], expected[i], format == AudioFormat::flac ? 1e-6 : 0) << i;
+      ASSERT_NEAR(samples[i], expected[i], test.precision) << i;
     const Bytes bytes = file_bytes(path);
     EXPECT_EQ(std::string(bytes.begin(), bytes.end()).substr(0, 200).find("PEAK"),
               std::string::npos);
+    EXPECT_NE(std::string(bytes.begin(), bytes.begin() + 4), "RF64");
+
+    // An Ogg stream's number follows from its content.
+    write_as(path, test.left, test.right, test.most_frames);
+    EXPECT_TRUE(file_bytes(path) == bytes);
+    write_as(path, test.right, test.right, test.most_frames);
+    const Bytes another = file_bytes(path);
+    EXPECT_EQ(bytes[0] == 'O' && std::equal(&bytes[14], &bytes[18], &another[14]), false);
+  }
+}
+
+TEST(repetition, NamesTheFirstFrameThatDiffers) {
+  const std::vector<float> tone = sine(440, 48'000, 100'000, 0.5);
+  const auto with = [&](std::size_t frame, float value) {
+    std::vector<float> changed = tone;
+    changed[frame] = value;
+    return changed;
+  };
+  const struct {
+    const char* name;
+    std::vector<float> second;
+    const char* message;
+  } cases[] = {
+      {"a.wav", tone, ""},
+      {"a.flac", with(99'999, 0.9f), "from frame 99999 on (2.083 s)"},
+      {"a.wav", with(24'000, std::bit_cast<float>(0x7fc00001)), "from frame 24000 on (0.500 s)"},
+      {"a.wav", {tone.begin(), tone.end() - 1}, "from frame 99999 on"},
+      {"a.wav", {}, "from frame 0 on"},
+  };
+  for (const auto& test : cases) {
+    SCOPED_TRACE(test.message);
+    const ScratchFolder folder;
+    std::string error;
+    AudioFormat format{};
+    format_of_name(test.name, format);
+    std::optional<OutputFile> files[2];
+    for (const bool is_second : {false, true}) {
+      const std::vector<float>& left = is_second ? test.second : tone;
+      auto& file = files[is_second] = OutputFile::create(folder / test.name, error);
+      const auto writer = AudioWriter::open(*file, format, 48'000, 0, error);
+      ASSERT_TRUE(writer->write(left.data(), tone.data(), std::uint32_t(left.size()), error) &&
+                  writer->finish(error))
+          << error;
+    }
+    EXPECT_EQ(is_same_audio(*files[0], *files[1], error), error.empty());
+    EXPECT_EQ(error.empty(), !*test.message);
+    EXPECT_NE(error.find(test.message), std::string::npos) << error;
   }
 }
 
@@ -225,14 +284,17 @@ TEST(render_arguments, SenselessCommandLinesAreRefusedInWords) {
     more.insert(more.begin(), {"aumu:Sm48:LV2_", "-m", "a.mid", "-o", "a.wav"});
     return more;
   };
+  const std::string no_format = "give --format, or a name that ends in .wav, .flac, .ogg or .opus";
   const struct {
     std::vector<std::string> words;
-    const char* message;
+    std::string message;
   } cases[] = {
       {{}, "no chain given"},
-      {{"aumu:Sm48:LV2_", "-o", "a.wav"}, "nothing to play: give --midi FILE or --input FILE"},
-      {{"aumu:Sm48:LV2_", "-m", "a.mid", "-o", "a.mp3"},
-       "-o a.mp3: the name must end in .wav, .flac or .ogg"},
+      {{"aumu:Sm48:LV2_", "-o", "a.wav"}, "nothing to play: give a MIDI file or an audio file"},
+      {{"aumu:Sm48:LV2_", "a.mid", "-o", "a.mp3"}, "-o a.mp3: " + no_format},
+      {{"aumu:Sm48:LV2_", "a.mid", "-o", "a.wav", "-f", "opus"},
+       "-o a.wav: the name and --format ask for different things"},
+      {with({"--format", "mp3"}), "--format takes wav, flac, ogg or opus, not \"mp3\""},
       {with({"--plot", "a.jpg"}), "--plot a.jpg: the name must end in .png"},
       {with({"--period", "0"}), "--period takes 1 to 4096 frames, not \"0\""},
       {with({"--period", "12x"}), "--period takes 1 to 4096 frames, not \"12x\""},
@@ -244,10 +306,14 @@ TEST(render_arguments, SenselessCommandLinesAreRefusedInWords) {
       {{"aumf:abcd:efgh", "-m", "-", "-i", "-", "-o", "-"}, "--midi and --input are the same"},
       {with({"--loud"}), "unknown option --loud"},
       {with({"--quiet=1"}), "--quiet takes no value"},
-      {with({"again"}), "one chain at a time; \"again\" is a second one (quote a chain with '|')"},
+      {with({"again"}),
+       "\"again\" is an INPUT beside --midi a.mid (quote a chain with blanks or '|')"},
+      {with({"one", "two"}),
+       "one INPUT at a time; \"two\" is a second one (quote a chain with blanks "
+       "or '|')"},
       {with({"-i", "a.wav"}), "aumu:Sm48:LV2_ is no effect and takes no --input"},
       {{"aufx:jvLs:LV2_", "-m", "a.mid", "-o", "a.wav"},
-       "aufx:jvLs:LV2_ is an effect and needs --input"},
+       "aufx:jvLs:LV2_ is an effect and needs audio, as INPUT or by --input"},
       {{"aufx:jvLs:LV2_", "-m", "a.mid", "-i", "b.wav", "-o", "a.wav"},
        "aufx:jvLs:LV2_ takes no MIDI events (effects of type aumf do)"},
       {{"piano", "-m", "a.mid", "-o", "a.wav"},

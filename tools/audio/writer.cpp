@@ -9,19 +9,24 @@
 #include <cerrno>
 #include <cmath>
 #include <cstring>
-#include <limits>
 #include <utility>
+
+#include "tools/audio/repeatable.hpp"
 
 namespace vesk::tools {
 namespace {
 
-// A WAV file counts its bytes in 32 bits; the margin holds the header.
+// A WAV file counts its bytes in 32 bits; the margin holds the header. What may become longer is
+// begun as RF64, which becomes a WAV when it has stayed below. Not everything: the header of such a
+// WAV is of a kind that fewer programs read.
 constexpr std::uint64_t longest_wav_frames = (0xFFFF'FFFFull - 4096) / (2 * sizeof(float));
 
 constexpr std::size_t chunk_samples = 16'384;
 
 // Of 1: some 320 kbit/s, which few tell from the original.
 constexpr double vorbis_quality = 0.9;
+// Some 260 kbit/s, for the same reason.
+constexpr double opus_quality = 0.5;
 
 bool ends_with(const std::string& text, const char* ending) {
   const std::size_t length = std::strlen(ending);
@@ -32,23 +37,27 @@ bool ends_with(const std::string& text, const char* ending) {
 
 struct Format {
   AudioFormat format;
+  const char* name;
   const char* ending;
   const char* description;
-  int code;  ///< libsndfile's
-  std::uint64_t longest_frames;
-  int highest_rate;  ///< Hz
+  int code;        ///< libsndfile's
+  double quality;  ///< of what loses something; 0 of others
+  bool (*takes_rate)(int hz);
+  const char* rates;  ///< which it takes, in words
 };
 
-constexpr std::uint64_t no_limit = std::numeric_limits<std::uint64_t>::max();
-constexpr int any_rate = std::numeric_limits<int>::max();
-
 constexpr Format formats[] = {
-    {AudioFormat::wav_float, ".wav", "32-bit float WAV", SF_FORMAT_WAV | SF_FORMAT_FLOAT,
-     longest_wav_frames, any_rate},
-    {AudioFormat::flac, ".flac", "24-bit FLAC", SF_FORMAT_FLAC | SF_FORMAT_PCM_24, no_limit,
-     any_rate},
-    {AudioFormat::vorbis, ".ogg", "Ogg Vorbis", SF_FORMAT_OGG | SF_FORMAT_VORBIS, no_limit,
-     200'000},
+    {AudioFormat::wav_float, "wav", ".wav", "32-bit float WAV", SF_FORMAT_WAV | SF_FORMAT_FLOAT, 0,
+     [](int) { return true; }, ""},
+    {AudioFormat::flac, "flac", ".flac", "24-bit FLAC", SF_FORMAT_FLAC | SF_FORMAT_PCM_24, 0,
+     [](int) { return true; }, ""},
+    {AudioFormat::vorbis, "ogg", ".ogg", "Ogg Vorbis", SF_FORMAT_OGG | SF_FORMAT_VORBIS,
+     vorbis_quality, [](int hz) { return hz <= 200'000; }, "goes up to 200000 Hz"},
+    {AudioFormat::opus, "opus", ".opus", "Opus", SF_FORMAT_OGG | SF_FORMAT_OPUS, opus_quality,
+     [](int hz) {
+       return hz == 8'000 || hz == 12'000 || hz == 16'000 || hz == 24'000 || hz == 48'000;
+     },
+     "has 8000, 12000, 16000, 24000 or 48000 Hz"},
 };
 
 const Format& row_of(AudioFormat format) {
@@ -59,20 +68,32 @@ const Format& row_of(AudioFormat format) {
 
 bool format_of_name(const std::string& path, AudioFormat& format) {
   for (const Format& row : formats) {
-    if (!ends_with(path, row.ending) && !(path == "-" && row.format == AudioFormat::wav_float))
-      continue;
+    if (!ends_with(path, row.ending)) continue;
     format = row.format;
     return true;
   }
   return false;
 }
 
+bool format_called(const std::string& word, AudioFormat& format) {
+  for (const Format& row : formats) {
+    if (word != row.name) continue;
+    format = row.format;
+    return true;
+  }
+  return false;
+}
+
+const char* ending_of(AudioFormat format) {
+  return row_of(format).ending;
+}
+
 const char* description_of(AudioFormat format) {
   return row_of(format).description;
 }
 
-std::uint64_t longest_frames(AudioFormat format) {
-  return row_of(format).longest_frames;
+bool takes_rate(AudioFormat format, int sample_rate) {
+  return row_of(format).takes_rate(sample_rate);
 }
 
 /// libsndfile's way to the file. It forgets why a write failed, so the writes are ours and the
@@ -111,20 +132,20 @@ struct AudioWriter::Sink {
 };
 
 std::unique_ptr<AudioWriter> AudioWriter::open(OutputFile& file, AudioFormat format,
-                                               int sample_rate, std::string& error) {
+                                               int sample_rate, std::uint64_t most_frames,
+                                               std::string& error) {
   const Format& row = row_of(format);
-  if (sample_rate > row.highest_rate) {
-    error = file.path() + ": " + row.description + " goes up to " +
-            std::to_string(row.highest_rate) + " Hz";
+  if (!row.takes_rate(sample_rate)) {
+    error = file.path() + ": " + row.description + " " + row.rates;
     return nullptr;
   }
+  const bool may_be_long = format == AudioFormat::wav_float && most_frames > longest_wav_frames;
   auto sink = std::make_unique<Sink>(file);
   SF_VIRTUAL_IO calls{Sink::length, Sink::seek, Sink::read, Sink::write, Sink::tell};
   SF_INFO info{};
   info.samplerate = sample_rate;
   info.channels = 2;
-  info.format = row.code;
-  double quality = vorbis_quality;
+  info.format = may_be_long ? SF_FORMAT_RF64 | SF_FORMAT_FLOAT : row.code;
   sink->handle = sf_open_virtual(&calls, SFM_WRITE, &info, sink.get());
   if (!sink->handle) {
     error = !sink->failure.empty() ? sink->failure
@@ -134,8 +155,12 @@ std::unique_ptr<AudioWriter> AudioWriter::open(OutputFile& file, AudioFormat for
   }
   sf_command(sink->handle, SFC_SET_ADD_PEAK_CHUNK, nullptr, SF_FALSE);
   sf_command(sink->handle, SFC_SET_CLIPPING, nullptr, SF_TRUE);
-  sf_command(sink->handle, SFC_SET_VBR_ENCODING_QUALITY, &quality, sizeof quality);
-  return std::unique_ptr<AudioWriter>(new AudioWriter(std::move(sink), format));
+  if (may_be_long) sf_command(sink->handle, SFC_RF64_AUTO_DOWNGRADE, nullptr, SF_TRUE);
+  if (double quality = row.quality; quality > 0)
+    sf_command(sink->handle, SFC_SET_VBR_ENCODING_QUALITY, &quality, sizeof quality);
+  std::unique_ptr<AudioWriter> writer(new AudioWriter(std::move(sink), format));
+  if (format == AudioFormat::wav_float && !may_be_long) writer->longest_ = longest_wav_frames;
+  return writer;
 }
 
 AudioWriter::AudioWriter(std::unique_ptr<Sink> sink, AudioFormat format)
@@ -145,8 +170,9 @@ AudioWriter::~AudioWriter() = default;
 
 bool AudioWriter::write(const float* left, const float* right, std::uint32_t frames,
                         std::string& error) {
-  if (frames_written_ + frames > longest_frames(format_)) {
-    error = sink_->file.path() + ": longer than a WAV file can be (4 GB); write a .flac file";
+  if (frames_written_ + frames > longest_) {
+    error =
+        sink_->file.path() + ": more came than its source announced, and a WAV file ends at 4 GB";
     return false;
   }
   const bool clips = format_ != AudioFormat::wav_float;
@@ -188,7 +214,7 @@ bool AudioWriter::finish(std::string& error) {
     error = sink_->file.path() + ": " + sf_error_number(status);
     return false;
   }
-  return true;
+  return make_repeatable(sink_->file, error);
 }
 
 }  // namespace vesk::tools

@@ -3,9 +3,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
-#include <set>
 #include <system_error>
-#include <utility>
 
 #include "tools/program/input_file.hpp"
 
@@ -315,33 +313,6 @@ std::optional<Song> parse_midi(std::span<const std::uint8_t> bytes, std::string&
   song.events.reserve(score.events.size());
   for (const TickEvent& event : score.events)
     song.events.push_back({clock.seconds(event.tick), event.status, event.data1, event.data2});
-  return song;
-}
-
-Song first_part(Song song, double seconds) {
-  if (song.length_seconds <= seconds) return song;
-  song.length_seconds = seconds;
-  std::erase_if(song.events,
-                [seconds](const TimedMidiEvent& event) { return event.seconds >= seconds; });
-  constexpr std::uint8_t note_off = 0x80, note_on = 0x90, controller = 0xB0, pedal = 64;
-  std::set<std::pair<std::uint8_t, std::uint8_t>> notes;  // channel, key
-  std::set<std::uint8_t> pedals;                          // channels
-  for (const TimedMidiEvent& event : song.events) {
-    const std::uint8_t kind = event.status & 0xF0;
-    const std::uint8_t channel = event.status & 0x0F;
-    if (kind == note_on && event.data2 > 0)
-      notes.insert({channel, event.data1});
-    else if (kind == note_on || kind == note_off)
-      notes.erase({channel, event.data1});
-    else if (kind == controller && event.data1 == pedal && event.data2 > 0)
-      pedals.insert(channel);
-    else if (kind == controller && event.data1 == pedal)
-      pedals.erase(channel);
-  }
-  for (const auto& [channel, key] : notes)
-    song.events.push_back({seconds, static_cast<std::uint8_t>(note_off | channel), key, 0});
-  for (const std::uint8_t channel : pedals)
-    song.events.push_back({seconds, static_cast<std::uint8_t>(controller | channel), pedal, 0});
   return song;
 }
 

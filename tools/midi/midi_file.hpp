@@ -48,10 +48,6 @@ struct Song {
 /// bad input.
 std::optional<Song> parse_midi(std::span<const std::uint8_t> bytes, std::string& error);
 
-/// The song's first `seconds`, when it is longer: notes that are held then end there, and pedals
-/// are let go.
-Song first_part(Song song, double seconds);
-
 /// `parse_midi` of the file at `path` (at most 64 MB); the path leads the message.
 std::optional<Song> read_midi_file(const std::string& path, std::string& error);
 

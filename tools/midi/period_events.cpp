@@ -5,8 +5,11 @@
 
 namespace vesk::tools {
 
-PeriodEvents::PeriodEvents(const Song& song, double sample_rate)
-    : song_(song), sample_rate_(sample_rate), end_frame_(frame_of(song.length_seconds)) {
+PeriodEvents::PeriodEvents(const Song& song, double sample_rate, std::uint64_t first_frame)
+    : song_(song),
+      sample_rate_(sample_rate),
+      end_frame_(frame_of(song.length_seconds)),
+      period_start_(first_frame) {
   slots_.reserve(host::max_midi_events);
 }
 

@@ -29,8 +29,9 @@ struct Period {
 /// silent and the rest rings out.
 class PeriodEvents {
  public:
-  /// `song` is kept by reference. `sample_rate` in Hz.
-  PeriodEvents(const Song& song, double sample_rate);
+  /// `song` is kept by reference. `sample_rate` in Hz. Begins at `first_frame` of the song, with
+  /// every event before that.
+  PeriodEvents(const Song& song, double sample_rate, std::uint64_t first_frame = 0);
 
   /// The next period, of at most `longest` frames (1 or more) and at least one. Its events are
   /// valid until the next call.
@@ -50,7 +51,7 @@ class PeriodEvents {
   const Song& song_;
   double sample_rate_;
   std::uint64_t end_frame_;
-  std::uint64_t period_start_ = 0;
+  std::uint64_t period_start_;
   std::size_t next_event_ = 0;
   std::size_t mark_ = 0;  // in force at the period's start
   std::vector<client::MidiEvent> slots_;

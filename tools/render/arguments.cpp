@@ -1,5 +1,7 @@
 #include "tools/render/arguments.hpp"
 
+#include <algorithm>
+#include <span>
 #include <utility>
 
 #include "host/block.hpp"
@@ -8,11 +10,11 @@
 namespace vesk::tools {
 
 const std::string render_help =
-    R"(vesk-render plays a MIDI file or an audio file through a chain of plugins, each period of it
-in a host process of its own, and writes what comes back.
+    R"(vesk-render plays MIDI files or audio files through a chain of plugins, each period of it in a
+host process of its own, and writes what comes back.
 
-usage: vesk-render CHAIN --midi SONG.mid -o OUT.wav [options]
-       vesk-render CHAIN --input IN.wav  -o OUT.wav [options]
+usage: vesk-render CHAIN INPUT -o OUTPUT [options]
+       vesk-render CHAIN --midi SONG.mid --input IN.wav -o OUTPUT [options]
 
 CHAIN is one plugin or several, separated by '|': an instrument or an effect, then effects.
 A plugin is its specification text as vesk-list prints it, its LV2 URI or its name ("MDA ePiano"),
@@ -20,24 +22,36 @@ optionally with parameters (#PARAMETER=value,...; by id, symbol or name) and a p
 Quote the chain: the shell takes '|', '#' and blanks for its own. Names cost a look at what is
 installed; the specification text that they stand for is printed once, on standard error.
 
+INPUT is what the chain takes: an instrument a Standard MIDI File, an effect an audio file. Effects
+of type aumf take both, INPUT and --midi. It can be - for standard input.
+
   -s, --set [N:]PARAMETER=VALUE
                           set a parameter of the chain's first plugin, or of its N-th
   -m, --midi FILE         Standard MIDI File to play (instruments, and effects of type aumf)
   -i, --input FILE        audio file to send through a chain that starts with an effect
-  -o, --output FILE       .wav (32-bit float), .flac (24-bit) or .ogg (Vorbis); written when all
-                          went well. FILE can be - in all three: standard input, or a WAV to
-                          standard output, and then the figures go to standard error
+  -o, --output FILE       written when all went well. It can be - for standard output, and then the
+                          figures go to standard error
+  -f, --format FORMAT     of the output, where its name does not end in one of these (wav):
+                            wav   32-bit float, beyond 4 GB as RF64
+                            flac  24-bit
+                            ogg   Vorbis, about 320 kbit/s
+                            opus  Opus, about 260 kbit/s
   -p, --plot FILE.png     draw the waveform over the spectrogram
 )" + std::string(settings_help) +
     R"(  -r, --sample-rate HZ    8000 to 384000; without it the input's rate, or 48000. Input at
                           another rate is converted
       --period FRAMES     frames a period, 1 to 4096 (512)
+      --start SECONDS     begin there in the song: with the controllers and programs of that moment,
+                          without the notes that began before
+      --preroll SECONDS   play so much of the song before that, unheard, so that notes and echoes are
+                          under way (0)
       --duration SECONDS  play no more than this of the song
       --tempo BPM         beats a minute of the audio input, 1 to 999, for plugins that follow a
                           song; a MIDI file has its own
       --tail SECONDS      go on this long after the song's end. Without it until the sound has
                           stayed below -90 dBFS for a second, at most 30 seconds
       --keep-latency      leave the chain's latency at the start of the output
+      --verify            render twice, and write nothing unless both make the same bytes
       --strict            write nothing when a warning says that something was hardly meant (see
                           the exit status)
       --json              the figures and the warnings as a JSON object
@@ -46,10 +60,11 @@ installed; the specification text that they stand for is printed once, on standa
       --version           the program's version
 
 examples:
-  vesk-render 'aumu:Sm48:LV2_' --midi song.mid -o song.wav --plot song.png
-  vesk-render 'aumu:Sm48:LV2_#4=0.7|aufx:jvLs:LV2_#2=0.4' --midi song.mid -o song.flac
-  vesk-render 'MDA ePiano|MDA Delay' -s Hardness=0.4 -s '2:FX Mix=0.2' --midi song.mid -o song.wav
-  vesk-render 'aufx:kZu9:LV2_' --input voice.wav -o hall.wav --tail 4
+  vesk-render 'aumu:Sm48:LV2_' song.mid -o song.wav --plot song.png
+  vesk-render 'aumu:Sm48:LV2_#4=0.7|aufx:jvLs:LV2_#2=0.4' song.mid -o song.flac
+  vesk-render 'MDA ePiano|MDA Delay' -s Hardness=0.4 -s '2:FX Mix=0.2' song.mid -o song.wav
+  vesk-render 'aufx:kZu9:LV2_' voice.wav -o hall.wav --tail 4
+  vesk-render 'aumu:Sm48:LV2_' - -o - <song.mid | vesk-render 'aufx:kZu9:LV2_' - -o hall.opus
 
 What was hardly meant is a line on standard error, and with --strict an error.
 
@@ -57,13 +72,15 @@ Exit status: 0 when the output is written, 1 when something failed or nothing is
 line says what, and no output is left behind), 2 for a command line that makes no sense. With
 --strict 3 for a parameter that a plugin does not have, 4 for a value outside its range, 5 for a
 preset file that does not exist, 6 for output that is not finite, 7 for silence from beginning to
-end.
+end. With --verify 8 when the second rendering differs.
 )";
 
 namespace {
 
-Option::Setter takes_number(double least, double most, const char* unit,
-                            std::optional<double>& target) {
+const char* const standard_input = "/dev/stdin";
+
+template <typename Number>
+Option::Setter takes_number(double least, double most, const char* unit, Number& target) {
   return [=, &target](const std::string& value, std::string& error) {
     double number = 0.0;
     if (!to_number(value, number) || !(number >= least && number <= most)) {
@@ -79,30 +96,77 @@ Option::Setter takes_number(double least, double most, const char* unit,
 /// A setter of a file to read, where "-" is standard input.
 Option::Setter takes_source(std::string& target) {
   return [&target](const std::string& value, std::string& error) {
-    return takes_path(target)(value == "-" ? "/dev/stdin" : value, error);
+    return takes_path(target)(value == "-" ? standard_input : value, error);
   };
 }
 
-std::vector<Option> options_for(RenderArguments& arguments) {
+Option::Setter takes_format(std::optional<AudioFormat>& target) {
+  return [&target](const std::string& value, std::string& error) {
+    AudioFormat format{};
+    if (!format_called(value, format)) {
+      error = "takes wav, flac, ogg or opus, not \"" + value + "\"";
+      return false;
+    }
+    target = format;
+    return true;
+  };
+}
+
+/// Those that say how the rendering sounds.
+std::vector<Option> rendering_options(RenderArguments& arguments) {
   std::vector<Option> options = {
-      {"--set", "-s", takes_each(arguments.settings)},
       {"--midi", "-m", takes_source(arguments.midi_path)},
       {"--input", "-i", takes_source(arguments.input_path)},
-      {"--output", "-o", takes_path(arguments.output_path)},
-      {"--plot", "-p", takes_path(arguments.plot_path)},
       {"--sample-rate", "-r", takes_whole(8'000, 384'000, " Hz", arguments.sample_rate)},
       {"--period", nullptr,
        takes_whole(1, static_cast<int>(host::buffer_frames), " frames", arguments.period)},
       {"--tempo", nullptr, takes_number(1, 999, " beats a minute", arguments.tempo)},
+      {"--start", nullptr, takes_number(0, 86'400, " seconds", arguments.start_seconds)},
+      {"--preroll", nullptr, takes_number(0, 3600, " seconds", arguments.preroll_seconds)},
       {"--duration", nullptr, takes_number(0, 86'400, " seconds", arguments.duration_seconds)},
       {"--tail", nullptr, takes_number(0, 3600, " seconds", arguments.tail_seconds)},
       {"--keep-latency", nullptr, nullptr, &arguments.keep_latency},
       {"--strict", nullptr, nullptr, &arguments.is_strict},
-      {"--json", nullptr, nullptr, &arguments.as_json},
-      {"--quiet", "-q", nullptr, &arguments.quiet},
+      {"--verify", nullptr, nullptr, &arguments.verifies},
   };
   for (Option& option : setting_options(arguments.start)) options.push_back(std::move(option));
   return options;
+}
+
+std::vector<Option> other_options(RenderArguments& arguments, std::optional<AudioFormat>& format) {
+  return {
+      {"--set", "-s", takes_each(arguments.settings)},
+      {"--output", "-o", takes_path(arguments.output_path)},
+      {"--format", "-f", takes_format(format)},
+      {"--plot", "-p", takes_path(arguments.plot_path)},
+      {"--json", nullptr, nullptr, &arguments.as_json},
+      {"--quiet", "-q", nullptr, &arguments.quiet},
+  };
+}
+
+/// Empty, or a sentence on what is wrong.
+std::string choose_format(RenderArguments& arguments, std::optional<AudioFormat> wanted) {
+  const std::string& path = arguments.output_path;
+  AudioFormat named{};
+  const bool is_named = format_of_name(path, named);
+  const bool may_be_any = path == "-";
+  if (!is_named && !wanted && !may_be_any)
+    return "-o " + path + ": give --format, or a name that ends in .wav, .flac, .ogg or .opus";
+  if (is_named && wanted && *wanted != named)
+    return "-o " + path + ": the name and --format ask for different things";
+  arguments.format = is_named ? named : wanted.value_or(AudioFormat::wav_float);
+  return {};
+}
+
+/// Empty, or a sentence on what cannot be meant of the output.
+std::string outputs_complaint(const RenderArguments& arguments) {
+  if (arguments.inputs.size() > 1)
+    return "one INPUT at a time; \"" + arguments.inputs[1] +
+           "\" is a second one (quote a chain with blanks or '|')";
+  if (arguments.output_path.empty()) return "no output given (-o FILE)";
+  if (!arguments.plot_path.empty() && !arguments.plot_path.ends_with(".png"))
+    return "--plot " + arguments.plot_path + ": the name must end in .png";
+  return {};
 }
 
 }  // namespace
@@ -110,22 +174,28 @@ std::vector<Option> options_for(RenderArguments& arguments) {
 std::optional<RenderArguments> parse_render_arguments(const std::vector<std::string>& words,
                                                       std::string& error) {
   RenderArguments arguments;
-  if (!read_command_line(words, options_for(arguments), arguments.chain_words, error))
-    return std::nullopt;
+  std::optional<AudioFormat> format;
+  std::vector<Option> options = rendering_options(arguments);
+  for (Option& option : other_options(arguments, format)) options.push_back(std::move(option));
+  if (!read_command_line(words, options, arguments.inputs, error)) return std::nullopt;
+  if (!arguments.inputs.empty()) {
+    arguments.chain_words = arguments.inputs.front();
+    arguments.inputs.erase(arguments.inputs.begin());
+  }
+  std::ranges::replace(arguments.inputs, std::string("-"), std::string(standard_input));
+
+  std::string complaint;
   if (arguments.chain_words.empty())
-    error = "no chain given";
-  else if (arguments.midi_path.empty() && arguments.input_path.empty())
-    error = "nothing to play: give --midi FILE or --input FILE";
-  else if (arguments.output_path.empty())
-    error = "no output given (-o FILE)";
-  else if (!format_of_name(arguments.output_path, arguments.format))
-    error = "-o " + arguments.output_path + ": the name must end in .wav, .flac or .ogg";
-  else if (!arguments.plot_path.empty() && !arguments.plot_path.ends_with(".png"))
-    error = "--plot " + arguments.plot_path + ": the name must end in .png";
+    complaint = "no chain given";
+  else if (arguments.inputs.empty() && arguments.midi_path.empty() && arguments.input_path.empty())
+    complaint = "nothing to play: give a MIDI file or an audio file";
   else if (!arguments.midi_path.empty() && arguments.midi_path == arguments.input_path)
-    error = "--midi and --input are the same";
+    complaint = "--midi and --input are the same";
   else
-    return arguments;
+    complaint = outputs_complaint(arguments);
+  if (complaint.empty()) complaint = choose_format(arguments, format);
+  if (complaint.empty()) return arguments;
+  error = complaint;
   return std::nullopt;
 }
 
@@ -134,8 +204,18 @@ bool take_chain(RenderArguments& arguments, const std::string& specification, st
       !check_settings(arguments.start, arguments.chain, error))
     return false;
   const ChainElement& first = arguments.chain.front();
+  std::string& place = first.is_effect() ? arguments.input_path : arguments.midi_path;
+  if (!arguments.inputs.empty()) {
+    if (!place.empty()) {
+      error = "\"" + arguments.inputs.front() + "\" is an INPUT beside " +
+              (first.is_effect() ? "--input " : "--midi ") + place +
+              " (quote a chain with blanks or '|')";
+      return false;
+    }
+    place = arguments.inputs.front();
+  }
   if (first.is_effect() && arguments.input_path.empty())
-    error = first.name + " is an effect and needs --input";
+    error = first.name + " is an effect and needs audio, as INPUT or by --input";
   else if (!first.is_effect() && !arguments.input_path.empty())
     error = first.name + " is no effect and takes no --input";
   else if (!first.takes_midi() && !arguments.midi_path.empty())

@@ -17,19 +17,25 @@ struct RenderArguments {
   std::vector<std::string> settings;  ///< of its parameters, as given
   ChainElements chain;                ///< what `take_chain` was given
   ChainSettings start;                ///< presets and files
-  std::string midi_path;              ///< empty: none
-  std::string input_path;             ///< empty: none
-  std::string output_path;            ///< ends as its format asks; "-": standard output
-  std::string plot_path;              ///< empty: no picture
+  /// What the chain takes first, a song or audio; `take_chain` puts it
+  /// into `midi_path` or `input_path`.
+  std::vector<std::string> inputs;
+  std::string midi_path;    ///< empty: none
+  std::string input_path;   ///< empty: none
+  std::string output_path;  ///< "-": standard output
+  std::string plot_path;    ///< empty: no picture
   AudioFormat format = AudioFormat::wav_float;
   int sample_rate = 0;  ///< Hz; 0: the input's, or 48,000 without one
   std::uint32_t period = 512;
-  std::optional<double> tempo;             ///< beats a minute, for audio input; empty: not known
+  std::optional<double> tempo;  ///< beats a minute, for audio input; empty: not known
+  double start_seconds = 0.0;
+  double preroll_seconds = 0.0;
   std::optional<double> duration_seconds;  ///< empty: all of it
   std::optional<double> tail_seconds;      ///< empty: by listening
   bool keep_latency = false;
   bool quiet = false;
   bool is_strict = false;  ///< a slip is an error
+  bool verifies = false;   ///< renders twice and compares
   bool as_json = false;
 };
 

@@ -16,6 +16,8 @@ namespace {
 
 using namespace vesk::tools;
 
+constexpr int differs_status = 8;
+
 void say(const std::string& sentence) {
   std::fprintf(stderr, "vesk-render: %s\n", sentence.c_str());
 }
@@ -34,6 +36,10 @@ int run(const RenderArguments& arguments, RenderReport& report, std::string& err
   if (outcome == RenderOutcome::failed) {
     say(error);
     return 1;
+  }
+  if (outcome == RenderOutcome::differs) {
+    say(error);
+    return differs_status;
   }
   for (const Warning& warning : report.warnings) say(warning.text);
   if (outcome == RenderOutcome::done) return 0;

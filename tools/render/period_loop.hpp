@@ -14,6 +14,7 @@ enum class RenderOutcome {
   done,
   failed,
   slipped,  ///< something was hardly meant, and that counts as an error
+  differs,  ///< the second rendering from the first
   interrupted
 };
 

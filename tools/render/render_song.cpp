@@ -4,8 +4,11 @@
 #include <chrono>
 #include <cmath>
 #include <cstdio>
+#include <filesystem>
 #include <iterator>
 #include <memory>
+#include <optional>
+#include <system_error>
 #include <utility>
 
 #include "tools/audio/picture.hpp"
@@ -13,6 +16,7 @@
 #include "tools/program/interruption.hpp"
 #include "tools/program/output_file.hpp"
 #include "tools/render/chain_check.hpp"
+#include "tools/render/repetition.hpp"
 #include "tools/render/song_sink.hpp"
 #include "tools/render/song_source.hpp"
 #include "vesk/host_process.hpp"
@@ -20,6 +24,7 @@
 namespace vesk::tools {
 namespace {
 
+namespace fs = std::filesystem;
 using client::HostProcess;
 using Clock = std::chrono::steady_clock;
 
@@ -32,18 +37,28 @@ bool can_write(const std::string& path, std::string& error) {
   return path.empty() || OutputFile::create(path, error).has_value();
 }
 
-/// Whether the file can hold what is sure to come.
-bool fits(const RenderArguments& arguments, const SongSource& source, std::string& error) {
-  const double frames = static_cast<double>(source.expected_frames()) +
-                        arguments.tail_seconds.value_or(0.0) * source.sample_rate();
-  if (frames <= static_cast<double>(longest_frames(arguments.format))) return true;
-  char text[160];
-  std::snprintf(text, sizeof text,
-                ": %.0f minutes at %d Hz are more than a WAV file can hold (4 GB); write a .flac "
-                "file",
-                frames / source.sample_rate() / 60.0, source.sample_rate());
-  error = arguments.output_path + text;
-  return false;
+/// Whether the sources can be read a second time.
+bool can_repeat(const RenderArguments& arguments, std::string& error) {
+  for (const std::string& path : {arguments.midi_path, arguments.input_path}) {
+    std::error_code unknown;
+    if (path.empty() || !fs::exists(path, unknown) || fs::is_regular_file(path, unknown)) continue;
+    error = path + ": --verify reads it twice, and it is no regular file";
+    return false;
+  }
+  return true;
+}
+
+std::unique_ptr<SongSource> open_source(const RenderArguments& arguments, std::string& error) {
+  SongSource::Settings song;
+  song.midi_path = arguments.midi_path;
+  song.input_path = arguments.input_path;
+  song.sample_rate = arguments.sample_rate;
+  song.output_format = arguments.format;
+  song.tempo = arguments.tempo;
+  song.start_seconds = arguments.start_seconds;
+  song.preroll_seconds = arguments.preroll_seconds;
+  song.longest_seconds = arguments.duration_seconds;
+  return SongSource::open(song, error);
 }
 
 std::unique_ptr<HostProcess> spawn_host(const RenderArguments& arguments, int sample_rate,
@@ -100,22 +115,56 @@ std::uint64_t latency_frames(const client::HostProcess& host, double sample_rate
              : 0;
 }
 
+/// Plays the song through a host that is ready, into `audio`.
+RenderOutcome play(HostProcess& host, SongSource& source, const RenderArguments& arguments,
+                   OutputFile& audio, RenderReport& report, std::string& error) {
+  report.sample_rate = source.sample_rate();
+  report.latency_frames = latency_frames(host, source.sample_rate());
+  SongSink::Settings settings;
+  settings.format = arguments.format;
+  settings.sample_rate = source.sample_rate();
+  settings.dropped_frames =
+      source.preroll_frames() + (arguments.keep_latency ? 0 : report.latency_frames);
+  settings.expected_frames = source.expected_frames();
+  settings.tail_seconds = arguments.tail_seconds;
+  const auto sink = SongSink::open(audio, settings, error);
+  if (!sink) return RenderOutcome::failed;
+
+  const auto start = Clock::now();
+  const RenderOutcome outcome = run_periods(host, arguments.chain, source, *sink, arguments.period,
+                                            arguments.quiet, report.periods, error);
+  if (outcome != RenderOutcome::done) return outcome;
+  if (!sink->finish(error)) return RenderOutcome::failed;
+  report.render_seconds = seconds_since(start);
+  report.frames = sink->frames_written();
+  report.peak = sink->meter().peak();
+  report.loudness_lufs = sink->meter().integrated_lufs();
+  std::ranges::move(sink->warnings(), std::back_inserter(report.warnings));
+  return RenderOutcome::done;
+}
+
+/// Renders everything once more, from the sources on and in another host, and compares.
+RenderOutcome verify(const RenderArguments& arguments, const OutputFile& audio,
+                     std::string& error) {
+  const auto source = open_source(arguments, error);
+  auto again = source ? OutputFile::create(arguments.output_path, error) : std::nullopt;
+  const auto host = again ? spawn_host(arguments, source->sample_rate(), error) : nullptr;
+  if (!host || !wait_until_ready(*host, arguments.chain, error)) return RenderOutcome::failed;
+  RenderReport unused;
+  const RenderOutcome outcome = play(*host, *source, arguments, *again, unused, error);
+  if (outcome != RenderOutcome::done) return outcome;
+  return is_same_audio(audio, *again, error) ? RenderOutcome::done : RenderOutcome::differs;
+}
+
 }  // namespace
 
 RenderOutcome render_song(const RenderArguments& given, RenderReport& report, std::string& error) {
   RenderArguments arguments = given;
-  SongSource::Settings song;
-  song.midi_path = arguments.midi_path;
-  song.input_path = arguments.input_path;
-  song.sample_rate = arguments.sample_rate;
-  song.tempo = arguments.tempo;
-  song.longest_seconds = arguments.duration_seconds;
-  const auto source = SongSource::open(song, error);
-  if (!source || !fits(arguments, *source, error) || !can_write(arguments.output_path, error) ||
-      !can_write(arguments.plot_path, error))
+  if (arguments.verifies && !can_repeat(arguments, error)) return RenderOutcome::failed;
+  const auto source = open_source(arguments, error);
+  if (!source || !can_write(arguments.output_path, error) || !can_write(arguments.plot_path, error))
     return RenderOutcome::failed;
   report.chain_name = chain_name(arguments.chain);
-  report.sample_rate = source->sample_rate();
   for (const std::string& remark : source->remarks())
     report.warnings.push_back({WarningKind::note, remark});
 
@@ -127,7 +176,7 @@ RenderOutcome render_song(const RenderArguments& given, RenderReport& report, st
   if (interruption() != 0) return RenderOutcome::interrupted;
   if (!presets) return RenderOutcome::failed;
   const auto load_start = Clock::now();
-  const auto host = spawn_host(arguments, source->sample_rate(), error);
+  auto host = spawn_host(arguments, source->sample_rate(), error);
   if (!host) return RenderOutcome::failed;
   // While the host loads.
   std::ranges::move(check_chain(given.chain, !arguments.midi_path.empty(), source->sample_rate()),
@@ -138,32 +187,17 @@ RenderOutcome render_song(const RenderArguments& given, RenderReport& report, st
       report.warnings.push_back({WarningKind::note, remark});
   if (must_stop(arguments, report)) return RenderOutcome::slipped;
   report.load_seconds = seconds_since(load_start);
-  report.latency_frames = latency_frames(*host, source->sample_rate());
   watch_for_interruption();
 
   std::optional<OutputFile> audio = OutputFile::create(arguments.output_path, error);
   if (!audio) return RenderOutcome::failed;
-  SongSink::Settings settings;
-  settings.format = arguments.format;
-  settings.sample_rate = source->sample_rate();
-  settings.dropped_frames = arguments.keep_latency ? 0 : report.latency_frames;
-  settings.tail_seconds = arguments.tail_seconds;
-  const auto sink = SongSink::open(*audio, settings, error);
-  if (!sink) return RenderOutcome::failed;
-
-  const auto render_start = Clock::now();
-  const RenderOutcome outcome =
-      run_periods(*host, arguments.chain, *source, *sink, arguments.period, arguments.quiet,
-                  report.periods, error);
-  if (outcome != RenderOutcome::done) return outcome;
-  if (!sink->finish(error)) return RenderOutcome::failed;
-  report.render_seconds = seconds_since(render_start);
-  report.frames = sink->frames_written();
-  report.peak = sink->meter().peak();
-  report.loudness_lufs = sink->meter().integrated_lufs();
-  std::ranges::move(sink->warnings(), std::back_inserter(report.warnings));
-  if (must_stop(arguments, report)) return RenderOutcome::slipped;
-  return publish(arguments, report, *audio, error);
+  RenderOutcome outcome = play(*host, *source, arguments, *audio, report, error);
+  host.reset();
+  if (outcome == RenderOutcome::done && must_stop(arguments, report))
+    outcome = RenderOutcome::slipped;
+  if (outcome == RenderOutcome::done && arguments.verifies)
+    outcome = verify(arguments, *audio, error);
+  return outcome == RenderOutcome::done ? publish(arguments, report, *audio, error) : outcome;
 }
 
 }  // namespace vesk::tools

@@ -27,10 +27,10 @@ struct RenderReport {
 
 /// Renders what `arguments` ask for, from reading the song to the files under their final names.
 ///
-/// `failed` comes with one sentence in `error`, and `slipped` with a warning that says why, where
-/// the arguments are strict. Then, and when interrupted, no output has been left and existing files
-/// of the names are as they were. From the host's start on, the first
-/// SIGINT, SIGTERM or SIGHUP only asks to stop (`interruption` tells which it was).
+/// `failed` and `differs` come with one sentence in `error`, and `slipped` with a warning that says
+/// why, where the arguments are strict. Then, and when interrupted, no output has been left and
+/// existing files of the names are as they were. From the host's start on, the first SIGINT,
+/// SIGTERM or SIGHUP only asks to stop (`interruption` tells which it was).
 RenderOutcome render_song(const RenderArguments& arguments, RenderReport& report,
                           std::string& error);
 

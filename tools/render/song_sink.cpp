@@ -1,6 +1,7 @@
 #include "tools/render/song_sink.hpp"
 
 #include <algorithm>
+#include <cmath>
 #include <cstdio>
 
 namespace vesk::tools {
@@ -15,7 +16,10 @@ constexpr float absurd = 100.0f;
 
 std::unique_ptr<SongSink> SongSink::open(OutputFile& file, const Settings& settings,
                                          std::string& error) {
-  auto writer = AudioWriter::open(file, settings.format, settings.sample_rate, error);
+  const double tail = settings.tail_seconds.value_or(Tail::longest_seconds);
+  const auto most_frames =
+      settings.expected_frames + static_cast<std::uint64_t>(std::ceil(tail * settings.sample_rate));
+  auto writer = AudioWriter::open(file, settings.format, settings.sample_rate, most_frames, error);
   if (!writer) return nullptr;
   return std::unique_ptr<SongSink>(new SongSink(std::move(writer), settings));
 }

@@ -22,6 +22,7 @@ class SongSink {
     AudioFormat format = AudioFormat::wav_float;
     int sample_rate = 0;
     std::uint64_t dropped_frames = 0;    ///< dropped from the start
+    std::uint64_t expected_frames = 0;   ///< of the song, as far as it is known beforehand
     std::optional<double> tail_seconds;  ///< empty: by listening
   };
 
@@ -29,8 +30,8 @@ class SongSink {
   static std::unique_ptr<SongSink> open(OutputFile& file, const Settings& settings,
                                         std::string& error);
 
-  /// Takes the chain's next `frames` frames. `end_frame` is where the song is over, in frames of
-  /// the chain's input, and may be unknown as long as it lies beyond this period. False with a
+  /// Takes the chain's next `frames` frames. `end_frame` is where the song is over, in frames
+  /// that are kept, and may be unknown as long as it lies beyond this period. False with a
   /// sentence in `error` when the file cannot take them.
   bool take(const float* left, const float* right, std::uint32_t frames,
             std::optional<std::uint64_t> end_frame, std::string& error);

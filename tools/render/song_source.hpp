@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "tools/audio/reader.hpp"
+#include "tools/audio/writer.hpp"
 #include "tools/midi/midi_file.hpp"
 #include "tools/midi/period_events.hpp"
 
@@ -20,12 +21,16 @@ class SongSource {
   struct Settings {
     std::string midi_path = {};   ///< empty: none
     std::string input_path = {};  ///< empty: none
-    /// Hz; 0 takes the audio file's if that is one a host can have (8,000 to 384,000), otherwise
-    /// 48,000.
+    /// Hz; 0 takes the audio file's if that is one that a host (8,000 to 384,000) and the output
+    /// can have, otherwise 48,000.
     int sample_rate = 0;
+    AudioFormat output_format = AudioFormat::wav_float;
     /// Beats a minute, for audio without a MIDI song; empty: not known.
     std::optional<double> tempo = {};
-    /// Of what is longer only the beginning is played; empty: all of it.
+    double start_seconds = 0;  ///< where in the song it begins
+    /// So much of the song is played before that, as far as there is so much.
+    double preroll_seconds = 0;
+    /// From the start on; empty: all of it.
     std::optional<double> longest_seconds = {};
   };
 
@@ -47,11 +52,14 @@ class SongSource {
   /// Where it stands in the song, if that has a tempo.
   const std::optional<client::Transport>& transport() const { return period_.transport; }
 
-  /// The frame at which the song is over, once it is known: at the latest when the period that
-  /// holds it has been prepared.
+  /// Frames that come first, to be heard by the chain alone.
+  std::uint64_t preroll_frames() const { return start_frame_ - first_frame_; }
+
+  /// How many frames after those the song is over, once it is known: at the latest when the period
+  /// that holds the end has been prepared.
   std::optional<std::uint64_t> end_frame() const;
 
-  /// The end as far as the files tell beforehand, for a progress bar.
+  /// The end as far as the files tell beforehand.
   std::uint64_t expected_frames() const { return expected_frames_; }
 
   /// Sentences a listener should know: input converted, channels or messages left out.
@@ -59,14 +67,22 @@ class SongSource {
 
  private:
   SongSource() = default;
+  bool open_audio(const Settings& settings, std::string& error);
+  bool open_song(const Settings& settings, std::string& error);
+  bool skip_audio(std::string& error);
+  std::uint64_t frames_of(double seconds) const;
 
   int sample_rate_ = 0;
+  // Of the song: what the chain hears first, what is kept first, and the end if that is earlier
+  // than the song's.
+  std::uint64_t first_frame_ = 0;
+  std::uint64_t start_frame_ = 0;
+  std::uint64_t last_frame_ = std::numeric_limits<std::uint64_t>::max();
   Song song_;
   std::optional<PeriodEvents> song_events_;
   std::unique_ptr<AudioReader> reader_;
   std::uint64_t song_end_ = 0;
-  std::uint64_t reader_position_ = 0;
-  std::uint64_t reader_limit_ = std::numeric_limits<std::uint64_t>::max();
+  std::uint64_t reader_position_ = 0;  // in the song
   bool reader_ended_ = true;
   std::uint64_t expected_frames_ = 0;
   std::vector<float> left_;

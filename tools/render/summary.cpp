@@ -37,6 +37,7 @@ std::string summary_text(const RenderArguments& arguments, const RenderReport& r
           (report.loudness_lufs ? decimal(*report.loudness_lufs, 1) + " LUFS integrated"
                                 : "nothing loud or long enough to measure") +
           '\n';
+  if (arguments.verifies) text += "verified: a second rendering made the same bytes\n";
   text += "rendered: " + std::to_string(report.periods) + " periods of up to " +
           std::to_string(arguments.period) + " frames in " + decimal(report.render_seconds, 3) +
           " s, " + decimal(seconds / report.render_seconds, 0) +
@@ -61,6 +62,7 @@ std::string summary_json(const RenderArguments& arguments, const RenderReport& r
     // Silence has no level: null.
     summary["peak_dbfs"] = to_dbfs(static_cast<double>(report.peak));
     summary["loudness_lufs"] = report.loudness_lufs ? Json(*report.loudness_lufs) : Json();
+    summary["verified"] = arguments.verifies;
     summary["periods"] = report.periods;
     summary["longest_period"] = arguments.period;
     summary["render_seconds"] = report.render_seconds;

@@ -11,7 +11,7 @@ namespace vesk::tools {
 std::string summary_text(const RenderArguments& arguments, const RenderReport& report);
 
 /// The same as a JSON object, warnings included. Of a run that wrote nothing it has `status`, the
-/// warnings and, unless it is empty, `error`.
+/// warnings, whether a host was started for it and, unless it is empty, `error`.
 std::string summary_json(const RenderArguments& arguments, const RenderReport& report, int status,
                          const std::string& error);
 
