@@ -284,6 +284,10 @@ TEST(render_arguments, SenselessCommandLinesAreRefusedInWords) {
     more.insert(more.begin(), {"aumu:Sm48:LV2_", "-m", "a.mid", "-o", "a.wav"});
     return more;
   };
+  const auto many = [](std::vector<std::string> more) {
+    more.insert(more.begin(), {"aufx:jvLs:LV2_", "--out-dir", "out"});
+    return more;
+  };
   const std::string no_format = "give --format, or a name that ends in .wav, .flac, .ogg or .opus";
   const struct {
     std::vector<std::string> words;
@@ -309,8 +313,15 @@ TEST(render_arguments, SenselessCommandLinesAreRefusedInWords) {
       {with({"again"}),
        "\"again\" is an INPUT beside --midi a.mid (quote a chain with blanks or '|')"},
       {with({"one", "two"}),
-       "one INPUT at a time; \"two\" is a second one (quote a chain with blanks "
+       "several INPUTs need --out-dir FOLDER; \"two\" is a second one (quote a chain with blanks "
        "or '|')"},
+      {with({"--jobs", "2"}), "--jobs, --limit, --keep-folders and --again go with --out-dir"},
+      {many({}), "nothing to play: give a MIDI file or an audio file"},
+      {many({"-i", "a.wav"}), "--out-dir takes its INPUTs as words behind the chain"},
+      {many({"a.wav", "-o", "a.flac"}),
+       "--output and --plot are for one rendering, --out-dir for many"},
+      {many({"a.wav", "-"}), "--out-dir takes no standard input, which comes once and has no name"},
+      {many({"a.wav", "--jobs", "0"}), "--jobs takes 1 to 64, not \"0\""},
       {with({"-i", "a.wav"}), "aumu:Sm48:LV2_ is no effect and takes no --input"},
       {{"aufx:jvLs:LV2_", "-m", "a.mid", "-o", "a.wav"},
        "aufx:jvLs:LV2_ is an effect and needs audio, as INPUT or by --input"},

@@ -14,6 +14,7 @@ const std::string render_help =
 host process of its own, and writes what comes back.
 
 usage: vesk-render CHAIN INPUT -o OUTPUT [options]
+       vesk-render CHAIN INPUT ... --out-dir FOLDER [options]
        vesk-render CHAIN --midi SONG.mid --input IN.wav -o OUTPUT [options]
 
 CHAIN is one plugin or several, separated by '|': an instrument or an effect, then effects.
@@ -54,16 +55,27 @@ of type aumf take both, INPUT and --midi. It can be - for standard input.
       --verify            render twice, and write nothing unless both make the same bytes
       --strict            write nothing when a warning says that something was hardly meant (see
                           the exit status)
+      --out-dir FOLDER    write an output for every INPUT into this folder, under the INPUT's name
+  -j, --jobs N            render so many INPUTs at a time, 1 to 64 (one a processor)
+      --limit SECONDS     how long one INPUT may take, 1 to 86400 (no limit)
+      --keep-folders      put outputs into folders below --out-dir as their INPUTs are named
+      --again             render also what an earlier call has finished
       --json              the figures and the warnings as a JSON object
   -q, --quiet             no progress bar, no figures
   -h, --help              this text
       --version           the program's version
+
+With --out-dir every INPUT is rendered by a process of its own, and one that fails costs no other.
+One that crashed or hung is tried a second time. What an earlier call has finished stays as it is,
+when neither the options nor the files that they name have changed since: a call that was interrupted
+goes on when it is given once more. FOLDER/.vesk-render keeps what was made from what.
 
 examples:
   vesk-render 'aumu:Sm48:LV2_' song.mid -o song.wav --plot song.png
   vesk-render 'aumu:Sm48:LV2_#4=0.7|aufx:jvLs:LV2_#2=0.4' song.mid -o song.flac
   vesk-render 'MDA ePiano|MDA Delay' -s Hardness=0.4 -s '2:FX Mix=0.2' song.mid -o song.wav
   vesk-render 'aufx:kZu9:LV2_' voice.wav -o hall.wav --tail 4
+  vesk-render 'aufx:kZu9:LV2_' drums/*.wav --out-dir wet --format flac --jobs 4
   vesk-render 'aumu:Sm48:LV2_' - -o - <song.mid | vesk-render 'aufx:kZu9:LV2_' - -o hall.opus
 
 What was hardly meant is a line on standard error, and with --strict an error.
@@ -72,7 +84,8 @@ Exit status: 0 when the output is written, 1 when something failed or nothing is
 line says what, and no output is left behind), 2 for a command line that makes no sense. With
 --strict 3 for a parameter that a plugin does not have, 4 for a value outside its range, 5 for a
 preset file that does not exist, 6 for output that is not finite, 7 for silence from beginning to
-end. With --verify 8 when the second rendering differs.
+end. With --verify 8 when the second rendering differs. With --out-dir 0 when every output is there,
+otherwise 1 or 2.
 )";
 
 namespace {
@@ -112,7 +125,7 @@ Option::Setter takes_format(std::optional<AudioFormat>& target) {
   };
 }
 
-/// Those that say how the rendering sounds.
+/// Those that say how a rendering sounds, and hold for each of many.
 std::vector<Option> rendering_options(RenderArguments& arguments) {
   std::vector<Option> options = {
       {"--midi", "-m", takes_source(arguments.midi_path)},
@@ -139,8 +152,24 @@ std::vector<Option> other_options(RenderArguments& arguments, std::optional<Audi
       {"--output", "-o", takes_path(arguments.output_path)},
       {"--format", "-f", takes_format(format)},
       {"--plot", "-p", takes_path(arguments.plot_path)},
+      {"--out-dir", nullptr, takes_path(arguments.out_dir)},
+      {"--jobs", "-j", takes_whole(1, 64, "", arguments.jobs)},
+      {"--limit", nullptr, takes_whole(1, 86'400, " seconds", arguments.limit_seconds)},
+      {"--keep-folders", nullptr, nullptr, &arguments.keeps_folders},
+      {"--again", nullptr, nullptr, &arguments.does_again},
       {"--json", nullptr, nullptr, &arguments.as_json},
       {"--quiet", "-q", nullptr, &arguments.quiet},
+  };
+}
+
+/// Puts down every value that the option is given, as words of another command line.
+void note_values(Option& option, std::vector<std::string>& words) {
+  if (!option.take) return;
+  option.take = [take = std::move(option.take), name = option.name, &words](
+                    const std::string& value, std::string& error) {
+    if (!take(value, error)) return false;
+    words.push_back(std::string(name) + "=" + value);
+    return true;
   };
 }
 
@@ -149,7 +178,7 @@ std::string choose_format(RenderArguments& arguments, std::optional<AudioFormat>
   const std::string& path = arguments.output_path;
   AudioFormat named{};
   const bool is_named = format_of_name(path, named);
-  const bool may_be_any = path == "-";
+  const bool may_be_any = arguments.is_batch() || path == "-";
   if (!is_named && !wanted && !may_be_any)
     return "-o " + path + ": give --format, or a name that ends in .wav, .flac, .ogg or .opus";
   if (is_named && wanted && *wanted != named)
@@ -158,11 +187,26 @@ std::string choose_format(RenderArguments& arguments, std::optional<AudioFormat>
   return {};
 }
 
-/// Empty, or a sentence on what cannot be meant of the output.
+/// Empty, or a sentence on what cannot be meant of one rendering, or of many.
 std::string outputs_complaint(const RenderArguments& arguments) {
-  if (arguments.inputs.size() > 1)
-    return "one INPUT at a time; \"" + arguments.inputs[1] +
+  const std::vector<std::string>& inputs = arguments.inputs;
+  const bool reads_standard_input = arguments.midi_path == standard_input ||
+                                    arguments.input_path == standard_input ||
+                                    std::ranges::find(inputs, standard_input) != inputs.end();
+  if (arguments.is_batch()) {
+    if (inputs.empty()) return "--out-dir takes its INPUTs as words behind the chain";
+    if (!arguments.output_path.empty() || !arguments.plot_path.empty())
+      return "--output and --plot are for one rendering, --out-dir for many";
+    if (reads_standard_input)
+      return "--out-dir takes no standard input, which comes once and has no name";
+    return {};
+  }
+  if (inputs.size() > 1)
+    return "several INPUTs need --out-dir FOLDER; \"" + inputs[1] +
            "\" is a second one (quote a chain with blanks or '|')";
+  if (arguments.jobs > 0 || arguments.limit_seconds > 0 || arguments.keeps_folders ||
+      arguments.does_again)
+    return "--jobs, --limit, --keep-folders and --again go with --out-dir";
   if (arguments.output_path.empty()) return "no output given (-o FILE)";
   if (!arguments.plot_path.empty() && !arguments.plot_path.ends_with(".png"))
     return "--plot " + arguments.plot_path + ": the name must end in .png";
@@ -176,8 +220,12 @@ std::optional<RenderArguments> parse_render_arguments(const std::vector<std::str
   RenderArguments arguments;
   std::optional<AudioFormat> format;
   std::vector<Option> options = rendering_options(arguments);
+  const std::size_t of_rendering = options.size();
+  for (Option& option : options) note_values(option, arguments.rendering_words);
   for (Option& option : other_options(arguments, format)) options.push_back(std::move(option));
   if (!read_command_line(words, options, arguments.inputs, error)) return std::nullopt;
+  for (const Option& option : std::span(options).first(of_rendering))
+    if (option.flag && *option.flag) arguments.rendering_words.emplace_back(option.name);
   if (!arguments.inputs.empty()) {
     arguments.chain_words = arguments.inputs.front();
     arguments.inputs.erase(arguments.inputs.begin());
@@ -222,8 +270,11 @@ bool take_chain(RenderArguments& arguments, const std::string& specification, st
     error = first.name + " takes no MIDI events (effects of type aumf do)";
   else if (arguments.tempo && !arguments.midi_path.empty())
     error = "--tempo is for audio input; " + arguments.midi_path + " has a tempo of its own";
-  else
+  else {
+    // Of many, each rendering has its own.
+    if (arguments.is_batch()) place.clear();
     return true;
+  }
   return false;
 }
 

@@ -17,7 +17,7 @@ struct RenderArguments {
   std::vector<std::string> settings;  ///< of its parameters, as given
   ChainElements chain;                ///< what `take_chain` was given
   ChainSettings start;                ///< presets and files
-  /// What the chain takes first, a song or audio; `take_chain` puts it
+  /// What the chain takes first, a song or audio; `take_chain` puts the one of a single rendering
   /// into `midi_path` or `input_path`.
   std::vector<std::string> inputs;
   std::string midi_path;    ///< empty: none
@@ -37,6 +37,16 @@ struct RenderArguments {
   bool is_strict = false;  ///< a slip is an error
   bool verifies = false;   ///< renders twice and compares
   bool as_json = false;
+
+  std::string out_dir;         ///< for many inputs; empty: a single rendering
+  int jobs = 0;                ///< so many at a time; 0: one a processor
+  int limit_seconds = 0;       ///< for one of them; 0: none
+  bool keeps_folders = false;  ///< of the inputs, below `out_dir`
+  bool does_again = false;     ///< what is finished, too
+  /// The options that say how one rendering sounds, for a command line of its own.
+  std::vector<std::string> rendering_words;
+
+  bool is_batch() const { return !out_dir.empty(); }
 };
 
 /// Reads the arguments after the program's name, all but the chain. Empty with a sentence in

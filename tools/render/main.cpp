@@ -1,6 +1,8 @@
 #include <unistd.h>
 
+#include <chrono>
 #include <cstdio>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -8,6 +10,8 @@
 #include "tools/program/interruption.hpp"
 #include "tools/program/standard_output.hpp"
 #include "tools/render/arguments.hpp"
+#include "tools/render/batch.hpp"
+#include "tools/render/batch_plan.hpp"
 #include "tools/render/render_song.hpp"
 #include "tools/render/summary.hpp"
 #include "vesk/plugin_names.hpp"
@@ -47,6 +51,19 @@ int run(const RenderArguments& arguments, RenderReport& report, std::string& err
   return strict_status(report.warnings);
 }
 
+/// Renders many; what failed has been told of by then.
+int run_batch(const RenderArguments& arguments, const std::vector<BatchJob>& jobs) {
+  using Clock = std::chrono::steady_clock;
+  const auto start = Clock::now();
+  const auto results = render_batch(arguments, jobs);
+  const double seconds = std::chrono::duration<double>(Clock::now() - start).count();
+  const bool is_told = arguments.as_json
+                           ? tell(batch_json(results, seconds))
+                           : arguments.quiet || tell(batch_text(arguments, results, seconds));
+  if (interruption() != 0) end_by_signal(interruption());
+  return is_told ? status_of(results) : 1;
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -65,12 +82,18 @@ int main(int argc, char** argv) {
   const std::string& chain = arguments->chain_words;
   const auto specification = vesk::client::specification_of({chain, arguments->settings}, error);
   if (specification && !take_chain(*arguments, *specification, error)) return refuse();
+  std::optional<std::vector<BatchJob>> jobs;
+  if (specification && arguments->is_batch()) {
+    jobs = plan_batch(*arguments, error);
+    if (!jobs) return refuse();
+  }
   RenderReport report;
   int status = 1;
   if (!specification) {
     say(error);
   } else {
     if (*specification != chain && !arguments->quiet) say("the chain is " + *specification);
+    if (jobs) return run_batch(*arguments, *jobs);
     status = run(*arguments, report, error);
   }
   std::string summary;

@@ -178,6 +178,7 @@ RenderOutcome render_song(const RenderArguments& given, RenderReport& report, st
   const auto load_start = Clock::now();
   auto host = spawn_host(arguments, source->sample_rate(), error);
   if (!host) return RenderOutcome::failed;
+  report.had_host = true;
   // While the host loads.
   std::ranges::move(check_chain(given.chain, !arguments.midi_path.empty(), source->sample_rate()),
                     std::back_inserter(report.warnings));

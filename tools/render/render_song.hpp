@@ -13,6 +13,7 @@ namespace vesk::tools {
 
 /// What a rendering came to.
 struct RenderReport {
+  bool had_host = false;             ///< one was started
   std::string chain_name;            ///< the plugins' names, joined by arrows
   int sample_rate = 0;               ///< Hz
   std::uint64_t frames = 0;          ///< written

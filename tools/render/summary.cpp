@@ -49,6 +49,7 @@ std::string summary_json(const RenderArguments& arguments, const RenderReport& r
                          const std::string& error) {
   Json summary{{"status", status}};
   if (!error.empty()) summary["error"] = error;
+  if (status != 0) summary["had_host"] = report.had_host;
   if (status == 0) {
     summary["output"] = arguments.output_path;
     if (!arguments.plot_path.empty()) summary["plot"] = arguments.plot_path;
