@@ -1,4 +1,8 @@
-tolower($1) == "usage:" && !seen++ { sub(/^\[/, "", $3); print "operand|" kind($3) }
+# What stands first on a command line, and what stands behind that.
+tolower($1) == "usage:" && !seen++ {
+  sub(/^\[/, "", $3)
+  print "operand|" kind($3) "|" ($4 ~ /^[A-Z]/ ? kind($4) : kind($3))
+}
 /^ +-/ {
   sub(/^ +/, "")
   match($0, /^(-[a-z], )?--[a-z0-9-]+( [A-Z[][^ ]*)?/)
@@ -25,5 +29,5 @@ wants_text { sub(/^ +/, ""); print head $0; wants_text = 0; next }
 function kind(word) {
   if (word == "" || word ~ /^-/) return "nothing"
   if (word ~ /CHAIN|PLUGIN/) return "chain"
-  return word ~ /FILE|FOLDER|DIR|\./ ? "file" : "text"
+  return word ~ /FILE|FOLDER|DIR|INPUT|\./ ? "file" : "text"
 }

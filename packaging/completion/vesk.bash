@@ -22,7 +22,7 @@ _vesk_chains() {
 
 # _vesk PROGRAM WORD: WORD is what readline replaces, which begins after the last of its break characters.
 _vesk() {
-  local line=${COMP_LINE:0:COMP_POINT} raw='' word='' quote='' quoted='' previous='' i c
+  local line=${COMP_LINE:0:COMP_POINT} raw='' word='' quote='' quoted='' previous='' i c words=()
   for ((i = 0; i < ${#line}; ++i)); do
     c=${line:i:1}
     if [[ -n $quote && $c == "$quote" ]]; then
@@ -37,6 +37,7 @@ _vesk() {
       c=${line:i:1}
       word+=$c
     elif [[ $c == [[:space:]] ]]; then
+      [[ -z $word ]] || words+=("$word")
       previous=${word:-$previous} raw='' word=''
       continue
     else
@@ -49,18 +50,29 @@ _vesk() {
   if [[ $word == --*=* ]]; then
     option=${word%%=*} prefix=${word%%=*}= value=${word#*=}
   fi
-  local what name short takes text kind=nothing operand=text matched='' names=() values=()
+  local what name short takes text kind=nothing operand=text later=text matched=''
+  local names=() values=()
+  local -A kinds=()
   while IFS='|' read -r what name short takes text; do
     case $what in
-      operand) operand=$name ;;
+      operand) operand=$name later=$short ;;
       option)
         names+=("$name")
+        kinds[$name]=$takes
+        [[ -z $short ]] || kinds[$short]=$takes
         [[ $option != "$name" && $option != "$short" ]] || kind=$takes matched=$name
         ;;
       value) [[ $name != "$matched" ]] || values+=("$short") ;;
     esac
   done < <(_vesk_options "$1")
 
+  for ((i = 1; i < ${#words[@]}; ++i)); do
+    if [[ ${words[i]} != -* ]]; then
+      operand=$later
+    elif [[ -n ${kinds[${words[i]}]-} && ${kinds[${words[i]}]} != nothing ]]; then
+      ((++i))
+    fi
+  done
   [[ $kind != nothing || -n $prefix ]] || kind=$operand
   local found=() list=vesk-list
   [[ $1 != */* ]] || list=${1%/*}/vesk-list

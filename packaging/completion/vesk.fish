@@ -42,10 +42,10 @@ function __vesk_complete --argument-names program
                 case nothing
                     complete $options
             end
-        else if test $fields[2] = chain
-            complete -c $program -a '(__vesk_chains)'
-        else if test $fields[2] = file
-            complete -c $program -F
+        else if test $fields[1] = operand
+            contains chain $fields[2..3]; and complete -c $program -a '(__vesk_chains)'
+            # Options may stand before the first operand, so that is not told from later ones.
+            contains file $fields[2..3]; and complete -c $program -F
         end
     end
 end

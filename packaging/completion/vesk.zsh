@@ -23,7 +23,7 @@ _vesk_chains() {
 }
 
 _vesk() {
-  local program=${~words[1]} line what name short takes text operand=nothing action
+  local program=${~words[1]} line what name short takes text operand=nothing later=nothing action
   local -a lines specs
   local -A values
   lines=("${(@f)$(command $program --help 2>/dev/null | awk '
@@ -31,7 +31,7 @@ _vesk() {
   for line in $lines; do
     IFS='|' read -r what name short takes text <<<"$line"
     [[ $what != value ]] || values[$name]+="$short "
-    [[ $what != operand ]] || operand=$name
+    [[ $what != operand ]] || operand=$name later=$short
   done
   for line in $lines; do
     IFS='|' read -r what name short takes text <<<"$line"
@@ -47,10 +47,9 @@ _vesk() {
     specs+=("*$name${action:+=}[$text]$action")
     [[ -z $short ]] || specs+=("*$short${action:++}[$text]$action")
   done
-  case $operand in
-    chain) specs+=("*:chain:_vesk_chains ${(q)program}") ;;
-    file) specs+=('*:file:_files') ;;
-  esac
+  local -A offers=(chain ":chain:_vesk_chains ${(q)program}" file ':file:_files')
+  [[ -z $offers[$operand] ]] || specs+=("1$offers[$operand]")
+  [[ -z $offers[$later] ]] || specs+=("*$offers[$later]")
   _arguments -s $specs
 }
 _vesk "$@"

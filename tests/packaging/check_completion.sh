@@ -41,6 +41,9 @@ vesk-render x --midi my@my@my\\ song.mid
 vesk-render x --midi 'my@my@my song.mid
 vesk-render x --midi=so@so@song.mid
 vesk-render x -o fol@fol@folder/
+vesk-render -q -r 8000 x so@so@song.mid
+vesk-render -q -r 8000 so@so@
+vesk-render x song.mid --format o@o@ogg,opus
 vesk-render x --tempo fol@fol@
 vesk-render ${type%:*}:@@${type##*:}
 vesk-render '${type%:*}:@${type%:*}:@$type
@@ -72,6 +75,7 @@ if command -v fish >/dev/null; then
   expect fish "$(in_fish "vesk-edit '${type%:*}:")" "$type"
   expect fish "$(in_fish "vesk-edit '$type|${effect%:*}:")" "$type|$effect"
   expect fish "$(in_fish 'vesk-render x --midi so')" song.mid
+  expect fish "$(in_fish 'vesk-render x so')" song.mid
 else
   echo "fish is not installed, and not tried"
 fi
@@ -94,6 +98,7 @@ if command -v zsh >/dev/null; then
   in_zsh "vesk-edit '$type|aufx:Gai" "vesk-edit '$type|aufx:Gain:Vesk"
   in_zsh "vesk-edit '$type@p" "vesk-edit '$type@p.aupreset"
   in_zsh 'vesk-render x --midi so' 'vesk-render x --midi song.mid'
+  in_zsh 'vesk-render x so' 'vesk-render x song.mid'
 else
   echo "zsh is not installed, and not tried"
 fi

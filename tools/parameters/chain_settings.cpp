@@ -48,8 +48,8 @@ void name_preset(ChainElement& plugin, const std::string& path) {
 }  // namespace
 
 const char* const settings_help =
-    R"(      --preset [N:]NAME   start the Nth plugin (the first) from one of the presets that vesk-list
-                          --presets shows, by its name or number
+    R"(      --preset [N:]NAME   start the Nth plugin (the first) from one of the presets that came with
+                          it, by its name or number; vesk-list --presets shows them
       --file [N:]NAME=PATH  give the Nth plugin (the first) a file, such as a sample or an impulse
                           response; vesk-list --parameters shows which it takes
 )";

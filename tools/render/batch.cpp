@@ -4,6 +4,8 @@
 #include <chrono>
 #include <cstdio>
 #include <filesystem>
+#include <mutex>
+#include <set>
 #include <system_error>
 #include <thread>
 #include <utility>
@@ -116,8 +118,7 @@ class Batch {
     } while (!made.is_done && made.may_be_repeated && result.attempts < most_attempts);
     result.told = std::move(made.told);
     result.error = std::move(made.error);
-    for (const Json& warning : warnings_in(result.told))
-      bar_.say(about(job.input, text_in(warning, "text")));
+    for (const Json& warning : warnings_in(result.told)) warn(job, text_in(warning, "text"));
     result.state = made.is_done ? BatchState::written : BatchState::failed;
     std::string error;
     if (!made.is_done)
@@ -126,7 +127,20 @@ class Batch {
       bar_.say(about(job.input, "is written, and will be once more by a later call: " + error));
   }
 
+  /// What is wrong with the chain is so for every input, and said once.
+  void warn(const BatchJob& job, const std::string& text) {
+    const bool is_about_chain =
+        std::ranges::any_of(arguments_.chain, [&text](const ChainElement& plugin) {
+          return text.find(plugin.name) != std::string::npos;
+        });
+    if (!is_about_chain) return bar_.say(about(job.input, text));
+    const std::lock_guard lock(mutex_);
+    if (said_.insert(text).second) bar_.say("vesk-render: " + text);
+  }
+
   const RenderArguments& arguments_;
+  std::mutex mutex_;
+  std::set<std::string> said_;
   FinishedWork finished_;
   ProgressBar bar_;
 };
