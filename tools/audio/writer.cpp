@@ -37,23 +37,23 @@ bool ends_with(const std::string& text, const char* ending) {
 
 struct Format {
   AudioFormat format;
+  int code;  ///< libsndfile's
   const char* name;
   const char* ending;
   const char* description;
-  int code;        ///< libsndfile's
   double quality;  ///< of what loses something; 0 of others
   bool (*takes_rate)(int hz);
   const char* rates;  ///< which it takes, in words
 };
 
 constexpr Format formats[] = {
-    {AudioFormat::wav_float, "wav", ".wav", "32-bit float WAV", SF_FORMAT_WAV | SF_FORMAT_FLOAT, 0,
+    {AudioFormat::wav_float, SF_FORMAT_WAV | SF_FORMAT_FLOAT, "wav", ".wav", "32-bit float WAV", 0,
      [](int) { return true; }, ""},
-    {AudioFormat::flac, "flac", ".flac", "24-bit FLAC", SF_FORMAT_FLAC | SF_FORMAT_PCM_24, 0,
+    {AudioFormat::flac, SF_FORMAT_FLAC | SF_FORMAT_PCM_24, "flac", ".flac", "24-bit FLAC", 0,
      [](int) { return true; }, ""},
-    {AudioFormat::vorbis, "ogg", ".ogg", "Ogg Vorbis", SF_FORMAT_OGG | SF_FORMAT_VORBIS,
+    {AudioFormat::vorbis, SF_FORMAT_OGG | SF_FORMAT_VORBIS, "ogg", ".ogg", "Ogg Vorbis",
      vorbis_quality, [](int hz) { return hz <= 200'000; }, "goes up to 200000 Hz"},
-    {AudioFormat::opus, "opus", ".opus", "Opus", SF_FORMAT_OGG | SF_FORMAT_OPUS, opus_quality,
+    {AudioFormat::opus, SF_FORMAT_OGG | SF_FORMAT_OPUS, "opus", ".opus", "Opus", opus_quality,
      [](int hz) {
        return hz == 8'000 || hz == 12'000 || hz == 16'000 || hz == 24'000 || hz == 48'000;
      },

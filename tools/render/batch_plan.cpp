@@ -49,10 +49,11 @@ std::optional<std::vector<BatchJob>> plan_batch(const RenderArguments& arguments
     const std::string output = output_of(input, arguments).string();
     const auto [other, is_new] = writers.emplace(output, input);
     if (!is_new) {
-      error = other->second == input
-                  ? input + " is given twice"
-                  : other->second + " and " + input + " would both be written to " + output +
-                        (arguments.keeps_folders ? "" : "; --keep-folders keeps folders apart");
+      error = input + " is given twice";
+      if (other->second != input)
+        error = other->second + " and " + input + " would both be written to " + output;
+      if (other->second != input && !arguments.keeps_folders)
+        error += "; --keep-folders keeps folders apart";
       return std::nullopt;
     }
     if (const auto source = sources.find(file_of(output)); source != sources.end()) {

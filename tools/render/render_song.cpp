@@ -147,8 +147,10 @@ RenderOutcome play(HostProcess& host, SongSource& source, const RenderArguments&
 RenderOutcome verify(const RenderArguments& arguments, const OutputFile& audio,
                      std::string& error) {
   const auto source = open_source(arguments, error);
-  auto again = source ? OutputFile::create(arguments.output_path, error) : std::nullopt;
-  const auto host = again ? spawn_host(arguments, source->sample_rate(), error) : nullptr;
+  if (!source) return RenderOutcome::failed;
+  std::optional<OutputFile> again = OutputFile::create(arguments.output_path, error);
+  if (!again) return RenderOutcome::failed;
+  const auto host = spawn_host(arguments, source->sample_rate(), error);
   if (!host || !wait_until_ready(*host, arguments.chain, error)) return RenderOutcome::failed;
   RenderReport unused;
   const RenderOutcome outcome = play(*host, *source, arguments, *again, unused, error);

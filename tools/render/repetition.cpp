@@ -3,6 +3,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <bit>
 #include <cerrno>
 #include <cstdint>
 #include <cstdio>
@@ -32,6 +33,11 @@ ssize_t read_chunk(int descriptor, std::vector<char>& bytes, off_t place) {
   return static_cast<ssize_t>(done);
 }
 
+/// Also of what is no number.
+bool is_same(float one, float other) {
+  return std::bit_cast<std::uint32_t>(one) == std::bit_cast<std::uint32_t>(other);
+}
+
 /// The first frame that is another one, bit for bit, or that only one of them has.
 std::optional<std::uint64_t> first_difference(AudioReader& first, AudioReader& second) {
   std::vector<float> left[2], right[2];
@@ -44,9 +50,7 @@ std::optional<std::uint64_t> first_difference(AudioReader& first, AudioReader& s
                                  second.read(left[1].data(), right[1].data(), chunk_frames)};
     const std::uint32_t both = std::min(got[0], got[1]);
     for (std::uint32_t i = 0; i < both; ++i)
-      if (std::memcmp(&left[0][i], &left[1][i], sizeof(float)) != 0 ||
-          std::memcmp(&right[0][i], &right[1][i], sizeof(float)) != 0)
-        return start + i;
+      if (!is_same(left[0][i], left[1][i]) || !is_same(right[0][i], right[1][i])) return start + i;
     if (got[0] != got[1]) return start + both;
     if (both == 0) return std::nullopt;
     start += both;
