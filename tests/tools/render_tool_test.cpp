@@ -315,6 +315,7 @@ TEST(render_arguments, SenselessCommandLinesAreRefusedInWords) {
       {with({"one", "two"}),
        "several INPUTs need --out-dir FOLDER; \"two\" is a second one (quote a chain with blanks "
        "or '|')"},
+      {with({"--preroll", "2"}), "--preroll is what is played before --start, and there is none"},
       {with({"--jobs", "2"}), "--jobs, --limit, --keep-folders and --again go with --out-dir"},
       {many({}), "nothing to play: give a MIDI file or an audio file"},
       {many({"-i", "a.wav"}), "--out-dir takes its INPUTs as words behind the chain"},

@@ -57,7 +57,7 @@ of type aumf take both, INPUT and --midi. It can be - for standard input.
                           the exit status)
       --out-dir FOLDER    write an output for every INPUT into this folder, under the INPUT's name
   -j, --jobs N            render so many INPUTs at a time, 1 to 64 (one a processor)
-      --limit SECONDS     how long one INPUT may take, 1 to 86400 (no limit)
+      --limit SECONDS     how long one try at an INPUT may take, 1 to 86400 (no limit)
       --keep-folders      put outputs into folders below --out-dir as their INPUTs are named
       --again             render also what an earlier call has finished
       --json              the figures and the warnings as a JSON object
@@ -239,6 +239,8 @@ std::optional<RenderArguments> parse_render_arguments(const std::vector<std::str
     complaint = "nothing to play: give a MIDI file or an audio file";
   else if (!arguments.midi_path.empty() && arguments.midi_path == arguments.input_path)
     complaint = "--midi and --input are the same";
+  else if (arguments.preroll_seconds > 0 && !(arguments.start_seconds > 0))
+    complaint = "--preroll is what is played before --start, and there is none";
   else
     complaint = outputs_complaint(arguments);
   if (complaint.empty()) complaint = choose_format(arguments, format);

@@ -20,15 +20,19 @@ namespace fs = std::filesystem;
 
 constexpr std::size_t longest_file = std::size_t{1} << 30;
 
-/// Where the file is, its length and when it was last written.
+std::int64_t nanoseconds(fs::file_time_type time) {
+  return std::chrono::duration_cast<std::chrono::nanoseconds>(time.time_since_epoch()).count();
+}
+
+/// Where the file is, its length and when it was last written. A pipe is new each time.
 Json stamp_of(const std::string& path) {
-  std::error_code error;
-  Json stamp = Json::array({fs::absolute(path, error).lexically_normal().string()});
+  std::error_code unknown, error;
+  Json stamp = Json::array({fs::absolute(path, unknown).lexically_normal().string()});
   const std::uint64_t bytes = fs::file_size(path, error);
-  const auto time = fs::last_write_time(path, error).time_since_epoch();
-  if (error) return stamp;
-  stamp.push_back(bytes);
-  stamp.push_back(std::int64_t{std::chrono::duration_cast<std::chrono::nanoseconds>(time).count()});
+  if (!error) stamp.push_back(bytes);
+  if (fs::exists(path, unknown))
+    stamp.push_back(
+        nanoseconds(error ? fs::file_time_type::clock::now() : fs::last_write_time(path, unknown)));
   return stamp;
 }
 
