@@ -33,7 +33,8 @@ struct Attempt {
 
 /// A sentence about an input, which it may begin with already.
 std::string about(const std::string& input, const std::string& sentence) {
-  return "vesk-render: " + (sentence.starts_with(input) ? sentence : input + ": " + sentence);
+  const bool is_named = sentence.starts_with(input + ":") || sentence.starts_with(input + " ");
+  return "vesk-render: " + (is_named ? sentence : input + ": " + sentence);
 }
 
 std::string text_in(const Json& object, const char* name) {
