@@ -19,6 +19,7 @@ struct Benchmark {
 constexpr Benchmark all_benchmarks[] = {
     {"round-trip", round_trip},
     {"many-hosts", many_hosts},
+    {"isolation", isolation},
     {"inside-period", inside_period},
     {"start-up", start_up},
     {"look-up", look_up},
