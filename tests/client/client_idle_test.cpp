@@ -6,6 +6,7 @@
 #include <thread>
 
 #include "tests/client/client_host.hpp"
+#include "tests/components/editors/variants.h"
 #include "tests/support/display.hpp"
 
 using namespace vesk::client;
@@ -29,6 +30,13 @@ long sleeps(pid_t process) {
   return sum;
 }
 
+Options real_host(const std::string& chain) {
+  Options real = options(chain, Mode::real_time);
+  real.host_program.clear();
+  real.environment = {"AUDIO_COMPONENT_PATH=" VESK_COMPONENTS};
+  return real;
+}
+
 }  // namespace
 
 TEST(ClientIdle, AHostSleepsUntilItIsAsked) {
@@ -43,10 +51,7 @@ TEST(ClientIdle, AHostSleepsUntilItIsAsked) {
   };
   for (const auto& test : cases) {
     SCOPED_TRACE(test.chain);
-    Options real = options(test.chain, Mode::real_time);
-    real.host_program.clear();
-    real.environment = {"AUDIO_COMPONENT_PATH=" VESK_COMPONENTS};
-    const auto host = start(real);
+    const auto host = start(real_host(test.chain));
     if (test.with_editor) {
       host->open_editor(0, "Idle");
       ASSERT_TRUE(wait_until([&] { return host->open_mask() == 1; }));
@@ -64,5 +69,22 @@ TEST(ClientIdle, AHostSleepsUntilItIsAsked) {
     }
     EXPECT_LT(Clock::now() - begin, 10s);
     EXPECT_TRUE(host->stop().orderly());
+  }
+}
+
+TEST(ClientIdle, AViewThatFailsWhileItsHostSleepsIsClosedAndNothingElseEnds) {
+  const vesk::tests::VirtualDisplay display;
+  for (const int variant : {kThrowsInMainQueueTask, kThrowsInTimer, kBreaksItsDisplay}) {
+    SCOPED_TRACE(variant);
+    const auto host = start(real_host("aumu:Edit:Vesk#1=" + std::to_string(variant)));
+    const std::string title = "Fails " + std::to_string(variant);
+    host->open_editor(0, title);
+    const auto window = vesk::tests::find_window(title);
+    ASSERT_TRUE(window);
+    ASSERT_TRUE(wait_until([&] { return host->open_mask() == 1; }));
+    vesk::tests::click(*window, 150, 60);
+    EXPECT_TRUE(wait_until([&] { return host->open_mask() == 0; }));
+    EXPECT_EQ(host->render(64, 0, {}, 5s), Answer::answered);
+    EXPECT_TRUE(host->stop().orderly()) << host->obituary();
   }
 }
