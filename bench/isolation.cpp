@@ -170,14 +170,15 @@ class InProcess : public Contestant {
 /// this is ours; what this is more than the threads is the kernel's and the caches'.
 class BareProcesses : public Contestant {
  public:
-  static std::unique_ptr<BareProcesses> start(int count, std::string& error) {
+  /// Those without work only answer: what they take is the kernel's.
+  static std::unique_ptr<BareProcesses> start(int count, bool with_work, std::string& error) {
     std::unique_ptr<BareProcesses> made(new BareProcesses);
     for (int i = 0; i < count; ++i) {
       auto* const block = static_cast<host::Block*>(mmap(
           nullptr, sizeof(host::Block), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0));
       platform::touch_pages(block, sizeof *block);
       const pid_t process = fork();
-      if (process == 0) answer(*block);
+      if (process == 0) answer(*block, with_work);
       made->blocks_.push_back(block);
       made->processes_.push_back(process);
     }
@@ -221,20 +222,26 @@ class BareProcesses : public Contestant {
  private:
   BareProcesses() = default;
 
-  [[noreturn]] static void answer(host::Block& block) {
+  [[noreturn]] static void answer(host::Block& block, bool with_work) {
     prctl(PR_SET_PDEATHSIG, SIGKILL);
     const platform::RenderThread denormals_flushed_as_in_a_host;
     const RealTime policy(worker_priority);
     std::string error;
     Player player;
-    const bool loaded = host::load_chain(piano, rate, period_frames, block, player.chain, error);
-    host::store_release(block.state, loaded ? host::ready : host::failed);
-    if (!loaded) _exit(1);
+    const bool is_ready =
+        !with_work || host::load_chain(piano, rate, period_frames, block, player.chain, error);
+    host::store_release(block.state, is_ready ? host::ready : host::failed);
+    if (!is_ready) _exit(1);
     host::PeriodServer server(block, player.chain.plugins, false, period_frames);
     for (std::uint32_t served = 0;;) {
       wait_while(block.render_request, served);
       served = host::load_acquire(block.render_request);
-      server.serve(served);
+      if (with_work) {
+        server.serve(served);
+      } else {
+        host::store_release(block.render_done, served);
+        wake(block.render_done, 1);
+      }
     }
   }
 
@@ -313,14 +320,15 @@ void measure(Contestant& contestant, int periods, Figures& figures) {
   figures.cpu_us.push_back(static_cast<double>(cpu_after - cpu_before) / 1000 / periods);
 }
 
-/// All three ways of playing `count` chains.
+/// All ways of playing `count` chains, and processes that play none.
 struct Contest {
-  std::unique_ptr<Contestant> in_process, bare, isolated;
+  std::unique_ptr<Contestant> in_process, bare, idle, isolated;
 
   bool start(int count, std::string& error) {
     in_process = InProcess::start(count, error);
-    if (in_process) bare = BareProcesses::start(count, error);
-    if (bare) isolated = Isolated::start(count, error);
+    if (in_process) bare = BareProcesses::start(count, true, error);
+    if (bare) idle = BareProcesses::start(count, false, error);
+    if (idle) isolated = Isolated::start(count, error);
     return isolated != nullptr;
   }
 };
@@ -332,18 +340,24 @@ void run(Report& report, const Plan& plan, int count) {
   const RealTime policy(driver_priority);
   if (!policy.granted()) return report.note("SCHED_FIFO not granted: no figure");
   const int periods = plan.quick ? 50 : 500;
-  Figures ours, floor, reference;
+  Figures ours, floor, kernel, reference;
   for (int round = 0; round < plan.rounds; ++round) {
     measure(*contest.in_process, periods, reference);
     measure(*contest.bare, periods, floor);
+    measure(*contest.idle, periods, kernel);
     measure(*contest.isolated, periods, ours);
   }
   const std::string hosts = std::to_string(count) + (count == 1 ? " host" : " hosts");
   const auto add = [&](const std::string& name, const std::vector<double> Figures::* figure) {
     report.add(
         Row::comparing(hosts + ", " + name + ", a", ours.*figure, reference.*figure, "us", {}));
-    report.add(Row::comparing(hosts + ", " + name + ", b", ours.*figure, floor.*figure, "us",
-                              count == 64 ? std::optional(1.15) : std::nullopt));
+    Row row = Row::comparing(hosts + ", " + name + ", b", ours.*figure, floor.*figure, "us",
+                             count == 64 ? std::optional(1.25) : std::nullopt);
+    char remark[64];
+    std::snprintf(remark, sizeof remark, "(without the plugin: %.4g)",
+                  Figure::of(kernel.*figure).median);
+    row.remark = remark;
+    report.add(std::move(row));
   };
   add("all done", &Figures::median_us);
   add("CPU a period", &Figures::cpu_us);
