@@ -14,6 +14,10 @@ struct Plan {
 void round_trip(Report& report, const Plan& plan);
 /// The group call against calling hosts one by one.
 void many_hosts(Report& report, const Plan& plan);
+/// Many chains in a host each, against all of them in one process.
+void isolation(Report& report, const Plan& plan);
+/// The periods that many hosts miss in a quarter of an hour.
+void endurance(Report& report, const Plan& plan);
 /// Time inside the Audio Unit calls of an LV2 instrument against running it through lilv, and the
 /// fixed cost of serving a period.
 void inside_period(Report& report, const Plan& plan);

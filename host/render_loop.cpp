@@ -8,6 +8,7 @@
 #include <limits>
 
 #include "host/period_server.hpp"
+#include "platform/parent_bell.hpp"
 #include "platform/render_thread.hpp"
 
 namespace vesk {
@@ -17,8 +18,9 @@ std::atomic<bool> g_joined_workgroup{false};
 namespace host {
 namespace {
 
-// How late at most a request or a `quit` is seen whose parent did not wake this thread.
-constexpr std::uint64_t wait_limit_ns = 100'000'000;
+// How late at most a request or a `quit` is seen whose parent did not wake this thread, and has not
+// promised to.
+constexpr std::uint64_t look_interval_ns = 100'000'000;
 
 std::uint32_t saturate(double value) {
   constexpr auto limit = std::numeric_limits<std::uint32_t>::max();
@@ -80,6 +82,7 @@ void render_loop(Block* block, std::vector<std::unique_ptr<AudioUnitPlugin>>& pl
   const JoinedWorkgroup joined(workgroup);
   g_joined_workgroup.store(joined.is_member(), std::memory_order_release);
 
+  const std::uint64_t wait_limit_ns = platform::longest_wait_ns(look_interval_ns);
   PeriodServer server(*block, plugins, first_is_effect, max_frames);
   std::uint32_t served = load_acquire(block->render_request);
   render_thread.announce_listening();

@@ -1,5 +1,6 @@
 #include "host/supervisor.hpp"
 
+#include <os/os_sync_wait_on_address.h>
 #include <signal.h>
 
 #include <cstring>
@@ -7,6 +8,7 @@
 #include <utility>
 
 #include "host/diagnostics.hpp"
+#include "platform/parent_bell.hpp"
 #include "platform/parent_watch.hpp"
 #include "platform/plugin_call.hpp"
 
@@ -14,7 +16,7 @@ namespace vesk::host {
 namespace {
 
 constexpr std::chrono::seconds periodic_save{10};
-constexpr double turn_seconds = 0.01;
+constexpr std::uint64_t look_interval_ns = 10'000'000;
 constexpr unsigned mask_bits = 32;
 // A counter that the parent has set ahead by more than its ring makes this thread go round the ring
 // several times. After so many rounds the rest waits for the next turn.
@@ -53,6 +55,8 @@ Supervisor::Supervisor(Block& block, Chain& chain, std::string label)
       windows_read_(load_acquire(block.window_write)) {}
 
 void Supervisor::run() {
+  const double turn_seconds =
+      static_cast<double>(platform::longest_wait_ns(look_interval_ns)) / 1e9;
   while (load_acquire(block_.quit) == 0) {
     apply_parameters();
     serve_windows();
@@ -62,6 +66,8 @@ void Supervisor::run() {
     if (platform::parent_has_gone()) {
       // Stops the render thread as well.
       store_release(block_.quit, 1);
+      os_sync_wake_by_address_any(&block_.render_request, sizeof block_.render_request,
+                                  OS_SYNC_WAKE_BY_ADDRESS_SHARED);
       break;
     }
     windows_.pump(turn_seconds);

@@ -20,6 +20,7 @@ struct Launch {
   bool inherit_standard_error = false;
   int workgroup_descriptor = -1;  ///< becomes descriptor 3 of the child; -1: none
   int parent_descriptor = -1;     ///< becomes descriptor 4; -1: none
+  int bell_descriptor = -1;       ///< becomes descriptor 5; -1: none
   std::uint32_t workgroup_port = 0;
 };
 

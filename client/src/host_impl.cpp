@@ -56,7 +56,7 @@ HostImpl::HostImpl(const Options& start_options, unsigned chain_length,
       record(std::move(made_record)),
       driver(block->block(), driver_settings(options, watcher->poke_descriptor(), record.get())),
       placement(std::move(made_placement)),
-      rings(block->block(), plugins) {}
+      rings(block->block(), plugins, record.get()) {}
 
 HostImpl::~HostImpl() {
   if (child == nullptr) return;
@@ -92,6 +92,7 @@ std::unique_ptr<HostImpl> HostImpl::spawn(const Options& options, std::string& e
   launch.inherit_standard_error = options.inherit_standard_error;
   launch.workgroup_descriptor = placement ? placement->descriptor() : -1;
   launch.parent_descriptor = record ? record->descriptor() : -1;
+  launch.bell_descriptor = record ? record->bell_descriptor() : -1;
   launch.workgroup_port = options.workgroup_port;
   const std::vector<std::string> elements = split_chain(options.chain);
   auto host =
@@ -112,7 +113,7 @@ Ending HostImpl::stop() {
   host::Block& shared = block->block();
   told_to_stop = true;
   host::store_release(shared.quit, 1);
-  wake_one(shared.render_request);
+  if (record != nullptr) record->ring();
   const nanoseconds saving = saving_allowance * rings.editors();
   std::int64_t deadline = deadline_after(deadline_after(now_ns(), options.stop_limit), saving);
   // A host that told of files for ever would never be killed.
@@ -131,6 +132,8 @@ Ending HostImpl::stop() {
       left = after_kill.count();
       deadline = now_ns() + left;
     }
+    // Each time: a render thread that was just about to sleep has missed the wake before.
+    wake_one(shared.render_request);
     lock.unlock();
     child->wait_for_exit(std::min<nanoseconds>(nanoseconds(left), milliseconds(50)));
     lock.lock();

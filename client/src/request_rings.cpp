@@ -97,6 +97,7 @@ void RequestRings::read_mask(std::int64_t now) {
 void RequestRings::mark(std::int64_t now) {
   marked_ns_ = now;
   host::store_release(block_.open_mask, mark_);
+  if (record_ != nullptr) record_->ring();
 }
 
 unsigned RequestRings::send_changes() {

@@ -7,6 +7,7 @@
 #include <optional>
 #include <string_view>
 
+#include "client/src/parent_record.hpp"
 #include "host/block.hpp"
 
 namespace vesk::client {
@@ -41,8 +42,10 @@ class RequestRings {
   /// Notices that wait for the parent; the oldest beyond them are lost.
   static constexpr std::size_t kept_notices = 256;
 
-  /// `plugins` is the length of the chain.
-  RequestRings(host::Block& block, unsigned plugins) noexcept : block_(block), plugins_(plugins) {}
+  /// `plugins` is the length of the chain. `record` has the host's bell; null: the host looks by
+  /// itself.
+  RequestRings(host::Block& block, unsigned plugins, const ParentRecord* record) noexcept
+      : block_(block), plugins_(plugins), record_(record) {}
 
   void set_parameter(unsigned plugin, std::uint32_t id, float value);
   void open_editor(unsigned plugin, std::string_view title);
@@ -69,6 +72,7 @@ class RequestRings {
 
  private:
   void read_mask(std::int64_t now);
+  /// Also rings, so it comes after whatever else was written.
   void mark(std::int64_t now);
   unsigned send_changes();
   unsigned send_requests();
@@ -77,6 +81,7 @@ class RequestRings {
 
   host::Block& block_;
   const unsigned plugins_;
+  const ParentRecord* const record_;
 
   using Key = std::pair<std::uint32_t, std::uint32_t>;  // plugin, id
   std::map<Key, float> changes_;

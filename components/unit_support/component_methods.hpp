@@ -88,21 +88,36 @@ class ComponentMethods {
     return unit_of(self).reset();
   }
 
+  /// Parameters are of the unit as a whole.
+  static OSStatus check_global(AudioUnitScope scope,
+                               AudioUnitElement element) noexcept VESK_REALTIME {
+    if (scope != kAudioUnitScope_Global) return kAudioUnitErr_InvalidScope;
+    return element == 0 ? OSStatus{noErr} : OSStatus{kAudioUnitErr_InvalidElement};
+  }
+
   static OSStatus get_parameter(void* self, AudioUnitParameterID id, AudioUnitScope scope,
                                 AudioUnitElement element,
                                 AudioUnitParameterValue* value) CA_REALTIME_API {
-    return unit_of(self).get_parameter(id, scope, element, value);
+    if (value == nullptr) return kAudio_ParamError;
+    const OSStatus status = check_global(scope, element);
+    return status != noErr ? status : unit_of(self).get_parameter(id, *value);
   }
 
   static OSStatus set_parameter(void* self, AudioUnitParameterID id, AudioUnitScope scope,
                                 AudioUnitElement element, AudioUnitParameterValue value,
                                 UInt32) CA_REALTIME_API {
-    return unit_of(self).set_parameter(id, scope, element, value);
+    const OSStatus status = check_global(scope, element);
+    return status != noErr ? status : unit_of(self).set_parameter(id, value);
   }
 
   static OSStatus render(void* self, AudioUnitRenderActionFlags* flags, const AudioTimeStamp* time,
                          UInt32 bus, UInt32 frames, AudioBufferList* data) CA_REALTIME_API {
-    return unit_of(self).render(flags, time, bus, frames, data);
+    if (time == nullptr || data == nullptr) return kAudio_ParamError;
+    if (bus != 0) return kAudioUnitErr_InvalidElement;
+    const OSStatus status = unit_of(self).render(*time, frames, *data);
+    if (status == noErr && flags != nullptr)
+      *flags &= ~static_cast<AudioUnitRenderActionFlags>(kAudioUnitRenderAction_OutputIsSilence);
+    return status;
   }
 
   static OSStatus midi_event(void* self, UInt32 status, UInt32 data1, UInt32 data2,

@@ -59,6 +59,10 @@ int __real_memfd_create(const char*, unsigned);
 int __wrap_memfd_create(const char* name, unsigned flags) {
   return fails(EMFILE) ? -1 : __real_memfd_create(name, flags);
 }
+int __real_eventfd(unsigned, int);
+int __wrap_eventfd(unsigned count, int flags) {
+  return fails(EMFILE) ? -1 : __real_eventfd(count, flags);
+}
 int __real_ftruncate(int, off_t);
 int __wrap_ftruncate(int descriptor, off_t bytes) {
   return fails(ENOSPC) ? -1 : __real_ftruncate(descriptor, bytes);
@@ -116,6 +120,7 @@ TEST(ClientFailingCalls, EachGivesASentenceAndLeavesNothing) {
       "cannot create the parent's record: Too many open files",
       "cannot create the parent's record: No space left on device",
       "cannot map the parent's record: Cannot allocate memory",
+      "cannot create the host's bell: Too many open files",
       "cannot make a pipe: Too many open files",
       "cannot make a pipe for the host's standard error: Too many open files",
       "cannot start ",

@@ -24,17 +24,15 @@ TEST(ClientStart, AHostGetsACleanProcessAndItsFiguresComeBack) {
   sigaddset(&mask, SIGTERM);
   pthread_sigmask(SIG_BLOCK, &mask, &before);
   signal(SIGINT, SIG_IGN);
-  const int leak = fcntl(2, F_DUPFD, 5);
+  const int leak = fcntl(2, F_DUPFD, 6);
   struct Case {
     Mode mode;
     const char* arguments;
     const char* process;
   };
   const Case cases[] = {
-      {Mode::real_time, "arguments 48000 4096 128",
-       "group 1 policy 0 descriptor3 1 descriptor4 1 descriptor5 0"},
-      {Mode::offline, "arguments 48000 4096 0",
-       "group 1 policy 0 descriptor3 0 descriptor4 1 descriptor5 0"},
+      {Mode::real_time, "arguments 48000 4096 128", "group 1 policy 0 records 1 1, bell 1, more 0"},
+      {Mode::offline, "arguments 48000 4096 0", "group 1 policy 0 records 0 1, bell 1, more 0"},
   };
   for (const Case& test : cases) {
     const auto host = start("load_ms=20", test.mode);

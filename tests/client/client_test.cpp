@@ -44,7 +44,7 @@ struct Host {
 
 TEST(RequestRings, NothingIsSentBeforeTheMainLoopRunsAndOneReplacedMarkIsNotTakenForATurn) {
   Host host;
-  RequestRings rings(*host.block, 1);
+  RequestRings rings(*host.block, 1, nullptr);
   rings.set_parameter(0, 1, 2);
   rings.open_editor(0, "a");
   EXPECT_TRUE(rings.turn(0).has_value());
@@ -64,7 +64,7 @@ TEST(RequestRings, NothingIsSentBeforeTheMainLoopRunsAndOneReplacedMarkIsNotTake
 
 TEST(RequestRings, HoweverFastOrSlowTheHostNoSlotIsOverrunAndTheLastValuesArrive) {
   Host host;
-  RequestRings rings(*host.block, 1);
+  RequestRings rings(*host.block, 1, nullptr);
   host.turn();
   std::vector<std::int64_t> sent;
   std::int64_t now = 0;
@@ -93,7 +93,7 @@ TEST(RequestRings, HoweverFastOrSlowTheHostNoSlotIsOverrunAndTheLastValuesArrive
 
 TEST(RequestRings, AMaskOfAllOnesIsNoDeadEnd) {
   Host host;
-  RequestRings rings(*host.block, 40);
+  RequestRings rings(*host.block, 40, nullptr);
   host.turn();
   rings.turn(0);
   host.mask = ~0u;
@@ -109,7 +109,7 @@ TEST(RequestRings, AMaskOfAllOnesIsNoDeadEnd) {
 
 TEST(RequestRings, WhateverTheHostClaimsItHasNoMoreThanItsChain) {
   Host host;
-  RequestRings rings(*host.block, 3);
+  RequestRings rings(*host.block, 3, nullptr);
   host.turn();
   host.mask = 0xfffffffa;
   for (std::uint32_t claim = 0; claim < 100; ++claim) {

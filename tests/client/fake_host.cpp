@@ -233,9 +233,9 @@ int main(int argc, char** argv) {
   Block& block = *static_cast<Block*>(memory);
   if (memory == MAP_FAILED || block.magic != block_magic) return 1;
   std::fprintf(stderr, "arguments %s %s %s\n", argv[3], argv[4], argv[5]);
-  std::fprintf(stderr, "group %d policy %d descriptor3 %d descriptor4 %d descriptor5 %d\n",
+  std::fprintf(stderr, "group %d policy %d records %d %d, bell %d, more %d\n",
                getpgrp() == getpid() ? 1 : 0, sched_getscheduler(0), fcntl(3, F_GETFD) != -1,
-               fcntl(4, F_GETFD) != -1, fcntl(5, F_GETFD) != -1);
+               fcntl(4, F_GETFD) != -1, fcntl(5, F_GETFD) != -1, fcntl(6, F_GETFD) != -1);
   if (number("lie_early") != 0) std::thread(lie, std::ref(block), number("lie_early")).detach();
   const pid_t parent = getppid();
   while (number("never_ready") != 0 && getppid() == parent) sleep_ms(100);

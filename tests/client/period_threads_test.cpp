@@ -75,7 +75,7 @@ TEST_P(PeriodThreads, ThousandsOfPeriodsComeBackEachWithItsOwnAudioAndTheRingsBe
       host::store_release(block_->open_mask, 0);
     }
   });
-  client::RequestRings rings(*block_, 1);
+  client::RequestRings rings(*block_, 1, nullptr);
   std::int64_t now = 0;
   const client::MidiEvent note{0x90, 60, 100, 0, period_frames - 1};
   for (unsigned period = 0; period < 5000; ++period, now += 2'000'000) {

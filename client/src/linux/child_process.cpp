@@ -16,6 +16,7 @@
 #include <thread>
 
 #include "client/src/linux/cpu_sets.hpp"
+#include "client/src/linux/host_places.hpp"
 #include "client/src/linux/proc.hpp"
 #include "client/src/spawn_lists.hpp"
 #include "client/src/spawn_settings.hpp"
@@ -29,9 +30,6 @@ namespace vesk::client {
 
 namespace {
 
-/// Where the host finds what it is given; the last of all it has.
-constexpr int workgroup_descriptor = 3;
-constexpr int parent_descriptor = 4;
 /// Waits below a millisecond look for a host that is about to be ready.
 constexpr std::int64_t short_wait_ns = 1'000'000;
 
@@ -72,9 +70,10 @@ void put_in_place(SpawnFileActions& actions, int descriptor, int place) {
 
 int ChildProcess::spawn(const Launch& launch, int output) {
   SpawnFileActions actions(output);
-  put_in_place(actions, launch.workgroup_descriptor, workgroup_descriptor);
-  put_in_place(actions, launch.parent_descriptor, parent_descriptor);
-  posix_spawn_file_actions_addclosefrom_np(actions.get(), parent_descriptor + 1);
+  put_in_place(actions, launch.workgroup_descriptor, VESK_WORKGROUP_DESCRIPTOR);
+  put_in_place(actions, launch.parent_descriptor, VESK_PARENT_DESCRIPTOR);
+  put_in_place(actions, launch.bell_descriptor, VESK_BELL_DESCRIPTOR);
+  posix_spawn_file_actions_addclosefrom_np(actions.get(), last_place + 1);
   SpawnAttributes attributes(POSIX_SPAWN_SETSCHEDULER);
   const sched_param ordinary{};
   posix_spawnattr_setschedpolicy(attributes.get(), SCHED_OTHER);

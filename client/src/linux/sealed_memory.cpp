@@ -7,24 +7,15 @@
 #include <cerrno>
 
 #include "client/src/error_text.hpp"
+#include "client/src/linux/host_places.hpp"
 
 namespace vesk::client {
 
 namespace {
 
-/// A host gets its records as descriptors 3 and 4: ours lie above, so that putting one in place
-/// never overwrites another.
-constexpr int lowest_descriptor = 5;
-
 int open_sealed(std::size_t bytes) {
-  const int opened = memfd_create("vesk-record", MFD_CLOEXEC | MFD_ALLOW_SEALING);
-  if (opened < 0) return -1;
-  int descriptor = opened;
-  if (opened < lowest_descriptor) {
-    descriptor = fcntl(opened, F_DUPFD_CLOEXEC, lowest_descriptor);
-    close(opened);
-    if (descriptor < 0) return -1;
-  }
+  const int descriptor = above_places(memfd_create("vesk-record", MFD_CLOEXEC | MFD_ALLOW_SEALING));
+  if (descriptor < 0) return -1;
   if (ftruncate(descriptor, static_cast<off_t>(bytes)) == 0 &&
       fcntl(descriptor, F_ADD_SEALS, F_SEAL_SHRINK | F_SEAL_GROW) == 0)
     return descriptor;

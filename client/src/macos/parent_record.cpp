@@ -13,6 +13,10 @@ ParentRecord::~ParentRecord() = default;
 int ParentRecord::descriptor() const noexcept {
   return -1;
 }
+int ParentRecord::bell_descriptor() const noexcept {
+  return -1;
+}
+void ParentRecord::ring() const noexcept {}
 bool ParentRecord::is_attached() const noexcept {
   return false;
 }

@@ -57,16 +57,16 @@ class PluginUnit {
 
   // Any thread; real-time safe.
 
-  OSStatus get_parameter(AudioUnitParameterID id, AudioUnitScope scope, AudioUnitElement element,
-                         AudioUnitParameterValue* value) const noexcept VESK_REALTIME;
-  OSStatus set_parameter(AudioUnitParameterID id, AudioUnitScope scope, AudioUnitElement element,
+  OSStatus get_parameter(AudioUnitParameterID id,
+                         AudioUnitParameterValue& value) const noexcept VESK_REALTIME;
+  OSStatus set_parameter(AudioUnitParameterID id,
                          AudioUnitParameterValue value) noexcept VESK_REALTIME;
   OSStatus midi(UInt32 status, UInt32 data1, UInt32 data2, UInt32 offset) noexcept VESK_REALTIME;
 
   // Render thread; real-time safe as far as the plugin is.
 
-  OSStatus render(AudioUnitRenderActionFlags* flags, const AudioTimeStamp* time, UInt32 bus,
-                  UInt32 frames, AudioBufferList* data) noexcept VESK_REALTIME;
+  OSStatus render(const AudioTimeStamp& time, UInt32 frames,
+                  AudioBufferList& data) noexcept VESK_REALTIME;
 
  private:
   friend struct UnitProperties;

@@ -24,20 +24,15 @@ bool overlaps(const float* first, const float* second, UInt32 frames) noexcept V
 
 }  // namespace
 
-OSStatus PluginUnit::render(AudioUnitRenderActionFlags* flags, const AudioTimeStamp* time,
-                            UInt32 bus, UInt32 frames,
-                            AudioBufferList* data) noexcept VESK_REALTIME {
-  if (time == nullptr || data == nullptr) return kAudio_ParamError;
-  if (bus != 0) return kAudioUnitErr_InvalidElement;
+OSStatus PluginUnit::render(const AudioTimeStamp& time, UInt32 frames,
+                            AudioBufferList& data) noexcept VESK_REALTIME {
   // While it is out, the control thread leaves alone what a period needs: formats, functions of the
   // host, buffers, events.
   Instance* instance = slot_.borrow();
   if (instance == nullptr) return kAudioUnitErr_Uninitialized;
-  OSStatus status = check_stereo_output(frames, max_frames_, *data);
-  if (status == noErr) status = render_period(*instance, *time, frames, *data);
+  OSStatus status = check_stereo_output(frames, max_frames_, data);
+  if (status == noErr) status = render_period(*instance, time, frames, data);
   slot_.give_back(instance);
-  if (status == noErr && flags != nullptr)
-    *flags &= ~static_cast<AudioUnitRenderActionFlags>(kAudioUnitRenderAction_OutputIsSilence);
   return status;
 }
 
@@ -154,22 +149,15 @@ void PluginUnit::ask_transport(Position& position) noexcept VESK_REALTIME {
 #pragma clang diagnostic pop
 }
 
-OSStatus PluginUnit::get_parameter(AudioUnitParameterID id, AudioUnitScope scope,
-                                   AudioUnitElement element,
-                                   AudioUnitParameterValue* value) const noexcept VESK_REALTIME {
-  if (value == nullptr) return kAudio_ParamError;
-  if (scope != kAudioUnitScope_Global) return kAudioUnitErr_InvalidScope;
-  if (element != 0) return kAudioUnitErr_InvalidElement;
+OSStatus PluginUnit::get_parameter(AudioUnitParameterID id,
+                                   AudioUnitParameterValue& value) const noexcept VESK_REALTIME {
   if (!parameters_.is_readable(id)) return kAudioUnitErr_InvalidParameter;
-  *value = parameters_.value(id);
+  value = parameters_.value(id);
   return noErr;
 }
 
-OSStatus PluginUnit::set_parameter(AudioUnitParameterID id, AudioUnitScope scope,
-                                   AudioUnitElement element,
+OSStatus PluginUnit::set_parameter(AudioUnitParameterID id,
                                    AudioUnitParameterValue value) noexcept VESK_REALTIME {
-  if (scope != kAudioUnitScope_Global) return kAudioUnitErr_InvalidScope;
-  if (element != 0) return kAudioUnitErr_InvalidElement;
   if (!parameters_.is_writable(id)) return kAudioUnitErr_InvalidParameter;
   if (!std::isfinite(value)) return kAudioUnitErr_InvalidParameterValue;
   parameters_.set(id, value);

@@ -16,24 +16,19 @@ std::uint8_t byte_of(const TimedEvent& event, std::uint32_t index) noexcept VESK
 
 }  // namespace
 
-OSStatus SamplerUnit::render(AudioUnitRenderActionFlags* flags, const AudioTimeStamp* time,
-                             UInt32 bus, UInt32 frames,
-                             AudioBufferList* data) noexcept VESK_REALTIME {
-  if (time == nullptr || data == nullptr) return kAudio_ParamError;
-  if (bus != 0) return kAudioUnitErr_InvalidElement;
+OSStatus SamplerUnit::render(const AudioTimeStamp&, UInt32 frames,
+                             AudioBufferList& data) noexcept VESK_REALTIME {
   // While it is out, the control thread leaves alone what a period needs.
   Playing* playing = slot_.borrow();
   if (playing == nullptr) return kAudioUnitErr_Uninitialized;
-  const OSStatus status = check_stereo_output(frames, max_frames_, *data);
+  const OSStatus status = check_stereo_output(frames, max_frames_, data);
   if (status == noErr) {
     float* const own[2] = {storage_.data(), storage_.data() + max_frames_};
     float* outputs[2];
-    prepare_stereo_output(frames, own, *data, outputs);
+    prepare_stereo_output(frames, own, data, outputs);
     if (frames > 0) play(*playing, frames, outputs);
   }
   slot_.give_back(playing);
-  if (status == noErr && flags != nullptr)
-    *flags &= ~static_cast<AudioUnitRenderActionFlags>(kAudioUnitRenderAction_OutputIsSilence);
   return status;
 }
 
@@ -68,23 +63,16 @@ void SamplerUnit::play(Playing& playing, UInt32 frames,
   midi_.release();
 }
 
-OSStatus SamplerUnit::get_parameter(AudioUnitParameterID id, AudioUnitScope scope,
-                                    AudioUnitElement element,
-                                    AudioUnitParameterValue* value) const noexcept VESK_REALTIME {
-  if (value == nullptr) return kAudio_ParamError;
-  if (scope != kAudioUnitScope_Global) return kAudioUnitErr_InvalidScope;
-  if (element != 0) return kAudioUnitErr_InvalidElement;
+OSStatus SamplerUnit::get_parameter(AudioUnitParameterID id,
+                                    AudioUnitParameterValue& value) const noexcept VESK_REALTIME {
   const std::size_t index = parameters_.index(id);
   if (index == parameter_count) return kAudioUnitErr_InvalidParameter;
-  *value = parameters_.value(index);
+  value = parameters_.value(index);
   return noErr;
 }
 
-OSStatus SamplerUnit::set_parameter(AudioUnitParameterID id, AudioUnitScope scope,
-                                    AudioUnitElement element,
+OSStatus SamplerUnit::set_parameter(AudioUnitParameterID id,
                                     AudioUnitParameterValue value) noexcept VESK_REALTIME {
-  if (scope != kAudioUnitScope_Global) return kAudioUnitErr_InvalidScope;
-  if (element != 0) return kAudioUnitErr_InvalidElement;
   const std::size_t index = parameters_.index(id);
   if (index == parameter_count) return kAudioUnitErr_InvalidParameter;
   if (!std::isfinite(value)) return kAudioUnitErr_InvalidParameterValue;

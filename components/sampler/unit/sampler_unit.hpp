@@ -39,17 +39,17 @@ class SamplerUnit {
 
   // Any thread; real-time safe.
 
-  OSStatus get_parameter(AudioUnitParameterID id, AudioUnitScope scope, AudioUnitElement element,
-                         AudioUnitParameterValue* value) const noexcept VESK_REALTIME;
-  OSStatus set_parameter(AudioUnitParameterID id, AudioUnitScope scope, AudioUnitElement element,
+  OSStatus get_parameter(AudioUnitParameterID id,
+                         AudioUnitParameterValue& value) const noexcept VESK_REALTIME;
+  OSStatus set_parameter(AudioUnitParameterID id,
                          AudioUnitParameterValue value) noexcept VESK_REALTIME;
   OSStatus midi(UInt32 status, UInt32 data1, UInt32 data2, UInt32 offset) noexcept VESK_REALTIME;
   OSStatus reset() noexcept VESK_REALTIME;
 
   // Render thread; real-time safe.
 
-  OSStatus render(AudioUnitRenderActionFlags* flags, const AudioTimeStamp* time, UInt32 bus,
-                  UInt32 frames, AudioBufferList* data) noexcept VESK_REALTIME;
+  OSStatus render(const AudioTimeStamp& time, UInt32 frames,
+                  AudioBufferList& data) noexcept VESK_REALTIME;
 
  private:
   friend struct SamplerProperties;

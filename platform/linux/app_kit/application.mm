@@ -85,6 +85,7 @@ constexpr NSTimeInterval longest_wait_seconds = 1;
                                         untilDate:deadline
                                            inMode:mode
                                           dequeue:dequeue];
+    if (event) vesk::platform::note_event();
     if (event || moment <= [NSDate timeIntervalSinceReferenceDate]) return event;
   }
   [self vesk_waitWithoutDisplayUntil:moment];
@@ -96,6 +97,11 @@ constexpr NSTimeInterval longest_wait_seconds = 1;
   vesk::platform::close_every_editor();
   const NSTimeInterval left = moment - [NSDate timeIntervalSinceReferenceDate];
   CFRunLoopRunInMode(kCFRunLoopDefaultMode, std::clamp(left, 0.0, longest_wait_seconds), false);
+}
+
+- (void)postEvent:(NSEvent*)event atStart:(BOOL)flag {
+  vesk::platform::note_event();
+  [super postEvent:event atStart:flag];
 }
 
 - (void)sendEvent:(NSEvent*)event {

@@ -127,6 +127,10 @@ bool display_is_lost() {
   return lost.load(std::memory_order_acquire);
 }
 
+bool has_unread_events() {
+  return app_display != nullptr && XEventsQueued(app_display, QueuedAlready) > 0;
+}
+
 bool display_has_gone() {
   if (display_is_lost() || !app_display) return display_is_lost();
   pollfd connection{ConnectionNumber(app_display), 0, 0};

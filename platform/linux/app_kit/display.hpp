@@ -24,6 +24,10 @@ void outlive_display(void* display);
 /// Whether that connection was found broken. Any thread.
 bool display_is_lost();
 
+/// Whether events have come that no descriptor tells of any more, with the answer to a question.
+/// Main thread.
+bool has_unread_events();
+
 /// Whether it is broken, found or not. Main thread.
 bool display_has_gone();
 

@@ -9,6 +9,9 @@
 #import "platform/linux/app_kit/bridge/bridge.hpp"
 #include "platform/linux/app_kit/display.hpp"
 #import "platform/linux/app_kit/editors.hpp"
+#include "platform/linux/app_kit/main_loop_watch.hpp"
+#include "platform/linux/dispatch/run_loop.hpp"
+#include "platform/linux/records/parent_record.hpp"
 #include "platform/linux/window_proxy/window_module.hpp"
 #include "windows/windows.hpp"
 
@@ -69,7 +72,9 @@ std::uint32_t open_mask(const void* manager) {
 void pump(void* manager, double seconds) {
   forget_editor_turns();
   with_readable_exceptions([&] {
-    manager_of(manager).pump(seconds);
+    const bool is_rung = parent_bell() >= 0;
+    if (is_rung) sleep_until_rung(seconds, sleep_until_event);
+    manager_of(manager).pump(is_rung ? 0 : seconds);
     raise_kept_failure();
   });
 }

@@ -3,16 +3,12 @@
 
 #include "platform/linux/audio_toolbox/component_instance.hpp"
 
-// Units declare their methods with a self of their own type, which is another function type to
-// the undefined-behaviour sanitizer, though the same call.
-#define VESK_CALLS_COMPONENT __attribute__((no_sanitize("function"), always_inline)) static inline
-
 namespace {
 
 /// Calls a real-time method of `instance`: one load, one test, one indirect call.
 template <auto Method, typename... Arguments>
-VESK_CALLS_COMPONENT OSStatus call_realtime(ComponentInstanceRecord* instance,
-                                            Arguments... arguments) CA_REALTIME_API {
+VESK_CALLS_COMPONENT [[gnu::always_inline]] inline OSStatus call_realtime(
+    ComponentInstanceRecord* instance, Arguments... arguments) CA_REALTIME_API {
   if (!instance) return kAudio_ParamError;
   const auto method = instance->methods.*Method;
   if (!method) return kAudio_UnimplementedError;
@@ -20,7 +16,8 @@ VESK_CALLS_COMPONENT OSStatus call_realtime(ComponentInstanceRecord* instance,
 }
 
 template <auto Method, typename... Arguments>
-VESK_CALLS_COMPONENT OSStatus call(ComponentInstanceRecord* instance, Arguments... arguments) {
+VESK_CALLS_COMPONENT [[gnu::always_inline]] inline OSStatus call(ComponentInstanceRecord* instance,
+                                                                 Arguments... arguments) {
   if (!instance) return kAudio_ParamError;
   const auto method = instance->methods.*Method;
   if (!method) return kAudio_UnimplementedError;

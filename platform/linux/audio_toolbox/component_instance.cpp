@@ -13,8 +13,6 @@
 namespace vesk::platform {
 namespace {
 
-#define VESK_CALLS_COMPONENT __attribute__((no_sanitize("function")))
-
 VESK_CALLS_COMPONENT ComponentMethods
 resolve_methods(const AudioComponentPlugInInterface& interface) {
   ComponentMethods methods{};

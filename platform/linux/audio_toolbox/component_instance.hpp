@@ -3,6 +3,10 @@
 #include <AudioToolbox/AUComponent.h>
 #include <AudioToolbox/MusicDevice.h>
 
+/// On functions that call a component's methods. Units declare these with a self of their own type,
+/// which is another function type to the undefined-behaviour sanitizer, though the same call.
+#define VESK_CALLS_COMPONENT __attribute__((no_sanitize("function")))
+
 /// The methods of one instance, by name: what its Lookup gave for each selector, NULL where it has
 /// none. Resolved once, so that a call at render time is one indirect call.
 ///

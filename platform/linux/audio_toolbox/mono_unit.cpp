@@ -10,10 +10,6 @@
 
 #include "platform/linux/audio_toolbox/component.hpp"
 
-// Units declare their methods with a self of their own type, which is another function type to
-// the undefined-behaviour sanitizer, though the same call.
-#define VESK_CALLS_COMPONENT __attribute__((no_sanitize("function")))
-
 namespace vesk::platform {
 namespace {
 

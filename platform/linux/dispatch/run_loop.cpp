@@ -193,6 +193,10 @@ void wake_main_loop() {
   wake(main_loop());
 }
 
+int wake_descriptor() {
+  return main_loop().wake_descriptor;
+}
+
 }  // namespace vesk::platform::loop
 
 namespace vesk::platform {

@@ -20,6 +20,21 @@ __attribute__((visibility("default"))) std::uint64_t next_deadline();
 /// one, main-queue tasks. Main thread only.
 __attribute__((visibility("default"))) void service_once();
 
+/// Something that sleeps until the main loop has work, but no longer than `limit_ns`. It must end
+/// when the descriptor of `main_loop_descriptor` or `parent_bell` can be read.
+using Sleep = void (*)(std::uint64_t limit_ns);
+
+/// Between two turns of a main loop whose parent has a bell: sleeps unless the parent has rung
+/// since the last call. Main thread only.
+__attribute__((visibility("default"))) void sleep_until_rung(double seconds, Sleep sleep);
+
+/// How one sleeps where no window system runs. Main thread only.
+__attribute__((visibility("default"))) void sleep_without_windows(std::uint64_t limit_ns);
+
+/// Takes what the parent has rung, if it has, and remembers it for the next turn. Whether it has.
+/// Main thread only.
+__attribute__((visibility("default"))) bool hear_bell();
+
 }  // namespace vesk::platform
 
 /// Between the loop and the queue.
@@ -31,6 +46,8 @@ __attribute__((visibility("default"))) bool is_main_thread();
 
 /// Ends a wait of the main loop. Any thread.
 void wake_main_loop();
+/// The descriptor of `main_loop_descriptor`, for one who looks at the timers before each wait.
+int wake_descriptor();
 
 /// The queue's part in a pass of the main loop. Main thread only.
 ///

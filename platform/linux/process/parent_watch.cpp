@@ -10,6 +10,7 @@
 #include <csignal>
 #include <ctime>
 
+#include "platform/linux/dispatch/run_loop.hpp"
 #include "platform/linux/process/parent.hpp"
 #include "platform/linux/records/parent_record.hpp"
 #include "platform/linux/records/workgroup_record.hpp"
@@ -66,6 +67,7 @@ void await_end_of_parent() {
 void* guard(void*) {
   await_end_of_parent();
   g_parent_ended.store(true, std::memory_order_relaxed);
+  loop::wake_main_loop();
   sleep_seconds(seconds_to_stir);
   if (g_is_ending.load(std::memory_order_relaxed) || g_saves.load(std::memory_order_relaxed) > 0)
     sleep_seconds(seconds_to_save);

@@ -1,10 +1,13 @@
 #include "platform/linux/records/parent_record.hpp"
 
+#include <fcntl.h>
 #include <os/os_sync_wait_on_address.h>
 #include <unistd.h>
 
 #include <atomic>
 #include <cstddef>
+#include <string>
+#include <string_view>
 
 #include "platform/linux/records/sealed_record.hpp"
 
@@ -17,6 +20,7 @@ static_assert(offsetof(VeskParentRecord, magic) == 0);
 static_assert(offsetof(VeskParentRecord, version) == 4);
 
 VeskParentRecord* g_record = nullptr;
+int g_bell = -1;
 
 /// A field that the parent may write at any time, read once.
 template <typename Value>
@@ -32,6 +36,22 @@ double read_number(const double& field) noexcept VESK_REALTIME {
   return value > -limit && value < limit ? value : 0;
 }
 
+bool has_flag(std::uint32_t flag) {
+  return g_record != nullptr && (read(g_record->flags) & flag) != 0;
+}
+
+/// Takes what stands in the bell's place when it is an eventfd that does not block, and keeps it
+/// from programs that a plugin starts.
+void take_bell() {
+  char target[64] = {};
+  const std::string link = "/proc/self/fd/" + std::to_string(VESK_BELL_DESCRIPTOR);
+  if (readlink(link.c_str(), target, sizeof target - 1) < 0) return;
+  const int flags = fcntl(VESK_BELL_DESCRIPTOR, F_GETFL);
+  if (std::string_view(target) != "anon_inode:[eventfd]" || (flags & O_NONBLOCK) == 0) return;
+  fcntl(VESK_BELL_DESCRIPTOR, F_SETFD, FD_CLOEXEC);
+  g_bell = VESK_BELL_DESCRIPTOR;
+}
+
 }  // namespace
 
 void attach_parent_record() {
@@ -39,6 +59,7 @@ void attach_parent_record() {
   g_record = static_cast<VeskParentRecord*>(map_record(VESK_PARENT_DESCRIPTOR, kind));
   // The mapping is enough, and programs that a plugin starts are not hosts of this parent.
   close(VESK_PARENT_DESCRIPTOR);
+  if (has_flag(VESK_PARENT_RINGS)) take_bell();
   if (g_record != nullptr) std::atomic_ref(g_record->attached).store(1, std::memory_order_release);
 }
 
@@ -51,7 +72,11 @@ pid_t recorded_parent() {
 }
 
 bool parent_renders_offline() {
-  return g_record != nullptr && read(g_record->offline) != 0;
+  return has_flag(VESK_PARENT_OFFLINE);
+}
+
+int parent_bell() {
+  return g_bell;
 }
 
 void tell_listening() {

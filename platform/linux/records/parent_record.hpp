@@ -19,6 +19,8 @@ bool has_parent_record();
 pid_t recorded_parent();
 /// Whether the parent renders offline.
 bool parent_renders_offline();
+/// The eventfd that the parent rings, or -1.
+__attribute__((visibility("default"))) int parent_bell();
 /// Tells the parent that the calling thread sees every request from now on, and wakes it.
 void tell_listening();
 

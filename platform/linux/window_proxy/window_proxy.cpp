@@ -18,8 +18,10 @@
 #include <vector>
 
 #include "platform/linux/audio_toolbox/module_folder.hpp"
+#include "platform/linux/dispatch/run_loop.hpp"
 #include "platform/linux/process/characters.hpp"
 #include "platform/linux/process/report.hpp"
+#include "platform/linux/records/parent_record.hpp"
 #include "platform/linux/window_proxy/window_module.hpp"
 #include "platform/plugin_call.hpp"
 #include "windows/windows.hpp"
@@ -180,7 +182,9 @@ std::uint32_t Windows::open_mask() const {
 
 void Windows::pump(double seconds) {
   if (!impl_->manager) {
-    CFRunLoopRunInMode(kCFRunLoopDefaultMode, seconds, false);
+    const bool is_rung = platform::parent_bell() >= 0;
+    if (is_rung) platform::sleep_until_rung(seconds, platform::sleep_without_windows);
+    CFRunLoopRunInMode(kCFRunLoopDefaultMode, is_rung ? 0 : seconds, false);
     return;
   }
   // While one editor alone is open, what crashes in a turn is most likely its code.

@@ -13,8 +13,19 @@
 
 enum {
   VESK_PARENT_MAGIC = 0x56505254, /* "VPRT" read as a big-endian number */
-  VESK_PARENT_VERSION = 1,
-  VESK_PARENT_DESCRIPTOR = 4
+  VESK_PARENT_VERSION = 2,
+  VESK_PARENT_DESCRIPTOR = 4,
+  VESK_BELL_DESCRIPTOR = 5
+};
+
+enum { /* VeskParentRecord.flags */
+       /* Periods follow one another as fast as they can, and a result must not depend on how fast
+        * threads of a plugin are. */
+       VESK_PARENT_OFFLINE = 1,
+       /* The host has an eventfd, non-blocking, as descriptor VESK_BELL_DESCRIPTOR. The parent adds
+        * 1 to it after it has written to `param_write`, `window_write`, `quit` or `open_mask`, and
+        * wakes `render_request` after it has written to `quit`. An idle host then sleeps. */
+       VESK_PARENT_RINGS = 2
 };
 
 enum {                           /* VeskTransport.flags */
@@ -45,9 +56,7 @@ typedef struct VeskParentRecord {
   /* The parent's process id (getpid). A host whose getppid() differs has lost its parent. */
   int32_t parent;
 
-  /* Not 0: periods follow one another as fast as they can, and a result must not depend on how
-   * fast threads of a plugin are. Written before the host starts. */
-  uint32_t offline;
+  uint32_t flags; /* VESK_PARENT_..., written before the host starts */
 
   /* In Hz, as on the host's command line. */
   double sample_rate;
