@@ -3,6 +3,7 @@
 #include "components/lv2/instance/instance.hpp"
 
 #include <algorithm>
+#include <mutex>
 
 #include "components/lv2/instance/plugin_state.hpp"
 #include "components/lv2/instance/urid_map.hpp"
@@ -34,6 +35,7 @@ Instance::Instance(const InstanceRequest& request)
 Instance::~Instance() {
   // First, since work still under way may use what deactivate and cleanup take away.
   for (const auto& voice : voices_) voice->worker.stop();
+  const std::scoped_lock turn(plugin_turn());
   stop_playing();
   for (const auto& voice : voices_)
     if (voice->handle != nullptr && descriptor_.cleanup != nullptr)
@@ -71,6 +73,7 @@ bool Instance::build(const InstanceRequest& request, std::string& error) {
 }
 
 bool Instance::make_voices(const InstanceRequest& request, std::string& error) {
+  const std::scoped_lock turn(plugin_turn());
   if (!instantiate(request, error)) return false;
   const LV2_State_Interface* state = state_methods(descriptor_);
   for (const auto& voice : voices_) {
@@ -164,6 +167,7 @@ float* Instance::new_buffer(float fill) {
 }
 
 void Instance::activate() {
+  const std::scoped_lock turn(plugin_turn());
   start_playing();
   if (!ports_.latency || latency_frames_ > 0) return;
   // One in five of those that have a latency know it only after a real run. The shortest, since not
