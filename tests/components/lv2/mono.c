@@ -8,9 +8,9 @@ enum { kSide, kMain, kOut, kGain, kPeak };
 
 LV2_SYMBOL_EXPORT const LV2_Descriptor* lv2_descriptor(uint32_t index) {
   static const LV2_Descriptor* const all[] = {
-      &test_effect_descriptor, &test_events_descriptor,  &test_external_knob_descriptor,
-      &test_files_descriptor,  &test_gl_knob_descriptor, &test_knob_descriptor,
-      &test_mono_descriptor};
+      &test_echo_descriptor,    &test_late_descriptor,          &test_effect_descriptor,
+      &test_events_descriptor,  &test_external_knob_descriptor, &test_files_descriptor,
+      &test_gl_knob_descriptor, &test_knob_descriptor,          &test_mono_descriptor};
   return index < sizeof all / sizeof all[0] ? all[index] : NULL;
 }
 
