@@ -78,6 +78,9 @@ read -ra flags < <(pkg-config --cflags vesk-components)
   "$source/docs/examples/pluck/"pluck{,ed_strings}.c -lm
 found=$(cd vesk/include && echo *)
 [ "$found" = vesk ] || { echo "include/ holds $found"; exit 1; }
+for header in "$source"/client/include/vesk/*; do
+  [ -f "vesk/include/vesk/${header##*/}" ] || { echo "${header##*/} is not installed"; exit 1; }
+done
 declared=$(grep -ohE '\bvesk_[a-z_]+\(' vesk/include/vesk/vesk.h | tr -d '(' | sort)
 exported=$(nm -D --defined-only "$(find vesk -name libvesk.so.0)" |
   sed -n 's/.* \(.*\)@@VESK_0$/\1/p' | grep -v ^VESK | sort)
