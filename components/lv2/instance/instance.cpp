@@ -196,10 +196,14 @@ void Instance::stop_playing() {
 }
 
 /// A run of each voice before all periods, over what the buffers have held since they were made.
+/// Nothing here has to be real-time safe, so the plugin is not called as if it had to.
 void Instance::run_all(std::uint32_t frames) {
-  Period period;
-  period.frames = frames;
-  for (const auto& voice : voices_) run_voice(*voice, period);
+  for (const auto& voice : voices_) {
+    for (AtomBuffer& output : voice->atom_outputs) output.offer();
+    for (OldEventBuffer& output : voice->event_outputs) output.clear();
+    descriptor_.run(voice->handle, frames);
+    voice->worker.finish_run();
+  }
   if (ports_.latency) latency_frames_ = voices_.front()->control_outputs[*ports_.latency];
 }
 
