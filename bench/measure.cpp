@@ -81,7 +81,7 @@ pid_t start_program(const std::vector<std::string>& arguments) {
   posix_spawn_file_actions_addopen(&actions, 1, "/dev/null", O_WRONLY, 0);
   posix_spawn_file_actions_addopen(&actions, 2, "/dev/null", O_WRONLY, 0);
   pid_t process = -1;
-  if (posix_spawn(&process, pointers[0], &actions, nullptr, pointers.data(), environ) != 0)
+  if (posix_spawnp(&process, pointers[0], &actions, nullptr, pointers.data(), environ) != 0)
     process = -1;
   posix_spawn_file_actions_destroy(&actions);
   return process;

@@ -7,6 +7,7 @@
 #include <string_view>
 
 #include "vesk/host_group.hpp"
+#include "vesk/plugin_names.hpp"
 
 // The C interface: names, sizes and thread rules are vesk.h's, everything else the client's.
 
@@ -59,6 +60,21 @@ std::size_t give_lines(const std::vector<std::string>& lines, char* buffer, std:
   return give_text(text, buffer, size);
 }
 
+std::vector<std::string> list_of(const char* const* entries) {
+  std::vector<std::string> list;
+  for (; entries != nullptr && *entries != nullptr; ++entries) list.emplace_back(*entries);
+  return list;
+}
+
+NamedChain named_chain_of(const vesk_named_chain& given) {
+  NamedChain chain;
+  if (given.text != nullptr) chain.text = given.text;
+  chain.settings = list_of(given.settings);
+  if (given.list_program != nullptr) chain.list_program = given.list_program;
+  if (given.limit_ms != 0) chain.limit = milliseconds(given.limit_ms);
+  return chain;
+}
+
 Options options_of(const vesk_options& given) {
   Options options;
   if (given.chain != nullptr) options.chain = given.chain;
@@ -73,8 +89,7 @@ Options options_of(const vesk_options& given) {
   options.driver_priority = given.driver_priority;
   options.workgroup_port = given.workgroup_port;
   if (given.host_program != nullptr) options.host_program = given.host_program;
-  for (auto entry = given.environment; entry != nullptr && *entry != nullptr; ++entry)
-    options.environment.emplace_back(*entry);
+  options.environment = list_of(given.environment);
   options.start_limit = milliseconds(given.start_limit_ms);
   if (given.stop_limit_ms != 0) options.stop_limit = milliseconds(given.stop_limit_ms);
   options.hang_limit = milliseconds(given.hang_limit_ms);
@@ -123,6 +138,18 @@ vesk_answer answer_of(Answer answer) VESK_REALTIME {
 
 const char* vesk_version(void) {
   return VESK_VERSION;
+}
+
+std::size_t vesk_specification_of(const vesk_named_chain* chain, char* text, std::size_t text_size,
+                                  char* error, std::size_t error_size) {
+  std::string reason = "not enough memory";
+  try {
+    if (const auto found = specification_of(named_chain_of(copied(chain)), reason))
+      return give_text(*found, text, text_size);
+  } catch (const std::exception&) {  // no memory: the reason stands
+  }
+  give_text(reason, error, error_size);
+  return 0;
 }
 
 vesk_host* vesk_host_start(const vesk_options* options, char* error, std::size_t error_size) {

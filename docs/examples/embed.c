@@ -7,14 +7,21 @@ enum { kFrames = 128, kRate = 48000 };
 
 int main(int argc, char** argv) {
   if (argc != 2) {
-    fprintf(stderr, "usage: %s CHAIN, for example aumu:Sm48:LV2_\n", argv[0]);
+    fprintf(stderr, "usage: %s CHAIN, for example 'MDA ePiano|MDA Ambience'\n", argv[0]);
     return 2;
+  }
+  char chain[1024], sentence[256];
+  const vesk_named_chain named = {.struct_size = sizeof named, .text = argv[1]};
+  const size_t length =
+      vesk_specification_of(&named, chain, sizeof chain, sentence, sizeof sentence);
+  if (length == 0 || length >= sizeof chain) {
+    fprintf(stderr, "%s\n", length == 0 ? sentence : "the chain is too long");
+    return 1;
   }
   /* Faster than played, so that one loop is enough; a live program renders in its audio callback.
    */
   const vesk_options options = {
-      .struct_size = sizeof options, .chain = argv[1], .mode = VESK_OFFLINE};
-  char sentence[256];
+      .struct_size = sizeof options, .chain = chain, .mode = VESK_OFFLINE};
   vesk_host* host = vesk_host_start(&options, sentence, sizeof sentence);
   if (!host) {
     fprintf(stderr, "%s\n", sentence);

@@ -16,12 +16,18 @@ import vesk
 
 TONE = "aumu:Tone:Vesk"  # a deterministic synthesizer; Gain multiplies by parameter 0
 GAIN = "aufx:Gain:Vesk"
+FILES = "Test Files"  # an LV2 plugin that plays a number out of a file, and nothing without one
 NOTE = (0, 0x90, 69, 127)
 
 
 def frequency(sound, rate=48000):
     spectrum = np.abs(np.fft.rfft(sound * np.hanning(len(sound))))
     return np.argmax(spectrum) * rate / len(sound)
+
+
+def closed_group(host):
+    with vesk.HostGroup([host]) as group:
+        return group
 
 
 def test_version_is_the_library_s():
@@ -64,6 +70,7 @@ def test_effects_take_input():
     (lambda host: host.render(10, input=np.zeros((2, 9))), ValueError),
     (lambda host: host.render(10, input=np.zeros((3, 10))), ValueError),
     (lambda host: (host.close(), host.render(10)), vesk.HostError),
+    (lambda host: closed_group(host).render(10), vesk.HostError),
 ])
 def test_what_makes_no_sense_is_an_exception(call, error):
     with vesk.Host(TONE, offline=True) as host, pytest.raises(error):
@@ -75,6 +82,34 @@ def test_what_could_not_be_made_ends_quietly():
     for make in (lambda: vesk.Host(TONE, rate=48000), lambda: vesk.HostGroup()):
         with pytest.raises(TypeError):
             make()
+
+
+def test_plugins_parameters_and_presets_are_found_by_name():
+    assert vesk.specification_of("vesk: gain|GAIN", ["2:Gain=0.5"]) == GAIN + "|" + GAIN + "#0=0.5"
+    long = "|".join([GAIN] * 400)  # and at once, being specifications
+    assert vesk.specification_of(long) == long
+    noise = np.random.default_rng(4).uniform(-1, 1, (2, 500)).astype(np.float32)
+    with vesk.Host("Vesk: Gain#Gain=0.5", offline=True) as host:
+        assert host.chain == GAIN + "#0=0.5"
+        assert np.array_equal(host.render(500, input=noise), noise / 2)
+    assert [each.name for each in vesk.presets(FILES)] == ["Half", "Own"]
+    with vesk.Host(f"{FILES}#gain=4|gain#Gain=2", preset="Own", offline=True) as host:
+        assert (host.render(100) == 1).all()  # the preset holds an eighth, and no gain
+    assert (vesk.render(FILES, midi=os.environ["VESK_SONG"], preset="1:Own",
+                        tail=0).samples[:, :100] == 0.125).all()
+
+
+@pytest.mark.parametrize("call, said", [
+    (lambda: vesk.specification_of("no such thing"), "no such thing"),
+    (lambda: vesk.Host("no such thing"), "no such thing"),
+    (lambda: vesk.Host(FILES, preset="Nix"), 'has no preset "Nix"'),
+    (lambda: vesk.Host(FILES, preset="2:Own"), "has no plugin 2"),
+    (lambda: vesk.presets("no such thing"), "no such thing"),
+])
+@pytest.mark.filterwarnings("error")
+def test_what_is_called_otherwise_is_refused_in_words(call, said):
+    with pytest.raises((vesk.HostError, vesk.ProgramError), match=said):
+        call()
 
 
 def test_a_chain_that_does_not_load_says_why():

@@ -1,20 +1,21 @@
 """Audio plugins in processes of their own, with NumPy arrays in and out.
 
 >>> import vesk
->>> with vesk.Host("aumu:Sm48:LV2_", offline=True) as host:
+>>> with vesk.Host("MDA ePiano", offline=True) as host:
 ...     sound = host.render(48000, events=[(0, 0x90, 60, 100)])   # two channels, float32
 
 A plugin that dies raises `HostDied`, which carries one sentence on what happened; the interpreter
-lives on. Needs an installed vesk: `libvesk` and, for `render`, `plugins` and `parameters`, its
-programs.
+lives on. Needs an installed vesk: `libvesk` and its programs.
 """
 
 from ._library import VERSION
 from .host import (Event, Health, Host, HostDied, HostError, HostGroup, HostTimeout, Transport)
-from .programs import Parameter, Plugin, ProgramError, Sound, parameters, plugins, render
+from .names import ProgramError, specification_of
+from .programs import (Parameter, Plugin, Preset, Sound, parameters, plugins, presets, render)
 
 __version__ = VERSION
 __all__ = [
     "Event", "Health", "Host", "HostDied", "HostError", "HostGroup", "HostTimeout", "Parameter",
-    "Plugin", "ProgramError", "Sound", "Transport", "parameters", "plugins", "render",
+    "Plugin", "Preset", "ProgramError", "Sound", "Transport", "parameters", "plugins", "presets",
+    "render", "specification_of",
 ]

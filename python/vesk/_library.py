@@ -22,6 +22,12 @@ class Options(c.Structure):
     ]
 
 
+class NamedChain(c.Structure):
+    _fields_ = [("struct_size", c.c_size_t), ("text", c.c_char_p),
+                ("settings", c.POINTER(c.c_char_p)), ("list_program", c.c_char_p),
+                ("limit_ms", c.c_uint32)]
+
+
 class MidiEvent(c.Structure):
     _fields_ = [("status", c.c_uint8), ("data1", c.c_uint8), ("data2", c.c_uint8),
                 ("reserved", c.c_uint8), ("offset", c.c_uint32)]
@@ -82,6 +88,7 @@ _period = (c.c_uint32, c.c_double)
 lib, folder = _open()
 for _function, _result, _arguments in (
     ("version", c.c_char_p, ()),
+    ("specification_of", c.c_size_t, (c.POINTER(NamedChain), *_text, *_text)),
     ("host_start", _handle, (c.POINTER(Options), *_text)),
     ("host_spawn", _handle, (c.POINTER(Options), *_text)),
     ("host_wait_ready", c.c_bool, (_handle, *_text)),

@@ -6,14 +6,16 @@ import ctypes as c
 import dataclasses
 import enum
 import os
+import tempfile
 from collections.abc import Iterable, Mapping, Sequence
-from typing import Optional, Union
+from typing import Callable, Optional, TypeVar, Union
 
 import numpy as np
 import numpy.typing as npt
 
 from . import _library
 from ._library import lib
+from .names import ProgramError, specification_of, with_preset
 
 Samples = npt.NDArray[np.float32]
 #: A frame, a status byte with its channel, and up to two data bytes.
@@ -110,23 +112,63 @@ def _events_in_c(events: Sequence[tuple[int, int, int, int]], start: int):
     return array
 
 
-class Host:
+_Self = TypeVar("_Self", bound="_Owner")
+
+
+class _Owner:
+    """What is given back by `close`, at the end of `with`, or when nobody holds it any more."""
+
+    _handle: Optional[int] = None  # for `close`, where making it fails
+    _free: Callable[[int], None]
+    _what: str
+
+    def __enter__(self: _Self) -> _Self:
+        return self
+
+    def __exit__(self, *_: object) -> None:
+        self.close()
+
+    def __del__(self) -> None:
+        self.close()
+
+    def close(self) -> None:
+        handle, self._handle = self._handle, None
+        if handle:
+            self._free(handle)
+
+    def _living(self) -> int:
+        if not self._handle:
+            raise HostError(f"the {self._what} has been closed")
+        return self._handle
+
+
+class Host(_Owner):
     """One chain of plugins in a process of its own.
 
-    `chain` is what vesk-list prints, '|' between plugins. Offline periods follow one another as fast
+    `chain` names plugins, '|' between them, as vesk-list prints them or as people call them, with
+    parameters: "MDA ePiano#Hardness=0.4|MDA Ambience"; names cost some 20 ms (`specification_of`).
+    `preset` is the name of one of the first plugin's (`presets`), "2:Bright" of the second's. Offline periods follow one another as fast
     as they can; otherwise the host asks for a real-time policy, and the caller keeps time. `wait`
     false returns while plugins still load; `wait_ready` then comes before anything else. Use it with
     `with`, or call `close`. One thread drives a host at a time; waiting lets other threads run.
     """
 
-    _handle: Optional[int] = None  # for `close`, where making it fails
+    _free, _what = lib.vesk_host_free, "host"
+    _folder: Optional[tempfile.TemporaryDirectory[str]] = None  # of the preset's file
 
-    def __init__(self, chain: str, *, sample_rate: float = 48000, period: int = 512,
-                 offline: bool = False, environment: Mapping[str, str] = {},
+    def __init__(self, chain: str, *, preset: Optional[str] = None, sample_rate: float = 48000,
+                 period: int = 512, offline: bool = False, environment: Mapping[str, str] = {},
                  wait: bool = True) -> None:
-        self.chain, self.sample_rate, self.period = chain, sample_rate, period
+        self.sample_rate, self.period = sample_rate, period
         self._time = 0  # frames rendered
-        options = _options(chain, sample_rate, period, offline, environment)
+        try:
+            self.chain = given = specification_of(chain)
+            if preset is not None:
+                self._folder = tempfile.TemporaryDirectory(prefix="vesk-")
+                given = with_preset(given, preset, sample_rate, self._folder.name)
+        except ProgramError as error:
+            raise HostError(str(error)) from None
+        options = _options(given, sample_rate, period, offline, environment)
         error = c.create_string_buffer(1024)
         self._handle = lib.vesk_host_spawn(options, error, len(error))
         if not self._handle:
@@ -148,27 +190,13 @@ class Host:
         self._outputs = [np.ctypeslib.as_array(lib.vesk_host_output(self._handle, channel), shape)
                          for channel in range(2)]
 
-    def __enter__(self) -> Host:
-        return self
-
-    def __exit__(self, *_: object) -> None:
-        self.close()
-
-    def __del__(self) -> None:
-        self.close()
-
     def close(self) -> None:
         """Stops the host; state of open editors is saved. May be called again."""
-        handle, self._handle = self._handle, None
         # The arrays lie in memory that goes with the host.
         self._channels = self._outputs = []
-        if handle:
-            lib.vesk_host_free(handle)
-
-    def _living(self) -> int:
-        if not self._handle:
-            raise HostError("the host has been closed")
-        return self._handle
+        super().close()
+        if self._folder:
+            self._folder.cleanup()
 
     def render(self, frames: int, *, events: Iterable[Event] = (),
                input: Optional[npt.ArrayLike] = None, timeout: float = 10) -> Samples:
@@ -260,13 +288,13 @@ class Host:
         return self._figures().pid
 
 
-class HostGroup:
+class HostGroup(_Owner):
     """Hosts that render the same frames side by side, on as many processors as there are.
 
     The group keeps its hosts alive; close them after it.
     """
 
-    _handle: Optional[int] = None
+    _free, _what = lib.vesk_group_free, "group"
 
     def __init__(self, hosts: Iterable[Host]) -> None:
         self._handle = lib.vesk_group_create()
@@ -274,22 +302,8 @@ class HostGroup:
         for host in self.hosts:
             lib.vesk_group_add(self._handle, host._living())
 
-    def __enter__(self) -> HostGroup:
-        return self
-
-    def __exit__(self, *_: object) -> None:
-        self.close()
-
-    def __del__(self) -> None:
-        self.close()
-
-    def close(self) -> None:
-        handle, self._handle = self._handle, None
-        if handle:
-            lib.vesk_group_free(handle)
-
     def set_transport(self, transport: Transport) -> None:
-        lib.vesk_group_set_transport(self._handle, transport._in_c())
+        lib.vesk_group_set_transport(self._living(), transport._in_c())
 
     def render(self, frames: int, *, events: Sequence[Iterable[Event]] = (),
                timeout: float = 10) -> list[Optional[Samples]]:
@@ -309,11 +323,11 @@ class HostGroup:
                 if len(due) > _MOST_EVENTS:
                     raise ValueError(f"a period of a group holds {_MOST_EVENTS} events")
                 kept.append(_events_in_c(due, start))
-                lib.vesk_group_set_events(self._handle, member, kept[-1], len(due))
-            lib.vesk_group_render(self._handle, length, float(self.hosts[0]._time),
+                lib.vesk_group_set_events(self._living(), member, kept[-1], len(due))
+            lib.vesk_group_render(self._living(), length, float(self.hosts[0]._time),
                                   int(timeout * 1e9))
             for member, host in enumerate(self.hosts):
-                answer = lib.vesk_group_answer(self._handle, member)
+                answer = lib.vesk_group_answer(self._living(), member)
                 samples = results[member]
                 host._time += length
                 if answer == _HOST_GONE or samples is None:

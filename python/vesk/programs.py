@@ -7,21 +7,16 @@ import json
 import os
 import pathlib
 import struct
-import subprocess
 import tempfile
 from typing import Any, Optional, Union
 
 import numpy as np
 import numpy.typing as npt
 
-from . import _library
 from .host import Samples
+from .names import ProgramError, run_program
 
 Path = Union[str, "os.PathLike[str]"]
-
-
-class ProgramError(RuntimeError):
-    """A program of vesk's could not do what it was asked to; the text is what it said."""
 
 
 @dataclasses.dataclass(frozen=True)
@@ -42,39 +37,44 @@ class Parameter:
 
 
 @dataclasses.dataclass(frozen=True)
+class Preset:
+    number: int
+    name: str
+    details: dict[str, Any]
+
+
+@dataclasses.dataclass(frozen=True)
 class Sound:
     samples: Samples  #: two rows, left and right
     sample_rate: int
     details: dict[str, Any]  #: figures and warnings: all that vesk-render --json says
 
 
-def _run(name: str, *words: str) -> str:
-    result = subprocess.run([_library.program(name), *words], capture_output=True, text=True)
-    if result.returncode != 0:
-        said = result.stderr.strip().removeprefix(name + ": ")
-        raise ProgramError(said or f"{name} ended with status {result.returncode}")
-    return result.stdout
-
-
 def plugins() -> list[Plugin]:
     """The installed plugins."""
     return [Plugin(entry["specification"], entry["name"], entry)
-            for entry in json.loads(_run("vesk-list", "--json"))]
+            for entry in json.loads(run_program("vesk-list", "--json"))]
 
 
 def parameters(plugin: str) -> list[Parameter]:
     """The parameters of one, named as in a chain."""
-    found = json.loads(_run("vesk-list", "--parameters", plugin, "--json"))
+    found = json.loads(run_program("vesk-list", "--parameters", plugin, "--json"))
     return [Parameter(entry["id"], entry["name"], entry["minimum"], entry["maximum"],
                       entry["default"], entry)
             for entry in found["parameters"]]
 
 
+def presets(plugin: str) -> list[Preset]:
+    """The presets that came with one, or that its user made of it."""
+    found = json.loads(run_program("vesk-list", "--presets", plugin, "--json"))
+    return [Preset(entry["number"], entry["name"], entry) for entry in found["presets"]]
+
+
 def render(chain: str, *, midi: Optional[Path] = None, input: Optional[npt.ArrayLike] = None,
-           sample_rate: int = 48000, tail: Optional[float] = None,
+           preset: Optional[str] = None, sample_rate: int = 48000, tail: Optional[float] = None,
            strict: bool = False) -> Sound:
     """A MIDI file, or samples (two rows or one), through a chain, as vesk-render does it: with the
-    sound's tail, without the chain's latency."""
+    sound's tail, without the chain's latency. `chain` and `preset` are as `Host` takes them."""
     if (midi is None) == (input is None):
         raise ValueError("either midi or input")
     with tempfile.TemporaryDirectory(prefix="vesk-") as folder:
@@ -86,11 +86,13 @@ def render(chain: str, *, midi: Optional[Path] = None, input: Optional[npt.Array
             source = pathlib.Path(folder, "in.wav")
             _write_wav(source, np.asarray(input, np.float32), sample_rate)
             words += ["--input", str(source)]
+        if preset is not None:
+            words += ["--preset", preset]
         if tail is not None:
             words += ["--tail", str(tail)]
         if strict:
             words.append("--strict")
-        said = json.loads(_run("vesk-render", *words))
+        said = json.loads(run_program("vesk-render", *words))
         return Sound(_read_wav(out), sample_rate, said)
 
 

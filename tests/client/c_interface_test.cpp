@@ -1,11 +1,14 @@
 // What the C interface adds to the client: sizes of structs, buffers for text, NULL.
 #include <gtest/gtest.h>
 #include <signal.h>
+#include <sys/stat.h>
 
 #include <cstddef>
 #include <cstring>
+#include <fstream>
 #include <string>
 
+#include "tests/support/scratch_folder.hpp"
 #include "tests/support/wait_until.hpp"
 #include "vesk/vesk.h"
 
@@ -44,6 +47,43 @@ TEST(CInterface, FailuresAreSentencesThatFit) {
   EXPECT_EQ(vesk_host_start(nullptr, nullptr, 0), nullptr);
   vesk_host_free(nullptr);
   vesk_group_free(nullptr);
+}
+
+TEST(CInterface, NamesBecomeSpecificationTexts) {
+  const vesk::tests::ScratchFolder folder;
+  const std::string program = folder / "list";
+  std::ofstream(program) << "#!/bin/sh\n[ \"$1\" = --resolve=piano ] || "
+                            "{ echo vesk-list: nothing is called so >&2; exit 1; }\n"
+                            "shift; echo \"aumu:Sm48:LV2_@$*\"\n";
+  chmod(program.c_str(), 0700);
+  const char* const settings[] = {"A=1", "2:B=2", nullptr};
+  const struct {
+    const char* text;
+    const char* const* settings;
+    const char* found;
+    const char* sentence;
+  } cases[] = {
+      {"piano", settings, "aumu:Sm48:LV2_@--set=A=1 --set=2:B=2", ""},
+      {"aumu:a___:b___|aufx:c___:d___", nullptr, "aumu:a___:b___|aufx:c___:d___", ""},
+      {"organ", nullptr, "", "nothing is called so"},
+      {nullptr, nullptr, "", "nothing is called so"},
+  };
+  for (const auto& test : cases) {
+    SCOPED_TRACE(test.found);
+    vesk_named_chain chain{};
+    chain.struct_size = sizeof chain;
+    chain.text = test.text;
+    chain.settings = test.settings;
+    chain.list_program = program.c_str();
+    char text[64] = "", cut[5] = "", error[64] = "";
+    const std::size_t length =
+        vesk_specification_of(&chain, text, sizeof text, error, sizeof error);
+    EXPECT_EQ(length, std::strlen(test.found));
+    EXPECT_STREQ(text, test.found);
+    EXPECT_STREQ(error, test.sentence);
+    EXPECT_EQ(vesk_specification_of(&chain, cut, sizeof cut, nullptr, 0), length);
+    EXPECT_EQ(cut, std::string(test.found).substr(0, 4));
+  }
 }
 
 TEST(CInterface, WhatAnOlderCallerDoesNotHaveIsNeitherReadNorWritten) {

@@ -71,13 +71,16 @@ AUDIO_COMPONENT_PATH=$(dirname "$(find . -name pluck.component)") \
 read -ra flags < <(pkg-config --cflags --libs vesk)
 gcc -std=c11 "$source/docs/examples/embed.c" "${flags[@]}" -lm -o by-pkg-config
 said=$(PATH=$work/vesk/bin:$PATH LD_LIBRARY_PATH=$(dirname "$(find "$work/vesk" -name libvesk.so.0)") \
-  ./by-pkg-config "$plugin")
+  ./by-pkg-config 'MDA ePiano')
 [ "$said" = "${answer%%,*}" ] || { echo "with the host on PATH alone: $said"; exit 1; }
 read -ra flags < <(pkg-config --cflags vesk-components)
 "${compiler/clang++/clang}" -std=c11 -shared -fPIC "${flags[@]}" -o pluck \
   "$source/docs/examples/pluck/"pluck{,ed_strings}.c -lm
 found=$(cd vesk/include && echo *)
 [ "$found" = vesk ] || { echo "include/ holds $found"; exit 1; }
+for header in "$source"/client/include/vesk/*; do
+  [ -f "vesk/include/vesk/${header##*/}" ] || { echo "${header##*/} is not installed"; exit 1; }
+done
 declared=$(grep -ohE '\bvesk_[a-z_]+\(' vesk/include/vesk/vesk.h | tr -d '(' | sort)
 exported=$(nm -D --defined-only "$(find vesk -name libvesk.so.0)" |
   sed -n 's/.* \(.*\)@@VESK_0$/\1/p' | grep -v ^VESK | sort)

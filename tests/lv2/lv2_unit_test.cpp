@@ -144,6 +144,26 @@ TEST(Lv2UnitProperties, LatencyIsTrueAfterInitializeAndWhenItChanges) {
   EXPECT_EQ(unit.get("longest"), period_frames) << "what is announced is what was set";
 }
 
+TEST(Lv2UnitProperties, LatencyIsTrueAlsoWhereAPluginKnowsItOnlyAfterARealRun) {
+  Lv2Unit unit("urn:vesk:test:effect");
+  ASSERT_EQ(unit.set("next", 8), noErr);
+  ASSERT_EQ(unit.set("setting", 48), noErr);
+  ASSERT_TRUE(unit.initialize());
+  EXPECT_EQ(unit.property<Float64>(kAudioUnitProperty_Latency), 48 / rate);
+}
+
+// What it puts off until then, such as memory, is not for its first period.
+TEST(Lv2UnitRender, APluginIsRunWithoutFramesBeforeItsFirstPeriod) {
+  Lv2Unit unit("urn:vesk:test:mono");
+  ASSERT_TRUE(unit.initialize());
+  void* library = dlopen(unit.plugin().library.c_str(), RTLD_NOW | RTLD_NOLOAD);
+  ASSERT_NE(library, nullptr);
+  const auto* announced = static_cast<const int*>(dlsym(library, "test_mono_was_announced"));
+  ASSERT_NE(announced, nullptr);
+  EXPECT_EQ(*announced, 1);
+  dlclose(library);
+}
+
 TEST(Lv2UnitProperties, BypassIsThePluginsOwnSwitchWhereItHasOne) {
   Lv2Unit own("urn:vesk:test:effect");
   Lv2Unit none("urn:vesk:test:mono");

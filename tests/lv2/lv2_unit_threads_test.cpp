@@ -53,6 +53,26 @@ TEST(Lv2UnitWorker, UnitsEndWhileWorkIsUnderWay) {
   }
 }
 
+TEST(Lv2UnitWorker, PluginsOfAProcessWorkOneAfterTheOther) {
+  Lv2Unit first("urn:vesk:test:events"), second("urn:vesk:test:events");
+  Lv2Unit* const units[] = {&first, &second};
+  constexpr UInt32 last = 60;
+  for (Lv2Unit* unit : units) ASSERT_TRUE(unit->initialize());
+  for (UInt32 number = 1; number <= last; ++number)
+    for (Lv2Unit* unit : units) unit->midi(0xb0, number, 1, 0);
+  for (Lv2Unit* unit : units) ASSERT_EQ(unit->render(), noErr);
+  for (int i = 0; i < 10; ++i) {
+    Lv2Unit third("urn:vesk:test:events");
+    ASSERT_TRUE(third.initialize());
+    ASSERT_EQ(third.render(), noErr);
+    EXPECT_EQ(third.get("faults"), 0.0f) << "made while others work";
+  }
+  for (Lv2Unit* unit : units) {
+    EXPECT_TRUE(wait_until([&] { return unit->render() == noErr && unit->get("answer") == last; }));
+    EXPECT_EQ(unit->get("faults"), 0.0f);
+  }
+}
+
 TEST(Lv2UnitThreads, AStateIsExchangedBetweenPeriodsAndParametersAtAnyTime) {
   Lv2Unit unit("urn:vesk:test:effect");
   ASSERT_TRUE(unit.initialize());

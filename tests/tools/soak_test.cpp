@@ -19,6 +19,7 @@ using vesk::tools::Json;
 ProgramResult soak(std::vector<std::string> words, const std::string& misbehaviour = {}) {
   words.insert(words.begin(), build_tree() + "/bin/vesk-soak");
   return run_program(words, {.environment = {"AUDIO_COMPONENT_PATH=" + build_tree() + "/components",
+                                             "LV2_PATH=" + build_tree() + "/lv2",
                                              "VESK_MISBEHAVE=" + misbehaviour}});
 }
 
@@ -74,8 +75,13 @@ TEST(Soak, NamesEveryMisbehaviourRightly) {
        "ok state: state: what it has saved it does not take: preset restore failed"},
       {"aufx:Lost:Vesk", "", "play,state", 1,
        "ok state: state: a parameter comes back as something else: Forgotten"},
-      {"aufx:Bad_:Vesk", "latency-ms=10", "play,latency", 0,
+      {"aufx:Bad_:Vesk", "latency-ms=10", "latency", 0,
        "ok latency: latency: reports 480 frames, and an impulse comes back after 0"},
+      {"Test Late", "", "latency", 0,
+       "ok latency: latency: reports 0 frames, and an impulse comes back after 100"},
+      {"Test Echo", "", "latency", 0, "ok: "},  // the same, and says that it is a delay
+      {"Test Files", "", "play", 1,
+       "silent: no sound came in the whole life; it has no file as \"A Sample\""},
   };
   for (const auto& test : cases) {
     if (test.needs_watch && !watches_calls) continue;

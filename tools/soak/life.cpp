@@ -66,6 +66,17 @@ bool live(Life& life) {
   return true;
 }
 
+/// Samplers and convolvers are silent until they have a file.
+std::string why_silent(const Life& life) {
+  std::string text = "no sound came in the whole life", ignored;
+  const auto told =
+      ask_plugin(life.element.name, "", usual_rate, {}, "", ignored, life.settings.patience);
+  if (told && !told->files.empty() &&
+      std::ranges::all_of(told->files, [](const auto& file) { return file.path.empty(); }))
+    text += "; it has no file as \"" + told->files.front().label + "\"";
+  return text;
+}
+
 }  // namespace
 
 std::vector<std::string> stage_names() {
@@ -79,6 +90,7 @@ Life::Life(const SoakSettings& wanted, const Candidate& candidate, std::string s
     : settings(wanted),
       level(level_of(wanted.level)),
       element(candidate.element),
+      is_delay(candidate.is_delay),
       folder(std::move(scratch_folder)),
       tell_(std::move(tell)),
       start_(Clock::now()) {
@@ -136,7 +148,7 @@ SoakResult soak(const SoakSettings& settings, const Candidate& candidate,
   Life life(settings, candidate, scratch_folder, tell);
   if (live(life) && life.has_played && life.peak < silence) {
     life.result.outcome = Outcome::silent;
-    life.result.reason = "no sound came in the whole life";
+    life.result.reason = why_silent(life);
   }
   life.result.seconds = std::chrono::duration<double>(Clock::now() - start).count();
   return std::move(life.result);

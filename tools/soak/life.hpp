@@ -28,6 +28,7 @@ struct SoakSettings {
 struct Candidate {
   ChainElement element;
   std::string name;
+  bool is_delay = false;  ///< it says of itself that sound comes out later than it went in
 };
 
 /// One component's life while it goes on: what its stages share. One thread.
@@ -51,6 +52,7 @@ struct Life {
   const SoakSettings& settings;
   const Level& level;
   const ChainElement& element;
+  const bool is_delay;
   const std::string folder;  ///< its own, empty at the start
   std::vector<ParameterDescription> parameters;
   std::string preset_path;  ///< a state that it has saved; empty for none

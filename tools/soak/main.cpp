@@ -34,13 +34,19 @@ std::string in_small_letters(std::string text) {
   return text;
 }
 
+bool is_delay(const InstalledPlugin& plugin) {
+  return plugin.lv2 && std::ranges::any_of(plugin.lv2->classes, [](const std::string& word) {
+           return word == "DelayPlugin" || word == "ReverbPlugin";
+         });
+}
+
 std::vector<Candidate> everything_hosted() {
   std::vector<Candidate> candidates;
-  for (const InstalledPlugin& plugin : installed_plugins(false)) {
+  for (const InstalledPlugin& plugin : installed_plugins(true)) {
     std::string ignored;
     if (!plugin.not_hosted.empty()) continue;
     if (auto element = parse_element(plugin.specification, ignored))
-      candidates.push_back({*std::move(element), plugin.component.name});
+      candidates.push_back({*std::move(element), plugin.component.name, is_delay(plugin)});
   }
   return candidates;
 }

@@ -3,7 +3,7 @@
 /* The parent's side in C11: start plugin hosts, drive them period by period, see them die.
  *
  * Linked as libvesk (pkg-config vesk, CMake target vesk::vesk). Every call does what the one of the
- * same name in vesk/host_process.hpp and vesk/host_group.hpp does.
+ * same name in vesk/host_process.hpp, vesk/host_group.hpp and vesk/plugin_names.hpp does.
  *
  * Threads. "Control": any thread but the audio thread; calls are serialised inside. "Driving": one
  * thread at a time for each host or group; real-time safe: no allocation, no lock, and no wait but
@@ -52,6 +52,27 @@ typedef struct vesk_options {
   uint32_t stop_limit_ms;         /* 0: 2 s, and what open editors need */
   uint32_t hang_limit_ms;         /* 0: a hundred periods, at least half a second (offline 5 s) */
 } vesk_options;
+
+/* ---- Plugins by their names ---- */
+
+typedef struct vesk_named_chain {
+  size_t struct_size;
+  /* Elements separated by '|': specification texts as `vesk_options.chain` has them, plugins' names
+   * ("MDA ePiano") or LV2 URIs, with parameters by number, symbol or name behind '#' and a preset
+   * file behind '@'. */
+  const char* text;
+  const char* const* settings; /* further "PARAMETER=VALUE", "N:PARAMETER=VALUE"; ended by NULL */
+  const char* list_program;    /* path of vesk-list; NULL: beside vesk-host, this program, PATH */
+  uint32_t limit_ms;           /* 0: ten minutes, for the first look at a machine */
+} vesk_named_chain;
+
+/* Control. Puts a chain into specification texts, for `vesk_options.chain` or to be kept. Returns
+ * their length, however much of it fitted, and 0 with a sentence in `error`: nothing is called so,
+ * more than one thing is, a plugin is not hosted. What is a specification text already comes back
+ * at once; otherwise vesk-list is run, some 20 ms for names, and for parameters by name the start
+ * of the plugin besides. No plugin is loaded into this process. */
+size_t vesk_specification_of(const vesk_named_chain* chain, char* text, size_t text_size,
+                             char* error, size_t error_size);
 
 /* ---- One host ---- */
 

@@ -3,6 +3,7 @@
 #include "components/lv2/instance/instance.hpp"
 
 #include <algorithm>
+#include <mutex>
 
 #include "components/lv2/instance/plugin_state.hpp"
 #include "components/lv2/instance/urid_map.hpp"
@@ -34,12 +35,11 @@ Instance::Instance(const InstanceRequest& request)
 Instance::~Instance() {
   // First, since work still under way may use what deactivate and cleanup take away.
   for (const auto& voice : voices_) voice->worker.stop();
-  for (const auto& voice : voices_) {
-    if (voice->handle != nullptr) {
-      if (active_ && descriptor_.deactivate != nullptr) descriptor_.deactivate(voice->handle);
-      if (descriptor_.cleanup != nullptr) descriptor_.cleanup(voice->handle);
-    }
-  }
+  const std::scoped_lock turn(plugin_turn());
+  stop_playing();
+  for (const auto& voice : voices_)
+    if (voice->handle != nullptr && descriptor_.cleanup != nullptr)
+      descriptor_.cleanup(voice->handle);
 }
 
 std::unique_ptr<Instance> Instance::create(const InstanceRequest& request, std::string& error) {
@@ -57,17 +57,8 @@ std::unique_ptr<Instance> Instance::create(const InstanceRequest& request, std::
 bool Instance::build(const InstanceRequest& request, std::string& error) {
   std::copy(request.controls.begin(), request.controls.end(), controls_.get());
   seen_version_ = parameters_.version();
-  if (!instantiate(request, error)) return false;
-  const LV2_State_Interface* state = state_methods(descriptor_);
-  for (const auto& voice : voices_) {
-    connect(*voice);
-    if (request.state != nullptr && !request.state->empty() && state != nullptr &&
-        !restore_properties(voice->handle, *state, voice->features->for_state(), *request.state,
-                            error)) {
-      return false;
-    }
-    voice->worker.work_now();
-  }
+  if (!make_voices(request, error)) return false;
+  for (const auto& voice : voices_) voice->worker.work_now();
   activate();
   for (const auto& voice : voices_) {
     if (!voice->worker.start()) {
@@ -78,6 +69,21 @@ bool Instance::build(const InstanceRequest& request, std::string& error) {
   // Some take the files of their state in the first runs only, and until then save none.
   if (!plugin_.files.empty() && request.state != nullptr && !request.state->empty())
     run_silence({}, [](const Voice&) {});
+  return true;
+}
+
+bool Instance::make_voices(const InstanceRequest& request, std::string& error) {
+  const std::scoped_lock turn(plugin_turn());
+  if (!instantiate(request, error)) return false;
+  const LV2_State_Interface* state = state_methods(descriptor_);
+  for (const auto& voice : voices_) {
+    connect(*voice);
+    if (request.state != nullptr && !request.state->empty() && state != nullptr &&
+        !restore_properties(voice->handle, *state, voice->features->for_state(), *request.state,
+                            error)) {
+      return false;
+    }
+  }
   return true;
 }
 
@@ -161,17 +167,44 @@ float* Instance::new_buffer(float fill) {
 }
 
 void Instance::activate() {
+  const std::scoped_lock turn(plugin_turn());
+  start_playing();
+  if (!ports_.latency || latency_frames_ > 0) return;
+  // One in five of those that have a latency know it only after a real run. The shortest, since not
+  // all forget what they played when they become active again.
+  run_all(1);
+  const float latency = latency_frames_;
+  stop_playing();
+  start_playing();
+  latency_frames_ = latency;
+}
+
+void Instance::start_playing() {
   for (const auto& voice : voices_)
     if (descriptor_.activate != nullptr) descriptor_.activate(voice->handle);
   active_ = true;
-  // Nine of ten plugins that have a latency tell it in a run without frames.
-  if (ports_.latency) {
-    for (const auto& voice : voices_) {
-      for (AtomBuffer& output : voice->atom_outputs) output.offer();
-      descriptor_.run(voice->handle, 0);
-    }
-    latency_frames_ = voices_.front()->control_outputs[*ports_.latency];
+  // A run without frames is the announcement that runs will follow. What a plugin has put off until
+  // then, memory and tables, it makes now, while nobody waits for a period; and most of those that
+  // have a latency tell it.
+  run_all(0);
+}
+
+void Instance::stop_playing() {
+  for (const auto& voice : voices_)
+    if (active_ && descriptor_.deactivate != nullptr) descriptor_.deactivate(voice->handle);
+  active_ = false;
+}
+
+/// A run of each voice before all periods, over what the buffers have held since they were made.
+/// Nothing here has to be real-time safe, so the plugin is not called as if it had to.
+void Instance::run_all(std::uint32_t frames) {
+  for (const auto& voice : voices_) {
+    for (AtomBuffer& output : voice->atom_outputs) output.offer();
+    for (OldEventBuffer& output : voice->event_outputs) output.clear();
+    descriptor_.run(voice->handle, frames);
+    voice->worker.finish_run();
   }
+  if (ports_.latency) latency_frames_ = voices_.front()->control_outputs[*ports_.latency];
 }
 
 std::vector<StateProperty> Instance::save() const {

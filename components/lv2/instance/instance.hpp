@@ -39,7 +39,7 @@ struct InstanceRequest {
 
 /// One period's audio and events.
 struct Period {
-  std::uint32_t frames = 0;     ///< 1..max_frames
+  std::uint32_t frames = 0;     ///< 0..max_frames
   const float* inputs[2] = {};  ///< used when there is an input bus; never an output's buffer
   float* outputs[2] = {};
   std::span<const TimedEvent> midi;
@@ -102,11 +102,15 @@ class Instance {
 
   explicit Instance(const InstanceRequest& request);
   bool build(const InstanceRequest& request, std::string& error);
+  bool make_voices(const InstanceRequest& request, std::string& error);
   bool instantiate(const InstanceRequest& request, std::string& error);
   const void* extension_data(const char* uri) const;
   void connect(Voice& voice);
   void connect_events(Voice& voice);
   void activate();
+  void start_playing();
+  void stop_playing();
+  void run_all(std::uint32_t frames);
   float* new_buffer(float fill);
   void run_silence(std::span<const std::byte> message, const RunVisitor& after_run);
 

@@ -10,6 +10,11 @@ constexpr std::uint32_t slots = 2048;
 
 }  // namespace
 
+std::mutex& plugin_turn() {
+  static std::mutex turn;
+  return turn;
+}
+
 Worker::Worker() : requests_(slots), responses_(slots) {}
 
 Worker::~Worker() {
@@ -72,6 +77,7 @@ void Worker::do_requests() {
   MessageRing::Cursor cursor = requests_.begin();
   while (!stopping_.load(std::memory_order_acquire) && requests_.next(cursor, message)) {
     if (methods_ != nullptr) {
+      const std::scoped_lock turn(plugin_turn());
       methods_->work(plugin_, &Worker::respond, this, message.size,
                      message.size != 0 ? message.data : nullptr);
     }

@@ -8,6 +8,7 @@
 #include <atomic>
 #include <cstdint>
 #include <memory>
+#include <mutex>
 #include <thread>
 
 #include "components/unit_support/message_ring.hpp"
@@ -15,6 +16,11 @@
 #include "platform/realtime.hpp"
 
 namespace vesk::lv2 {
+
+/// Held while a plugin works, is made or taken down. Plugins share libraries whose planning may be
+/// done by one thread of a process at a time (FFTW), and do it there, each as if it were alone.
+/// Never held by the render thread, nor while the worker is waited for.
+std::mutex& plugin_turn();
 
 /// The worker of one plugin handle: two rings and, once started, a thread of ordinary scheduling
 /// that sleeps while there is nothing to do.

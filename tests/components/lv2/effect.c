@@ -4,9 +4,9 @@
  * has changed, when the control ports were not there before, when the instance was active already,
  * or when there is a worker whose work nobody would wait for.
  *
- * Its latency is 32 after a run without frames and `setting` after a real one, as with plugins that
- * know it only then. `longest` is the length that the host promised not to exceed, negative once
- * broken. */
+ * Its latency is 32 after a run without frames, 0 while `next` is 8, and `setting` after a real
+ * one, as with plugins that know it only then. `longest` is the length that the host promised not
+ * to exceed, negative once broken. */
 #include <lv2/atom/atom.h>
 #include <lv2/buf-size/buf-size.h>
 #include <lv2/options/options.h>
@@ -87,7 +87,8 @@ static void deactivate(LV2_Handle handle) {
 
 static void run(LV2_Handle handle, uint32_t frames) {
   Effect* self = handle;
-  *samples(handle, kLatency) = frames == 0 ? 32 : *samples(handle, kSetting);
+  *samples(handle, kLatency) = *samples(handle, kSetting);
+  if (frames == 0) *samples(handle, kLatency) = *samples(handle, kNext) == 8 ? 0 : 32;
   if ((float)frames > self->longest) self->longest = -1;
   *samples(handle, kLongest) = self->longest;
   const float factor = *samples(handle, kEnabled) > 0 ? self->factor : -self->factor;

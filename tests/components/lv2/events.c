@@ -2,12 +2,13 @@
  * at its frame, added where several meet; a controller asks the worker for its number, which
  * becomes `answer`; anything else, with its length, is counted. Shows the last position it was
  * told. `faults` counts what a host must not do: events out of order, work on the thread that runs,
- * answers outside the run's thread, an end_run that is missing. */
+ * answers outside the run's thread, an end_run that is missing, two at work at once. */
 #include <lv2/atom/util.h>
 #include <lv2/midi/midi.h>
 #include <lv2/time/time.h>
 #include <lv2/worker/worker.h>
 #include <pthread.h>
+#include <sched.h>
 #include <stdatomic.h>
 #include <stdlib.h>
 
@@ -28,6 +29,14 @@ typedef struct {
   atomic_int faults;
 } Events;
 
+/* Uses what only one thread of the process may use. */
+static void use_alone(Events* self) {
+  static atomic_int users;
+  if (atomic_fetch_add(&users, 1) != 0) atomic_fetch_add(&self->faults, 1);
+  for (int i = 0; i < 20; ++i) sched_yield();
+  atomic_fetch_sub(&users, 1);
+}
+
 static LV2_Handle instantiate(const LV2_Descriptor* descriptor, double rate, const char* bundle,
                               const LV2_Feature* const* features) {
   (void)descriptor, (void)rate, (void)bundle;
@@ -36,6 +45,7 @@ static LV2_Handle instantiate(const LV2_Descriptor* descriptor, double rate, con
   if (map == NULL || schedule == NULL) return NULL;
   Events* self = calloc(1, sizeof(Events));
   self->schedule = schedule;
+  use_alone(self);
   self->midi = urid(map, LV2_MIDI__MidiEvent);
   self->object = urid(map, LV2_ATOM__Object);
   self->integer = urid(map, LV2_ATOM__Long);
@@ -94,6 +104,7 @@ static LV2_Worker_Status work(LV2_Handle handle, LV2_Worker_Respond_Function res
                               LV2_Worker_Respond_Handle answer, uint32_t size, const void* data) {
   Events* self = handle;
   if (pthread_equal(pthread_self(), self->runner)) atomic_fetch_add(&self->faults, 1);
+  use_alone(self);
   return respond(answer, size, data);
 }
 

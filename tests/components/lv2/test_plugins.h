@@ -6,12 +6,14 @@
 #include <lv2/urid/urid.h>
 #include <string.h>
 
+extern const LV2_Descriptor test_echo_descriptor;
 extern const LV2_Descriptor test_effect_descriptor;
 extern const LV2_Descriptor test_events_descriptor;
 extern const LV2_Descriptor test_external_knob_descriptor;
 extern const LV2_Descriptor test_files_descriptor;
 extern const LV2_Descriptor test_gl_knob_descriptor;
 extern const LV2_Descriptor test_knob_descriptor;
+extern const LV2_Descriptor test_late_descriptor;
 extern const LV2_Descriptor test_mono_descriptor;
 
 /* What each of them begins with. */
