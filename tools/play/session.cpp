@@ -4,8 +4,6 @@
 
 #include <algorithm>
 #include <cstdio>
-#include <cstdlib>
-#include <filesystem>
 #include <thread>
 
 #include "tools/hosting/host_words.hpp"
@@ -14,7 +12,6 @@
 namespace vesk::tools {
 namespace {
 
-namespace fs = std::filesystem;
 using namespace std::chrono_literals;
 
 constexpr auto look_interval = 50ms;
@@ -29,22 +26,17 @@ ChainKind kind_of(const ChainElements& chain) {
   return {chain.front().is_effect(), chain.front().takes_midi()};
 }
 
-/// A folder for state that nobody asked to keep, which is there while the program runs.
-std::string make_folder() {
-  std::string path = (fs::temp_directory_path() / "vesk-play-XXXXXX").string();
-  return mkdtemp(path.data()) != nullptr ? path : std::string{};
-}
-
 }  // namespace
 
 Session::Session(const PlayArguments& arguments) : arguments_(arguments) {
-  if (arguments.shows_editors) state_folder_ = make_folder();
+  std::string ignored;
+  if (arguments.shows_editors) state_folder_ = TemporaryFolder::make(ignored);
   for (std::size_t i = 0; i < arguments.chains.size(); ++i) {
     ChainElements elements = arguments.chains[i];
     // What is changed in an editor is then there again after a crash.
-    for (std::size_t plugin = 0; plugin < elements.size() && !state_folder_.empty(); ++plugin)
+    for (std::size_t plugin = 0; plugin < elements.size() && state_folder_; ++plugin)
       if (elements[plugin].preset_path.empty() && elements[plugin].exs_path.empty()) {
-        elements[plugin].preset_path = state_folder_ + "/" + std::to_string(i + 1) + "-" +
+        elements[plugin].preset_path = state_folder_->path() + "/" + std::to_string(i + 1) + "-" +
                                        std::to_string(plugin + 1) + ".aupreset";
         elements[plugin].text += "@" + elements[plugin].preset_path;
       }
@@ -58,8 +50,6 @@ Session::Session(const PlayArguments& arguments) : arguments_(arguments) {
 Session::~Session() {
   server_.reset();
   group_.reset();
-  std::error_code ignored;
-  if (!state_folder_.empty()) fs::remove_all(state_folder_, ignored);
 }
 
 client::Options Session::options_for(const Chain& chain) const {

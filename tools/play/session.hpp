@@ -10,6 +10,7 @@
 #include "tools/play/arguments.hpp"
 #include "tools/play/jack_server.hpp"
 #include "tools/play/live_group.hpp"
+#include "tools/program/temporary_folder.hpp"
 
 namespace vesk::tools {
 
@@ -49,7 +50,8 @@ class Session {
   const PlayArguments& arguments_;
   std::vector<Chain> chains_;
   std::vector<ChainElements> elements_;
-  std::string state_folder_;  ///< of plugins whose editors are open and that have no preset file
+  /// Of plugins whose editors are open and that have no preset file.
+  std::unique_ptr<TemporaryFolder> state_folder_;
   unsigned sample_rate_ = 0;
   std::unique_ptr<LiveGroup> group_;
   std::unique_ptr<JackServer> server_;  // first to go: it plays the group

@@ -1,12 +1,8 @@
 #include "tools/soak/crew.hpp"
 
-#include <stdlib.h>
-#include <unistd.h>
-
 #include <algorithm>
 #include <atomic>
 #include <condition_variable>
-#include <filesystem>
 #include <mutex>
 #include <optional>
 #include <thread>
@@ -14,34 +10,13 @@
 
 #include "tools/program/interruption.hpp"
 #include "tools/program/progress_bar.hpp"
+#include "tools/program/temporary_folder.hpp"
 #include "tools/soak/report.hpp"
 
 namespace vesk::tools {
 namespace {
 
-namespace fs = std::filesystem;
-
 constexpr auto look_interval = std::chrono::milliseconds(100);
-
-/// A folder that goes with its owner.
-class Scratch {
- public:
-  Scratch() {
-    std::error_code none;
-    std::string name = (fs::temp_directory_path(none) / "vesk-soak-XXXXXX").string();
-    if (mkdtemp(name.data())) path_ = name;
-  }
-  ~Scratch() {
-    std::error_code ignored;
-    if (!path_.empty()) fs::remove_all(path_, ignored);
-  }
-  Scratch(const Scratch&) = delete;
-  Scratch& operator=(const Scratch&) = delete;
-  std::string path() const { return path_.string(); }
-
- private:
-  fs::path path_;
-};
 
 /// The work that its threads share, and what the main thread shows of it.
 class Crew {
@@ -74,14 +49,24 @@ class Crew {
  private:
   void work(std::size_t place) {
     for (std::size_t i = next_++; i < candidates_.size() && interruption() == 0; i = next_++) {
-      const Scratch folder;
+      std::string error;
+      const auto folder = TemporaryFolder::make(error);
       const Candidate& candidate = candidates_[i];
       const std::string name = candidate.name.empty() ? candidate.element.name
                                                       : without_maker(candidate.name).substr(0, 24);
-      auto result = soak(settings_, candidate, folder.path(), [&](const std::string& stage) {
+      const auto tell = [&](const std::string& stage) {
         const std::lock_guard lock(mutex_);
         doing_[place] = std::string(name).append(" (").append(stage).append(")");
-      });
+      };
+      SoakResult result;
+      if (folder) {
+        result = soak(settings_, candidate, folder->path(), tell);
+      } else {
+        result.specification = candidate.element.name;
+        result.name = candidate.name;
+        result.outcome = Outcome::unfinished;
+        result.reason = error;
+      }
       const std::lock_guard lock(mutex_);
       results_[i] = std::move(result);
       ++done_;
