@@ -20,6 +20,7 @@
 #include "tools/edit/test_notes.hpp"
 #include "tools/hosting/host_words.hpp"
 #include "tools/midi/midi_file.hpp"
+#include "tools/naming/installed.hpp"
 #include "tools/program/interruption.hpp"
 #include "vesk/host_process.hpp"
 
@@ -106,9 +107,7 @@ std::string name_of(const ChainElement& plugin) {
   if (!plugin.exs_path.empty()) return plugin.name;
   const auto found = list_components({plugin.type, plugin.subtype, plugin.manufacturer, 0, 0});
   if (found.empty() || found.front().name.empty()) return plugin.name;
-  const std::string& name = found.front().name;
-  const std::size_t colon = name.find(": ");
-  return colon == name.npos ? name : name.substr(colon + 2);
+  return without_maker(found.front().name);
 }
 
 std::string title_of(const ChainElement& plugin) {

@@ -8,10 +8,10 @@
 #include <thread>
 #include <utility>
 
+#include "tools/naming/installed.hpp"
 #include "tools/program/interruption.hpp"
 #include "tools/program/progress_bar.hpp"
 #include "tools/program/temporary_folder.hpp"
-#include "tools/soak/report.hpp"
 
 namespace vesk::tools {
 namespace {
