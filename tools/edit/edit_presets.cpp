@@ -87,7 +87,7 @@ class Presets {
 class EditorFailures {
  public:
   explicit EditorFailures(const ChainElements& chain)
-      : chain_(chain), start_("plugin host " + chain_text(chain) + ": editor of plugin ") {}
+      : chain_(chain), start_(line_start(chain) + "editor of plugin ") {}
 
   void repeat_new(HostProcess& host) {
     for (const std::string& line : host.last_lines())
@@ -116,11 +116,15 @@ std::string title_of(const ChainElement& plugin) {
   return name + " - " + fs::path(plugin.preset_path).filename().string();
 }
 
-/// The host says that it could not open the editor of `plugin`.
-bool has_no_editor(HostProcess& host, const ChainElements& chain, unsigned plugin) {
+/// The plugins whose editors the host says that it could not open.
+std::vector<unsigned> plugins_without_editor(HostProcess& host, const ChainElements& chain) {
   const std::vector<std::string> lines = host.last_lines();
-  return std::ranges::find(lines, "plugin host " + chain_text(chain) + ": no window for plugin " +
-                                      std::to_string(plugin)) != lines.end();
+  const std::string start = line_start(chain) + "no window for plugin ";
+  std::vector<unsigned> without;
+  for (unsigned plugin = 0; plugin < chain.size(); ++plugin)
+    if (std::ranges::find(lines, start + std::to_string(plugin)) != lines.end())
+      without.push_back(plugin);
+  return without;
 }
 
 /// Opens every editor and tells which could not be. False when none could, or the host ended.
@@ -139,9 +143,7 @@ bool open_editors(HostProcess& host, const ChainElements& chain, std::string& er
     }
   }
   // The mask does not tell: an editor may have come and been closed again by now.
-  std::vector<unsigned> without;
-  for (unsigned plugin = 0; plugin < plugins; ++plugin)
-    if (has_no_editor(host, chain, plugin)) without.push_back(plugin);
+  const std::vector<unsigned> without = plugins_without_editor(host, chain);
   if (without.size() == plugins) {
     error = "no editor could be opened (is there a display?)";
     return false;
