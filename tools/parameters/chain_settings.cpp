@@ -32,14 +32,6 @@ bool find_files(PluginSettings& settings, std::string& error) {
   return true;
 }
 
-void name_preset(ChainElement& plugin, const std::string& path) {
-  // A preset path is all that follows the '@', to the element's end.
-  if (!plugin.preset_path.empty())
-    plugin.text.erase(plugin.text.size() - plugin.preset_path.size() - 1);
-  plugin.text += "@" + path;
-  plugin.preset_path = path;
-}
-
 }  // namespace
 
 const char* const settings_help =

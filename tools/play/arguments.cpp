@@ -11,8 +11,9 @@ const char* const play_help =
 usage: vesk-play CHAIN... [options]
 
 Each CHAIN is one plugin or several, separated by '|', as for vesk-render (specification texts, or
-plugins' names), and runs in a process of its own. Several play side by side, each with ports of its own: MIDI in and audio out, and audio in
-for a chain that starts with an effect. Quote chains: the shell takes '|' and '#' for its own.
+plugins' names), and runs in a process of its own. Several play side by side, each with ports of its
+own: MIDI in and audio out, and audio in for a chain that starts with an effect. Quote chains: the
+shell takes '|' and '#' for its own.
 
 A chain that dies is silent and is started again, with its preset files; the others play on. One
 that dies five times within a minute stays silent.
@@ -29,6 +30,10 @@ that dies five times within a minute stays silent.
 
 Sample rate and period are the server's, and are followed when they change. Position, tempo and meter
 of the server's transport reach the plugins. Ctrl-C ends; a second one does not wait.
+
+On a terminal one line tells how much of a period the chains take, how fast they answer, how many
+periods were missed because a chain was late, and how many the server says were late (xruns),
+whoever was at fault.
 
 examples:
   vesk-play aumu:Sm48:LV2_ --connect

@@ -9,7 +9,6 @@
 namespace vesk::tools {
 namespace {
 
-using client::MidiEvent;
 using Clock = std::chrono::steady_clock;
 
 /// libjack prints what this program says itself.

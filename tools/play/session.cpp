@@ -7,6 +7,7 @@
 #include <thread>
 
 #include "tools/hosting/host_words.hpp"
+#include "tools/program/command_line.hpp"
 #include "tools/program/interruption.hpp"
 
 namespace vesk::tools {
@@ -32,18 +33,15 @@ Session::Session(const PlayArguments& arguments) : arguments_(arguments) {
   std::string ignored;
   if (arguments.shows_editors) state_folder_ = TemporaryFolder::make(ignored);
   for (std::size_t i = 0; i < arguments.chains.size(); ++i) {
-    ChainElements elements = arguments.chains[i];
-    // What is changed in an editor is then there again after a crash.
-    for (std::size_t plugin = 0; plugin < elements.size() && state_folder_; ++plugin)
-      if (elements[plugin].preset_path.empty() && elements[plugin].exs_path.empty()) {
-        elements[plugin].preset_path = state_folder_->path() + "/" + std::to_string(i + 1) + "-" +
-                                       std::to_string(plugin + 1) + ".aupreset";
-        elements[plugin].text += "@" + elements[plugin].preset_path;
-      }
     Chain& chain = chains_.emplace_back();
-    chain.text = chain_text(elements);
-    chain.label = chain_text(arguments.chains[i]);
-    elements_.push_back(std::move(elements));
+    chain.elements = arguments.chains[i];
+    chain.label = chain_text(chain.elements);
+    // What is changed in an editor is then there again after a crash.
+    for (std::size_t plugin = 0; plugin < chain.elements.size() && state_folder_; ++plugin)
+      if (ChainElement& element = chain.elements[plugin];
+          element.preset_path.empty() && element.exs_path.empty())
+        name_preset(element, state_folder_->path() + "/" + std::to_string(i + 1) + "-" +
+                                 std::to_string(plugin + 1) + ".aupreset");
   }
 }
 
@@ -54,7 +52,7 @@ Session::~Session() {
 
 client::Options Session::options_for(const Chain& chain) const {
   client::Options options;
-  options.chain = chain.text;
+  options.chain = chain_text(chain.elements);
   options.sample_rate_hz = sample_rate_;
   options.period_frames = std::min(server_->period(), options.max_frames);
   options.driver_priority = server_->priority();
@@ -69,7 +67,7 @@ bool Session::start_hosts(std::string& error) {
     if (!hosts.back()) return false;
   }
   for (std::size_t i = 0; i < hosts.size(); ++i)
-    if (!wait_until_ready(*hosts[i], elements_[i], error)) return false;
+    if (!wait_until_ready(*hosts[i], chains_[i].elements, error)) return false;
   group_ = std::make_unique<LiveGroup>(std::move(hosts));
   return true;
 }
@@ -82,7 +80,7 @@ void Session::say(const std::string& line) {
 
 bool Session::run(std::string& error) {
   std::vector<ChainKind> kinds;
-  for (const ChainElements& chain : elements_) kinds.push_back(kind_of(chain));
+  for (const Chain& chain : chains_) kinds.push_back(kind_of(chain.elements));
   server_ = JackServer::join(arguments_.name, kinds, arguments_.tempo, error);
   if (!server_ || !start_hosts(error) || !server_->start(*group_, error)) return false;
   say("playing as \"" + server_->name() + "\" at " + std::to_string(sample_rate_) + " Hz, " +
@@ -121,7 +119,7 @@ void Session::watch(std::size_t index) {
   const auto now = Clock::now();
   std::erase_if(chain.ends, [&](Clock::time_point end) { return now - end > end_window; });
   chain.ends.push_back(now);
-  const std::string obituary = by_name(group_->host(index).obituary(), elements_[index]);
+  const std::string obituary = by_name(group_->host(index).obituary(), chain.elements);
   chain.is_given_up = chain.ends.size() >= most_ends;
   say(chain.label + ": " + obituary +
       (chain.is_given_up ? "; it stays silent, since it does that again and again"
@@ -132,26 +130,28 @@ void Session::watch(std::size_t index) {
 /// On a thread of its own: others are watched meanwhile.
 void Session::begin_again(std::size_t index) {
   Chain& chain = chains_[index];
-  chain.failure.clear();
-  chain.successor = std::async(std::launch::async, [&chain, options = options_for(chain)] {
-    return client::HostProcess::start(options, chain.failure);
+  chain.successor = std::async(std::launch::async, [options = options_for(chain)] {
+    Successor successor;
+    successor.host = client::HostProcess::start(options, successor.failure);
+    return successor;
   });
 }
 
 void Session::take_successor(std::size_t index) {
   Chain& chain = chains_[index];
   if (chain.successor.wait_for(0s) != std::future_status::ready) return;
-  auto host = chain.successor.get();
+  auto [host, failure] = chain.successor.get();
   chain.is_given_up = !host;
-  if (!host) return say(chain.label + ": " + by_name(chain.failure, elements_[index]));
+  if (!host) return say(chain.label + ": " + by_name(failure, chain.elements));
   group_->replace(index, std::move(host), cycle_limit);
   say(chain.label + ": plays again");
   if (arguments_.shows_editors) open_editors(index);
 }
 
 void Session::open_editors(std::size_t index) {
-  for (unsigned plugin = 0; plugin < elements_[index].size(); ++plugin)
-    group_->host(index).open_editor(plugin, elements_[index][plugin].name);
+  const ChainElements& elements = chains_[index].elements;
+  for (unsigned plugin = 0; plugin < elements.size(); ++plugin)
+    group_->host(index).open_editor(plugin, elements[plugin].name);
 }
 
 void Session::show_status() {
@@ -160,14 +160,16 @@ void Session::show_status() {
   const CycleFigures figures = server_->take_figures();
   cycles_ += figures.cycles;
   missed_ += group_->take_missed();
+  server_misses_ += figures.server_misses;
   lost_events_ += group_->take_lost_events();
   if (isatty(STDERR_FILENO) == 0) return;
   double longest_us = 0;
   for (std::size_t i = 0; i < group_->size(); ++i)
     longest_us =
         std::max(longest_us, static_cast<double>(group_->host(i).answer_times().recent_us));
-  std::fprintf(stderr, "\r\x1b[Kload %3.0f %% (most %3.0f %%)  answer %4.0f us  missed %u",
-               100 * figures.mean, 100 * figures.longest, longest_us, missed_);
+  std::fprintf(stderr,
+               "\r\x1b[Kload %3.0f %% (most %3.0f %%)  answer %4.0f us  missed %u  xruns %u",
+               100 * figures.mean, 100 * figures.longest, longest_us, missed_, server_misses_);
   std::fflush(stderr);
   has_status_ = true;
 }
@@ -175,7 +177,8 @@ void Session::show_status() {
 void Session::sum_up() {
   next_status_ = {};
   show_status();
-  say("missed " + std::to_string(missed_) + " of " + std::to_string(cycles_) + " periods");
+  say("missed " + std::to_string(missed_) + " of " + std::to_string(cycles_) +
+      " periods; the server counted " + std::to_string(server_misses_) + " xruns");
   if (lost_events_ > 0)
     say(std::to_string(lost_events_) + " MIDI events were too many for a period, and are lost");
 }

@@ -26,14 +26,18 @@ class Session {
  private:
   using Clock = std::chrono::steady_clock;
 
+  struct Successor {
+    std::unique_ptr<client::HostProcess> host;
+    std::string failure;  ///< why there is none
+  };
+
   /// What is known of a chain beside its host.
   struct Chain {
-    std::string text;                     ///< as hosts are given it
+    ChainElements elements;               ///< as hosts are given them
     std::string label;                    ///< as messages call it
     std::vector<Clock::time_point> ends;  ///< of the last minute
     bool is_given_up = false;
-    std::string failure;                                          ///< why it could not begin again
-    std::future<std::unique_ptr<client::HostProcess>> successor;  ///< while that one loads
+    std::future<Successor> successor;  ///< while that one loads
   };
 
   bool start_hosts(std::string& error);
@@ -49,7 +53,6 @@ class Session {
 
   const PlayArguments& arguments_;
   std::vector<Chain> chains_;
-  std::vector<ChainElements> elements_;
   /// Of plugins whose editors are open and that have no preset file.
   std::unique_ptr<TemporaryFolder> state_folder_;
   unsigned sample_rate_ = 0;
@@ -57,7 +60,7 @@ class Session {
   std::unique_ptr<JackServer> server_;  // first to go: it plays the group
   bool has_status_ = false;
   Clock::time_point next_status_{};
-  unsigned missed_ = 0, lost_events_ = 0;
+  unsigned missed_ = 0, server_misses_ = 0, lost_events_ = 0;
   std::uint64_t cycles_ = 0;
 };
 
