@@ -7,7 +7,7 @@
 #include <cmath>
 
 #include "tools/edit/arguments.hpp"
-#include "tools/edit/test_notes.hpp"
+#include "tools/midi/test_notes.hpp"
 #include "tools/list/arguments.hpp"
 #include "tools/list/parameter_listing.hpp"
 #include "tools/list/plugin_listing.hpp"

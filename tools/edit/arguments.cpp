@@ -5,7 +5,7 @@
 #include <utility>
 
 #include "host/block.hpp"
-#include "tools/edit/preset_file.hpp"
+#include "tools/live/preset_file.hpp"
 #include "tools/program/command_line.hpp"
 
 namespace vesk::tools {

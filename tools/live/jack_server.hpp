@@ -10,7 +10,7 @@
 #include <vector>
 
 #include "platform/realtime.hpp"
-#include "tools/play/live_group.hpp"
+#include "tools/live/live_group.hpp"
 
 namespace vesk::tools {
 

@@ -1,4 +1,4 @@
-#include "tools/play/jack_server.hpp"
+#include "tools/live/jack_server.hpp"
 
 #include <jack/midiport.h>
 #include <jack/thread.h>

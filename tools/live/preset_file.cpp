@@ -1,4 +1,4 @@
-#include "tools/edit/preset_file.hpp"
+#include "tools/live/preset_file.hpp"
 
 #include <unistd.h>
 
