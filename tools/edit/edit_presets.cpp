@@ -14,6 +14,7 @@
 #include "tools/hosting/host_words.hpp"
 #include "tools/live/editors.hpp"
 #include "tools/live/kept_presets.hpp"
+#include "tools/live/session.hpp"
 #include "tools/midi/midi_file.hpp"
 #include "tools/midi/test_notes.hpp"
 #include "tools/program/interruption.hpp"
@@ -108,6 +109,19 @@ std::unique_ptr<HostProcess> start_host(const EditArguments& arguments, const Ch
   return host;
 }
 
+bool edit_live(const EditArguments& arguments, const ChainElements& chain, Song song,
+               KeptPresets& presets, std::string& error) {
+  LiveSettings settings;
+  settings.chains = {chain};
+  settings.name = "vesk-edit";
+  settings.connects = arguments.connects;
+  settings.shows_editors = true;
+  settings.ends_with_editors = true;
+  settings.has_tones = arguments.plays_notes && chain.front().is_effect();
+  if (!song.events.empty()) settings.song = std::move(song);
+  return play_live(settings, presets, [](const std::string& line) { say(line); }, error);
+}
+
 }  // namespace
 
 bool edit_presets(const EditArguments& arguments, std::string& error) {
@@ -130,6 +144,7 @@ bool edit_presets(const EditArguments& arguments, std::string& error) {
   const auto start_presets = prepare_start(arguments, chain, presets, error);
   if (!start_presets || arguments.only_saves) return start_presets.has_value();
   if (!arguments.midi_path.empty() || arguments.plays_notes) say(midi_remarks(chain));
+  if (arguments.is_live) return edit_live(arguments, chain, *std::move(song), presets, error);
   const auto host = start_host(arguments, chain, error);
   if (!host) return false;
   say(missing_files(*host));
