@@ -123,9 +123,10 @@ bool JackServer::start(LiveGroup& group, std::string& error) {
         return 0;
       },
       this);
-  jack_on_info_shutdown(
+  // Not the one that is told a reason: the PipeWire of Debian 12 never calls that.
+  jack_on_shutdown(
       client,
-      [](jack_status_t, const char*, void* self) {
+      [](void* self) {
         static_cast<JackServer*>(self)->has_ended_.store(true, std::memory_order_release);
       },
       this);
@@ -135,7 +136,7 @@ bool JackServer::start(LiveGroup& group, std::string& error) {
 }
 
 void JackServer::stop() {
-  if (!has_ended()) jack_deactivate(client_.get());
+  if (client_ && !has_ended()) jack_deactivate(client_.get());
 }
 
 bool JackServer::connect(std::string& error) {
