@@ -131,8 +131,10 @@ void LiveChains::follow(const Pace& pace) {
     // One that loads was asked for before; a preset file is one host's at a time.
     if (chains_[i].successor.valid()) chains_[i].successor.get();
     if (chains_[i].is_given_up) continue;
-    group_->host(i).stop();
+    client::HostProcess& host = group_->host(i);
+    host.stop();
     tell_news(i);
+    if (const std::string failure = save_failure(host); !failure.empty()) say_(failure);
     begin_again(i);
   }
   group_->go_on();
@@ -150,10 +152,10 @@ void LiveChains::open_editors(std::size_t index) {
 
 bool LiveChains::has_editors() {
   for (std::size_t i = 0; i < chains_.size(); ++i) {
+    if (chains_[i].is_given_up) continue;
     if (chains_[i].successor.valid() || chains_[i].is_opening) return true;
-    // One that has ended is watched first: its successor's editors are opened again.
-    if (group_->host(i).open_mask() != 0 || group_->host(i).has_ended())
-      if (!chains_[i].is_given_up) return true;
+    // One that has ended shows them again when it has been started again.
+    if (group_->host(i).open_mask() != 0 || group_->host(i).has_ended()) return true;
   }
   return false;
 }

@@ -36,6 +36,9 @@ On a terminal one line tells how much of a period the chains take, how fast they
 periods were missed because a chain was late, and how many the server says were late (xruns),
 whoever was at fault.
 
+With PipeWire, "pw-jack vesk-play ..." finds its server (Debian: pipewire-jack), and
+"pw-metadata -n settings 0 clock.force-quantum 128" asks it for periods of 128 frames.
+
 examples:
   vesk-play aumu:Sm48:LV2_ --connect
   vesk-play 'aumu:Sm48:LV2_@piano.aupreset|aufx:kZu9:LV2_' aumu:GtYn:LV2_ --editors
