@@ -23,9 +23,10 @@ std::string name_of(const ChainElement& plugin) {
 }
 
 std::string title_of(const ChainElement& plugin) {
-  const std::string name = name_of(plugin);
-  if (plugin.preset_path.empty()) return name;
-  return name + " - " + fs::path(plugin.preset_path).filename().string();
+  std::string title = name_of(plugin);
+  if (!plugin.preset_path.empty())
+    title += " - " + fs::path(plugin.preset_path).filename().string();
+  return title;
 }
 
 }  // namespace

@@ -66,8 +66,8 @@ void Session::tell(const std::string& line) {
 }
 
 bool Session::begin(std::string& error) {
-  std::vector<ChainKind> kinds;
-  for (const ChainElements& chain : settings_.chains) kinds.push_back(kind_of(chain));
+  std::vector<ChainKind> kinds(settings_.chains.size());
+  std::ranges::transform(settings_.chains, kinds.begin(), kind_of);
   server_ = JackServer::join(settings_.name, kinds, settings_.tempo, error);
   if (!server_) return false;
   sample_rate_ = server_->sample_rate();
