@@ -44,14 +44,15 @@ allow tools/program  'tools/program/|spec/chain_text.hpp'
 allow tools/parameters 'tools/(parameters|program)/|spec/|platform/(cf_text|parameter_symbol|unit_extras).hpp'
 allow tools/naming   'tools/(naming|parameters|program)/|spec/'
 allow tools/hosting  'tools/(hosting|program)/|vesk/|spec/chain_text.hpp'
-allow tools/midi     'tools/(midi|program)/|vesk/'
+allow tools/midi     'tools/(midi|program)/|vesk/|host/block.hpp|platform/realtime.hpp'
 allow tools/audio    'tools/(audio|program)/'
 allow tools/render   'tools/(render|audio|hosting|midi|parameters|program)/|vesk/|spec/chain_text.hpp|host/block.hpp'
-allow tools/edit     'tools/(edit|audio|hosting|midi|parameters|program)/|vesk/|spec/(chain_text|catalogue).hpp|host/block.hpp'
+allow tools/live     'tools/(live|hosting|midi|naming|program)/|vesk/|spec/(chain_text|catalogue).hpp|host/block.hpp|platform/realtime.hpp'
+allow tools/edit     'tools/(edit|audio|hosting|live|midi|parameters|program)/|vesk/|spec/chain_text.hpp|host/block.hpp'
 allow tools/list     'tools/(list|naming|parameters|program)/|spec/|components/sampler/instrument/'
 allow tools/soak     'tools/(soak|hosting|naming|parameters|program)/|vesk/|spec/|plugin/audio_unit_plugin.hpp|host/block.hpp'
 allow tools/doctor   'tools/(doctor|program)/|platform/linux/mach/realtime_kit.hpp'
-allow tools/play     'tools/(play|hosting|program)/|vesk/|spec/chain_text.hpp|platform/realtime.hpp'
+allow tools/play     'tools/(play|live|program)/|vesk/'
 
 # The layer knows nothing of the system, but for the windows that its proxy stands in for.
 found=$(grep -rnE '#\s*(include|import)\s+"(host|spec|plugin|windows|client|tools|components)/' platform |

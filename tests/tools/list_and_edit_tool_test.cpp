@@ -8,12 +8,12 @@
 
 #include "tests/support/scratch_folder.hpp"
 #include "tools/edit/arguments.hpp"
-#include "tools/edit/test_notes.hpp"
 #include "tools/list/arguments.hpp"
 #include "tools/list/parameter_listing.hpp"
 #include "tools/list/plugin_listing.hpp"
 #include "tools/list/problems.hpp"
 #include "tools/midi/period_events.hpp"
+#include "tools/midi/test_notes.hpp"
 #include "tools/parameters/chain_settings.hpp"
 #include "tools/parameters/names.hpp"
 #include "tools/program/child_program.hpp"
@@ -237,6 +237,8 @@ TEST(edit_arguments, RefuseTheRestInWords) {
       {{"piano"}, "chain \"piano\": expected TYPE:SUBTYPE:MANUFACTURER, as vesk-list prints it"},
       {{"aumu:Sm48:LV2_", "--play="}, "--play needs a file name"},
       {{"aumu:Sm48:LV2_", "--notes", "--play", "s.mid"}, "--play or --notes, not both"},
+      {{"aumu:Sm48:LV2_", "--connect", "--period", "64"},
+       "sample rate and period are the JACK server's"},
       {{"aumu:Sm48:LV2_", "--period", "4097"}, "--period takes 1 to 4096 frames, not \"4097\""},
       {{"aumu:Sm48:LV2_", "-r", "7999"}, "-r takes 8000 to 384000 Hz, not \"7999\""},
       {{"aufx:kZu9:LV2_", "--play", "s.mid"},

@@ -1,12 +1,15 @@
 // Cycles of a sound server, given to hosts and back.
-#include "tools/play/live_group.hpp"
+#include "tools/live/live_group.hpp"
 
 #include <gtest/gtest.h>
 #include <signal.h>
 
+#include <algorithm>
 #include <thread>
 
 #include "tests/client/client_host.hpp"
+#include "tests/support/scratch_folder.hpp"
+#include "tools/live/live_chains.hpp"
 
 namespace {
 
@@ -102,6 +105,73 @@ TEST(LiveGroup, ALateChainIsSilentAndGetsItsEventsLater) {
   EXPECT_EQ(group.take_missed(), 2u);
   kill(pid, SIGUSR1);
   EXPECT_TRUE(wait_until([&] { return cycle(1s) == 2; })) << "both events, once";
+}
+
+TEST(LiveGroup, TheFirstChainPlaysAlongWithASong) {
+  constexpr double rate = 48'000;
+  Song song;
+  song.events = {{0, 0x90, 69, 100}, {40 / rate, 0x80, 69, 0}};
+  song.marks = {{.tempo = 120}, {.seconds = 32 / rate, .tempo = 60}};
+  song.length_seconds = 50 / rate;
+  for (const bool as_tones : {false, true}) {
+    SCOPED_TRACE(as_tones);
+    Accompaniment accompaniment(song, as_tones, rate);
+    std::vector<std::unique_ptr<vesk::client::HostProcess>> hosts;
+    for (int i = 0; i < 2; ++i) hosts.push_back(start("x=1"));
+    LiveGroup group(std::move(hosts), &accompaniment);
+    Chain chains[2];
+    chains[0].events = {{0x90, 1, 1, 0, 5}};
+    ChainBuffers buffers[] = {chains[0].buffers(), chains[1].buffers()};
+    group.play(50, {}, buffers, 20s);
+    EXPECT_EQ(chains[0].right[31], 0);
+    EXPECT_EQ(chains[0].right[32], 32) << "a period has one tempo";
+    EXPECT_EQ(chains[0].left[0], 2);
+    EXPECT_EQ(chains[0].left[32] == 1, !as_tones);
+    EXPECT_EQ(chains[1].left[0], 0);
+    chains[0].events.clear();
+    accompaniment.set_sample_rate(2 * rate);
+    ChainBuffers more[] = {chains[0].buffers(), chains[1].buffers()};
+    group.play(100, {}, more, 20s);
+    EXPECT_EQ(chains[0].left[0], 1) << "from its beginning";
+    EXPECT_EQ(chains[0].right[63], 50);
+    EXPECT_EQ(chains[0].right[64], 114);
+  }
+}
+
+TEST(LiveChains, FollowAnotherSampleRateWithTheirPresetFiles) {
+  setenv("VESK_HOST", VESK_FAKE_HOST, 1);
+  const vesk::tests::ScratchFolder folder;
+  std::string error;
+  const auto chain =
+      vesk::parse_chain("aufx:Fake:Vesk@" + folder / "p.aupreset", vesk::ChainStart::either, error);
+  ASSERT_TRUE(chain) << error;
+  std::vector<std::string> said;
+  KeptPresets presets;
+  LiveChains chains({*chain, *vesk::parse_chain("aufx:Fake:Vesk", vesk::ChainStart::either, error)},
+                    false, presets, [&](const std::string& line) { said.push_back(line); });
+  ASSERT_TRUE(chains.start({48'000, 64, 0}, nullptr, error)) << error;
+  std::atomic<bool> ends{false};
+  std::thread audio([&] {
+    Chain cycle[2];
+    for (Chain& each : cycle) std::fill(each.input.begin(), each.input.end(), 0.5f);
+    while (!ends) {
+      ChainBuffers buffers[] = {cycle[0].buffers(), cycle[1].buffers()};
+      chains.group().play(64, {}, buffers, 20s);
+    }
+  });
+  chains.follow({44'100, 64, 0});
+  const auto play_again = [&] {
+    chains.watch();
+    return said.size() == 2;
+  };
+  EXPECT_TRUE(wait_until(play_again));
+  for (const std::string& line : said) EXPECT_TRUE(line.ends_with(": plays again")) << line;
+  for (const std::size_t i : {0u, 1u})
+    EXPECT_EQ(chains.group().host(i).options().sample_rate_hz, 44'100);
+  ends = true;
+  audio.join();
+  EXPECT_EQ(chains.group().take_missed(), 0u);
+  EXPECT_TRUE(chains.stop(error)) << error;
 }
 
 }  // namespace

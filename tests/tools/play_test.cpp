@@ -1,4 +1,5 @@
-// vesk-play with a JACK server of its own, whose driver is a clock.
+// vesk-play, and vesk-edit as it is heard, with a JACK server of their own, whose driver is a
+// clock.
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <jack/jack.h>
@@ -18,9 +19,15 @@
 #include <string>
 #include <vector>
 
+#include "tests/support/display.hpp"
+#include "tests/support/empty_preset.hpp"
 #include "tests/support/program.hpp"
 #include "tests/support/scratch_folder.hpp"
 #include "tests/support/wait_until.hpp"
+
+extern "C" {
+#include "tests/components/editors/variants.h"
+}
 
 namespace {
 
@@ -116,8 +123,9 @@ class Musician {
 };
 
 ProgramResult play(std::vector<std::string> words,
-                   const std::function<void(pid_t program)>& meanwhile = {}) {
-  words.insert(words.begin(), build_tree() + "/bin/vesk-play");
+                   const std::function<void(pid_t program)>& meanwhile = {},
+                   const std::string& program = "vesk-play") {
+  words.insert(words.begin(), build_tree() + "/bin/" + program);
   return run_program(words,
                      {.environment = {"AUDIO_COMPONENT_PATH=" + build_tree() + "/components"},
                       .meanwhile = meanwhile});
@@ -164,6 +172,52 @@ TEST(Play, IsHeardAndGoesOnAfterACrash) {
                                                            << result.errors;
 }
 
+TEST(Play, AnEditorsChangesAreHeardAndTheOldPresetIsKept) {
+  VirtualDisplay display;
+  ASSERT_TRUE(display.is_running());
+  Server server;
+  Musician musician;
+  ASSERT_TRUE(musician.join()) << "jackd does not run";
+  const ScratchFolder folder;
+  const std::string preset = folder / "p.aupreset";
+  // It plays its level, which a click sets: 0.5 in the middle of its 300 points.
+  const std::string chain = "aumu:Edit:Vesk#1=" + std::to_string(kCocoaView) + "@" + preset;
+  const struct {
+    const char* program;
+    const char* option;
+    bool ends_with_editor;
+  } cases[] = {{"vesk-edit", "--jack", true}, {"vesk-play", "--editors", false}};
+  for (const auto& test : cases) {
+    SCOPED_TRACE(test.program);
+    write_empty_preset(preset, 'aumu', 'Edit', 'Vesk');
+    const Bytes old = file_bytes(preset);
+    const std::string client = test.ends_with_editor ? "vesk-edit" : "vesk";
+    const auto result = play(
+        {chain, test.option},
+        [&](pid_t program) {
+          EXPECT_TRUE(musician.connect(client + ":midi", client + ":out-left"));
+          if (const auto window = find_window("^Editors - p.aupreset$")) {
+            click(*window, 150, 60);
+            EXPECT_TRUE(
+                wait_until([&] { return std::abs(musician.loudest() - 0.5f) < 0.02f; }, patience));
+            click_close_box(*window);
+          } else {
+            ADD_FAILURE() << "no editor";
+          }
+          if (!test.ends_with_editor || HasFailure()) kill(program, SIGINT);
+        },
+        test.program);
+    EXPECT_EQ(result.status, 0) << result.errors;
+    const std::string said = result.output + result.errors;
+    for (const std::string& line :
+         {preset + ": exists and will be rewritten; what it holds now is kept as " + preset + "~\n",
+          preset + ": rewritten\n", std::string("missed ")})
+      EXPECT_NE(said.find(line), std::string::npos) << line << "is not in:\n" << said;
+    EXPECT_EQ(file_bytes(preset + "~"), old);
+    EXPECT_NE(file_bytes(preset), old);
+  }
+}
+
 TEST(Play, SaysInOneLineWhyItEnds) {
   const struct {
     const char* name;
@@ -182,9 +236,17 @@ TEST(Play, SaysInOneLineWhyItEnds) {
     EXPECT_EQ(result.status, test.status);
     EXPECT_NE(result.errors.find(test.said), std::string::npos) << result.errors;
   }
+  auto edited = play({"aumu:Tone:Vesk", "--connect"}, {}, "vesk-edit");
+  EXPECT_EQ(edited.status, 1);
+  EXPECT_TRUE(edited.errors.ends_with("no JACK server runs (jackd, or PipeWire's)\n"))
+      << edited.errors;
   Server server;
   Musician musician;
   ASSERT_TRUE(musician.join()) << "jackd does not run";
+  edited = play({"aumu:Tone:Vesk", "--jack"}, {}, "vesk-edit");
+  EXPECT_EQ(edited.status, 1);
+  EXPECT_TRUE(edited.errors.ends_with("no editor could be opened (is there a display?)\n"))
+      << edited.errors;
   auto result = play({"aumu:Bad_:Vesk#19=1"});
   EXPECT_EQ(result.status, 1);
   EXPECT_NE(result.errors.find("-10875"), std::string::npos) << result.errors;

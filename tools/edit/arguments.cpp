@@ -5,7 +5,7 @@
 #include <utility>
 
 #include "host/block.hpp"
-#include "tools/edit/preset_file.hpp"
+#include "tools/live/preset_file.hpp"
 #include "tools/program/command_line.hpp"
 
 namespace vesk::tools {
@@ -36,16 +36,20 @@ beside it, with a '~' after its name.
       --play SONG.mid     play a MIDI file meanwhile, over and over
       --notes             play test notes meanwhile: an arpeggio, over and over. A chain that
                           starts with an effect is sent plucked tones of the same notes
-  -r, --sample-rate HZ    8000 to 384000 (48000)
-      --period FRAMES     frames a period, 1 to 4096 (512)
+      --jack              be heard, and played, through a JACK server (jackd, or PipeWire's)
+      --connect           the same, connected to the first physical outputs and to MIDI from all
+                          physical inputs
+  -r, --sample-rate HZ    8000 to 384000 (48000); with --jack the server's
+      --period FRAMES     frames a period, 1 to 4096 (512); with --jack the server's
   -h, --help              this text
       --version           the program's version
 
-Periods are rendered at the pace at which they would be heard; nothing is heard. Ctrl-C closes the
-editors, which saves, and ends. A second one does not wait for that.
+Periods are rendered at the pace at which they would be heard, which nothing is without --jack. With
+it the chain has the ports that vesk-play gives one, and is started again when it dies, with what it
+saved. Ctrl-C closes the editors, which saves, and ends. A second one does not wait for that.
 
 examples:
-  vesk-edit aumu:Sm48:LV2_@piano.aupreset --notes
+  vesk-edit aumu:Sm48:LV2_@piano.aupreset --notes --connect
   vesk-edit 'MDA ePiano@piano.aupreset' --set Hardness=0.4
   vesk-edit aumu:Sm48:LV2_@piano.aupreset --copy-to bright.aupreset
   vesk-edit aumu:Sm48:LV2_@mellow.aupreset --preset Mellow --save
@@ -59,6 +63,8 @@ namespace {
 
 /// The mask of open editors has a bit for each.
 constexpr std::size_t longest_chain = 32;
+constexpr int usual_rate = 48'000;
+constexpr std::uint32_t usual_period = 512;
 
 std::vector<Option> options_for(EditArguments& arguments) {
   std::vector<Option> options = {
@@ -66,6 +72,8 @@ std::vector<Option> options_for(EditArguments& arguments) {
       {"--copy-to", nullptr, takes_path(arguments.copy_path)},
       {"--play", nullptr, takes_path(arguments.midi_path)},
       {"--notes", nullptr, nullptr, &arguments.plays_notes},
+      {"--jack", nullptr, nullptr, &arguments.is_live},
+      {"--connect", nullptr, nullptr, &arguments.connects},
       {"--sample-rate", "-r", takes_whole(8'000, 384'000, " Hz", arguments.sample_rate)},
       {"--period", nullptr,
        takes_whole(1, static_cast<int>(host::buffer_frames), " frames", arguments.period)},
@@ -106,8 +114,14 @@ std::optional<EditArguments> parse_edit_arguments(const std::vector<std::string>
   EditArguments arguments;
   if (!read_command_line(words, options_for(arguments), arguments.chain_words, error))
     return std::nullopt;
+  const bool is_pace_given = arguments.sample_rate != 0 || arguments.period != 0;
+  if (arguments.sample_rate == 0) arguments.sample_rate = usual_rate;
+  if (arguments.period == 0) arguments.period = usual_period;
+  arguments.is_live |= arguments.connects;
   if (arguments.chain_words.empty())
     error = "no chain given";
+  else if (arguments.is_live && is_pace_given)
+    error = "sample rate and period are the JACK server's";
   else if (arguments.plays_notes && !arguments.midi_path.empty())
     error = "--play or --notes, not both";
   else

@@ -21,8 +21,10 @@ struct EditArguments {
   std::string original_path;  ///< the preset file that it is a copy of
   std::string midi_path;      ///< song to play, over and over; empty: none
   bool plays_notes = false;
-  int sample_rate = 48'000;
-  std::uint32_t period = 512;
+  bool is_live = false;      ///< it is heard and played through a JACK server
+  bool connects = false;     ///< to what is physical
+  int sample_rate = 0;       ///< Hz
+  std::uint32_t period = 0;  ///< frames
 };
 
 /// Reads the arguments after the program's name, all but the chain. Empty with a sentence in

@@ -1,32 +1,28 @@
 #include "tools/edit/edit_presets.hpp"
 
-#include <algorithm>
 #include <chrono>
 #include <cmath>
 #include <cstdio>
-#include <filesystem>
-#include <map>
 #include <memory>
 #include <optional>
-#include <set>
 #include <thread>
 #include <utility>
 #include <vector>
 
-#include "spec/catalogue.hpp"
 #include "tools/audio/loudness.hpp"
 #include "tools/edit/live_player.hpp"
-#include "tools/edit/preset_file.hpp"
-#include "tools/edit/test_notes.hpp"
 #include "tools/hosting/host_words.hpp"
+#include "tools/live/editors.hpp"
+#include "tools/live/kept_presets.hpp"
+#include "tools/live/session.hpp"
 #include "tools/midi/midi_file.hpp"
+#include "tools/midi/test_notes.hpp"
 #include "tools/program/interruption.hpp"
 #include "vesk/host_process.hpp"
 
 namespace vesk::tools {
 namespace {
 
-namespace fs = std::filesystem;
 using client::HostProcess;
 using namespace std::chrono_literals;
 
@@ -39,96 +35,18 @@ void say(const std::string& line) {
   std::fflush(stdout);
 }
 
-/// The chain's preset files: what was in them, and which have been rewritten.
-class Presets {
- public:
-  /// Says what will happen to each, before it can, and keeps what they hold.
-  bool prepare(const ChainElements& chain, std::string& error) {
-    for (unsigned plugin = 0; plugin < chain.size(); ++plugin) {
-      const std::string& path = chain[plugin].preset_path;
-      if (path.empty()) continue;
-      paths_[plugin] = path;
-      std::error_code unknown;
-      if (!fs::exists(path, unknown)) {
-        say(path + ": does not exist yet");
-        continue;
-      }
-      auto old = OldPreset::keep(path, error);
-      if (!old) return false;
-      say(path + ": exists and will be rewritten; what it holds now is kept as " +
-          old->kept_path());
-      old_.emplace(plugin, std::move(*old));
-    }
-    if (paths_.empty()) say("the chain names no preset file (@path): no change will be kept");
-    return true;
-  }
-
-  void take_notices(HostProcess& host) {
-    while (const auto plugin = host.next_saved_notice()) note_written(*plugin);
-  }
-
-  void note_written(unsigned plugin) {
-    const auto path = paths_.find(plugin);
-    if (path != paths_.end() && rewritten_.insert(plugin).second) say(path->second + ": rewritten");
-  }
-
-  void sum_up() const {
-    if (rewritten_.empty() && !paths_.empty()) say("no preset file was rewritten");
-  }
-
- private:
-  std::map<unsigned, std::string> paths_;
-  std::map<unsigned, OldPreset> old_;
-  std::set<unsigned> rewritten_;
-};
-
-/// What the host says of editors that failed, repeated once each.
-class EditorFailures {
- public:
-  explicit EditorFailures(const ChainElements& chain)
-      : chain_(chain), start_("plugin host " + chain_text(chain) + ": editor of plugin ") {}
-
-  void repeat_new(HostProcess& host) {
-    for (const std::string& line : host.last_lines())
-      if (line.starts_with(start_) && repeated_.insert(line).second)
-        std::fprintf(stderr, "vesk-edit: %s\n", by_name(line, chain_).c_str());
-  }
-
- private:
-  const ChainElements& chain_;
-  const std::string start_;
-  std::set<std::string> repeated_;
-};
-
-/// What the plugin is called, without its maker before it; as messages call it where nothing else
-/// is known.
-std::string name_of(const ChainElement& plugin) {
-  if (!plugin.exs_path.empty()) return plugin.name;
-  const auto found = list_components({plugin.type, plugin.subtype, plugin.manufacturer, 0, 0});
-  if (found.empty() || found.front().name.empty()) return plugin.name;
-  const std::string& name = found.front().name;
-  const std::size_t colon = name.find(": ");
-  return colon == name.npos ? name : name.substr(colon + 2);
+void say(const std::vector<std::string>& lines) {
+  for (const std::string& line : lines) say(line);
 }
 
-std::string title_of(const ChainElement& plugin) {
-  const std::string name = name_of(plugin);
-  if (plugin.preset_path.empty()) return name;
-  return name + " - " + fs::path(plugin.preset_path).filename().string();
-}
-
-/// The host says that it could not open the editor of `plugin`.
-bool has_no_editor(HostProcess& host, const ChainElements& chain, unsigned plugin) {
-  const std::vector<std::string> lines = host.last_lines();
-  return std::ranges::find(lines, "plugin host " + chain_text(chain) + ": no window for plugin " +
-                                      std::to_string(plugin)) != lines.end();
+void complain(const std::vector<std::string>& lines) {
+  for (const std::string& line : lines) std::fprintf(stderr, "vesk-edit: %s\n", line.c_str());
 }
 
 /// Opens every editor and tells which could not be. False when none could, or the host ended.
 bool open_editors(HostProcess& host, const ChainElements& chain, std::string& error) {
   const auto plugins = static_cast<unsigned>(chain.size());
-  for (unsigned plugin = 0; plugin < plugins; ++plugin)
-    host.open_editor(plugin, title_of(chain[plugin]));
+  ask_for_editors(host, chain);
   // In small steps, so that Ctrl-C is heard while an editor takes its time.
   const auto deadline = std::chrono::steady_clock::now() + longest_opening * plugins;
   while (!host.settle(100ms)) {
@@ -140,9 +58,7 @@ bool open_editors(HostProcess& host, const ChainElements& chain, std::string& er
     }
   }
   // The mask does not tell: an editor may have come and been closed again by now.
-  std::vector<unsigned> without;
-  for (unsigned plugin = 0; plugin < plugins; ++plugin)
-    if (has_no_editor(host, chain, plugin)) without.push_back(plugin);
+  const std::vector<unsigned> without = plugins_without_editor(host, chain);
   if (without.size() == plugins) {
     error = "no editor could be opened (is there a display?)";
     return false;
@@ -153,21 +69,13 @@ bool open_editors(HostProcess& host, const ChainElements& chain, std::string& er
 }
 
 /// Until the last editor is closed, the host ends or somebody interrupts.
-void watch_editors(HostProcess& host, Presets& presets, EditorFailures& failures) {
+void watch_editors(HostProcess& host, KeptPresets& presets, EditorFailures& failures) {
   while (host.open_mask() != 0 && !host.has_ended()) {
     if (interruption() != 0) return;
-    presets.take_notices(host);
-    failures.repeat_new(host);
+    say(presets.news(0, host));
+    complain(failures.new_lines(host));
     std::this_thread::sleep_for(look_interval);
   }
-}
-
-/// The host's own lines about files that it could not write.
-std::string save_failure(HostProcess& host) {
-  constexpr std::string_view own = "plugin host: ";
-  for (const std::string& line : host.last_lines())
-    if (line.starts_with("plugin host: could not save ")) return line.substr(own.size());
-  return {};
 }
 
 std::optional<Song> song_of(const EditArguments& arguments, std::string& error) {
@@ -177,15 +85,15 @@ std::optional<Song> song_of(const EditArguments& arguments, std::string& error) 
 
 /// Makes the preset files that the chain's plugins are to start from.
 std::optional<StartPresets> prepare_start(const EditArguments& arguments, ChainElements& chain,
-                                          Presets& presets, std::string& error) {
+                                          KeptPresets& presets, std::string& error) {
   ChainSettings settings = arguments.start;
   for (std::size_t plugin = 0; plugin < chain.size(); ++plugin)
     if (arguments.only_saves && !chain[plugin].preset_path.empty()) settings[plugin];
   auto made = StartPresets::make(chain, settings, true, arguments.sample_rate, error);
   if (!made) return made;
   for (const auto& [plugin, ignored] : settings)
-    presets.note_written(static_cast<unsigned>(plugin));
-  for (const std::string& remark : made->remarks()) say(remark);
+    say(presets.note_written(0, static_cast<unsigned>(plugin)));
+  say(made->remarks());
   return made;
 }
 
@@ -201,6 +109,19 @@ std::unique_ptr<HostProcess> start_host(const EditArguments& arguments, const Ch
   return host;
 }
 
+bool edit_live(const EditArguments& arguments, const ChainElements& chain, Song song,
+               KeptPresets& presets, std::string& error) {
+  LiveSettings settings;
+  settings.chains = {chain};
+  settings.name = "vesk-edit";
+  settings.connects = arguments.connects;
+  settings.shows_editors = true;
+  settings.ends_with_editors = true;
+  settings.has_tones = arguments.plays_notes && chain.front().is_effect();
+  if (!song.events.empty()) settings.song = std::move(song);
+  return play_live(settings, presets, [](const std::string& line) { say(line); }, error);
+}
+
 }  // namespace
 
 bool edit_presets(const EditArguments& arguments, std::string& error) {
@@ -211,19 +132,22 @@ bool edit_presets(const EditArguments& arguments, std::string& error) {
     say(arguments.copy_path + ": copied from " + arguments.original_path +
         ", which stays as it is");
   }
-  Presets presets;
-  if (!presets.prepare(arguments.chain, error)) return false;
+  KeptPresets presets;
+  std::vector<std::string> remarks;
+  const bool are_kept = presets.keep(arguments.chain, remarks, error);
+  say(remarks);
+  if (!are_kept) return false;
 
   // From here on Ctrl-C asks to stop; it is looked at between the steps.
   watch_for_interruption();
   ChainElements chain = arguments.chain;
   const auto start_presets = prepare_start(arguments, chain, presets, error);
   if (!start_presets || arguments.only_saves) return start_presets.has_value();
-  if (!arguments.midi_path.empty() || arguments.plays_notes)
-    for (const std::string& remark : midi_remarks(chain)) say(remark);
+  if (!arguments.midi_path.empty() || arguments.plays_notes) say(midi_remarks(chain));
+  if (arguments.is_live) return edit_live(arguments, chain, *std::move(song), presets, error);
   const auto host = start_host(arguments, chain, error);
   if (!host) return false;
-  for (const std::string& remark : missing_files(*host)) say(remark);
+  say(missing_files(*host));
   const bool as_tones = arguments.plays_notes && chain.front().is_effect();
   std::optional<LivePlayer> player;
   player.emplace(*host, std::move(*song), as_tones);
@@ -235,9 +159,9 @@ bool edit_presets(const EditArguments& arguments, std::string& error) {
   const bool has_bad_samples = player->has_bad_samples();
   player.reset();
   host->stop();
-  presets.take_notices(*host);
-  failures.repeat_new(*host);
-  presets.sum_up();
+  say(presets.news(0, *host));
+  complain(failures.new_lines(*host));
+  say(presets.summary());
   if (!host->ending().orderly()) {
     error = by_name(host->obituary(), chain);
     is_well = false;

@@ -1,61 +1,19 @@
 #include "tools/edit/live_player.hpp"
 
 #include <algorithm>
-#include <array>
 #include <chrono>
 #include <cmath>
-#include <optional>
 #include <span>
 #include <utility>
 
-#include "tools/edit/test_notes.hpp"
-#include "tools/midi/period_events.hpp"
+#include "tools/midi/rounds.hpp"
+#include "tools/midi/test_notes.hpp"
 
 namespace vesk::tools {
 namespace {
 
 using client::Answer;
-using host::MidiEvent;
 using Clock = std::chrono::steady_clock;
-
-constexpr std::size_t channels = 16;
-
-/// What is still held when a song ends must not sound into its next round.
-std::array<MidiEvent, channels> all_notes_off() {
-  std::array<MidiEvent, channels> events{};
-  for (std::size_t channel = 0; channel < channels; ++channel) {
-    events[channel].status = static_cast<std::uint8_t>(0xB0 + channel);
-    events[channel].data1 = 123;
-  }
-  return events;
-}
-
-/// The periods of a song that begins again when it has ended.
-class Rounds {
- public:
-  Rounds(const Song& song, double sample_rate)
-      : song_(song), sample_rate_(sample_rate), events_(std::in_place, song, sample_rate) {}
-
-  Period next(std::uint32_t longest) {
-    if (song_.events.empty()) return {longest};
-    const double seconds = static_cast<double>(frame_) / sample_rate_;
-    if (events_->is_done() && seconds >= song_.length_seconds) {
-      events_.emplace(song_, sample_rate_);
-      frame_ = 0;
-      return {longest, silence_};
-    }
-    const Period period = events_->next(longest);
-    frame_ += period.frames;
-    return period;
-  }
-
- private:
-  const Song& song_;
-  double sample_rate_;
-  std::optional<PeriodEvents> events_;
-  std::uint64_t frame_ = 0;
-  const std::array<MidiEvent, channels> silence_ = all_notes_off();
-};
 
 }  // namespace
 

@@ -26,7 +26,7 @@ struct Blame {
 
 std::optional<Blame> find_blame(const std::string& sentence, const ChainElements& chain,
                                 const std::string& words = "plugin ") {
-  const std::string start = "plugin host " + chain_text(chain) + ": " + words;
+  const std::string start = line_start(chain) + words;
   const std::size_t found = sentence.find(start);
   if (found == std::string::npos) return std::nullopt;
   std::size_t plugin = 0;
@@ -37,6 +37,10 @@ std::optional<Blame> find_blame(const std::string& sentence, const ChainElements
 }
 
 }  // namespace
+
+std::string line_start(const ChainElements& chain) {
+  return "plugin host " + chain_text(chain) + ": ";
+}
 
 std::string name_in_chain(const ChainElements& chain, std::size_t plugin) {
   std::string name = chain[plugin].name;

@@ -17,6 +17,9 @@ bool wait_until_ready(client::HostProcess& host, const ChainElements& chain, std
 /// What a host that is ready has said of files that its presets name and that are gone.
 std::vector<std::string> missing_files(client::HostProcess& host);
 
+/// What the lines of a host about its chain begin with.
+std::string line_start(const ChainElements& chain);
+
 /// The plugin by whose index a host's last line blames it for its end; empty when it blames none.
 std::optional<std::size_t> blamed_plugin(const std::string& sentence, const ChainElements& chain);
 

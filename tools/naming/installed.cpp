@@ -80,16 +80,19 @@ std::span<const TypeWord> type_words() {
   return words;
 }
 
+std::string without_maker(const std::string& name) {
+  // Components are called "Maker: Name" on this platform.
+  const std::size_t colon = name.find(": ");
+  return colon == std::string::npos ? name : name.substr(colon + 2);
+}
+
 InstalledPlugin plugin_of(const ComponentInfo& component) {
-  InstalledPlugin plugin{component, {}, component.name, {}, {}, {}, {}};
+  InstalledPlugin plugin{component, {}, without_maker(component.name), {}, {}, {}, {}};
   const AudioComponentDescription& is = component.desc;
   plugin.specification = four_cc(is.componentType) + ":" + four_cc(is.componentSubType) + ":" +
                          four_cc(is.componentManufacturer);
-  // Components are called "Maker: Name" on this platform.
-  if (const std::size_t colon = component.name.find(": "); colon != std::string::npos) {
-    plugin.maker = component.name.substr(0, colon);
-    plugin.name = component.name.substr(colon + 2);
-  }
+  if (plugin.name != component.name)
+    plugin.maker = component.name.substr(0, component.name.size() - plugin.name.size() - 2);
   plugin.type = word_of(is.componentType);
   plugin.not_hosted = why_not_hosted(plugin);
   return plugin;

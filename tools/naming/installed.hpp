@@ -45,6 +45,9 @@ struct TypeWord {
 };
 std::span<const TypeWord> type_words();
 
+/// A component's name without its maker.
+std::string without_maker(const std::string& name);
+
 /// A component as a plugin, without what LV2 tells.
 InstalledPlugin plugin_of(const ComponentInfo& component);
 

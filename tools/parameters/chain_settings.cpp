@@ -1,12 +1,7 @@
 #include "tools/parameters/chain_settings.hpp"
 
-#include <stdlib.h>
-#include <unistd.h>  // mkdtemp on macOS
-
-#include <cerrno>
 #include <filesystem>
 #include <system_error>
-#include <utility>
 
 #include "tools/parameters/question.hpp"
 
@@ -35,14 +30,6 @@ bool find_files(PluginSettings& settings, std::string& error) {
     path = fs::absolute(path, unknown).lexically_normal();
   }
   return true;
-}
-
-void name_preset(ChainElement& plugin, const std::string& path) {
-  // A preset path is all that follows the '@', to the element's end.
-  if (!plugin.preset_path.empty())
-    plugin.text.erase(plugin.text.size() - plugin.preset_path.size() - 1);
-  plugin.text += "@" + path;
-  plugin.preset_path = path;
 }
 
 }  // namespace
@@ -109,29 +96,9 @@ std::optional<StartPresets> StartPresets::make(ChainElements& chain, const Chain
   return made;
 }
 
-StartPresets::StartPresets(StartPresets&& other) noexcept
-    : folder_(std::exchange(other.folder_, {})), remarks_(std::move(other.remarks_)) {}
-
-StartPresets::~StartPresets() {
-  std::error_code ignored;
-  if (!folder_.empty()) fs::remove_all(folder_, ignored);
-}
-
 std::string StartPresets::temporary_path(std::size_t plugin, std::string& error) {
-  if (folder_.empty()) {
-    std::error_code unknown;
-    std::string folder = fs::temp_directory_path(unknown) / "vesk-XXXXXX";
-    if (folder.find('|') != folder.npos) {
-      error = "a chain cannot name " + folder + ", because of its '|'";
-      return {};
-    }
-    if (mkdtemp(folder.data()) == nullptr) {
-      error = folder + ": cannot be made: " + std::generic_category().message(errno);
-      return {};
-    }
-    folder_ = folder;
-  }
-  return folder_ + "/" + std::to_string(plugin + 1) + ".aupreset";
+  if (!folder_) folder_ = TemporaryFolder::make(error);
+  return folder_ ? folder_->path() + "/" + std::to_string(plugin + 1) + ".aupreset" : "";
 }
 
 }  // namespace vesk::tools

@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <map>
+#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
@@ -9,6 +10,7 @@
 #include "spec/chain_text.hpp"
 #include "tools/parameters/settings.hpp"
 #include "tools/program/command_line.hpp"
+#include "tools/program/temporary_folder.hpp"
 
 namespace vesk::tools {
 
@@ -27,6 +29,7 @@ extern const char* const settings_help;
 bool check_settings(const ChainSettings& settings, const ChainElements& chain, std::string& error);
 
 /// Preset files made for a chain, since a host knows nothing else that a plugin could start from.
+/// Temporary ones go with this.
 class StartPresets {
  public:
   /// Has vesk-parameters make one for each plugin that is in `settings`, from what the chain says
@@ -35,10 +38,6 @@ class StartPresets {
   /// Empty with a sentence in `error`; files that were made first then stay.
   static std::optional<StartPresets> make(ChainElements& chain, const ChainSettings& settings,
                                           bool keeps, int sample_rate_hz, std::string& error);
-  StartPresets(StartPresets&& other) noexcept;
-  StartPresets& operator=(StartPresets&&) = delete;
-  /// Removes the temporary ones.
-  ~StartPresets();
 
   /// On files that presets of the chain named and that are gone, a sentence each.
   const std::vector<std::string>& remarks() const { return remarks_; }
@@ -47,7 +46,7 @@ class StartPresets {
   StartPresets() = default;
   std::string temporary_path(std::size_t plugin, std::string& error);
 
-  std::string folder_;  // empty: none was needed
+  std::unique_ptr<TemporaryFolder> folder_;  // null: none was needed
   std::vector<std::string> remarks_;
 };
 

@@ -4,7 +4,7 @@
 #include <string>
 #include <vector>
 
-#include "spec/chain_text.hpp"
+#include "tools/live/session.hpp"
 
 namespace vesk::tools {
 
@@ -12,11 +12,7 @@ extern const char* const play_help;
 
 struct PlayArguments {
   std::vector<std::string> chain_words;  ///< as given, maybe with names
-  std::vector<ChainElements> chains;     ///< see `take_chains`
-  std::string name = "vesk";
-  double tempo = 120;
-  bool connects = false;
-  bool shows_editors = false;
+  LiveSettings settings;                 ///< its chains are there after `take_chains`
 };
 
 /// What a command line asks for, without its chains; nothing, with a sentence in `error`, when it

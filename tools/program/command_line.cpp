@@ -48,6 +48,14 @@ std::string text_asked_for(const std::vector<std::string>& words, const char* pr
   return {};
 }
 
+void name_preset(ChainElement& plugin, const std::string& path) {
+  // A preset path is all that follows the '@', to the element's end.
+  if (!plugin.preset_path.empty())
+    plugin.text.erase(plugin.text.size() - plugin.preset_path.size() - 1);
+  plugin.text += "@" + path;
+  plugin.preset_path = path;
+}
+
 std::string syntax_error(const std::string& reason) {
   return reason.starts_with("expected type:")
              ? "expected TYPE:SUBTYPE:MANUFACTURER, as vesk-list prints it"

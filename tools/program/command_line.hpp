@@ -35,6 +35,9 @@ bool read_command_line(const std::vector<std::string>& words, std::span<const Op
 /// that names the chain.
 bool read_chain(const std::string& text, ChainElements& chain, std::string& error);
 
+/// Makes `path` the preset file of a plugin, in the place of the one that it may name.
+void name_preset(ChainElement& plugin, const std::string& path);
+
 /// What the parser of chains says is wrong, without its example, a plugin that nobody here has.
 std::string syntax_error(const std::string& reason);
 

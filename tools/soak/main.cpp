@@ -1,7 +1,6 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <cctype>
 #include <cstdio>
 #include <cstdlib>
 #include <iterator>
@@ -9,6 +8,7 @@
 #include <vector>
 
 #include "tools/naming/installed.hpp"
+#include "tools/naming/look_up.hpp"
 #include "tools/program/command_line.hpp"
 #include "tools/program/interruption.hpp"
 #include "tools/program/output_file.hpp"
@@ -27,11 +27,6 @@ using namespace vesk::tools;
 int say(const std::string& sentence, int status) {
   std::fprintf(stderr, "vesk-soak: %s\n", sentence.c_str());
   return status;
-}
-
-std::string in_small_letters(std::string text) {
-  std::ranges::transform(text, text.begin(), [](unsigned char c) { return std::tolower(c); });
-  return text;
 }
 
 bool is_delay(const InstalledPlugin& plugin) {
@@ -57,10 +52,8 @@ bool choose(const std::vector<std::string>& wanted, const std::vector<Candidate>
             std::vector<Candidate>& chosen, std::string& error) {
   for (const std::string& words : wanted) {
     const std::size_t before = chosen.size();
-    const std::string small = in_small_letters(words);
     std::ranges::copy_if(there, std::back_inserter(chosen), [&](const Candidate& each) {
-      return each.element.name.find(words) != std::string::npos ||
-             in_small_letters(each.name).find(small) != std::string::npos;
+      return each.element.name.find(words) != std::string::npos || holds_words(each.name, {words});
     });
     if (chosen.size() > before) continue;
     std::string reason;

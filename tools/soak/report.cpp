@@ -16,11 +16,6 @@ const char* words_of(Outcome outcome) {
   return outcome_words[static_cast<std::size_t>(outcome)];
 }
 
-std::string without_maker(const std::string& name) {
-  const std::size_t maker = name.find(": ");
-  return maker == std::string::npos ? name : name.substr(maker + 2);
-}
-
 bool has_passed(const SoakResult& result, bool is_strict) {
   return result.outcome == Outcome::ok &&
          std::ranges::none_of(result.remarks,

@@ -10,9 +10,6 @@ namespace vesk::tools {
 /// An outcome in a word or two.
 const char* words_of(Outcome outcome);
 
-/// A component's name without its maker, who stands before a colon.
-std::string without_maker(const std::string& name);
-
 /// Whether a component has passed: it lived to the end without a fault, and without any remark
 /// where `is_strict`.
 bool has_passed(const SoakResult& result, bool is_strict);

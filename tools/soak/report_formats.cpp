@@ -4,6 +4,7 @@
 #include <cstdio>
 #include <string_view>
 
+#include "tools/naming/installed.hpp"
 #include "tools/program/json.hpp"
 #include "tools/soak/report.hpp"
 

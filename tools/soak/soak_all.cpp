@@ -1,43 +1,15 @@
 #include "tools/soak/soak_all.hpp"
 
-#include <stdlib.h>
-#include <unistd.h>
-
 #include <cstddef>
-#include <filesystem>
 #include <optional>
 #include <string>
 #include <utility>
 
+#include "tools/naming/installed.hpp"
 #include "tools/program/crew.hpp"
-#include "tools/soak/report.hpp"
+#include "tools/program/temporary_folder.hpp"
 
 namespace vesk::tools {
-namespace {
-
-namespace fs = std::filesystem;
-
-/// A folder that goes with its owner.
-class Scratch {
- public:
-  Scratch() {
-    std::error_code none;
-    std::string name = (fs::temp_directory_path(none) / "vesk-soak-XXXXXX").string();
-    if (mkdtemp(name.data())) path_ = name;
-  }
-  ~Scratch() {
-    std::error_code ignored;
-    if (!path_.empty()) fs::remove_all(path_, ignored);
-  }
-  Scratch(const Scratch&) = delete;
-  Scratch& operator=(const Scratch&) = delete;
-  std::string path() const { return path_.string(); }
-
- private:
-  fs::path path_;
-};
-
-}  // namespace
 
 std::vector<SoakResult> soak_all(const SoakSettings& settings,
                                  const std::vector<Candidate>& candidates, int jobs,
@@ -45,13 +17,21 @@ std::vector<SoakResult> soak_all(const SoakSettings& settings,
   ProgressBar bar("soak", shows_progress);
   std::vector<std::optional<SoakResult>> done(candidates.size());
   work_side_by_side(candidates.size(), jobs, bar, [&](std::size_t i, const Doing& doing) {
-    const Scratch folder;
     const Candidate& candidate = candidates[i];
     const std::string name = candidate.name.empty() ? candidate.element.name
                                                     : without_maker(candidate.name).substr(0, 24);
-    done[i] = soak(settings, candidate, folder.path(), [&](const std::string& stage) {
-      doing(std::string(name).append(" (").append(stage).append(")"));
-    });
+    std::string error;
+    if (const auto folder = TemporaryFolder::make(error)) {
+      done[i] = soak(settings, candidate, folder->path(), [&](const std::string& stage) {
+        doing(std::string(name).append(" (").append(stage).append(")"));
+      });
+      return;
+    }
+    SoakResult& result = done[i].emplace();
+    result.specification = candidate.element.name;
+    result.name = candidate.name;
+    result.outcome = Outcome::unfinished;
+    result.reason = error;
   });
   std::vector<SoakResult> results;
   for (std::optional<SoakResult>& each : done)

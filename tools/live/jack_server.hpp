@@ -5,13 +5,12 @@
 #include <array>
 #include <atomic>
 #include <chrono>
-#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
 
 #include "platform/realtime.hpp"
-#include "tools/play/live_group.hpp"
+#include "tools/live/live_group.hpp"
 
 namespace vesk::tools {
 

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "platform/realtime.hpp"
+#include "tools/live/accompaniment.hpp"
 #include "vesk/host_group.hpp"
 
 namespace vesk::tools {
@@ -25,12 +26,15 @@ struct ChainBuffers {
 /// place while the others play on.
 class LiveGroup {
  public:
-  /// Each chain's first host, all of them ready.
-  explicit LiveGroup(std::vector<std::unique_ptr<client::HostProcess>> hosts);
+  /// Each chain's first host, all of them ready. The first chain plays the accompaniment too,
+  /// unless it is null; it must outlive this.
+  explicit LiveGroup(std::vector<std::unique_ptr<client::HostProcess>> hosts,
+                     Accompaniment* accompaniment = nullptr);
 
   // ---- The audio thread; real-time safe. ----
 
-  /// Plays a cycle of any length; `limit` is for all of it. What does not answer is silent.
+  /// Plays a cycle of any length; `limit` is for all of it. What does not answer is silent. Where
+  /// an accompaniment knows its tempo, that is plugins' and not `transport`.
   void play(unsigned frames, client::Transport transport, std::span<ChainBuffers> chains,
             std::chrono::nanoseconds limit) noexcept VESK_REALTIME;
 
@@ -43,6 +47,9 @@ class LiveGroup {
   /// without when none comes, since then nobody plays.
   void replace(std::size_t chain, std::unique_ptr<client::HostProcess> host,
                std::chrono::milliseconds limit);
+  /// Makes cycles silent, so that hosts can be stopped. Waits for one as `replace` does.
+  void rest(std::chrono::milliseconds limit);
+  void go_on() { rest_.store(0, std::memory_order_relaxed); }
   /// Cycles in which a chain had no answer in time, since the last call.
   unsigned take_missed() { return missed_.exchange(0, std::memory_order_relaxed); }
   /// Events that a chain could not be given, since the last call.
@@ -61,15 +68,23 @@ class LiveGroup {
                   std::chrono::nanoseconds limit) noexcept VESK_REALTIME;
   void queue(std::size_t chain, std::span<const client::MidiEvent> events, unsigned start,
              unsigned frames) noexcept VESK_REALTIME;
+  void add(Queue& waiting, const client::MidiEvent& event) noexcept VESK_REALTIME;
+  void fill_input(std::size_t chain, const ChainBuffers& buffers, unsigned start,
+                  unsigned frames) noexcept VESK_REALTIME;
   bool copy_output(std::size_t chain, const ChainBuffers& buffers, unsigned start,
                    unsigned frames) noexcept VESK_REALTIME;
 
   std::vector<std::unique_ptr<client::HostProcess>> hosts_;
   client::HostGroup group_;
   std::vector<std::atomic<client::HostProcess*>> successors_;
+  Accompaniment* const accompaniment_;
+  // Rests have numbers: the one that is asked for (0: none), and the one that a cycle has made.
+  std::atomic<unsigned> rest_{0}, rested_{0};
+  unsigned last_rest_ = 0;
 
   // The audio thread.
   std::vector<Queue> queues_;
+  Period song_;  // what the first chain plays along in this piece
   double time_ = 0;
 
   std::atomic<unsigned> missed_{0};

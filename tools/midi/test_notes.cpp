@@ -1,4 +1,4 @@
-#include "tools/edit/test_notes.hpp"
+#include "tools/midi/test_notes.hpp"
 
 #include <cmath>
 #include <cstddef>
@@ -30,7 +30,7 @@ Song test_notes() {
   return song;
 }
 
-void PluckedTone::pluck(std::uint8_t note, std::uint8_t velocity) {
+void PluckedTone::pluck(std::uint8_t note, std::uint8_t velocity) noexcept VESK_REALTIME {
   const double hz = 440.0 * std::exp2((note - 69) / 12.0);
   phase_ = 0.0;
   step_ = 2.0 * std::numbers::pi * hz / sample_rate_;
@@ -38,7 +38,8 @@ void PluckedTone::pluck(std::uint8_t note, std::uint8_t velocity) {
   decay_ = std::exp(-1.0 / (decay_seconds * sample_rate_));
 }
 
-void PluckedTone::play(std::span<const host::MidiEvent> events, std::span<float> samples) {
+void PluckedTone::play(std::span<const host::MidiEvent> events,
+                       std::span<float> samples) noexcept VESK_REALTIME {
   std::size_t next = 0;
   for (std::size_t i = 0; i < samples.size(); ++i) {
     for (; next < events.size() && events[next].offset <= i; ++next) {

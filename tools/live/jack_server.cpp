@@ -1,4 +1,4 @@
-#include "tools/play/jack_server.hpp"
+#include "tools/live/jack_server.hpp"
 
 #include <jack/midiport.h>
 #include <jack/thread.h>
@@ -9,7 +9,6 @@
 namespace vesk::tools {
 namespace {
 
-using client::MidiEvent;
 using Clock = std::chrono::steady_clock;
 
 /// libjack prints what this program says itself.
@@ -124,9 +123,10 @@ bool JackServer::start(LiveGroup& group, std::string& error) {
         return 0;
       },
       this);
-  jack_on_info_shutdown(
+  // Not the one that is told a reason: the PipeWire of Debian 12 never calls that.
+  jack_on_shutdown(
       client,
-      [](jack_status_t, const char*, void* self) {
+      [](void* self) {
         static_cast<JackServer*>(self)->has_ended_.store(true, std::memory_order_release);
       },
       this);
@@ -136,7 +136,7 @@ bool JackServer::start(LiveGroup& group, std::string& error) {
 }
 
 void JackServer::stop() {
-  if (!has_ended()) jack_deactivate(client_.get());
+  if (client_ && !has_ended()) jack_deactivate(client_.get());
 }
 
 bool JackServer::connect(std::string& error) {

@@ -1,4 +1,4 @@
-#include "tools/edit/preset_file.hpp"
+#include "tools/live/preset_file.hpp"
 
 #include <unistd.h>
 
@@ -8,6 +8,7 @@
 #include <system_error>
 #include <utility>
 
+#include "tools/program/command_line.hpp"
 #include "tools/program/input_file.hpp"
 #include "tools/program/output_file.hpp"
 
@@ -49,9 +50,8 @@ bool replace_preset(ChainElements& chain, const std::string& path, std::string& 
     return false;
   }
   ChainElement& plugin = *std::ranges::find_if(chain, names_preset);
-  old = std::exchange(plugin.preset_path, path);
-  // A preset path is all that follows its '@', to the element's end.
-  plugin.text.replace(plugin.text.size() - old.size(), old.size(), path);
+  old = plugin.preset_path;
+  name_preset(plugin, path);
   return true;
 }
 

@@ -4,6 +4,7 @@
 #include <span>
 
 #include "host/block.hpp"
+#include "platform/realtime.hpp"
 #include "tools/midi/midi_file.hpp"
 
 namespace vesk::tools {
@@ -17,11 +18,12 @@ class PluckedTone {
  public:
   explicit PluckedTone(double sample_rate) : sample_rate_(sample_rate) {}
 
-  /// Fills `samples` with what goes on and what the period's note-ons begin.
-  void play(std::span<const host::MidiEvent> events, std::span<float> samples);
+  /// Fills `samples` with what goes on and what the period's note-ons begin. Real-time safe.
+  void play(std::span<const host::MidiEvent> events,
+            std::span<float> samples) noexcept VESK_REALTIME;
 
  private:
-  void pluck(std::uint8_t note, std::uint8_t velocity);
+  void pluck(std::uint8_t note, std::uint8_t velocity) noexcept VESK_REALTIME;
 
   double sample_rate_;  // Hz
   double phase_ = 0.0;  // radians

@@ -1,4 +1,4 @@
-#include "tools/play/live_group.hpp"
+#include "tools/live/live_group.hpp"
 
 #include <algorithm>
 #include <cmath>
@@ -17,8 +17,12 @@ constexpr std::size_t events_of_a_period = host::max_midi_events;
 
 }  // namespace
 
-LiveGroup::LiveGroup(std::vector<std::unique_ptr<client::HostProcess>> hosts)
-    : hosts_(std::move(hosts)), successors_(hosts_.size()), queues_(hosts_.size()) {
+LiveGroup::LiveGroup(std::vector<std::unique_ptr<client::HostProcess>> hosts,
+                     Accompaniment* accompaniment)
+    : hosts_(std::move(hosts)),
+      successors_(hosts_.size()),
+      accompaniment_(accompaniment),
+      queues_(hosts_.size()) {
   for (const auto& host : hosts_) group_.add(*host);
 }
 
@@ -35,6 +39,13 @@ void LiveGroup::replace(std::size_t chain, std::unique_ptr<client::HostProcess> 
   std::swap(hosts_[chain], host);
 }
 
+void LiveGroup::rest(std::chrono::milliseconds limit) {
+  rest_.store(++last_rest_, std::memory_order_relaxed);
+  const auto deadline = Clock::now() + limit;
+  while (rested_.load(std::memory_order_acquire) != last_rest_ && Clock::now() < deadline)
+    std::this_thread::sleep_for(std::chrono::milliseconds(1));
+}
+
 void LiveGroup::take_successors() noexcept VESK_REALTIME {
   for (std::size_t chain = 0; chain < successors_.size(); ++chain) {
     client::HostProcess* const next = successors_[chain].load(std::memory_order_acquire);
@@ -48,11 +59,21 @@ void LiveGroup::take_successors() noexcept VESK_REALTIME {
 
 void LiveGroup::play(unsigned frames, client::Transport transport, std::span<ChainBuffers> chains,
                      nanoseconds limit) noexcept VESK_REALTIME {
+  if (const unsigned rest = rest_.load(std::memory_order_relaxed); rest != 0) {
+    for (const ChainBuffers& chain : chains)
+      for (float* const output : chain.output)
+        if (output != nullptr) std::fill_n(output, frames, 0.0f);
+    // Release: whatever was done with the hosts in earlier cycles.
+    return rested_.store(rest, std::memory_order_release);
+  }
   take_successors();
   const double beats_a_frame = transport.frame > 0 ? transport.beat / transport.frame : 0;
-  for (unsigned start = 0; start < frames; start += longest_piece) {
-    const unsigned piece = std::min(frames - start, longest_piece);
-    group_.set_transport(transport);
+  unsigned piece = 0;
+  for (unsigned start = 0; start < frames; start += piece) {
+    piece = std::min(frames - start, longest_piece);
+    song_ = accompaniment_ != nullptr ? accompaniment_->next(piece) : Period{piece};
+    piece = song_.frames;
+    group_.set_transport(song_.transport.value_or(transport));
     play_piece(start, piece, chains, limit * piece / frames);
     transport.frame += piece;
     transport.beat += piece * beats_a_frame;
@@ -67,10 +88,7 @@ void LiveGroup::play_piece(unsigned start, unsigned frames, std::span<ChainBuffe
     Queue& waiting = queues_[chain];
     waiting.sent = std::min(waiting.count, events_of_a_period);
     member.events = {waiting.events.data(), waiting.sent};
-    if (member.host->is_pending()) continue;
-    for (const unsigned side : {0u, 1u})
-      if (const float* input = chains[chain].input[side])
-        std::copy_n(input + start, frames, member.host->input(side).begin());
+    if (!member.host->is_pending()) fill_input(chain, chains[chain], start, frames);
   }
   group_.request(frames, time_);
   group_.collect(limit);
@@ -89,20 +107,43 @@ void LiveGroup::play_piece(unsigned start, unsigned frames, std::span<ChainBuffe
   if (has_missed) missed_.fetch_add(1, std::memory_order_relaxed);
 }
 
-/// Appends the events of this piece. What has waited since an earlier one is due at once.
+void LiveGroup::fill_input(std::size_t chain, const ChainBuffers& buffers, unsigned start,
+                           unsigned frames) noexcept VESK_REALTIME {
+  const auto tones =
+      chain == 0 && accompaniment_ != nullptr ? accompaniment_->tones() : std::span<const float>{};
+  for (const unsigned side : {0u, 1u}) {
+    const float* const input = buffers.input[side];
+    if (input == nullptr) continue;
+    const std::span<float> target = group_[chain].host->input(side).first(frames);
+    std::copy_n(input + start, frames, target.begin());
+    for (std::size_t i = 0; i < tones.size(); ++i) target[i] += tones[i];
+  }
+}
+
+/// Adds the events of this piece. What has waited since an earlier one is due at once.
 void LiveGroup::queue(std::size_t chain, std::span<const MidiEvent> events, unsigned start,
                       unsigned frames) noexcept VESK_REALTIME {
   Queue& waiting = queues_[chain];
   for (std::size_t i = 0; i < waiting.count; ++i) waiting.events[i].offset = 0;
   for (MidiEvent event : events) {
     if (event.offset < start || event.offset - start >= frames) continue;
-    if (waiting.count == Queue::size) {
-      lost_events_.fetch_add(1, std::memory_order_relaxed);
-      continue;
-    }
     event.offset -= start;
-    waiting.events[waiting.count++] = event;
+    add(waiting, event);
   }
+  if (chain == 0)
+    for (const MidiEvent& event : song_.events) add(waiting, event);
+}
+
+/// At its time, behind those that are there for the same one.
+void LiveGroup::add(Queue& waiting, const MidiEvent& event) noexcept VESK_REALTIME {
+  if (waiting.count == Queue::size) {
+    lost_events_.fetch_add(1, std::memory_order_relaxed);
+    return;
+  }
+  std::size_t place = waiting.count++;
+  for (; place > 0 && waiting.events[place - 1].offset > event.offset; --place)
+    waiting.events[place] = waiting.events[place - 1];
+  waiting.events[place] = event;
 }
 
 /// False when a living host had no answer in time.
