@@ -15,6 +15,9 @@ namespace {
 
 /// Values are read this often: nothing announces a change that the host makes, or MIDI.
 constexpr CFTimeInterval follow_interval_seconds = 0.033;
+/// After so many looks at which nothing had moved the next ones are further apart.
+constexpr int looks_until_calm = 30;
+constexpr CFTimeInterval calm_interval_seconds = 0.1;
 /// From so many parameters on they can be searched.
 constexpr std::size_t fewest_to_search = 20;
 
@@ -55,6 +58,7 @@ struct AUGenericViewState {
   VeskChoiceList* menu = nil;
   const void* focus = nullptr;  ///< the first responder when it was last looked at
   CFRunLoopTimerRef timer = nullptr;
+  int still_looks = 0;
 };
 
 @interface AUGenericView (VeskPanel)
@@ -329,12 +333,15 @@ void follow(CFRunLoopTimerRef, void* view) {
 /// while the view may live on.
 - (void)vesk_follow {
   if (![[self window] isVisible]) return;
+  bool has_moved = false;
   if (parameter_list_size(_state->unit) != _state->list_size) {
     [self vesk_fill];
     [self vesk_fitWindow];
+    has_moved = true;
   }
   id focus = [[self window] firstResponder];
   if (focus != _state->focus) {
+    has_moved = true;
     [self setNeedsDisplay:YES];
     VeskRow* row = enclosing([VeskRow class], focus);
     if (row) [row scrollRectToVisible:[row bounds]];
@@ -342,7 +349,11 @@ void follow(CFRunLoopTimerRef, void* view) {
   _state->focus = focus;
   const NSRect visible = [_state->scroll documentVisibleRect];
   for (VeskRow* row : _state->rows)
-    if (NSIntersectsRect([row frame], visible)) [row refresh];
+    if (NSIntersectsRect([row frame], visible) && [row refresh]) has_moved = true;
+  _state->still_looks = has_moved ? 0 : _state->still_looks + 1;
+  if (_state->still_looks > looks_until_calm)
+    CFRunLoopTimerSetNextFireDate(_state->timer,
+                                  CFAbsoluteTimeGetCurrent() + calm_interval_seconds);
   if (!_state->preset_button) return;
   const std::string present = read_present_preset(_state->unit);
   NSString* title = present.empty() ? @"Presets" : ns_text(present);

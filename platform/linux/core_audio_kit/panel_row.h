@@ -51,7 +51,7 @@ id enclosing(Class wanted, id responder);
          parameter:(const vesk::platform::Parameter*)parameter
               name:(NSString*)name;
 /// Shows the present value where it is another than before.
-- (void)refresh;
+- (BOOL)refresh;
 - (void)set:(float)value;
 /// Parts it from its control, which the window may hold until a button is released.
 - (void)retire;

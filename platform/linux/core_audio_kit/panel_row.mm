@@ -103,10 +103,10 @@ id enclosing(Class wanted, id responder) {
     draw_line(NSMakeRect(value_x, 0, value_width - 4, row_height), _text, font, gray(0.78), true);
 }
 
-- (void)refresh {
-  if (!_parameter) return;
+- (BOOL)refresh {
+  if (!_parameter) return NO;
   const std::optional<float> value = read_value(_unit, *_parameter);
-  if (value == _value || (!value && std::isnan(_value) && [_text length] > 0)) return;
+  if (value == _value || (!value && std::isnan(_value) && [_text length] > 0)) return NO;
   _value = value.value_or(NAN);
   [_text release];
   _text = [(value ? ns_text(value_text(_unit, *_parameter, *value)) : @"–") retain];
@@ -120,6 +120,7 @@ id enclosing(Class wanted, id responder) {
     [(NSButton*)_control setTitle:_text];
   }
   [self setNeedsDisplay:YES];
+  return YES;
 }
 
 - (void)tell:(AudioUnitEventType)type {

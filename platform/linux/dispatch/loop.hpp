@@ -58,6 +58,8 @@ struct Loop : cf::Object {
 /// Guards what is marked so.
 extern std::mutex mutex;
 
+/// Whether the calling thread is the one that runs it.
+bool is_own(const Loop& loop);
 /// Ends a wait of `loop`. Any thread.
 void wake(Loop& loop);
 /// The same after a change of its timers, unless its own thread made it and will see it anyway.

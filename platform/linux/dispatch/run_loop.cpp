@@ -184,9 +184,12 @@ void wake(Loop& loop) {
   ::syscall(SYS_futex, &loop.is_wake_pending, FUTEX_WAKE_PRIVATE, 1, nullptr, nullptr, 0);
 }
 
+bool is_own(const Loop& loop) {
+  return loop.is_main ? is_main_thread() : pthread_equal(loop.thread, pthread_self()) != 0;
+}
+
 void wake_for_timers(Loop& loop) {
-  const bool is_own = loop.is_main ? is_main_thread() : pthread_equal(loop.thread, pthread_self());
-  if (!is_own || (loop.is_main && is_watched.load(std::memory_order_acquire))) wake(loop);
+  if (!is_own(loop) || (loop.is_main && is_watched.load(std::memory_order_acquire))) wake(loop);
 }
 
 void wake_main_loop() {

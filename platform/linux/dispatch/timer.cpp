@@ -118,7 +118,9 @@ void CFRunLoopTimerSetNextFireDate(CFRunLoopTimerRef ref, CFAbsoluteTime date) {
   std::lock_guard lock(loop::mutex);
   if (!timer->is_valid) return;
   timer->due = due;
-  if (timer->loop) loop::wake_for_timers(*timer->loop);
+  if (!timer->loop) return;
+  // The pass that has called it looks at the dates again.
+  if (!timer->is_calling || !loop::is_own(*timer->loop)) loop::wake_for_timers(*timer->loop);
 }
 
 void CFRunLoopTimerInvalidate(CFRunLoopTimerRef ref) {
