@@ -86,9 +86,9 @@ Times compare(int count, bool real_time, const Plan& plan, Report& report) {
 }
 
 Row row(int count, const std::string& reference_name, const std::vector<double>& group,
-        const std::vector<double>& reference) {
+        const std::vector<double>& reference, std::optional<double> most) {
   Row row = Row::comparing(std::to_string(count) + " hosts, one by one " + reference_name, group,
-                           reference, "us", count == 32 ? std::optional(0.3) : std::nullopt);
+                           reference, "us", most);
   // The plugins' own time shared by all CPUs, with nothing added, against the same reference.
   const double bound = static_cast<double>(count) * work_us /
                        static_cast<double>(sysconf(_SC_NPROCESSORS_ONLN)) /
@@ -116,8 +116,13 @@ void run(Report& report, const Plan& plan, int count, bool real_time) {
   }
   const Times times = compare(count, real_time, plan, report);
   if (times.group.empty()) return;
-  report.add(row(count, "on any CPU", times.group, times.free));
-  report.add(row(count, "beside the caller", times.group, times.pinned));
+  // Under ordinary scheduling both vary with what else runs, and beside the caller the work alone
+  // comes near to what could be asked; the benchmark "isolation" says how far from the floor we
+  // are.
+  const bool is_judged = real_time && count == 32;
+  report.add(row(count, "on any CPU", times.group, times.free,
+                 is_judged ? std::optional(0.3) : std::nullopt));
+  report.add(row(count, "beside the caller", times.group, times.pinned, {}));
 }
 
 }  // namespace

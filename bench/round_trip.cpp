@@ -124,19 +124,23 @@ void run(Report& report, const Plan& plan, bool real_time, unsigned pause_us) {
   }
   host->stop();
 
+  // Only where nothing but the host's own doing could be late are the figures the same every day:
+  // without a pause both are warm, after one of 1 ms under the real-time policy nobody else runs.
   using Limit = std::optional<double>;
   const bool paused = pause_us > 0;
   const Limit against_a = !paused ? Limit(0.25) : real_time ? Limit(0.4) : Limit();
+  const Limit against_c = real_time && pause_us == 1'000 ? Limit(1.1) : Limit();
   report.add(row("median, against a", ours.median, free_running.median, against_a));
   report.add(row("median, against b", ours.median, one_cpu.median, {}));
-  report.add(
-      row("median, against c", ours.median, same_work.median, paused ? Limit(1.1) : Limit()));
+  report.add(row("median, against c", ours.median, same_work.median, against_c));
+  report.add(row("least, against c", ours.least, same_work.least, {}));
   report.add(row("p99, against a", ours.p99, free_running.p99, {}));
-  report.add(row("p99, against b", ours.p99, one_cpu.p99, paused ? Limit(1.25) : Limit()));
-  report.add(row("p99.9, against b", ours.p999, one_cpu.p999, {}));
-  report.add(row("least, against b", ours.least, one_cpu.least, {}));
-  report.add(row("most, against b", ours.most, one_cpu.most, {}));
-  report.add(row("CPU a period, both sides, against a", ours.cpu, free_running.cpu, 1.0));
+  report.add(row("p99, against c", ours.p99, same_work.p99, {}));
+  report.add(row("p99.9, against c", ours.p999, same_work.p999, {}));
+  report.add(row("most, against c", ours.most, same_work.most, {}));
+  const Limit cpu_limit = real_time || !paused ? Limit(1.0) : Limit();
+  report.add(row("CPU a period, both sides, against a", ours.cpu, free_running.cpu, cpu_limit));
+  report.add(row("CPU a period, both sides, against c", ours.cpu, same_work.cpu, {}));
 }
 
 }  // namespace
