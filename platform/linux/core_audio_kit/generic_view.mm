@@ -29,13 +29,6 @@ constexpr double tallest_panel = 560;
 constexpr double least_with_files = 320;  ///< to choose in
 constexpr double room_beside_panel = 80;  ///< on screen, for title bars and task bars
 
-UInt32 parameter_list_size(AudioUnit unit) {
-  UInt32 size = 0;
-  const OSStatus status = AudioUnitGetPropertyInfo(unit, kAudioUnitProperty_ParameterList,
-                                                   kAudioUnitScope_Global, 0, &size, nullptr);
-  return status == noErr ? size : 0;
-}
-
 std::string lower(NSString* text) { return [[text lowercaseString] UTF8String]; }
 
 }  // namespace
@@ -337,7 +330,6 @@ void follow(CFRunLoopTimerRef, void* view) {
   if (parameter_list_size(_state->unit) != _state->list_size) {
     [self vesk_fill];
     [self vesk_fitWindow];
-    has_moved = true;
   }
   id focus = [[self window] firstResponder];
   if (focus != _state->focus) {

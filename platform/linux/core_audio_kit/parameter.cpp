@@ -224,14 +224,17 @@ std::optional<float> number_of(const Parameter& parameter, std::string text) {
 
 }  // namespace
 
+UInt32 parameter_list_size(AudioUnit unit) {
+  UInt32 size = 0;
+  const OSStatus status = AudioUnitGetPropertyInfo(unit, kAudioUnitProperty_ParameterList,
+                                                   kAudioUnitScope_Global, 0, &size, nullptr);
+  return status == noErr ? size : 0;
+}
+
 std::vector<Parameter> read_parameters(AudioUnit unit, bool with_expert) {
   std::vector<Parameter> parameters;
-  UInt32 size = 0;
-  if (AudioUnitGetPropertyInfo(unit, kAudioUnitProperty_ParameterList, kAudioUnitScope_Global, 0,
-                               &size, nullptr) != noErr ||
-      size < sizeof(AudioUnitParameterID)) {
-    return parameters;
-  }
+  UInt32 size = parameter_list_size(unit);
+  if (size < sizeof(AudioUnitParameterID)) return parameters;
   std::vector<AudioUnitParameterID> ids(size / sizeof(AudioUnitParameterID));
   size = static_cast<UInt32>(ids.size() * sizeof(AudioUnitParameterID));
   if (AudioUnitGetProperty(unit, kAudioUnitProperty_ParameterList, kAudioUnitScope_Global, 0,

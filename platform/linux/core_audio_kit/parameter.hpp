@@ -37,6 +37,9 @@ struct Parameter {
   }
 };
 
+/// Bytes of the list of the unit's parameters; 0 when it does not tell.
+UInt32 parameter_list_size(AudioUnit unit);
+
 /// The unit's parameters in its own order; those for experts only with `with_expert`. What the
 /// unit does not describe, or describes without a usable range, is left out.
 std::vector<Parameter> read_parameters(AudioUnit unit, bool with_expert);
