@@ -1,5 +1,7 @@
 #include "tools/live/live_chains.hpp"
 
+#include <signal.h>
+
 #include <algorithm>
 #include <utility>
 
@@ -16,6 +18,8 @@ constexpr std::size_t most_ends = 5;
 constexpr auto end_window = 1min;
 /// Longer than a cycle of any server.
 constexpr auto cycle_limit = 2s;
+/// Longer than a busy machine holds a host up.
+constexpr auto hang_limit = 3s;
 
 }  // namespace
 
@@ -43,6 +47,7 @@ client::Options LiveChains::options_for(const Chain& chain) const {
   options.sample_rate_hz = pace_.sample_rate;
   options.period_frames = std::min(pace_.period, options.max_frames);
   options.driver_priority = pace_.priority;
+  options.hang_limit = hang_limit;
   return options;
 }
 
@@ -71,7 +76,7 @@ void LiveChains::watch(std::size_t index) {
   if (chain.is_given_up) return;
   tell_news(index);
   client::HostProcess& host = group_->host(index);
-  if (!host.has_ended()) return;
+  if (!host.has_ended()) return end_if_hung(index);
   const auto now = Clock::now();
   std::erase_if(chain.ends, [&](Clock::time_point end) { return now - end > end_window; });
   chain.ends.push_back(now);
@@ -80,6 +85,16 @@ void LiveChains::watch(std::size_t index) {
     return give_up(index, obituary + "; it stays silent, since it does that again and again");
   say_(chain_text(chain.shown) + ": " + obituary + "; it is started again");
   begin_again(index);
+}
+
+/// One that hangs would be silent for ever. It ends as a crash ends it, since `end_hung` is for
+/// hosts that no thread drives.
+void LiveChains::end_if_hung(std::size_t index) {
+  client::HostProcess& host = group_->host(index);
+  const client::Health health = host.diagnose();
+  if (health != client::Health::hung_blocked && health != client::Health::hung_spinning) return;
+  say_(chain_text(chains_[index].shown) + ": does not answer, and is ended");
+  kill(host.pid(), SIGKILL);
 }
 
 void LiveChains::tell_news(std::size_t index) {

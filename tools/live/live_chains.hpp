@@ -40,8 +40,8 @@ class LiveChains {
   /// Opens the editors, where they are to be shown.
   void open_editors();
 
-  /// Tells what has become of hosts and editors, and puts successors in the places of hosts that
-  /// have died. Call often.
+  /// Tells what has become of hosts and editors, ends hosts that hang, and puts successors in the
+  /// places of those that have died. Call often.
   void watch();
   /// Starts all hosts again for another sample rate, with the state that they have.
   void follow(const Pace& pace);
@@ -77,6 +77,7 @@ class LiveChains {
 
   client::Options options_for(const Chain& chain) const;
   void watch(std::size_t index);
+  void end_if_hung(std::size_t index);
   void tell_news(std::size_t index);
   void give_up(std::size_t index, const std::string& reason);
   void begin_again(std::size_t index);

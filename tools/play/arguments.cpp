@@ -15,8 +15,8 @@ plugins' names), and runs in a process of its own. Several play side by side, ea
 own: MIDI in and audio out, and audio in for a chain that starts with an effect. Quote chains: the
 shell takes '|' and '#' for its own.
 
-A chain that dies is silent and is started again, with its preset files; the others play on. One
-that dies five times within a minute stays silent.
+A chain that dies or hangs is silent and is started again, with its preset files; the others play
+on. One that dies five times within a minute stays silent.
 
       --connect           connect outputs to the first physical ones, and MIDI from all physical
                           inputs
