@@ -80,10 +80,12 @@ bool HostImpl::hears_host(nanoseconds limit) {
 
 HostImpl::StartLook HostImpl::look_at_start() {
   const std::lock_guard lock(mutex);
+  // In this order: what a host that has ended says of its state is its last word.
+  const bool has_ended = check_ended();
   const std::uint32_t state = host::load_acquire(block->block().state);
   unlink_when_mapped(state);
   if (state == host::failed) return StartLook::failed;
-  if (check_ended()) return StartLook::ended;
+  if (has_ended) return StartLook::ended;
   if (state == host::starting) return StartLook::loading;
   if (load_times.ready_ms == 0) {
     const host::Block& shared = block->block();

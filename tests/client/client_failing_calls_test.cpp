@@ -1,6 +1,7 @@
 // Every system call that a start makes fails once: each time there is a sentence, and nothing is
 // left behind. The linker puts the calls below in place of the system's.
 #include <gtest/gtest.h>
+#include <poll.h>
 #include <spawn.h>
 #include <sys/mman.h>
 #include <sys/wait.h>
@@ -24,6 +25,9 @@ std::atomic<int> g_refusals{-1};
 
 /// Calls until the one that fails; negative: none does.
 std::atomic<int> g_calls_left{-1};
+
+/// The main thread's question whether a process has ended is answered when it has.
+std::atomic<bool> g_waits_for_end{false};
 
 bool fails(int error) {
   if (g_calls_left.load() < 0 || g_calls_left.fetch_sub(1) != 0) return false;
@@ -78,6 +82,11 @@ int __wrap_posix_spawn(pid_t* pid, const char* program, const posix_spawn_file_a
                        char* const* environment) {
   if (fails(EAGAIN)) return EAGAIN;
   return __real_posix_spawn(pid, program, actions, attributes, arguments, environment);
+}
+int __real_ppoll(pollfd*, nfds_t, const timespec*, const sigset_t*);
+int __wrap_ppoll(pollfd* watched, nfds_t count, const timespec* limit, const sigset_t* mask) {
+  const bool waits = g_waits_for_end && gettid() == getpid();
+  return __real_ppoll(watched, count, waits ? nullptr : limit, mask);
 }
 int __real_pidfd_open(pid_t, unsigned);
 int __wrap_pidfd_open(pid_t pid, unsigned flags) {
@@ -142,4 +151,12 @@ TEST(ClientFailingCalls, ABackgroundThreadWithoutMemoryGoesOnWhenThereIsSome) {
   g_refusals = -1;
   EXPECT_TRUE(host->settle(std::chrono::seconds(10)));
   EXPECT_TRUE(host->stop().orderly());
+}
+
+TEST(ClientFailingCalls, AHostThatFailsAndEndsBetweenTwoLooksIsHeard) {
+  std::string error;
+  g_waits_for_end = true;
+  EXPECT_EQ(HostProcess::start(options("load_ms=100,fail=reasons"), error), nullptr);
+  g_waits_for_end = false;
+  EXPECT_EQ(error, "reasons");
 }
