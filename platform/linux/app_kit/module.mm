@@ -72,9 +72,10 @@ std::uint32_t open_mask(const void* manager) {
 void pump(void* manager, double seconds) {
   forget_editor_turns();
   with_readable_exceptions([&] {
-    const bool is_rung = parent_bell() >= 0;
-    if (is_rung) sleep_until_rung(seconds, sleep_until_event);
-    manager_of(manager).pump(is_rung ? 0 : seconds);
+    // A pump of no time is part of a turn, and leaves the bell to the turn's end.
+    const bool sleeps = seconds > 0 && parent_bell() >= 0;
+    if (sleeps) sleep_until_rung(seconds, sleep_until_event);
+    manager_of(manager).pump(sleeps ? 0 : seconds);
     raise_kept_failure();
   });
 }

@@ -182,9 +182,9 @@ std::uint32_t Windows::open_mask() const {
 
 void Windows::pump(double seconds) {
   if (!impl_->manager) {
-    const bool is_rung = platform::parent_bell() >= 0;
-    if (is_rung) platform::sleep_until_rung(seconds, platform::sleep_without_windows);
-    CFRunLoopRunInMode(kCFRunLoopDefaultMode, is_rung ? 0 : seconds, false);
+    const bool sleeps = seconds > 0 && platform::parent_bell() >= 0;
+    if (sleeps) platform::sleep_until_rung(seconds, platform::sleep_without_windows);
+    CFRunLoopRunInMode(kCFRunLoopDefaultMode, sleeps ? 0 : seconds, false);
     return;
   }
   // While one editor alone is open, what crashes in a turn is most likely its code.
