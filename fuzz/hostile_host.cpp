@@ -58,7 +58,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   const auto block = std::make_unique<host::Block>();
   block->open_mask = ~0u;
   client::PeriodDriver driver(*block, {.max_frames = max_frames, .record = parent.get()});
-  client::RequestRings rings(*block, plugins);
+  client::RequestRings rings(*block, plugins, parent.get());
   const std::array words = {
       &block->open_mask,   &block->saved_write,         &block->saved[0],
       &block->param_write, &block->window_write,        &block->saved[15],
