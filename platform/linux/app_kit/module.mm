@@ -11,7 +11,6 @@
 #import "platform/linux/app_kit/editors.hpp"
 #include "platform/linux/app_kit/main_loop_watch.hpp"
 #include "platform/linux/dispatch/run_loop.hpp"
-#include "platform/linux/records/parent_record.hpp"
 #include "platform/linux/window_proxy/window_module.hpp"
 #include "windows/windows.hpp"
 
@@ -72,10 +71,7 @@ std::uint32_t open_mask(const void* manager) {
 void pump(void* manager, double seconds) {
   forget_editor_turns();
   with_readable_exceptions([&] {
-    // A pump of no time is part of a turn, and leaves the bell to the turn's end.
-    const bool sleeps = seconds > 0 && parent_bell() >= 0;
-    if (sleeps) sleep_until_rung(seconds, sleep_until_event);
-    manager_of(manager).pump(sleeps ? 0 : seconds);
+    manager_of(manager).pump(sleep_until_rung(seconds, sleep_until_event));
     raise_kept_failure();
   });
 }

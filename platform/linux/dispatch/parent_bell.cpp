@@ -44,11 +44,13 @@ void sleep_without_windows(std::uint64_t limit_ns) {
   ::ppoll(watched, std::size(watched), &limit, nullptr);
 }
 
-void sleep_until_rung(double seconds, Sleep sleep) {
+double sleep_until_rung(double seconds, Sleep sleep) {
+  if (parent_bell() < 0 || !(seconds > 0)) return seconds;
   if (!hear_bell()) sleep(static_cast<std::uint64_t>(seconds * second_ns));
   // Before the turn looks at what the parent has written: a ring for something newer stays.
   hear_bell();
   g_is_rung = false;
+  return 0;
 }
 
 }  // namespace vesk::platform

@@ -24,9 +24,10 @@ __attribute__((visibility("default"))) void service_once();
 /// when the descriptor of `main_loop_descriptor` or `parent_bell` can be read.
 using Sleep = void (*)(std::uint64_t limit_ns);
 
-/// Between two turns of a main loop whose parent has a bell: sleeps unless the parent has rung
-/// since the last call. Main thread only.
-__attribute__((visibility("default"))) void sleep_until_rung(double seconds, Sleep sleep);
+/// At the head of a pump that may last so many seconds: where the parent has a bell, sleeps unless
+/// it has rung since the last call. Returns how long the pump may still last. One of no time is
+/// part of a turn, and leaves the bell to the turn's end. Main thread only.
+__attribute__((visibility("default"))) double sleep_until_rung(double seconds, Sleep sleep);
 
 /// How one sleeps where no window system runs. Main thread only.
 __attribute__((visibility("default"))) void sleep_without_windows(std::uint64_t limit_ns);

@@ -21,7 +21,6 @@
 #include "platform/linux/dispatch/run_loop.hpp"
 #include "platform/linux/process/characters.hpp"
 #include "platform/linux/process/report.hpp"
-#include "platform/linux/records/parent_record.hpp"
 #include "platform/linux/window_proxy/window_module.hpp"
 #include "platform/plugin_call.hpp"
 #include "windows/windows.hpp"
@@ -182,9 +181,8 @@ std::uint32_t Windows::open_mask() const {
 
 void Windows::pump(double seconds) {
   if (!impl_->manager) {
-    const bool sleeps = seconds > 0 && platform::parent_bell() >= 0;
-    if (sleeps) platform::sleep_until_rung(seconds, platform::sleep_without_windows);
-    CFRunLoopRunInMode(kCFRunLoopDefaultMode, sleeps ? 0 : seconds, false);
+    const double left = platform::sleep_until_rung(seconds, platform::sleep_without_windows);
+    CFRunLoopRunInMode(kCFRunLoopDefaultMode, left, false);
     return;
   }
   // While one editor alone is open, what crashes in a turn is most likely its code.
