@@ -109,7 +109,7 @@ std::unique_ptr<HostProcess> start_host(const EditArguments& arguments, const Ch
   return host;
 }
 
-bool edit_live(const EditArguments& arguments, const ChainElements& chain, Song song,
+bool edit_live(const EditArguments& arguments, const ChainElements& chain, Song song, bool as_tones,
                KeptPresets& presets, std::string& error) {
   LiveSettings settings;
   settings.chains = {chain};
@@ -117,7 +117,7 @@ bool edit_live(const EditArguments& arguments, const ChainElements& chain, Song 
   settings.connects = arguments.connects;
   settings.shows_editors = true;
   settings.ends_with_editors = true;
-  settings.has_tones = arguments.plays_notes && chain.front().is_effect();
+  settings.has_tones = as_tones;
   if (!song.events.empty()) settings.song = std::move(song);
   return play_live(settings, presets, [](const std::string& line) { say(line); }, error);
 }
@@ -144,11 +144,12 @@ bool edit_presets(const EditArguments& arguments, std::string& error) {
   const auto start_presets = prepare_start(arguments, chain, presets, error);
   if (!start_presets || arguments.only_saves) return start_presets.has_value();
   if (!arguments.midi_path.empty() || arguments.plays_notes) say(midi_remarks(chain));
-  if (arguments.is_live) return edit_live(arguments, chain, *std::move(song), presets, error);
+  const bool as_tones = arguments.plays_notes && chain.front().is_effect();
+  if (arguments.is_live)
+    return edit_live(arguments, chain, *std::move(song), as_tones, presets, error);
   const auto host = start_host(arguments, chain, error);
   if (!host) return false;
   say(missing_files(*host));
-  const bool as_tones = arguments.plays_notes && chain.front().is_effect();
   std::optional<LivePlayer> player;
   player.emplace(*host, std::move(*song), as_tones);
 

@@ -15,6 +15,13 @@ using Clock = std::chrono::steady_clock;
 constexpr unsigned longest_piece = host::buffer_frames;
 constexpr std::size_t events_of_a_period = host::max_midi_events;
 
+/// Looks until it is so, or the time is up.
+void wait_until(std::chrono::milliseconds limit, const auto& is_so) {
+  const auto deadline = Clock::now() + limit;
+  while (!is_so() && Clock::now() < deadline)
+    std::this_thread::sleep_for(std::chrono::milliseconds(1));
+}
+
 }  // namespace
 
 LiveGroup::LiveGroup(std::vector<std::unique_ptr<client::HostProcess>> hosts,
@@ -31,9 +38,7 @@ void LiveGroup::replace(std::size_t chain, std::unique_ptr<client::HostProcess> 
   // Placed among the CPUs as a member of the group would be.
   client::HostGroup().add(*host);
   successors_[chain].store(host.get(), std::memory_order_release);
-  const auto deadline = Clock::now() + limit;
-  while (successors_[chain].load(std::memory_order_acquire) != nullptr && Clock::now() < deadline)
-    std::this_thread::sleep_for(std::chrono::milliseconds(1));
+  wait_until(limit, [&] { return successors_[chain].load(std::memory_order_acquire) == nullptr; });
   // Nobody has taken it: no cycle is under way, and none will begin while this is exchanged.
   if (client::HostProcess* left = successors_[chain].exchange(nullptr)) group_[chain].host = left;
   std::swap(hosts_[chain], host);
@@ -41,9 +46,7 @@ void LiveGroup::replace(std::size_t chain, std::unique_ptr<client::HostProcess> 
 
 void LiveGroup::rest(std::chrono::milliseconds limit) {
   rest_.store(++last_rest_, std::memory_order_relaxed);
-  const auto deadline = Clock::now() + limit;
-  while (rested_.load(std::memory_order_acquire) != last_rest_ && Clock::now() < deadline)
-    std::this_thread::sleep_for(std::chrono::milliseconds(1));
+  wait_until(limit, [&] { return rested_.load(std::memory_order_acquire) == last_rest_; });
 }
 
 void LiveGroup::take_successors() noexcept VESK_REALTIME {
