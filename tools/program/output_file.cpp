@@ -168,12 +168,24 @@ bool OutputFile::give_name() {
   return status == 0;
 }
 
+ssize_t OutputFile::read_at(void* bytes, std::size_t count, off_t place) const {
+  std::size_t done = 0;
+  while (done < count) {
+    const ssize_t got = pread(descriptor_, static_cast<char*>(bytes) + done, count - done,
+                              place + static_cast<off_t>(done));
+    if (got < 0 && errno == EINTR) continue;
+    if (got < 0) return -1;
+    if (got == 0) break;
+    done += static_cast<std::size_t>(got);
+  }
+  return static_cast<ssize_t>(done);
+}
+
 bool OutputFile::copy_to_standard_output(std::string& error) {
   std::vector<char> bytes(65'536);
   off_t position = 0;
   for (;;) {
-    const ssize_t got = pread(descriptor_, bytes.data(), bytes.size(), position);
-    if (got < 0 && errno == EINTR) continue;
+    const ssize_t got = read_at(bytes.data(), bytes.size(), position);
     if (got < 0) error = reason(path_, errno);
     if (got <= 0) return got == 0;
     if (!write_to(STDOUT_FILENO, bytes.data(), static_cast<std::size_t>(got), error)) return false;

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <sys/types.h>
+
 #include <cstddef>
 #include <optional>
 #include <string>
@@ -30,6 +32,10 @@ class OutputFile {
 
   /// The open descriptor, for reading and writing, owned by this object.
   int descriptor() const { return descriptor_; }
+
+  /// So many of the file's bytes from `place` on as there are, at most `count`, wherever it is
+  /// written at; -1 with `errno`.
+  ssize_t read_at(void* bytes, std::size_t count, off_t place) const;
 
   /// Writes all of the bytes at the current position; false with a sentence in `error`.
   bool write(const void* bytes, std::size_t count, std::string& error);

@@ -1,7 +1,5 @@
 #include "tools/render/repetition.hpp"
 
-#include <unistd.h>
-
 #include <algorithm>
 #include <bit>
 #include <cerrno>
@@ -18,20 +16,6 @@ namespace {
 
 constexpr std::size_t chunk_bytes = 1 << 20;
 constexpr std::uint32_t chunk_frames = 65'536;
-
-/// So many of the file's bytes from `place` on as there are, at most `bytes.size()`; -1 with errno.
-ssize_t read_chunk(int descriptor, std::vector<char>& bytes, off_t place) {
-  std::size_t done = 0;
-  while (done < bytes.size()) {
-    const ssize_t got =
-        pread(descriptor, &bytes[done], bytes.size() - done, place + static_cast<off_t>(done));
-    if (got < 0 && errno == EINTR) continue;
-    if (got < 0) return -1;
-    if (got == 0) break;
-    done += static_cast<std::size_t>(got);
-  }
-  return static_cast<ssize_t>(done);
-}
 
 /// Also of what is no number.
 bool is_same(float one, float other) {
@@ -76,8 +60,8 @@ std::string difference_of(const OutputFile& one, const OutputFile& other) {
 bool is_same_audio(const OutputFile& first, const OutputFile& second, std::string& error) {
   std::vector<char> one(chunk_bytes), other(chunk_bytes);
   for (off_t place = 0;;) {
-    const ssize_t got = read_chunk(first.descriptor(), one, place);
-    const ssize_t again = read_chunk(second.descriptor(), other, place);
+    const ssize_t got = first.read_at(one.data(), one.size(), place);
+    const ssize_t again = second.read_at(other.data(), other.size(), place);
     if (got < 0 || again < 0) {
       error = first.path() + ": cannot be compared: " + std::strerror(errno);
       return false;
