@@ -4,14 +4,13 @@
 #include <unistd.h>
 
 #include <cstdio>
-#include <filesystem>
-#include <fstream>
 #include <memory>
 #include <utility>
 
 #include "bench/benchmarks.hpp"
 #include "bench/measure.hpp"
 #include "tests/support/display.hpp"
+#include "tests/support/process_sleeps.hpp"
 #include "vesk/host_process.hpp"
 
 namespace vesk::bench {
@@ -39,18 +38,9 @@ class Sleepers {
   std::vector<pid_t> processes;
 };
 
-/// How often the threads of all have gone to sleep.
-double sleeps(const std::vector<pid_t>& processes) {
-  double sum = 0;
-  for (const pid_t process : processes)
-    for (const auto& task :
-         std::filesystem::directory_iterator("/proc/" + std::to_string(process) + "/task")) {
-      std::ifstream status(task.path() / "status");
-      std::string word;
-      double count = 0;
-      while (status >> word)
-        if (word == "voluntary_ctxt_switches:" && status >> count) sum += count;
-    }
+long sleeps(const std::vector<pid_t>& processes) {
+  long sum = 0;
+  for (const pid_t process : processes) sum += tests::process_sleeps(process);
   return sum;
 }
 
@@ -79,12 +69,12 @@ void run(Report& report, const Plan& plan, int count) {
   std::vector<double> ours, reference, wakes;
   const double seconds = plan.quick ? 0.5 : 10.0 / plan.rounds;
   for (int round = 0; round < plan.rounds; ++round) {
-    const double sleeps_before = sleeps(host_ids);
+    const long sleeps_before = sleeps(host_ids);
     const double ours_before = cpu_ms(host_ids), reference_before = cpu_ms(sleepers.processes);
     sleep_us(static_cast<unsigned>(seconds * 1e6));
     ours.push_back(cpu_ms(host_ids) - ours_before);
     reference.push_back(cpu_ms(sleepers.processes) - reference_before);
-    wakes.push_back((sleeps(host_ids) - sleeps_before) / seconds / count);
+    wakes.push_back(static_cast<double>(sleeps(host_ids) - sleeps_before) / seconds / count);
   }
   report.add(Row::comparing(
       std::to_string(count) + " idle host" + (count == 1 ? "" : "s") + ", CPU a round", ours,

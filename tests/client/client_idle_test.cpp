@@ -1,16 +1,16 @@
 // A host that nobody asks anything sleeps, and does at once what it is asked.
 #include <gtest/gtest.h>
 
-#include <filesystem>
-#include <fstream>
 #include <thread>
 
 #include "tests/client/client_host.hpp"
 #include "tests/components/editors/variants.h"
 #include "tests/support/display.hpp"
+#include "tests/support/process_sleeps.hpp"
 
 using namespace vesk::client;
 using namespace vesk::client_test;
+using vesk::tests::process_sleeps;
 using namespace std::chrono_literals;
 using Clock = std::chrono::steady_clock;
 
@@ -22,20 +22,6 @@ constexpr long sanitizers_sleeps = 30;
 #else
 constexpr long sanitizers_sleeps = 0;
 #endif
-
-/// How often threads of a process have gone to sleep so far.
-long sleeps(pid_t process) {
-  long sum = 0;
-  const std::filesystem::path folder = "/proc/" + std::to_string(process) + "/task";
-  for (const auto& thread : std::filesystem::directory_iterator(folder)) {
-    std::ifstream status(thread.path() / "status");
-    std::string word;
-    long count = 0;
-    while (status >> word)
-      if (word == "voluntary_ctxt_switches:" && status >> count) sum += count;
-  }
-  return sum;
-}
 
 Options real_host(const std::string& chain) {
   Options real = options(chain, Mode::real_time);
@@ -64,9 +50,9 @@ TEST(ClientIdle, AHostSleepsUntilItIsAsked) {
       ASSERT_TRUE(wait_until([&] { return host->open_mask() == 1; }));
       std::this_thread::sleep_for(1s);  // the display's events of its opening
     }
-    const long before = sleeps(host->pid());
+    const long before = process_sleeps(host->pid());
     std::this_thread::sleep_for(2s);
-    EXPECT_LE(sleeps(host->pid()) - before, test.most_sleeps + sanitizers_sleeps);
+    EXPECT_LE(process_sleeps(host->pid()) - before, test.most_sleeps + sanitizers_sleeps);
 
     // Had it to be looked for, each would take the second after which a host looks by itself.
     const auto begin = Clock::now();
