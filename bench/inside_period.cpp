@@ -2,6 +2,7 @@
 
 #include "bench/benchmarks.hpp"
 #include "bench/measure.hpp"
+#include "bench/piano.hpp"
 #include "host/chain.hpp"
 #include "host/period_server.hpp"
 #include "platform/render_thread.hpp"
@@ -12,15 +13,6 @@ namespace {
 
 constexpr double rate = 48'000;
 constexpr unsigned period_frames = 128;
-constexpr const char* piano_uri = "http://drobilla.net/plugins/mda/EPiano";
-constexpr const char* piano_spec = "aumu:Sm48:LV2_";
-
-std::vector<host::MidiEvent> chord() {
-  std::vector<host::MidiEvent> events;
-  for (const int key : {36, 43, 48, 55, 60, 64, 67, 72})
-    events.push_back({0x90, static_cast<std::uint8_t>(key), 80, 0, 0});
-  return events;
-}
 
 template <typename Call>
 double timed_ns(Call call) {

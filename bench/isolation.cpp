@@ -1,24 +1,24 @@
 // What isolation costs at scale: many chains in a host each, against the same chains in this
 // process, and against bare processes.
 
-#include <linux/futex.h>
 #include <signal.h>
 #include <sys/mman.h>
 #include <sys/prctl.h>
-#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <atomic>
 #include <cstdio>
-#include <functional>
 #include <memory>
 #include <string>
 #include <thread>
 #include <vector>
 
 #include "bench/benchmarks.hpp"
+#include "bench/futex.hpp"
 #include "bench/measure.hpp"
+#include "bench/piano.hpp"
 #include "host/chain.hpp"
 #include "host/period_server.hpp"
 #include "platform/render_thread.hpp"
@@ -27,7 +27,6 @@
 namespace vesk::bench {
 namespace {
 
-constexpr const char* piano = "aumu:Sm48:LV2_";
 constexpr double rate = 48'000;
 constexpr unsigned period_frames = 128;
 constexpr double period_ns = period_frames / rate * 1e9;
@@ -35,24 +34,6 @@ constexpr int driver_priority = 50;
 constexpr int worker_priority = 49;
 /// The notes are struck anew so often that they always sound.
 constexpr int strike_every = 256;
-
-std::vector<host::MidiEvent> chord() {
-  std::vector<host::MidiEvent> events;
-  for (const int key : {36, 43, 48, 55, 60, 64, 67, 72})
-    events.push_back({0x90, static_cast<std::uint8_t>(key), 80, 0, 0});
-  return events;
-}
-
-void wait_while(const std::uint32_t& word, std::uint32_t value) {
-  // As a host does, with a time-out.
-  const timespec limit{1, 0};
-  while (host::load_acquire(word) == value)
-    syscall(SYS_futex, &word, FUTEX_WAIT, value, &limit, nullptr, 0);
-}
-
-void wake(const std::uint32_t& word, int count) {
-  syscall(SYS_futex, &word, FUTEX_WAKE, count, nullptr, nullptr, 0);
-}
 
 /// One way to play many chains.
 class Contestant {
@@ -74,7 +55,7 @@ struct Player {
   host::Chain chain;
 
   bool load(std::string& error) {
-    return host::load_chain(piano, rate, period_frames, *block, chain, error);
+    return host::load_chain(piano_spec, rate, period_frames, *block, chain, error);
   }
   ~Player() { chain.dispose(); }
 };
@@ -121,7 +102,7 @@ class InProcess : public Contestant {
     for (;;) {
       const std::uint32_t done = done_.load(std::memory_order_acquire);
       if (done == all) return true;
-      wait_while(word(done_), done);
+      wait_while(word(done_), done, true);
     }
   }
 
@@ -150,7 +131,7 @@ class InProcess : public Contestant {
     const RealTime policy(worker_priority);
     std::uint32_t seen = 0;
     for (;;) {
-      wait_while(round_, seen);
+      wait_while(round_, seen, true);
       seen = host::load_acquire(round_);
       if (ends_) return;
       take_work();
@@ -205,12 +186,11 @@ class BareProcesses : public Contestant {
     ++request_;
     for (host::Block* block : blocks_) {
       describe(*block, sample_time, notes);
-      host::store_release(block->render_request, request_);
-      wake(block->render_request, 1);
+      publish(block->render_request, request_);
     }
     // The last first, as a group does.
     for (auto block = blocks_.rbegin(); block != blocks_.rend(); ++block)
-      wait_while((*block)->render_done, request_ - 1);
+      wait_while((*block)->render_done, request_ - 1, true);
     return true;
   }
   std::uint64_t others_cpu_ns() const override {
@@ -227,21 +207,19 @@ class BareProcesses : public Contestant {
     const platform::RenderThread denormals_flushed_as_in_a_host;
     const RealTime policy(worker_priority);
     std::string error;
-    Player player;
+    host::Chain chain;
     const bool is_ready =
-        !with_work || host::load_chain(piano, rate, period_frames, block, player.chain, error);
+        !with_work || host::load_chain(piano_spec, rate, period_frames, block, chain, error);
     host::store_release(block.state, is_ready ? host::ready : host::failed);
     if (!is_ready) _exit(1);
-    host::PeriodServer server(block, player.chain.plugins, false, period_frames);
+    host::PeriodServer server(block, chain.plugins, false, period_frames);
     for (std::uint32_t served = 0;;) {
-      wait_while(block.render_request, served);
+      wait_while(block.render_request, served, true);
       served = host::load_acquire(block.render_request);
-      if (with_work) {
+      if (with_work)
         server.serve(served);
-      } else {
-        host::store_release(block.render_done, served);
-        wake(block.render_done, 1);
-      }
+      else
+        publish(block.render_done, served);
     }
   }
 
@@ -256,7 +234,7 @@ class Isolated : public Contestant {
   static std::unique_ptr<Isolated> start(int count, std::string& error) {
     std::unique_ptr<Isolated> made(new Isolated);
     client::Options options;
-    options.chain = piano;
+    options.chain = piano_spec;
     options.max_frames = period_frames;
     options.period_frames = period_frames;
     options.driver_priority = driver_priority;

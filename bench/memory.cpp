@@ -7,6 +7,7 @@
 
 #include "bench/benchmarks.hpp"
 #include "bench/measure.hpp"
+#include "bench/piano.hpp"
 #include "tests/support/reference_plugin.hpp"
 #include "vesk/host_process.hpp"
 
@@ -25,9 +26,6 @@ double proportional_mb(pid_t process) {
     }
   return 0;
 }
-
-constexpr const char* piano_uri = "http://drobilla.net/plugins/mda/EPiano";
-constexpr const char* piano = "aumu:Sm48:LV2_";
 
 /// What the first host of a chain takes, and each of 15 more.
 struct Growth {
@@ -79,7 +77,7 @@ void memory(Report& report, const Plan&) {
   report.begin("Memory of hosts, proportional set size");
   Growth native, instrument;
   std::string error;
-  if (!measure("aumu:Null:Vesk", native, error) || !measure(piano, instrument, error))
+  if (!measure("aumu:Null:Vesk", native, error) || !measure(piano_spec, instrument, error))
     return report.note(error);
   report.add({"native unit, first host", Figure::of(native.first), {}, {}, "MB", {}, ""});
   report.add({"native unit, each further host", Figure::of(native.further), {}, {}, "MB", 1.0, ""});

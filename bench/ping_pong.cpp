@@ -1,35 +1,18 @@
 #include "bench/ping_pong.hpp"
 
-#include <linux/futex.h>
 #include <signal.h>
 #include <sys/mman.h>
 #include <sys/prctl.h>
-#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <numeric>
 
+#include "bench/futex.hpp"
 #include "bench/measure.hpp"
-#include "host/atomics.hpp"
 
 namespace vesk::bench {
-namespace {
-
-void wait_while(std::uint32_t& word, std::uint32_t value, bool limited) {
-  const timespec limit{1, 0};
-  while (host::load_acquire(word) == value)
-    syscall(SYS_futex, &word, FUTEX_WAIT, value, limited ? &limit : nullptr, nullptr, 0);
-}
-
-void publish(std::uint32_t& word, std::uint32_t value) {
-  host::store_release(word, value);
-  syscall(SYS_futex, &word, FUTEX_WAKE, 1, nullptr, nullptr, 0);
-}
-
-}  // namespace
-
 PingPong::PingPong(int priority, int cpu, unsigned frames)
     : frames_(std::min(frames, most_frames)) {
   words_ = static_cast<Words*>(
