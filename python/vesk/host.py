@@ -147,10 +147,11 @@ class Host(_Owner):
 
     `chain` names plugins, '|' between them, as vesk-list prints them or as people call them, with
     parameters: "MDA ePiano#Hardness=0.4|MDA Ambience"; names cost some 20 ms (`specification_of`).
-    `preset` is the name of one of the first plugin's (`presets`), "2:Bright" of the second's. Offline periods follow one another as fast
-    as they can; otherwise the host asks for a real-time policy, and the caller keeps time. `wait`
-    false returns while plugins still load; `wait_ready` then comes before anything else. Use it with
-    `with`, or call `close`. One thread drives a host at a time; waiting lets other threads run.
+    `preset` is the name of one of the first plugin's (`presets`), "2:Bright" of the second's.
+    Offline periods follow one another as fast as they can; otherwise the host asks for a real-time
+    policy, and the caller keeps time. `wait` false returns while plugins still load; `wait_ready`
+    then comes before anything else. Use it with `with`, or call `close`. One thread drives a host at
+    a time; waiting lets other threads run.
     """
 
     _free, _what = lib.vesk_host_free, "host"
